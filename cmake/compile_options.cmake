@@ -1,0 +1,31 @@
+# Compile and link options that every target of the project shares.
+#
+# vandel_options  product code: no exceptions, no RTTI
+# vandel_test_options  test code: the same warnings, but GoogleTest's own needs
+
+add_library(vandel_common INTERFACE)
+target_compile_options(vandel_common INTERFACE -Wall -Wextra -Wshadow -Wconversion -Wformat=2
+                                               -Werror -fstack-protector-strong)
+target_compile_definitions(vandel_common INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64)
+# RUNPATH, not RPATH: LD_LIBRARY_PATH must be able to replace the platform libraries.
+target_link_options(vandel_common INTERFACE -Wl,--enable-new-dtags -Wl,-z,relro -Wl,-z,now
+                    -Wl,--as-needed)
+
+if(VANDEL_SANITIZE)
+  target_compile_options(vandel_common INTERFACE -fsanitize=${VANDEL_SANITIZE}
+                                                 -fno-omit-frame-pointer -g)
+  target_link_options(vandel_common INTERFACE -fsanitize=${VANDEL_SANITIZE})
+  if(VANDEL_SANITIZE MATCHES "undefined")
+    target_compile_options(vandel_common INTERFACE -fno-sanitize-recover=undefined)
+  endif()
+elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
+  target_compile_definitions(vandel_common INTERFACE _FORTIFY_SOURCE=2)
+endif()
+
+add_library(vandel_options INTERFACE)
+target_link_libraries(vandel_options INTERFACE vandel_common)
+target_compile_options(vandel_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
+                                                $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
+
+add_library(vandel_test_options INTERFACE)
+target_link_libraries(vandel_test_options INTERFACE vandel_common)
