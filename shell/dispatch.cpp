@@ -1,0 +1,60 @@
+#include "shell/dispatch.h"
+
+#include <ctype.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "cmdtree/edit_commands.h"
+#include "schema/rpc_mode.h"
+#include "shell/command_table.h"
+#include "shell/session.h"
+#include "shell/text.h"
+
+namespace
+{
+
+bool is_space(char character)
+{
+    return isspace(static_cast<unsigned char>(character)) != 0;
+}
+
+heap_text copy_first_word(const char *line)
+{
+    size_t length = 0;
+    while (line[length] != '\0' && !is_space(line[length]))
+        length++;
+    return heap_text(strndup(line, length));
+}
+
+// quit ends the shell, or the current rpc with what was staged for it.
+dispatch_result quit()
+{
+    if (session.rpc_path == nullptr)
+        return dispatch_leave;
+    char discard[] = "discard_changes";
+    cmd_discard_changes(discard);
+    rpc_mode_leave();
+    return dispatch_ran;
+}
+
+} // namespace
+
+dispatch_result dispatch(char *line)
+{
+    while (is_space(*line))
+        line++;
+    const heap_text word = copy_first_word(line);
+    if (!word || *word == '\0')
+        return dispatch_nothing;
+    if (strcmp(word.get(), "quit") == 0)
+        return quit();
+    const cmd_entry *entry = command_find(word.get());
+    if (entry != nullptr) {
+        entry->handler(line);
+        return dispatch_ran;
+    }
+    if (rpc_mode_enter(line) == 0)
+        return dispatch_ran;
+    printf("%s: no such command, type 'help' for more information.\n", word.get());
+    return dispatch_nothing;
+}

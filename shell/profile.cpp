@@ -1,0 +1,215 @@
+#include "shell/profile.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "cmdtree/tree.h"
+#include "schema/local_entries.h"
+#include "schema/masking.h"
+#include "shell/log.h"
+#include "shell/profile_file.h"
+#include "shell/session.h"
+#include "shell/text.h"
+
+namespace
+{
+
+constexpr size_t max_line_length = 1000;
+
+const char *const sections[] = {"[pwd]", "[config]", "[rpc]", "[rpc_para]"};
+
+bool is_section(const char *name)
+{
+    for (const char *section : sections) {
+        if (strcmp(section, name) == 0)
+            return true;
+    }
+    return false;
+}
+
+int append_all(text_buffer *out, std::initializer_list<std::string_view> pieces)
+{
+    for (const std::string_view piece : pieces) {
+        if (text_append(out, piece) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+void log_open_failure()
+{
+    log_debug("[DEBUG] open %s failed! errno:%d\n", profile_name, errno);
+}
+
+// Writes the whole file anew.
+int write_file(const text_buffer &content)
+{
+    const open_file file(profile_open(O_WRONLY | O_CREAT));
+    if (file.fd < 0) {
+        log_open_failure();
+        return -1;
+    }
+    if (ftruncate(file.fd, 0) != 0 || fchmod(file.fd, S_IRUSR | S_IWUSR) != 0)
+        return -1;
+    return profile_write(file.fd, {content.data.get(), content.length}, 0);
+}
+
+int append_command(text_buffer *out, const cmd_node *node)
+{
+    const heap_text path = unmasked_copy(node->path);
+    const char *word = node->operation == operation_delete ? "delete " : "set ";
+    if (!path || append_all(out, {word, path.get()}) != 0)
+        return -1;
+    if (node->value != nullptr && append_all(out, {" ", node->value}) != 0)
+        return -1;
+    return text_append(out, "\n");
+}
+
+int append_commands(text_buffer *out, const command_log *log)
+{
+    for (const cmd_node *node = log->first; node != nullptr; node = node->log_next) {
+        if (append_command(out, node) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+int append_entries(text_buffer *out)
+{
+    const list_record *record = session.entries != nullptr ? *session.entries : nullptr;
+    for (; record != nullptr; record = record->next) {
+        const heap_text path = unmasked_copy(record->path);
+        for (const list_entry *entry = record->entries; entry != nullptr; entry = entry->next) {
+            const heap_text key = unmasked_copy(entry->key);
+            if (!path || !key || append_all(out, {"add ", path.get(), " ", key.get(), "\n"}) != 0)
+                return -1;
+        }
+    }
+    return 0;
+}
+
+// Where a line goes, and what of the old text follows it.
+struct put_place {
+    size_t line;
+    size_t rest;
+};
+
+bool find_place(std::string_view content, std::string_view section, profile_mode mode,
+                put_place *place)
+{
+    const size_t header = content.find(section);
+    if (header == std::string_view::npos)
+        return false;
+    const size_t end = content.find("\n\n", header);
+    if (end == std::string_view::npos)
+        return false;
+    place->rest = end + 1;
+    place->line = mode == profile_append ? place->rest : header + section.size() + 1;
+    return true;
+}
+
+// The file's section value: the line behind the header, when it is not empty.
+std::string_view section_value(std::string_view content, std::string_view section)
+{
+    const size_t header = content.find(section);
+    if (header == std::string_view::npos)
+        return {};
+    content.remove_prefix(header + section.size());
+    if (content.empty() || content.front() != '\n')
+        return {};
+    content.remove_prefix(1);
+    const size_t end = content.find('\n');
+    return end == std::string_view::npos ? std::string_view() : content.substr(0, end);
+}
+
+int take_value(std::string_view content, std::string_view section, char **slot)
+{
+    const std::string_view value = section_value(content, section);
+    if (value.empty())
+        return 0;
+    heap_text copy = text_copy(value);
+    if (!copy)
+        return -1;
+    text_replace(slot, std::move(copy));
+    return 0;
+}
+
+} // namespace
+
+int profile_write_fresh()
+{
+    const char *rpc = session.rpc_path != nullptr ? session.rpc_path : "";
+    text_buffer content;
+    if (append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n\n\n", "[rpc]\n", rpc,
+                              "\n\n", "[rpc_para]\n\n\n", "%%%\n"}) != 0)
+        return -1;
+    return write_file(content);
+}
+
+int profile_write_back()
+{
+    const bool in_rpc = session.rpc_path != nullptr;
+    text_buffer content;
+    if (append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n"}) != 0 ||
+        append_commands(&content, &session.config_tree.log) != 0 || append_entries(&content) != 0 ||
+        append_all(&content, {"\n", "[rpc]\n", in_rpc ? session.rpc_path : "", in_rpc ? "\n" : "",
+                              "\n", "[rpc_para]\n"}) != 0 ||
+        append_commands(&content, &session.rpc_tree.log) != 0 ||
+        append_all(&content, {"\n", "%%%\n"}) != 0)
+        return -1;
+    return write_file(content);
+}
+
+int profile_put_line(const char *section, const char *line, profile_mode mode)
+{
+    if (strlen(line) > max_line_length) {
+        log_error("[ERROR] command is too 1000 byts\n");
+        return -1;
+    }
+    if (!is_section(section)) {
+        log_error("[ERROR] invalid domain:%s\n", section);
+        return -1;
+    }
+    if (access(profile_name, F_OK) != 0 && errno == ENOENT && profile_write_fresh() != 0)
+        return -1;
+    const open_file file(profile_open(O_RDWR));
+    if (file.fd < 0) {
+        log_open_failure();
+        return -1;
+    }
+    text_buffer content;
+    put_place place = {};
+    if (profile_read(file.fd, &content) != 0 ||
+        !find_place({content.data.get(), content.length}, section, mode, &place))
+        return -1;
+    const std::string_view rest(content.data.get() + place.rest, content.length - place.rest);
+    text_buffer written;
+    if (append_all(&written, {line, "\n", rest}) != 0)
+        return -1;
+    return profile_write(file.fd, {written.data.get(), written.length},
+                         static_cast<off_t>(place.line));
+}
+
+int profile_load_start()
+{
+    const open_file file(profile_open(O_RDONLY));
+    if (file.fd < 0)
+        return 0;
+    struct stat status = {};
+    if (fstat(file.fd, &status) != 0 || status.st_size == 0) {
+        log_error("[ERROR] VDL's profile <%s> is invalid.\n", profile_name);
+        return -1;
+    }
+    text_buffer content;
+    if (profile_read(file.fd, &content) != 0) {
+        log_error("[ERROR] Mapping file %s to memory failed(%s).\n", profile_name, strerror(errno));
+        return -1;
+    }
+    const std::string_view text(content.data.get(), content.length);
+    return take_value(text, "[pwd]", &session.pwd) != 0 ||
+                   take_value(text, "[rpc]", &session.rpc_path) != 0
+               ? -1
+               : 0;
+}

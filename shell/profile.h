@@ -1,0 +1,39 @@
+// The profile file "/tmp/vandel.conf": the session of the one-shot mode.
+//
+//     [pwd]         one line: the workspace
+//     [config]      set PATH [VALUE] | delete PATH [VALUE] | add LISTPATH KEYS
+//     [rpc]         none or one line: the path of the current rpc
+//     [rpc_para]    set PATH [VALUE]
+//     %%%           end; what stands behind it is ignored
+//
+// An empty line ends a section. Paths are written unmasked, values with their
+// codes (shell/args.h). The file has mode 0600 from its creation on; a symbolic
+// link or anything but a regular file in its place counts as a file that cannot
+// be opened. Failures are logged; int results are 0 or -1.
+#ifndef VANDEL_SHELL_PROFILE_H
+#define VANDEL_SHELL_PROFILE_H
+
+enum profile_mode {
+    profile_append,  // behind the last line of the section
+    profile_replace, // in place of the lines of the section
+};
+
+// Writes the file with the workspace and the rpc and nothing staged.
+int profile_write_fresh();
+
+// Writes the file with everything that is staged.
+int profile_write_back();
+
+// Puts a line (at most 1000 bytes) into a section, creating the file first
+// when it is missing.
+int profile_put_line(const char *section, const char *line, profile_mode mode);
+
+// Sets workspace and rpc from the file at start-up. A missing file is success.
+int profile_load_start();
+
+// Replays the file into the session: workspace, rpc, command trees and list
+// entries. A missing file is success; a line that cannot be taken ends the
+// replay with -1, and what was staged before it stays.
+int profile_load();
+
+#endif

@@ -1,0 +1,55 @@
+#include "shell/profile_file.h"
+
+#include <errno.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+open_file::~open_file()
+{
+    if (fd >= 0)
+        close(fd);
+}
+
+int profile_open(int access)
+{
+    // O_NONBLOCK: a FIFO in the profile's place must not hold the shell up.
+    const int fd = open(profile_name, access | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600);
+    if (fd < 0)
+        return -1;
+    struct stat status = {};
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode))
+        return fd;
+    close(fd);
+    errno = EINVAL;
+    return -1;
+}
+
+int profile_read(int fd, text_buffer *content)
+{
+    char piece[4096];
+    off_t offset = 0;
+    for (;;) {
+        const ssize_t got = pread(fd, piece, sizeof piece, offset);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return got == 0 ? 0 : -1;
+        if (text_append(content, {piece, static_cast<size_t>(got)}) != 0)
+            return -1;
+        offset += got;
+    }
+}
+
+int profile_write(int fd, std::string_view text, off_t offset)
+{
+    while (!text.empty()) {
+        const ssize_t written = pwrite(fd, text.data(), text.size(), offset);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return -1;
+        text.remove_prefix(static_cast<size_t>(written));
+        offset += written;
+    }
+    return 0;
+}

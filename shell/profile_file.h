@@ -1,0 +1,33 @@
+// The bytes of the profile file.
+#ifndef VANDEL_SHELL_PROFILE_FILE_H
+#define VANDEL_SHELL_PROFILE_FILE_H
+
+#include <fcntl.h>
+#include <string_view>
+#include <sys/types.h>
+
+#include "shell/text.h"
+
+constexpr char profile_name[] = "/tmp/vandel.conf";
+
+// A descriptor that is closed at the end of its scope; -1 for none.
+struct open_file {
+    int fd;
+
+    explicit open_file(int descriptor) : fd(descriptor) {}
+    ~open_file();
+    open_file(const open_file &) = delete;
+    open_file &operator=(const open_file &) = delete;
+};
+
+// Opens the profile with access O_RDONLY, O_RDWR or O_WRONLY, O_CREAT added to
+// create it. Returns a descriptor of a regular file, or -1 with errno set.
+int profile_open(int access);
+
+// Reads a whole file from its beginning; 0 or -1.
+int profile_read(int fd, text_buffer *content);
+
+// Writes all of a text at an offset; 0 or -1.
+int profile_write(int fd, std::string_view text, off_t offset);
+
+#endif

@@ -1,0 +1,169 @@
+#include "shell/startup.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include <errno.h>
+#include <stdio.h>
+#include <time.h>
+#include <unistd.h>
+
+#include "cmdtree/tree.h"
+#include "conf_agent.h"
+#include "link/exchange_lock.h"
+#include "link/server_session.h"
+#include "link/xpath.h"
+#include "redisapi.h"
+#include "schema/database.h"
+#include "schema/local_entries.h"
+#include "shell/dispatch.h"
+#include "shell/log.h"
+#include "shell/profile.h"
+#include "shell/session.h"
+#include "shell/signals.h"
+#include "shell/text.h"
+#include "tinyrl/history.h"
+#include "tinyrl/tinyrl.h"
+
+namespace
+{
+
+constexpr size_t history_limit = 10;
+
+void free_session_text(char **text)
+{
+    free(*text);
+    *text = nullptr;
+}
+
+void close_database()
+{
+    redis_freeconn(session.redis);
+    session.redis = nullptr;
+}
+
+void release_session()
+{
+    free_session_text(&session.pwd);
+    free_session_text(&session.prompt);
+    close_database();
+}
+
+// The words joined with single blanks, writable; null when memory runs out.
+heap_text join_words(int count, char **words)
+{
+    heap_text line(strdup(words[0]));
+    for (int i = 1; i < count && line; i++)
+        line.reset(str_join3(line.get(), " ", words[i]));
+    return line;
+}
+
+// At its end, piped input gives no line at each call from then on.
+void pause_after_end_of_input()
+{
+    const struct timespec tenth = {0, 100000000};
+    const signal_window window;
+    nanosleep(&tenth, nullptr);
+}
+
+// Lets a SIGTERM strike that arrived while it was deferred, so that it is not
+// answered with success.
+void take_deferred_signal()
+{
+    const signal_window window;
+}
+
+// Runs lines until one says to leave.
+void run_lines()
+{
+    while (session.quit == 0) {
+        const heap_text line(tinyrl_readline(session.tinyrl, session.prompt, nullptr));
+        if (!line) {
+            pause_after_end_of_input();
+            continue;
+        }
+        if (*line == '\0')
+            continue;
+        const dispatch_result result = dispatch(line.get());
+        if (result == dispatch_leave)
+            return;
+        if (result != dispatch_nothing)
+            history_add(tinyrl_get_history(session.tinyrl), line.get());
+    }
+}
+
+int prepare_session()
+{
+    session.pwd = strdup("/");
+    if (session.pwd == nullptr)
+        return -1;
+    session.prompt = strdup("/$ ");
+    return session.prompt != nullptr ? 0 : -1;
+}
+
+int connect_session()
+{
+    if (server_connect() != 0) {
+        puts("failed to connect ncserver!\r");
+        return -1;
+    }
+    tree_init();
+    return schema_connect();
+}
+
+} // namespace
+
+int vandel_init()
+{
+    signal_init();
+    lock_init();
+    log_open();
+    if (conf_dbg_enable(7, 0) != 0)
+        return -1;
+    xml_init();
+    if (prepare_session() == 0 && connect_session() == 0)
+        return 0;
+    free_session_text(&session.pwd);
+    free_session_text(&session.prompt);
+    return -1;
+}
+
+int run_oneshot(int count, char **arguments)
+{
+    session.oneshot = 1;
+    if (profile_load_start() != 0) {
+        log_debug("[DEBUG] config file error\n");
+        release_session();
+        return -1;
+    }
+    const heap_text line = join_words(count, arguments);
+    if (!line) {
+        release_session();
+        return -1;
+    }
+    dispatch(line.get());
+    take_deferred_signal();
+    local_entries_forget(nullptr, nullptr);
+    release_session();
+    return 0;
+}
+
+int run_interactive()
+{
+    session.tinyrl = tinyrl_new(stdin, stdout, history_limit, nullptr);
+    if (session.tinyrl == nullptr) {
+        log_error("[ERROR] tinyrl new error\n");
+        release_session();
+        return -1;
+    }
+    tinyrl_set_wait_mask(session.tinyrl, signal_wait_mask());
+    run_lines();
+    take_deferred_signal();
+    local_entries_forget(nullptr, nullptr);
+    struct tinyrl *editor = session.tinyrl;
+    session.tinyrl = nullptr;
+    tinyrl_delete(editor);
+    free_session_text(&session.pwd); // the prompt stays until the process ends
+    close_database();
+    return 0;
+}

@@ -1,0 +1,133 @@
+#include "shell/text.h"
+
+#include <string.h>
+
+#include "bounded.h"
+
+void text_wipe(char *text)
+{
+    if (text != nullptr) {
+        const size_t length = strlen(text);
+        memset_s(text, length, 0, length);
+    }
+}
+
+void wipe_deleter::operator()(char *text) const noexcept
+{
+    text_wipe(text);
+    std::free(text);
+}
+
+secret_block::~secret_block()
+{
+    if (data != nullptr)
+        memset_s(data, size, 0, size);
+    std::free(data);
+}
+
+bool size_add(size_t a, size_t b, size_t *sum)
+{
+    return !__builtin_add_overflow(a, b, sum);
+}
+
+heap_text text_copy(std::string_view text)
+{
+    return text_concat({text});
+}
+
+heap_text text_concat(std::initializer_list<std::string_view> pieces)
+{
+    size_t size = 1;
+    for (const std::string_view piece : pieces) {
+        if (!size_add(size, piece.size(), &size))
+            return nullptr;
+    }
+    heap_text joined(static_cast<char *>(malloc(size)));
+    if (!joined)
+        return nullptr;
+    size_t used = 0;
+    for (const std::string_view piece : pieces) {
+        if (!piece.empty())
+            memcpy_s(joined.get() + used, size - used, piece.data(), piece.size());
+        used += piece.size();
+    }
+    joined.get()[used] = '\0';
+    return joined;
+}
+
+char *str_join3(const char *a, const char *separator, const char *b)
+{
+    if (a == nullptr || separator == nullptr || b == nullptr)
+        return nullptr;
+    return text_concat({a, separator, b}).release();
+}
+
+void text_replace(char **slot, heap_text text)
+{
+    free(*slot);
+    *slot = text.release();
+}
+
+void *mem_grow(void *block, size_t used, size_t size)
+{
+    if (block == nullptr || used >= size)
+        return block;
+    void *grown = calloc(1, size);
+    if (grown != nullptr)
+        memcpy_s(grown, size, block, used);
+    memset_s(block, used, 0, used);
+    free(block);
+    return grown;
+}
+
+namespace
+{
+
+constexpr size_t first_capacity = 64;
+
+// Makes room for `needed` bytes, doubling so that appending stays linear.
+int buffer_reserve(text_buffer *buffer, size_t needed)
+{
+    if (needed <= buffer->capacity)
+        return 0;
+    size_t capacity = buffer->capacity < first_capacity ? first_capacity : buffer->capacity;
+    while (capacity < needed) {
+        if (!size_add(capacity, capacity, &capacity))
+            capacity = needed;
+    }
+    char *block = buffer->data.release();
+    void *grown =
+        block == nullptr ? calloc(1, capacity) : mem_grow(block, buffer->length, capacity);
+    if (grown == nullptr) {
+        *buffer = text_buffer{};
+        return -1;
+    }
+    buffer->data.reset(static_cast<char *>(grown));
+    buffer->capacity = capacity;
+    return 0;
+}
+
+} // namespace
+
+int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths)
+{
+    size_t needed = 0;
+    bool fits = size_add(buffer->length, 1, &needed);
+    for (const size_t length : lengths)
+        fits = fits && size_add(needed, length, &needed);
+    return fits ? buffer_reserve(buffer, needed) : -1;
+}
+
+int text_append(text_buffer *buffer, std::string_view piece)
+{
+    size_t needed = 0;
+    if (!size_add(buffer->length, piece.size(), &needed) || !size_add(needed, 1, &needed) ||
+        buffer_reserve(buffer, needed) != 0)
+        return -1;
+    char *end = buffer->data.get() + buffer->length;
+    if (!piece.empty())
+        memcpy_s(end, buffer->capacity - buffer->length, piece.data(), piece.size());
+    end[piece.size()] = '\0';
+    buffer->length += piece.size();
+    return 0;
+}

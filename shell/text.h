@@ -1,0 +1,89 @@
+// Owned texts and the few allocations that grow.
+//
+// Every function that allocates returns null (or -1) when memory runs out and
+// changes nothing. Sizes are added with an overflow test, so that a sum which
+// wraps on a 32-bit device is refused like memory that is not there.
+#ifndef VANDEL_SHELL_TEXT_H
+#define VANDEL_SHELL_TEXT_H
+
+#include <cstdlib>
+#include <initializer_list>
+#include <memory>
+#include <stddef.h>
+#include <string_view>
+
+struct free_deleter {
+    void operator()(void *block) const noexcept
+    {
+        std::free(block);
+    }
+};
+
+template <class T>
+using malloc_ptr = std::unique_ptr<T, free_deleter>;
+
+// Overwrites a text with zero bytes up to its end; null is accepted. The
+// compiler does not remove it.
+void text_wipe(char *text);
+
+struct wipe_deleter {
+    void operator()(char *text) const noexcept;
+};
+
+// A zero-terminated text that its holder owns. Any text may hold what the
+// operator typed, a password among it, so all are wiped before they are freed.
+using heap_text = std::unique_ptr<char, wipe_deleter>;
+
+// A block of which every byte is wiped before it is freed.
+struct secret_block {
+    char *data;
+    size_t size;
+
+    secret_block(char *block, size_t block_size) : data(block), size(block_size) {}
+    ~secret_block();
+    secret_block(const secret_block &) = delete;
+    secret_block &operator=(const secret_block &) = delete;
+};
+
+// A copy of the text.
+heap_text text_copy(std::string_view text);
+
+// The pieces one after the other in a buffer of their exact size.
+heap_text text_concat(std::initializer_list<std::string_view> pieces);
+
+// a + separator + b for the caller to free; null when an argument is null.
+char *str_join3(const char *a, const char *separator, const char *b);
+
+// Replaces *slot by text and frees what it held.
+void text_replace(char **slot, heap_text text);
+
+// a + b into *sum; false when it would wrap.
+bool size_add(size_t a, size_t b, size_t *sum);
+
+// True when text begins with prefix.
+inline bool text_starts_with(std::string_view text, std::string_view prefix)
+{
+    return text.size() >= prefix.size() && text.compare(0, prefix.size(), prefix) == 0;
+}
+
+// Enlarges a block of which `used` bytes are in use to `size` bytes, the new
+// ones zero. Returns the block itself when it is null or in use up to its
+// size; null when memory runs out. An old block that is not returned has been
+// wiped and freed.
+void *mem_grow(void *block, size_t used, size_t size);
+
+// A text that grows at its end; data is null or zero-terminated at length.
+struct text_buffer {
+    heap_text data;
+    size_t length = 0;
+    size_t capacity = 0;
+};
+
+// Makes room for pieces of these lengths; 0, or -1 when memory runs out (the
+// buffer is empty then).
+int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths);
+
+// Appends piece; 0, or -1 when memory runs out (the buffer is empty then).
+int text_append(text_buffer *buffer, std::string_view piece);
+
+#endif
