@@ -1,0 +1,165 @@
+#include "link/copy_config.h"
+
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "bounded.h"
+#include "cmdtree/chunk_pool.h"
+#include "cmdtree/tree.h"
+#include "cmdtree/xml_writer.h"
+#include "link/exchange.h"
+#include "link/xml_print.h"
+#include "schema/local_entries.h"
+#include "schema/masking.h"
+#include "shell/log.h"
+#include "shell/session.h"
+#include "shell/text.h"
+
+namespace
+{
+
+int fill_header(text_buffer *request)
+{
+    char head[128];
+    const int written =
+        sprintf_s(head, sizeof head,
+                  "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"%d\">\r\n"
+                  "  <copy-config>\r\n",
+                  static_cast<int>(session.message_id));
+    session.message_id++;
+    return written < 0 ? -1 : text_append(request, head);
+}
+
+// The element of a datastore that has a name or a url; 0 or -1.
+int fill_datastore(text_buffer *request, const char *word, datastore_code code)
+{
+    switch (code) {
+    case datastore_candidate:
+        return text_append(request, "      <candidate/>\r\n");
+    case datastore_running:
+        return text_append(request, "      <running/>\r\n");
+    case datastore_startup:
+        return text_append(request, "      <startup/>\r\n");
+    case datastore_url: {
+        const heap_text element = text_concat({"      <url>", word, "</url>\r\n"});
+        return element ? text_append(request, element.get()) : -1;
+    }
+    default:
+        return -1;
+    }
+}
+
+int fill_target(text_buffer *request, const char *word, datastore_code code)
+{
+    if (code == datastore_config || code == datastore_none) {
+        printf("type is error");
+        return -1;
+    }
+    if (text_append(request, "    <target>\r\n") == 0 && fill_datastore(request, word, code) == 0 &&
+        text_append(request, "    </target>\r\n") == 0)
+        return 0;
+    printf("reclloc memery fail.");
+    return -1;
+}
+
+// The staged configuration, which is dropped once it stands in the request.
+int fill_staged(text_buffer *request)
+{
+    command_tree *tree = &session.config_tree;
+    if (tree->root != nullptr && tree_to_xml(tree->root, path_scope_configuration) != 0) {
+        log_error("[ERROR] cmdtree to netconf error \r\n\n");
+        return -1;
+    }
+    int failed = text_reserve(request, {pool_text_length()});
+    const size_t body = request->length;
+    for (unsigned slot = 0; slot < output_chunk_slots && failed == 0; slot++)
+        failed = text_append(request, pool_chunk_text(slot));
+    pool_release();
+    if (failed != 0) {
+        log_error("[ERROR] reclloc memery fail.\n");
+        return -1;
+    }
+    unmask_keys(request->data.get() + body);
+    tree_free(tree);
+    local_entries_forget(nullptr, nullptr);
+    return 0;
+}
+
+int fill_config(text_buffer *request, const char *config_text)
+{
+    if (text_append(request, "      <config>\r\n") != 0)
+        return -1;
+    const int failed =
+        config_text != nullptr ? text_append(request, config_text) : fill_staged(request);
+    return failed != 0 ? -1 : text_append(request, "      </config>\r\n");
+}
+
+int fill_source(text_buffer *request, const char *word, datastore_code code,
+                const char *config_text)
+{
+    if (text_append(request, "    <source>\r\n") != 0)
+        return -1;
+    const int failed = code == datastore_config ? fill_config(request, config_text)
+                                                : fill_datastore(request, word, code);
+    return failed != 0 ? -1 : text_append(request, "    </source>\r\n");
+}
+
+void exchange_copy(const char *request)
+{
+    if (msg_send_text(request) != 0) {
+        puts("send copy-config message fail.\r");
+        return;
+    }
+    char *reply = nullptr;
+    uint32_t length = 0;
+    if (msg_wait_reply(&reply, &length) != 0) {
+        puts("get reply message fail.\r");
+        return;
+    }
+    const malloc_ptr<char> owned_reply(reply);
+    xml_print(reply);
+}
+
+} // namespace
+
+datastore_code datastore_code_of(const char *word)
+{
+    if (word == nullptr)
+        return datastore_none;
+    if (strcmp(word, "candidate") == 0)
+        return datastore_candidate;
+    if (strcmp(word, "running") == 0)
+        return datastore_running;
+    if (strcmp(word, "startup") == 0)
+        return datastore_startup;
+    return strcmp(word, "config") == 0 ? datastore_config : datastore_url;
+}
+
+void copy_config(const char *source, datastore_code source_code, const char *config_text,
+                 const char *target, datastore_code target_code)
+{
+    if (source == nullptr || target == nullptr) {
+        log_error("[ERROR] input is null.\r\n\n");
+        return;
+    }
+    text_buffer request;
+    if (text_reserve(&request, {1024}) != 0) {
+        log_error("[ERROR] send buf memery malloc fail.\r\n\n");
+        return;
+    }
+    if (fill_header(&request) != 0) {
+        log_error("[ERROR] fill header fail.\r\n\n");
+        return;
+    }
+    if (fill_target(&request, target, target_code) != 0 ||
+        fill_source(&request, source, source_code, config_text) != 0) {
+        log_error("[ERROR] fill target fail.\r\n\n");
+        return;
+    }
+    if (text_append(&request, "  </copy-config>\r\n</rpc>\r\n") != 0) {
+        log_error("[ERROR] fill tail fail.\r\n\n");
+        return;
+    }
+    exchange_copy(request.data.get());
+}

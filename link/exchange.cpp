@@ -1,0 +1,146 @@
+#include "link/exchange.h"
+
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "bounded.h"
+#include "link/exchange_lock.h"
+#include "link/frame.h"
+#include "link/notification.h"
+#include "link/xml_print.h"
+#include "shell/log.h"
+#include "shell/session.h"
+#include "shell/signals.h"
+#include "shell/text.h"
+
+namespace
+{
+
+void release_lock()
+{
+    if (exchange_unlock() != 0)
+        printf("pthread mutex unlock error!\n\t");
+}
+
+ssize_t socket_read(void *into, size_t size)
+{
+    const signal_window window;
+    return read(server_fd, into, size);
+}
+
+ssize_t socket_write(const void *from, size_t size)
+{
+    const signal_window window;
+    return write(server_fd, from, size);
+}
+
+// Room for a frame, which may carry a secret; null when memory runs out.
+secret_block frame_allocate(uint32_t body_length)
+{
+    size_t size = 0;
+    if (!size_add(body_length, frame_header_size, &size))
+        return {nullptr, 0};
+    return {static_cast<char *>(calloc(1, size)), size};
+}
+
+// Fills in the header, with the next sequence number, and the body.
+void frame_fill(const secret_block &frame, const char *body, uint32_t length)
+{
+    frame_write_header(reinterpret_cast<uint8_t *>(frame.data), length, session.send_seq);
+    session.send_seq++;
+    memcpy_s(frame.data + frame_header_size, length, body, length);
+}
+
+// Reads until `length` bytes are in; 0 or -1.
+int read_body(char *into, uint32_t length)
+{
+    uint32_t have = 0;
+    while (have < length) {
+        const uint32_t missing = length - have;
+        const ssize_t got = socket_read(into + have, missing);
+        if (got < 1 || static_cast<size_t>(got) > missing) {
+            log_debug("[DEBUG] Read message failed(%s). expected: %d, actual:%d\n", strerror(errno),
+                      static_cast<int>(length), static_cast<int>(got));
+            return -1;
+        }
+        have += static_cast<uint32_t>(got);
+    }
+    return 0;
+}
+
+} // namespace
+
+int msg_send(const char *body, uint32_t length)
+{
+    log_info("[INFO] Send a message to tarnd.\n");
+    const secret_block frame = frame_allocate(length);
+    if (frame.data == nullptr) {
+        log_error("[ERROR] send error:out of memory!\n");
+        return -1;
+    }
+    frame_fill(frame, body, length);
+    if (server_fd <= 0) {
+        log_error("[ERROR] Connect to Server first!Send msg error.\n");
+        return 0;
+    }
+    if (exchange_lock() != 0) {
+        printf("pthread mutex lock error!\n\t");
+        return -1;
+    }
+    if (socket_write(frame.data, frame.size) < 0) {
+        log_error("[ERROR] Send message failed(%s).\n", strerror(errno));
+        release_lock();
+        return -1;
+    }
+    return 0;
+}
+
+int msg_send_text(const char *text)
+{
+    size_t size = 0;
+    if (!size_add(strlen(text), 1, &size) || size > UINT32_MAX) {
+        log_error("[ERROR] send error:out of memory!\n");
+        return -1;
+    }
+    return msg_send(text, static_cast<uint32_t>(size));
+}
+
+int msg_recv(char **body, uint32_t *length)
+{
+    *body = nullptr;
+    *length = 0;
+    uint8_t header[frame_header_size];
+    if (socket_read(header, sizeof header) != static_cast<ssize_t>(sizeof header))
+        return -1;
+    const uint32_t announced = frame_body_length(header);
+    if (announced > frame_body_limit) {
+        log_error("[ERROR] Packet is too big :%d\n", static_cast<int>(announced));
+        return -1;
+    }
+    malloc_ptr<char> block(static_cast<char *>(calloc(1, static_cast<size_t>(announced) + 1)));
+    if (!block) {
+        log_error("[ERROR] Out of memory!\n");
+        return -1;
+    }
+    if (read_body(block.get(), announced) != 0)
+        return -1;
+    log_info("[INFO] Recv a message from tarnd.\n");
+    *body = block.release();
+    *length = announced;
+    return 0;
+}
+
+int msg_wait_reply(char **body, uint32_t *length)
+{
+    int result = msg_recv(body, length);
+    while (result == 0 && is_notification(*body, *length) != 0) {
+        xml_print(*body);
+        free(*body);
+        result = msg_recv(body, length);
+    }
+    release_lock();
+    return result;
+}

@@ -1,0 +1,30 @@
+// Requests and replies over the daemon's socket (frames: link/frame.h).
+//
+// The order of a request is fixed: msg_send; if that returned 0,
+// msg_wait_reply; if that returned 0, use the reply and free it. Between the
+// two the caller holds the exchange lock, so that the listener cannot read the
+// reply. Failures are logged; those of the lock are printed.
+#ifndef VANDEL_LINK_EXCHANGE_H
+#define VANDEL_LINK_EXCHANGE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+// Sends body (length bytes, the terminating zero of its text among them) as
+// one frame; 0 or -1. On 0 the exchange lock is held, except that a session
+// without a connected socket sends nothing, takes no lock and still returns 0.
+int msg_send(const char *body, uint32_t length);
+
+// Reads one frame. 0 with the body in *body (zero-terminated, for the caller
+// to free) and its length in *length, or -1 with null and 0. Takes no lock.
+int msg_recv(char **body, uint32_t *length);
+
+// Reads frames until one is not a notification, printing the notifications,
+// and gives the lock back in every case. Results as msg_recv.
+int msg_wait_reply(char **body, uint32_t *length);
+
+// Sends a text with its terminating zero; as msg_send. A text too long for a
+// frame is refused.
+int msg_send_text(const char *text);
+
+#endif

@@ -1,0 +1,80 @@
+#include "link/listener.h"
+
+#include <pthread.h>
+#include <stdint.h>
+#include <sys/select.h>
+#include <unistd.h>
+
+#include "link/exchange.h"
+#include "link/exchange_lock.h"
+#include "link/notification.h"
+#include "link/xml_print.h"
+#include "link/xpath.h"
+#include "shell/log.h"
+#include "shell/session.h"
+#include "shell/text.h"
+
+namespace
+{
+
+constexpr unsigned busy_seconds = 2;
+constexpr unsigned idle_seconds = 1;
+constexpr suseconds_t poll_microseconds = 100000;
+
+// A descriptor that an fd_set cannot hold is never readable.
+bool socket_readable()
+{
+    if (server_fd < 0 || server_fd >= FD_SETSIZE)
+        return false;
+    FD_ZERO(&session.listen_fds);
+    FD_SET(server_fd, &session.listen_fds);
+    struct timeval timeout = {0, poll_microseconds};
+    return select(server_fd + 1, &session.listen_fds, nullptr, nullptr, &timeout) >= 1 &&
+           FD_ISSET(server_fd, &session.listen_fds);
+}
+
+} // namespace
+
+int thread_create(void *(*body)(void *), void *argument)
+{
+    if (body == nullptr) {
+        log_debug("[DEBUG] The input callback function is NULL.\n");
+        return -1;
+    }
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+    pthread_t thread;
+    const int error = pthread_create(&thread, &attributes, body, argument);
+    pthread_attr_destroy(&attributes);
+    if (error != 0) {
+        log_debug("[DEBUG] Create thread failed(ret==0x%x).\n", static_cast<unsigned>(error));
+        return -1;
+    }
+    return 0;
+}
+
+// Shared with the main thread: server_fd (set before this thread starts),
+// session.lock, the socket (read only while the lock is held), the system log
+// and standard output (both lock themselves), libxml2 (initialised before).
+// session.listen_fds is this thread's own from here on.
+void *notify_listener(void *)
+{
+    xml_silence();
+    for (;;) {
+        if (exchange_trylock() != 0) {
+            sleep(busy_seconds);
+            continue;
+        }
+        char *message = nullptr;
+        uint32_t length = 0;
+        const bool received = socket_readable() && msg_recv(&message, &length) == 0;
+        const malloc_ptr<char> owned_message(message);
+        if (exchange_unlock() != 0)
+            return nullptr;
+        if (!received)
+            sleep(idle_seconds);
+        else if (is_notification(message, length) != 0)
+            xml_print(message);
+    }
+}

@@ -1,0 +1,125 @@
+#include "link/xpath.h"
+
+#include <libxml/parser.h>
+#include <libxml/xmlerror.h>
+#include <libxml/xpathInternals.h>
+#include <limits.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "shell/log.h"
+#include "shell/text.h"
+
+namespace
+{
+
+const char base_prefix[] = "base10";
+const char base_namespace[] = "urn:ietf:params:xml:ns:netconf:base:1.0";
+
+struct xpath_context_deleter {
+    void operator()(xmlXPathContext *context) const noexcept
+    {
+        xmlXPathFreeContext(context);
+    }
+};
+using xpath_context = std::unique_ptr<xmlXPathContext, xpath_context_deleter>;
+
+void discard_message(void *, const char *, ...) {}
+
+void discard_error(void *, xmlError *) {}
+
+const xmlChar *xml_text(const char *text)
+{
+    return reinterpret_cast<const xmlChar *>(text);
+}
+
+int register_namespaces(xmlXPathContext *context, const ns_entry *entry)
+{
+    if (xmlXPathRegisterNs(context, xml_text(base_prefix), xml_text(base_namespace)) != 0)
+        return -1;
+    for (; entry != nullptr; entry = entry->next) {
+        if (xmlXPathRegisterNs(context, xml_text(entry->prefix), xml_text(entry->uri)) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+void ns_entry_free(ns_entry *entry)
+{
+    free(entry->prefix);
+    free(entry->uri);
+    free(entry);
+}
+
+} // namespace
+
+void xml_init()
+{
+    xmlInitParser();
+    xml_silence();
+}
+
+void xml_silence()
+{
+    // libxml2 keeps these per thread.
+    xmlSetGenericErrorFunc(nullptr, discard_message);
+    xmlSetStructuredErrorFunc(nullptr, discard_error);
+}
+
+xml_doc xml_parse(const char *text, size_t length)
+{
+    if (length > INT_MAX)
+        return nullptr;
+    return xml_doc(
+        xmlReadMemory(text, static_cast<int>(length), nullptr, "utf-8", XML_PARSE_NOBLANKS));
+}
+
+int ns_add(ns_entry **head, const char *prefix, const char *uri)
+{
+    for (const ns_entry *entry = *head; entry != nullptr; entry = entry->next) {
+        if (strcmp(entry->prefix, prefix) == 0)
+            return 0;
+    }
+    ns_entry *entry = static_cast<ns_entry *>(calloc(1, sizeof(ns_entry)));
+    if (entry == nullptr)
+        return -1;
+    entry->prefix = strdup(prefix);
+    entry->uri = strdup(uri);
+    if (entry->prefix == nullptr || entry->uri == nullptr) {
+        ns_entry_free(entry);
+        return -1;
+    }
+    entry->next = *head;
+    if (*head != nullptr)
+        (*head)->pprev = &entry->next;
+    *head = entry;
+    entry->pprev = head;
+    return 0;
+}
+
+void ns_free(ns_entry **head)
+{
+    while (*head != nullptr) {
+        ns_entry *entry = *head;
+        *head = entry->next;
+        if (*head != nullptr)
+            (*head)->pprev = head;
+        ns_entry_free(entry);
+    }
+}
+
+xmlXPathObject *xpath_eval(xmlDoc *document, const char *expression, ns_entry **head)
+{
+    const xpath_context context(xmlXPathNewContext(document));
+    if (!context)
+        return nullptr;
+    if (register_namespaces(context.get(), *head) != 0) {
+        log_debug("[DEBUG] Registering base namespace for the message xpath context failed.\n");
+        return nullptr;
+    }
+    xpath_result result(xmlXPathEvalExpression(xml_text(expression), context.get()));
+    if (!result || result->nodesetval == nullptr || result->nodesetval->nodeNr == 0 ||
+        result->nodesetval->nodeTab == nullptr)
+        return nullptr;
+    return result.release();
+}

@@ -1,0 +1,57 @@
+// XPath over replies, with the prefixes of their namespaces.
+//
+// A namespace list is a head pointer, null when empty; the caller owns it and
+// gives it back with ns_free. "base10" always stands for the NETCONF base
+// namespace.
+#ifndef VANDEL_LINK_XPATH_H
+#define VANDEL_LINK_XPATH_H
+
+#include <libxml/tree.h>
+#include <libxml/xpath.h>
+#include <memory>
+
+struct ns_entry {
+    char *prefix;     // owned
+    char *uri;        // owned
+    ns_entry *next;   // next entry
+    ns_entry **pprev; // address of the link that points at this entry
+};
+
+struct xml_doc_deleter {
+    void operator()(xmlDoc *document) const noexcept
+    {
+        xmlFreeDoc(document);
+    }
+};
+using xml_doc = std::unique_ptr<xmlDoc, xml_doc_deleter>;
+
+struct xpath_result_deleter {
+    void operator()(xmlXPathObject *result) const noexcept
+    {
+        xmlXPathFreeObject(result);
+    }
+};
+using xpath_result = std::unique_ptr<xmlXPathObject, xpath_result_deleter>;
+
+// Initialises libxml2 for all threads; called before the second one starts.
+void xml_init();
+
+// Keeps libxml2 from printing its own errors in the calling thread.
+void xml_silence();
+
+// Parses a whole message, blank text nodes removed; null when it is not
+// well-formed.
+xml_doc xml_parse(const char *text, size_t length);
+
+// Adds a prefix at the head; 0, or -1 when memory runs out. A prefix that the
+// list already holds keeps its first namespace.
+int ns_add(ns_entry **head, const char *prefix, const char *uri);
+
+// Releases every entry; the head is null afterwards.
+void ns_free(ns_entry **head);
+
+// Evaluates expression over document; a node set with at least one node, for
+// the caller to free with xmlXPathFreeObject, or null.
+xmlXPathObject *xpath_eval(xmlDoc *document, const char *expression, ns_entry **head);
+
+#endif
