@@ -1,0 +1,149 @@
+#include "schema/database.h"
+
+#include "schema/path.h"
+#include "shell/session.h"
+
+namespace
+{
+
+constexpr int schema_database_number = 4;
+
+using reply_ptr = std::unique_ptr<redisReply, reply_deleter>;
+
+std::string_view string_of(const redisReply *reply)
+{
+    if (reply == nullptr || reply->type != REDIS_REPLY_STRING || reply->str == nullptr)
+        return {};
+    return {reply->str, reply->len};
+}
+
+std::string_view without_predicate(std::string_view name)
+{
+    return name.substr(0, name.find('['));
+}
+
+reply_ptr read_field(std::string_view hash, std::string_view field)
+{
+    if (session.redis == nullptr)
+        return nullptr;
+    reply_ptr reply(redis_hash_get_bin_safe(session.redis, hash.data(), hash.size(), field.data(),
+                                            field.size()));
+    return string_of(reply.get()).data() != nullptr ? std::move(reply) : nullptr;
+}
+
+// The field's record, at least `minimum` bytes of it.
+record_ptr read_record(std::string_view hash, std::string_view field, size_t minimum)
+{
+    const reply_ptr reply = read_field(hash, field);
+    const std::string_view value = string_of(reply.get());
+    if (value.size() < minimum)
+        return nullptr;
+    return record_copy(value.data(), value.size());
+}
+
+// A schema path as the hash and the field that hold its record.
+struct field_address {
+    std::string_view hash;
+    std::string_view field;
+};
+
+field_address address_of(std::string_view schema_path)
+{
+    const size_t slash = schema_path.rfind('/');
+    if (slash == std::string_view::npos)
+        return {};
+    const std::string_view field = schema_path.substr(slash + 1);
+    return {slash == 0 ? "/" : schema_path.substr(0, slash), field};
+}
+
+} // namespace
+
+int schema_connect()
+{
+    session.redis = redis_connect();
+    redis_select(session.redis, schema_database_number);
+    return session.redis != nullptr ? 0 : -1;
+}
+
+hash_fields schema_hash(std::string_view hash)
+{
+    hash_fields fields;
+    if (session.redis == nullptr)
+        return fields;
+    fields.reply.reset(redis_hash_get_all_bin_safe(session.redis, hash.data(), hash.size()));
+    if (fields.reply && (fields.reply->type != REDIS_REPLY_ARRAY ||
+                         (fields.reply->elements > 0 && fields.reply->element == nullptr)))
+        fields.reply.reset();
+    if (fields.reply)
+        fields.count = fields.reply->elements / 2;
+    return fields;
+}
+
+std::string_view hash_field_name(const hash_fields &fields, size_t index)
+{
+    return string_of(fields.reply->element[2 * index]);
+}
+
+std::string_view hash_field_value(const hash_fields &fields, size_t index)
+{
+    return string_of(fields.reply->element[2 * index + 1]);
+}
+
+record_pair schema_record_pair(const char *schema_path)
+{
+    record_pair pair;
+    if (schema_path == nullptr)
+        return pair;
+    const field_address address = address_of(schema_path);
+    if (address.hash.empty())
+        return pair;
+    const std::string_view field = without_predicate(address.field);
+    if (address.hash == "/")
+        pair.module = read_record(address.hash, field, module_record_minimum);
+    else
+        pair.node = read_record(address.hash, field, node_record_minimum);
+    return pair;
+}
+
+record_ptr module_record(std::string_view module)
+{
+    if (module.data() == nullptr)
+        return nullptr;
+    return read_record("/", module, module_record_minimum);
+}
+
+heap_text module_namespace(std::string_view module)
+{
+    const record_ptr record = module_record(module);
+    return record ? text_copy(record_namespace(record.get())) : nullptr;
+}
+
+heap_text path_namespace(const char *path)
+{
+    return module_namespace(path_module(path));
+}
+
+bool schema_has_field(std::string_view hash, std::string_view field)
+{
+    return read_field(hash, without_predicate(field)) != nullptr;
+}
+
+bool schema_path_exists(std::string_view schema_path)
+{
+    if (schema_path == "/")
+        return true;
+    const field_address address = address_of(schema_path);
+    return !address.hash.empty() && schema_has_field(address.hash, address.field);
+}
+
+heap_text rpc_input_name(std::string_view rpc_schema_path)
+{
+    const hash_fields fields = schema_hash(rpc_schema_path);
+    for (size_t i = 0; i < fields.count; i++) {
+        const std::string_view value = hash_field_value(fields, i);
+        if (value.size() >= node_record_minimum &&
+            record_kind_of_bytes(value.data()) == node_kind_input)
+            return text_copy(hash_field_name(fields, i));
+    }
+    return nullptr;
+}

@@ -1,0 +1,79 @@
+// Look-ups in the compiled YANG schema: redis database 4.
+//
+// Every schema node with children is a hash named by its schema path, whose
+// fields are the children's names and whose values are their records
+// (schema/records.h). The hash "/" holds the modules. A list L under P has the
+// hash P/L with its keys alone and the hash P/L[] with all children.
+//
+// Schema paths and data paths are masked (schema/masking.h). A look-up gives
+// nothing (null, false, an empty pair) for a null argument, a missing or too
+// short record, a lost connection, and when memory runs out.
+#ifndef VANDEL_SCHEMA_DATABASE_H
+#define VANDEL_SCHEMA_DATABASE_H
+
+#include <memory>
+#include <string_view>
+
+#include "redisapi.h"
+#include "schema/records.h"
+#include "shell/text.h"
+
+struct reply_deleter {
+    void operator()(redisReply *reply) const noexcept
+    {
+        redis_freereply(reply);
+    }
+};
+
+// All fields of a hash. count is 0 when there is no reply.
+struct hash_fields {
+    std::unique_ptr<redisReply, reply_deleter> reply;
+    size_t count = 0;
+};
+
+// The record of a path: a module record for a path of one level, a node record
+// otherwise; both null when there is none.
+struct record_pair {
+    record_ptr module;
+    record_ptr node;
+
+    explicit operator bool() const
+    {
+        return module || node;
+    }
+};
+
+// Connects the session to the database and selects number 4; 0 or -1.
+int schema_connect();
+
+// Reads a whole hash. Without a reply the connection failed or the hash is
+// missing; the library does not tell which.
+hash_fields schema_hash(std::string_view hash);
+
+// Name and value of field `index` (below count); a view without data for an
+// element that is no string.
+std::string_view hash_field_name(const hash_fields &fields, size_t index);
+std::string_view hash_field_value(const hash_fields &fields, size_t index);
+
+// The record at a schema path. A predicate of the last component is ignored:
+// L[] and L[k=v] both read L.
+record_pair schema_record_pair(const char *schema_path);
+
+// The module record of a module, and the namespace in it.
+record_ptr module_record(std::string_view module);
+heap_text module_namespace(std::string_view module);
+
+// The namespace of the module that a path begins with.
+heap_text path_namespace(const char *path);
+
+// True when the hash has the field, which is cut at its first "[".
+bool schema_has_field(std::string_view hash, std::string_view field);
+
+// True when a schema path names a node; "/" does.
+bool schema_path_exists(std::string_view schema_path);
+
+// The name of an rpc's input node: the first field of kind 8 in the hash of
+// the rpc's schema path.
+heap_text rpc_input_name(std::string_view rpc_schema_path);
+
+#endif

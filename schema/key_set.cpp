@@ -1,0 +1,130 @@
+#include "schema/key_set.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "shell/log.h"
+
+namespace
+{
+
+std::string_view without_prefix(std::string_view name)
+{
+    const size_t colon = name.find(':');
+    return colon == std::string_view::npos ? name : name.substr(colon + 1);
+}
+
+int compare_names(const char *a, const char *b)
+{
+    const int order = without_prefix(a).compare(without_prefix(b));
+    return order != 0 ? order : strcmp(a, b);
+}
+
+int compare_key_names(const void *a, const void *b)
+{
+    return compare_names(*static_cast<char *const *>(a), *static_cast<char *const *>(b));
+}
+
+int compare_key_values(const void *a, const void *b)
+{
+    return compare_names(static_cast<const key_value *>(a)->key,
+                         static_cast<const key_value *>(b)->key);
+}
+
+bool same_key(std::string_view a, std::string_view b)
+{
+    return a == b || without_prefix(a) == b || a == without_prefix(b);
+}
+
+int check_keys(const key_value_set *set, const key_names *names)
+{
+    for (size_t i = 0; i < names->count; i++) {
+        if (!same_key(set->pair[i].key, names->name[i])) {
+            log_debug("[DEBUG] invalid key:%s\n", set->pair[i].key);
+            return -1;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+key_names::~key_names()
+{
+    for (size_t i = 0; i < count; i++)
+        free(name[i]);
+    free(name);
+}
+
+key_value_set::~key_value_set()
+{
+    for (size_t i = 0; i < count; i++) {
+        free(pair[i].key);
+        text_wipe(pair[i].value);
+        free(pair[i].value);
+    }
+    free(pair);
+}
+
+int key_names_create(key_names *names, size_t count)
+{
+    names->name = static_cast<char **>(calloc(count + 1, sizeof(char *)));
+    if (names->name == nullptr)
+        return -1;
+    names->count = count;
+    return 0;
+}
+
+int key_values_create(key_value_set *set, size_t capacity)
+{
+    set->pair = static_cast<key_value *>(calloc(capacity + 1, sizeof(key_value)));
+    if (set->pair == nullptr)
+        return -1;
+    set->capacity = capacity;
+    return 0;
+}
+
+int key_names_set(key_names *names, size_t slot, std::string_view name)
+{
+    names->name[slot] = text_copy(name).release();
+    return names->name[slot] != nullptr ? 0 : -1;
+}
+
+int key_values_add(key_value_set *set, std::string_view key, std::string_view value)
+{
+    if (set->count == set->capacity) {
+        log_debug("[DEBUG] kvs is full\n");
+        return -1;
+    }
+    heap_text key_copy = text_copy(key);
+    heap_text value_copy = text_copy(value);
+    if (!key_copy || !value_copy)
+        return -1;
+    set->pair[set->count++] = {key_copy.release(), value_copy.release()};
+    return 0;
+}
+
+heap_text entry_name(std::string_view list, key_value_set *set, key_names *names)
+{
+    if (set->count != names->count) {
+        log_debug("[DEBUG] expect %d kvs but %d in fact\n", static_cast<int>(names->count),
+                  static_cast<int>(set->count));
+        return nullptr;
+    }
+    if (names->count == 0)
+        return nullptr;
+    qsort(names->name, names->count, sizeof(char *), compare_key_names);
+    qsort(set->pair, set->count, sizeof(key_value), compare_key_values);
+    if (check_keys(set, names) != 0)
+        return nullptr;
+    text_buffer name;
+    if (text_append(&name, list) != 0)
+        return nullptr;
+    for (size_t i = 0; i < names->count; i++) {
+        if (text_append(&name, i == 0 ? "[" : ",") != 0 ||
+            text_append(&name, names->name[i]) != 0 || text_append(&name, "=") != 0 ||
+            text_append(&name, set->pair[i].value) != 0)
+            return nullptr;
+    }
+    return text_append(&name, "]") == 0 ? std::move(name.data) : nullptr;
+}

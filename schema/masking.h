@@ -1,0 +1,49 @@
+// Masking: bytes that stand for path punctuation inside values.
+//
+// Two sets, each one byte for one byte, so that masking never moves text:
+//
+//     inside quotes          blank 3   [ 11   ] 12   = 13   , 14   (shell/args.h)
+//     inside key predicates  /  1      :  2
+//
+// The workspace, the prompt, the profile and all output hold plain text; every
+// algorithm that cuts at one of these characters works on masked text. Masking
+// masked text changes nothing.
+#ifndef VANDEL_SCHEMA_MASKING_H
+#define VANDEL_SCHEMA_MASKING_H
+
+#include "shell/text.h"
+
+// Puts both sets of codes into a path.
+void mask_path(char *path);
+
+// Masks "/" and ":" inside each predicate value of a path: from its "=" to
+// the next "," or "]"; a value without such an end is left alone.
+void mask_keys(char *path);
+
+// Turns the bytes 1 and 2 back into "/" and ":".
+void unmask_keys(char *text);
+
+// Turns every code of both sets back.
+void unmask_all(char *text);
+
+// A masked, or a wholly unmasked copy of text; null for null or when memory
+// runs out.
+heap_text masked_copy(const char *path);
+heap_text unmasked_copy(const char *text);
+
+// A key value read from the server, quoted where it holds a character that
+// would cut a path, and masked; null when memory runs out.
+heap_text quote_value(const char *value);
+
+// Masks the blanks inside the quoted sections of a command line.
+void mask_quoted_blanks(char *line);
+
+// A copy of an unmasked text in which every quoted section that holds a blank,
+// "[", "]", "=" or "," has lost its quotes; null when memory runs out.
+heap_text remove_quotes(const char *text);
+
+// A masked value as it is written to the server: codes of both sets restored,
+// then quotes removed.
+heap_text plain_value(const char *masked);
+
+#endif

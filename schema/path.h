@@ -1,0 +1,52 @@
+// Workspace paths: their components, and the absolute path of an argument.
+//
+//     /module/container/list[key=value]/othermodule:leaf
+//
+// All functions take masked paths (schema/masking.h) and return masked paths,
+// owned by the caller, null when memory runs out.
+#ifndef VANDEL_SCHEMA_PATH_H
+#define VANDEL_SCHEMA_PATH_H
+
+#include <stddef.h>
+#include <string_view>
+
+#include "shell/text.h"
+
+// Number of "/" in a path.
+size_t path_levels(const char *path);
+
+// The text after the last "/".
+const char *path_last_component(const char *path);
+
+// The first component, the module; empty for "/".
+std::string_view path_module(const char *path);
+
+// True when the last component ends in a predicate.
+bool path_is_list_entry(const char *path);
+
+// The path up to its last "/", "/" for a module.
+heap_text path_parent(const char *path);
+
+// The path under which a node is listed: that of the list for an entry, the
+// parent otherwise.
+heap_text path_listing_parent(const char *path);
+
+// True when path is prefix itself or lies below it.
+bool path_is_within(const char *path, const char *prefix);
+
+// True when path lies within the current rpc; false outside RPC mode.
+bool path_in_rpc(const char *path);
+
+// True in RPC mode for a path outside of the rpc: nothing can be staged or
+// entered there.
+bool path_outside_rpc(const char *path);
+
+// The absolute, normalised path that an argument (masked or not) names in the
+// current workspace. Null also for an argument that climbs above the root or
+// the rpc, or continues a list with something else than one of its entries.
+heap_text path_absolute(const char *argument);
+
+// Removes empty components and "." from a path, without resolving "..".
+void path_collapse(char *path);
+
+#endif

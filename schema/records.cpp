@@ -1,0 +1,106 @@
+#include "schema/records.h"
+
+#include <stdint.h>
+#include <string.h>
+
+#include "bounded.h"
+
+namespace
+{
+
+constexpr size_t help_offset_at = 12;
+constexpr size_t type_offset_at = 14;
+constexpr size_t help_bound_at = 18;
+constexpr size_t string_area_at = node_record_minimum;
+constexpr unsigned config_bit = 1U;
+constexpr unsigned kind_shift = 6;
+constexpr unsigned kind_mask = 31;
+
+const uint8_t *bytes_of(const schema_record *record)
+{
+    return reinterpret_cast<const uint8_t *>(record + 1);
+}
+
+unsigned read_u16(const uint8_t *at)
+{
+    return at[0] | static_cast<unsigned>(at[1]) << 8;
+}
+
+int read_i16(const uint8_t *at)
+{
+    return static_cast<int16_t>(read_u16(at));
+}
+
+// The text that starts at offset in the record.
+std::string_view text_at(const schema_record *record, size_t offset)
+{
+    if (offset >= record->size)
+        return {};
+    const char *start = reinterpret_cast<const char *>(bytes_of(record)) + offset;
+    return {start, strnlen(start, record->size - offset)};
+}
+
+std::string_view string_area_text(const schema_record *record, int offset)
+{
+    if (offset < 0)
+        return {};
+    return text_at(record, string_area_at + static_cast<size_t>(offset));
+}
+
+} // namespace
+
+record_ptr record_copy(const void *bytes, size_t size)
+{
+    size_t total = 0;
+    if (!size_add(sizeof(schema_record), size, &total))
+        return nullptr;
+    record_ptr record(static_cast<schema_record *>(calloc(1, total)));
+    if (record) {
+        record->size = size;
+        memcpy_s(record.get() + 1, size, bytes, size);
+    }
+    return record;
+}
+
+record_ptr record_of_kind(node_kind kind)
+{
+    uint8_t bytes[node_record_minimum] = {};
+    const unsigned flags = static_cast<unsigned>(kind) << kind_shift;
+    bytes[0] = static_cast<uint8_t>(flags);
+    bytes[1] = static_cast<uint8_t>(flags >> 8);
+    return record_copy(bytes, sizeof bytes);
+}
+
+unsigned record_kind_of_bytes(const void *bytes)
+{
+    return read_u16(static_cast<const uint8_t *>(bytes)) >> kind_shift & kind_mask;
+}
+
+unsigned record_kind(const schema_record *record)
+{
+    return record_kind_of_bytes(bytes_of(record));
+}
+
+bool record_is_config(const schema_record *record)
+{
+    return (read_u16(bytes_of(record)) & config_bit) != 0;
+}
+
+std::string_view record_help(const schema_record *record)
+{
+    const int offset = read_i16(bytes_of(record) + help_offset_at);
+    const int bound = read_i16(bytes_of(record) + help_bound_at);
+    if (offset == 0 || offset >= bound)
+        return {};
+    return string_area_text(record, offset);
+}
+
+std::string_view record_type_name(const schema_record *record)
+{
+    return string_area_text(record, read_i16(bytes_of(record) + type_offset_at));
+}
+
+std::string_view record_namespace(const schema_record *record)
+{
+    return text_at(record, module_record_minimum);
+}

@@ -1,0 +1,166 @@
+// Choice and case nodes are named in the database but never in a data path. To
+// put them in, a path is cut from its end until what remains is a node of the
+// schema; the first component that was cut must then stand in a case of one of
+// that node's choices. With the levels in place the search goes on below.
+#include "schema/schema_path.h"
+
+#include <string.h>
+
+#include "schema/path.h"
+#include "shell/log.h"
+#include "shell/session.h"
+
+namespace
+{
+
+// The path with the input level behind the rpc's path.
+heap_text with_input_level(const char *path)
+{
+    const char *rpc = session.rpc_path;
+    const heap_text input = rpc_input_name(rpc);
+    return input ? text_concat({rpc, "/", input.get(), path + strlen(rpc)}) : nullptr;
+}
+
+void empty_predicates(char *path)
+{
+    char *out = path;
+    for (const char *in = path; *in != '\0';) {
+        const char *close = *in == '[' ? strchr(in, ']') : nullptr;
+        if (close != nullptr) {
+            *out++ = '[';
+            in = close;
+        }
+        *out++ = *in++;
+    }
+    *out = '\0';
+}
+
+// Finds the choice and case below `prefix` in whose case `name` stands, into
+// `found` as prefix/choice/case; 1 found, 0 not found, -1 out of memory.
+int find_case(std::string_view prefix, std::string_view name, heap_text *found);
+
+// What is done with each prefix/choice/case.
+enum case_search {
+    case_search_fields, // the case's own fields
+    case_search_nested, // the choices inside the case
+};
+
+int search_cases(std::string_view choice_path, std::string_view name, case_search search,
+                 heap_text *found)
+{
+    const hash_fields cases = schema_hash(choice_path);
+    for (size_t i = 0; i < cases.count; i++) {
+        const std::string_view record = hash_field_value(cases, i);
+        if (record.size() < node_record_minimum ||
+            record_kind_of_bytes(record.data()) != node_kind_case)
+            continue;
+        heap_text case_path = text_concat({choice_path, "/", hash_field_name(cases, i)});
+        if (!case_path)
+            return -1;
+        if (search == case_search_nested) {
+            const int result = find_case(case_path.get(), name, found);
+            if (result != 0)
+                return result;
+        } else if (schema_has_field(case_path.get(), name)) {
+            *found = std::move(case_path);
+            return 1;
+        }
+    }
+    return 0;
+}
+
+int search_choices(std::string_view prefix, const hash_fields &children, std::string_view name,
+                   case_search search, heap_text *found)
+{
+    for (size_t i = 0; i < children.count; i++) {
+        const std::string_view record = hash_field_value(children, i);
+        if (record.size() < node_record_minimum ||
+            record_kind_of_bytes(record.data()) != node_kind_choice)
+            continue;
+        const heap_text choice_path = text_concat({prefix, "/", hash_field_name(children, i)});
+        const int result = choice_path ? search_cases(choice_path.get(), name, search, found) : -1;
+        if (result != 0)
+            return result;
+    }
+    return 0;
+}
+
+int find_case(std::string_view prefix, std::string_view name, heap_text *found)
+{
+    if (prefix.empty() || prefix == "/") // the root holds modules, no choices
+        return 0;
+    const hash_fields children = schema_hash(prefix);
+    const int direct = search_choices(prefix, children, name, case_search_fields, found);
+    if (direct != 0)
+        return direct;
+    return search_choices(prefix, children, name, case_search_nested, found);
+}
+
+// The longest beginning of path that names a node; all of it when nothing had
+// to be cut.
+std::string_view existing_prefix(std::string_view path)
+{
+    std::string_view prefix = path;
+    while (!prefix.empty() && !schema_path_exists(prefix))
+        prefix = prefix.substr(0, prefix.rfind('/'));
+    return prefix;
+}
+
+heap_text insert_choices(heap_text path)
+{
+    while (path && path_levels(path.get()) > 1) {
+        const std::string_view whole = path.get();
+        const std::string_view prefix = existing_prefix(whole);
+        if (prefix.size() == whole.size())
+            return path;
+        std::string_view rest = whole.substr(prefix.size() + 1);
+        const std::string_view name = rest.substr(0, rest.find('/'));
+        heap_text case_path;
+        const int found = find_case(prefix, name, &case_path);
+        if (found == 0)
+            log_debug("[DEBUG] error: invalid path %s\r\n\n", path.get());
+        if (found != 1)
+            return nullptr;
+        path = text_concat({case_path.get(), "/", rest});
+    }
+    return path;
+}
+
+} // namespace
+
+heap_text schema_path_of(const char *path, path_scope scope)
+{
+    if (path == nullptr || *path != '/')
+        return nullptr;
+    const bool in_rpc = scope == path_scope_session && path_in_rpc(path);
+    heap_text schema_path = in_rpc ? with_input_level(path) : text_copy(path);
+    if (schema_path)
+        empty_predicates(schema_path.get());
+    return insert_choices(std::move(schema_path));
+}
+
+record_pair data_record_pair(const char *path, path_scope scope)
+{
+    return schema_record_pair(schema_path_of(path, scope).get());
+}
+
+int list_keys(const char *list_path, key_names *keys)
+{
+    const heap_text schema_path = schema_path_of(list_path, path_scope_session);
+    if (!schema_path)
+        return -1;
+    const hash_fields fields = schema_hash(schema_path.get());
+    if (!fields.reply) {
+        log_debug("[DEBUG] Failed to get %s from db\n", schema_path.get());
+        // The hash of a list without keys is missing while the list is there.
+        if (!schema_path_exists(schema_path.get()))
+            return -1;
+    }
+    if (key_names_create(keys, fields.count) != 0)
+        return -1;
+    for (size_t i = 0; i < fields.count; i++) {
+        if (key_names_set(keys, i, hash_field_name(fields, i)) != 0)
+            return -1;
+    }
+    return 0;
+}

@@ -1,0 +1,45 @@
+#include "schema/workspace.h"
+
+#include <string.h>
+
+#include "schema/masking.h"
+#include "schema/path.h"
+#include "shell/log.h"
+#include "shell/profile.h"
+#include "shell/session.h"
+#include "shell/text.h"
+
+namespace
+{
+
+heap_text prompt_for(const char *workspace)
+{
+    const char *rpc = session.rpc_path;
+    if (rpc == nullptr)
+        return text_concat({"\n", workspace, "$ "});
+    const char *below = "";
+    if (path_is_within(workspace, rpc) && workspace[strlen(rpc)] == '/')
+        below = workspace + strlen(rpc) + 1;
+    return text_concat({"\n[", path_last_component(rpc), "]", below, "$ "});
+}
+
+} // namespace
+
+void workspace_set(const char *path)
+{
+    heap_text workspace = unmasked_copy(path);
+    heap_text prompt = workspace ? prompt_for(workspace.get()) : nullptr;
+    if (!prompt) {
+        log_debug("[DEBUG] out of memeory\r\n\n");
+        return;
+    }
+    text_replace(&session.pwd, std::move(workspace));
+    text_replace(&session.prompt, std::move(prompt));
+    if (session.oneshot != 0)
+        profile_put_line("[pwd]", session.pwd, profile_replace);
+}
+
+void workspace_reset()
+{
+    workspace_set(session.rpc_path != nullptr ? session.rpc_path : "/");
+}
