@@ -1,0 +1,34 @@
+// The output chunk pool: serialised XML in up to 16 chunks of growing size.
+//
+// Chunk i is made with 4096 << i bytes, so a body of any size is appended
+// without copying what is there already. A piece that is larger than the chunk
+// made for it gets a chunk of its own size.
+#ifndef VANDEL_CMDTREE_CHUNK_POOL_H
+#define VANDEL_CMDTREE_CHUNK_POOL_H
+
+#include <stddef.h>
+#include <stdint.h>
+#include <string_view>
+
+#include "shell/session.h"
+
+struct output_chunk {
+    uint32_t capacity;  // bytes in data
+    uint32_t remaining; // bytes free, the terminating zero counted
+    char *data;         // owned, zero-terminated text
+};
+
+// Appends a piece to the session's pool; 0, or -1 when no chunk can take it.
+int pool_append(std::string_view piece);
+
+// The text of a chunk; slots are in use from 0 up to the first empty one.
+// Empty for an unused slot.
+std::string_view pool_chunk_text(unsigned slot);
+
+// Frees every chunk; harmless for an empty pool. The texts are wiped.
+void pool_release();
+
+// The sum of the texts' lengths.
+size_t pool_text_length();
+
+#endif

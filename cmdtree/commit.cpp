@@ -1,0 +1,155 @@
+// Staged changes leave the session before the request is sent: whatever becomes
+// of the exchange, they are not sent twice. When it fails, the detached tree is
+// not freed and RPC mode goes on.
+#include "cmdtree/commit.h"
+
+#include <stdint.h>
+#include <stdio.h>
+
+#include "bounded.h"
+#include "cmdtree/chunk_pool.h"
+#include "cmdtree/tree.h"
+#include "cmdtree/xml_writer.h"
+#include "link/exchange.h"
+#include "link/xml_print.h"
+#include "schema/local_entries.h"
+#include "schema/masking.h"
+#include "schema/rpc_mode.h"
+#include "shell/args.h"
+#include "shell/profile.h"
+#include "shell/session.h"
+#include "shell/text.h"
+
+namespace
+{
+
+constexpr size_t header_size = 512;
+
+const char edit_config_head[] =
+    "  <edit-config>\r\n"
+    "    <target>\r\n"
+    "      <running/>\r\n"
+    "    </target>\r\n"
+    "    <error-option>rollback-on-error</error-option>\r\n"
+    "    <config xmlns:xc=\"urn:ietf:params:xml:ns:netconf:base:1.0\">\r\n";
+const char edit_config_tail[] = "    </config>\r\n"
+                                "  </edit-config>\r\n"
+                                "</rpc>\r\n";
+const char rpc_tail[] = "</rpc>\r\n";
+
+command_tree *current_tree()
+{
+    return session.rpc_path != nullptr ? &session.rpc_tree : &session.config_tree;
+}
+
+// Makes sure that there is something to send; an rpc can be called without
+// input.
+int require_tree(command_tree *tree)
+{
+    if (tree->root != nullptr)
+        return 0;
+    if (session.rpc_path == nullptr) {
+        puts("There is no configuration data. \r");
+        return -1;
+    }
+    const heap_text rpc_path = masked_copy(session.rpc_path);
+    if (rpc_path && tree_add_structural(tree, rpc_path.get()) == 0)
+        return 0;
+    tree_free(tree);
+    return -1;
+}
+
+// The body in the output pool between head and tail, as one text with the
+// bytes for "/" and ":" restored in the body. Releases the pool.
+heap_text join_request(const char *head, const char *tail)
+{
+    text_buffer request;
+    const size_t head_length = std::string_view(head).size();
+    int failed =
+        text_reserve(&request, {head_length, pool_text_length(), std::string_view(tail).size()});
+    if (failed == 0)
+        failed = text_append(&request, head);
+    for (unsigned slot = 0; slot < output_chunk_slots && failed == 0; slot++)
+        failed = text_append(&request, pool_chunk_text(slot));
+    pool_release();
+    if (failed != 0)
+        return nullptr;
+    unmask_keys(request.data.get() + head_length);
+    return text_append(&request, tail) == 0 ? std::move(request.data) : nullptr;
+}
+
+// The request that carries the tree; null when it cannot be built, and then
+// the tree is as it was.
+heap_text build_request(const command_tree *tree)
+{
+    const bool in_rpc = session.rpc_path != nullptr;
+    if (tree_to_xml(tree->root, in_rpc ? path_scope_session : path_scope_configuration) != 0) {
+        puts("cmdtree to netconf error \r");
+        return nullptr;
+    }
+    char head[header_size];
+    const int written =
+        sprintf_s(head, sizeof head,
+                  "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"%d\">\r\n%s",
+                  static_cast<int>(session.message_id), in_rpc ? "" : edit_config_head);
+    session.message_id++;
+    if (written < 0) {
+        pool_release();
+        return nullptr;
+    }
+    return join_request(head, in_rpc ? rpc_tail : edit_config_tail);
+}
+
+// Sends the request and prints the reply; 0 or -1 with a message.
+int exchange_request(const char *request)
+{
+    if (msg_send_text(request) != 0) {
+        puts("Send message error. \r");
+        return -1;
+    }
+    char *reply = nullptr;
+    uint32_t length = 0;
+    if (msg_wait_reply(&reply, &length) != 0) {
+        puts("Read message failed. \r");
+        return -1;
+    }
+    const malloc_ptr<char> owned_reply(reply);
+    puts("\r");
+    xml_print(reply);
+    return 0;
+}
+
+void forget_entries()
+{
+    const heap_text rpc_path = masked_copy(session.rpc_path);
+    if (session.rpc_path == nullptr || rpc_path)
+        local_entries_forget(rpc_path.get(), nullptr);
+}
+
+} // namespace
+
+int cmd_commit(const char *line)
+{
+    const arg_words words(line);
+    if (words.argc != 1) {
+        puts("error command, please use:commit \r");
+        return 0;
+    }
+    if (session.oneshot != 0)
+        profile_load();
+    command_tree *tree = current_tree();
+    if (require_tree(tree) != 0)
+        return 0;
+    const heap_text request = build_request(tree);
+    if (!request)
+        return 0;
+    cmd_node *sent = tree_detach(tree);
+    if (exchange_request(request.get()) != 0)
+        return 0;
+    tree_free_node(sent);
+    forget_entries();
+    rpc_mode_leave();
+    if (session.oneshot != 0)
+        profile_write_back();
+    return 0;
+}

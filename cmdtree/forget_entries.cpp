@@ -1,0 +1,26 @@
+#include "cmdtree/forget_entries.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "schema/local_entries.h"
+#include "schema/masking.h"
+#include "shell/text.h"
+
+void forget_deleted_entries(const char *path)
+{
+    const char *predicate = strrchr(path, '[');
+    if (predicate == nullptr) {
+        local_entries_forget(path, nullptr);
+        return;
+    }
+    const char *slash = strrchr(path, '/');
+    if (slash == nullptr) {
+        const heap_text shown = unmasked_copy(path);
+        printf("delete cmdpath err %s!\r\n", shown ? shown.get() : "");
+        return;
+    }
+    const heap_text list_path = text_copy({path, static_cast<size_t>(predicate - path)});
+    if (list_path)
+        local_entries_forget(list_path.get(), slash + 1);
+}

@@ -1,0 +1,120 @@
+#include "cmdtree/node.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "schema/path.h"
+#include "shell/text.h"
+
+namespace
+{
+
+// Where a node is linked, its back link must be given the list's own link.
+void link_at(cmd_node *parent, node_list *list, cmd_node **link, cmd_node *node)
+{
+    node->parent = parent;
+    node->list = list;
+    node->back_link = link;
+    node->next_sibling = *link;
+    if (*link != nullptr)
+        (*link)->back_link = &node->next_sibling;
+    else
+        list->tail = &node->next_sibling;
+    *link = node;
+}
+
+} // namespace
+
+void node_deleter::operator()(cmd_node *node) const noexcept
+{
+    text_wipe(node->value);
+    free(node->value);
+    free(node->path);
+    free(node);
+}
+
+node_ptr node_create(std::string_view path, const char *value, cmd_operation operation)
+{
+    node_ptr node(static_cast<cmd_node *>(calloc(1, sizeof(cmd_node))));
+    if (!node)
+        return nullptr;
+    node->operation = operation;
+    node->children.tail = &node->children.first;
+    node->values.tail = &node->values.first;
+    node->path = text_copy(path).release();
+    if (value != nullptr)
+        node->value = text_copy(value).release();
+    const bool complete = node->path != nullptr && (value == nullptr || node->value != nullptr);
+    return complete ? std::move(node) : nullptr;
+}
+
+void node_link_first(cmd_node *parent, node_list *list, cmd_node *node)
+{
+    link_at(parent, list, &list->first, node);
+}
+
+void node_link_last(cmd_node *parent, node_list *list, cmd_node *node)
+{
+    link_at(parent, list, list->tail, node);
+}
+
+void node_log(command_log *log, cmd_node *node)
+{
+    if (log->tail == nullptr)
+        log->tail = &log->first;
+    node->log = log;
+    node->log_back_link = log->tail;
+    *log->tail = node;
+    log->tail = &node->log_next;
+}
+
+void node_unlink(cmd_node *node)
+{
+    if (node->list != nullptr) {
+        *node->back_link = node->next_sibling;
+        if (node->next_sibling != nullptr)
+            node->next_sibling->back_link = node->back_link;
+        else
+            node->list->tail = node->back_link;
+        node->list = nullptr;
+    }
+    if (node->log != nullptr) {
+        *node->log_back_link = node->log_next;
+        if (node->log_next != nullptr)
+            node->log_next->log_back_link = node->log_back_link;
+        else
+            node->log->tail = node->log_back_link;
+        node->log = nullptr;
+    }
+}
+
+void node_replace_value(cmd_node *node, char *value)
+{
+    text_wipe(node->value);
+    free(node->value);
+    node->value = value;
+}
+
+size_t node_depth(const cmd_node *node)
+{
+    return path_levels(node->path);
+}
+
+bool node_split_last(const cmd_node *node, std::string_view *name, std::string_view *predicate)
+{
+    const std::string_view last = path_last_component(node->path);
+    const size_t open = last.find('[');
+    const size_t close = open == std::string_view::npos ? open : last.find(']', open);
+    if (close == std::string_view::npos)
+        return false;
+    *name = last.substr(0, open);
+    *predicate = last.substr(open + 1, close - open - 1);
+    return true;
+}
+
+bool node_has_predicate(const cmd_node *node)
+{
+    std::string_view name;
+    std::string_view predicate;
+    return node_split_last(node, &name, &predicate) && !predicate.empty();
+}

@@ -1,0 +1,45 @@
+// Nodes of command trees: creation, linking, release.
+//
+// Node and log links are kept by their addresses, so unlinking needs no search.
+#ifndef VANDEL_CMDTREE_NODE_H
+#define VANDEL_CMDTREE_NODE_H
+
+#include <memory>
+#include <string_view>
+
+#include "cmdtree/tree.h"
+
+// A node that is in no list, log or index.
+struct node_deleter {
+    void operator()(cmd_node *node) const noexcept;
+};
+using node_ptr = std::unique_ptr<cmd_node, node_deleter>;
+
+// A node with copies of path and value (null for none); null when memory runs
+// out.
+node_ptr node_create(std::string_view path, const char *value, cmd_operation operation);
+
+// Links a node into a list of its parent.
+void node_link_first(cmd_node *parent, node_list *list, cmd_node *node);
+void node_link_last(cmd_node *parent, node_list *list, cmd_node *node);
+
+// Appends a node to a log.
+void node_log(command_log *log, cmd_node *node);
+
+// Takes a node out of its list and its log, where it is in one.
+void node_unlink(cmd_node *node);
+
+// Wipes and frees a node's value and gives it another one, which it owns.
+void node_replace_value(cmd_node *node, char *value);
+
+// Number of "/" in the node's path.
+size_t node_depth(const cmd_node *node);
+
+// True when the last component holds a predicate with something in it.
+bool node_has_predicate(const cmd_node *node);
+
+// The last component as the name and what stands between the brackets; false
+// when a bracket is missing.
+bool node_split_last(const cmd_node *node, std::string_view *name, std::string_view *predicate);
+
+#endif

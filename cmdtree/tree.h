@@ -1,0 +1,90 @@
+// Command trees: staged changes, keyed by absolute path.
+//
+// Every node stands for one path component; its path begins with its parent's
+// path and "/" (a key predicate belongs to the component that it follows).
+// Paths are masked (schema/masking.h), so each "/" is a component's start.
+// Children are newest first, but a delete that replaces staged changes goes
+// last. Further values of a leaf-list hang in its node's value list.
+//
+// A tree owns its nodes and they own their texts. Values are wiped before they
+// are freed. Beside the links that output follows, each staging tree has an
+// index by path, so that staging costs the depth of a path, not the size of
+// the tree.
+#ifndef VANDEL_CMDTREE_TREE_H
+#define VANDEL_CMDTREE_TREE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "shell/session.h"
+
+enum cmd_operation : uint32_t {
+    operation_structural = 0, // an ancestor that only holds children
+    operation_set = 1,
+    operation_delete = 2,
+};
+
+// Siblings in output order.
+struct node_list {
+    cmd_node *first;
+    cmd_node **tail; // address of the link that ends the list
+};
+
+struct cmd_node {
+    uint32_t operation;
+    char *path;
+    cmd_node *parent; // of a value entry: the leaf-list's node
+    cmd_node *next_sibling;
+    cmd_node **back_link; // address of the link that points at this node
+    node_list children;
+    node_list values; // further values of a leaf-list, each a node of its own
+    char *value;      // null for none
+    cmd_node *log_next;
+    cmd_node **log_back_link; // null while the node is in no log
+
+    node_list *list;  // the list that this node is linked into
+    command_log *log; // the log that this node is in
+    cmd_node *index_next;
+    size_t index_hash;
+};
+
+// Clears the output pool's slots and both logs; called once at start-up.
+void tree_init();
+
+// Stage one change: set or delete a path, with a value or null. 0, or -1 when
+// the arguments or the change are refused or memory runs out, and then nothing
+// has changed. A null path is success. The rpc tree takes sets only; a delete
+// or a null path is logged there and returns 0.
+int tree_stage_config(const char *path, const char *value, cmd_operation operation);
+int tree_stage_rpc(const char *path, const char *value, cmd_operation operation);
+
+// The node at exactly this path, or null.
+cmd_node *tree_find(const command_tree *tree, const char *path);
+
+// The deepest node whose path is a prefix of path at a component's end; null
+// for a tree without a root.
+cmd_node *tree_find_deepest(const command_tree *tree, const char *path);
+
+// The node at this path, or, where path names a list with staged entries, the
+// node that holds the entries; null when nothing is staged there.
+cmd_node *tree_find_staged(const command_tree *tree, const char *path);
+
+// The staged entries of a list, in output order; null at the end.
+cmd_node *tree_first_entry(const command_tree *tree, const char *list_path);
+cmd_node *tree_next_entry(const cmd_node *entry, const char *list_path);
+
+// Puts a structural node for path into an empty tree; 0, or -1 when memory runs
+// out.
+int tree_add_structural(command_tree *tree, const char *path);
+
+// Forgets the index of a tree that is given up, and hands its root over for
+// tree_free_node.
+cmd_node *tree_detach(command_tree *tree);
+
+// Frees a tree; it is empty afterwards. Its nodes leave their log.
+void tree_free(command_tree *tree);
+
+// Frees a detached root and everything below it; null is accepted.
+void tree_free_node(cmd_node *root);
+
+#endif

@@ -1,0 +1,26 @@
+// The XML of one command node, as the pieces before and behind its children.
+#ifndef VANDEL_CMDTREE_XML_ELEMENT_H
+#define VANDEL_CMDTREE_XML_ELEMENT_H
+
+#include "cmdtree/tree.h"
+#include "schema/schema_path.h"
+#include "shell/text.h"
+
+// What of a node is written.
+enum element_detail {
+    element_with_changes, // its operation and value
+    element_as_filter,    // neither
+};
+
+// True when the node stands for an element: not for the root or a module.
+bool element_exists(const cmd_node *node);
+
+// Appends what comes before the children: the opening tag and the keys of a
+// list entry, or the whole element of a node with a value. 0 or -1.
+int element_open(text_buffer *out, const cmd_node *node, element_detail detail, path_scope scope);
+
+// Appends what comes behind the children: the closing tag of a node without a
+// value. 0 or -1.
+int element_close(text_buffer *out, const cmd_node *node, element_detail detail);
+
+#endif

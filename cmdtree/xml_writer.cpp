@@ -1,0 +1,112 @@
+// A tree is written in output order without recursion: on the way down each
+// node's opening piece and its further values, on the way up its closing piece.
+#include "cmdtree/xml_writer.h"
+
+#include "bounded.h"
+#include "cmdtree/chunk_pool.h"
+#include "cmdtree/tree.h"
+#include "cmdtree/xml_element.h"
+#include "shell/log.h"
+#include "shell/text.h"
+
+namespace
+{
+
+// Where pieces go, and the buffer that each is made in.
+struct piece_sink {
+    element_detail detail;
+    path_scope scope;
+    char *buffer; // of a filter; null for the pool
+    size_t size;
+    text_buffer piece;
+};
+
+int emit(piece_sink *sink)
+{
+    if (sink->piece.length == 0)
+        return 0;
+    const std::string_view piece(sink->piece.data.get(), sink->piece.length);
+    sink->piece.length = 0;
+    if (sink->buffer == nullptr)
+        return pool_append(piece);
+    if (strcat_s(sink->buffer, sink->size, piece.data()) == 0)
+        return 0;
+    log_debug("[DEBUG] buf is not enough!\n");
+    return -1;
+}
+
+int emit_open(piece_sink *sink, const cmd_node *node)
+{
+    if (!element_exists(node))
+        return 0;
+    return element_open(&sink->piece, node, sink->detail, sink->scope) != 0 ? -1 : emit(sink);
+}
+
+int emit_close(piece_sink *sink, const cmd_node *node)
+{
+    if (!element_exists(node))
+        return 0;
+    return element_close(&sink->piece, node, sink->detail) != 0 ? -1 : emit(sink);
+}
+
+int emit_values(piece_sink *sink, const cmd_node *node)
+{
+    if (sink->detail == element_as_filter)
+        return 0;
+    for (const cmd_node *entry = node->values.first; entry != nullptr;
+         entry = entry->next_sibling) {
+        if (emit_open(sink, entry) != 0 || emit_close(sink, entry) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+// Closes a node without children, and its ancestors that are complete with it;
+// *node is what comes next, null at the end.
+int leave(piece_sink *sink, const cmd_node *top, const cmd_node **node)
+{
+    for (;;) {
+        if (emit_close(sink, *node) != 0)
+            return -1;
+        if (*node == top) {
+            *node = nullptr;
+            return 0;
+        }
+        if ((*node)->next_sibling != nullptr) {
+            *node = (*node)->next_sibling;
+            return 0;
+        }
+        *node = (*node)->parent;
+    }
+}
+
+int write_tree(piece_sink *sink, const cmd_node *top)
+{
+    const cmd_node *node = top;
+    while (node != nullptr) {
+        if (emit_open(sink, node) != 0 || emit_values(sink, node) != 0)
+            return -1;
+        if (node->children.first != nullptr)
+            node = node->children.first;
+        else if (leave(sink, top, &node) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+} // namespace
+
+int tree_to_xml(const cmd_node *node, path_scope scope)
+{
+    piece_sink sink = {element_with_changes, scope, nullptr, 0, {}};
+    const int result = write_tree(&sink, node);
+    if (result != 0)
+        pool_release();
+    return result;
+}
+
+int tree_to_filter(const cmd_node *node, char *buffer, size_t size)
+{
+    piece_sink sink = {element_as_filter, path_scope_configuration, buffer, size, {}};
+    return write_tree(&sink, node);
+}

@@ -1,0 +1,24 @@
+// Command trees as NETCONF XML.
+//
+// One element per path component; namespaces where the module changes; the key
+// leaves of a list entry first; values escaped; deleted nodes carry
+// xc:operation="delete". The root and modules produce no element.
+#ifndef VANDEL_CMDTREE_XML_WRITER_H
+#define VANDEL_CMDTREE_XML_WRITER_H
+
+#include <stddef.h>
+
+#include "schema/schema_path.h"
+#include "shell/session.h"
+
+// Appends the XML of a node and everything below it to the output pool; 0, or
+// non-zero, and then the pool has been released. The scope is that of the tree
+// that the node belongs to.
+int tree_to_xml(const cmd_node *node, path_scope scope);
+
+// Appends the subtree filter of a tree to the zero-terminated text in a buffer
+// of `size` bytes: elements and key values, no other values and no operations.
+// 0, or -1 when it does not fit (logged) or a namespace is missing.
+int tree_to_filter(const cmd_node *node, char *buffer, size_t size);
+
+#endif
