@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "bounded.h"
 #include "schema/path.h"
 #include "shell/text.h"
 
@@ -29,23 +30,26 @@ void node_deleter::operator()(cmd_node *node) const noexcept
 {
     text_wipe(node->value);
     free(node->value);
-    free(node->path);
-    free(node);
+    free(node); // and its path with it
 }
 
 node_ptr node_create(std::string_view path, const char *value, cmd_operation operation)
 {
-    node_ptr node(static_cast<cmd_node *>(calloc(1, sizeof(cmd_node))));
+    size_t size = 0;
+    if (!size_add(sizeof(cmd_node) + 1, path.size(), &size))
+        return nullptr;
+    // One block for node and path: a large tree is bound by memory traffic.
+    node_ptr node(static_cast<cmd_node *>(calloc(1, size)));
     if (!node)
         return nullptr;
+    node->path = reinterpret_cast<char *>(node.get() + 1);
+    memcpy_s(node->path, path.size(), path.data(), path.size());
     node->operation = operation;
     node->children.tail = &node->children.first;
     node->values.tail = &node->values.first;
-    node->path = text_copy(path).release();
     if (value != nullptr)
         node->value = text_copy(value).release();
-    const bool complete = node->path != nullptr && (value == nullptr || node->value != nullptr);
-    return complete ? std::move(node) : nullptr;
+    return value == nullptr || node->value != nullptr ? std::move(node) : nullptr;
 }
 
 void node_link_first(cmd_node *parent, node_list *list, cmd_node *node)

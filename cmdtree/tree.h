@@ -32,7 +32,8 @@ struct node_list {
 
 struct cmd_node {
     uint32_t operation;
-    char *path;
+    uint32_t index_hash;
+    char *path;       // in the node's own block
     cmd_node *parent; // of a value entry: the leaf-list's node
     cmd_node *next_sibling;
     cmd_node **back_link; // address of the link that points at this node
@@ -45,7 +46,6 @@ struct cmd_node {
     node_list *list;  // the list that this node is linked into
     command_log *log; // the log that this node is in
     cmd_node *index_next;
-    size_t index_hash;
 };
 
 // Clears the output pool's slots and both logs; called once at start-up.

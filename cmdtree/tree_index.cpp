@@ -7,35 +7,35 @@ namespace
 {
 
 constexpr size_t first_bucket_count = 64;
+// Growing visits every node, so it is done seldom.
+constexpr size_t growth_factor = 4;
 
 // FNV-1a, which can be continued from a prefix to a longer one.
-constexpr size_t hash_start = sizeof(size_t) == 8 ? static_cast<size_t>(14695981039346656037ULL)
-                                                  : static_cast<size_t>(2166136261U);
-constexpr size_t hash_prime =
-    sizeof(size_t) == 8 ? static_cast<size_t>(1099511628211ULL) : static_cast<size_t>(16777619U);
+constexpr uint32_t hash_start = 2166136261U;
+constexpr uint32_t hash_prime = 16777619U;
 constexpr unsigned char value_mark = 0; // no path holds it
 
-size_t hash_byte(size_t hash, unsigned char byte)
+uint32_t hash_byte(uint32_t hash, unsigned char byte)
 {
     return (hash ^ byte) * hash_prime;
 }
 
-size_t hash_text(size_t hash, std::string_view text)
+uint32_t hash_text(uint32_t hash, std::string_view text)
 {
     for (const char character : text)
         hash = hash_byte(hash, static_cast<unsigned char>(character));
     return hash;
 }
 
-size_t entry_hash(std::string_view path, std::string_view value)
+uint32_t entry_hash(std::string_view path, std::string_view value)
 {
     return hash_text(hash_byte(hash_text(hash_start, path), value_mark), value);
 }
 
 // The multiplication leaves its best bits on top.
-size_t bucket_of(const tree_index *index, size_t hash)
+size_t bucket_of(const tree_index *index, uint32_t hash)
 {
-    return (hash ^ hash >> (sizeof(size_t) * 4)) & (index->bucket_count - 1);
+    return (hash ^ hash >> 16) & (index->bucket_count - 1);
 }
 
 void push(tree_index *index, cmd_node *node)
@@ -47,7 +47,7 @@ void push(tree_index *index, cmd_node *node)
 
 void grow(tree_index *index)
 {
-    tree_index larger = {nullptr, index->bucket_count * 2, index->node_count};
+    tree_index larger = {nullptr, index->bucket_count * growth_factor, index->node_count};
     larger.buckets = static_cast<cmd_node **>(calloc(larger.bucket_count, sizeof(cmd_node *)));
     if (larger.buckets == nullptr)
         return;
@@ -62,7 +62,7 @@ void grow(tree_index *index)
     *index = larger;
 }
 
-void add(tree_index *index, cmd_node *node, size_t hash)
+void add(tree_index *index, cmd_node *node, uint32_t hash)
 {
     if (index->node_count >= index->bucket_count)
         grow(index);
@@ -76,7 +76,7 @@ bool is_value_entry(const cmd_node *node)
     return node->parent != nullptr && node->list == &node->parent->values;
 }
 
-cmd_node *find_node(const tree_index *index, std::string_view path, size_t hash)
+cmd_node *find_node(const tree_index *index, std::string_view path, uint32_t hash)
 {
     cmd_node *node = index->buckets[bucket_of(index, hash)];
     while (node != nullptr &&
@@ -126,7 +126,7 @@ cmd_node *tree_index_deepest(const tree_index *index, std::string_view path)
     cmd_node *deepest = nullptr;
     if (index->buckets == nullptr)
         return nullptr;
-    size_t hash = hash_start;
+    uint32_t hash = hash_start;
     for (size_t i = 0; i <= path.size(); i++) {
         const bool ends_component = i == path.size() || path[i] == '/';
         if (ends_component && i > 0) {
@@ -145,7 +145,7 @@ cmd_node *tree_index_entry(const tree_index *index, const char *path, const char
 {
     if (index->buckets == nullptr)
         return nullptr;
-    const size_t hash = entry_hash(path, value);
+    const uint32_t hash = entry_hash(path, value);
     cmd_node *node = index->buckets[bucket_of(index, hash)];
     while (node != nullptr &&
            (node->index_hash != hash || !is_value_entry(node) || node->value == nullptr ||

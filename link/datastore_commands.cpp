@@ -2,6 +2,7 @@
 
 #include <stdint.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "bounded.h"
@@ -76,9 +77,13 @@ int cmd_delete_config(const char *line)
         printf("error command, please use:delete-config\r\n ");
         return 0;
     }
-    char request[request_size];
+    const heap_text request(static_cast<char *>(calloc(1, request_size)));
+    if (!request) {
+        puts("delete config cmd buf malloc fail.\r");
+        return 0;
+    }
     const int length =
-        sprintf_s(request, sizeof request,
+        sprintf_s(request.get(), request_size,
                   "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"%d\">\r\n"
                   "  <delete-config>\r\n"
                   "    <target>\r\n"
@@ -89,7 +94,7 @@ int cmd_delete_config(const char *line)
                   static_cast<int>(session.message_id));
     session.message_id++;
     // This request alone travels without the zero byte behind its text.
-    if (length > 0 && msg_send(request, static_cast<uint32_t>(length)) == 0)
+    if (length > 0 && msg_send(request.get(), static_cast<uint32_t>(length)) == 0)
         print_reply();
     return 0;
 }

@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <stdint.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -47,9 +48,13 @@ struct open_descriptor {
 // one is due.
 int read_datastore(const char *source, malloc_ptr<char> *reply)
 {
-    char request[request_size];
+    const heap_text request(static_cast<char *>(calloc(1, request_size)));
+    if (!request) {
+        puts("export get config buf malloc fail.\r");
+        return -1;
+    }
     const int length =
-        sprintf_s(request, sizeof request,
+        sprintf_s(request.get(), request_size,
                   "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"%d\">\r\n"
                   "  <get-config>\r\n"
                   "    <source>\r\n"
@@ -61,7 +66,7 @@ int read_datastore(const char *source, malloc_ptr<char> *reply)
     session.message_id++;
     if (length < 0)
         return -1;
-    if (msg_send_text(request) != 0) {
+    if (msg_send_text(request.get()) != 0) {
         puts("send get-config message fail.\r");
         return -1;
     }
