@@ -1,0 +1,31 @@
+/* Where a redis server is: the text that names it, and a connection to it.
+ *
+ * Shared by the schema library and the schema compiler, so that both read the
+ * text in the same way. */
+#ifndef VANDEL_PLATFORM_REDIS_ENDPOINT_H
+#define VANDEL_PLATFORM_REDIS_ENDPOINT_H
+
+#include <hiredis/hiredis.h>
+
+/* How long a connection, and one exchange on it, may take. */
+inline constexpr int redis_patience_ms = 5000;
+
+struct redis_endpoint {
+    char host[256]; /* a host, or the path of a Unix socket */
+    int port;       /* 0: host is a path */
+};
+
+/* Reads "HOST:PORT" (the last ':' counts; an IPv6 address may stand in
+ * brackets) or, when the text contains a '/', the path of a Unix socket. Null
+ * and the empty text mean 127.0.0.1:6379. Returns 0, or -1 for any other text. */
+int redis_endpoint_parse(const char *text, redis_endpoint *endpoint);
+
+/* Connects within the time-out and bounds each later read and write by it as
+ * well. Returns a connection, which may carry an error (err is not 0), or null
+ * when memory is exhausted; the caller gives it to redisFree. */
+redisContext *redis_endpoint_connect(const redis_endpoint *endpoint);
+
+/* Connects a lost connection anew, as it was made; REDIS_OK or REDIS_ERR. */
+int redis_endpoint_reconnect(redisContext *connection);
+
+#endif

@@ -1,0 +1,324 @@
+/* Access to the schema database: the host version, on hiredis.
+ *
+ * A call sends one command and waits for its reply until a deadline. A server
+ * that was restarted in between is connected anew, once in a call, and the
+ * database selected again; for this each open connection has a row in a list
+ * that remembers its database. hiredis writes to its socket in a way that
+ * raises SIGPIPE when the server has gone; that signal is kept from the caller,
+ * who only sees a missing record. */
+#include "redisapi.h"
+
+#include "bounded.h"
+#include "platform/redis_endpoint.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <ctime>
+#include <poll.h>
+#include <pthread.h>
+
+struct open_connection {
+    redisContext *connection;
+    int database;
+    open_connection *next;
+};
+
+/* Guards the list; a connection itself belongs to one thread at a time. */
+static pthread_mutex_t open_lock = PTHREAD_MUTEX_INITIALIZER;
+static open_connection *open_head;
+
+/* A SIGPIPE that is raised while one of these lives is swallowed; one that was
+ * pending before stays pending. */
+struct sigpipe_guard {
+    sigset_t pipe_set;
+    sigset_t mask_before;
+    bool pending_before;
+
+    sigpipe_guard()
+    {
+        sigset_t pending;
+        sigpending(&pending);
+        pending_before = sigismember(&pending, SIGPIPE) == 1;
+        sigemptyset(&pipe_set);
+        sigaddset(&pipe_set, SIGPIPE);
+        pthread_sigmask(SIG_BLOCK, &pipe_set, &mask_before);
+    }
+    ~sigpipe_guard()
+    {
+        if (!pending_before) {
+            int cause = errno;
+            const timespec at_once = {};
+            while (sigtimedwait(&pipe_set, nullptr, &at_once) < 0 && errno == EINTR) {
+            }
+            errno = cause;
+        }
+        pthread_sigmask(SIG_SETMASK, &mask_before, nullptr);
+    }
+    sigpipe_guard(const sigpipe_guard &) = delete;
+    sigpipe_guard &operator=(const sigpipe_guard &) = delete;
+};
+
+static int open_list_add(redisContext *connection)
+{
+    auto *row = static_cast<open_connection *>(calloc(1, sizeof(open_connection)));
+    if (row == nullptr) {
+        return -1;
+    }
+    row->connection = connection;
+    pthread_mutex_lock(&open_lock);
+    row->next = open_head;
+    open_head = row;
+    pthread_mutex_unlock(&open_lock);
+    return 0;
+}
+
+static void open_list_remove(const redisContext *connection)
+{
+    pthread_mutex_lock(&open_lock);
+    open_connection **link = &open_head;
+    while (*link != nullptr && (*link)->connection != connection) {
+        link = &(*link)->next;
+    }
+    open_connection *row = *link;
+    if (row != nullptr) {
+        *link = row->next;
+    }
+    pthread_mutex_unlock(&open_lock);
+    free(row);
+}
+
+static void remember_database(const redisContext *connection, int database)
+{
+    pthread_mutex_lock(&open_lock);
+    for (open_connection *row = open_head; row != nullptr; row = row->next) {
+        if (row->connection == connection) {
+            row->database = database;
+        }
+    }
+    pthread_mutex_unlock(&open_lock);
+}
+
+static int remembered_database(const redisContext *connection)
+{
+    int database = 0;
+    pthread_mutex_lock(&open_lock);
+    for (const open_connection *row = open_head; row != nullptr; row = row->next) {
+        if (row->connection == connection) {
+            database = row->database;
+        }
+    }
+    pthread_mutex_unlock(&open_lock);
+    return database;
+}
+
+static long long monotonic_ms()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+/* Waits until the connection can be read; 0, or -1 when the deadline passes. */
+static int wait_readable(const redisContext *connection, long long deadline)
+{
+    for (;;) {
+        long long left = deadline - monotonic_ms();
+        if (left <= 0) {
+            return -1;
+        }
+        pollfd waited = {connection->fd, POLLIN, 0};
+        int ready = poll(&waited, 1, static_cast<int>(left));
+        if (ready > 0) {
+            return 0;
+        }
+        if (ready < 0 && errno != EINTR) {
+            return -1;
+        }
+    }
+}
+
+/* Sends what was appended to the connection and takes one reply. Null means
+ * that the connection is of no further use: lost, or a late reply may follow. */
+static redisReply *exchange(redisContext *connection)
+{
+    long long deadline = monotonic_ms() + redis_patience_ms;
+    for (int done = 0; done == 0;) {
+        if (redisBufferWrite(connection, &done) != REDIS_OK) {
+            return nullptr;
+        }
+    }
+    void *reply = nullptr;
+    for (;;) {
+        if (redisGetReplyFromReader(connection, &reply) != REDIS_OK) {
+            return nullptr;
+        }
+        if (reply != nullptr) {
+            return static_cast<redisReply *>(reply);
+        }
+        if (wait_readable(connection, deadline) != 0) {
+            connection->err = REDIS_ERR_OTHER;
+            return nullptr;
+        }
+        if (redisBufferRead(connection) != REDIS_OK) {
+            return nullptr;
+        }
+    }
+}
+
+/* One command on a connection that is thought to be alive. */
+static redisReply *try_command(redisContext *connection, int count, const char **words,
+                               const size_t *lengths)
+{
+    if (redisAppendCommandArgv(connection, count, words, lengths) != REDIS_OK) {
+        return nullptr;
+    }
+    return exchange(connection);
+}
+
+static int select_on(redisContext *connection, int database)
+{
+    char number[16];
+    int length = sprintf_s(number, sizeof number, "%d", database);
+    if (length < 0) {
+        return -1;
+    }
+    const char *words[] = {"SELECT", number};
+    const size_t lengths[] = {6, static_cast<size_t>(length)};
+    redisReply *reply = try_command(connection, 2, words, lengths);
+    bool selected = reply != nullptr && reply->type == REDIS_REPLY_STATUS;
+    freeReplyObject(reply);
+    return selected ? 0 : -1;
+}
+
+static int revive(redisContext *connection)
+{
+    if (redis_endpoint_reconnect(connection) != REDIS_OK) {
+        return -1;
+    }
+    if (select_on(connection, remembered_database(connection)) != 0) {
+        /* Whatever answers there, it must not be read from the wrong database. */
+        connection->err = REDIS_ERR_OTHER;
+        return -1;
+    }
+    return 0;
+}
+
+/* True when the server closed the connection or never took the command, so
+ * that asking once more is worth it; a server that is silent is not. */
+static bool is_lost(const redisContext *connection)
+{
+    return connection->err == REDIS_ERR_EOF || connection->err == REDIS_ERR_IO;
+}
+
+static redisReply *command(redisContext *connection, int count, const char **words,
+                           const size_t *lengths)
+{
+    sigpipe_guard guard;
+    bool revived = false;
+    if (connection->err != 0) {
+        revived = true;
+        if (revive(connection) != 0) {
+            return nullptr;
+        }
+    }
+    redisReply *reply = try_command(connection, count, words, lengths);
+    if (reply == nullptr && !revived && is_lost(connection) && revive(connection) == 0) {
+        reply = try_command(connection, count, words, lengths);
+    }
+    return reply;
+}
+
+redisContext *redis_connect(void)
+{
+    redis_endpoint endpoint;
+    if (redis_endpoint_parse(getenv("SCHEMA_REDIS"), &endpoint) != 0) {
+        return nullptr;
+    }
+    sigpipe_guard guard;
+    redisContext *connection = redis_endpoint_connect(&endpoint);
+    if (connection == nullptr) {
+        return nullptr;
+    }
+    if (connection->err != 0 || open_list_add(connection) != 0) {
+        redisFree(connection);
+        return nullptr;
+    }
+    return connection;
+}
+
+int redis_select(redisContext *connection, int database)
+{
+    if (connection == nullptr) {
+        return -1;
+    }
+    sigpipe_guard guard;
+    if (connection->err != 0 && redis_endpoint_reconnect(connection) != REDIS_OK) {
+        return -1;
+    }
+    if (select_on(connection, database) != 0) {
+        return -1;
+    }
+    remember_database(connection, database);
+    return 0;
+}
+
+redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, size_t hash_length,
+                                    const char *field, size_t field_length)
+{
+    if (connection == nullptr || hash == nullptr || field == nullptr) {
+        return nullptr;
+    }
+    const char *words[] = {"HGET", hash, field};
+    const size_t lengths[] = {4, hash_length, field_length};
+    redisReply *reply = command(connection, 3, words, lengths);
+    if (reply != nullptr && reply->type != REDIS_REPLY_STRING) {
+        freeReplyObject(reply);
+        return nullptr;
+    }
+    return reply;
+}
+
+/* Field names and values in turn, at least one pair. */
+static bool is_hash_content(const redisReply *reply)
+{
+    if (reply->type != REDIS_REPLY_ARRAY || reply->elements == 0 || reply->elements % 2 != 0) {
+        return false;
+    }
+    for (size_t i = 0; i < reply->elements; i++) {
+        if (reply->element[i] == nullptr || reply->element[i]->type != REDIS_REPLY_STRING) {
+            return false;
+        }
+    }
+    return true;
+}
+
+redisReply *redis_hash_get_all_bin_safe(redisContext *connection, const char *hash,
+                                        size_t hash_length)
+{
+    if (connection == nullptr || hash == nullptr) {
+        return nullptr;
+    }
+    const char *words[] = {"HGETALL", hash};
+    const size_t lengths[] = {7, hash_length};
+    redisReply *reply = command(connection, 2, words, lengths);
+    if (reply != nullptr && !is_hash_content(reply)) {
+        freeReplyObject(reply);
+        return nullptr;
+    }
+    return reply;
+}
+
+void redis_freereply(redisReply *reply)
+{
+    freeReplyObject(reply);
+}
+
+void redis_freeconn(redisContext *connection)
+{
+    if (connection == nullptr) {
+        return;
+    }
+    open_list_remove(connection);
+    redisFree(connection);
+}
