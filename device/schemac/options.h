@@ -1,0 +1,31 @@
+/* The command line of the schema compiler. */
+#ifndef VANDEL_SCHEMAC_OPTIONS_H
+#define VANDEL_SCHEMAC_OPTIONS_H
+
+#include "platform/redis_endpoint.h"
+
+#include <string>
+#include <vector>
+
+struct feature_option {
+    std::string module;
+    std::string feature;
+};
+
+struct schemac_options {
+    std::vector<const char *> directories;
+    std::vector<feature_option> features;
+    std::vector<const char *> modules;
+    std::string where; /* as given, for messages */
+    redis_endpoint endpoint;
+    bool wants_help;
+};
+
+/* Reads the command line; 0, or -1 after the mistake has been named on
+ * standard error. */
+int options_parse(int count, char **words, schemac_options *options);
+
+/* The text of --help. */
+extern const char options_help[];
+
+#endif

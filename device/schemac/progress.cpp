@@ -1,0 +1,44 @@
+/* What is going on, for an operator who waits at a terminal. */
+#include "device/schemac/progress.h"
+
+#include <cstdio>
+#include <ctime>
+#include <unistd.h>
+
+static constexpr long long silence_ms = 1000;
+static constexpr long long interval_ms = 200;
+
+static long long next_ms;
+static bool is_shown;
+
+static long long now_ms()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+void progress_start()
+{
+    next_ms = now_ms() + silence_ms;
+}
+
+bool progress_is_due()
+{
+    return isatty(STDERR_FILENO) == 1 && now_ms() >= next_ms;
+}
+
+void progress_show(const std::string &text)
+{
+    fprintf(stderr, "\r\033[Kschemac: %s", text.c_str());
+    next_ms = now_ms() + interval_ms;
+    is_shown = true;
+}
+
+void progress_clear()
+{
+    if (is_shown) {
+        fputs("\r\033[K", stderr);
+        is_shown = false;
+    }
+}

@@ -1,0 +1,47 @@
+/* The binary records of the schema database. */
+#include "device/schemac/record.h"
+
+#include <cstdint>
+
+/* What the signed 16-bit fields can hold. */
+static constexpr size_t largest_area = INT16_MAX;
+
+static void put_u16(std::string *record, size_t offset, size_t value)
+{
+    (*record)[offset] = static_cast<char>(value & 0xff);
+    (*record)[offset + 1] = static_cast<char>(value >> 8 & 0xff);
+}
+
+/* Appends a string to the area; its offset, or 0 when it is empty or too long. */
+static size_t add_string(std::string *area, std::string_view text)
+{
+    if (text.empty() || text.size() > largest_area - 1 - area->size()) {
+        return 0;
+    }
+    size_t offset = area->size();
+    area->append(text);
+    area->push_back('\0');
+    return offset;
+}
+
+std::string make_node_record(node_kind kind, bool is_config, std::string_view type,
+                             std::string_view help)
+{
+    std::string area(1, '\0');
+    size_t type_offset = add_string(&area, type);
+    size_t help_offset = add_string(&area, help);
+    std::string record(20, '\0');
+    put_u16(&record, 0, (static_cast<size_t>(kind) << 6) | (is_config ? 1U : 0U));
+    put_u16(&record, 12, help_offset);
+    put_u16(&record, 14, type_offset);
+    put_u16(&record, 18, area.size());
+    return record + area;
+}
+
+std::string make_module_record(std::string_view name_space)
+{
+    std::string record(43, '\0');
+    record.append(name_space);
+    record.push_back('\0');
+    return record;
+}
