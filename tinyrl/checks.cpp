@@ -1,0 +1,13 @@
+#include "tinyrl/checks.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+#include "tinyrl/raw_mode.h"
+
+void tinyrl_check_failed(const char *expression, const char *file, const char *function)
+{
+    raw_mode_rescue();
+    fprintf(stderr, "%s: %s: Assertion `%s' failed.\n", file, function, expression);
+    abort();
+}

@@ -1,0 +1,220 @@
+/* What the keys do.
+ *
+ * Every byte has a handler, which changes the line and leaves the drawing to
+ * the loop that reads the keys. A handler that cannot do its work leaves the
+ * line as it was and returns false, which rings the bell. */
+#include <cstdlib>
+#include <cstring>
+
+#include "tinyrl/editor.h"
+
+static const int first_printable = 32;
+
+enum control_key {
+    ctrl_a = 1,
+    ctrl_c = 3,
+    ctrl_d = 4,
+    ctrl_e = 5,
+    backspace = 8,
+    tab = 9,
+    line_feed = 10,
+    ctrl_k = 11,
+    ctrl_l = 12,
+    carriage_return = 13,
+    ctrl_u = 21,
+    ctrl_w = 23,
+    ctrl_y = 25,
+    rubout = 127,
+};
+
+static bool key_default(struct tinyrl *editor, int key)
+{
+    if (key >= first_printable) {
+        char byte = static_cast<char>(key);
+        return tinyrl_insert_silently(editor, &byte, 1);
+    }
+    return editor->default_handler != nullptr && editor->default_handler(editor, key);
+}
+
+static bool key_start_of_line(struct tinyrl *editor, int /*key*/)
+{
+    editor->point = 0;
+    return true;
+}
+
+static bool key_end_of_line(struct tinyrl *editor, int /*key*/)
+{
+    editor->point = editor->end;
+    return true;
+}
+
+static bool key_enter(struct tinyrl *editor, int /*key*/)
+{
+    tinyrl_crlf(editor);
+    editor->done = true;
+    return true;
+}
+
+static bool key_interrupt(struct tinyrl *editor, int /*key*/)
+{
+    tinyrl_crlf(editor);
+    tinyrl_clear_line(editor);
+    editor->done = true;
+    return true;
+}
+
+/* Removes count bytes at start; a line of the history that cannot be copied for
+ * want of memory stays, which the length tells. */
+static bool remove_bytes(struct tinyrl *editor, size_t start, size_t count)
+{
+    size_t before = editor->end;
+    tinyrl_delete_text(editor, start, start + count - 1);
+    return editor->end != before;
+}
+
+static bool key_delete(struct tinyrl *editor, int /*key*/)
+{
+    size_t length = tinyrl_length_behind_point(editor);
+    return length > 0 && remove_bytes(editor, editor->point, length);
+}
+
+static bool key_backspace(struct tinyrl *editor, int /*key*/)
+{
+    size_t length = tinyrl_length_before_point(editor);
+    return length > 0 && remove_bytes(editor, editor->point - length, length);
+}
+
+static bool key_left(struct tinyrl *editor)
+{
+    size_t length = tinyrl_length_before_point(editor);
+    editor->point -= length;
+    return length > 0;
+}
+
+static bool key_right(struct tinyrl *editor)
+{
+    size_t length = tinyrl_length_behind_point(editor);
+    editor->point += length;
+    return length > 0;
+}
+
+static bool key_kill_to_end(struct tinyrl *editor, int /*key*/)
+{
+    size_t length = editor->end - editor->point;
+    if (!tinyrl_set_kill_string(editor, editor->line + editor->point, length)) {
+        return false;
+    }
+    return length == 0 || remove_bytes(editor, editor->point, length);
+}
+
+static bool key_kill_to_start(struct tinyrl *editor, int /*key*/)
+{
+    if (editor->point == 0) {
+        free(editor->kill_string);
+        editor->kill_string = nullptr;
+        return true;
+    }
+    return tinyrl_set_kill_string(editor, editor->line, editor->point) &&
+           remove_bytes(editor, 0, editor->point);
+}
+
+static bool is_space(char byte)
+{
+    return byte == ' ' || (byte >= '\t' && byte <= '\r');
+}
+
+static bool key_erase_word(struct tinyrl *editor, int /*key*/)
+{
+    size_t start = editor->point;
+    while (start > 0 && is_space(editor->line[start - 1])) {
+        start--;
+    }
+    while (start > 0 && !is_space(editor->line[start - 1])) {
+        start--;
+    }
+    return start == editor->point || remove_bytes(editor, start, editor->point - start);
+}
+
+static bool key_yank(struct tinyrl *editor, int /*key*/)
+{
+    return editor->kill_string != nullptr &&
+           tinyrl_insert_silently(editor, editor->kill_string, strlen(editor->kill_string));
+}
+
+static bool key_clear_screen(struct tinyrl *editor, int /*key*/)
+{
+    terminal_clear_screen(editor->terminal);
+    terminal_cursor_home(editor->terminal);
+    tinyrl_reset_line_state(editor);
+    return true;
+}
+
+static bool key_older_line(struct tinyrl *editor)
+{
+    const struct history_entry *entry = editor->line == editor->buffer
+                                            ? history_last(editor->history, &editor->iterator)
+                                            : history_previous(&editor->iterator);
+    if (entry == nullptr) {
+        return false;
+    }
+    tinyrl_show_text(editor, history_entry_line(entry));
+    return true;
+}
+
+/* Behind the newest line stands the one that was being typed. */
+static bool key_newer_line(struct tinyrl *editor)
+{
+    if (editor->line == editor->buffer) {
+        return false;
+    }
+    const struct history_entry *entry = history_next(&editor->iterator);
+    tinyrl_show_text(editor, entry != nullptr ? history_entry_line(entry) : editor->buffer);
+    return true;
+}
+
+bool tinyrl_press_special_key(struct tinyrl *editor, enum terminal_key key)
+{
+    switch (key) {
+    case terminal_key_up:
+        return key_older_line(editor);
+    case terminal_key_down:
+        return key_newer_line(editor);
+    case terminal_key_left:
+        return key_left(editor);
+    case terminal_key_right:
+        return key_right(editor);
+    case terminal_key_home:
+        return key_start_of_line(editor, ctrl_a);
+    case terminal_key_end:
+        return key_end_of_line(editor, ctrl_e);
+    case terminal_key_delete:
+        return key_delete(editor, ctrl_d);
+    case terminal_key_unknown:
+    case terminal_key_insert:
+    case terminal_key_page_up:
+    case terminal_key_page_down:
+        break;
+    }
+    return true;
+}
+
+void tinyrl_bind_default_keys(struct tinyrl *editor)
+{
+    for (tinyrl_key_handler *&handler : editor->handlers) {
+        handler = key_default;
+    }
+    editor->handlers[ctrl_a] = key_start_of_line;
+    editor->handlers[ctrl_c] = key_interrupt;
+    editor->handlers[ctrl_d] = key_delete;
+    editor->handlers[ctrl_e] = key_end_of_line;
+    editor->handlers[backspace] = key_backspace;
+    editor->handlers[tab] = tinyrl_key_complete;
+    editor->handlers[line_feed] = key_enter;
+    editor->handlers[ctrl_k] = key_kill_to_end;
+    editor->handlers[ctrl_l] = key_clear_screen;
+    editor->handlers[carriage_return] = key_enter;
+    editor->handlers[ctrl_u] = key_kill_to_start;
+    editor->handlers[ctrl_w] = key_erase_word;
+    editor->handlers[ctrl_y] = key_yank;
+    editor->handlers[rubout] = key_backspace;
+}

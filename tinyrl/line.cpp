@@ -1,0 +1,180 @@
+/* The text of the line and its changes.
+ *
+ * A line that belongs to the history is copied into the buffer before its first
+ * change, so that walking back and typing never alters what is remembered. */
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+
+#include "tinyrl/checks.h"
+#include "tinyrl/editor.h"
+#include "tinyrl/memory.h"
+#include "tinyrl/utf8.h"
+
+static const size_t spare = 10;
+
+/* From offset on, the line may differ from what is drawn. */
+static void note_change(struct tinyrl *editor, size_t offset)
+{
+    if (offset < editor->drawn.unchanged) {
+        editor->drawn.unchanged = offset;
+    }
+}
+
+/* Gives the buffer text as its content, and the line the buffer. */
+static bool replace_buffer(struct tinyrl *editor, const char *text, size_t length)
+{
+    heap_text copy = copy_text(text, length);
+    if (!copy) {
+        return false;
+    }
+    free(editor->buffer);
+    editor->buffer = copy.release();
+    editor->buffer_size = length;
+    editor->line = editor->buffer;
+    return true;
+}
+
+bool tinyrl_start_line(struct tinyrl *editor)
+{
+    editor->point = 0;
+    editor->end = 0;
+    return replace_buffer(editor, "", 0);
+}
+
+void tinyrl_end_line(struct tinyrl *editor)
+{
+    free(editor->buffer);
+    editor->buffer = nullptr;
+    editor->buffer_size = 0;
+    editor->line = nullptr;
+    editor->point = 0;
+    editor->end = 0;
+}
+
+void tinyrl_show_text(struct tinyrl *editor, const char *text)
+{
+    editor->line = text;
+    editor->end = strlen(text);
+    editor->point = editor->end;
+    note_change(editor, 0);
+}
+
+void tinyrl_clear_line(struct tinyrl *editor)
+{
+    editor->buffer[0] = '\0';
+    tinyrl_show_text(editor, editor->buffer);
+}
+
+/* Called before every change; false: no memory for a copy of a history entry. */
+static bool changed_line(struct tinyrl *editor)
+{
+    bool is_ready =
+        editor->line == editor->buffer || replace_buffer(editor, editor->line, editor->end);
+    tinyrl_check(editor->line != nullptr, "this->line", "tinyrl.c", "changed_line");
+    return is_ready;
+}
+
+/* Makes room for a line of length bytes. */
+static bool extend_buffer(struct tinyrl *editor, size_t length)
+{
+    if (editor->max_line_length > 0 && length >= editor->max_line_length) {
+        return false;
+    }
+    if (length <= editor->buffer_size) {
+        return true;
+    }
+    size_t size = editor->max_line_length;
+    if (size == 0) {
+        size = length > editor->buffer_size + spare ? length : editor->buffer_size + spare;
+    }
+    char *buffer = static_cast<char *>(realloc(editor->buffer, size + 1));
+    if (buffer == nullptr) {
+        return false;
+    }
+    editor->buffer = buffer;
+    editor->buffer_size = size;
+    editor->line = buffer;
+    return true;
+}
+
+bool tinyrl_insert_silently(struct tinyrl *editor, const char *text, size_t length)
+{
+    if (!changed_line(editor) || length > SIZE_MAX / 2 - editor->end ||
+        !extend_buffer(editor, editor->end + length)) {
+        return false;
+    }
+    char *cursor = editor->buffer + editor->point;
+    note_change(editor, editor->point);
+    memmove(cursor + length, cursor, editor->end - editor->point + 1);
+    memcpy_s(cursor, length, text, length);
+    editor->point += length;
+    editor->end += length;
+    return true;
+}
+
+bool tinyrl_insert_text(struct tinyrl *editor, const char *text, size_t length)
+{
+    bool is_inserted = tinyrl_insert_silently(editor, text, length);
+    if (!is_inserted) {
+        tinyrl_ding(editor);
+    }
+    return is_inserted;
+}
+
+/* Where the cursor is once the bytes from start to last are gone. */
+static size_t point_after_removal(size_t point, size_t start, size_t last)
+{
+    if (point > last) {
+        return point - (last + 1 - start);
+    }
+    return point > start ? start : point;
+}
+
+void tinyrl_delete_text(struct tinyrl *editor, size_t start, size_t end)
+{
+    if (start > end) {
+        start = end;
+    }
+    if (editor->line != nullptr && start >= editor->end) {
+        return;
+    }
+    if (!changed_line(editor)) {
+        tinyrl_ding(editor);
+        return;
+    }
+    size_t last = end < editor->end ? end : editor->end - 1;
+    size_t rest = editor->end - (last + 1);
+    note_change(editor, start);
+    memmove(editor->buffer + start, editor->buffer + last + 1, rest + 1);
+    editor->point = point_after_removal(editor->point, start, last);
+    editor->end = start + rest;
+}
+
+bool tinyrl_set_kill_string(struct tinyrl *editor, const char *text, size_t length)
+{
+    heap_text copy = copy_text(text, length);
+    if (!copy) {
+        return false;
+    }
+    free(editor->kill_string);
+    editor->kill_string = copy.release();
+    return true;
+}
+
+size_t tinyrl_length_before_point(const struct tinyrl *editor)
+{
+    if (editor->point == 0) {
+        return 0;
+    }
+    return editor->utf8 ? utf8_previous_length(editor->line, editor->point) : 1;
+}
+
+size_t tinyrl_length_behind_point(const struct tinyrl *editor)
+{
+    if (editor->point == editor->end) {
+        return 0;
+    }
+    const char *cursor = editor->line + editor->point;
+    return editor->utf8 ? utf8_next_length(cursor, editor->end - editor->point) : 1;
+}

@@ -1,0 +1,99 @@
+/* Raw mode: keys one by one, as they are struck.
+ *
+ * The settings to go back to are those found when the input was attached, so a
+ * read that ends in whatever way leaves the terminal as the user set it up. A
+ * change of mode waits for pending output, which would otherwise be printed
+ * under the wrong output flags, and keeps what was typed ahead. */
+#include "tinyrl/raw_mode.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+/* The terminal that is in raw mode now. */
+static struct raw_mode *active_mode = nullptr;
+
+void raw_mode_attach(struct raw_mode *mode, FILE *input)
+{
+    mode->descriptor = input != nullptr ? fileno(input) : -1;
+    mode->is_terminal = mode->descriptor >= 0 && isatty(mode->descriptor) == 1;
+    mode->is_saved = mode->is_terminal && tcgetattr(mode->descriptor, &mode->saved) == 0;
+    mode->is_active = false;
+}
+
+static bool apply(int descriptor, int when, const struct termios *settings)
+{
+    int result = 0;
+    do {
+        result = tcsetattr(descriptor, when, settings);
+    } while (result < 0 && errno == EINTR);
+    return result == 0;
+}
+
+/* A process may exit inside a read: from a key's handler, or in another thread. */
+static void rescue_at_exit(void)
+{
+    static bool is_registered = false;
+    if (!is_registered) {
+        is_registered = atexit(raw_mode_rescue) == 0;
+    }
+}
+
+void raw_mode_enter(struct raw_mode *mode)
+{
+    struct termios settings = {};
+    if (!mode->is_saved || mode->is_active || tcgetattr(mode->descriptor, &settings) < 0) {
+        return;
+    }
+    settings.c_iflag = 0;
+    settings.c_oflag = OPOST | ONLCR;
+    settings.c_lflag = 0;
+    settings.c_cc[VMIN] = 1;
+    settings.c_cc[VTIME] = 0;
+    rescue_at_exit();
+    active_mode = mode;
+    mode->is_active = true;
+    apply(mode->descriptor, TCSADRAIN, &settings);
+}
+
+static void leave(struct raw_mode *mode, int when)
+{
+    if (mode->is_active) {
+        mode->is_active = false;
+        active_mode = nullptr;
+        apply(mode->descriptor, when, &mode->saved);
+    }
+}
+
+void raw_mode_leave(struct raw_mode *mode)
+{
+    leave(mode, TCSADRAIN);
+}
+
+static bool has_drained(int descriptor)
+{
+    int pending = 0;
+    return ioctl(descriptor, TIOCOUTQ, &pending) < 0 || pending == 0;
+}
+
+void raw_mode_abandon(struct raw_mode *mode)
+{
+    const int steps = 50;
+    const int milliseconds_per_step = 10;
+    if (!mode->is_active) {
+        return;
+    }
+    for (int step = 0; step < steps && !has_drained(mode->descriptor); step++) {
+        poll(nullptr, 0, milliseconds_per_step);
+    }
+    leave(mode, has_drained(mode->descriptor) ? TCSADRAIN : TCSANOW);
+}
+
+void raw_mode_rescue(void)
+{
+    if (active_mode != nullptr) {
+        raw_mode_abandon(active_mode);
+    }
+}

@@ -1,0 +1,174 @@
+/* Drawing the line with as few bytes as possible.
+ *
+ * The editor keeps a copy of what it drew, finds the first difference, goes
+ * back there and writes the rest. Positions are columns counted from the start
+ * of the line, as if it began at the left margin, so a line that wraps is placed
+ * as far to the right as the prompt is wide. Cursor movements are relative:
+ * the editor never knows on which row of the screen it is. */
+#include <climits>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+#include "bounded.h"
+#include "tinyrl/editor.h"
+#include "tinyrl/utf8.h"
+
+/* The columns that length bytes at text take in the way the editor shows them. */
+static long columns(const struct tinyrl *editor, const char *text, size_t length)
+{
+    if (!editor->echo_shown) {
+        return editor->echo_character != '\0' ? static_cast<long>(length) : 0;
+    }
+    return static_cast<long>(editor->utf8 ? utf8_columns(text, length) : length);
+}
+
+static int as_count(long difference)
+{
+    long magnitude = difference < 0 ? -difference : difference;
+    return magnitude < INT_MAX ? static_cast<int>(magnitude) : INT_MAX;
+}
+
+/* Moves the cursor to the column position target from the one count behind it
+ * (before it, when count is negative). */
+static void move_back(const struct tinyrl *editor, long width, long target, long count)
+{
+    long rows = (target + count) / width - target / width;
+    long back = (target + count) % width - target % width;
+    if (back > 0) {
+        terminal_cursor_back(editor->terminal, as_count(back));
+    } else if (back < 0) {
+        terminal_cursor_forward(editor->terminal, as_count(back));
+    }
+    if (rows > 0) {
+        terminal_cursor_up(editor->terminal, as_count(rows));
+    } else if (rows < 0) {
+        terminal_cursor_down(editor->terminal, as_count(rows));
+    }
+}
+
+/* The length of the longest common prefix of line and drawn text. */
+static size_t common_prefix(const struct tinyrl *editor, const char *line)
+{
+    const struct drawn_line *drawn = &editor->drawn;
+    size_t length = drawn->unchanged;
+    while (length < editor->end && length < drawn->length && line[length] == drawn->text[length]) {
+        length++;
+    }
+    while (editor->utf8 && length > 0 &&
+           (utf8_is_continuation(line[length]) || utf8_is_continuation(drawn->text[length]))) {
+        length--;
+    }
+    return length;
+}
+
+/* Puts the cursor where drawing starts; returns the offset to draw from. */
+static size_t start_drawing(const struct tinyrl *editor, const char *line, int width)
+{
+    const struct drawn_line *drawn = &editor->drawn;
+    if (drawn->text == nullptr || drawn->width != width) {
+        if (drawn->width != width) {
+            terminal_next_line(editor->terminal);
+            terminal_erase_down(editor->terminal);
+        }
+        terminal_printf(editor->terminal, "%s", editor->prompt != nullptr ? editor->prompt : "");
+        return 0;
+    }
+    size_t from = common_prefix(editor, line);
+    long target = columns(editor, line, from);
+    move_back(editor, width, target, columns(editor, drawn->text, drawn->point) - target);
+    return from;
+}
+
+/* Writes length bytes of the line as the echo settings want; returns whether
+ * anything appeared. */
+static bool show(const struct tinyrl *editor, const char *text, size_t length)
+{
+    if (editor->echo_shown) {
+        terminal_write(editor->terminal, text, length);
+        return length > 0;
+    }
+    if (editor->echo_character == '\0') {
+        return false;
+    }
+    for (size_t i = 0; i < length; i++) {
+        terminal_write(editor->terminal, &editor->echo_character, 1);
+    }
+    return length > 0;
+}
+
+/* A wide character may have given way to more bytes that take fewer columns. */
+static bool was_longer(const struct tinyrl *editor, const char *line)
+{
+    const struct drawn_line *drawn = &editor->drawn;
+    if (drawn->length > editor->end) {
+        return true;
+    }
+    return editor->utf8 && drawn->text != nullptr &&
+           columns(editor, drawn->text, drawn->length) > columns(editor, line, editor->end);
+}
+
+void tinyrl_forget_drawn_line(struct tinyrl *editor)
+{
+    struct drawn_line *drawn = &editor->drawn;
+    free(drawn->text);
+    *drawn = {nullptr, 0, 0, 0, drawn->width, 0};
+}
+
+static bool make_room_for_copy(struct drawn_line *drawn, size_t length)
+{
+    if (drawn->text != nullptr && length < drawn->size) {
+        return true;
+    }
+    size_t size = length + length / 2 + 1;
+    char *text = static_cast<char *>(realloc(drawn->text, size));
+    if (text != nullptr) {
+        drawn->text = text;
+        drawn->size = size;
+    }
+    return text != nullptr;
+}
+
+/* Without memory for the copy the next drawing starts from scratch. */
+static void remember(struct tinyrl *editor, const char *line, int width)
+{
+    struct drawn_line *drawn = &editor->drawn;
+    drawn->width = width;
+    if (!make_room_for_copy(drawn, editor->end)) {
+        tinyrl_forget_drawn_line(editor);
+        return;
+    }
+    size_t same = drawn->unchanged;
+    memcpy_s(drawn->text + same, drawn->size - same, line + same, editor->end - same);
+    drawn->text[editor->end] = '\0';
+    drawn->length = editor->end;
+    drawn->point = editor->point;
+    drawn->unchanged = editor->end;
+}
+
+void tinyrl_redisplay(struct tinyrl *editor)
+{
+    const char *line = editor->line != nullptr ? editor->line : "";
+    int width = terminal_get_width(editor->terminal);
+    size_t from = start_drawing(editor, line, width);
+    bool appeared = show(editor, line + from, editor->end - from);
+    long before = columns(editor, line, editor->point);
+    long behind = columns(editor, line + editor->point, editor->end - editor->point);
+    if (appeared && (before + behind) % width == 0) {
+        terminal_next_line(editor->terminal);
+    }
+    if (was_longer(editor, line)) {
+        terminal_erase_down(editor->terminal);
+    }
+    if (editor->point < editor->end) {
+        move_back(editor, width, before, behind);
+    }
+    terminal_flush(editor->terminal);
+    remember(editor, line, width);
+}
+
+void tinyrl_reset_line_state(struct tinyrl *editor)
+{
+    tinyrl_forget_drawn_line(editor);
+    tinyrl_redisplay(editor);
+}

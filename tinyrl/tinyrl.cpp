@@ -1,0 +1,150 @@
+/* The editor: its creation, its end and its settings.
+ *
+ * One editor serves one input and one output for as long as the program reads
+ * commands. A read starts from an empty buffer and leaves nothing behind but
+ * the kill string; the history is filled by the caller, who alone knows which
+ * lines are worth remembering. */
+#include "tinyrl/tinyrl.h"
+
+#include <cstdarg>
+#include <cstdlib>
+
+#include "tinyrl/checks.h"
+#include "tinyrl/editor.h"
+
+static bool end_read_on_timeout(struct tinyrl * /*editor*/)
+{
+    return true;
+}
+
+static void release(struct tinyrl *editor)
+{
+    history_delete(editor->history);
+    terminal_delete(editor->terminal);
+    free(editor->buffer);
+    free(editor->kill_string);
+    free(editor->drawn.text);
+    free(editor);
+}
+
+struct tinyrl *tinyrl_new(FILE *in, FILE *out, size_t history_limit,
+                          tinyrl_completion_handler *complete)
+{
+    auto *editor = static_cast<struct tinyrl *>(calloc(1, sizeof(struct tinyrl)));
+    if (editor == nullptr) {
+        return nullptr;
+    }
+    editor->complete = complete;
+    editor->timeout_handler = end_read_on_timeout;
+    editor->echo_shown = true;
+    tinyrl_bind_default_keys(editor);
+    editor->terminal = terminal_new(nullptr, out);
+    editor->history = history_new(history_limit);
+    if (editor->terminal == nullptr || editor->history == nullptr) {
+        release(editor);
+        return nullptr;
+    }
+    terminal_set_input(editor->terminal, in);
+    raw_mode_attach(&editor->raw_mode, in);
+    editor->drawn.width = terminal_get_width(editor->terminal);
+    return editor;
+}
+
+void tinyrl_delete(struct tinyrl *editor)
+{
+    tinyrl_check(editor != nullptr, "this", "tinyrl.c", "tinyrl_delete");
+    if (editor->raw_mode.is_active) {
+        terminal_flush(editor->terminal);
+        raw_mode_abandon(&editor->raw_mode);
+    }
+    release(editor);
+}
+
+bool tinyrl_bind_key(struct tinyrl *editor, int key, tinyrl_key_handler *handler)
+{
+    if (key < 0 || key >= static_cast<int>(key_count)) {
+        return false;
+    }
+    editor->handlers[key] = handler;
+    return true;
+}
+
+void *tinyrl_get_context(const struct tinyrl *editor)
+{
+    return editor->context;
+}
+
+const char *tinyrl_get_line(const struct tinyrl *editor)
+{
+    return editor->line;
+}
+
+size_t tinyrl_get_point(const struct tinyrl *editor)
+{
+    return editor->point;
+}
+
+struct history *tinyrl_get_history(struct tinyrl *editor)
+{
+    return editor->history;
+}
+
+void tinyrl_crlf(struct tinyrl *editor)
+{
+    terminal_printf(editor->terminal, "\n");
+}
+
+int tinyrl_printf(struct tinyrl *editor, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    int written = terminal_vprintf(editor->terminal, format, arguments);
+    va_end(arguments);
+    return written;
+}
+
+void tinyrl_ding(struct tinyrl *editor)
+{
+    terminal_ding(editor->terminal);
+}
+
+void tinyrl_set_echo(struct tinyrl *editor, bool shown, char character)
+{
+    editor->echo_shown = shown;
+    editor->echo_character = character;
+}
+
+void tinyrl_set_utf8(struct tinyrl *editor, bool utf8)
+{
+    editor->utf8 = utf8;
+}
+
+void tinyrl_set_default_handler(struct tinyrl *editor, tinyrl_key_handler *handler)
+{
+    editor->default_handler = handler;
+}
+
+void tinyrl_set_max_line_length(struct tinyrl *editor, size_t maximum)
+{
+    editor->max_line_length = maximum;
+}
+
+void tinyrl_set_timeout(struct tinyrl *editor, int seconds)
+{
+    terminal_set_timeout(editor->terminal, seconds);
+}
+
+void tinyrl_set_timeout_handler(struct tinyrl *editor, tinyrl_timeout_handler *handler)
+{
+    editor->timeout_handler = handler != nullptr ? handler : end_read_on_timeout;
+}
+
+void tinyrl_set_keypress_hook(struct tinyrl *editor, tinyrl_keypress_hook *hook)
+{
+    editor->keypress_hook = hook;
+}
+
+void tinyrl_set_wait_mask(struct tinyrl *editor, const sigset_t *mask)
+{
+    terminal_set_wait_mask(editor->terminal, mask);
+}
