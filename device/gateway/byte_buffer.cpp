@@ -1,0 +1,65 @@
+#include "device/gateway/byte_buffer.h"
+
+#include <utility>
+
+#include "bounded.h"
+
+namespace
+{
+
+constexpr size_t first_capacity = 4096;
+constexpr size_t kept_capacity = 65536;
+
+/* The capacity to allocate for needed bytes: double what there is, but at
+ * least needed and at most limit. needed is not greater than limit. */
+size_t next_capacity(size_t capacity, size_t needed, size_t limit)
+{
+    size_t wanted = first_capacity;
+    if (capacity > limit / 2)
+        wanted = limit;
+    else if (capacity > first_capacity / 2)
+        wanted = capacity * 2;
+    if (wanted < needed)
+        wanted = needed;
+    return wanted > limit ? limit : wanted;
+}
+
+} // namespace
+
+buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t size, size_t limit)
+{
+    if (size == 0)
+        return buffer_ok;
+    if (buffer->size > limit || size > limit - buffer->size)
+        return buffer_full;
+    const size_t needed = buffer->size + size;
+    if (needed > buffer->capacity) {
+        const size_t capacity = next_capacity(buffer->capacity, needed, limit);
+        void *block = realloc(buffer->data.get(), capacity);
+        if (!block)
+            return buffer_no_memory;
+        (void)buffer->data.release();
+        buffer->data.reset(static_cast<char *>(block));
+        buffer->capacity = capacity;
+    }
+    memcpy_s(buffer->data.get() + buffer->size, buffer->capacity - buffer->size, data, size);
+    buffer->size = needed;
+    return buffer_ok;
+}
+
+byte_buffer byte_buffer_take(byte_buffer *buffer)
+{
+    byte_buffer taken{std::move(buffer->data), buffer->size, buffer->capacity};
+    buffer->size = 0;
+    buffer->capacity = 0;
+    return taken;
+}
+
+void byte_buffer_clear(byte_buffer *buffer)
+{
+    buffer->size = 0;
+    if (buffer->capacity > kept_capacity) {
+        buffer->data.reset();
+        buffer->capacity = 0;
+    }
+}

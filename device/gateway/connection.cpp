@@ -1,0 +1,301 @@
+#include "device/gateway/connection.h"
+
+#include <sys/uio.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+#include <utility>
+
+#include "device/gateway/report.h"
+
+namespace
+{
+
+/* Bytes that one turn takes from a shell, so that it cannot keep the gateway
+ * from the others. */
+constexpr size_t shell_turn = 262144;
+
+/* Milliseconds that a server may keep silent after the hellos before it is
+ * nudged, and nudged again. */
+constexpr int64_t nudge_after = 200;
+constexpr int64_t nudge_again_after = 1300;
+
+enum poll_index { poll_shell, poll_input, poll_output };
+
+enum io_result { io_done, io_blocked, io_failed };
+
+bool would_block()
+{
+    return errno == EAGAIN || errno == EINTR;
+}
+
+/* Writes as much as goes; io_done: all of it. */
+io_result write_out(outgoing *message, int target, bool *progress)
+{
+    while (!outgoing_idle(message)) {
+        struct iovec parts[outgoing_part_count];
+        const int count = outgoing_parts(message, parts);
+        const ssize_t size = writev(target, parts, count);
+        if (size < 0)
+            return would_block() ? io_blocked : io_failed;
+        outgoing_advance(message, static_cast<size_t>(size));
+        *progress = true;
+    }
+    return io_done;
+}
+
+void shell_is_gone(connection *link, int64_t now)
+{
+    if (link->shell_gone)
+        return;
+    link->shell_gone = true;
+    link->session.deaf = true;
+    outgoing_drop(&link->session.to_shell);
+    link->give_up = now + transport_grace;
+}
+
+/* What the shell has sent is taken only while there is a server to pass it to. */
+size_t shell_want(const connection *link)
+{
+    const bool open = !link->shell_ended && descriptor_open(&link->server.input);
+    return open ? relay_shell_want(&link->session) : 0;
+}
+
+void take_shell_end(connection *link, int64_t now, bool reset)
+{
+    link->shell_ended = true;
+    if (reset)
+        shell_is_gone(link, now);
+}
+
+/* Returns a reason to end, like the relay's functions. */
+const char *read_shell(connection *link, int64_t now)
+{
+    char bytes[65536];
+    size_t taken = 0;
+    for (size_t want = shell_want(link); want > 0 && taken < shell_turn; want = shell_want(link)) {
+        const ssize_t size =
+            read(link->shell.number, bytes, want < sizeof bytes ? want : sizeof bytes);
+        if (size < 0 && would_block())
+            return nullptr;
+        if (size <= 0) {
+            take_shell_end(link, now, size < 0);
+            return frame_reader_idle(&link->session.request)
+                       ? nullptr
+                       : "the shell ended in the middle of a frame";
+        }
+        taken += static_cast<size_t>(size);
+        const char *reason = relay_shell_bytes(&link->session, bytes, static_cast<size_t>(size));
+        if (reason)
+            return reason;
+    }
+    return nullptr;
+}
+
+/* A command that has ended says no more than what is in the pipe, even if
+ * something that it left behind holds the other end open. */
+void read_server(connection *link)
+{
+    if (link->server_ended || !relay_server_wanted(&link->session))
+        return;
+    const ssize_t got =
+        read(link->server.output.number, link->session.input, sizeof link->session.input);
+    if (got > 0)
+        relay_server_bytes(&link->session, static_cast<size_t>(got));
+    else if (got == 0 || !would_block() || link->server.pid == 0)
+        link->server_ended = true;
+}
+
+/* True when the relay has room for more. */
+bool write_server(connection *link, int64_t now)
+{
+    outgoing *message = &link->session.to_server;
+    if (outgoing_idle(message) || !descriptor_open(&link->server.input))
+        return false;
+    bool progress = false;
+    const io_result result = write_out(message, link->server.input.number, &progress);
+    if (result == io_failed) {
+        /* What it still has to say may tell why. */
+        outgoing_drop(message);
+        descriptor_close(&link->server.input);
+        link->give_up = now + transport_grace;
+        return false;
+    }
+    if (progress && link->give_up != 0)
+        link->give_up = now + transport_grace;
+    return result == io_done;
+}
+
+bool write_shell(connection *link, int64_t now)
+{
+    outgoing *message = &link->session.to_shell;
+    if (outgoing_idle(message))
+        return false;
+    bool progress = false;
+    const io_result result = write_out(message, link->shell.number, &progress);
+    if (result == io_failed)
+        shell_is_gone(link, now);
+    return result != io_blocked;
+}
+
+const char *move_all(connection *link, int64_t now)
+{
+    bool again = true;
+    while (again) {
+        const char *reason = relay_advance(&link->session);
+        if (reason)
+            return reason;
+        const bool server_has_room = write_server(link, now);
+        const bool shell_has_room = write_shell(link, now);
+        again = server_has_room || shell_has_room;
+    }
+    return nullptr;
+}
+
+void nudge_server(connection *link, int64_t now)
+{
+    if (!descriptor_open(&link->server.input) || !relay_may_nudge(&link->session)) {
+        link->nudge = 0;
+    } else if (link->nudge == 0) {
+        link->nudge = now + nudge_after;
+    } else if (now >= link->nudge) {
+        relay_nudge(&link->session);
+        write_server(link, now);
+        link->nudge = now + nudge_again_after;
+    }
+}
+
+/* Why the connection is at its end; null while it is not. */
+const char *judge_end(const connection *link, int64_t now)
+{
+    if (link->server_ended && outgoing_idle(&link->session.to_shell)) {
+        const char *reason = relay_server_ended(&link->session);
+        return reason ? reason : "the server ended the session";
+    }
+    if (link->shell_gone && link->shell_ended && relay_requests_done(&link->session))
+        return "the shell ended the session";
+    if (link->give_up != 0 && now >= link->give_up)
+        return link->shell_gone ? "the shell ended the session while the server was busy"
+                                : "the server takes no more requests";
+    return nullptr;
+}
+
+/* Tells of a failure that ended the session, not of one that its end caused. */
+void report_status(const connection *link, int status)
+{
+    if (link->over && !link->server_ended)
+        return;
+    if (WIFSIGNALED(status))
+        report_shell(link->session.number, "the command was ended by signal %d", WTERMSIG(status));
+    else if (WEXITSTATUS(status) != 0)
+        report_shell(link->session.number, "the command ended with status %d", WEXITSTATUS(status));
+}
+
+} // namespace
+
+std::unique_ptr<connection> connection_start(descriptor shell, unsigned number, bool subscribe,
+                                             char *const command[])
+{
+    std::unique_ptr<connection> link(new (std::nothrow) connection{});
+    if (!link) {
+        report_shell(number, "closed: out of memory");
+        return nullptr;
+    }
+    const int error = transport_start(&link->server, command);
+    if (error != 0) {
+        report_shell(number, "closed: cannot run %s: %s", report_clean(command[0]).text,
+                     strerror(error));
+        return nullptr;
+    }
+    link->shell = std::move(shell);
+    link->session.number = number;
+    link->session.subscribe = subscribe;
+    report_shell(number, "connected");
+    return link;
+}
+
+void connection_poll(connection *link, struct pollfd polls[connection_poll_count])
+{
+    for (size_t at = 0; at < connection_poll_count; ++at)
+        polls[at] = {-1, 0, 0};
+    if (link->over)
+        return;
+    if (shell_want(link) > 0)
+        polls[poll_shell].events |= POLLIN;
+    if (!outgoing_idle(&link->session.to_shell))
+        polls[poll_shell].events |= POLLOUT;
+    /* Without events it still tells when the shell goes away, but then it would
+     * tell so again and again. */
+    if (!link->shell_gone || polls[poll_shell].events != 0)
+        polls[poll_shell].fd = link->shell.number;
+    if (!outgoing_idle(&link->session.to_server))
+        polls[poll_input] = {link->server.input.number, POLLOUT, 0};
+    if (!link->server_ended && relay_server_wanted(&link->session))
+        polls[poll_output] = {link->server.output.number, POLLIN, 0};
+}
+
+void connection_serve(connection *link, const struct pollfd polls[connection_poll_count],
+                      int64_t now)
+{
+    transport_tick(&link->server, now);
+    if (link->over)
+        return;
+    if ((polls[poll_shell].revents & (POLLHUP | POLLERR)) != 0)
+        shell_is_gone(link, now);
+    const char *reason = nullptr;
+    if ((polls[poll_shell].revents & (POLLIN | POLLHUP | POLLERR)) != 0)
+        reason = read_shell(link, now);
+    if (!reason && (polls[poll_output].revents != 0 || link->server.pid == 0))
+        read_server(link);
+    if (!reason)
+        reason = move_all(link, now);
+    if (!reason)
+        nudge_server(link, now);
+    if (!reason && link->shell_ended && relay_requests_done(&link->session))
+        descriptor_close(&link->server.input);
+    if (!reason)
+        reason = judge_end(link, now);
+    if (reason)
+        connection_end(link, reason, now, false);
+}
+
+bool connection_reap(connection *link)
+{
+    int status;
+    if (!transport_reap(&link->server, &status))
+        return false;
+    report_status(link, status);
+    return true;
+}
+
+void connection_end(connection *link, const char *reason, int64_t now, bool hurry)
+{
+    if (!link->over)
+        report_shell(link->session.number, "closed: %s", reason);
+    link->over = true;
+    const unsigned number = link->session.number;
+    link->session = {};
+    link->session.number = number;
+    descriptor_close(&link->shell);
+    transport_end(&link->server, now, hurry);
+}
+
+int64_t connection_deadline(const connection *link)
+{
+    if (link->over)
+        return link->server.pid == 0 ? INT64_MAX : link->server.deadline;
+    /* What the command left in its pipe is to be read without waiting. */
+    if (link->server.pid == 0 && !link->server_ended && relay_server_wanted(&link->session))
+        return 0;
+    int64_t deadline = link->give_up == 0 ? INT64_MAX : link->give_up;
+    if (link->nudge != 0 && link->nudge < deadline)
+        deadline = link->nudge;
+    return deadline;
+}
+
+bool connection_finished(const connection *link)
+{
+    return link->over && link->server.pid == 0;
+}

@@ -1,0 +1,55 @@
+/* One shell, its relay and the command that reaches the server: the input and
+ * output around a relay. */
+#ifndef VANDEL_GATEWAY_CONNECTION_H
+#define VANDEL_GATEWAY_CONNECTION_H
+
+#include <poll.h>
+
+#include <cstdint>
+#include <memory>
+
+#include "device/gateway/descriptor.h"
+#include "device/gateway/relay.h"
+#include "device/gateway/transport.h"
+
+constexpr size_t connection_poll_count = 3;
+
+struct connection {
+    descriptor shell;
+    transport server;
+    relay session;
+    bool shell_ended;  /* it sends no more, but may still read */
+    bool shell_gone;   /* it does not read either */
+    bool server_ended; /* its output is at the end */
+    bool over;         /* only the command is still to be waited for */
+    int64_t give_up;   /* when to stop waiting for the server to take or say more; 0: never */
+    int64_t nudge;     /* when the server is to be nudged; 0: it is not */
+    std::unique_ptr<connection> next;
+};
+
+/* Takes over the shell's descriptor and starts the command. Null: no memory, or
+ * the command cannot be started; both are logged. */
+std::unique_ptr<connection> connection_start(descriptor shell, unsigned number, bool subscribe,
+                                             char *const command[]);
+
+/* Fills in what to poll for. */
+void connection_poll(connection *link, struct pollfd polls[connection_poll_count]);
+
+/* Does what the poll results and the time allow; call it also when the command
+ * was reaped. */
+void connection_serve(connection *link, const struct pollfd polls[connection_poll_count],
+                      int64_t now);
+
+/* Reaps the command if it has ended; true when it was. */
+bool connection_reap(connection *link);
+
+/* Closes the shell's socket, logs the reason and ends the command. */
+void connection_end(connection *link, const char *reason, int64_t now, bool hurry);
+
+/* When connection_serve() has to be called at the latest; INT64_MAX: whenever. */
+int64_t connection_deadline(const connection *link);
+
+/* True when nothing is left to do, not even a process to wait for. */
+bool connection_finished(const connection *link);
+
+#endif

@@ -1,0 +1,121 @@
+#include "device/gateway/frame.h"
+
+#include "bounded.h"
+
+namespace
+{
+
+constexpr uint32_t frame_magic = 0xFEDCBAFF;
+
+struct frame_header {
+    uint32_t magic;
+    uint32_t length;
+    uint16_t sequence;
+    uint16_t reserved;
+};
+static_assert(sizeof(frame_header) == frame_header_size);
+
+frame_result judge_header(frame_reader *reader)
+{
+    frame_header header;
+    memcpy_s(&header, sizeof header, reader->header, sizeof reader->header);
+    if (header.magic != frame_magic)
+        return frame_bad_magic;
+    if (header.length > frame_body_limit)
+        return frame_too_large;
+    if (header.reserved != 0)
+        return frame_bad_reserved;
+    reader->body_left = header.length;
+    return header.length == 0 ? frame_empty : frame_more;
+}
+
+/* Cuts the zero bytes that end the text; a body of nothing else is no text. */
+frame_result finish_body(frame_reader *reader)
+{
+    const char *bytes = reader->body.data.get();
+    while (reader->body.size > 0 && bytes[reader->body.size - 1] == '\0')
+        --reader->body.size;
+    return reader->body.size == 0 ? frame_empty : frame_complete;
+}
+
+frame_result feed_header(frame_reader *reader, const char *data, size_t size)
+{
+    memcpy_s(reader->header + reader->header_size, sizeof reader->header - reader->header_size,
+             data, size);
+    reader->header_size += size;
+    return reader->header_size == frame_header_size ? judge_header(reader) : frame_more;
+}
+
+frame_result feed_body(frame_reader *reader, const char *data, size_t size)
+{
+    const size_t length = reader->body.size + reader->body_left;
+    if (byte_buffer_append(&reader->body, data, size, length) != buffer_ok)
+        return frame_no_memory;
+    reader->body_left -= static_cast<uint32_t>(size);
+    return reader->body_left == 0 ? finish_body(reader) : frame_more;
+}
+
+} // namespace
+
+size_t frame_reader_want(const frame_reader *reader)
+{
+    if (reader->header_size < frame_header_size)
+        return frame_header_size - reader->header_size;
+    return reader->body_left;
+}
+
+frame_result frame_reader_feed(frame_reader *reader, const char *data, size_t size, size_t *used)
+{
+    *used = 0;
+    while (frame_reader_want(reader) > 0) {
+        const size_t want = frame_reader_want(reader);
+        const size_t rest = size - *used;
+        const size_t step = rest < want ? rest : want;
+        if (step == 0)
+            return frame_more;
+        const bool in_header = reader->header_size < frame_header_size;
+        const frame_result result = in_header ? feed_header(reader, data + *used, step)
+                                              : feed_body(reader, data + *used, step);
+        *used += step;
+        if (result != frame_more)
+            return result;
+    }
+    return frame_complete;
+}
+
+byte_buffer frame_reader_take(frame_reader *reader)
+{
+    reader->header_size = 0;
+    return byte_buffer_take(&reader->body);
+}
+
+bool frame_reader_idle(const frame_reader *reader)
+{
+    return reader->header_size == 0;
+}
+
+const char *frame_result_text(frame_result result)
+{
+    switch (result) {
+    case frame_bad_magic:
+        return "a frame from the shell has a wrong magic number";
+    case frame_bad_reserved:
+        return "a frame from the shell has a reserved field that is not zero";
+    case frame_too_large:
+        return "a frame from the shell is longer than 256 MiB";
+    case frame_empty:
+        return "a frame from the shell is empty";
+    case frame_no_memory:
+        return "out of memory for a frame from the shell";
+    case frame_more:
+    case frame_complete:
+        break;
+    }
+    return "no error";
+}
+
+void frame_header_write(uint32_t length, uint16_t sequence, char header[frame_header_size])
+{
+    const frame_header fields{frame_magic, length, sequence, 0};
+    memcpy_s(header, frame_header_size, &fields, sizeof fields);
+}

@@ -1,0 +1,88 @@
+#include "device/gateway/gateway_options.h"
+
+#include <cstring>
+
+const char gateway_usage[] =
+    "usage: tarnd-gateway --listen SOCKET [--no-subscribe] -- COMMAND [ARGUMENT]...\n";
+
+const char gateway_help[] =
+    "usage: tarnd-gateway --listen SOCKET [--no-subscribe] -- COMMAND [ARGUMENT]...\n"
+    "\n"
+    "Lets shells reach a NETCONF server. For each shell that connects to SOCKET, a\n"
+    "Unix stream socket, COMMAND is started; it has to speak NETCONF on its standard\n"
+    "input and output, as \"ssh -s ROUTER netconf\" or \"netconf-subsystem\" do. It\n"
+    "cannot ask for a password: it has no terminal.\n"
+    "\n"
+    "  --listen SOCKET  where shells connect; created with mode 0600, removed at the\n"
+    "                   end\n"
+    "  --no-subscribe   do not ask the server for notifications\n"
+    "  --help           print this text\n"
+    "\n"
+    "SIGTERM or SIGINT ends the gateway and all its sessions.\n";
+
+namespace
+{
+
+/* The value of an option given as "--name VALUE" or "--name=VALUE"; null when
+ * it is not that option. *at moves to the last argument used. */
+const char *option_value(char *const arguments[], int *at, const char *name)
+{
+    const size_t size = strlen(name);
+    const char *argument = arguments[*at];
+    if (strncmp(argument, name, size) != 0)
+        return nullptr;
+    if (argument[size] == '=')
+        return argument + size + 1;
+    if (argument[size] != '\0')
+        return nullptr;
+    if (!arguments[*at + 1])
+        return "";
+    ++*at;
+    return arguments[*at];
+}
+
+/* Reads the options in front of the command; *at moves behind them. */
+const char *read_options(int count, char *const arguments[], int *at, gateway_options *options)
+{
+    for (; *at < count && arguments[*at][0] == '-'; ++*at) {
+        const char *path = option_value(arguments, at, "--listen");
+        if (path)
+            options->socket_path = path;
+        else if (strcmp(arguments[*at], "--no-subscribe") == 0)
+            options->subscribe = false;
+        else if (strcmp(arguments[*at], "--help") == 0)
+            options->help = true;
+        else if (strcmp(arguments[*at], "--") == 0)
+            break;
+        else
+            return "unknown option";
+    }
+    return nullptr;
+}
+
+} // namespace
+
+const char *gateway_options_read(int count, char *const arguments[], gateway_options *options,
+                                 const char **culprit)
+{
+    *options = {nullptr, true, false, nullptr};
+    *culprit = nullptr;
+    int at = 1;
+    const char *reason = read_options(count, arguments, &at, options);
+    if (reason) {
+        *culprit = arguments[at];
+        return reason;
+    }
+    if (options->help)
+        return nullptr;
+    if (!options->socket_path || options->socket_path[0] == '\0')
+        return "--listen SOCKET is missing";
+    if (at < count && strcmp(arguments[at], "--") != 0) {
+        *culprit = arguments[at];
+        return "a \"--\" has to stand in front of the command";
+    }
+    if (at + 1 >= count || arguments[at + 1][0] == '\0')
+        return "the command is missing";
+    options->command = arguments + at + 1;
+    return nullptr;
+}

@@ -1,0 +1,20 @@
+/* The command line of tarnd-gateway. */
+#ifndef VANDEL_GATEWAY_GATEWAY_OPTIONS_H
+#define VANDEL_GATEWAY_GATEWAY_OPTIONS_H
+
+struct gateway_options {
+    const char *socket_path;
+    bool subscribe;
+    bool help;            /* nothing else matters then */
+    char *const *command; /* null-terminated; points into the arguments */
+};
+
+/* Reads the arguments (arguments[count] is null). Null on success; otherwise
+ * what is wrong, a static text, with *culprit the argument or null. */
+const char *gateway_options_read(int count, char *const arguments[], gateway_options *options,
+                                 const char **culprit);
+
+extern const char gateway_usage[];
+extern const char gateway_help[];
+
+#endif

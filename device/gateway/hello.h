@@ -1,0 +1,26 @@
+/* The hello messages that open a NETCONF session. */
+#ifndef VANDEL_GATEWAY_HELLO_H
+#define VANDEL_GATEWAY_HELLO_H
+
+#include <cstddef>
+#include <cstdint>
+
+constexpr size_t hello_size_limit = size_t{16} << 20; /* bytes; thousands of modules fit */
+
+/* What the gateway says; without its end-of-message mark. */
+extern const char hello_text[];
+
+/* What the server said. */
+struct server_hello {
+    uint32_t session_id; /* greater than 0 */
+    bool base_1_0;
+    bool base_1_1;
+    bool notifications;
+    bool interleave; /* requests are served while a subscription lives */
+};
+
+/* Reads the server's hello. Null on success; otherwise what is wrong with it, a
+ * static text. */
+const char *server_hello_read(const char *text, size_t size, server_hello *hello);
+
+#endif

@@ -1,0 +1,48 @@
+/* tarnd-gateway: lets shells reach a NETCONF server. */
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+
+#include "device/gateway/event_loop.h"
+#include "device/gateway/gateway_options.h"
+#include "device/gateway/report.h"
+#include "device/gateway/xml_head.h"
+
+namespace
+{
+
+/* The three standard descriptors exist, and no other one that was inherited
+ * reaches the commands. */
+bool settle_descriptors()
+{
+    for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+        if (fcntl(number, F_GETFD) < 0 && open("/dev/null", O_RDWR) != number)
+            return false;
+    }
+    close_range(STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC);
+    return true;
+}
+
+} // namespace
+
+int main(int count, char **arguments)
+{
+    if (!settle_descriptors())
+        return 1;
+    gateway_options options;
+    const char *culprit;
+    const char *reason = gateway_options_read(count, arguments, &options, &culprit);
+    if (reason) {
+        report("%s%s%s", reason, culprit ? ": " : "", report_clean(culprit).text);
+        fputs(gateway_usage, stderr);
+        return 1;
+    }
+    if (options.help) {
+        fputs(gateway_help, stdout);
+        return 0;
+    }
+    xml_start();
+    return gateway_run(&options);
+}

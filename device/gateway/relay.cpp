@@ -1,0 +1,283 @@
+/* The order of things: the gateway's hello goes out at once; requests wait until
+ * the server's hello has come, which also settles the framing; then the
+ * subscription, so that its answer is the first one to come back; then the
+ * shell's requests, one by one. Replies are not matched with requests, because
+ * a server answers in order; only the answer to the subscription is picked out,
+ * by a message id that is no number and therefore never one of a shell's. */
+#include "device/gateway/relay.h"
+
+#include <cstring>
+
+#include "device/gateway/hello.h"
+#include "device/gateway/report.h"
+#include "device/gateway/xml_head.h"
+
+namespace
+{
+
+constexpr char subscription_id[] = "tarnd-gateway-subscription";
+constexpr char subscription_text[] =
+    "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\""
+    " message-id=\"tarnd-gateway-subscription\">"
+    "<create-subscription xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\"/></rpc>";
+
+/* How a chunk header begins, for nudges. */
+constexpr char header_beginning[] = "\n#";
+constexpr uint8_t header_beginning_size = sizeof header_beginning - 1;
+
+/* Frames body for the server; body becomes empty. */
+const char *send_to_server(relay *session, byte_buffer *body)
+{
+    session->spoken_to = session->hello_received;
+    if (session->chunked) {
+        char header[framing_header_size];
+        framing_chunk_header(static_cast<uint32_t>(body->size), header);
+        outgoing_load(&session->to_server, header, strlen(header), body, framing_chunk_trailer,
+                      strlen(framing_chunk_trailer));
+        outgoing_advance(&session->to_server, session->nudges);
+        session->nudges = 0;
+        return nullptr;
+    }
+    if (framing_holds_mark(body->data.get(), body->size))
+        return "a request holds the end-of-message mark";
+    outgoing_load(&session->to_server, "", 0, body, framing_mark, strlen(framing_mark));
+    return nullptr;
+}
+
+const char *send_text_to_server(relay *session, const char *text)
+{
+    byte_buffer body{};
+    if (byte_buffer_append(&body, text, strlen(text), frame_body_limit) != buffer_ok)
+        return "out of memory";
+    return send_to_server(session, &body);
+}
+
+/* Frames body for the shell; body becomes empty. */
+void send_to_shell(relay *session, byte_buffer *body)
+{
+    if (session->deaf) {
+        byte_buffer_clear(body);
+        return;
+    }
+    char header[frame_header_size];
+    frame_header_write(static_cast<uint32_t>(body->size), session->sequence++, header);
+    outgoing_load(&session->to_shell, header, sizeof header, body, "", 0);
+}
+
+const char *answer_create_session(relay *session)
+{
+    const byte_buffer request = frame_reader_take(&session->request);
+    const message_head head = message_head_read(request.data.get(), request.size);
+    byte_buffer reply{};
+    if (!session_reply_write(head.message_id.get(), session->session_id, &reply))
+        return "out of memory";
+    send_to_shell(session, &reply);
+    return nullptr;
+}
+
+const char *pass_request(relay *session)
+{
+    session->request_complete = false;
+    if (session->request_is_create_session)
+        return answer_create_session(session);
+    byte_buffer request = frame_reader_take(&session->request);
+    return send_to_server(session, &request);
+}
+
+/* Starts the next message to the server, if there is one to start. */
+const char *advance_requests(relay *session, bool *moved)
+{
+    *moved = true;
+    if (!session->hello_sent) {
+        session->hello_sent = true;
+        return send_text_to_server(session, hello_text);
+    }
+    if (session->hello_received && session->subscribe_next) {
+        session->subscribe_next = false;
+        session->subscribe_answer_due = true;
+        return send_text_to_server(session, subscription_text);
+    }
+    const bool waits_for_shell =
+        session->request_is_create_session && !outgoing_idle(&session->to_shell);
+    if (session->hello_received && session->request_complete && !waits_for_shell)
+        return pass_request(session);
+    *moved = false;
+    return nullptr;
+}
+
+const char *take_hello(relay *session)
+{
+    server_hello hello;
+    const char *reason =
+        server_hello_read(session->message.data.get(), session->message.size, &hello);
+    byte_buffer_clear(&session->message);
+    if (reason)
+        return reason;
+    session->hello_received = true;
+    session->session_id = hello.session_id;
+    session->chunked = hello.base_1_1;
+    session->decoder.chunked = hello.base_1_1;
+    session->subscribe_next = session->subscribe && hello.notifications;
+    report_shell(session->number, "session %u, NETCONF %s", static_cast<unsigned>(hello.session_id),
+                 hello.base_1_1 ? "1.1" : "1.0");
+    if (session->subscribe_next && !hello.interleave)
+        report_shell(session->number, "the server may refuse requests while it is subscribed to "
+                                      "(no interleave capability); see --no-subscribe");
+    return nullptr;
+}
+
+bool is_subscription_answer(const message_head *head)
+{
+    return head->kind == message_rpc_reply && head->message_id &&
+           strcmp(head->message_id.get(), subscription_id) == 0;
+}
+
+/* Logs a refusal, which is no reason to end: the session works without. */
+void take_subscription_answer(relay *session, const message_head *head)
+{
+    session->subscribe_answer_due = false;
+    if (head->is_error) {
+        char error[report_text_size];
+        error_text_read(session->message.data.get(), session->message.size, error, sizeof error);
+        report_shell(session->number, "the server refused the subscription: %s",
+                     error[0] ? report_clean(error).text : "it gives no reason");
+    }
+    byte_buffer_clear(&session->message);
+}
+
+/* The server's current message is complete. */
+const char *take_message(relay *session)
+{
+    if (blank_filter_end(&session->filter, &session->message) != filter_ok)
+        return "the server sent a message that is no complete XML document";
+    if (!session->hello_received)
+        return take_hello(session);
+    if (session->subscribe_answer_due) {
+        const message_head head =
+            message_head_read(session->message.data.get(), session->message.size);
+        if (is_subscription_answer(&head)) {
+            take_subscription_answer(session, &head);
+            return nullptr;
+        }
+    }
+    send_to_shell(session, &session->message);
+    return nullptr;
+}
+
+const char *take_message_part(relay *session, const char *data, size_t size)
+{
+    const size_t limit = session->hello_received ? frame_body_limit : hello_size_limit;
+    switch (blank_filter_feed(&session->filter, data, size, &session->message, limit)) {
+    case filter_ok:
+        return nullptr;
+    case filter_malformed:
+        return "the server sent something that is not XML";
+    case filter_too_large:
+        return "a message of the server is too long";
+    default:
+        return "out of memory for a message of the server";
+    }
+}
+
+/* Decodes the server's bytes up to the end of one message. */
+const char *advance_messages(relay *session, bool *moved)
+{
+    *moved = false;
+    while (session->input_from < session->input_to) {
+        const framing_step step =
+            framing_decode(&session->decoder, session->input + session->input_from,
+                           session->input_to - session->input_from);
+        session->input_from += step.used;
+        if (step.event == framing_bad)
+            return "the server broke the chunked framing";
+        if (step.event == framing_end) {
+            *moved = true;
+            return take_message(session);
+        }
+        if (step.event != framing_data)
+            continue;
+        const char *reason = take_message_part(session, step.data, step.size);
+        if (reason)
+            return reason;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+const char *relay_advance(relay *session)
+{
+    bool requests_moved = true;
+    bool messages_moved = true;
+    while (requests_moved || messages_moved) {
+        requests_moved = false;
+        messages_moved = false;
+        const char *reason = nullptr;
+        if (outgoing_idle(&session->to_server))
+            reason = advance_requests(session, &requests_moved);
+        if (!reason && outgoing_idle(&session->to_shell))
+            reason = advance_messages(session, &messages_moved);
+        if (reason)
+            return reason;
+    }
+    return nullptr;
+}
+
+size_t relay_shell_want(const relay *session)
+{
+    return session->request_complete ? 0 : frame_reader_want(&session->request);
+}
+
+const char *relay_shell_bytes(relay *session, const char *data, size_t size)
+{
+    size_t used;
+    const frame_result result = frame_reader_feed(&session->request, data, size, &used);
+    if (result == frame_more)
+        return nullptr;
+    if (result != frame_complete)
+        return frame_result_text(result);
+    const message_head head =
+        message_head_read(session->request.body.data.get(), session->request.body.size);
+    session->request_complete = true;
+    session->request_is_create_session = head.kind == message_create_session;
+    return nullptr;
+}
+
+bool relay_server_wanted(const relay *session)
+{
+    return session->input_from == session->input_to && outgoing_idle(&session->to_shell);
+}
+
+void relay_server_bytes(relay *session, size_t size)
+{
+    session->input_from = 0;
+    session->input_to = size;
+    session->answered = session->hello_received;
+}
+
+const char *relay_server_ended(const relay *session)
+{
+    if (!session->hello_received)
+        return "the server ended before its hello";
+    if (!blank_filter_idle(&session->filter))
+        return "the server ended in the middle of a message";
+    return nullptr;
+}
+
+bool relay_may_nudge(const relay *session)
+{
+    return session->chunked && session->spoken_to && !session->answered &&
+           session->nudges < header_beginning_size && outgoing_idle(&session->to_server);
+}
+
+void relay_nudge(relay *session)
+{
+    byte_buffer nothing{};
+    outgoing_load(&session->to_server, header_beginning + session->nudges, 1, &nothing, "", 0);
+    ++session->nudges;
+}
+
+bool relay_requests_done(const relay *session)
+{
+    return frame_reader_idle(&session->request) && outgoing_idle(&session->to_server);
+}
