@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "cmdtree/tree.h"
+#include "complete/completion.h"
 #include "conf_agent.h"
 #include "link/exchange_lock.h"
 #include "link/server_session.h"
@@ -157,6 +158,8 @@ int run_interactive()
         return -1;
     }
     tinyrl_set_wait_mask(session.tinyrl, signal_wait_mask());
+    tinyrl_bind_key(session.tinyrl, completion_tab, completion_tab_key);
+    tinyrl_bind_key(session.tinyrl, completion_question_mark, completion_help_key);
     run_lines();
     take_deferred_signal();
     local_entries_forget(nullptr, nullptr);

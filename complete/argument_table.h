@@ -1,0 +1,20 @@
+// The table of a command's arguments that '?' prints: prerequisite, name, type,
+// accepted values and help, each column as wide as its longest text.
+#ifndef VANDEL_COMPLETE_ARGUMENT_TABLE_H
+#define VANDEL_COMPLETE_ARGUMENT_TABLE_H
+
+#include <string_view>
+
+#include "shell/command_table.h"
+
+struct tinyrl;
+
+// Prints all arguments. A prerequisite that is itself an argument is left
+// blank.
+void argument_table_print(tinyrl *editor, const cmd_entry *command);
+
+// Prints the arguments whose prerequisite is no argument and begins with the
+// typed text.
+void argument_table_print_outside(tinyrl *editor, const cmd_entry *command, std::string_view typed);
+
+#endif

@@ -1,0 +1,134 @@
+#include "complete/candidates.h"
+
+#include "schema/database.h"
+#include "schema/key_set.h"
+#include "schema/path.h"
+#include "schema/records.h"
+#include "schema/schema_path.h"
+#include "shell/log.h"
+#include "shell/session.h"
+
+namespace
+{
+
+bool is_rpc(std::string_view record)
+{
+    return record.size() >= node_record_minimum &&
+           record_kind_of_bytes(record.data()) == node_kind_rpc;
+}
+
+// From the last field to the first, the order in which children are listed.
+// The root holds module records, which have no kind.
+int add_rpc_names(const tinyrl *editor, size_t word_start, match_list *list)
+{
+    const heap_text workspace = path_absolute(session.pwd);
+    const heap_text schema_path = schema_path_of(workspace.get(), path_scope_session);
+    if (!schema_path || std::string_view(schema_path.get()) == "/")
+        return 0;
+    const hash_fields children = schema_hash(schema_path.get());
+    for (size_t i = children.count; i > 0; i--) {
+        if (!is_rpc(hash_field_value(children, i - 1)))
+            continue;
+        const heap_text name = text_copy(hash_field_name(children, i - 1));
+        if (!name || match_add(editor, word_start, list, name.get()) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+// Reads the keys of the list that is the workspace, or of which it is an entry.
+// False when the workspace is anything else, or its keys cannot be read.
+bool read_list_keys(key_names *keys)
+{
+    const heap_text workspace = path_absolute(session.pwd);
+    const heap_text schema_path = schema_path_of(workspace.get(), path_scope_session);
+    if (!schema_path || path_levels(schema_path.get()) < 2)
+        return false;
+    const record_pair pair = schema_record_pair(schema_path.get());
+    if (!pair.node || record_kind(pair.node.get()) != node_kind_list)
+        return false;
+    const heap_text list_path = path_is_list_entry(workspace.get())
+                                    ? path_listing_parent(workspace.get())
+                                    : text_copy(workspace.get());
+    return list_path && list_keys(list_path.get(), keys) == 0;
+}
+
+// True when the name is among the first, third, fifth ... of the words.
+bool is_typed_key(std::string_view words, std::string_view name)
+{
+    std::string_view key;
+    std::string_view value;
+    while (next_word(&words, &key)) {
+        if (key == name)
+            return true;
+        next_word(&words, &value);
+    }
+    return false;
+}
+
+size_t count_words(std::string_view words)
+{
+    size_t count = 0;
+    for (std::string_view word; next_word(&words, &word);)
+        count++;
+    return count;
+}
+
+} // namespace
+
+int add_command_names(const tinyrl *editor, size_t word_start, match_list *list, size_t *commands)
+{
+    for (const cmd_entry *entry = command_table; entry->name != nullptr; entry++) {
+        if (match_add(editor, word_start, list, entry->name) != 0)
+            return -1;
+    }
+    *commands = list->count;
+    return add_rpc_names(editor, word_start, list);
+}
+
+int add_range_values(const tinyrl *editor, size_t word_start, const arg_desc *argument,
+                     std::string_view excluded, match_list *list)
+{
+    if (argument == nullptr || argument->range == nullptr) {
+        log_error("[ERROR] range is NULL.\n");
+        return 0;
+    }
+    for (const range_item *item = argument->range; item->value != nullptr; item++) {
+        if (excluded != item->value && match_add(editor, word_start, list, item->value) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+int add_list_keys(const tinyrl *editor, const line_scan *scan, match_list *list)
+{
+    const std::string_view words = words_before(scan);
+    const size_t count = count_words(words);
+    key_names keys;
+    if (count % 2 != 0 || !read_list_keys(&keys) || count / 2 > keys.count)
+        return 0;
+    for (size_t i = 0; i < keys.count; i++) {
+        if (!is_typed_key(words, keys.name[i]) &&
+            match_add(editor, scan->word_start, list, keys.name[i]) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+const cmd_entry *typed_command(const line_scan *scan)
+{
+    const heap_text name = text_copy(command_word(scan));
+    if (!name) {
+        log_error("[ERROR] [complete] malloc cmd is NULL !\n\n");
+        return nullptr;
+    }
+    return command_find(name.get());
+}
+
+const arg_desc *command_argument(const cmd_entry *command, size_t index)
+{
+    const arg_desc *argument = command->args;
+    for (; index > 0 && argument->name != nullptr; index--)
+        argument++;
+    return argument->name != nullptr ? argument : nullptr;
+}

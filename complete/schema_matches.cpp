@@ -1,0 +1,136 @@
+#include "complete/schema_matches.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "complete/growing_array.h"
+#include "complete/line_scan.h"
+#include "schema/descendants.h"
+#include "schema/masking.h"
+#include "schema/path.h"
+#include "shell/log.h"
+#include "shell/session.h"
+
+namespace
+{
+
+int make_room(schema_match_list *list)
+{
+    void *entries =
+        array_make_room(list->entry, list->count, &list->capacity, sizeof(schema_match));
+    if (entries == nullptr)
+        return -1;
+    list->entry = static_cast<schema_match *>(entries);
+    return 0;
+}
+
+void free_matches(schema_match_list *list)
+{
+    for (size_t i = 0; i < list->count; i++) {
+        text_wipe(list->entry[i].name);
+        free(list->entry[i].name);
+        free(list->entry[i].help);
+    }
+    free(list->entry);
+    list->entry = nullptr;
+    list->count = 0;
+    list->capacity = 0;
+}
+
+bool takes_value(unsigned kind)
+{
+    return kind == node_kind_leaf || kind == node_kind_leaf_list;
+}
+
+int append_match(schema_match_list *list, const char *name, const schema_record *record)
+{
+    const unsigned kind = record_kind(record);
+    const std::string_view help = record_help(record);
+    heap_text name_copy = text_concat({name, takes_value(kind) ? "" : "/"});
+    heap_text help_copy = help.empty() ? nullptr : text_copy(help);
+    if (!name_copy || (!help.empty() && !help_copy) || make_room(list) != 0)
+        return -1;
+    list->entry[list->count++] = {name_copy.release(), help_copy.release(), kind};
+    list->entry[list->count] = {nullptr, nullptr, 0};
+    return 0;
+}
+
+int add_children(const descendant_set *set, std::string_view prefix, schema_match_list *list)
+{
+    for (const descendant *node = set->nodes; node != nullptr; node = node->next) {
+        unmask_all(node->name);
+        if (aug_option_add_match(list, prefix, node->name, node->record) != 0)
+            return -1;
+    }
+    for (const choice_entry *choice = set->choices; choice != nullptr; choice = choice->next) {
+        for (const case_entry *entry = choice->cases; entry != nullptr; entry = entry->next) {
+            if (add_children(&entry->children, prefix, list) != 0)
+                return -1;
+        }
+    }
+    return 0;
+}
+
+// The workspace joined with a directory that may begin with "/".
+heap_text join_directory(std::string_view directory)
+{
+    heap_text path = text_concat({session.pwd, "/", directory});
+    if (!path)
+        log_error("[ERROR] [get_match] malloc pwd is NULL !\n\n");
+    return path;
+}
+
+heap_text copy_workspace()
+{
+    heap_text path = text_copy(session.pwd);
+    if (!path)
+        log_error("[ERROR] [get_match] strdup pwd is NULL !\n\n");
+    return path;
+}
+
+} // namespace
+
+schema_match_list::~schema_match_list()
+{
+    free_matches(this);
+}
+
+int last_component_offset(std::string_view word, size_t *offset)
+{
+    const heap_text copy = text_copy(word);
+    if (!copy)
+        return -1;
+    mask_path(copy.get());
+    const std::string_view masked = copy.get();
+    const size_t slash = masked.rfind('/');
+    const size_t equals = masked.rfind('=');
+    const bool is_value_open = equals != std::string_view::npos && equals < slash &&
+                               masked.find(']') == std::string_view::npos;
+    *offset = slash == std::string_view::npos || is_value_open ? 0 : slash + 1;
+    return 0;
+}
+
+void get_match(const tinyrl *editor, size_t word_start, schema_match_list *list)
+{
+    const std::string_view word = typed_text(editor, word_start);
+    size_t component = 0;
+    if (last_component_offset(word, &component) != 0 || component == 1)
+        return;
+    const heap_text path =
+        component == 0 ? copy_workspace() : join_directory(word.substr(0, component - 1));
+    const heap_text parent = path ? path_absolute(path.get()) : nullptr;
+    descendant_set children;
+    if (!parent || descendants_of(parent.get(), &children) != 0)
+        return;
+    if (add_children(&children, word.substr(component), list) != 0)
+        free_matches(list);
+}
+
+int aug_option_add_match(schema_match_list *list, std::string_view prefix, const char *name,
+                         const schema_record *record)
+{
+    if (!text_starts_with(name, prefix) || append_match(list, name, record) == 0)
+        return 0;
+    log_error("[ERROR] [aug_option_add_match]--error:malloc match \r\n \n");
+    return -1;
+}
