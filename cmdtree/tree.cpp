@@ -134,7 +134,8 @@ insert_result merge(command_tree *tree, cmd_node *present, cmd_node *node)
     if (node->operation == operation_delete) {
         if (present->operation == operation_structural)
             return replace_structural(tree, present, node);
-        node_replace_value(present, nullptr);
+        if (present->operation == operation_set)
+            node_replace_value(present, nullptr);
         present->operation = operation_delete;
         return insert_merged;
     }

@@ -56,24 +56,28 @@ int add_staged_entries(const char *list_path, descendant_set *set)
     return 0;
 }
 
-// Moves to the set the entries that are not in it as staged ones.
+// Moves to the head of the set, in their order, the entries that are not in it
+// as staged ones.
 int add_unstaged(const char *list_path, descendant_set *entries, descendant_set *set)
 {
     const size_t name_length = strlen(path_last_component(list_path));
-    while (entries->nodes != nullptr) {
-        descendant *node = entries->nodes;
+    descendant **link = &entries->nodes;
+    while (*link != nullptr) {
+        descendant *node = *link;
         const heap_text path = text_concat({list_path, node->name + name_length});
         if (!path)
             return -1;
         const cmd_node *staged = tree_find(current_tree(), path.get());
-        entries->nodes = node->next;
         if (staged != nullptr && staged->operation != operation_delete) {
+            *link = node->next;
             free_node(node);
         } else {
-            node->next = set->nodes;
-            set->nodes = node;
+            link = &node->next;
         }
     }
+    *link = set->nodes;
+    set->nodes = entries->nodes;
+    entries->nodes = nullptr;
     return 0;
 }
 

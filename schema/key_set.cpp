@@ -68,7 +68,10 @@ key_value_set::~key_value_set()
 
 int key_names_create(key_names *names, size_t count)
 {
-    names->name = static_cast<char **>(calloc(count + 1, sizeof(char *)));
+    size_t slots = 0; // one more, for there may be none
+    if (!size_add(count, 1, &slots))
+        return -1;
+    names->name = static_cast<char **>(calloc(slots, sizeof(char *)));
     if (names->name == nullptr)
         return -1;
     names->count = count;
@@ -77,7 +80,10 @@ int key_names_create(key_names *names, size_t count)
 
 int key_values_create(key_value_set *set, size_t capacity)
 {
-    set->pair = static_cast<key_value *>(calloc(capacity + 1, sizeof(key_value)));
+    size_t slots = 0; // one more, for there may be none
+    if (!size_add(capacity, 1, &slots))
+        return -1;
+    set->pair = static_cast<key_value *>(calloc(slots, sizeof(key_value)));
     if (set->pair == nullptr)
         return -1;
     set->capacity = capacity;

@@ -101,8 +101,10 @@ heap_text quote_value(const char *value)
         quote = strchr(value, '"') != nullptr ? "'" : "\"";
     heap_text quoted = text_concat({quote, value, quote});
     if (quoted) {
-        args_protect(quoted.get());
-        mask_value(quoted.get(), quoted.get() + strlen(quoted.get()));
+        // As a span: a value may hold both kinds of quotes.
+        char *end = quoted.get() + strlen(quoted.get());
+        args_protect_span(quoted.get(), end);
+        mask_value(quoted.get(), end);
     }
     return quoted;
 }

@@ -126,15 +126,20 @@ void args_protect(char *text)
         char *close = strchr(open + 1, *open);
         if (close == nullptr)
             return;
-        for (char *at = open + 1; at < close; at++) {
-            for (const protected_character &entry : protected_characters) {
-                if (*at == entry.character) {
-                    *at = entry.code;
-                    break;
-                }
+        args_protect_span(open + 1, close);
+        open = close + 1;
+    }
+}
+
+void args_protect_span(char *from, const char *to)
+{
+    for (; from < to; from++) {
+        for (const protected_character &entry : protected_characters) {
+            if (*from == entry.character) {
+                *from = entry.code;
+                break;
             }
         }
-        open = close + 1;
     }
 }
 

@@ -31,6 +31,9 @@ int args_grow(args *vector);
 // region; an unclosed quote ends the scan. Doing it twice changes nothing.
 void args_protect(char *text);
 
+// Puts the codes in place of the protected characters of a span.
+void args_protect_span(char *from, const char *to);
+
 // Turns every code back into its character; null is ignored.
 void args_restore(char *text);
 

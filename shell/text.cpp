@@ -85,6 +85,12 @@ namespace
 
 constexpr size_t first_capacity = 64;
 
+int buffer_refuse(text_buffer *buffer)
+{
+    *buffer = text_buffer{};
+    return -1;
+}
+
 // Makes room for `needed` bytes, doubling so that appending stays linear.
 int buffer_reserve(text_buffer *buffer, size_t needed)
 {
@@ -98,10 +104,8 @@ int buffer_reserve(text_buffer *buffer, size_t needed)
     char *block = buffer->data.release();
     void *grown =
         block == nullptr ? calloc(1, capacity) : mem_grow(block, buffer->length, capacity);
-    if (grown == nullptr) {
-        *buffer = text_buffer{};
-        return -1;
-    }
+    if (grown == nullptr)
+        return buffer_refuse(buffer);
     buffer->data.reset(static_cast<char *>(grown));
     buffer->capacity = capacity;
     return 0;
@@ -115,14 +119,15 @@ int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths)
     bool fits = size_add(buffer->length, 1, &needed);
     for (const size_t length : lengths)
         fits = fits && size_add(needed, length, &needed);
-    return fits ? buffer_reserve(buffer, needed) : -1;
+    return fits ? buffer_reserve(buffer, needed) : buffer_refuse(buffer);
 }
 
 int text_append(text_buffer *buffer, std::string_view piece)
 {
     size_t needed = 0;
-    if (!size_add(buffer->length, piece.size(), &needed) || !size_add(needed, 1, &needed) ||
-        buffer_reserve(buffer, needed) != 0)
+    if (!size_add(buffer->length, piece.size(), &needed) || !size_add(needed, 1, &needed))
+        return buffer_refuse(buffer);
+    if (buffer_reserve(buffer, needed) != 0)
         return -1;
     char *end = buffer->data.get() + buffer->length;
     if (!piece.empty())
