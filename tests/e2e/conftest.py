@@ -1,0 +1,26 @@
+"""Fixtures: one redis-server per test process, one private machine per test."""
+
+import os
+import sys
+
+import pytest
+
+sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+pytest.register_assert_rewrite("support.shell")
+
+from support.servers import RedisServer  # noqa: E402  pylint: disable=wrong-import-position
+from support.shell import Machine  # noqa: E402  pylint: disable=wrong-import-position
+
+
+@pytest.fixture(scope="session")
+def redis_server():
+    server = RedisServer()
+    yield server
+    server.stop()
+
+
+@pytest.fixture
+def machine(redis_server):  # pylint: disable=redefined-outer-name
+    private = Machine(redis_server)
+    yield private
+    private.stop()

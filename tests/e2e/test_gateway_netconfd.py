@@ -1,0 +1,168 @@
+"""tarnd-gateway in front of a real NETCONF server."""
+
+import shutil
+import tempfile
+
+import pytest
+from lxml import etree
+
+from support.gateway import Gateway
+from support.netconfd import Netconfd
+
+BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
+SPACES = {
+    "b": BASE,
+    "t": "com:quorvex:netconf:private:vesk:device:tarnd",
+    "n": "urn:ietf:params:xml:ns:netconf:notification:1.0",
+    "if": "urn:ietf:params:xml:ns:yang:ietf-interfaces",
+    "ncn": "urn:ietf:params:xml:ns:yang:ietf-netconf-notifications",
+}
+EDIT = (
+    '<edit-config><target><running/></target><config><interfaces '
+    'xmlns="urn:ietf:params:xml:ns:yang:ietf-interfaces">{}</interfaces></config></edit-config>')
+INTERFACE = (
+    '<interface><name>{}</name><type xmlns:ianaift='
+    '"urn:ietf:params:xml:ns:yang:iana-if-type">ianaift:ethernetCsmacd</type>'
+    "<description>{}</description></interface>")
+READ = (
+    '<get-config><source><running/></source><filter type="subtree"><interfaces '
+    'xmlns="urn:ietf:params:xml:ns:yang:ietf-interfaces"/></filter></get-config>')
+
+
+class Session:
+    """A shell that counts its message ids and keeps what came in between."""
+
+    def __init__(self, gateway):
+        self.shell = gateway.shell()
+        self.message_id = 0
+        self.notifications = []
+
+    def receive(self):
+        text = self.shell.receive()
+        assert not text.startswith(b"<?xml")
+        return text, etree.fromstring(text)
+
+    def rpc(self, inner, namespaces=""):
+        """Sends a request and returns its reply, text and tree."""
+        message_id = str(self.message_id)
+        self.message_id += 1
+        self.shell.send(
+            f'<rpc xmlns="{BASE}"{namespaces} message-id="{message_id}">\r\n{inner}</rpc>\r\n'
+            .encode())
+        text, tree = self.receive()
+        while tree.tag == f"{{{SPACES['n']}}}notification":
+            self.notifications.append(tree)
+            text, tree = self.receive()
+        assert tree.tag == f"{{{BASE}}}rpc-reply"
+        assert tree.get("message-id") == message_id
+        return text, tree
+
+    def next_notification(self):
+        if not self.notifications:
+            self.notifications.append(self.receive()[1])
+        return self.notifications.pop(0)
+
+    def create(self):
+        _, tree = self.rpc(
+            "<tarnd:create-session>\r\n<tarnd:username>root</tarnd:username>\r\n"
+            "<tarnd:agent-pid>1</tarnd:agent-pid>\r\n</tarnd:create-session>\r\n",
+            f' xmlns:tarnd="{SPACES["t"]}"')
+        return int(tree.xpath("/b:rpc-reply/t:session-id/text()", namespaces=SPACES)[0])
+
+
+@pytest.fixture(scope="module", name="gateway")
+def fixture_gateway():
+    directory = tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
+    server = None
+    gateway = None
+    try:
+        server = Netconfd(directory)
+        command, environment = server.transport()
+        gateway = Gateway(directory, command, environment=environment)
+        yield gateway
+        assert gateway.stop() == 0, gateway.log()
+    finally:
+        if gateway:
+            gateway.stop()
+        if server:
+            server.stop()
+        shutil.rmtree(directory, ignore_errors=True)
+
+
+@pytest.fixture(name="session")
+def fixture_session(gateway):
+    return Session(gateway)
+
+
+def has_ok(tree):
+    return [child.tag for child in tree] == [f"{{{BASE}}}ok"]
+
+
+def test_create_session_gives_the_server_s_session_id(gateway, session):
+    number = session.create()
+    assert number > 0
+    assert f"session {number}, NETCONF 1.1\n" in gateway.log()
+    assert Session(gateway).create() != number
+
+
+def test_an_edit_is_read_back_compact(session):
+    session.create()
+    _, tree = session.rpc(EDIT.format(INTERFACE.format("eth7", "one &lt; two")))
+    assert has_ok(tree)
+    text, tree = session.rpc(READ)
+    assert b"<interface><name>eth7</name><description>one &lt; two</description><type" in text
+    assert b"</interface></interfaces></data></rpc-reply>" in text
+    _, tree = session.rpc(
+        EDIT.replace("<config>", f'<config xmlns:xc="{BASE}">').format(
+            '<interface xc:operation="delete"><name>eth7</name></interface>'))
+    assert has_ok(tree)
+    text, _ = session.rpc(READ)
+    assert b"eth7" not in text
+
+
+def test_a_wrong_value_is_answered_with_an_error(session):
+    session.create()
+    _, tree = session.rpc(
+        EDIT.format("<interface><name>x</name><enabled>perhaps</enabled></interface>"))
+    errors = tree.xpath("/b:rpc-reply/b:rpc-error/b:error-tag/text()", namespaces=SPACES)
+    assert "invalid-value" in errors
+
+
+def test_a_change_is_notified_to_every_session(gateway, session):
+    other = Session(gateway)
+    number = session.create()
+    other.create()
+    # The gateway answers that by itself; what the server answers comes after
+    # the subscription.
+    other.rpc(READ)
+    _, tree = session.rpc(EDIT.format(INTERFACE.format("eth8", "notified")))
+    assert has_ok(tree)
+    for each in (session, other):
+        while True:
+            change = each.next_notification()
+            found = change.xpath(
+                "/n:notification/ncn:netconf-config-change[ncn:edit]"
+                "/ncn:changed-by/ncn:session-id/text()", namespaces=SPACES)
+            if found:
+                break
+        assert found == [str(number)]
+
+
+def test_a_large_edit(session):
+    session.create()
+    text = "0123456789abcde " * 65536
+    _, tree = session.rpc(EDIT.format(INTERFACE.format("eth9", text[:-1])))
+    assert has_ok(tree)
+    answer, _ = session.rpc(READ)
+    assert text[:-1].encode() in answer
+
+
+def test_close_session_ends_the_shell(gateway, session):
+    number = session.create()
+    _, tree = session.rpc("<close-session/>")
+    assert has_ok(tree)
+    session.notifications.clear()
+    while session.shell.connection.recv(65536):
+        pass
+    gateway.wait_for_log(f"session {number}, ")
+    gateway.wait_for_log("closed: the server ended the session\n")

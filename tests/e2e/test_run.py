@@ -1,0 +1,340 @@
+"""./run: a shell on a schema database, a gateway and a real NETCONF server."""
+
+import glob
+import os
+import re
+import signal
+
+import pexpect
+import pytest
+from support.servers import wait_until
+from support.shell import BASE_NS, ROOT, TIMEOUT
+
+NOTIFICATION = re.compile(r"<notification .*?\n</notification>\n", re.DOTALL)
+MODIFIED = re.compile(r'\nlast-modified="[^"]*"')
+SOON = 10  # about a second is meant; a busy machine is given more
+DEVICE = "\n/vandel-device$ "
+SYSTEM = "\n/vandel-device/system$ "
+
+
+def run_command(machine, *arguments):
+    return machine.command(
+        "env", f"VANDEL_BUILD={machine.build}", os.path.join(ROOT, "run"), *arguments
+    )
+
+
+def run(machine, *arguments):
+    return machine.start_command(run_command(machine, *arguments))
+
+
+def session(machine, *lines):
+    """What ./run shows for lines typed through a pipe, without notifications."""
+    shell = run(machine)
+    shell.send("".join(line + "\n" for line in lines))
+    result = shell.wait(300)
+    assert (result.status, result.stderr) == (0, b"")
+    return MODIFIED.sub("", NOTIFICATION.sub("", result.stdout.decode()))
+
+
+def reply(number, *lines, declares=""):
+    """A reply of the server as the shell shows it."""
+    head = (
+        f'<rpc-reply message-id="{number}" xmlns:nc="{BASE_NS}"\n{declares}xmlns="{BASE_NS}">\n'
+    )
+    return "\r\n" + head + "".join(line + "\n" for line in lines)
+
+
+def ok(number):
+    return reply(number, "  <ok/>", "  </rpc-reply>")
+
+
+def leftovers(machine):
+    """Processes whose /tmp is this machine's: {pid: command line}."""
+    found = {}
+    for path in glob.glob("/proc/[0-9]*"):
+        try:
+            if os.path.samefile(f"{path}/root/tmp", machine.path()):
+                with open(f"{path}/cmdline", "rb") as words:
+                    found[int(path.split("/")[2])] = words.read()
+        except OSError:
+            continue  # it has ended meanwhile
+    return found
+
+
+def check_all_gone(machine):
+    try:
+        wait_until(lambda: not leftovers(machine), "the end of every server")
+    except TimeoutError as error:
+        remaining = leftovers(machine)
+        for pid in remaining:
+            os.kill(pid, signal.SIGKILL)
+        raise AssertionError(f"still there: {remaining}") from error
+    assert glob.glob(machine.path("vandel.*")) == []
+
+
+@pytest.fixture
+def device(machine):
+    """A machine on which nothing may be left behind."""
+    yield machine
+    for shell in machine.shells:
+        shell.signal(signal.SIGTERM)
+    check_all_gone(machine)
+
+
+def test_walk_read_change_and_read_back(device):
+    assert session(
+        device,
+        "ls",
+        "cd vandel-device",
+        "cd system",
+        "get hostname",
+        "set hostname r1",
+        "set ntp/enabled true",
+        "commit",
+        "get-config -r ntp",
+        "get-config -r hostname",
+        "quit",
+    ) == (
+        "/$ ls\n"
+        + "  ".join(
+            f"\x1b[01;34m{name}\x1b[0m"
+            for name in (
+                "iana-if-type",
+                "ietf-interfaces",
+                "ietf-ip",
+                "vandel-device",
+                "vandel-ospf",
+            )
+        )
+        + "\n"
+        "/$ cd vandel-device\n" + DEVICE + "cd system\n"
+        + SYSTEM + "get hostname\n" + reply(1, "  <data>", "  </data>", "</rpc-reply>")
+        + SYSTEM + "set hostname r1\n"
+        + SYSTEM + "set ntp/enabled true\n"
+        + SYSTEM + "commit\n" + ok(2)
+        + SYSTEM + "get-config -r ntp\n"
+        + reply(
+            3,
+            "  <data>",
+            '    <system xmlns="urn:vandel:device">',
+            "      <ntp>",
+            "        <enabled>",
+            "          true",
+            "        </enabled>",
+            "      </ntp>",
+            "    </system>",
+            "  </data>",
+            "</rpc-reply>",
+        )
+        + SYSTEM + "get-config -r hostname\n"
+        + reply(
+            4,
+            "  <data>",
+            '    <system xmlns="urn:vandel:device">',
+            "      <hostname>",
+            "        r1",
+            "      </hostname>",
+            "    </system>",
+            "  </data>",
+            "</rpc-reply>",
+        )
+        + SYSTEM + "quit\n"
+    )  # fmt: skip
+
+
+def test_a_wrong_value_is_refused_by_the_server(device):
+    output = session(device, "set /vandel-device/system/ntp/enabled maybe", "commit", "quit")
+    assert "  <rpc-error>\n    <error-type>\n" in output
+    assert "    <error-tag>\n      invalid-value\n    </error-tag>\n" in output
+    assert (
+        "    <error-path>\n"
+        "      /nc:rpc/nc:edit-config/nc:config/dev:system/dev:ntp/dev:enabled\n"
+        "    </error-path>\n"
+    ) in output
+    assert '      <bad-value xmlns="http://netconfcentral.org/ns/yuma-ncx">\n        maybe\n' in output
+
+
+def test_one_wrong_value_rolls_everything_back(device):
+    output = session(
+        device,
+        "set /vandel-device/system/hostname r2",
+        "set /vandel-device/system/ntp/enabled maybe",
+        "commit",
+        "get-config -r /vandel-device/system",
+        "quit",
+    )
+    assert "invalid-value" in output
+    assert reply(2, "  <data>", "  </data>", "</rpc-reply>") in output
+
+
+def test_an_rpc_is_called(device):
+    assert session(
+        device, "vandel-device/ping", "set destination 192.0.2.1", "commit", "quit"
+    ) == (
+        "/$ vandel-device/ping\n"
+        "\n[ping]$ set destination 192.0.2.1\n"
+        "\n[ping]$ commit\n" + ok(1) + DEVICE + "quit\n"
+    )
+
+
+def test_an_rpc_that_lacks_a_parameter_is_refused(device):
+    output = session(device, "vandel-device/ping", "commit", "quit")
+    assert "    <error-tag>\n      data-missing\n    </error-tag>\n" in output
+
+
+def test_entries_of_a_list(device):
+    interfaces = "/ietf-interfaces/interfaces"
+    output = session(
+        device,
+        f"set {interfaces}/interface[name=ge-0/0/10]/type iana-if-type:ethernetCsmacd",
+        f"set {interfaces}/interface[name=ge-0/0/10]/ietf-ip:ipv4/mtu 1400",
+        "commit",
+        "cd ietf-interfaces",
+        "cd interfaces",
+        "cd interface",
+        "ls",
+        "cd interface[name=ge-0/0/10]",
+        "get-config -r ietf-ip:ipv4/mtu",
+        "quit",
+    )
+    assert ok(1) in output
+    assert "ls\n\x1b[01;36minterface[name=ge-0/0/10]\x1b[0m\n" in output
+    assert f"\n{interfaces}/interface[name=ge-0/0/10]$ quit\n" in output
+    assert (
+        '        <ipv4 xmlns="urn:ietf:params:xml:ns:yang:ietf-ip">\n'
+        "          <mtu>\n"
+        "            1400\n"
+    ) in output
+
+
+def test_a_change_by_another_shell_is_announced(device):
+    """With nothing typed at the first shell."""
+    first = run(device)
+    first.send("pwd\n\n")
+    first.expect(b"/$ pwd\n/\r\n/$ ", timeout=300)
+    (directory,) = glob.glob(device.path("vandel.*"))
+    private = f"/tmp/{os.path.basename(directory)}"
+    where = {"TARND_SOCKET": f"{private}/tarnd.sock", "SCHEMA_REDIS": f"{private}/redis.sock"}
+    second = device.session("set /vandel-device/system/hostname r3", "commit", "quit", env=where)
+    assert b"  <ok/>\n" in second.stdout
+    output = first.expect(b"  </netconf-config-change>\n</notification>\n", timeout=SOON)
+    assert b"        /dev:system\n      </target>\n" in output
+    first.send("quit\n")
+    result = first.wait()
+    assert (result.status, result.stderr) == (0, b"")
+
+
+def test_one_command(device):
+    result = run(device, "pwd").wait(300)
+    assert (result.status, result.stdout, result.stderr) == (0, b"/\r\n", b"")
+
+
+def test_arguments_reach_the_shell_whole(device):
+    result = run(device, "get-config", "-r", "/vandel-device/system").wait(300)
+    assert (result.status, result.stderr) == (0, b"")
+    assert MODIFIED.sub("", result.stdout.decode()) == reply(
+        1, "  <data>", "  </data>", "</rpc-reply>"
+    )
+
+
+def test_the_sockets_are_private(device):
+    shell = run(device)
+    shell.send("pwd\n\n")
+    shell.expect(b"/$ pwd\n/\r\n/$ ", timeout=300)
+    (directory,) = glob.glob(device.path("vandel.*"))
+    assert os.stat(directory).st_mode & 0o777 == 0o700
+    listening = {path for path in os.listdir(directory) if path.endswith(".sock")}
+    assert listening == {"tarnd.sock", "redis.sock", "ncx.sock"}
+    assert not os.path.exists(os.path.expanduser(f"~/.yuma/{os.path.basename(directory)}"))
+    shell.send("quit\n")
+    assert shell.wait().status == 0
+
+
+@pytest.mark.parametrize(
+    "number, status", [(signal.SIGTERM, 143), (signal.SIGINT, 130), (signal.SIGHUP, 129)]
+)
+def test_a_signal_ends_everything(device, number, status):
+    shell = run(device)
+    shell.send("pwd\n\n")
+    shell.expect(b"/$ pwd\n/\r\n/$ ", timeout=300)
+    shell.signal(number)
+    result = shell.wait()
+    assert result.status == status
+    assert result.stdout.endswith(b"\nReceive signal=15 and exit\n")
+
+
+def test_the_status_is_the_shells(device):
+    shell = run(device)
+    shell.send("pwd\n\n")
+    shell.expect(b"/$ pwd\n/\r\n/$ ", timeout=300)
+    os.kill(device_shell(device), signal.SIGTERM)
+    assert shell.wait().status == 1
+
+
+def device_shell(device):
+    """The process id of the vandel that ./run has started."""
+    found = leftovers(device).items()
+    (pid,) = [pid for pid, words in found if words.split(b"\0")[0].endswith(b"/vandel")]
+    return pid
+
+
+@pytest.mark.parametrize(
+    "program, name",
+    [
+        ("/usr/bin/redis-server", "redis-server"),
+        ("/usr/sbin/netconfd", "netconfd"),
+    ],
+)
+def test_a_server_that_does_not_start(device, program, name):
+    device.replace_file(program, "#!/bin/sh\necho 'no luck today'\nexit 3\n", mode=0o755)
+    result = run(device, "pwd").wait(300)
+    assert (result.status, result.stdout) == (1, b"")
+    lines = result.stderr.decode().splitlines()
+    assert lines[0] == f"run: {name} does not start:"
+    assert "no luck today" in lines
+
+
+def test_models_that_do_not_compile(device):
+    model = os.path.join(ROOT, "device", "models", "vandel-device.yang")
+    device.replace_file(model, "module vandel-device { namespace urn:x; prefix x; leaf y; }\n")
+    result = run(device, "pwd").wait(300)
+    assert (result.status, result.stdout) == (1, b"")
+    assert result.stderr.decode().startswith("run: the models do not compile:\n")
+    assert "vandel-device" in result.stderr.decode().split("\n", 1)[1]
+
+
+def test_on_a_terminal(device):
+    words = run_command(device)
+    shell = pexpect.spawn(
+        words[0], words[1:], env=device.environ(), timeout=TIMEOUT, dimensions=(24, 60), echo=False
+    )
+    try:
+        shell.expect_exact("/$ ", timeout=300)
+        shell.send("ls\r")
+        # 60 columns are too few for the five modules in a row
+        rows = (("iana-if-type", "     ", "ietf-ip", "        ", "vandel-ospf"),
+                ("ietf-interfaces", "  ", "vandel-device"))  # fmt: skip
+        shell.expect_exact(
+            "".join(
+                "".join(word if word.isspace() else f"\x1b[01;34m{word}\x1b[0m" for word in row)
+                + "\r\n"
+                for row in rows
+            )
+        )
+        shell.expect_exact("/$ ")
+        shell.send("quit\r")
+        shell.expect(pexpect.EOF)
+        shell.wait()
+        assert shell.exitstatus == 0
+    finally:
+        shell.close(force=True)
+
+
+def test_a_terminal_that_is_closed(device):
+    words = run_command(device)
+    shell = pexpect.spawn(words[0], words[1:], env=device.environ(), timeout=TIMEOUT, echo=False)
+    shell.expect_exact("/$ ", timeout=300)
+    os.close(shell.child_fd)  # the terminal goes away
+    shell.closed = True
+    pid, status = os.waitpid(shell.pid, 0)
+    assert (pid, os.waitstatus_to_exitcode(status)) == (shell.pid, 129)

@@ -1,0 +1,246 @@
+"""schemac: how the database is replaced, and what the operator sees meanwhile."""
+
+import os
+import pty
+import re
+import select
+import shutil
+import socket
+import tempfile
+import threading
+import time
+
+import pytest
+
+from support.schemac import (
+    doubling_groupings, good, LEAF, module, node, SANITIZED, SCHEMAC, Server,
+)
+
+pytest_plugins = ("support.schemac_fixtures",)
+
+
+# The database
+
+
+def test_the_old_schema_is_gone_and_other_databases_stay(server, run, write):
+    server.database(3).set("kept", "3")
+    server.database(0).hset("/", "kept", "0")
+    server.database(4).set("text", "old")
+    server.database(4).hset("/old", "field", "old")
+    write("m", "leaf a { type string; }")
+    good(run("m"))
+    assert server.content() == {"/": {"m": module("urn:m")},
+                                "/m": {"a": node(LEAF, True, "string", "[string]")}}
+    assert server.database(3).get("kept") == b"3"
+    assert server.database(0).hgetall("/") == {b"kept": b"0"}
+
+
+def test_a_reader_sees_the_old_schema_or_the_new(server, run, write):
+    body = "".join(f"container c{i} {{ leaf %s {{ type string; }} }}" for i in range(300))
+    write("left", body.replace("%s", "left"))
+    write("right", body.replace("%s", "right"))
+    good(run("left"))
+    is_over = threading.Event()
+    seen = []
+
+    def read():
+        client = server.database()
+        while not is_over.is_set():
+            pipe = client.pipeline(transaction=True)
+            pipe.hkeys("/")
+            pipe.hkeys("/left/c0")
+            pipe.hkeys("/left/c299")
+            pipe.hkeys("/right/c0")
+            pipe.hkeys("/right/c299")
+            pipe.dbsize()
+            seen.append(repr(pipe.execute()))
+
+    reader = threading.Thread(target=read)
+    reader.start()
+    for _ in range(10):
+        good(run("right"))
+        good(run("left"))
+    is_over.set()
+    reader.join()
+    old = repr([[b"left"], [b"left"], [b"left"], [], [], 302])
+    new = repr([[b"right"], [], [], [b"right"], [b"right"], 302])
+    assert set(seen) == {old, new}
+
+
+@pytest.mark.parametrize("where", ["option", "environment", "option over environment"])
+def test_where_the_server_is(server, run, write, where):
+    write("m", "leaf a { type string; }")
+    if where == "option":
+        good(run("--redis", server.socket, "m", env={"SCHEMA_REDIS": "127.0.0.1:1"}))
+    elif where == "environment":
+        good(run("m"))
+    else:
+        good(run("m", "--redis=" + server.socket, env={"SCHEMA_REDIS": "nonsense"}))
+    assert server.content()["/"].keys() == {"m"}
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def test_a_server_on_a_port(run, write):
+    write("m", "leaf a { type string; }")
+    port = free_port()
+    server = Server("--port", str(port), "--bind", "127.0.0.1")
+    try:
+        good(run("--redis", f"127.0.0.1:{port}", "m"))
+        assert server.content()["/"].keys() == {"m"}
+        server.database().flushdb()
+        good(run("--redis", f"localhost:{port}", "m"))
+        assert server.content()["/"].keys() == {"m"}
+    finally:
+        server.stop()
+
+
+@pytest.mark.parametrize("where", ["", "localhost", "localhost:", ":6379", "localhost:0",
+                                   "localhost:65536", "localhost:x", "localhost:-1",
+                                   "/" + "x" * 107])
+def test_a_place_that_is_none(server, run, write, where):
+    write("m", "leaf a { type string; }")
+    result = run("--redis", where, "m")
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr.startswith("schemac: ")
+
+
+def test_no_server(run, write, tmp_path):
+    write("m", "leaf a { type string; }")
+    result = run("--redis", tmp_path / "none", "m")
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == f"schemac: redis at {tmp_path}/none: No such file or directory\n"
+
+
+@pytest.mark.parametrize("option, cause", [
+    (["--requirepass", "secret"], "NOAUTH"),
+    (["--databases", "4"], "DB index is out of range"),
+    (["--rename-command", "FLUSHDB", ""], "unknown command"),
+    (["--rename-command", "HSET", ""], "unknown command"),
+    (["--rename-command", "EXEC", ""], "unknown command"),
+    (["--maxmemory", "1"], "OOM"),
+])
+def test_a_server_that_refuses(run, write, option, cause):
+    write("m", "leaf a { type string; }")
+    server = Server(*option)
+    try:
+        if cause == "unknown command":
+            server.database().set("old", "kept")
+        result = run("--redis", server.socket, "m")
+        assert (result.returncode, result.stdout) == (1, "")
+        assert result.stderr.startswith(f"schemac: redis at {server.socket}: ")
+        assert cause in result.stderr
+        if cause == "unknown command":
+            assert server.database().get("old") == b"kept"
+            assert server.database().dbsize() == 1
+    finally:
+        server.stop()
+
+
+@pytest.mark.parametrize("replies", [
+    b"", b"+OK\r\n", b"+OK\r\n+OK\r\n", b"+OK\r\n+OK\r\n+QUEUED\r\n", b"+OK\r\n+OK\r\n+OK\r\n",
+    b"nonsense\r\n", b"*-1\r\n", b":1\r\n",
+])
+def test_a_server_that_goes_away(run, write, tmp_path, replies):
+    write("m", "leaf a { type string; }")
+    directory = tempfile.mkdtemp(prefix="schemac")
+    listener = socket.socket(socket.AF_UNIX)
+    listener.bind(directory + "/r")
+    listener.listen(1)
+
+    def serve():
+        far = listener.accept()[0]
+        far.recv(100)
+        far.sendall(replies)
+        far.close()
+
+    thread = threading.Thread(target=serve)
+    thread.start()
+    result = run("--redis", directory + "/r", "m")
+    thread.join()
+    listener.close()
+    shutil.rmtree(directory)
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr.startswith("schemac: redis at ")
+
+
+def test_a_large_schema(server, run, write):
+    write("m", "".join(f"list l{i} {{ key k; leaf k {{ type string; }} leaf v {{ type string; "
+                       f'description "{"text " * 30}"; }} }}\n' for i in range(5000)))
+    result = good(run("m"))
+    assert result.stdout.startswith("schemac: 1 modules, 15000 nodes, ")
+    content = server.content()
+    assert len(content) == 10002
+    assert content["/m/l4999[]"].keys() == {"k", "v"}
+
+
+# The command line and the terminal
+
+
+def test_help(run):
+    for arguments in (["--help"], ["--help", "m"], ["-h"]):
+        result = good(run(*arguments))
+        assert result.stdout.startswith("Usage: schemac [--search DIR]... [--redis WHERE] "
+                                        "[--feature MODULE:FEATURE]... MODULE...\n")
+
+
+@pytest.mark.parametrize("arguments", [[], ["--search", "."], ["--nonsense", "m"], ["--search"],
+                                       ["m", "--redis"], ["--feature"], ["-x", "m"]])
+def test_mistakes_on_the_command_line(server, run, write, arguments):
+    write("m", "leaf a { type string; }")
+    result = run(*arguments)
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr.startswith("schemac: ")
+    assert server.content() == {}
+
+
+def run_on_terminal(arguments, directory, server):
+    """What schemac writes to a terminal, and its status."""
+    pid, terminal = pty.fork()
+    if pid == 0:
+        os.chdir(directory)
+        os.environ["SCHEMA_REDIS"] = server.socket
+        os.execv(SCHEMAC, [SCHEMAC, *arguments])
+    output = b""
+    deadline = time.monotonic() + 120
+    while time.monotonic() < deadline:
+        if select.select([terminal], [], [], 1)[0]:
+            try:
+                piece = os.read(terminal, 65536)
+            except OSError:
+                break
+            if not piece:
+                break
+            output += piece
+    os.close(terminal)
+    return output.decode(), os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1])
+
+
+# Takes between one second and a few.
+SLOW_LEVELS = 16 if SANITIZED else 18
+SLOW_NODES = 3 * 2 ** (SLOW_LEVELS - 1) - 2
+
+
+def test_progress_on_a_terminal(server, write, tmp_path):
+    write("quick", "leaf a { type string; }")
+    output, status = run_on_terminal(["quick"], tmp_path, server)
+    assert status == 0
+    assert re.fullmatch(r"schemac: 1 modules, 1 nodes, \d+ bytes\r\n", output)
+
+    write("slow", doubling_groupings(SLOW_LEVELS))
+    start = time.monotonic()
+    output, status = run_on_terminal(["slow"], tmp_path, server)
+    assert time.monotonic() - start > 1.2, "too quick to show any progress: write a slower module"
+    assert status == 0
+    assert re.search(r"\r\033\[Kschemac: (compiling slow|\d+ nodes|storing \d+ of \d+ KiB)", output)
+    assert re.search(rf"\r\033\[Kschemac: 1 modules, {SLOW_NODES} nodes, \d+ bytes\r\n$", output)
+
+
+def test_no_progress_elsewhere(server, run, write):
+    write("slow", doubling_groupings(SLOW_LEVELS))
+    result = good(run("slow"))
+    assert re.fullmatch(rf"schemac: 1 modules, {SLOW_NODES} nodes, \d+ bytes\n", result.stdout)

@@ -1,0 +1,122 @@
+"""schemac: types and the help texts that an operator reads."""
+
+import struct
+
+import pytest
+
+from support.schemac import CONTAINER, good, LEAF, LEAF_LIST, LIST, node
+
+pytest_plugins = ("support.schemac_fixtures",)
+
+
+@pytest.mark.parametrize("statement, type_name, help_text", [
+    ("type int8 { range '-3..4 | 9'; }", "int8", "[int8, range -3..4 | 9]"),
+    ("type uint64 { range '0..18446744073709551615'; }", "uint64",
+     "[uint64, range 0..18446744073709551615]"),
+    ("type int64 { range 'min..0'; }", "int64", "[int64, range -9223372036854775808..0]"),
+    ("type decimal64 { fraction-digits 2; range '-0.5..1.25 | 30'; }", "decimal64",
+     "[decimal64, range -0.5..1.25 | 30.0]"),
+    ("type decimal64 { fraction-digits 18; range 'min..0'; }", "decimal64",
+     "[decimal64, range -9.223372036854775808..0.0]"),
+    ("type string { length '1..8 | 12'; }", "string", "[string, length 1..8 | 12]"),
+    ("type binary { length 'max'; }", "binary",
+     "[binary, length 18446744073709551615]"),
+    ("type boolean; default true;", "boolean", "[boolean, default true]"),
+    ("type empty;", "empty", "[empty]"),
+    ("type string; mandatory true; units m;", "string", "[string, units m, mandatory]"),
+    ("type string; default '';", "string", '[string, default ""]'),
+    ("type instance-identifier;", "instance-identifier", "[instance-identifier]"),
+    ("type enumeration { enum a; enum b; } default b;", "enumeration",
+     "[enumeration: a | b, default b]"),
+    ("type bits { bit x; bit y; } default 'y x';", "bits", "[bits: x y, default x y]"),
+    ("type enumeration {" + "".join(f"enum e{i};" for i in range(12)) + "}", "enumeration",
+     "[enumeration: " + " | ".join(f"e{i}" for i in range(12)) + "]"),
+    ("type enumeration {" + "".join(f"enum e{i};" for i in range(13)) + "}", "enumeration",
+     "[enumeration: " + " | ".join(f"e{i}" for i in range(12)) + " | …]"),
+    ("type bits {" + "".join(f"bit b{i};" for i in range(40)) + "}", "bits",
+     "[bits: " + " ".join(f"b{i}" for i in range(12)) + " …]"),
+    ("type union { type uint8 { range 1..3; } type enumeration { enum off; } type t1; }", "union",
+     "[union: uint8 (range 1..3) or enumeration (off) or t1 (range 10..20)]"),
+    ("type u;", "union", "[u]"),
+    ("type t2;", "uint8", "[t2, range 10..20, units t-units, default 12]"),
+    ("type t3 { range '11 | 13'; }", "uint8", "[t3, range 11 | 13, units t-units, default 11]"),
+    ("type identityref { base base-id; }", "identityref",
+     "[identityref: m:one | m:two | m:three]"),
+    ("type leafref { path '/m:target'; }", "leafref", "[leafref, range 1..2]"),
+    ("type leafref { path '/m:idtarget'; }", "identityref",
+     "[leafref: m:one | m:two | m:three]"),
+    ("type leafref { path '/m:utarget'; }", "union", "[leafref]"),
+    ("type leafref { path '/m:chain'; }", "leafref", "[leafref, range 1..2]"),
+])
+def test_types(server, run, write, statement, type_name, help_text):
+    write("m", """
+      typedef t1 { type uint8 { range "10..20"; } }
+      typedef t2 { type t1; units "t-units"; default 12; }
+      typedef t3 { type t2; default 11; }
+      typedef u { type union { type string; type t1; } }
+      identity base-id;
+      identity one { base base-id; }
+      identity two { base base-id; }
+      identity three { base two; }
+      leaf target { type uint8 { range 1..2; } }
+      leaf idtarget { type identityref { base base-id; } }
+      leaf utarget { type u; }
+      leaf chain { type leafref { path '/m:target'; } }
+      leaf it { """ + statement + " }")
+    good(run("m"))
+    assert server.content()["/m"]["it"] == node(LEAF, True, type_name, help_text)
+
+
+def test_leaf_lists(server, run, write):
+    write("m", """
+      leaf-list a { type uint8; default 1; default 2; units "u"; }
+      leaf-list b { type string; min-elements 1; }""", version="1.1")
+    good(run("m"))
+    assert server.content()["/m"] == {
+        "a": node(LEAF_LIST, True, "uint8", "[uint8, units u, default 1 2]"),
+        "b": node(LEAF_LIST, True, "string", "[string, mandatory]"),
+    }
+
+
+@pytest.mark.parametrize("description, help_text", [
+    ("  Two\n       lines\t and\r\n   more.  ", "Two lines and more."),
+    ("", ""),
+    (" \n ", ""),
+    ("x" * 200, "x" * 200),
+    ("x" * 201, "x" * 200 + "…"),
+    ("ü" * 200, "ü" * 200),
+    ("ü" * 201, "ü" * 200 + "…"),
+    ("word " * 60, ("word " * 40).strip() + "…"),
+    ("wordy " * 60, ("wordy " * 33).strip() + "…"),
+    ("a" * 199 + " b", "a" * 199 + "…"),
+    ("a\u009bb\u007fc", "a?b?c"),
+])
+def test_descriptions(server, run, write, description, help_text):
+    write("m", f'container c {{ description "{description}"; leaf x {{ type string; }} }}')
+    good(run("m"))
+    assert server.content()["/m"]["c"] == node(CONTAINER, help_text=help_text)
+
+
+def test_description_and_bracket(server, run, write):
+    write("m", """
+      leaf a { type string; description "Some
+                                         text."; }
+      list l { key "a b"; description "A list.";
+               leaf a { type string; } leaf b { type string; } }""")
+    good(run("m"))
+    assert server.content()["/m"] == {
+        "a": node(LEAF, True, "string", "Some text. [string]"),
+        "l": node(LIST, help_text="A list. [keys a, b]"),
+    }
+
+
+def test_offsets_stay_small_whatever_a_module_holds(server, run, write):
+    write("m", "leaf a { type enumeration { "
+          + "".join("enum " + chr(97 + i) * 30000 + "; " for i in range(5))
+          + '} description "' + "€" * 50000 + '"; }')
+    good(run("m"))
+    value = server.content()["/m"]["a"]
+    help_offset, type_offset, bound = struct.unpack_from("<hhxxh", value, 12)
+    assert 0 < type_offset < help_offset < bound == len(value) - 20 < 3000
+    assert value.endswith("…]\0".encode())
+    value[20:].decode()

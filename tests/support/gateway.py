@@ -1,0 +1,164 @@
+"""Running tarnd-gateway, and talking to it as a shell does."""
+
+import contextlib
+import os
+import signal
+import socket
+import struct
+import subprocess
+import time
+
+REPOSITORY = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+BUILD = os.path.abspath(os.environ.get("VANDEL_BUILD") or os.path.join(REPOSITORY, "build"))
+PROGRAM = os.path.join(BUILD, "tarnd-gateway")
+HEADER = struct.Struct("<IIHH")
+MAGIC = 0xFEDCBAFF
+WAIT = 60  # seconds until a test that waits fails
+
+
+def wait_for(condition, what):
+    deadline = time.monotonic() + WAIT
+    while not condition():
+        assert time.monotonic() < deadline, what
+        time.sleep(0.01)
+
+
+def is_running(pid):
+    """True for a process that exists and is no zombie."""
+    try:
+        with open(f"/proc/{pid}/stat", encoding="utf-8") as stat:
+            return stat.read().rpartition(")")[2].split()[0] != "Z"
+    except (FileNotFoundError, ProcessLookupError):
+        return False
+
+
+def frame(body, sequence=0):
+    return HEADER.pack(MAGIC, len(body), sequence, 0) + body
+
+
+class Gateway:
+    """A gateway in a directory of its own; its log goes to a file there."""
+
+    def __init__(self, directory, command, options=(), environment=None, prepare=None,
+                 inherit=()):
+        self.socket = os.path.join(directory, "tarnd.sock")
+        self.log_path = os.path.join(directory, "gateway.log")
+        self.shells = []
+        with open(self.log_path, "wb") as log:
+            self.process = subprocess.Popen(
+                [PROGRAM, "--listen", self.socket, *options, "--", *command],
+                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=log,
+                env=environment, preexec_fn=prepare, pass_fds=inherit)
+        self.wait_for_log("listening on")
+
+    def log(self):
+        with open(self.log_path, "rb") as log:
+            return log.read().decode("utf-8", "replace")
+
+    def wait_for_log(self, text):
+        def logged():
+            assert self.process.poll() is None or text in self.log(), self.log()
+            return text in self.log()
+
+        wait_for(logged, f"no {text!r} in the log")
+
+    def shell(self):
+        shell = Shell(self.socket)
+        self.shells.append(shell)
+        return shell
+
+    def children(self):
+        """Process ids of the commands, zombies included."""
+        path = f"/proc/{self.process.pid}/task/{self.process.pid}/children"
+        with open(path, encoding="ascii") as children:
+            return [int(pid) for pid in children.read().split()]
+
+    def peak_memory(self):
+        """The largest resident size so far, in bytes; 0 under AddressSanitizer,
+        which keeps freed memory and copies where the C library does not."""
+        with open(f"/proc/{self.process.pid}/maps", encoding="utf-8") as maps:
+            if "libasan" in maps.read():
+                return 0
+        with open(f"/proc/{self.process.pid}/status", encoding="ascii") as status:
+            lines = dict(line.split(":", 1) for line in status)
+        return int(lines["VmHWM"].split()[0]) * 1024
+
+    def processor_time(self):
+        """Seconds of processor time used so far."""
+        with open(f"/proc/{self.process.pid}/stat", encoding="ascii") as stat:
+            fields = stat.read().rpartition(")")[2].split()
+        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+    def stop(self, number=signal.SIGTERM):
+        """Ends the gateway and returns its exit status."""
+        for shell in self.shells:
+            shell.close()
+        if self.process.poll() is None:
+            self.process.send_signal(number)
+        try:
+            return self.process.wait(WAIT)
+        except subprocess.TimeoutExpired:
+            self.process.kill()
+            self.process.wait()
+            raise
+
+
+class Shell:
+    """A shell's end of the socket."""
+
+    def __init__(self, path):
+        self.connection = socket.socket(socket.AF_UNIX)
+        self.connection.settimeout(WAIT)
+        self.connection.connect(path)
+        self.sequence = 0
+        self.expected = 0
+
+    def send(self, text, end=b"\0"):
+        self.raw(frame(text + end, self.sequence))
+        self.sequence += 1
+
+    def raw(self, data):
+        self.connection.sendall(data)
+
+    def read(self, size):
+        data = bytearray()
+        while len(data) < size:
+            got = self.connection.recv(min(size - len(data), 1 << 20))
+            assert got, f"the gateway closed the socket after {bytes(data[:100])!r}"
+            data += got
+        return bytes(data)
+
+    def read_header(self):
+        """Reads a frame's header, checks it, and returns the body's length."""
+        magic, length, sequence, reserved = HEADER.unpack(self.read(HEADER.size))
+        assert (magic, sequence, reserved) == (MAGIC, self.expected, 0)
+        self.expected += 1
+        return length
+
+    def receive(self):
+        return self.read(self.read_header())
+
+    def ask(self, text):
+        self.send(text)
+        return self.receive()
+
+    def at_end(self):
+        """Waits for the gateway to close the socket; True when nothing came before."""
+        try:
+            return self.connection.recv(1) == b""
+        except ConnectionResetError:
+            return True
+
+    def has_nothing(self, seconds=0.2):
+        """True when nothing arrives for that long."""
+        self.connection.settimeout(seconds)
+        try:
+            return self.connection.recv(1, socket.MSG_PEEK) is None
+        except TimeoutError:
+            return True
+        finally:
+            self.connection.settimeout(WAIT)
+
+    def close(self):
+        with contextlib.suppress(OSError):
+            self.connection.close()

@@ -1,0 +1,89 @@
+"""Starting helper programs and waiting until they answer."""
+
+import contextlib
+import os
+import shutil
+import socket
+import subprocess
+import tempfile
+import time
+
+
+def private_directory():
+    """A directory of our own with a path short enough for Unix sockets."""
+    return tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
+
+
+def wait_until(condition, what, timeout=30, pause=0.01):
+    """Waits until condition() is true and returns what it returned."""
+    deadline = time.monotonic() + timeout
+    while True:
+        result = condition()
+        if result:
+            return result
+        if time.monotonic() > deadline:
+            raise TimeoutError(f"{what}: still not so after {timeout} s")
+        time.sleep(pause)
+
+
+def accepts(path):
+    with socket.socket(socket.AF_UNIX) as probe:
+        try:
+            probe.connect(path)
+        except OSError:
+            return False
+    return True
+
+
+def stop(process):
+    """Ends a process that we started, kindly if it lets us."""
+    if process.poll() is None:
+        process.terminate()
+        try:
+            process.wait(10)
+        except subprocess.TimeoutExpired:
+            process.kill()
+    process.wait()
+    for stream in (process.stdin, process.stdout, process.stderr):
+        if stream:
+            with contextlib.suppress(OSError):
+                stream.close()
+
+
+class RedisServer:
+    """A redis-server on a Unix socket in a directory of its own."""
+
+    def __init__(self):
+        self.directory = private_directory()
+        self.socket = os.path.join(self.directory, "redis.sock")
+        self.loaded = None
+        # fmt: off
+        self.process = subprocess.Popen(
+            ["redis-server", "--port", "0", "--unixsocket", self.socket, "--save", "",
+             "--appendonly", "no", "--dir", self.directory,
+             "--logfile", os.path.join(self.directory, "redis.log")],
+            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL)
+        # fmt: on
+        try:
+            wait_until(self._ready, "redis-server")
+        except BaseException:
+            self.stop()
+            raise
+
+    def _ready(self):
+        if self.process.poll() is not None:
+            raise RuntimeError("redis-server ended: " + self.log())
+        return accepts(self.socket)
+
+    def log(self):
+        with open(os.path.join(self.directory, "redis.log"), encoding="utf-8") as log:
+            return log.read()
+
+    def load(self, schema):
+        if self.loaded is not schema:
+            schema.load(self.socket)
+            self.loaded = schema
+
+    def stop(self):
+        stop(self.process)
+        shutil.rmtree(self.directory, ignore_errors=True)

@@ -1,0 +1,228 @@
+/* Which blanks are taken out of a server's messages, and which stay. */
+#include "device/gateway/blank_filter.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace
+{
+
+struct filtered {
+    filter_result result;
+    std::string text;
+};
+
+/* Filters the message in pieces of size bytes, after a first one of first. */
+filtered filter_pieces(const std::string &message, size_t first, size_t size, size_t limit)
+{
+    blank_filter filter{};
+    byte_buffer out{};
+    size_t from = 0;
+    size_t to = first;
+    while (from < message.size()) {
+        if (to > message.size())
+            to = message.size();
+        const filter_result result =
+            blank_filter_feed(&filter, message.data() + from, to - from, &out, limit);
+        if (result != filter_ok)
+            return {result, ""};
+        from = to;
+        to += size;
+    }
+    const filter_result result = blank_filter_end(&filter, &out);
+    return {result, out.size == 0 ? "" : std::string(out.data.get(), out.size)};
+}
+
+/* Checks the message cut at every position, and byte by byte. */
+void expect_filtered(const std::string &message, const std::string &expected)
+{
+    for (size_t split = 0; split <= message.size(); ++split) {
+        const filtered result = filter_pieces(message, split, message.size(), 1 << 20);
+        ASSERT_EQ(result.result, filter_ok) << message << " at " << split;
+        ASSERT_EQ(result.text, expected) << message << " at " << split;
+    }
+    const filtered result = filter_pieces(message, 1, 1, 1 << 20);
+    ASSERT_EQ(result.result, filter_ok) << message;
+    ASSERT_EQ(result.text, expected) << message;
+}
+
+void expect_malformed(const std::string &message)
+{
+    for (size_t split = 0; split <= message.size(); ++split)
+        ASSERT_EQ(filter_pieces(message, split, message.size(), 1 << 20).result, filter_malformed)
+            << message << " at " << split;
+}
+
+} // namespace
+
+TEST(gateway_blank_filter, blanks_between_elements_go)
+{
+    expect_filtered("<a>\n  <b/>\r\n\t<c></c>\n</a>", "<a><b/><c></c></a>");
+    expect_filtered("<a> <b> <c> <d/> </c> </b> </a>", "<a><b><c><d/></c></b></a>");
+    expect_filtered("<a><b>1</b> <b>2</b> </a>", "<a><b>1</b><b>2</b></a>");
+}
+
+TEST(gateway_blank_filter, blanks_around_the_root_go)
+{
+    expect_filtered(" \n<a/>\n ", "<a/>");
+    expect_filtered("\n<a>x</a>\n", "<a>x</a>");
+}
+
+TEST(gateway_blank_filter, blanks_that_are_a_leaf_s_value_stay)
+{
+    expect_filtered("<a> </a>", "<a> </a>");
+    expect_filtered("<r>\n<a>\n</a>\n<b>\t</b>\n</r>", "<r><a>\n</a><b>\t</b></r>");
+}
+
+TEST(gateway_blank_filter, real_text_keeps_its_blanks)
+{
+    expect_filtered("<a> x </a>", "<a> x </a>");
+    expect_filtered("<r> <a>\n x\n</a> </r>", "<r><a>\n x\n</a></r>");
+    expect_filtered("<a> &#32; </a>", "<a> &#32; </a>");
+    expect_filtered("<a>\xC2\xA0 </a>", "<a>\xC2\xA0 </a>");
+    expect_filtered("<a>\v</a>", "<a>\v</a>");
+    expect_filtered("<a>x <b/> y</a>", "<a>x <b/> y</a>");
+    expect_filtered("<a>]]></a>", "<a>]]></a>");
+}
+
+TEST(gateway_blank_filter, tags_pass_byte_for_byte)
+{
+    expect_filtered("<a  b = '1'\n\tc=\"2\" >x</a\n>", "<a  b = '1'\n\tc=\"2\" >x</a\n>");
+    expect_filtered("<p:a xmlns:p=\"u\" />", "<p:a xmlns:p=\"u\" />");
+    expect_filtered("<\xC3\xA4> <_/> <:b/> </\xC3\xA4>", "<\xC3\xA4><_/><:b/></\xC3\xA4>");
+}
+
+TEST(gateway_blank_filter, attribute_values_may_hold_markup)
+{
+    expect_filtered("<a b=\"x>y\"> <c d='/>'> </c> </a>", "<a b=\"x>y\"><c d='/>'> </c></a>");
+    expect_filtered("<a b=\"'\" c='\"'> <d/> </a>", "<a b=\"'\" c='\"'><d/></a>");
+    expect_filtered("<a b=\" > <c/> \"/>", "<a b=\" > <c/> \"/>");
+    expect_filtered("<a b='/'> <c/> </a>", "<a b='/'><c/></a>");
+}
+
+TEST(gateway_blank_filter, comments_pass_and_blanks_around_them_go)
+{
+    expect_filtered("<a> <!-- x > <y> --> <b/> <!----> </a>", "<a><!-- x > <y> --><b/><!----></a>");
+    expect_filtered("<a><b/><!-- - -- ---></a>", "<a><b/><!-- - -- ---></a>");
+    expect_filtered("<!-- 1 --> <a/> <!-- 2 -->\n<!-- 3 -->", "<!-- 1 --><a/><!-- 2 --><!-- 3 -->");
+}
+
+TEST(gateway_blank_filter, comments_in_a_leaf_leave_its_value_alone)
+{
+    expect_filtered("<a> <!-- x --> </a>", "<a> <!-- x --> </a>");
+    expect_filtered("<a> <!-- x --> y</a>", "<a> <!-- x --> y</a>");
+    expect_filtered("<a>y <!-- x --> </a>", "<a>y <!-- x --> </a>");
+}
+
+TEST(gateway_blank_filter, instructions_pass_and_blanks_around_them_go)
+{
+    expect_filtered("<a> <?x > ? <y> ?> <b/> <?y ?\?> </a>", "<a><?x > ? <y> ?><b/><?y ?\?></a>");
+    expect_filtered("<a> <?x?> </a>", "<a> <?x?> </a>");
+    expect_filtered("<?xml-stylesheet a?> <a/>", "<?xml-stylesheet a?><a/>");
+}
+
+TEST(gateway_blank_filter, comments_and_instructions_mixed)
+{
+    expect_filtered("<a> <!--?>--> <?-->?> <!--<b>--> <b/> </a>",
+                    "<a><!--?>--><?-->?><!--<b>--><b/></a>");
+}
+
+TEST(gateway_blank_filter, cdata_is_text)
+{
+    expect_filtered("<a> <![CDATA[x]]> </a>", "<a> <![CDATA[x]]> </a>");
+    expect_filtered("<a><![CDATA[ ]]></a>", "<a><![CDATA[ ]]></a>");
+    expect_filtered("<a><![CDATA[</a> <b>]] ]]]]></a>", "<a><![CDATA[</a> <b>]] ]]]]></a>");
+    expect_filtered("<r> <a> <![CDATA[]]> </a> </r>", "<r><a> <![CDATA[]]> </a></r>");
+}
+
+TEST(gateway_blank_filter, the_declaration_and_the_order_mark_go)
+{
+    expect_filtered("<?xml version=\"1.0\" encoding=\"UTF-8\"?><a/>", "<a/>");
+    expect_filtered("<?xml version='1.0'?>\n\n<a/>\n", "<a/>");
+    expect_filtered("\n<?xml version='1.0'?>\n<!-- c --> <a/>", "<!-- c --><a/>");
+    expect_filtered("\xEF\xBB\xBF<?xml version='1.0'?><a/>", "<a/>");
+    expect_filtered("\xEF\xBB\xBF<a>\xEF\xBB\xBF</a>", "<a>\xEF\xBB\xBF</a>");
+}
+
+TEST(gateway_blank_filter, what_is_no_single_element_is_malformed)
+{
+    expect_malformed("");
+    expect_malformed(" \n");
+    expect_malformed("hello");
+    expect_malformed("x<a/>");
+    expect_malformed("<a/>x");
+    expect_malformed("<a/><b/>");
+    expect_malformed("<a>");
+    expect_malformed("<a><b></a>");
+    expect_malformed("</a>");
+    expect_malformed("<a></a></a>");
+    expect_malformed("<!-- only -->");
+    expect_malformed("\xEF\xBB<a/>");
+    expect_malformed("\xEF\xBB\xBF\xEF\xBB\xBF<a/>");
+    expect_malformed(std::string("<a/>\0", 5));
+}
+
+TEST(gateway_blank_filter, broken_markup_is_malformed)
+{
+    expect_malformed("<a");
+    expect_malformed("<a b='");
+    expect_malformed("<a><</a>");
+    expect_malformed("<a>< b/></a>");
+    expect_malformed("<a <b/>></a>");
+    expect_malformed("<a></a <b>");
+    expect_malformed("<a><1/></a>");
+    expect_malformed("<>x</>");
+    expect_malformed("<a><!- x --></a>");
+    expect_malformed("<a><!-x --></a>");
+    expect_malformed("<a><!--></a>");
+    expect_malformed("<a><![CDATE[x]]></a>");
+    expect_malformed("<a><![CDATA[x]></a>");
+    expect_malformed("<![CDATA[x]]><a/>");
+    expect_malformed("<a><?x></a>");
+    expect_malformed("<!DOCTYPE a [<!ENTITY b \"c\">]><a/>");
+    expect_malformed("<a><!ELEMENT b></a>");
+}
+
+TEST(gateway_blank_filter, the_limit_counts_what_is_kept)
+{
+    EXPECT_EQ(filter_pieces("<a>12345</a>", 3, 1, 12).result, filter_ok);
+    EXPECT_EQ(filter_pieces("<a>12345</a>", 3, 1, 11).result, filter_too_large);
+    EXPECT_EQ(filter_pieces("<a> <b/> <b/> <b/> </a>", 3, 1, 19).text, "<a><b/><b/><b/></a>");
+    EXPECT_EQ(filter_pieces("<a>" + std::string(100, ' '), 3, 1, 50).result, filter_too_large);
+}
+
+TEST(gateway_blank_filter, is_ready_again_after_a_message)
+{
+    blank_filter filter{};
+    byte_buffer out{};
+    EXPECT_TRUE(blank_filter_idle(&filter));
+    ASSERT_EQ(blank_filter_feed(&filter, "\n", 1, &out, 100), filter_ok);
+    EXPECT_TRUE(blank_filter_idle(&filter));
+    ASSERT_EQ(blank_filter_feed(&filter, "<a> ", 4, &out, 100), filter_ok);
+    EXPECT_FALSE(blank_filter_idle(&filter));
+    ASSERT_EQ(blank_filter_feed(&filter, "</a>", 4, &out, 100), filter_ok);
+    EXPECT_FALSE(blank_filter_idle(&filter));
+    ASSERT_EQ(blank_filter_end(&filter, &out), filter_ok);
+    EXPECT_TRUE(blank_filter_idle(&filter));
+    EXPECT_EQ(std::string(out.data.get(), out.size), "<a> </a>");
+    byte_buffer_clear(&out);
+    ASSERT_EQ(blank_filter_feed(&filter, " <b/>", 5, &out, 100), filter_ok);
+    ASSERT_EQ(blank_filter_end(&filter, &out), filter_ok);
+    EXPECT_EQ(std::string(out.data.get(), out.size), "<b/>");
+}
+
+TEST(gateway_blank_filter, many_comments_in_one_interval)
+{
+    std::string message = "<a>";
+    std::string expected = "<a>";
+    for (int at = 0; at < 100000; ++at) {
+        message += " <!--" + std::to_string(at) + "-->";
+        expected += "<!--" + std::to_string(at) + "-->";
+    }
+    message += " <b/> </a>";
+    expected += "<b/></a>";
+    const filtered result = filter_pieces(message, 1000, 1000, 1 << 24);
+    EXPECT_EQ(result.result, filter_ok);
+    EXPECT_TRUE(result.text == expected);
+}

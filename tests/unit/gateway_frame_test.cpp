@@ -1,0 +1,146 @@
+/* The frames between a shell and the gateway. */
+#include "device/gateway/frame.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+using namespace std::string_literals;
+
+namespace
+{
+
+std::string taken_text(frame_reader *reader)
+{
+    const byte_buffer body = frame_reader_take(reader);
+    return {body.data.get(), body.size};
+}
+
+/* Feeds bytes in two pieces; the result is that of the last piece used. */
+frame_result feed_split(frame_reader *reader, const std::string &bytes, size_t split)
+{
+    size_t used;
+    const frame_result first = frame_reader_feed(reader, bytes.data(), split, &used);
+    if (first != frame_more)
+        return first;
+    EXPECT_EQ(used, split);
+    return frame_reader_feed(reader, bytes.data() + split, bytes.size() - split, &used);
+}
+
+} // namespace
+
+TEST(gateway_frame, header_bytes)
+{
+    char header[12];
+    frame_header_write(0x01020304, 0xA1B2, header);
+    EXPECT_EQ(std::string(header, 12), "\xFF\xBA\xDC\xFE\x04\x03\x02\x01\xB2\xA1\x00\x00"s);
+    frame_header_write(0, 0, header);
+    EXPECT_EQ(std::string(header, 12), "\xFF\xBA\xDC\xFE\0\0\0\0\0\0\0\0"s);
+}
+
+TEST(gateway_frame, body_without_its_zero_byte_at_every_split)
+{
+    const std::string frame = "\xFF\xBA\xDC\xFE\x07\0\0\0\x05\0\0\0<rpc/>\0"s;
+    for (size_t split = 0; split <= frame.size(); ++split) {
+        frame_reader reader{};
+        ASSERT_EQ(feed_split(&reader, frame, split), frame_complete) << split;
+        EXPECT_EQ(taken_text(&reader), "<rpc/>");
+        EXPECT_TRUE(frame_reader_idle(&reader));
+    }
+}
+
+TEST(gateway_frame, body_that_ends_in_no_zero_byte_or_several)
+{
+    frame_reader reader{};
+    ASSERT_EQ(feed_split(&reader, "\xFF\xBA\xDC\xFE\x03\0\0\0\0\0\0\0abc"s, 5), frame_complete);
+    EXPECT_EQ(taken_text(&reader), "abc");
+    ASSERT_EQ(feed_split(&reader, "\xFF\xBA\xDC\xFE\x06\0\0\0\0\0\0\0a\0b\0\0\0"s, 5),
+              frame_complete);
+    EXPECT_EQ(taken_text(&reader), "a\0b"s);
+}
+
+TEST(gateway_frame, a_frame_takes_no_byte_of_the_next)
+{
+    const std::string frame = "\xFF\xBA\xDC\xFE\x02\0\0\0\0\0\0\0xy"s;
+    const std::string two = frame + frame;
+    frame_reader reader{};
+    size_t used;
+    ASSERT_EQ(frame_reader_feed(&reader, two.data(), two.size(), &used), frame_complete);
+    EXPECT_EQ(used, 14U);
+    ASSERT_EQ(frame_reader_feed(&reader, two.data() + 14, 14, &used), frame_complete);
+    EXPECT_EQ(used, 0U) << "the first body was not taken yet";
+    EXPECT_EQ(taken_text(&reader), "xy");
+    ASSERT_EQ(frame_reader_feed(&reader, two.data() + 14, 14, &used), frame_complete);
+    EXPECT_EQ(used, 14U);
+    EXPECT_EQ(taken_text(&reader), "xy");
+}
+
+TEST(gateway_frame, wants_the_header_then_the_body)
+{
+    frame_reader reader{};
+    size_t used;
+    EXPECT_TRUE(frame_reader_idle(&reader));
+    EXPECT_EQ(frame_reader_want(&reader), 12U);
+    ASSERT_EQ(frame_reader_feed(&reader, "\xFF\xBA\xDC", 3, &used), frame_more);
+    EXPECT_FALSE(frame_reader_idle(&reader));
+    EXPECT_EQ(frame_reader_want(&reader), 9U);
+    ASSERT_EQ(frame_reader_feed(&reader, "\xFE\x05\0\0\0\0\0\0\0", 9, &used), frame_more);
+    EXPECT_EQ(frame_reader_want(&reader), 5U);
+    ASSERT_EQ(frame_reader_feed(&reader, "abc", 3, &used), frame_more);
+    EXPECT_EQ(frame_reader_want(&reader), 2U);
+    ASSERT_EQ(frame_reader_feed(&reader, "de", 2, &used), frame_complete);
+    EXPECT_EQ(frame_reader_want(&reader), 0U);
+    EXPECT_EQ(taken_text(&reader), "abcde");
+    EXPECT_EQ(frame_reader_want(&reader), 12U);
+}
+
+TEST(gateway_frame, the_longest_body_is_256_mib)
+{
+    frame_reader reader{};
+    size_t used;
+    ASSERT_EQ(frame_reader_feed(&reader, "\xFF\xBA\xDC\xFE\0\0\0\x10\0\0\0\0", 12, &used),
+              frame_more);
+    EXPECT_EQ(frame_reader_want(&reader), 268435456U);
+    EXPECT_EQ(reader.body.capacity, 0U) << "memory is taken for what arrives";
+}
+
+TEST(gateway_frame, bad_headers_at_every_split)
+{
+    const struct {
+        std::string header;
+        frame_result result;
+    } cases[] = {
+        {"\xFF\xBA\xDC\xFF\x01\0\0\0\0\0\0\0"s, frame_bad_magic},
+        {"\xFE\xDC\xBA\xFF\x01\0\0\0\0\0\0\0"s, frame_bad_magic},
+        {"GET / HTTP/1"s, frame_bad_magic},
+        {"\xFF\xBA\xDC\xFE\x01\0\0\x10\0\0\0\0"s, frame_too_large},
+        {"\xFF\xBA\xDC\xFE\xFF\xFF\xFF\xFF\0\0\0\0"s, frame_too_large},
+        {"\xFF\xBA\xDC\xFE\x01\0\0\0\0\0\x01\0"s, frame_bad_reserved},
+        {"\xFF\xBA\xDC\xFE\x01\0\0\0\0\0\0\x80"s, frame_bad_reserved},
+        {"\xFF\xBA\xDC\xFE\0\0\0\0\0\0\0\0"s, frame_empty},
+    };
+    for (const auto &bad : cases) {
+        for (size_t split = 0; split <= 12; ++split) {
+            frame_reader reader{};
+            EXPECT_EQ(feed_split(&reader, bad.header, split), bad.result) << split;
+        }
+    }
+}
+
+TEST(gateway_frame, a_body_of_zero_bytes_is_empty)
+{
+    frame_reader reader{};
+    EXPECT_EQ(feed_split(&reader, "\xFF\xBA\xDC\xFE\x02\0\0\0\0\0\0\0\0\0"s, 13), frame_empty);
+}
+
+TEST(gateway_frame, every_refusal_has_a_text)
+{
+    EXPECT_STREQ(frame_result_text(frame_bad_magic),
+                 "a frame from the shell has a wrong magic number");
+    EXPECT_STREQ(frame_result_text(frame_bad_reserved),
+                 "a frame from the shell has a reserved field that is not zero");
+    EXPECT_STREQ(frame_result_text(frame_too_large),
+                 "a frame from the shell is longer than 256 MiB");
+    EXPECT_STREQ(frame_result_text(frame_empty), "a frame from the shell is empty");
+    EXPECT_STREQ(frame_result_text(frame_no_memory), "out of memory for a frame from the shell");
+}

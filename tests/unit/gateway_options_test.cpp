@@ -1,0 +1,100 @@
+/* The command line of tarnd-gateway. */
+#include "device/gateway/gateway_options.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace
+{
+
+struct parsed {
+    gateway_options options;
+    std::string reason; /* "" when it was accepted */
+    std::string culprit;
+    std::vector<std::string> command;
+};
+
+parsed parse(std::vector<std::string> words)
+{
+    words.insert(words.begin(), "tarnd-gateway");
+    std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
+    for (std::string &word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
+    parsed result{};
+    const char *culprit;
+    const char *reason = gateway_options_read(static_cast<int>(words.size()), arguments.data(),
+                                              &result.options, &culprit);
+    result.reason = reason ? reason : "";
+    result.culprit = culprit ? culprit : "";
+    for (char *const *word = result.options.command; word && *word; ++word)
+        result.command.emplace_back(*word);
+    return result;
+}
+
+} // namespace
+
+TEST(gateway_options, the_whole_command_line)
+{
+    const parsed result =
+        parse({"--listen", "/run/x", "--no-subscribe", "--", "ssh", "-s", "--", "r", "netconf"});
+    EXPECT_EQ(result.reason, "");
+    EXPECT_FALSE(result.options.subscribe);
+    EXPECT_FALSE(result.options.help);
+    EXPECT_EQ(result.command, (std::vector<std::string>{"ssh", "-s", "--", "r", "netconf"}));
+}
+
+TEST(gateway_options, subscribes_unless_told_not_to)
+{
+    const std::string path = "--listen=/run/y";
+    const parsed result = parse({path, "--", "cat"});
+    EXPECT_EQ(result.reason, "");
+    EXPECT_TRUE(result.options.subscribe);
+    EXPECT_EQ(result.command, std::vector<std::string>{"cat"});
+}
+
+TEST(gateway_options, the_path_in_both_spellings)
+{
+    char name[] = "tarnd-gateway";
+    char option[] = "--listen";
+    char path[] = "/run/z";
+    char both[] = "--listen=/run/z";
+    char dashes[] = "--";
+    char command[] = "cat";
+    char *const apart[] = {name, option, path, dashes, command, nullptr};
+    char *const joined[] = {name, both, dashes, command, nullptr};
+    gateway_options options;
+    const char *culprit;
+    ASSERT_EQ(gateway_options_read(5, apart, &options, &culprit), nullptr);
+    EXPECT_STREQ(options.socket_path, "/run/z");
+    ASSERT_EQ(gateway_options_read(4, joined, &options, &culprit), nullptr);
+    EXPECT_STREQ(options.socket_path, "/run/z");
+}
+
+TEST(gateway_options, help_needs_nothing_else)
+{
+    const parsed result = parse({"--help"});
+    EXPECT_EQ(result.reason, "");
+    EXPECT_TRUE(result.options.help);
+}
+
+TEST(gateway_options, refusals)
+{
+    EXPECT_EQ(parse({}).reason, "--listen SOCKET is missing");
+    EXPECT_EQ(parse({"--", "cat"}).reason, "--listen SOCKET is missing");
+    EXPECT_EQ(parse({"--listen"}).reason, "--listen SOCKET is missing");
+    EXPECT_EQ(parse({"--listen", "", "--", "cat"}).reason, "--listen SOCKET is missing");
+    EXPECT_EQ(parse({"--listen", "x"}).reason, "the command is missing");
+    EXPECT_EQ(parse({"--listen", "x", "--"}).reason, "the command is missing");
+    EXPECT_EQ(parse({"--listen", "x", "--", ""}).reason, "the command is missing");
+    const parsed bare = parse({"--listen", "x", "cat"});
+    EXPECT_EQ(bare.reason, "a \"--\" has to stand in front of the command");
+    EXPECT_EQ(bare.culprit, "cat");
+    const parsed unknown = parse({"--listener", "x", "--", "cat"});
+    EXPECT_EQ(unknown.reason, "unknown option");
+    EXPECT_EQ(unknown.culprit, "--listener");
+    EXPECT_EQ(parse({"--no-subscribe=1", "--listen", "x", "--", "cat"}).reason, "unknown option");
+}

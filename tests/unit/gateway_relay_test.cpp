@@ -1,0 +1,413 @@
+/* One shell's session, byte for byte, with the bytes moved by hand. */
+#include "device/gateway/relay.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+using namespace std::string_literals;
+
+namespace
+{
+
+const std::string gateway_hello =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
+    "<hello xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><capabilities>"
+    "<capability>urn:ietf:params:netconf:base:1.0</capability>"
+    "<capability>urn:ietf:params:netconf:base:1.1</capability>"
+    "</capabilities></hello>]]>]]>";
+
+const std::string subscription =
+    "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" "
+    "message-id=\"tarnd-gateway-subscription\"><create-subscription "
+    "xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\"/></rpc>";
+
+const std::string subscribed =
+    "<rpc-reply message-id=\"tarnd-gateway-subscription\" "
+    "xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><ok/></rpc-reply>";
+
+const std::string notification_capability =
+    "<capability>urn:ietf:params:netconf:capability:notification:1.0</capability>"
+    "<capability>urn:ietf:params:netconf:capability:interleave:1.0</capability>";
+
+const std::string create_session =
+    "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" "
+    "xmlns:tarnd=\"com:quorvex:netconf:private:vesk:device:tarnd\" message-id=\"0\">\r\n"
+    "         <tarnd:create-session>\r\n         </tarnd:create-session>\r\n         </rpc>";
+
+std::string session_reply(const std::string &id)
+{
+    return "<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"0\">"
+           "<session-id xmlns=\"com:quorvex:netconf:private:vesk:device:tarnd\">" +
+           id + "</session-id></rpc-reply>";
+}
+
+std::string server_hello_text(const std::string &version, const std::string &capabilities)
+{
+    return "<?xml version=\"1.0\"?>\n<hello xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\">\n"
+           "<capabilities>\n<capability>urn:ietf:params:netconf:base:" +
+           version + "</capability>\n" + capabilities +
+           "</capabilities>\n<session-id>42</session-id>\n</hello>]]>]]>";
+}
+
+std::string frame(const std::string &body, unsigned sequence = 0)
+{
+    std::string bytes = "\xFF\xBA\xDC\xFE"s;
+    for (unsigned shift = 0; shift < 32; shift += 8)
+        bytes += static_cast<char>(body.size() >> shift & 0xFF);
+    bytes += static_cast<char>(sequence & 0xFF);
+    bytes += static_cast<char>(sequence >> 8);
+    return bytes + "\0\0"s + body;
+}
+
+std::string chunked(const std::string &message)
+{
+    return "\n#" + std::to_string(message.size()) + "\n" + message + "\n##\n";
+}
+
+/* A relay whose four sides are strings. */
+struct bench {
+    std::unique_ptr<relay> session = std::make_unique<relay>();
+    std::string reason; /* why it ended */
+
+    explicit bench(bool subscribe = true)
+    {
+        session->number = 1;
+        session->subscribe = subscribe;
+        advance();
+    }
+
+    void judge(const char *verdict)
+    {
+        if (verdict && reason.empty())
+            reason = verdict;
+    }
+
+    void advance()
+    {
+        if (reason.empty())
+            judge(relay_advance(session.get()));
+    }
+
+    /* Takes what goes out, up to limit bytes, in pieces of step bytes. */
+    std::string drain(outgoing *message, size_t step = 7)
+    {
+        std::string text;
+        while (reason.empty() && !outgoing_idle(message)) {
+            struct iovec parts[outgoing_part_count];
+            outgoing_parts(message, parts);
+            const size_t size = parts[0].iov_len < step ? parts[0].iov_len : step;
+            text.append(static_cast<const char *>(parts[0].iov_base), size);
+            outgoing_advance(message, size);
+            advance();
+        }
+        return text;
+    }
+
+    std::string to_server()
+    {
+        return drain(&session->to_server);
+    }
+
+    std::string to_shell()
+    {
+        return drain(&session->to_shell);
+    }
+
+    /* Gives the shell's bytes as far as they are wanted; returns the rest. */
+    std::string shell_sends(std::string bytes)
+    {
+        while (reason.empty() && !bytes.empty() && relay_shell_want(session.get()) > 0) {
+            size_t size = relay_shell_want(session.get());
+            if (size > bytes.size())
+                size = bytes.size();
+            judge(relay_shell_bytes(session.get(), bytes.data(), size));
+            bytes.erase(0, size);
+            advance();
+        }
+        return bytes;
+    }
+
+    /* Gives the server's bytes in pieces; returns what is not wanted now. */
+    std::string server_sends(std::string bytes, size_t piece = 1000000)
+    {
+        while (reason.empty() && !bytes.empty() && relay_server_wanted(session.get())) {
+            size_t size = bytes.size() < piece ? bytes.size() : piece;
+            if (size > sizeof session->input)
+                size = sizeof session->input;
+            memcpy(session->input, bytes.data(), size);
+            relay_server_bytes(session.get(), size);
+            bytes.erase(0, size);
+            advance();
+        }
+        return bytes;
+    }
+};
+
+} // namespace
+
+TEST(gateway_relay, a_session_of_version_1_0)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
+    EXPECT_EQ(test.to_server(), "");
+    EXPECT_EQ(test.shell_sends(frame(create_session + '\0')), "");
+    EXPECT_EQ(test.to_server(), "");
+    EXPECT_EQ(test.to_shell(), frame(session_reply("42")));
+    EXPECT_EQ(test.shell_sends(frame("<rpc>\r\n</rpc>\r\n\0"s, 1)), "");
+    EXPECT_EQ(test.to_server(), "<rpc>\r\n</rpc>\r\n]]>]]>");
+    EXPECT_EQ(test.server_sends("<a>\n<b/>\n</a>\n]]>]]>"), "");
+    EXPECT_EQ(test.to_shell(), frame("<a><b/></a>", 1));
+    EXPECT_EQ(test.reason, "");
+}
+
+TEST(gateway_relay, a_session_of_version_1_1)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.1", "")), "");
+    EXPECT_EQ(test.shell_sends(frame("<rpc/>\r\n")), "");
+    EXPECT_EQ(test.to_server(), "\n#8\n<rpc/>\r\n\n##\n");
+    EXPECT_EQ(test.server_sends("\n#3\n<a>\n#6\n ]]>]]\n#5\n></a>\n##\n"), "");
+    EXPECT_EQ(test.to_shell(), frame("<a> ]]>]]></a>", 0));
+}
+
+TEST(gateway_relay, the_stream_may_be_cut_anywhere)
+{
+    const std::string stream = server_hello_text("1.1", notification_capability) +
+                               chunked(subscribed) + chunked("<a> <b/> </a>") +
+                               "\n#2\n<n\n#2\n/>\n##\n";
+    for (size_t piece = 1; piece < stream.size(); ++piece) {
+        bench test;
+        EXPECT_EQ(test.to_server(), gateway_hello);
+        std::string shell;
+        for (std::string rest = stream; !rest.empty() && test.reason.empty();) {
+            rest = test.server_sends(rest, piece);
+            test.to_server();
+            shell += test.to_shell();
+        }
+        ASSERT_EQ(test.reason, "") << piece;
+        ASSERT_EQ(shell, frame("<a><b/></a>", 0) + frame("<n/>", 1)) << piece;
+    }
+}
+
+TEST(gateway_relay, requests_wait_for_the_hello)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    const std::string two = frame(create_session + '\0') + frame("<rpc/>\0"s, 1);
+    const std::string rest = test.shell_sends(two);
+    EXPECT_EQ(rest, frame("<rpc/>\0"s, 1)) << "only one is held";
+    EXPECT_EQ(test.to_server(), "");
+    EXPECT_EQ(test.to_shell(), "");
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
+    EXPECT_EQ(test.to_shell(), frame(session_reply("42")));
+    EXPECT_EQ(test.shell_sends(rest), "");
+    EXPECT_EQ(test.to_server(), "<rpc/>]]>]]>");
+}
+
+TEST(gateway_relay, subscribes_first_and_keeps_the_answer_to_itself)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.shell_sends(frame("<rpc/>\0"s)), "");
+    EXPECT_EQ(test.server_sends(server_hello_text("1.1", notification_capability)), "");
+    EXPECT_EQ(test.to_server(), chunked(subscription) + chunked("<rpc/>"));
+    EXPECT_EQ(test.server_sends(chunked("<notification/>") + chunked(subscribed) + chunked("<a/>")),
+              "");
+    EXPECT_EQ(test.to_shell(), frame("<notification/>", 0) + frame("<a/>", 1));
+    /* A shell's own message id of that name is its own business afterwards. */
+    EXPECT_EQ(test.server_sends(chunked(subscribed)), "");
+    EXPECT_EQ(test.to_shell(), frame(subscribed, 2));
+}
+
+TEST(gateway_relay, a_refused_subscription_is_logged_and_the_session_goes_on)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(test.server_sends(server_hello_text("1.1", notification_capability)), "");
+    EXPECT_EQ(test.to_server(), chunked(subscription));
+    EXPECT_EQ(
+        test.server_sends(
+            chunked("<rpc-reply message-id=\"tarnd-gateway-subscription\" "
+                    "xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><rpc-error><error-message>"
+                    "no\xC2\x9B\nstreams</error-message></rpc-error></rpc-reply>") +
+            chunked("<a/>")),
+        "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n"
+              "tarnd-gateway: shell 1: the server refused the subscription: no???streams\n");
+    EXPECT_EQ(test.to_shell(), frame("<a/>", 0));
+    EXPECT_EQ(test.reason, "");
+}
+
+TEST(gateway_relay, does_not_subscribe_when_told_not_to)
+{
+    bench test(false);
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.1", notification_capability)), "");
+    EXPECT_EQ(test.to_server(), "");
+}
+
+TEST(gateway_relay, nothing_is_taken_from_a_side_while_the_other_does_not_read)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
+    EXPECT_EQ(test.shell_sends(frame("<one/>") + frame("<two/>") + frame("<three/>")),
+              frame("<three/>"));
+    EXPECT_EQ(relay_shell_want(test.session.get()), 0U);
+    EXPECT_EQ(test.server_sends("<a/>]]>]]><b/>]]>]]>"), "");
+    EXPECT_FALSE(relay_server_wanted(test.session.get()));
+    EXPECT_EQ(test.to_shell(), frame("<a/>", 0) + frame("<b/>", 1));
+    EXPECT_TRUE(relay_server_wanted(test.session.get()));
+    EXPECT_EQ(test.to_server(), "<one/>]]>]]><two/>]]>]]>");
+    EXPECT_EQ(relay_shell_want(test.session.get()), 12U);
+}
+
+TEST(gateway_relay, create_session_waits_for_its_turn_toward_the_shell)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "") + "<notification/>]]>]]>"), "");
+    EXPECT_EQ(test.shell_sends(frame(create_session)), "");
+    EXPECT_EQ(test.to_shell(), frame("<notification/>", 0) + frame(session_reply("42"), 1));
+}
+
+TEST(gateway_relay, a_deaf_shell_gets_nothing_but_its_requests_pass)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
+    test.session->deaf = true;
+    EXPECT_EQ(test.shell_sends(frame(create_session) + frame("<rpc/>")), "");
+    EXPECT_FALSE(relay_requests_done(test.session.get()));
+    EXPECT_EQ(test.to_server(), "<rpc/>]]>]]>");
+    EXPECT_TRUE(relay_requests_done(test.session.get()));
+    EXPECT_EQ(test.server_sends("<a/>]]>]]>"), "");
+    EXPECT_EQ(test.to_shell(), "");
+    EXPECT_TRUE(relay_server_wanted(test.session.get()));
+}
+
+TEST(gateway_relay, nudges_go_ahead_of_the_next_chunk_header)
+{
+    for (int nudges = 0; nudges <= 2; ++nudges) {
+        bench test;
+        EXPECT_EQ(test.to_server(), gateway_hello);
+        EXPECT_EQ(test.server_sends(server_hello_text("1.1", "")), "");
+        EXPECT_FALSE(relay_may_nudge(test.session.get())) << "nothing was said yet";
+        EXPECT_EQ(test.shell_sends(frame("<one/>")), "");
+        EXPECT_FALSE(relay_may_nudge(test.session.get())) << "it is not out yet";
+        std::string sent = test.to_server();
+        for (int count = 0; count < nudges; ++count) {
+            EXPECT_TRUE(relay_may_nudge(test.session.get()));
+            relay_nudge(test.session.get());
+            sent += test.to_server();
+        }
+        EXPECT_EQ(relay_may_nudge(test.session.get()), nudges < 2);
+        EXPECT_EQ(sent, chunked("<one/>") + std::string("\n#", static_cast<size_t>(nudges)));
+        EXPECT_EQ(test.shell_sends(frame("<two/>")), "");
+        sent += test.to_server();
+        EXPECT_EQ(test.server_sends(chunked("<a/>")), "");
+        EXPECT_FALSE(relay_may_nudge(test.session.get())) << "it has answered";
+        EXPECT_EQ(test.shell_sends(frame("<three/>")), "");
+        sent += test.to_server();
+        EXPECT_EQ(sent, chunked("<one/>") + chunked("<two/>") + chunked("<three/>"));
+    }
+}
+
+TEST(gateway_relay, no_nudges_in_version_1_0)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
+    EXPECT_EQ(test.shell_sends(frame("<one/>")), "");
+    EXPECT_EQ(test.to_server(), "<one/>]]>]]>");
+    EXPECT_FALSE(relay_may_nudge(test.session.get()));
+}
+
+TEST(gateway_relay, the_sequence_wraps)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
+    test.session->sequence = 65535;
+    EXPECT_EQ(test.server_sends("<a/>]]>]]><b/>]]>]]>"), "");
+    EXPECT_EQ(test.to_shell(), frame("<a/>", 65535) + frame("<b/>", 0));
+}
+
+TEST(gateway_relay, bad_frames_end_it)
+{
+    bench magic;
+    magic.shell_sends("GET / HTTP/1.1\r\n");
+    EXPECT_EQ(magic.reason, "a frame from the shell has a wrong magic number");
+    bench empty;
+    empty.shell_sends(frame("\0"s));
+    EXPECT_EQ(empty.reason, "a frame from the shell is empty");
+}
+
+TEST(gateway_relay, a_request_with_the_mark_in_it_ends_a_1_0_session)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
+    test.shell_sends(frame("<rpc><!-- ]]>]]> --></rpc>"));
+    EXPECT_EQ(test.reason, "a request holds the end-of-message mark");
+    EXPECT_EQ(test.to_server(), "");
+}
+
+TEST(gateway_relay, a_bad_server_ends_it)
+{
+    const struct {
+        std::string bytes;
+        std::string reason;
+    } cases[] = {
+        {"Permission denied.\n", "the server sent something that is not XML"},
+        {"<hello/>]]>]]>", "the server's first message is not a hello"},
+        {"<hello>]]>]]>", "the server sent a message that is no complete XML document"},
+        {"]]>]]>", "the server sent a message that is no complete XML document"},
+        {server_hello_text("1.2", ""), "the server's hello offers neither NETCONF 1.0 nor 1.1"},
+        {server_hello_text("1.1", "") + "<a/>]]>]]>", "the server broke the chunked framing"},
+        {server_hello_text("1.1", "") + "\n#0\n", "the server broke the chunked framing"},
+        {server_hello_text("1.1", "") + chunked("x"), "the server sent something that is not XML"},
+        {server_hello_text("1.1", "") + chunked("<a>"),
+         "the server sent a message that is no complete XML document"},
+        {server_hello_text("1.0", "") + "<a/><b/>]]>]]>",
+         "the server sent something that is not XML"},
+    };
+    for (const auto &bad : cases) {
+        bench test;
+        EXPECT_EQ(test.to_server(), gateway_hello);
+        test.server_sends(bad.bytes);
+        EXPECT_EQ(test.reason, bad.reason) << bad.bytes;
+    }
+}
+
+TEST(gateway_relay, a_hello_without_end_is_refused)
+{
+    bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends("<hello>"), "");
+    const std::string part = "<capability>" + std::string(65000, 'x') + "</capability>";
+    for (size_t total = 0; total < (size_t{17} << 20) && test.reason.empty(); total += part.size())
+        test.server_sends(part);
+    EXPECT_EQ(test.reason, "a message of the server is too long");
+}
+
+TEST(gateway_relay, where_a_server_may_end)
+{
+    bench test;
+    EXPECT_STREQ(relay_server_ended(test.session.get()), "the server ended before its hello");
+    test.to_server();
+    test.server_sends(server_hello_text("1.0", "") + "\n");
+    EXPECT_EQ(relay_server_ended(test.session.get()), nullptr);
+    test.server_sends("<a>");
+    EXPECT_STREQ(relay_server_ended(test.session.get()),
+                 "the server ended in the middle of a message");
+    test.server_sends("</a>]]>]]>");
+    EXPECT_EQ(relay_server_ended(test.session.get()), nullptr);
+}

@@ -1,0 +1,136 @@
+// Key sets, and the entry names built from them.
+#include "schema/key_set.h"
+
+#include "tests/support/captured_log.h"
+
+#include <gtest/gtest.h>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace
+{
+
+using pairs = std::vector<std::pair<std::string, std::string>>;
+
+std::string name_of(const std::string &list, const pairs &keys,
+                    const std::vector<std::string> &names)
+{
+    key_value_set set;
+    key_names key_list;
+    EXPECT_EQ(key_values_create(&set, keys.size()), 0);
+    EXPECT_EQ(key_names_create(&key_list, names.size()), 0);
+    for (const auto &[key, value] : keys) {
+        EXPECT_EQ(key_values_add(&set, key, value), 0);
+    }
+    for (size_t i = 0; i < names.size(); i++) {
+        EXPECT_EQ(key_names_set(&key_list, i, names[i]), 0);
+    }
+    heap_text name = entry_name(list, &set, &key_list);
+    return name ? name.get() : "(none)";
+}
+
+class key_set_test : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        captured_log_take();
+    }
+};
+
+TEST_F(key_set_test, one_key)
+{
+    EXPECT_EQ(name_of("l", {{"name", "a"}}, {"name"}), "l[name=a]");
+    EXPECT_EQ(name_of("o:l", {{"name", ""}}, {"name"}), "o:l[name=]");
+    EXPECT_EQ(captured_log_take(), log_lines{});
+}
+
+TEST_F(key_set_test, keys_are_sorted_by_name)
+{
+    EXPECT_EQ(name_of("l", {{"k2", "b"}, {"k1", "a"}}, {"k1", "k2"}), "l[k1=a,k2=b]");
+    EXPECT_EQ(name_of("l", {{"k1", "a"}, {"k2", "b"}}, {"k2", "k1"}), "l[k1=a,k2=b]");
+    EXPECT_EQ(name_of("l", {{"b", "1"}, {"a", "2"}, {"B", "3"}}, {"a", "B", "b"}),
+              "l[B=3,a=2,b=1]");
+}
+
+TEST_F(key_set_test, a_prefix_on_either_side)
+{
+    EXPECT_EQ(name_of("l", {{"k", "a"}}, {"m:k"}), "l[m:k=a]");
+    EXPECT_EQ(name_of("l", {{"m:k", "a"}}, {"k"}), "l[k=a]");
+    EXPECT_EQ(name_of("l", {{"m:k", "a"}}, {"m:k"}), "l[m:k=a]");
+}
+
+TEST_F(key_set_test, another_number_of_keys)
+{
+    EXPECT_EQ(name_of("l", {{"k", "a"}}, {"k", "j"}), "(none)");
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] expect 2 kvs but 1 in fact\n"}}));
+    EXPECT_EQ(name_of("l", {{"k", "a"}, {"j", "b"}, {"i", "c"}}, {"k", "j"}), "(none)");
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] expect 2 kvs but 3 in fact\n"}}));
+}
+
+TEST_F(key_set_test, another_key)
+{
+    EXPECT_EQ(name_of("l", {{"x", "a"}}, {"k"}), "(none)");
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] invalid key:x\n"}}));
+    EXPECT_EQ(name_of("l", {{"k", "a"}, {"k", "b"}}, {"j", "k"}), "(none)");
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] invalid key:k\n"}}));
+    EXPECT_EQ(name_of("l", {{"%n%s", "a"}}, {"k"}), "(none)");
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] invalid key:%n%s\n"}}));
+    EXPECT_EQ(name_of("l", {{"ke", "a"}}, {"key"}), "(none)");
+    EXPECT_EQ(name_of("l", {{"key", "a"}}, {"ke"}), "(none)");
+    EXPECT_EQ(name_of("l", {{"", "a"}}, {"k"}), "(none)");
+}
+
+TEST_F(key_set_test, a_list_without_keys_has_no_entries)
+{
+    EXPECT_EQ(name_of("l", {}, {}), "(none)");
+}
+
+TEST_F(key_set_test, a_set_that_lacks_a_pair)
+{
+    key_value_set set;
+    key_names names;
+    ASSERT_EQ(key_values_create(&set, 2), 0);
+    ASSERT_EQ(key_names_create(&names, 2), 0);
+    key_names_set(&names, 0, "a");
+    key_names_set(&names, 1, "b");
+    key_values_add(&set, "a", "1");
+    EXPECT_EQ(entry_name("l", &set, &names), nullptr);
+}
+
+TEST_F(key_set_test, a_full_set)
+{
+    key_value_set set;
+    ASSERT_EQ(key_values_create(&set, 1), 0);
+    EXPECT_EQ(key_values_add(&set, "a", "1"), 0);
+    EXPECT_EQ(key_values_add(&set, "b", "2"), -1);
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] kvs is full\n"}}));
+    EXPECT_STREQ(set.pair[0].key, "a");
+    EXPECT_STREQ(set.pair[0].value, "1");
+    key_value_set none;
+    ASSERT_EQ(key_values_create(&none, 0), 0);
+    EXPECT_EQ(key_values_add(&none, "a", "1"), -1);
+}
+
+TEST_F(key_set_test, long_values)
+{
+    std::string value(100000, 'v');
+    EXPECT_EQ(name_of("l", {{"k", value}, {"j", value}}, {"k", "j"}),
+              "l[j=" + value + ",k=" + value + "]");
+}
+
+TEST_F(key_set_test, absurd_counts_are_refused)
+{
+    key_names names;
+    EXPECT_EQ(key_names_create(&names, SIZE_MAX), -1);
+    key_value_set set;
+    EXPECT_EQ(key_values_create(&set, SIZE_MAX / 2), -1);
+}
+
+} // namespace
+
+extern "C" const char *__asan_default_options(void)
+{
+    return "allocator_may_return_null=1";
+}

@@ -1,0 +1,162 @@
+// The store of list entries that are not yet committed.
+#include "schema/local_entries.h"
+
+#include "shell/session.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+namespace
+{
+
+class local_entries_test : public testing::Test
+{
+  protected:
+    void SetUp() override
+    {
+        session = session_record();
+    }
+
+    void TearDown() override
+    {
+        local_entries_forget(nullptr, nullptr);
+    }
+
+    // "path:key,key;" of every record, in store order; checks the links.
+    static std::string store()
+    {
+        if (session.entries == nullptr) {
+            return "(none)";
+        }
+        std::string text;
+        list_record **link = session.entries;
+        for (list_record *record = *link; record != nullptr; record = record->next) {
+            EXPECT_EQ(record->pprev, link);
+            link = &record->next;
+            text += std::string(record->path) + ":";
+            list_entry **entry_link = &record->entries;
+            for (list_entry *entry = record->entries; entry != nullptr; entry = entry->next) {
+                EXPECT_EQ(entry->pprev, entry_link);
+                entry_link = &entry->next;
+                text += std::string(entry->key) + (entry->next != nullptr ? "," : "");
+            }
+            text += ";";
+        }
+        return text;
+    }
+};
+
+TEST_F(local_entries_test, an_unused_store_has_nothing)
+{
+    EXPECT_EQ(local_entries_has("/m/l", "l[k=1]"), 0);
+    local_entries_forget("/m", nullptr);
+    local_entries_forget("/m", "x");
+    local_entries_forget(nullptr, "x");
+    local_entries_forget(nullptr, nullptr);
+    EXPECT_EQ(store(), "(none)");
+}
+
+TEST_F(local_entries_test, newest_first)
+{
+    EXPECT_EQ(local_entries_add("/m/a", "1"), 0);
+    EXPECT_EQ(local_entries_add("/m/b", "2"), 0);
+    EXPECT_EQ(local_entries_add("/m/a", "3"), 0);
+    EXPECT_EQ(local_entries_add("/m/a", "4"), 0);
+    EXPECT_EQ(store(), "/m/b:2;/m/a:4,3,1;");
+    EXPECT_EQ(local_entries_has("/m/a", "3"), 1);
+    EXPECT_EQ(local_entries_has("/m/b", "3"), 0);
+    EXPECT_EQ(local_entries_has("/m", "1"), 0);
+    EXPECT_EQ(local_entries_has("/m/A", "1"), 0);
+    EXPECT_EQ(local_entries_has("/m/a", ""), 0);
+}
+
+TEST_F(local_entries_test, the_same_entry_twice_is_one)
+{
+    EXPECT_EQ(local_entries_add("/m/a", "1"), 0);
+    EXPECT_EQ(local_entries_add("/m/a", "1"), 0);
+    EXPECT_EQ(store(), "/m/a:1;");
+}
+
+TEST_F(local_entries_test, texts_are_copied)
+{
+    char path[] = "/m/a";
+    char key[] = "k";
+    local_entries_add(path, key);
+    path[1] = 'x';
+    key[0] = 'x';
+    EXPECT_EQ(store(), "/m/a:k;");
+}
+
+TEST_F(local_entries_test, forgetting_by_path)
+{
+    for (const char *path : {"/m/l", "/m/l/x", "/m/list2", "/m", "/n"}) {
+        local_entries_add(path, "1");
+        local_entries_add(path, "2");
+    }
+    local_entries_forget("/m/l", nullptr);
+    EXPECT_EQ(store(), "/n:2,1;/m:2,1;/m/list2:2,1;");
+    local_entries_forget("/m", nullptr);
+    EXPECT_EQ(store(), "/n:2,1;");
+    local_entries_forget("/n", nullptr);
+    EXPECT_EQ(store(), ""); // the head stays
+    EXPECT_NE(session.entries, nullptr);
+    EXPECT_EQ(local_entries_add("/n", "1"), 0);
+    EXPECT_EQ(store(), "/n:1;");
+}
+
+TEST_F(local_entries_test, a_prefix_with_a_bracket_does_not_match)
+{
+    local_entries_add("/m/l[k=1]/in", "1");
+    local_entries_forget("/m/l", nullptr);
+    EXPECT_EQ(store(), "/m/l[k=1]/in:1;");
+    local_entries_forget("/m/l[k=1]", nullptr);
+    EXPECT_EQ(store(), "");
+}
+
+TEST_F(local_entries_test, forgetting_one_key_in_store_order)
+{
+    local_entries_add("/m/l", "k");
+    local_entries_add("/m/l", "j");
+    local_entries_add("/m/l/x", "k");
+    local_entries_add("/m/list2", "k");
+    local_entries_forget("/m/l", "k");
+    EXPECT_EQ(store(), "/m/list2:k;/m/l/x:;/m/l:j,k;");
+    local_entries_forget("/m/l", "k");
+    EXPECT_EQ(store(), "/m/list2:k;/m/l/x:;/m/l:j;");
+    local_entries_forget("/m/l", "k");
+    EXPECT_EQ(store(), "/m/list2:k;/m/l/x:;/m/l:j;");
+    local_entries_forget("/m/l", "j");
+    EXPECT_EQ(store(), "/m/list2:k;/m/l/x:;/m/l:;");
+}
+
+TEST_F(local_entries_test, forgetting_a_key_without_a_path_ends_the_store)
+{
+    local_entries_add("/m/l", "k");
+    local_entries_add("/n/l", "k");
+    local_entries_forget(nullptr, "k");
+    // The first match ends the whole operation; nothing behind it is touched.
+    EXPECT_EQ(store(), "/n/l:;/m/l:k;");
+}
+
+TEST_F(local_entries_test, forgetting_everything)
+{
+    local_entries_add("/m/l", "k");
+    local_entries_add("/n/l", "k");
+    local_entries_forget(nullptr, nullptr);
+    EXPECT_EQ(store(), "(none)");
+    EXPECT_EQ(local_entries_add("/n", "1"), 0);
+    EXPECT_EQ(store(), "/n:1;");
+}
+
+TEST_F(local_entries_test, many_lists_are_forgotten_in_good_time)
+{
+    for (int i = 0; i < 3000; i++) {
+        std::string path = "/m/l[k=" + std::to_string(i) + "]/in";
+        local_entries_add(path.c_str(), "x");
+    }
+    local_entries_forget("/m/l[k=5]", nullptr);
+    local_entries_forget(nullptr, nullptr);
+    EXPECT_EQ(store(), "(none)");
+}
+
+} // namespace

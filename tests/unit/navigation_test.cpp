@@ -1,0 +1,317 @@
+// The commands cd and pwd.
+#include "schema/navigation.h"
+
+#include "tests/support/shell_world.h"
+
+#include <fstream>
+
+namespace
+{
+
+const std::string too_deep = "cd cmd only takes one layer relative path as parameters!\r\n";
+const std::string no_child = "error: child node is not existed or another choice case is set.\r\n";
+const std::string leaf_or_rpc = "This is a leaf or rpc node,that can't cd.";
+
+class navigation_test : public shell_world
+{
+  protected:
+    static void SetUpTestSuite()
+    {
+        private_tmp();
+    }
+
+    void SetUp() override
+    {
+        shell_world::SetUp();
+        remove("/tmp/vandel.conf");
+        sample_schema();
+    }
+
+    static std::string cd(const std::string &argument)
+    {
+        return printed_by([&] { EXPECT_EQ(cmd_cd(("cd " + argument).c_str()), 0); });
+    }
+
+    // Goes from one place to another; the new workspace follows what is printed.
+    static std::string from(const char *workspace, const std::string &argument)
+    {
+        stand_at(workspace);
+        std::string printed = cd(argument);
+        return printed + session.pwd;
+    }
+
+    // From /m/c with a server that has this data at the choice's nodes.
+    std::string with_data(const std::string &data, const std::string &argument)
+    {
+        serve(std::vector<std::string>(8, data_reply("<c xmlns=\"urn:m\">" + data + "</c>")));
+        return from("/m/c", argument);
+    }
+};
+
+TEST_F(navigation_test, pwd)
+{
+    stand_at("/m/c/l[name='a b']");
+    EXPECT_EQ(printed_by([] { cmd_pwd("pwd"); }), "/m/c/l[name='a b']\r\n");
+    EXPECT_EQ(printed_by([] { cmd_pwd("pwd x"); }), "error command, please use:pwd (no param)\r\n");
+    stand_at("/%n%s");
+    EXPECT_EQ(printed_by([] { cmd_pwd("pwd"); }), "/%n%s\r\n");
+}
+
+TEST_F(navigation_test, the_number_of_words)
+{
+    const std::string usage = "error command, please use:cd path\r\n";
+    EXPECT_EQ(cd(""), usage);
+    EXPECT_EQ(cd("a b"), usage);
+}
+
+TEST_F(navigation_test, one_level_down)
+{
+    EXPECT_EQ(from("/", "m"), "/m");
+    EXPECT_STREQ(session.prompt, "\n/m$ ");
+    EXPECT_EQ(from("/", "/m"), "/m");
+    EXPECT_EQ(from("/", "./m"), "/m");
+    EXPECT_EQ(from("/m", "c"), "/m/c");
+    EXPECT_EQ(from("/m", "c/"), "/m/c");
+    EXPECT_EQ(from("/m", "./c/."), "/m/c");
+}
+
+TEST_F(navigation_test, one_level_up)
+{
+    EXPECT_EQ(from("/m/c", ".."), "/m");
+    EXPECT_EQ(from("/m", ".."), "/");
+    EXPECT_EQ(from("/m/c/l[name=a]", ".."), "/m/c/l");
+    EXPECT_EQ(from("/m/c/l[name=a/b]/in", ".."), "/m/c/l[name=a/b]");
+    EXPECT_EQ(from("/m/c/l", ".."), "/m/c");
+    EXPECT_EQ(from("/", ".."), "error parameter: ..\r\n/");
+    EXPECT_EQ(from("/m/c", "../"), "/m");
+    EXPECT_EQ(from("/m/c", "../.."), "/");
+}
+
+TEST_F(navigation_test, the_root)
+{
+    EXPECT_EQ(from("/m/c", "/"), "/");
+    EXPECT_EQ(from("/m/c", "/."), "/");
+    EXPECT_EQ(from("/", "/"), "/");
+    EXPECT_EQ(from("/m/c", "//"), "/");
+    EXPECT_EQ(from("/m/c", "/./"), "/");
+}
+
+TEST_F(navigation_test, staying)
+{
+    EXPECT_EQ(from("/m/c", "."), "/m/c");
+    EXPECT_EQ(from("/m/c", "./"), "/m/c");
+    EXPECT_EQ(from("/m", "/m"), "/m");
+    EXPECT_EQ(from("/m", "/m/"), "/m");
+}
+
+TEST_F(navigation_test, two_levels_are_refused)
+{
+    for (const char *argument : {"m/c", "/m/c", "/m/c/", "m/c/l", "./m/c", "../../..", "/../m",
+                                 "//m//c", "m/./c", "../m/c", "m/../c"}) {
+        EXPECT_EQ(from("/", argument), too_deep + "/") << argument;
+    }
+}
+
+TEST_F(navigation_test, slashes_in_key_values_are_no_levels)
+{
+    ASSERT_EQ(tree_stage_config("/m/c/l[name=a\x01"
+                                "b\x01"
+                                "c\x02"
+                                "d]",
+                                nullptr, operation_set),
+              0);
+    serve({data_reply("")});
+    EXPECT_EQ(from("/m/c/l", "l[name=a/b/c:d]"), "/m/c/l[name=a/b/c:d]");
+    EXPECT_STREQ(session.prompt, "\n/m/c/l[name=a/b/c:d]$ ");
+}
+
+TEST_F(navigation_test, up_and_down_in_one_word)
+{
+    connect();
+    fake_redis_remove("/m/c/ch");
+    fake_redis_put("/m/c", "ch", fake_node_record(fake_container)); // no choice to be judged
+    EXPECT_EQ(from("/m/c/l", "../sub"), "/m/c/sub");
+    EXPECT_EQ(from("/m/c", "../state"), "/m/state");
+    // The lengths decide which way it is taken to go.
+    EXPECT_EQ(from("/m/c/sub", "../l"), "error: node:../l  is not existed.\r\n/m/c/sub");
+}
+
+TEST_F(navigation_test, what_is_not_there)
+{
+    EXPECT_EQ(from("/", "nix"), "error parameter: nix\r\n/");
+    EXPECT_EQ(from("/m", "nix"), "error parameter: nix\r\n/m");
+    EXPECT_EQ(from("/m", "/nix"), "error parameter: /nix\r\n/m");
+    EXPECT_EQ(from("/m", "..x"), "error parameter: ..x\r\n/m");
+    EXPECT_EQ(from("/m", "%n%s"), "error parameter: %n%s\r\n/m");
+    EXPECT_EQ(from("/m", "nix['a b']"), "error parameter: nix['a b']\r\n/m");
+}
+
+TEST_F(navigation_test, a_shorter_path_that_does_not_hold_the_workspace)
+{
+    EXPECT_EQ(from("/m/c", "/o"), "error: node:/o  is not existed.\r\n/m/c");
+    EXPECT_EQ(from("/m/c", "/m"), "/m");
+    fake_redis_put_module("mo", "urn:mo");
+    EXPECT_EQ(from("/mo/x", "/m"), "error: node:/m  is not existed.\r\n/mo/x");
+}
+
+TEST_F(navigation_test, an_equally_long_path_counts_as_not_holding_it)
+{
+    EXPECT_EQ(from("/o", "/m"), "error: node:/m  is not existed.\r\n/o");
+    EXPECT_EQ(from("/m/c", "/m/c"), too_deep + "/m/c");
+}
+
+TEST_F(navigation_test, a_longer_path_elsewhere)
+{
+    EXPECT_EQ(from("/m", "/oo"), "error parameter: /oo\r\n/m");
+    fake_redis_put_module("oo", "urn:oo");
+    EXPECT_EQ(from("/m", "/oo"), "/oo");
+}
+
+TEST_F(navigation_test, leaves_and_rpcs_cannot_be_entered)
+{
+    EXPECT_EQ(from("/m", "top"), leaf_or_rpc + "/m");
+    EXPECT_EQ(from("/m", "r"), leaf_or_rpc + "/m");
+    EXPECT_EQ(from("/m/c/o:box", "lid"), leaf_or_rpc + "/m/c/o:box");
+}
+
+TEST_F(navigation_test, other_kinds_may_be_entered)
+{
+    EXPECT_EQ(with_data("<a1/><b1/><p1/>", "ll"), "/m/c/ll");
+    EXPECT_EQ(with_data("", "o:box"), "/m/c/o:box");
+    EXPECT_EQ(from("/m", "state"), "/m/state");
+    fake_redis_put_node("/m", "odd", 9);
+    EXPECT_EQ(from("/m", "odd"), "/m/odd");
+}
+
+TEST_F(navigation_test, children_of_cases)
+{
+    EXPECT_EQ(with_data("", "a2"), "/m/c/a2");
+    EXPECT_EQ(with_data("<a1>1</a1>", "a2"), "/m/c/a2");
+    EXPECT_EQ(with_data("<b1>1</b1>", "a2"), no_child + "/m/c");
+    EXPECT_EQ(with_data("<p1>1</p1>", "a2"), no_child + "/m/c");
+    EXPECT_EQ(with_data("<a2/>", "b1"), no_child + "/m/c");
+    EXPECT_EQ(with_data("", "b1"), leaf_or_rpc + "/m/c");
+}
+
+TEST_F(navigation_test, choices_and_cases_have_no_names_here)
+{
+    EXPECT_EQ(with_data("", "ch"), no_child + "/m/c");
+    stand_at("/m/c/ch");
+    EXPECT_EQ(cd("ca"), no_child);
+}
+
+TEST_F(navigation_test, list_entries)
+{
+    ASSERT_EQ(tree_stage_config("/m/c/l[name=s]", nullptr, operation_set), 0);
+    const std::string reply =
+        data_reply("<c xmlns=\"urn:m\"><l><name>a</name></l><l><name>x y</name></l></c>");
+    serve(std::vector<std::string>(6, reply));
+    EXPECT_EQ(from("/m/c/l", "l[name=a]"), "/m/c/l[name=a]");
+    EXPECT_EQ(from("/m/c/l", "l[name=s]"), "/m/c/l[name=s]");
+    EXPECT_EQ(from("/m/c/l", "l[name=\"x y\"]"), "/m/c/l[name=\"x y\"]");
+    EXPECT_EQ(from("/m/c/l", "l[name=nix]"), no_child + "/m/c/l");
+    EXPECT_EQ(from("/m/c", "l[name=a]"), "/m/c/l[name=a]");
+    EXPECT_EQ(from("/m/c/l", "v"), "error parameter: v\r\n/m/c/l");
+}
+
+TEST_F(navigation_test, below_an_entry)
+{
+    EXPECT_EQ(from("/m/c/l[name=a/b:c]", "in"), "/m/c/l[name=a/b:c]/in");
+    EXPECT_EQ(from("/m/c/l[name=a]", "v"), leaf_or_rpc + "/m/c/l[name=a]");
+    EXPECT_EQ(from("/m/c/l[name=a]", "nix"), "error parameter: nix\r\n/m/c/l[name=a]");
+}
+
+TEST_F(navigation_test, a_parent_whose_children_cannot_be_had)
+{
+    fake_redis_put_node("/m/c/sub", "hollow", fake_choice);
+    fake_redis_put_node("/m/c/sub", "deeper", fake_container);
+    EXPECT_EQ(from("/m/c/sub", "deeper"), "failed to get descendant\r\n/m/c/sub");
+}
+
+TEST_F(navigation_test, in_rpc_mode)
+{
+    enter_rpc("/m/r");
+    EXPECT_EQ(cd("pc"), "");
+    EXPECT_STREQ(session.pwd, "/m/r/pc");
+    EXPECT_STREQ(session.prompt, "\n[r]pc$ ");
+    EXPECT_EQ(cd("/"), "");
+    EXPECT_STREQ(session.pwd, "/m/r");
+    EXPECT_STREQ(session.prompt, "\n[r]$ ");
+    EXPECT_EQ(cd(".."), "error parameter: ..\r\n");
+    EXPECT_EQ(cd("/m"), "error parameter: /m\r\n");
+    EXPECT_EQ(cd("/o"), "error parameter: /o\r\n");
+    EXPECT_EQ(cd("p"), leaf_or_rpc);
+    EXPECT_EQ(cd("pl"), "");
+    EXPECT_EQ(cd("pl[n=1]"), no_child);
+    ASSERT_EQ(tree_stage_rpc("/m/r/pl[n=1]", nullptr, operation_set), 0);
+    EXPECT_EQ(cd("pl[n=1]"), "");
+    EXPECT_STREQ(session.pwd, "/m/r/pl[n=1]");
+    EXPECT_EQ(cd("/."), "");
+    EXPECT_STREQ(session.pwd, "/m/r");
+}
+
+TEST_F(navigation_test, one_shot_sees_what_the_profile_stages)
+{
+    {
+        std::ofstream file("/tmp/vandel.conf");
+        file << "[pwd]\n/m/c/l\n\n[config]\nset /m/c/l[name=s]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n";
+    }
+    session.oneshot = 1;
+    serve({data_reply("")});
+    EXPECT_EQ(cd("l[name=s]"), "");
+    EXPECT_STREQ(session.pwd, "/m/c/l[name=s]");
+    std::ifstream file("/tmp/vandel.conf");
+    std::string text = {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    EXPECT_EQ(text, "[pwd]\n/m/c/l[name=s]\n\n[config]\nset /m/c/l[name=s]\n\n[rpc]\n\n"
+                    "[rpc_para]\n\n%%%\n");
+}
+
+TEST_F(navigation_test, one_shot_goes_on_after_a_bad_profile)
+{
+    {
+        std::ofstream file("/tmp/vandel.conf");
+        file << "rubbish\n";
+    }
+    session.oneshot = 1;
+    EXPECT_EQ(printed_by([] { cmd_cd("cd"); }), "error command, please use:cd path\r\n");
+    EXPECT_EQ(cd("m"), "");
+    EXPECT_STREQ(session.pwd, "/m");
+}
+
+TEST_F(navigation_test, odd_arguments_do_no_harm)
+{
+    connect().hang_up();
+    server->start();
+    for (const char *workspace : {"/", "/m/c", "/m/c/l", "/m/c/l[name=a]"}) {
+        for (const char *argument : {"[",
+                                     "]",
+                                     "l[",
+                                     "l]",
+                                     "l[]",
+                                     "l[name",
+                                     "l[name=",
+                                     "l[name=a",
+                                     "l[name=a]]",
+                                     "'",
+                                     "\"",
+                                     "'/'",
+                                     "l[name='a/b]",
+                                     ":",
+                                     "o:",
+                                     ":box",
+                                     "=",
+                                     ",",
+                                     "\x01",
+                                     "\x02\x03",
+                                     "...",
+                                     "./..",
+                                     ".[a]",
+                                     "l[=]",
+                                     "l[,]",
+                                     "l[name=a][name=b]"}) {
+            from(workspace, argument);
+        }
+    }
+}
+
+} // namespace

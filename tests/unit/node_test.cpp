@@ -1,0 +1,154 @@
+// Nodes of command trees.
+#include "cmdtree/node.h"
+
+#include <cstring>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace
+{
+
+node_ptr make(const char *path)
+{
+    return node_create(path, nullptr, operation_structural);
+}
+
+std::string split(const char *path)
+{
+    node_ptr node = make(path);
+    std::string_view name;
+    std::string_view predicate;
+    if (!node_split_last(node.get(), &name, &predicate)) {
+        return "(none)";
+    }
+    return std::string(name) + "|" + std::string(predicate);
+}
+
+TEST(node_create, copies_path_and_value)
+{
+    char path[] = "/m/c/x";
+    char value[] = "5";
+    node_ptr node = node_create(path, value, operation_set);
+    path[1] = 'z';
+    value[0] = '6';
+    EXPECT_STREQ(node->path, "/m/c/x");
+    EXPECT_STREQ(node->value, "5");
+    EXPECT_EQ(node->operation, 1U);
+    EXPECT_EQ(node->parent, nullptr);
+    EXPECT_EQ(node->children.first, nullptr);
+    EXPECT_EQ(node->values.first, nullptr);
+    EXPECT_EQ(node->log, nullptr);
+    EXPECT_EQ(node->list, nullptr);
+}
+
+TEST(node_create, without_a_value)
+{
+    node_ptr node = node_create("/m/c", nullptr, operation_delete);
+    EXPECT_EQ(node->value, nullptr);
+    EXPECT_EQ(node->operation, 2U);
+    EXPECT_STREQ(node_create("/m", "", operation_set)->value, "");
+}
+
+TEST(node_depth, counts_slashes)
+{
+    EXPECT_EQ(node_depth(make("/").get()), 1U);
+    EXPECT_EQ(node_depth(make("/m").get()), 1U);
+    EXPECT_EQ(node_depth(make("/m/c/l[k=a\x01"
+                              "b]")
+                             .get()),
+              3U);
+}
+
+TEST(node_has_predicate, needs_something_between_the_brackets)
+{
+    EXPECT_TRUE(node_has_predicate(make("/m/l[k=v]").get()));
+    EXPECT_TRUE(node_has_predicate(make("/m/l[x]").get()));
+    EXPECT_FALSE(node_has_predicate(make("/m/l").get()));
+    EXPECT_FALSE(node_has_predicate(make("/m/l[]").get()));
+    EXPECT_FALSE(node_has_predicate(make("/m/l[k=v").get()));
+    EXPECT_FALSE(node_has_predicate(make("/m/l]k=v[").get()));
+    EXPECT_FALSE(node_has_predicate(make("/m/l[k=v]/x").get()));
+    EXPECT_FALSE(node_has_predicate(make("/").get()));
+}
+
+TEST(node_split_last, name_and_predicate)
+{
+    EXPECT_EQ(split("/m/c/l[k1=a,k2=b]"), "l|k1=a,k2=b");
+    EXPECT_EQ(split("/m/l[a]/o:n[b]"), "o:n|b");
+    EXPECT_EQ(split("/m/l[]"), "l|");
+    EXPECT_EQ(split("/m/l[a]b]"), "l|a");
+    EXPECT_EQ(split("/m/l[a"), "(none)");
+    EXPECT_EQ(split("/m/l"), "(none)");
+    EXPECT_EQ(split("/m/l]a["), "(none)");
+    EXPECT_EQ(split("/m/l[a]/x"), "(none)");
+}
+
+TEST(node_link, first_and_last)
+{
+    node_ptr parent = make("/m");
+    node_ptr a = make("/m/a");
+    node_ptr b = make("/m/b");
+    node_ptr c = make("/m/c");
+    node_link_first(parent.get(), &parent->children, a.get());
+    node_link_first(parent.get(), &parent->children, b.get());
+    node_link_last(parent.get(), &parent->children, c.get());
+    EXPECT_EQ(parent->children.first, b.get());
+    EXPECT_EQ(b->next_sibling, a.get());
+    EXPECT_EQ(a->next_sibling, c.get());
+    EXPECT_EQ(c->next_sibling, nullptr);
+    EXPECT_EQ(b->back_link, &parent->children.first);
+    EXPECT_EQ(a->back_link, &b->next_sibling);
+    EXPECT_EQ(c->back_link, &a->next_sibling);
+    EXPECT_EQ(c->parent, parent.get());
+    node_unlink(a.get());
+    EXPECT_EQ(b->next_sibling, c.get());
+    EXPECT_EQ(c->back_link, &b->next_sibling);
+    node_unlink(c.get());
+    EXPECT_EQ(b->next_sibling, nullptr);
+    node_link_last(parent.get(), &parent->children, a.get());
+    EXPECT_EQ(b->next_sibling, a.get());
+    node_unlink(b.get());
+    EXPECT_EQ(parent->children.first, a.get());
+    node_unlink(a.get());
+    EXPECT_EQ(parent->children.first, nullptr);
+    node_link_last(parent.get(), &parent->children, c.get());
+    EXPECT_EQ(parent->children.first, c.get());
+    node_unlink(c.get());
+    node_unlink(c.get()); // in no list any more
+}
+
+TEST(node_log, keeps_the_order)
+{
+    command_log log = {};
+    node_ptr a = make("/a");
+    node_ptr b = make("/b");
+    node_ptr c = make("/c");
+    node_log(&log, a.get());
+    node_log(&log, b.get());
+    node_log(&log, c.get());
+    EXPECT_EQ(log.first, a.get());
+    EXPECT_EQ(a->log_next, b.get());
+    EXPECT_EQ(b->log_next, c.get());
+    node_unlink(b.get());
+    EXPECT_EQ(a->log_next, c.get());
+    node_unlink(c.get());
+    EXPECT_EQ(a->log_next, nullptr);
+    node_ptr d = make("/d");
+    node_log(&log, d.get());
+    EXPECT_EQ(a->log_next, d.get());
+    node_unlink(a.get());
+    EXPECT_EQ(log.first, d.get());
+    node_unlink(d.get());
+    EXPECT_EQ(log.first, nullptr);
+}
+
+TEST(node_replace_value, takes_the_new_one_over)
+{
+    node_ptr node = node_create("/m/x", "old", operation_set);
+    node_replace_value(node.get(), strdup("new"));
+    EXPECT_STREQ(node->value, "new");
+    node_replace_value(node.get(), nullptr);
+    EXPECT_EQ(node->value, nullptr);
+}
+
+} // namespace

@@ -1,0 +1,193 @@
+// Asking the server whether data exist, and for a list's entries.
+#include "schema/server_read.h"
+
+#include "schema/descendants.h"
+#include "tests/support/shell_world.h"
+
+namespace
+{
+
+const std::pair<int, std::string> sent = {14, "[INFO] Send a message to tarnd.\n"};
+const std::pair<int, std::string> received = {14, "[INFO] Recv a message from tarnd.\n"};
+
+class server_read_test : public shell_world
+{
+  protected:
+    void SetUp() override
+    {
+        shell_world::SetUp();
+        sample_schema();
+    }
+
+    bool has_data(const char *path)
+    {
+        captured_log_take();
+        bool result = false;
+        EXPECT_EQ(printed_by([&] { result = server_has_data(path); }), "");
+        EXPECT_EQ(session.reply_doc, nullptr);
+        return result;
+    }
+
+    int entries(const char *list_path)
+    {
+        descendant_set set;
+        captured_log_take();
+        int result = server_list_entries(list_path, &set);
+        EXPECT_EQ(session.reply_doc, nullptr);
+        return result;
+    }
+};
+
+TEST_F(server_read_test, data_at_the_path)
+{
+    serve({data_reply("<c xmlns=\"urn:m\"><x>1</x></c>")});
+    EXPECT_TRUE(has_data("/m/c/x"));
+    EXPECT_EQ(captured_log_take(), (log_lines{sent, received}));
+    EXPECT_EQ(requests(),
+              (std::vector<std::string>{get_config_request(0, "<c xmlns=\"urn:m\"><x></x></c>")}));
+}
+
+TEST_F(server_read_test, data_elsewhere)
+{
+    for (const char *data :
+         {"", "<c xmlns=\"urn:m\"/>", "<c xmlns=\"urn:m\"><y/></c>", "<c><x/></c>",
+          "<c xmlns=\"urn:m\"><x xmlns=\"urn:o\"/></c>", "<x xmlns=\"urn:m\"/>"}) {
+        serve({data_reply(data)});
+        EXPECT_FALSE(has_data("/m/c/x")) << data;
+    }
+    serve({"<rpc-reply xmlns=\"urn:x\"><data><c xmlns=\"urn:m\"><x/></c></data></rpc-reply>"});
+    EXPECT_FALSE(has_data("/m/c/x"));
+}
+
+TEST_F(server_read_test, an_empty_leaf_is_data)
+{
+    serve({data_reply("<c xmlns=\"urn:m\"><x/></c>")});
+    EXPECT_TRUE(has_data("/m/c/x"));
+}
+
+TEST_F(server_read_test, data_in_a_list_entry)
+{
+    const std::string data = "<c xmlns=\"urn:m\"><l><name>a/b:c</name><v>1</v></l>"
+                             "<l><name>x y</name></l><l><name>it's \"q\"</name><v>2</v></l></c>";
+    serve({data_reply(data), data_reply(data), data_reply(data)});
+    EXPECT_TRUE(has_data("/m/c/l[name=a\x01"
+                         "b\x02"
+                         "c]/v"));
+    EXPECT_TRUE(has_data("/m/c/l[name='x\x03y']"));
+    EXPECT_FALSE(has_data("/m/c/l[name='x\x03y']/v"));
+    EXPECT_EQ(requests(),
+              (std::vector<std::string>{
+                  get_config_request(0, "<c xmlns=\"urn:m\"><l><name>a/b:c</name>"
+                                        "<v></v></l></c>"),
+                  get_config_request(1, "<c xmlns=\"urn:m\"><l><name>x y</name></l></c>"),
+                  get_config_request(2, "<c xmlns=\"urn:m\"><l><name>x y</name>"
+                                        "<v></v></l></c>"),
+              }));
+}
+
+TEST_F(server_read_test, data_of_another_module)
+{
+    serve({data_reply("<c xmlns=\"urn:m\"><box xmlns=\"urn:o\"><lid>1</lid></box></c>")});
+    EXPECT_TRUE(has_data("/m/c/o:box/lid"));
+    EXPECT_EQ(
+        requests()[0],
+        get_config_request(0, "<c xmlns=\"urn:m\"><box xmlns=\"urn:o\"><lid></lid></box></c>"));
+}
+
+TEST_F(server_read_test, failures_are_told_to_the_log)
+{
+    EXPECT_FALSE(has_data("/nix/c"));
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] Build get msg error\n"}}));
+    EXPECT_EQ(session.message_id, 1U);
+
+    connect().hang_up();
+    server->start();
+    server->finish();
+    EXPECT_FALSE(has_data("/m/c"));
+    EXPECT_EQ(captured_log_take(), (log_lines{sent,
+                                              {11, "[ERROR] Send message failed(Broken pipe).\n"},
+                                              {15, "[DEBUG] send get msg error\n"}}));
+    disconnect();
+    connect().expect().hang_up();
+    server->start();
+    EXPECT_FALSE(has_data("/m/c"));
+    EXPECT_EQ(captured_log_take(), (log_lines{sent, {15, "[DEBUG] recv get msg reply error\n"}}));
+}
+
+TEST_F(server_read_test, empty_and_broken_replies)
+{
+    serve({""});
+    EXPECT_FALSE(has_data("/m/c"));
+    EXPECT_EQ(captured_log_take(), (log_lines{sent,
+                                              received,
+                                              {15, "[DEBUG] parse xml err.\n"},
+                                              {15, "[DEBUG] recv get msg reply error\n"}}));
+    for (const char *reply : {"garbage", "<a>", "<a></b>"}) {
+        serve({reply});
+        EXPECT_FALSE(has_data("/m/c"));
+        EXPECT_EQ(captured_log_take(),
+                  (log_lines{sent,
+                             received,
+                             {15, "[DEBUG] parse xml err.\n"},
+                             {15, "[DEBUG] Receive a invalid xml document.\n"}}));
+    }
+}
+
+TEST_F(server_read_test, a_module_cannot_be_asked_for)
+{
+    EXPECT_EQ(printed_by([] { EXPECT_FALSE(server_has_data("/m")); }),
+              "please give a node in the module!\r\n");
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] Failed to build /m's tree!\n"},
+                                              {15, "[DEBUG] Build get msg error\n"}}));
+}
+
+TEST_F(server_read_test, notifications_before_the_reply)
+{
+    connect()
+        .expect()
+        .push("<notification "
+              "xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\"></notification>")
+        .push(data_reply("<c xmlns=\"urn:m\"/>"));
+    server->start();
+    EXPECT_EQ(printed_by([] { EXPECT_TRUE(server_has_data("/m/c")); }),
+              "<notification xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\">\n"
+              "</notification>\n");
+}
+
+TEST_F(server_read_test, entries_of_no_list)
+{
+    EXPECT_EQ(entries(nullptr), -1);
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] listpath is null\n"}}));
+    EXPECT_EQ(entries("/m/nix"), -1);
+    EXPECT_EQ(captured_log_take().back(),
+              std::make_pair(15, std::string("[DEBUG] failed to get list[/m/nix] key\n")));
+}
+
+TEST_F(server_read_test, entries_from_a_server_that_fails)
+{
+    connect().expect().hang_up();
+    server->start();
+    EXPECT_EQ(entries("/m/c/l"), 0);
+    EXPECT_EQ(captured_log_take(), (log_lines{sent,
+                                              {15, "[DEBUG] recv get msg reply error\n"},
+                                              {15, "[DEBUG] netserver didn't configure list\n"}}));
+}
+
+TEST_F(server_read_test, thousands_of_entries)
+{
+    std::string data;
+    for (int i = 0; i < 10000; i++) {
+        data += "<l><name>" + std::to_string(i) + "</name></l>";
+    }
+    serve({data_reply("<c xmlns=\"urn:m\">" + data + "</c>")});
+    descendant_set set;
+    ASSERT_EQ(server_list_entries("/m/c/l", &set), 0);
+    int count = 0;
+    for (const descendant *node = set.nodes; node != nullptr; node = node->next) {
+        count++;
+    }
+    EXPECT_EQ(count, 10000);
+    EXPECT_STREQ(set.nodes->name, "l[name=9999]");
+}
+
+} // namespace
