@@ -66,14 +66,6 @@ bool is_typed_key(std::string_view words, std::string_view name)
     return false;
 }
 
-size_t count_words(std::string_view words)
-{
-    size_t count = 0;
-    for (std::string_view word; next_word(&words, &word);)
-        count++;
-    return count;
-}
-
 } // namespace
 
 int add_command_names(const tinyrl *editor, size_t word_start, match_list *list, size_t *commands)
@@ -103,7 +95,7 @@ int add_range_values(const tinyrl *editor, size_t word_start, const arg_desc *ar
 int add_list_keys(const tinyrl *editor, const line_scan *scan, match_list *list)
 {
     const std::string_view words = words_before(scan);
-    const size_t count = count_words(words);
+    const size_t count = count_words_before(scan).count;
     key_names keys;
     if (count % 2 != 0 || !read_list_keys(&keys) || count / 2 > keys.count)
         return 0;

@@ -20,8 +20,7 @@ void common_prefix_add(common_prefix *prefix, const char *candidate)
 
 void common_prefix_insert(tinyrl *editor, size_t start, const common_prefix *prefix)
 {
-    if (prefix->first == nullptr ||
-        text_starts_with(typed_text(editor, start), {prefix->first, prefix->length}))
+    if (text_starts_with(typed_text(editor, start), {prefix->first, prefix->length}))
         return;
     if (!replace_typed(editor, start, prefix->first, prefix->length))
         log_error("[ERROR] tinyrl insert matches[0]=%s len=%d fail.\n", prefix->first,

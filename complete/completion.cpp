@@ -23,26 +23,6 @@
 namespace
 {
 
-// How many words stand between the command and the current word, and the last
-// of them; empty for none.
-struct words_typed {
-    size_t count;
-    std::string_view first;
-    std::string_view last;
-};
-
-words_typed count_typed(const line_scan *scan)
-{
-    words_typed typed = {};
-    std::string_view rest = words_before(scan);
-    for (std::string_view word; next_word(&rest, &word); typed.count++) {
-        if (typed.count == 0)
-            typed.first = word;
-        typed.last = word;
-    }
-    return typed;
-}
-
 int add_schema_names(const tinyrl *editor, size_t word_start, match_list *list)
 {
     schema_match_list matches;
@@ -59,7 +39,7 @@ int add_schema_names(const tinyrl *editor, size_t word_start, match_list *list)
 int add_datastores(const tinyrl *editor, const line_scan *scan, const cmd_entry *command,
                    match_list *list)
 {
-    const words_typed typed = count_typed(scan);
+    const words_typed typed = count_words_before(scan);
     const size_t first = command->id == command_import_config ? 1 : 0;
     const size_t last = command->id == command_export_config ? 0 : 1;
     if (typed.count < first || typed.count > last)
@@ -131,7 +111,7 @@ void argument_help_listing(tinyrl *editor, const line_scan *scan)
     if (command == nullptr)
         return;
     const bool is_word_empty = scan->word_start == scan->point;
-    const words_typed typed = count_typed(scan);
+    const words_typed typed = count_words_before(scan);
     if (typed.count == 0 && is_word_empty) {
         tinyrl_crlf(editor);
         tinyrl_printf(editor, "  %s    %s\n", command->name, command->help);

@@ -69,6 +69,18 @@ std::string_view words_before(const line_scan *scan)
     return {scan->text.get() + scan->command_end, scan->word_start - scan->command_end};
 }
 
+words_typed count_words_before(const line_scan *scan)
+{
+    words_typed typed = {};
+    std::string_view rest = words_before(scan);
+    for (std::string_view word; next_word(&rest, &word); typed.count++) {
+        if (typed.count == 0)
+            typed.first = word;
+        typed.last = word;
+    }
+    return typed;
+}
+
 bool next_word(std::string_view *rest, std::string_view *word)
 {
     rest->remove_prefix(find(*rest, 0, false));

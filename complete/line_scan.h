@@ -40,6 +40,15 @@ std::string_view command_word(const line_scan *scan);
 // The words between the first one and the word before the cursor.
 std::string_view words_before(const line_scan *scan);
 
+// How many these are, the first and the last of them; views into the scan.
+struct words_typed {
+    size_t count;
+    std::string_view first;
+    std::string_view last;
+};
+
+words_typed count_words_before(const line_scan *scan);
+
 // Takes the first word off rest into *word; false when there is none.
 bool next_word(std::string_view *rest, std::string_view *word);
 

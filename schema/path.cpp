@@ -93,7 +93,7 @@ heap_text enter_list_workspace(heap_text path, const char *workspace)
     const size_t length = strlen(workspace);
     const bool continues = strlen(path.get()) > length && text_starts_with(path.get(), workspace) &&
                            path.get()[length] == '/';
-    if (!continues || strcmp(workspace, "/") == 0 || workspace[length - 1] == ']' ||
+    if (!continues || strcmp(workspace, "/") == 0 || path_is_list_entry(workspace) ||
         !is_list(workspace))
         return path;
     const std::string_view name = path_last_component(workspace);

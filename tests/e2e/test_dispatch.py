@@ -77,9 +77,11 @@ def test_help_counts_quoted_words_as_one_but_takes_the_word_by_blanks(machine):
 
 
 def test_white_space_of_every_kind_before_the_command(machine):
-    machine.dialogue(
-        ("/$ ", "\tpwd", "/\r\n"), ("/$ ", "\v\f pwd", "/\r\n"), ("/$ ", "pwd\t", "/\r\n")
-    )
+    machine.dialogue(("/$ ", "\v\f pwd", "/\r\n"), ("/$ ", "pwd\t", "/\r\n"))
+
+
+def test_a_leading_tab_is_not_part_of_a_piped_line(machine):
+    assert machine.session("\t pwd", "quit").stdout == b"/$ pwd\n/\r\n/$ quit\n"
 
 
 def test_help_takes_its_word_by_blanks_alone(machine):

@@ -3,7 +3,6 @@
 import pytest
 from support import tarnd as daemon
 from support.example import EXAMPLE, edit_config, get_config, invoke, printed_ok
-from support.schema_db import Schema, container, leaf, list_, module
 from support.shell import DEBUG
 
 ROOT = "/$ "
@@ -12,9 +11,6 @@ DELETE_USAGE = "error command, please use:delete path\r\n"
 DISCARD_USAGE = "error command, please use:discard_changes (no param)\r\n"
 DISCARDED = "The discard_changes command executed successfuly!\n"
 NO_DELETE = "current mode not support del cmd\r\n"
-WRONG_NUMBER = "wrong number of parameters\r\n"
-NO_LIST = "error: the add_listentry cmd only works at list's workspace \r\n"
-NO_KEYS = "failed to get list's key:value \r\n"
 DELETE = 'xc:operation="delete"'
 PORT_KEYS = '<box xmlns="urn:acme"><port><id></id></port></box>'
 
@@ -35,10 +31,6 @@ def go(*names):
 
 def missing(operand):
     return f"error: child node:{operand}  is not existed.\r\n"
-
-
-def exists(key):
-    return f"key:{key} already exist!, use ls cmd to see the current keys\r\n"
 
 
 def box(inner, message_id=1):
@@ -73,9 +65,7 @@ class TestDelete:
     def test_a_path_that_cannot_be_resolved(self, machine, operand):
         refused(machine, f"delete {operand}", f"error parameter: {operand}\r\n")
 
-    @pytest.mark.parametrize(
-        "operand", ["/nothing", "nothing", "./nothing"]
-    )
+    @pytest.mark.parametrize("operand", ["/nothing", "nothing", "./nothing"])
     def test_an_unknown_module(self, machine, operand):
         refused(machine, f"delete {operand}", missing(operand))
 
@@ -142,7 +132,7 @@ class TestDelete:
             (at("/acme/box"), "delete name", ""),
             (at("/acme/box"), "delete ./size", ""),
             (at("/acme/box"), "delete ../hostname", ""),
-            (at("/acme/box"), "delete none", missing("none")),
+            (at("/acme/box"), "delete none", "error parameter: none\r\n"),
             (at("/acme/box"), "commit", printed_ok(1)),
         )
         assert machine.tarnd.requests == [
@@ -237,7 +227,7 @@ class TestDeleteInAChoice:
         assert machine.tarnd.requests[:4] == [
             get_config(f'<link xmlns="urn:acme"><{name}></{name}></link>', number)
             for number, name in enumerate(("tcp-host", "tcp-port", "udp-options", "udp-port"), 1)
-        ] or sorted(text.count("udp") for text in machine.tarnd.requests[:4]) == []
+        ]
         assert machine.tarnd.requests[4] == edit_config(
             f'<link xmlns="urn:acme"><udp-port {DELETE}></udp-port></link>', 5
         )

@@ -222,9 +222,9 @@ def test_a_piped_transcript(machine):
 
 
 def test_lines_of_blanks_do_nothing(machine):
-    result = machine.session("", "   ", "\t \t", "quit")
+    result = machine.session("", "   ", "\t \t", "\v \f", "quit")
     assert result.status == 0
-    assert result.stdout == b"/$ \n/$ \n/$ \t \t\n/$ quit\n"
+    assert result.stdout == b"/$ \n/$ \n/$ \n/$ \v \f\n/$ quit\n"
 
 
 def test_leading_blanks_of_a_piped_line_are_dropped(machine):

@@ -74,6 +74,23 @@ TEST_F(completion_keys, rpcs_of_a_list_and_of_its_entries)
     EXPECT_TRUE(requests().empty());
 }
 
+TEST_F(completion_keys, the_root_has_modules_and_no_rpcs)
+{
+    fake_redis_put("/", "xmodule", fake_node_record(fake_rpc, true, "", std::string(40, 'h')));
+    EXPECT_EQ(tab("x"), (struck{"x|", bell}));
+    EXPECT_EQ(tab("cd x").line, "cd xmodule/|");
+}
+
+TEST_F(completion_keys, a_path_of_one_absolute_level_is_not_completed)
+{
+    EXPECT_EQ(tab("cd /"), (struck{"cd /|", bell}));
+    EXPECT_EQ(tab("cd /m"), (struck{"cd /m|", bell}));
+    EXPECT_EQ(tab("cd /o/"), (struck{"cd /o/oc/|", "oc/"}));
+    stand_at("/m");
+    EXPECT_EQ(tab("cd /c/su"), (struck{"cd /c/sub/|", "b/"}));
+    EXPECT_EQ(tab("cd /m/c/su"), (struck{"cd /m/c/su|", bell}));
+}
+
 TEST_F(completion_keys, look_ups_of_rpcs_that_fail_leave_the_commands)
 {
     for (const fake_reply reply : {fake_reply_null, fake_reply_nil, fake_reply_error,
@@ -167,6 +184,10 @@ TEST_F(completion_keys, keys_of_a_list)
     EXPECT_EQ(tab("add-listentry "), (struck{"add-listentry k|", "k"}));
     EXPECT_EQ(tab("add-listentry k").written, "\nk2 k1 \n> add-listentry k");
     EXPECT_EQ(tab("add-listentry k1 v k").line, "add-listentry k1 v k2|");
+    EXPECT_EQ(tab("add-listentry k1 k"), (struck{"add-listentry k1 k|", bell}));
+    EXPECT_EQ(tab("add-listentry a v b v k").line, "add-listentry a v b v k|");
+    EXPECT_EQ(tab("add-listentry a v b v c v k"), (struck{"add-listentry a v b v c v k|", bell}));
+    EXPECT_EQ(tab("add-listentry k1 \"a b\" k").line, "add-listentry k1 \"a b\" k2|");
     EXPECT_EQ(tab("add-listentry k1 k2 k").line, "add-listentry k1 k2 k2|");
     stand_at("/m/c/l2[k1=a,k2=b]");
     EXPECT_EQ(tab("add-listentry k").written, "\nk2 k1 \n> add-listentry k");

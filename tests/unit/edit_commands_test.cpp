@@ -1,0 +1,401 @@
+// The commands set, delete and discard_changes, and what they record.
+#include "cmdtree/edit_commands.h"
+
+#include "cmdtree/forget_entries.h"
+#include "cmdtree/record_command.h"
+#include "tests/support/shell_world.h"
+
+#include <fstream>
+
+namespace
+{
+
+const std::string discarded = "The discard_changes command executed successfuly!\n";
+
+class edit_commands_test : public shell_world
+{
+  protected:
+    static void SetUpTestSuite()
+    {
+        private_tmp();
+    }
+
+    void SetUp() override
+    {
+        shell_world::SetUp();
+        ::remove("/tmp/vandel.conf");
+        sample_schema();
+    }
+
+    static std::string set(const std::string &words)
+    {
+        return printed_by([&] { EXPECT_EQ(cmd_set(("set" + words).c_str()), 0); });
+    }
+
+    static std::string del(const std::string &words)
+    {
+        return printed_by([&] { EXPECT_EQ(cmd_delete(("delete" + words).c_str()), 0); });
+    }
+
+    static std::string discard(const std::string &words = "")
+    {
+        return printed_by(
+            [&] { EXPECT_EQ(cmd_discard_changes(("discard_changes" + words).c_str()), 0); });
+    }
+
+    // Staged commands in order: operation, path, value.
+    static std::string log(const command_tree &tree = session.config_tree)
+    {
+        std::string text;
+        for (const cmd_node *node = tree.log.first; node != nullptr; node = node->log_next) {
+            text += std::to_string(node->operation) + " " + node->path +
+                    (node->value != nullptr ? std::string(" ") + node->value : "") + "\n";
+        }
+        return text;
+    }
+
+    static std::string profile()
+    {
+        std::ifstream file("/tmp/vandel.conf", std::ios::binary);
+        if (!file.good()) {
+            return "(no file)";
+        }
+        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    }
+
+    // The profile's lines of one section.
+    static std::string section(const std::string &name)
+    {
+        std::string text = profile();
+        size_t begin = text.find(name + "\n") + name.size() + 1;
+        return text.substr(begin, text.find("\n\n", begin) - begin);
+    }
+
+    // A daemon without data, for the choice of /m/c.
+    void serve_nothing()
+    {
+        serve(std::vector<std::string>(6, data_reply("")));
+    }
+};
+
+TEST_F(edit_commands_test, set_stages_leaves_and_leaf_lists)
+{
+    EXPECT_EQ(set(" /m/c/x 5"), "");
+    stand_at("/m/c");
+    EXPECT_EQ(set(" y 6"), "");
+    EXPECT_EQ(set(" ./ll a"), "");
+    EXPECT_EQ(set(" ll b"), "");
+    EXPECT_EQ(set(" ../top"), "");
+    EXPECT_EQ(log(), "1 /m/c/x 5\n1 /m/c/y 6\n1 /m/c/ll a\n1 /m/c/ll b\n1 /m/top\n");
+    EXPECT_EQ(profile(), "(no file)");
+    EXPECT_EQ(session.message_id, 0U); // nothing is asked of the daemon
+}
+
+TEST_F(edit_commands_test, set_keeps_values_as_they_were_split)
+{
+    set(" /m/c/x \"v1 v2\"");
+    set(" /m/c/y 'a,b'");
+    set(" /m/c/un a/b:c");
+    EXPECT_EQ(log(), "1 /m/c/x \"v1\x03v2\"\n1 /m/c/y 'a\x0e"
+                     "b'\n1 /m/c/un a/b:c\n");
+}
+
+TEST_F(edit_commands_test, set_stages_masked_paths)
+{
+    set(" /m/c/l[name=a/b:c]/v 1");
+    set(" /m/c/l[name='x y']/v 2");
+    EXPECT_EQ(log(), "1 /m/c/l[name=a\x01"
+                     "b\x02"
+                     "c]/v 1\n1 /m/c/l[name='x\x03y']/v 2\n");
+}
+
+TEST_F(edit_commands_test, set_reaches_into_cases)
+{
+    EXPECT_EQ(set(" /m/c/p2 1"), "");
+    EXPECT_EQ(log(), "1 /m/c/p2 1\n");
+}
+
+TEST_F(edit_commands_test, set_refusals)
+{
+    const std::string usage = "error command, please use:set path [value]\r\n";
+    EXPECT_EQ(set(""), usage);
+    EXPECT_EQ(set(" a b c"), usage);
+    EXPECT_EQ(set(" /m/c 1"), "/m/c's not config node.\r\n");
+    stand_at("/m");
+    EXPECT_EQ(set(" c"), "/m/c's not config node.\r\n");
+    EXPECT_EQ(set(" /m/c/up 1"), "/m/c/up's not config node.\r\n");
+    EXPECT_EQ(set(" /m/c/l[name='a b/c'] 1"), "/m/c/l[name='a b/c']'s not config node.\r\n");
+    EXPECT_EQ(set(" /m/r 1"), "/m/r's not config node.\r\n");
+    EXPECT_EQ(set(" /m 1"), "error parameter: /m\r\n");
+    EXPECT_EQ(set(" /nix 1"), "error parameter: /nix\r\n");
+    EXPECT_EQ(set(" /m/nix 1"), "error parameter: /m/nix\r\n");
+    EXPECT_EQ(set(" nix['a b'] 1"), "error parameter: nix['a b']\r\n");
+    EXPECT_EQ(set(" / 1"), "error parameter: /\r\n");
+    EXPECT_EQ(set(" /.. 1"), "error parameter: /..\r\n");
+    EXPECT_EQ(set(" %n%s"), "error parameter: %n%s\r\n");
+    EXPECT_EQ(log(), "");
+}
+
+TEST_F(edit_commands_test, set_that_cannot_be_merged)
+{
+    set(" /m/c/ll a");
+    EXPECT_EQ(set(" /m/c/ll"), "add cmd error!\r\n");
+    EXPECT_EQ(log(), "1 /m/c/ll a\n");
+}
+
+TEST_F(edit_commands_test, set_in_rpc_mode)
+{
+    enter_rpc("/m/r");
+    EXPECT_EQ(set(" p 1"), "");
+    EXPECT_EQ(set(" /m/r/pc/q 2"), "");
+    EXPECT_EQ(set(" pl[n=a/b]/d 3"), "");
+    EXPECT_EQ(log(session.rpc_tree), "1 /m/r/p 1\n1 /m/r/pc/q 2\n1 /m/r/pl[n=a\x01"
+                                     "b]/d 3\n");
+    EXPECT_EQ(log(), "");
+    EXPECT_EQ(set(" /m/c/x 1"), "error parameter: /m/c/x\r\n");
+    EXPECT_EQ(set(" /m/rx 1"), "error parameter: /m/rx\r\n");
+    EXPECT_EQ(set(" pc 1"), "/m/r/pc's not config node.\r\n");
+    EXPECT_EQ(set(" nix 1"), "error parameter: nix\r\n");
+}
+
+TEST_F(edit_commands_test, set_one_shot)
+{
+    session.oneshot = 1;
+    EXPECT_EQ(set(" /m/c/x 1"), "");
+    EXPECT_EQ(profile(),
+              "[pwd]\n/\n\n[config]\nset /m/c/x 1\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
+    stand_at("/m/c");
+    EXPECT_EQ(set(" y \"v1 v2\""), "");
+    EXPECT_EQ(set(" l[name='a b/c']/v"), "");
+    EXPECT_EQ(set(" ll"), "");
+    EXPECT_EQ(set(" ll"), "");
+    EXPECT_EQ(section("[config]"), "set /m/c/x 1\nset /m/c/y \"v1\x03v2\"\n"
+                                   "set /m/c/l[name='a b/c']/v\nset /m/c/ll\nset /m/c/ll");
+    EXPECT_EQ(session.config_tree.root, nullptr);
+    EXPECT_EQ(set(" c"), "error parameter: c\r\n");
+}
+
+TEST_F(edit_commands_test, set_one_shot_that_cannot_be_recorded)
+{
+    session.oneshot = 1;
+    EXPECT_EQ(set(" /m/c/x " + std::string(1000, 'v')), "add cmd error!\r\n");
+    EXPECT_EQ(profile(), "(no file)");
+    EXPECT_EQ(set(" /m/c/x " + std::string(1000 - 11, 'v')), "");
+    EXPECT_EQ(section("[config]").size(), 1000U);
+}
+
+TEST_F(edit_commands_test, set_one_shot_in_rpc_mode)
+{
+    session.oneshot = 1;
+    enter_rpc("/m/r");
+    EXPECT_EQ(set(" p 1"), "");
+    EXPECT_EQ(section("[rpc_para]"), "set /m/r/p 1");
+    EXPECT_EQ(section("[config]"), "");
+    EXPECT_EQ(session.rpc_tree.root, nullptr);
+}
+
+TEST_F(edit_commands_test, delete_stages)
+{
+    serve_nothing();
+    EXPECT_EQ(del(" /m/top"), "");
+    EXPECT_EQ(del(" /m/c"), "");
+    EXPECT_EQ(del(" /m/c/x"), "");
+    EXPECT_EQ(log(), "2 /m/top\n2 /m/c\n2 /m/c/x\n");
+}
+
+TEST_F(edit_commands_test, delete_of_leaf_list_values)
+{
+    serve_nothing();
+    stand_at("/m/c");
+    EXPECT_EQ(del(" ll 'v 1'"), "");
+    EXPECT_EQ(log(), "2 /m/c/ll 'v\x03"
+                     "1'\n");
+}
+
+TEST_F(edit_commands_test, delete_refusals)
+{
+    const std::string usage = "error command, please use:delete path\r\n";
+    EXPECT_EQ(del(""), usage);
+    EXPECT_EQ(del(" a b c"), usage);
+    EXPECT_EQ(del(" /m"), "error parameter: /m\r\n");
+    EXPECT_EQ(del(" /"), "error: child node:/  is not existed.\r\n");
+    EXPECT_EQ(del(" /nix"), "error: child node:/nix  is not existed.\r\n");
+    EXPECT_EQ(del(" /m/nix"), "error parameter: /m/nix\r\n");
+    EXPECT_EQ(del(" /m/state"), "/m/state's not config node.\r\n");
+    EXPECT_EQ(del(" /.."), "error parameter: /..\r\n");
+    EXPECT_EQ(del(" /m/c/o:box/lid x"),
+              "error parameter: /m/c/o:box/lid. delete key value only support leaflist.\r\n");
+    stand_at("/m/c/o:box");
+    EXPECT_EQ(del(" lid 'a b'"),
+              "error parameter: lid. delete key value only support leaflist.\r\n");
+    EXPECT_EQ(del(" %n%s"), "error parameter: %n%s\r\n");
+    EXPECT_EQ(log(), "");
+    enter_rpc("/m/r");
+    EXPECT_EQ(del(""), "current mode not support del cmd\r\n");
+    EXPECT_EQ(del(" p"), "current mode not support del cmd\r\n");
+}
+
+TEST_F(edit_commands_test, delete_of_a_state_leaf)
+{
+    serve_nothing();
+    EXPECT_EQ(del(" /m/c/up"), "/m/c/up's not config node.\r\n");
+}
+
+TEST_F(edit_commands_test, delete_of_an_entry)
+{
+    const std::string reply = data_reply("<c xmlns=\"urn:m\"><l><name>a/b c</name></l></c>");
+    serve({reply, reply, reply});
+    EXPECT_EQ(del(" /m/c/l[name=\"a/b c\"]"), "");
+    EXPECT_EQ(log(), "2 /m/c/l[name=\"a\x01"
+                     "b\x03"
+                     "c\"]\n");
+    EXPECT_EQ(del(" /m/c/l[name=\"a b\"]"),
+              "error: child node:/m/c/l[name=\"a b\"]  is not existed.\r\n");
+    stand_at("/m/c/l");
+    EXPECT_EQ(del(" l[name=x]"), "error: child node:l[name=x]  is not existed.\r\n");
+}
+
+TEST_F(edit_commands_test, delete_in_an_inactive_case)
+{
+    const std::string a1 = data_reply("<c xmlns=\"urn:m\"><a1>1</a1></c>");
+    serve(std::vector<std::string>(6, a1));
+    EXPECT_EQ(del(" /m/c/b1"), "error: child node:/m/c/b1  is not existed.\r\n");
+    serve(std::vector<std::string>(6, a1));
+    EXPECT_EQ(del(" /m/c/a1"), "");
+    EXPECT_EQ(log(), "2 /m/c/a1\n");
+}
+
+TEST_F(edit_commands_test, delete_forgets_added_entries)
+{
+    auto refill = [] {
+        local_entries_forget(nullptr, nullptr);
+        local_entries_add("/m/c/l", "l[name=a]");
+        local_entries_add("/m/c/l", "l[name=b\x01"
+                                    "c]");
+        local_entries_add("/m/c/l2", "l2[k1=1,k2=2]");
+        local_entries_add("/m/other", "x[k=1]");
+    };
+    refill();
+    forget_deleted_entries("/m/c/l[name=b\x01"
+                           "c]");
+    EXPECT_EQ(local_entries_has("/m/c/l", "l[name=b\x01"
+                                          "c]"),
+              0);
+    EXPECT_EQ(local_entries_has("/m/c/l", "l[name=a]"), 1);
+    refill();
+    forget_deleted_entries("/m/c/l[name=a]/v");
+    EXPECT_EQ(local_entries_has("/m/c/l", "l[name=a]"), 1);
+    refill();
+    forget_deleted_entries("/m/c");
+    EXPECT_EQ(local_entries_has("/m/c/l", "l[name=a]"), 0);
+    EXPECT_EQ(local_entries_has("/m/c/l2", "l2[k1=1,k2=2]"), 0);
+    EXPECT_EQ(local_entries_has("/m/other", "x[k=1]"), 1);
+    EXPECT_EQ(printed_by([] {
+                  forget_deleted_entries("l[name='a\x03"
+                                         "b']");
+              }),
+              "delete cmdpath err l[name='a b']!\r\n");
+}
+
+TEST_F(edit_commands_test, delete_by_the_command_forgets_too)
+{
+    local_entries_add("/m/c/l", "l[name=a]");
+    ASSERT_EQ(tree_stage_config("/m/c/l[name=a]", nullptr, operation_set), 0);
+    serve({data_reply("")});
+    EXPECT_EQ(del(" /m/c/l[name=a]"), "");
+    EXPECT_EQ(local_entries_has("/m/c/l", "l[name=a]"), 0);
+    EXPECT_EQ(log(), "2 /m/c/l[name=a]\n");
+}
+
+TEST_F(edit_commands_test, delete_that_cannot_be_staged)
+{
+    // Found below its parent, then out of reach of the merge.
+    ASSERT_EQ(tree_stage_config("/m/top", "1", operation_set), 0);
+    int reads_needed = 0;
+    fake_redis_fail_after(-1);
+    {
+        int before = fake_redis_reads();
+        EXPECT_EQ(del(" /m/top"), "");
+        reads_needed = fake_redis_reads() - before;
+    }
+    ASSERT_EQ(tree_stage_config("/m/top", "1", operation_set), 0);
+    fake_redis_fail_after(reads_needed - 1);
+    EXPECT_EQ(del(" /m/top"), "delete cmd error!\r\n");
+    EXPECT_EQ(log(), "1 /m/top 1\n");
+}
+
+TEST_F(edit_commands_test, delete_one_shot)
+{
+    session.oneshot = 1;
+    EXPECT_EQ(del(" /m/c/ll v1"), "");
+    EXPECT_EQ(del(" /m/c/l[name='a b/c']"), "");
+    EXPECT_EQ(del(" /m"), "");
+    EXPECT_EQ(del(" /m/state"), "");
+    EXPECT_EQ(section("[config]"),
+              "delete /m/c/ll\ndelete /m/c/l[name='a b/c']\ndelete /m\ndelete /m/state");
+    EXPECT_EQ(del(" /m/nix"), "error parameter: /m/nix\r\n");
+    EXPECT_EQ(del(" /m/c/l[name=" + std::string(1000, 'n') + "]"), ""); // not recorded, not told
+    EXPECT_EQ(session.message_id, 0U);
+    EXPECT_EQ(session.config_tree.root, nullptr);
+}
+
+TEST_F(edit_commands_test, discard)
+{
+    set(" /m/c/x 1");
+    local_entries_add("/m/c/l", "l[name=a]");
+    EXPECT_EQ(discard(), discarded);
+    EXPECT_EQ(session.config_tree.root, nullptr);
+    EXPECT_EQ(log(), "");
+    EXPECT_EQ(session.entries, nullptr);
+    EXPECT_EQ(discard(), discarded);
+    EXPECT_EQ(discard(" x"), "error command, please use:discard_changes (no param)\r\n");
+    EXPECT_EQ(profile(), "(no file)");
+}
+
+TEST_F(edit_commands_test, discard_in_rpc_mode)
+{
+    set(" /m/c/x 1");
+    local_entries_add("/m/c/l", "l[name=a]");
+    local_entries_add("/m/r/pl", "pl[n=1]");
+    enter_rpc("/m/r");
+    set(" p 1");
+    EXPECT_EQ(discard(), discarded);
+    EXPECT_EQ(session.rpc_tree.root, nullptr);
+    EXPECT_NE(session.config_tree.root, nullptr);
+    EXPECT_EQ(local_entries_has("/m/c/l", "l[name=a]"), 1);
+    EXPECT_EQ(local_entries_has("/m/r/pl", "pl[n=1]"), 0);
+    EXPECT_STREQ(session.rpc_path, "/m/r");
+}
+
+TEST_F(edit_commands_test, discard_one_shot)
+{
+    session.oneshot = 1;
+    set(" /m/c/x 1");
+    stand_at("/m/c");
+    EXPECT_EQ(discard(), discarded);
+    EXPECT_EQ(profile(), "[pwd]\n/m/c\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
+    enter_rpc("/m/r");
+    set(" p 1");
+    EXPECT_EQ(discard(), discarded);
+    EXPECT_EQ(profile(), "[pwd]\n/m/r\n\n[config]\n\n\n[rpc]\n/m/r\n\n[rpc_para]\n\n\n%%%\n");
+}
+
+TEST_F(edit_commands_test, records)
+{
+    EXPECT_EQ(record_command("add", "/m/c/l", "l[name=a]"), 0);
+    EXPECT_EQ(record_command("set",
+                             "/m/c/l[name=a\x01"
+                             "b]",
+                             "'v\x03w'"),
+              0);
+    EXPECT_EQ(section("[config]"), "add /m/c/l l[name=a]\nset /m/c/l[name=a/b] 'v\x03w'");
+    enter_rpc("/m/r");
+    EXPECT_EQ(record_command("add", "/m/r/pl", "pl[n=1]"), 0);
+    EXPECT_EQ(record_command("set", "/m/r/pl[n=1]", nullptr), 0);
+    EXPECT_EQ(section("[config]"), "add /m/c/l l[name=a]\nset /m/c/l[name=a/b] 'v\x03w'\n"
+                                   "add /m/r/pl pl[n=1]");
+    EXPECT_EQ(section("[rpc_para]"), "set /m/r/pl[n=1]");
+    EXPECT_EQ(record_command("set", "/m", std::string(1000, 'v').c_str()), -1);
+}
+
+} // namespace
