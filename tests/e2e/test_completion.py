@@ -242,7 +242,9 @@ def test_an_rpc_is_offered_as_a_path(prompt):
 def test_relative_and_inner_paths(prompt):
     walk(prompt, "acme")
     assert tab(prompt, "set ho") == "stname"
-    assert tab(prompt, "set box/stat") == in_columns("\n/acme$ ", "set box/stat", "state   station ")
+    assert tab(prompt, "set box/stat") == in_columns(
+        "\n/acme$ ", "set box/stat", "state   station "
+    )
     assert tab(prompt, "set box/stati") == "on"
     assert tab(prompt, "set ./box/stati") == "on"
     assert tab(prompt, "set box/./ta") == "g"
@@ -537,7 +539,8 @@ def test_help_with_a_word_is_remembered_without_the_word(prompt):
 
 
 def test_lines_of_nothing_but_punctuation(prompt):
-    for word in ("[", "]", "[[[=", "a[b=", "=/", "=/]", "]/=/[", "'", '"', "'\"", "[=,]/", "/[/]=/"):
+    words = ["[", "]", "[[[=", "a[b=", "=/", "=/]", "]/=/[", "'", '"', "'\"", "[=,]/", "/[/]=/"]
+    for word in words:
         for line in (word, "set " + word, "set acme/box" + word, "cd x " + word + "/a"):
             prompt.line(line)
             prompt.press(TAB)

@@ -54,27 +54,30 @@ SCHEMA = Schema(
     module("lab", "urn:lab"),
 )
 
-COMMANDS = """
-  help               Display the help information. (help [cmd])
-  cd                 Change the current workspace. (cd path)
-  ls                 List subordinate configurable nodes.\x20
-  pwd                Print the current workspace.\x20
-  set                Set value of the configurable node. (set key value|"v1 v2")
-  delete             Delete value of the configurable node.\x20
-  discard_changes    Delete local data.\x20
-  get                Get value of the configurable node.\x20
-  get-config         Get value from local, running or startup database. """ """(get-config -r|-s path or get-config -l [path])
-  copy-config        Copy source database to target database.
-  commit             Record changes to the server.\x20
-  save               Save running database to startup database.\x20
-  add-listentry      Create a new listentry. (add-listentry k1 v1 [k2 v2] ...)
-  export-config      Export running or startup database to file. """ """(export-config running|startup path)
-  import-config      Import data to running or startup database from file. """ """(import-config file running|startup)
-  quit               Quit vandel or quit rpc mode.
-  delete-config      Delete startup database.
-"""
+COMMANDS = (
+    "\n"
+    "  help               Display the help information. (help [cmd])\n"
+    "  cd                 Change the current workspace. (cd path)\n"
+    "  ls                 List subordinate configurable nodes. \n"
+    "  pwd                Print the current workspace. \n"
+    '  set                Set value of the configurable node. (set key value|"v1 v2")\n'
+    "  delete             Delete value of the configurable node. \n"
+    "  discard_changes    Delete local data. \n"
+    "  get                Get value of the configurable node. \n"
+    "  get-config         Get value from local, running or startup database. "
+    "(get-config -r|-s path or get-config -l [path])\n"
+    "  copy-config        Copy source database to target database.\n"
+    "  commit             Record changes to the server. \n"
+    "  save               Save running database to startup database. \n"
+    "  add-listentry      Create a new listentry. (add-listentry k1 v1 [k2 v2] ...)\n"
+    "  export-config      Export running or startup database to file. "
+    "(export-config running|startup path)\n"
+    "  import-config      Import data to running or startup database from file. "
+    "(import-config file running|startup)\n"
+    "  quit               Quit vandel or quit rpc mode.\n"
+    "  delete-config      Delete startup database.\n"
+)
 
-BLANK = " "
 PATH_ROW = "      path    schema        yang module schema tree path\n"
 GET_CONFIG_ROWS = (
     "        -l      location        vandel local path\n"

@@ -215,6 +215,14 @@ def test_a_change_by_another_shell_is_announced(device):
     (directory,) = glob.glob(device.path("vandel.*"))
     private = f"/tmp/{os.path.basename(directory)}"
     where = {"TARND_SOCKET": f"{private}/tarnd.sock", "SCHEMA_REDIS": f"{private}/redis.sock"}
+    # The gateway's subscription counts from some moment after the start; once
+    # it does, the beginning of every other session is announced.
+    wait_until(
+        lambda: device.session("quit", env=where) and b"  <netconf-session-start " in first.stdout,
+        "a first notification",
+        pause=0.5,
+    )
+    assert b"netconf-config-change" not in first.stdout
     second = device.session("set /vandel-device/system/hostname r3", "commit", "quit", env=where)
     assert b"  <ok/>\n" in second.stdout
     output = first.expect(b"  </netconf-config-change>\n</notification>\n", timeout=SOON)

@@ -130,36 +130,3 @@ def test_datastores(device):
     assert leaves(output[7], "hostname") == ["r2"]
     assert OK in output[8]
     assert EMPTY in output[9]
-
-
-def test_export_wipe_import(device):
-    read = f"get-config -r {DEVICE}/system"
-    name = device.path("saved.xml")
-    output = talk(
-        device,
-        f'set {DEVICE}/system/contact "a <b> & c"',
-        f"set {DEVICE}/system/dns/search a.example",
-        "commit",
-        read,
-        "export-config running /tmp/saved.xml",
-        f"delete {DEVICE}/system",
-        "commit",
-        read,
-        "import-config /tmp/saved.xml running",
-        read,
-    )
-    with open(name, encoding="utf-8") as file:
-        text = file.read()
-    assert text.startswith("<?xml version='1.0' encoding='UTF-8'?><data>")
-    assert text.endswith("</data>")
-    assert output[4].startswith("The export-config command executed successfuly! ")
-    assert EMPTY in output[7]
-    assert leaves(output[9], "contact") == leaves(output[3], "contact") != [], output[8]
-    assert leaves(output[9], "search") == ["a.example"]
-
-
-def test_save(device):
-    read = f"get-config -s {DEVICE}/system"
-    output = talk(device, f"set {DEVICE}/system/hostname r1", "commit", "save", read)
-    assert OK in output[2]
-    assert leaves(output[3], "hostname") == ["r1"]

@@ -220,7 +220,7 @@ class shell_world : public testing::Test
         return *server;
     }
 
-    // A daemon that gives these replies, one for each request.
+    // A daemon that gives these replies, one for each request, and goes away.
     void serve(const std::vector<std::string> &replies)
     {
         disconnect();
@@ -228,6 +228,7 @@ class shell_world : public testing::Test
         for (const std::string &reply : replies) {
             server->answer(reply);
         }
+        server->hang_up();
         server->start();
     }
 

@@ -270,7 +270,7 @@ TEST_F(add_listentry_test, one_shot_whose_first_record_is_refused)
 
 TEST_F(add_listentry_test, odd_values_do_no_harm)
 {
-    serve_entries("", 12);
+    serve_entries("", 40);
     for (const char *value : {"a,b", "a=b", "[", "]", "a]b", "'", "\"", "'a", "=", ",", "[]", "..",
                               "/", ":", "\x01", "%n%s"}) {
         add(std::string(" name ") + value);

@@ -170,7 +170,7 @@ TEST_F(xml_writer_test, key_values_are_restored_unquoted_and_escaped)
                        "2\x02"
                        "3]"),
               "<l><name>1/2:3</name></l>");
-    EXPECT_EQ(inside_c("/m/c/l2[k1='[\x0e]',k2='\x0d']"), "<l2><k1>[,]</k1><k2>=</k2></l2>");
+    EXPECT_EQ(inside_c("/m/c/l2[k1='\x0b\x0e\x0c',k2='\x0d']"), "<l2><k1>[,]</k1><k2>=</k2></l2>");
 }
 
 TEST_F(xml_writer_test, values_are_restored_unquoted_and_escaped)
