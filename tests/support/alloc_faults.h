@@ -38,7 +38,9 @@ void *__real_realloc(void *block, size_t size);
 char *__real_strdup(const char *text);
 char *__real_strndup(const char *text, size_t size);
 int __real_vasprintf(char **text, const char *format, va_list arguments);
+int __real___vasprintf_chk(char **text, int flag, const char *format, va_list arguments);
 void __real_vsyslog(int priority, const char *format, va_list arguments);
+void __real___vsyslog_chk(int priority, int flag, const char *format, va_list arguments);
 redisReply *__real_redis_hash_get_bin_safe(redisContext *connection, const char *hash,
                                            size_t hash_length, const char *field,
                                            size_t field_length);
@@ -69,10 +71,21 @@ int __wrap_vasprintf(char **text, const char *format, va_list arguments)
 {
     return alloc_fails() ? -1 : __real_vasprintf(text, format, arguments);
 }
+// The next one, and the one after vsyslog, are what a fortified build calls.
+int __wrap___vasprintf_chk(char **text, int flag, const char *format, va_list arguments)
+{
+    return alloc_fails() ? -1 : __real___vasprintf_chk(text, flag, format, arguments);
+}
 void __wrap_vsyslog(int priority, const char *format, va_list arguments)
 {
     alloc_suspended++;
     __real_vsyslog(priority, format, arguments);
+    alloc_suspended--;
+}
+void __wrap___vsyslog_chk(int priority, int flag, const char *format, va_list arguments)
+{
+    alloc_suspended++;
+    __real___vsyslog_chk(priority, flag, format, arguments);
     alloc_suspended--;
 }
 redisReply *__wrap_redis_hash_get_bin_safe(redisContext *connection, const char *hash,

@@ -180,8 +180,7 @@ TEST_F(commit_test, codes_are_restored_in_the_body_only)
 
 TEST_F(commit_test, bodies_of_any_size_arrive_whole)
 {
-    for (size_t size :
-         {1000, 3 << 10, 4060, 4070, 4080, 4090, 5 << 10, 100 << 10, 3 << 20, 20 << 20}) {
+    for (size_t size : {1000, 3 << 10, 4060, 4070, 4080, 4090, 5 << 10, 100 << 10, 3 << 20}) {
         std::string value(size, 'v');
         run(cmd_set, "set /m/c/x " + value);
         run(cmd_set, "set /m/c/y end");
@@ -198,7 +197,7 @@ TEST_F(commit_test, many_entries_arrive_in_order)
 {
     std::string body;
     std::vector<std::string> parts;
-    for (int i = 0; i < 30000; i++) {
+    for (int i = 0; i < 10000; i++) {
         std::string name = std::to_string(i);
         ASSERT_EQ(tree_stage_config(("/m/c/l[name=" + name + "]/v").c_str(), "x&", operation_set),
                   0);

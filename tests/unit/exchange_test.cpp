@@ -3,8 +3,8 @@
 
 #include "tests/support/shell_world.h"
 
-#include <chrono>
-#include <regex>
+#include <atomic>
+#include <cerrno>
 
 namespace
 {
@@ -88,6 +88,17 @@ class exchange_test : public shell_world
     char *body = nullptr;
     uint32_t length = 0;
 };
+
+// How a body that ended early is told; errno may name any cause then.
+void expect_early_end(const log_lines &lines, const std::string &numbers)
+{
+    ASSERT_EQ(lines.size(), 1U);
+    EXPECT_EQ(lines[0].first, 15);
+    const std::string begin = "[DEBUG] Read message failed(";
+    const std::string &text = lines[0].second;
+    EXPECT_EQ(text.substr(0, begin.size()), begin);
+    EXPECT_EQ(text.substr(text.rfind(')')), "). " + numbers + "\n");
+}
 
 TEST_F(exchange_test, a_text_travels_with_its_zero_byte)
 {
@@ -322,24 +333,14 @@ TEST_F(exchange_test, a_body_of_256_mebibytes_is_accepted)
 {
     push_all(std::string("\xff\xba\xdc\xfe\0\0\0\x10\0\0\0\0xyz", 15));
     EXPECT_EQ(receive(), -1);
-    log_lines lines = captured_log_take();
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_EQ(lines[0].first, 15);
-    EXPECT_TRUE(std::regex_match(lines[0].second,
-                                 std::regex("\\[DEBUG\\] Read message failed\\([A-Za-z ]+\\)\\. "
-                                            "expected: 268435456, actual:0\n")))
-        << lines[0].second;
+    expect_early_end(captured_log_take(), "expected: 268435456, actual:0");
 }
 
 TEST_F(exchange_test, a_body_that_ends_early_fails)
 {
     push_all(frame_bytes("abcdef").substr(0, 14));
     EXPECT_EQ(receive(), -1);
-    log_lines lines = captured_log_take();
-    ASSERT_EQ(lines.size(), 1U);
-    EXPECT_TRUE(std::regex_match(lines[0].second,
-                                 std::regex("\\[DEBUG\\] Read message failed\\([A-Za-z ]+\\)\\. "
-                                            "expected: 6, actual:0\n")));
+    expect_early_end(captured_log_take(), "expected: 6, actual:0");
 }
 
 TEST_F(exchange_test, a_read_error_in_the_body_is_named)

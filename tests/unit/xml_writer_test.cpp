@@ -347,14 +347,18 @@ TEST_F(xml_writer_test, a_large_value_has_a_chunk_of_its_own)
 
 TEST_F(xml_writer_test, more_than_16_chunks_fail)
 {
-    // Pieces that are one byte too large for each slot's standard chunk.
-    for (int i = 16; i >= 0; i--) {
-        std::string size = std::to_string(i);
-        size_t length = i < 8 ? 4096U << i : 600000;
-        set("/m/c/y" + size, std::string(length, 'v').c_str());
+    // A pool whose 16 chunks are full.
+    for (output_chunk *&slot : session.output.slot) {
+        slot = static_cast<output_chunk *>(malloc(sizeof(output_chunk)));
+        *slot = {1, 1, static_cast<char *>(calloc(1, 1))};
     }
-    std::string text = body();
-    EXPECT_EQ(text.substr(0, 30), "<c xmlns=\"urn:m\"><y0>vvvvvvvvv");
+    session.output.current = 15;
+    set("/m/c/x", "1");
+    EXPECT_NE(tree_to_xml(session.config_tree.root, path_scope_configuration), 0);
+    EXPECT_EQ(session.output.slot[0], nullptr);
+    EXPECT_EQ(session.output.slot[15], nullptr);
+    EXPECT_EQ(session.output.current, 0U);
+    EXPECT_EQ(body(), "<c xmlns=\"urn:m\"><x>1</x></c>");
 }
 
 TEST_F(xml_writer_test, a_failure_leaves_an_empty_pool)
