@@ -25,7 +25,7 @@ def idle(machine):
     machine.load(EXAMPLE)
     shell = machine.start()
     shell.send("pwd\n\n")
-    shell.expect(b"/$ pwd\n/\r\n/$ ")
+    shell.expect(b"/$ pwd\n/\r\n/$ \n")
     return shell, machine.tarnd.wait_session()
 
 
