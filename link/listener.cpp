@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <stdint.h>
 #include <sys/select.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "link/exchange.h"
@@ -12,6 +13,7 @@
 #include "link/xpath.h"
 #include "shell/log.h"
 #include "shell/session.h"
+#include "shell/signals.h"
 #include "shell/text.h"
 
 namespace
@@ -20,6 +22,12 @@ namespace
 constexpr unsigned busy_seconds = 2;
 constexpr unsigned idle_seconds = 1;
 constexpr suseconds_t poll_microseconds = 100000;
+constexpr long park_nanoseconds = 500000000;
+constexpr long second_nanoseconds = 1000000000;
+
+// Held by the listener while it handles a message, and by the main thread from
+// listener_park on.
+pthread_mutex_t message_lock = PTHREAD_MUTEX_INITIALIZER;
 
 // A descriptor that an fd_set cannot hold is never readable.
 bool socket_readable()
@@ -31,6 +39,14 @@ bool socket_readable()
     struct timeval timeout = {0, poll_microseconds};
     return select(server_fd + 1, &session.listen_fds, nullptr, nullptr, &timeout) >= 1 &&
            FD_ISSET(server_fd, &session.listen_fds);
+}
+
+void print_if_notification(const char *message, uint32_t length)
+{
+    pthread_mutex_lock(&message_lock);
+    if (is_notification(message, length) != 0)
+        xml_print(message);
+    pthread_mutex_unlock(&message_lock);
 }
 
 } // namespace
@@ -57,10 +73,13 @@ int thread_create(void *(*body)(void *), void *argument)
 // Shared with the main thread: server_fd (set before this thread starts),
 // session.lock, the socket (read only while the lock is held), the system log
 // and standard output (both lock themselves), libxml2 (initialised before).
-// session.listen_fds is this thread's own from here on.
+// session.listen_fds is this thread's own from here on. A message is handled
+// under message_lock.
 void *notify_listener(void *)
 {
+    pthread_mutex_lock(&message_lock);
     xml_silence();
+    pthread_mutex_unlock(&message_lock);
     for (;;) {
         if (exchange_trylock() != 0) {
             sleep(busy_seconds);
@@ -74,7 +93,25 @@ void *notify_listener(void *)
             return nullptr;
         if (!received)
             sleep(idle_seconds);
-        else if (is_notification(message, length) != 0)
-            xml_print(message);
+        else
+            print_if_notification(message, length);
     }
+}
+
+void listener_park()
+{
+    const signal_window window;
+    pthread_mutex_lock(&message_lock);
+}
+
+int listener_park_soon()
+{
+    struct timespec deadline;
+    clock_gettime(CLOCK_REALTIME, &deadline);
+    deadline.tv_nsec += park_nanoseconds;
+    if (deadline.tv_nsec >= second_nanoseconds) {
+        deadline.tv_nsec -= second_nanoseconds;
+        deadline.tv_sec++;
+    }
+    return pthread_mutex_timedlock(&message_lock, &deadline);
 }

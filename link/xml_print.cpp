@@ -13,14 +13,20 @@
 namespace
 {
 
+// To be called with the stream locked.
+void write_text(const char *text, size_t length)
+{
+    fwrite_unlocked(text, 1, length, stdout);
+}
+
 void write_blanks(long count)
 {
     static const char blanks[] = "                                                                ";
     constexpr long width = sizeof blanks - 1;
     for (; count > width; count -= width)
-        fwrite_unlocked(blanks, 1, width, stdout);
+        write_text(blanks, width);
     if (count > 0)
-        fwrite_unlocked(blanks, 1, static_cast<size_t>(count), stdout);
+        write_text(blanks, static_cast<size_t>(count));
 }
 
 // Writes the text from `from` up to `to` with its entities decoded. A line end
@@ -31,12 +37,12 @@ void write_decoded(const char *from, const char *to)
         const size_t left = static_cast<size_t>(to - from);
         const char *entity = static_cast<const char *>(memchr(from, '&', left));
         const char *plain_end = entity != nullptr ? entity : to;
-        fwrite_unlocked(from, 1, static_cast<size_t>(plain_end - from), stdout);
+        write_text(from, static_cast<size_t>(plain_end - from));
         if (entity == nullptr)
             return;
         char character = '&';
         from = entity + unescape_one(entity, static_cast<size_t>(to - entity), &character);
-        putc_unlocked(character, stdout);
+        write_text(&character, 1);
     }
 }
 
@@ -44,7 +50,7 @@ void write_line(long indentation, const char *from, const char *to)
 {
     write_blanks(indentation);
     write_decoded(from, to);
-    putc_unlocked('\n', stdout);
+    write_text("\n", 1);
 }
 
 void write_layout(const char *message)

@@ -1,9 +1,17 @@
 // vandel: view and edit the configuration of a NETCONF device.
+#include "link/listener.h"
 #include "shell/startup.h"
 
-int main(int argc, char **argv)
+static int run(int argc, char **argv)
 {
     if (vandel_init() != 0)
         return -1;
     return argc <= 1 ? run_interactive() : run_oneshot(argc - 1, argv + 1);
+}
+
+int main(int argc, char **argv)
+{
+    const int status = run(argc, argv);
+    listener_park();
+    return status;
 }

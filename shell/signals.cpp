@@ -15,6 +15,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "link/listener.h"
 #include "redisapi.h"
 #include "schema/local_entries.h"
 #include "shell/session.h"
@@ -62,7 +63,10 @@ void arm_exit_deadline()
     if (session.redis != nullptr)
         redis_freeconn(session.redis);
     local_entries_forget(nullptr, nullptr);
-    exit(EXIT_FAILURE);
+    if (listener_park_soon() == 0)
+        exit(EXIT_FAILURE);
+    fflush(stdout);
+    _exit(EXIT_FAILURE);
 }
 
 } // namespace

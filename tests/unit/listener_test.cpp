@@ -67,6 +67,7 @@ class listener_test : public shell_world
         ASSERT_GE(child, 0);
         if (child == 0) {
             body();
+            server.reset();
             fflush(stdout);
             _exit(HasFailure() ? 1 : 0);
         }
@@ -185,7 +186,6 @@ TEST_F(listener_test, a_descriptor_beyond_the_set_is_never_readable)
         std::this_thread::sleep_for(300ms);
         ASSERT_EQ(exchange_lock(), 0);
         exchange_unlock();
-        server_fd = -1;
     });
 }
 
