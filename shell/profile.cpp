@@ -110,7 +110,8 @@ bool find_place(std::string_view content, std::string_view section, profile_mode
     return true;
 }
 
-// The file's section value: the line behind the header, when it is not empty.
+// The file's section value: the line behind the header, up to a zero byte in it;
+// empty for none.
 std::string_view section_value(std::string_view content, std::string_view section)
 {
     const size_t header = content.find(section);
@@ -121,7 +122,10 @@ std::string_view section_value(std::string_view content, std::string_view sectio
         return {};
     content.remove_prefix(1);
     const size_t end = content.find('\n');
-    return end == std::string_view::npos ? std::string_view() : content.substr(0, end);
+    if (end == std::string_view::npos)
+        return {};
+    const std::string_view line = content.substr(0, end);
+    return line.substr(0, line.find('\0'));
 }
 
 int take_value(std::string_view content, std::string_view section, char **slot)

@@ -140,7 +140,7 @@ int profile_load()
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(line.size() < rest.size() ? line.size() + 1 : rest.size());
         const heap_text copy = text_copy(line);
-        if (!copy || (!line.empty() && handlers[state](copy.get(), &state) != 0))
+        if (!copy || (*copy != '\0' && handlers[state](copy.get(), &state) != 0))
             return -1;
     }
     return 0;

@@ -251,6 +251,16 @@ TEST_F(profile_replay_test, a_zero_byte_loses_no_later_line)
     EXPECT_EQ(config(), "1 /m/c/x a\n1 /m/c/y 1\n");
 }
 
+TEST_F(profile_replay_test, a_line_that_begins_with_a_zero_byte_is_an_empty_one)
+{
+    const char text[] = "\0\n[pwd]\n/m\n\0x\n[config]\n\0y\nset /m/c/x 1\n"
+                        "[rpc]\n\0z\n[rpc_para]\n\0\n%%%\n";
+    EXPECT_EQ(replay(std::string(text, sizeof text - 1)), 0);
+    EXPECT_STREQ(session.pwd, "/m");
+    EXPECT_EQ(session.rpc_path, nullptr);
+    EXPECT_EQ(config(), "1 /m/c/x 1\n");
+}
+
 TEST_F(profile_replay_test, paths_of_the_rpc_s_module_are_looked_up_as_configuration)
 {
     // Workspace and rpc come first in a file of RPC mode; a staged leaf-list

@@ -428,4 +428,12 @@ TEST_F(profile_test, start_looks_behind_zero_bytes)
     EXPECT_STREQ(session.rpc_path, "/m/r");
 }
 
+TEST_F(profile_test, start_ends_a_value_at_a_zero_byte)
+{
+    write_content(std::string("[pwd]\n/m\0x\n\n[rpc]\n\0/m/r\n", 24));
+    EXPECT_EQ(profile_load_start(), 0);
+    EXPECT_STREQ(session.pwd, "/m");
+    EXPECT_EQ(session.rpc_path, nullptr);
+}
+
 } // namespace
