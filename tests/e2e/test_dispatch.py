@@ -4,6 +4,7 @@ import re
 
 import pytest
 from support.example import EXAMPLE
+from support.prompt import UP, Prompt
 from support.shell import DEBUG, ERROR
 
 ROWS = (
@@ -140,3 +141,45 @@ def test_a_path_that_leads_nowhere_is_logged(machine):
     assert machine.log.texts(ERROR, DEBUG) == [
         (DEBUG, "[DEBUG] error: invalid path /acme/nothing\r\n\n")
     ]
+
+
+class TestHistory:
+    """Which lines can be recalled at the terminal."""
+
+    REMEMBERED = [
+        ("pwd", "pwd"),
+        ("  pwd now", "  pwd now"),  # a command that fails
+        ("get /no/such", "get /no/such"),
+        ("/acme/reset now", "/acme/reset now"),  # an rpc that is not entered
+        ("help", "help"),
+        ("help cd", "help"),  # the command cut its line
+        ("  help cd", "  help"),
+    ]
+    FORGOTTEN = ["nonsense", "quitx", "acme", "/acme/box", "   ", ""]
+
+    @pytest.mark.parametrize("typed, recalled", REMEMBERED)
+    def test_a_command_is_remembered(self, machine, typed, recalled):
+        machine.load(EXAMPLE)
+        prompt = Prompt(machine, screen=False)
+        prompt.run("ls")
+        prompt.run(typed)
+        assert prompt.press(UP) == recalled.encode()
+
+    @pytest.mark.parametrize("typed", FORGOTTEN)
+    def test_what_runs_nothing_is_not(self, machine, typed):
+        machine.load(EXAMPLE)
+        prompt = Prompt(machine, screen=False)
+        prompt.run("ls")
+        prompt.run(typed)
+        assert prompt.press(UP) == b"ls"
+
+    def test_an_rpc_and_its_end_are_remembered(self, machine):
+        machine.load(EXAMPLE)
+        prompt = Prompt(machine, screen=False)
+        prompt.run("/acme/reset")
+        assert prompt.press(UP) == b"/acme/reset"
+        prompt.run("/acme/reset")  # refused inside the rpc, and remembered already
+        prompt.run("/acme/ping")
+        assert prompt.press(UP) == b"/acme/reset"
+        prompt.run("quit")
+        assert prompt.press(UP) == b"quit"

@@ -2,6 +2,7 @@
 
 import os
 import signal
+import socket
 import struct
 import subprocess
 import threading
@@ -9,7 +10,7 @@ import time
 
 import pytest
 from support import tarnd as daemon
-from support.example import EXAMPLE, get, printed_no_data
+from support.example import EXAMPLE, get, printed_no_data, printed_ok
 from support.shell import DEBUG, ERROR, INFO, USER
 
 NO_SERVER = b"failed to connect ncserver!\r\n"
@@ -195,6 +196,75 @@ def test_arguments_are_joined_by_one_blank(machine):
     assert machine.one_shot("", "pwd").stdout == b"/\r\n"
 
 
+def test_arguments_are_split_again_by_the_command(machine):
+    machine.load(EXAMPLE)
+    for words in (
+        ("set", "/acme/box/name", '"a', 'b"'),  # quotes reach across arguments
+        ("set /acme/box/name", '"a b"'),
+        ("set\t/acme/box/name\n\"a b\"",),
+    ):
+        machine.one_shot("discard_changes")
+        result = machine.one_shot(*words)
+        assert (result.status, result.stdout) == (0, b"")
+        with open(machine.profile, "rb") as profile:
+            assert b'\n[config]\nset /acme/box/name "a\x03b"\n\n' in profile.read()
+
+
+def test_a_line_feed_in_an_argument_ends_no_command(machine):
+    usage = b"error command, please use:pwd (no param)\r\n"
+    assert machine.one_shot("pwd\nquit").stdout == usage
+    assert machine.one_shot("pwd\n\t").stdout == b"/\r\n"
+    assert machine.one_shot("\n\v\f\r\tpwd").stdout == b"/\r\n"
+
+
+def test_options_are_words_like_any(machine):
+    machine.load(EXAMPLE)
+    for word in ("-h", "--help", "--", "-"):
+        assert machine.one_shot(word).stdout.decode() == (
+            f"error parameter: {word}\r\n"
+            f"{word}: no such command, type 'help' for more information.\n"
+        )
+
+
+@pytest.mark.parametrize("content", [b"", b"junk", b"[pwd]\n/acme\n\n[rpc]\n/acme/reset\n\n"])
+def test_an_interactive_session_has_nothing_to_do_with_the_profile(machine, content):
+    machine.load(EXAMPLE)
+    with open(machine.profile, "wb") as profile:
+        profile.write(content)
+    machine.dialogue(
+        ("/$ ", "pwd", "/\r\n"),
+        ("/$ ", "cd acme", ""),
+        ("\n/acme$ ", "set box/name 1", ""),
+        ("\n/acme$ ", "delete box/size", ""),
+        ("\n/acme$ ", "reset", ""),
+        ("\n[reset]$ ", "quit", "The discard_changes command executed successfuly!\n"),
+        ("\n/acme$ ", "commit", printed_ok(1)),
+    )
+    with open(machine.profile, "rb") as profile:
+        assert profile.read() == content
+
+
+def test_an_interactive_session_makes_no_profile(machine):
+    machine.load(EXAMPLE)
+    machine.dialogue(("/$ ", "cd acme", ""), ("\n/acme$ ", "set box/name 1", ""))
+    assert not os.path.lexists(machine.profile)
+
+
+@pytest.mark.parametrize("arguments", [[], ["get", "/acme/empty"]])
+def test_the_listener_runs_in_both_modes(machine, arguments):
+    machine.load(EXAMPLE)
+    stalled = threading.Event()
+    machine.tarnd.on_request = lambda request: [daemon.pause(stalled), request.data()]
+    shell = machine.start(*arguments)
+    if not arguments:
+        shell.send("get /acme/empty\nquit\n")
+    machine.tarnd.wait_requests(1)
+    threads = os.listdir(f"/proc/{shell.pid}/task")
+    stalled.set()
+    assert shell.wait().status == 0
+    assert len(threads) >= 2  # a sanitizer may have one of its own
+
+
 def test_the_status_of_one_command_is_zero_whatever_it_did(machine):
     machine.load(EXAMPLE)
     assert machine.one_shot("quit").status == 0
@@ -362,6 +432,14 @@ def test_sigpipe_from_outside(machine):
     assert result.stdout == b"/$ pwd\n/\r\n/$ \n\nReceive signal=13 and exit\n"
 
 
+def test_sigint_is_nobodys_business(machine):
+    shell = started(machine)
+    shell.signal(signal.SIGINT)
+    result = shell.wait()
+    assert (result.status, result.stderr) == (-signal.SIGINT, b"")
+    assert b"Receive signal" not in result.stdout
+
+
 def test_output_that_nobody_reads_ends_the_shell(machine):
     reading, writing = os.pipe()
     process = subprocess.Popen(
@@ -397,6 +475,28 @@ def test_a_closed_standard_input_makes_zero_the_daemons_descriptor(machine):
     assert machine.tarnd.frames == []
     refused = (ERROR, "[ERROR] Connect to Server first!Send msg error.\n")
     assert machine.log.texts() == [*CONNECTED, refused, *EXCHANGED]
+
+
+def test_requests_over_the_descriptor_zero(machine):
+    """Each is said to be refused and sent nowhere, yet its reply is waited for."""
+    machine.load(EXAMPLE)
+
+    def answer_and_hang_up(session):
+        session.send(daemon.session_reply())
+        session.connection.shutdown(socket.SHUT_WR)
+
+    machine.tarnd.on_connect = answer_and_hang_up
+    words = machine.vandel("save")
+    script = words.index("--") + 1
+    words[script:script] = ["/bin/sh", "-c", 'exec "$@" <&-', "sh"]
+    result = subprocess.run(
+        words, capture_output=True, env=machine.environ(), timeout=60, check=False
+    )
+    failed = b"Get the reply message of save command is fail! "
+    assert (result.returncode, result.stdout, result.stderr) == (0, failed, b"")
+    assert machine.tarnd.frames == []
+    refused = (ERROR, "[ERROR] Connect to Server first!Send msg error.\n")
+    assert machine.log.texts() == [*CONNECTED, refused, *EXCHANGED, CONNECTED[1], refused]
 
 
 def test_only_one_environment_variable_matters_to_the_shell(machine):
