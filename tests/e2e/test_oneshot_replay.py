@@ -1,0 +1,194 @@
+"""What a replay of the profile stages, as the commit of an rpc writes it back."""
+
+import pytest
+from support.example import EXAMPLE, invoke, printed_ok
+from support.shell import DEBUG, ERROR
+
+PING = invoke('<ping xmlns="urn:acme"></ping>')
+
+
+@pytest.fixture(autouse=True)
+def schema(machine):
+    machine.load(EXAMPLE)
+
+
+def write_profile(machine, text):
+    with open(machine.profile, "w", encoding="utf-8", newline="") as file:
+        file.write(text)
+
+
+def profile(machine):
+    with open(machine.profile, encoding="utf-8", newline="") as file:
+        return file.read()
+
+
+def written_back(machine, config):
+    """The configuration lines that are left after an rpc was called."""
+    write_profile(
+        machine,
+        f"[pwd]\n/acme/ping\n\n[config]\n{config}\n[rpc]\n/acme/ping\n\n[rpc_para]\n\n%%%\n",
+    )
+    result = machine.one_shot("commit")
+    assert (result.status, result.stdout.decode()) == (0, printed_ok(1))
+    assert machine.tarnd.requests == [PING]
+    head, tail = "[pwd]\n/acme\n\n[config]\n", "\n[rpc]\n\n[rpc_para]\n\n%%%\n"
+    text = profile(machine)
+    assert text.startswith(head) and text.endswith(tail)
+    return text[len(head) : -len(tail)]
+
+
+UNCHANGED = [
+    "",
+    "set /acme/box/name 1\n",
+    "set /acme/box/flag\nset /acme/box/name 2\ndelete /acme/box/size\n",
+    "delete /acme/box/tag a\ndelete /acme/box/inner\n",
+    "set /acme/box/tag a\nset /acme/box/tag b\ndelete /acme/box/tag c\n",
+    'set /acme/box/name "a\x03b"\n',
+    "set /acme/box/name 'a\x03\x0b\x0c\x0d\x0eb'\n",
+    "set /acme/box/name a/b:c\n",
+    "set /acme/box/name %s%n\n",
+    "set /acme/box/name [rpc]\n",
+    'set /acme/box/port[id="a b"]/mtu 1\n',
+    "set /acme/box/port[id=a/b:c]\n",
+    "set /acme/box/route[dest='x=y,[z]',via=1]/metric 3\n",
+    "set /no/such 1\n",  # only a second line for a path looks at the schema
+    "add /acme/box/port port[id=a/b:c]\n",
+    'add /acme/box/port port[id="a b"]\n',
+    "add no list\n",
+]
+
+
+@pytest.mark.parametrize("lines", UNCHANGED)
+def test_lines_that_come_back_as_they_were(machine, lines):
+    assert written_back(machine, lines) == lines
+
+
+CHANGED = [
+    # quotes are protected, the path is not
+    ('set /acme/box/name "a b"\n', 'set /acme/box/name "a\x03b"\n'),
+    ("  set   /acme/box/name\t1  \n", "set /acme/box/name 1\n"),
+    ("\n\nset /acme/box/name 1\n\n\n", "set /acme/box/name 1\n"),
+    # a line that is merged keeps its place
+    ("set /acme/box/name 1\nset /acme/box/size 2\nset /acme/box/name 3\n",
+     "set /acme/box/name 3\nset /acme/box/size 2\n"),
+    ("set /acme/box/name 1\nset /acme/box/size 2\ndelete /acme/box/name\n",
+     "delete /acme/box/name\nset /acme/box/size 2\n"),
+    ("delete /acme/box/name\nset /acme/box/name 1\n", "set /acme/box/name 1\n"),
+    ("delete /acme/box/name\ndelete /acme/box/name\n", "delete /acme/box/name\n"),
+    # a delete takes along what is staged below, and goes last
+    ("set /acme/box/inner/deep 1\nset /acme/box/name 2\ndelete /acme/box/inner\n",
+     "set /acme/box/name 2\ndelete /acme/box/inner\n"),
+    ("set /acme/box/inner/deep 1\nset /acme/box/inner\n",
+     "set /acme/box/inner/deep 1\nset /acme/box/inner\n"),
+    # leaf-lists: the first value is never compared
+    ("set /acme/box/tag a\nset /acme/box/tag b\nset /acme/box/tag a\nset /acme/box/tag b\n",
+     "set /acme/box/tag a\nset /acme/box/tag b\nset /acme/box/tag a\n"),
+    ("set /acme/box/tag a\nset /acme/box/tag b\ndelete /acme/box/tag b\n",
+     "set /acme/box/tag a\ndelete /acme/box/tag b\n"),
+    ("set /acme/box/tag a\nset /acme/box/tag b\ndelete /acme/box/tag\n",
+     "set /acme/box/tag a\ndelete /acme/box/tag\n"),
+    # entries: newest first, lists and keys, each once, behind the commands
+    ("add /acme/box/port port[id=a]\nset /acme/box/name 1\nadd /acme/box/port port[id=b]\n"
+     "add /acme/box/route route[dest=1,via=2]\nadd /acme/box/port port[id=a]\n",
+     "set /acme/box/name 1\nadd /acme/box/route route[dest=1,via=2]\n"
+     "add /acme/box/port port[id=b]\nadd /acme/box/port port[id=a]\n"),
+    # deletes forget entries
+    ("add /acme/box/port port[id=a/1]\nadd /acme/box/port port[id=b]\n"
+     "delete /acme/box/port[id=a/1]\n",
+     "delete /acme/box/port[id=a/1]\nadd /acme/box/port port[id=b]\n"),
+    ("add /acme/box/port port[id=a]\nadd /acme/box/route route[dest=1,via=2]\ndelete /acme/box\n",
+     "delete /acme/box\n"),
+    ("add /acme/box/port port[id=a]\ndelete /acme/box/port[id=a]/mtu\n",
+     "delete /acme/box/port[id=a]/mtu\nadd /acme/box/port port[id=a]\n"),
+    ("add /acme/box/port port[id=a]\ndelete /acme/box/por\n",
+     "delete /acme/box/por\nadd /acme/box/port port[id=a]\n"),
+    # the rpc that was called takes its entries along
+    ("add /acme/ping/l l[k=1]\nadd /acme/ping l[k=2]\nadd /acme/pings l[k=3]\n",
+     "add /acme/pings l[k=3]\n"),
+]  # fmt: skip
+
+
+@pytest.mark.parametrize("lines, left", CHANGED)
+def test_lines_that_come_back_otherwise(machine, lines, left):
+    assert written_back(machine, lines) == left
+
+
+BAD = [
+    ("set\n", None),
+    ("set /acme/box/name 1 2\n", None),
+    ("put\n", None),
+    ("put a b c\n", None),
+    ("add /acme/box/port\n", None),
+    ("set acme/box/name 1\n", None),
+    ("delete relative\n", None),
+    ("[config]\n", None),
+    ("%%%\n", None),
+    ("[pwd]\n", None),
+    ("put /acme/box/name\n", "put /acme/box/name"),
+    ("SET /acme/box/name 1\n", "SET /acme/box/name 1"),
+    ("[rpcs] x\n", "[rpcs] x"),
+    ("  get  %s%n\n", "  get  %s%n"),
+]
+
+
+@pytest.mark.parametrize("line, logged", BAD)
+def test_a_bad_line_ends_the_replay(machine, line, logged):
+    """What stands before it is kept, what follows is lost, the rpc is called."""
+    first, last = "set /acme/box/name 1\n", "set /acme/box/size 2\n"
+    assert written_back(machine, first + line + last) == first
+    expected = [(DEBUG, f"[DEBUG] invalid format:{logged}\n")] if logged else []
+    assert machine.log.texts(DEBUG, ERROR) == expected
+
+
+def test_a_bad_parameter_is_not_sent(machine):
+    good = "set /acme/reset/delay 5\n"
+    for line in ("delete /acme/reset/delay", "add /acme/reset/target target[name=1]", "set",
+                 "set /acme/reset/why a b", "[rpc]", "nonsense"):  # fmt: skip
+        write_profile(
+            machine,
+            "[pwd]\n/acme/reset\n\n[config]\n\n\n[rpc]\n/acme/reset\n\n[rpc_para]\n"
+            f"{good}{line}\nset /acme/reset/why x\n\n%%%\n",
+        )
+        assert machine.one_shot("commit").stdout.decode() == printed_ok(1)
+    body = '<reset xmlns="urn:acme"><delay>5</delay></reset>'
+    assert machine.tarnd.requests == [invoke(body)] * 6
+    assert machine.log.texts(DEBUG, ERROR) == []
+
+
+def test_start_and_replay_take_different_workspaces(machine):
+    """The start takes the first line of the section, the replay its last."""
+    write_profile(
+        machine, "[pwd]\n/acme\n/acme/link\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
+    )
+    assert machine.one_shot("pwd").stdout == b"/acme\r\n"
+    listing = machine.one_shot("ls").stdout
+    assert b"mode" in listing and b"transport" not in listing and b"hostname" not in listing
+    assert machine.one_shot("get", "empty").stdout.decode().startswith("\r\n<rpc-reply")
+
+
+def test_headers_in_values_mislead_the_start_but_not_the_replay(machine):
+    text = (
+        "[pwd]\n/acme\n\n[config]\nset /acme/box/name [rpc]\nset /acme/box/size 1\n\n"
+        "[rpc]\n\n[rpc_para]\n\n%%%\n"
+    )
+    write_profile(machine, text)
+    # The start takes the line behind the value for the rpc.
+    assert machine.one_shot("get", "/acme/empty").stdout == b"rpc mode not support get operation\r\n"
+    assert profile(machine) == text
+
+
+@pytest.mark.parametrize("words", [("cd", "box"), ("ls",), ("get-config", "-s", "/acme/empty")])
+def test_a_failing_replay_does_not_stop_a_command(machine, words):
+    """It is logged, and the command goes on with the workspace of the start."""
+    write_profile(machine, "junk\n[pwd]\n/acme\n\n")
+    result = machine.one_shot(*words)
+    assert result.status == 0
+    first = (DEBUG, "[DEBUG] err:/tmp/vandel.conf's first line must be: [pwd]\n")
+    assert machine.log.texts(DEBUG, ERROR) == [first]
+    if words[0] == "cd":
+        assert result.stdout == b""
+        assert profile(machine) == "junk\n[pwd]\n/acme/box\n\n"
+    elif words[0] == "ls":
+        assert b"hostname" in result.stdout
+    else:
+        assert result.stdout.startswith(b"\r\n<rpc-reply")
