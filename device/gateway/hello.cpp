@@ -31,6 +31,12 @@ void note_capability(server_hello *hello, const char *capability)
         hello->notifications = true;
     else if (names_capability(capability, "urn:ietf:params:netconf:capability:interleave:1.0"))
         hello->interleave = true;
+    else if (names_capability(capability,
+                              "urn:ietf:params:netconf:capability:writable-running:1.0"))
+        hello->writable_running = true;
+    else if (names_capability(capability,
+                              "urn:ietf:params:netconf:capability:rollback-on-error:1.0"))
+        hello->rollback_on_error = true;
 }
 
 /* A decimal number from 1 to 2^32 - 1; 0 for anything else. */

@@ -17,6 +17,8 @@ struct server_hello {
     bool base_1_1;
     bool notifications;
     bool interleave; /* requests are served while a subscription lives */
+    bool writable_running;
+    bool rollback_on_error; /* an edit happens as a whole or not at all */
 };
 
 /* Reads the server's hello. Null on success; otherwise what is wrong with it, a

@@ -35,6 +35,7 @@ void outgoing_load(outgoing *message, const char *head, size_t head_size, byte_b
     message->tail_size = tail_size;
     message->body = byte_buffer_take(body);
     message->sent = 0;
+    message->keep = nullptr;
 }
 
 bool outgoing_idle(const outgoing *message)
@@ -53,8 +54,11 @@ int outgoing_parts(const outgoing *message, struct iovec parts[outgoing_part_cou
 void outgoing_advance(outgoing *message, size_t size)
 {
     message->sent += size;
-    if (message->sent == total_size(message))
-        outgoing_drop(message);
+    if (message->sent != total_size(message))
+        return;
+    if (message->keep)
+        *message->keep = byte_buffer_take(&message->body);
+    outgoing_drop(message);
 }
 
 void outgoing_drop(outgoing *message)

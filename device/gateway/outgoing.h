@@ -18,6 +18,7 @@ struct outgoing {
     char head[outgoing_edge_size];
     size_t head_size;
     byte_buffer body;
+    byte_buffer *keep; /* gets the body when all is sent; null: it is released */
     char tail[outgoing_edge_size];
     size_t tail_size;
     size_t sent; /* bytes of head, body and tail that are out */
@@ -34,8 +35,8 @@ bool outgoing_idle(const outgoing *message);
 /* Fills parts with what is left to send and returns how many were filled. */
 int outgoing_parts(const outgoing *message, struct iovec parts[outgoing_part_count]);
 
-/* Counts size more bytes as sent (no more than are left); the body's memory is
- * released when the last one is. */
+/* Counts size more bytes as sent (no more than are left); the body is released,
+ * or kept where the owner has set keep after loading it, when the last one is. */
 void outgoing_advance(outgoing *message, size_t size);
 
 /* Forgets what is left to send. */

@@ -3,14 +3,16 @@
  * subscription, so that its answer is the first one to come back; then the
  * shell's requests, one by one. Replies are not matched with requests, because
  * a server answers in order; only the answer to the subscription is picked out,
- * by a message id that is no number and therefore never one of a shell's. */
+ * by a message id that is no number and therefore never one of a shell's, and
+ * while a copy to running is going on (copy_exchange.h) no other request goes
+ * out. */
 #include "device/gateway/relay.h"
 
 #include <cstring>
 
+#include "device/gateway/copy_request.h"
 #include "device/gateway/hello.h"
 #include "device/gateway/report.h"
-#include "device/gateway/xml_head.h"
 
 namespace
 {
@@ -75,13 +77,36 @@ const char *answer_create_session(relay *session)
     return nullptr;
 }
 
+/* A copy to running that may have to be tried in another way is kept. */
+const char *pass_copy(relay *session, byte_buffer *request)
+{
+    copy_request_clean(request);
+    if (session->edits_running)
+        copy_exchange_begin(&session->copy, request);
+    const char *reason = send_to_server(session, request);
+    if (!reason && !copy_exchange_idle(&session->copy))
+        session->to_server.keep = &session->copy.request;
+    return reason;
+}
+
 const char *pass_request(relay *session)
 {
     session->request_complete = false;
-    if (session->request_is_create_session)
+    if (session->request_kind == message_create_session)
         return answer_create_session(session);
     byte_buffer request = frame_reader_take(&session->request);
-    return send_to_server(session, &request);
+    return session->request_kind == message_copy_config ? pass_copy(session, &request)
+                                                        : send_to_server(session, &request);
+}
+
+/* Goes on with the exchange about a copy, as far as it is this side's turn. */
+const char *advance_copy(relay *session, bool *moved)
+{
+    byte_buffer request{};
+    *moved = copy_exchange_next(&session->copy, &request);
+    if (!*moved)
+        return nullptr;
+    return request.size == 0 ? "out of memory" : send_to_server(session, &request);
 }
 
 /* Starts the next message to the server, if there is one to start. */
@@ -97,8 +122,10 @@ const char *advance_requests(relay *session, bool *moved)
         session->subscribe_answer_due = true;
         return send_text_to_server(session, subscription_text);
     }
+    if (!copy_exchange_idle(&session->copy))
+        return advance_copy(session, moved);
     const bool waits_for_shell =
-        session->request_is_create_session && !outgoing_idle(&session->to_shell);
+        session->request_kind == message_create_session && !outgoing_idle(&session->to_shell);
     if (session->hello_received && session->request_complete && !waits_for_shell)
         return pass_request(session);
     *moved = false;
@@ -118,6 +145,7 @@ const char *take_hello(relay *session)
     session->chunked = hello.base_1_1;
     session->decoder.chunked = hello.base_1_1;
     session->subscribe_next = session->subscribe && hello.notifications;
+    session->edits_running = hello.writable_running && hello.rollback_on_error;
     report_shell(session->number, "session %u, NETCONF %s", static_cast<unsigned>(hello.session_id),
                  hello.base_1_1 ? "1.1" : "1.0");
     if (session->subscribe_next && !hello.interleave)
@@ -145,6 +173,17 @@ void take_subscription_answer(relay *session, const message_head *head)
     byte_buffer_clear(&session->message);
 }
 
+/* False: the message is none for the shell. */
+bool take_copy_answer(relay *session)
+{
+    const message_head head = message_head_read(session->message.data.get(), session->message.size);
+    const bool passes =
+        copy_exchange_take(&session->copy, session->number, &head, &session->message);
+    if (copy_exchange_idle(&session->copy))
+        session->to_server.keep = nullptr;
+    return passes;
+}
+
 /* The server's current message is complete. */
 const char *take_message(relay *session)
 {
@@ -160,7 +199,8 @@ const char *take_message(relay *session)
             return nullptr;
         }
     }
-    send_to_shell(session, &session->message);
+    if (copy_exchange_idle(&session->copy) || take_copy_answer(session))
+        send_to_shell(session, &session->message);
     return nullptr;
 }
 
@@ -239,7 +279,7 @@ const char *relay_shell_bytes(relay *session, const char *data, size_t size)
     const message_head head =
         message_head_read(session->request.body.data.get(), session->request.body.size);
     session->request_complete = true;
-    session->request_is_create_session = head.kind == message_create_session;
+    session->request_kind = head.kind;
     return nullptr;
 }
 
@@ -279,5 +319,6 @@ void relay_nudge(relay *session)
 
 bool relay_requests_done(const relay *session)
 {
-    return frame_reader_idle(&session->request) && outgoing_idle(&session->to_server);
+    return frame_reader_idle(&session->request) && outgoing_idle(&session->to_server) &&
+           copy_exchange_idle(&session->copy);
 }

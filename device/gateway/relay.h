@@ -12,9 +12,11 @@
 
 #include "device/gateway/blank_filter.h"
 #include "device/gateway/byte_buffer.h"
+#include "device/gateway/copy_exchange.h"
 #include "device/gateway/frame.h"
 #include "device/gateway/framing.h"
 #include "device/gateway/outgoing.h"
+#include "device/gateway/xml_head.h"
 
 constexpr size_t relay_input_size = 65536;
 
@@ -34,13 +36,15 @@ struct relay {
     bool answered;         /* ... and something came back */
     uint8_t nudges;        /* bytes of the next chunk header that are out already */
     bool request_complete; /* request holds a whole frame ... */
-    bool request_is_create_session;
+    message_kind request_kind;
+    bool edits_running; /* the server takes edits of running, as a whole or not at all */
     uint32_t session_id;
     uint16_t sequence; /* of the next frame to the shell */
     frame_reader request;
     framing_decoder decoder;
     blank_filter filter;
     byte_buffer message; /* what came of the server's current message */
+    copy_exchange copy;  /* a request that may take several */
     outgoing to_server;
     outgoing to_shell;
     size_t input_from;

@@ -64,6 +64,8 @@ void on_element(void *context, const xmlChar *name, const xmlChar *, const xmlCh
     } else if (scan->is_request) {
         if (equal(uri, private_namespace) && equal(name, "create-session"))
             scan->head.kind = message_create_session;
+        else if (equal(uri, netconf_base_namespace) && equal(name, "copy-config"))
+            scan->head.kind = message_copy_config;
     } else {
         scan->head.is_error = equal(uri, netconf_base_namespace) && equal(name, "rpc-error");
     }
@@ -162,6 +164,21 @@ void error_text_read(const char *text, size_t size, char *dest, size_t dest_size
         if (is_message)
             return;
     }
+}
+
+bool error_tag_is(const char *text, size_t size, const char *tag)
+{
+    const size_t head_size = size < head_size_limit ? size : head_size_limit;
+    const xml_reader reader = xml_reader_open(text, head_size);
+    while (reader && xml_reader_next_element(reader.get())) {
+        if (!xml_reader_is(reader.get(), netconf_base_namespace, "error-tag"))
+            continue;
+        xml_text owner;
+        const char *found = xml_reader_trimmed_text(reader.get(), &owner);
+        if (found && strcmp(found, tag) == 0)
+            return true;
+    }
+    return false;
 }
 
 bool session_reply_write(const char *message_id, uint32_t session_id, byte_buffer *out)

@@ -13,6 +13,7 @@
 enum message_kind {
     message_other,          /* also what cannot be read */
     message_create_session, /* a shell's private request, answered by the gateway */
+    message_copy_config,
     message_rpc_reply,
 };
 
@@ -30,6 +31,9 @@ message_head message_head_read(const char *text, size_t size);
 /* Copies the error-message of an error reply, or else its error-tag, into dest
  * as zero-terminated text, cut to fit; the empty text when there is none. */
 void error_text_read(const char *text, size_t size, char *dest, size_t dest_size);
+
+/* True when an error of that tag is among those of an error reply. */
+bool error_tag_is(const char *text, size_t size, const char *tag);
 
 /* Appends the answer to a create-session request, with that request's message
  * id (null: none). False: out of memory. */

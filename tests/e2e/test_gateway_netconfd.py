@@ -157,6 +157,62 @@ def test_a_large_edit(session):
     assert text[:-1].encode() in answer
 
 
+INTERFACES = (
+    '<interfaces xmlns="urn:ietf:params:xml:ns:yang:ietf-interfaces">{}</interfaces>')
+COPY = "<copy-config><target><{}/></target><source>{}</source></copy-config>"
+
+
+def names(session, source="running"):
+    """The names of the interfaces in a datastore; None when it has no interfaces at all."""
+    _, tree = session.rpc(READ.replace("running", source))
+    found = tree.xpath("/b:rpc-reply/b:data/if:interfaces", namespaces=SPACES)
+    return (
+        sorted(found[0].xpath("if:interface/if:name/text()", namespaces=SPACES))
+        if found else None)
+
+
+def test_what_is_saved_can_be_restored(session):
+    session.create()
+    assert has_ok(session.rpc(EDIT.format(INTERFACE.format("eth4", "kept")))[1])
+    kept = names(session)
+    assert "eth4" in kept
+    _, tree = session.rpc(
+        COPY.format("startup", "<running/>").replace(
+            "<source>", "<error-option>rollback-on-error</error-option><source>"))
+    assert has_ok(tree)
+    assert has_ok(session.rpc(EDIT.format(INTERFACE.format("eth5", "given up")))[1])
+    assert names(session) == sorted([*kept, "eth5"])
+    assert has_ok(session.rpc(COPY.format("running", "<startup/>"))[1])
+    assert names(session) == kept
+
+
+def test_a_configuration_replaces_all_of_running(session):
+    session.create()
+    assert has_ok(session.rpc(EDIT.format(INTERFACE.format("eth4", "given up")))[1])
+    config = f"<config>{INTERFACES.format(INTERFACE.format('eth6', 'new'))}</config>"
+    assert has_ok(session.rpc(COPY.format("running", config))[1])
+    assert names(session) == ["eth6"]
+    assert has_ok(session.rpc(COPY.format("running", "<config/>"))[1])
+    assert names(session) is None
+    text, _ = session.rpc("<get-config><source><running/></source></get-config>")
+    assert b"<data></data>" in text or b"<data/>" in text
+
+
+def test_a_wrong_configuration_replaces_nothing(session):
+    session.create()
+    assert has_ok(session.rpc(EDIT.format(INTERFACE.format("eth4", "kept")))[1])
+    kept = names(session)
+    for wrong, tag in (
+        (INTERFACES.format("<interface><name>x</name><enabled>perhaps</enabled></interface>"),
+         "invalid-value"),
+        ('<nothing xmlns="urn:nowhere"/>', "unknown-namespace"),
+    ):
+        _, tree = session.rpc(COPY.format("running", f"<config>{wrong}</config>"))
+        assert tag in tree.xpath(
+            "/b:rpc-reply/b:rpc-error/b:error-tag/text()", namespaces=SPACES)
+        assert names(session) == kept
+
+
 def test_close_session_ends_the_shell(gateway, session):
     number = session.create()
     _, tree = session.rpc("<close-session/>")

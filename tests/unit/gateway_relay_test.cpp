@@ -3,21 +3,14 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
-#include <memory>
 #include <string>
+
+#include "support/relay_bench.h"
 
 using namespace std::string_literals;
 
 namespace
 {
-
-const std::string gateway_hello =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
-    "<hello xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><capabilities>"
-    "<capability>urn:ietf:params:netconf:base:1.0</capability>"
-    "<capability>urn:ietf:params:netconf:base:1.1</capability>"
-    "</capabilities></hello>]]>]]>";
 
 const std::string subscription =
     "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" "
@@ -44,113 +37,11 @@ std::string session_reply(const std::string &id)
            id + "</session-id></rpc-reply>";
 }
 
-std::string server_hello_text(const std::string &version, const std::string &capabilities)
-{
-    return "<?xml version=\"1.0\"?>\n<hello xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\">\n"
-           "<capabilities>\n<capability>urn:ietf:params:netconf:base:" +
-           version + "</capability>\n" + capabilities +
-           "</capabilities>\n<session-id>42</session-id>\n</hello>]]>]]>";
-}
-
-std::string frame(const std::string &body, unsigned sequence = 0)
-{
-    std::string bytes = "\xFF\xBA\xDC\xFE"s;
-    for (unsigned shift = 0; shift < 32; shift += 8)
-        bytes += static_cast<char>(body.size() >> shift & 0xFF);
-    bytes += static_cast<char>(sequence & 0xFF);
-    bytes += static_cast<char>(sequence >> 8);
-    return bytes + "\0\0"s + body;
-}
-
-std::string chunked(const std::string &message)
-{
-    return "\n#" + std::to_string(message.size()) + "\n" + message + "\n##\n";
-}
-
-/* A relay whose four sides are strings. */
-struct bench {
-    std::unique_ptr<relay> session = std::make_unique<relay>();
-    std::string reason; /* why it ended */
-
-    explicit bench(bool subscribe = true)
-    {
-        session->number = 1;
-        session->subscribe = subscribe;
-        advance();
-    }
-
-    void judge(const char *verdict)
-    {
-        if (verdict && reason.empty())
-            reason = verdict;
-    }
-
-    void advance()
-    {
-        if (reason.empty())
-            judge(relay_advance(session.get()));
-    }
-
-    /* Takes what goes out, up to limit bytes, in pieces of step bytes. */
-    std::string drain(outgoing *message, size_t step = 7)
-    {
-        std::string text;
-        while (reason.empty() && !outgoing_idle(message)) {
-            struct iovec parts[outgoing_part_count];
-            outgoing_parts(message, parts);
-            const size_t size = parts[0].iov_len < step ? parts[0].iov_len : step;
-            text.append(static_cast<const char *>(parts[0].iov_base), size);
-            outgoing_advance(message, size);
-            advance();
-        }
-        return text;
-    }
-
-    std::string to_server()
-    {
-        return drain(&session->to_server);
-    }
-
-    std::string to_shell()
-    {
-        return drain(&session->to_shell);
-    }
-
-    /* Gives the shell's bytes as far as they are wanted; returns the rest. */
-    std::string shell_sends(std::string bytes)
-    {
-        while (reason.empty() && !bytes.empty() && relay_shell_want(session.get()) > 0) {
-            size_t size = relay_shell_want(session.get());
-            if (size > bytes.size())
-                size = bytes.size();
-            judge(relay_shell_bytes(session.get(), bytes.data(), size));
-            bytes.erase(0, size);
-            advance();
-        }
-        return bytes;
-    }
-
-    /* Gives the server's bytes in pieces; returns what is not wanted now. */
-    std::string server_sends(std::string bytes, size_t piece = 1000000)
-    {
-        while (reason.empty() && !bytes.empty() && relay_server_wanted(session.get())) {
-            size_t size = bytes.size() < piece ? bytes.size() : piece;
-            if (size > sizeof session->input)
-                size = sizeof session->input;
-            memcpy(session->input, bytes.data(), size);
-            relay_server_bytes(session.get(), size);
-            bytes.erase(0, size);
-            advance();
-        }
-        return bytes;
-    }
-};
-
 } // namespace
 
 TEST(gateway_relay, a_session_of_version_1_0)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
     EXPECT_EQ(test.to_server(), "");
@@ -166,7 +57,7 @@ TEST(gateway_relay, a_session_of_version_1_0)
 
 TEST(gateway_relay, a_session_of_version_1_1)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends(server_hello_text("1.1", "")), "");
     EXPECT_EQ(test.shell_sends(frame("<rpc/>\r\n")), "");
@@ -181,7 +72,7 @@ TEST(gateway_relay, the_stream_may_be_cut_anywhere)
                                chunked(subscribed) + chunked("<a> <b/> </a>") +
                                "\n#2\n<n\n#2\n/>\n##\n";
     for (size_t piece = 1; piece < stream.size(); ++piece) {
-        bench test;
+        relay_bench test;
         EXPECT_EQ(test.to_server(), gateway_hello);
         std::string shell;
         for (std::string rest = stream; !rest.empty() && test.reason.empty();) {
@@ -196,7 +87,7 @@ TEST(gateway_relay, the_stream_may_be_cut_anywhere)
 
 TEST(gateway_relay, requests_wait_for_the_hello)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     const std::string two = frame(create_session + '\0') + frame("<rpc/>\0"s, 1);
     const std::string rest = test.shell_sends(two);
@@ -211,7 +102,7 @@ TEST(gateway_relay, requests_wait_for_the_hello)
 
 TEST(gateway_relay, subscribes_first_and_keeps_the_answer_to_itself)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.shell_sends(frame("<rpc/>\0"s)), "");
     EXPECT_EQ(test.server_sends(server_hello_text("1.1", notification_capability)), "");
@@ -226,7 +117,7 @@ TEST(gateway_relay, subscribes_first_and_keeps_the_answer_to_itself)
 
 TEST(gateway_relay, a_refused_subscription_is_logged_and_the_session_goes_on)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     testing::internal::CaptureStderr();
     EXPECT_EQ(test.server_sends(server_hello_text("1.1", notification_capability)), "");
@@ -247,7 +138,7 @@ TEST(gateway_relay, a_refused_subscription_is_logged_and_the_session_goes_on)
 
 TEST(gateway_relay, does_not_subscribe_when_told_not_to)
 {
-    bench test(false);
+    relay_bench test(false);
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends(server_hello_text("1.1", notification_capability)), "");
     EXPECT_EQ(test.to_server(), "");
@@ -255,7 +146,7 @@ TEST(gateway_relay, does_not_subscribe_when_told_not_to)
 
 TEST(gateway_relay, nothing_is_taken_from_a_side_while_the_other_does_not_read)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
     EXPECT_EQ(test.shell_sends(frame("<one/>") + frame("<two/>") + frame("<three/>")),
@@ -271,7 +162,7 @@ TEST(gateway_relay, nothing_is_taken_from_a_side_while_the_other_does_not_read)
 
 TEST(gateway_relay, create_session_waits_for_its_turn_toward_the_shell)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends(server_hello_text("1.0", "") + "<notification/>]]>]]>"), "");
     EXPECT_EQ(test.shell_sends(frame(create_session)), "");
@@ -280,7 +171,7 @@ TEST(gateway_relay, create_session_waits_for_its_turn_toward_the_shell)
 
 TEST(gateway_relay, a_deaf_shell_gets_nothing_but_its_requests_pass)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
     test.session->deaf = true;
@@ -296,7 +187,7 @@ TEST(gateway_relay, a_deaf_shell_gets_nothing_but_its_requests_pass)
 TEST(gateway_relay, nudges_go_ahead_of_the_next_chunk_header)
 {
     for (int nudges = 0; nudges <= 2; ++nudges) {
-        bench test;
+        relay_bench test;
         EXPECT_EQ(test.to_server(), gateway_hello);
         EXPECT_EQ(test.server_sends(server_hello_text("1.1", "")), "");
         EXPECT_FALSE(relay_may_nudge(test.session.get())) << "nothing was said yet";
@@ -322,7 +213,7 @@ TEST(gateway_relay, nudges_go_ahead_of_the_next_chunk_header)
 
 TEST(gateway_relay, no_nudges_in_version_1_0)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
     EXPECT_EQ(test.shell_sends(frame("<one/>")), "");
@@ -332,7 +223,7 @@ TEST(gateway_relay, no_nudges_in_version_1_0)
 
 TEST(gateway_relay, the_sequence_wraps)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
     test.session->sequence = 65535;
@@ -342,17 +233,17 @@ TEST(gateway_relay, the_sequence_wraps)
 
 TEST(gateway_relay, bad_frames_end_it)
 {
-    bench magic;
+    relay_bench magic;
     magic.shell_sends("GET / HTTP/1.1\r\n");
     EXPECT_EQ(magic.reason, "a frame from the shell has a wrong magic number");
-    bench empty;
+    relay_bench empty;
     empty.shell_sends(frame("\0"s));
     EXPECT_EQ(empty.reason, "a frame from the shell is empty");
 }
 
 TEST(gateway_relay, a_request_with_the_mark_in_it_ends_a_1_0_session)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
     test.shell_sends(frame("<rpc><!-- ]]>]]> --></rpc>"));
@@ -380,7 +271,7 @@ TEST(gateway_relay, a_bad_server_ends_it)
          "the server sent something that is not XML"},
     };
     for (const auto &bad : cases) {
-        bench test;
+        relay_bench test;
         EXPECT_EQ(test.to_server(), gateway_hello);
         test.server_sends(bad.bytes);
         EXPECT_EQ(test.reason, bad.reason) << bad.bytes;
@@ -389,7 +280,7 @@ TEST(gateway_relay, a_bad_server_ends_it)
 
 TEST(gateway_relay, a_hello_without_end_is_refused)
 {
-    bench test;
+    relay_bench test;
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends("<hello>"), "");
     const std::string part = "<capability>" + std::string(65000, 'x') + "</capability>";
@@ -400,7 +291,7 @@ TEST(gateway_relay, a_hello_without_end_is_refused)
 
 TEST(gateway_relay, where_a_server_may_end)
 {
-    bench test;
+    relay_bench test;
     EXPECT_STREQ(relay_server_ended(test.session.get()), "the server ended before its hello");
     test.to_server();
     test.server_sends(server_hello_text("1.0", "") + "\n");

@@ -1,0 +1,281 @@
+/* Copies to running through a relay: what is sent to the server and what the
+ * shell gets for it. */
+#include "device/gateway/copy_exchange.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "support/relay_bench.h"
+
+namespace
+{
+
+const std::string base = "urn:ietf:params:xml:ns:netconf:base:1.0";
+
+std::string rpc(const std::string &id, const std::string &inner)
+{
+    return "<rpc xmlns=\"" + base + "\" message-id=\"" + id + "\">" + inner + "</rpc>";
+}
+
+std::string reply(const std::string &id, const std::string &inner)
+{
+    return "<rpc-reply xmlns=\"" + base + "\" message-id=\"" + id + "\">" + inner + "</rpc-reply>";
+}
+
+std::string copy(const std::string &source)
+{
+    return rpc("5", "<copy-config><target><running/></target><source>" + source +
+                        "</source></copy-config>");
+}
+
+std::string edit(const std::string &config)
+{
+    return rpc("5", "<edit-config><target><running/></target>"
+                    "<default-operation>replace</default-operation>"
+                    "<error-option>rollback-on-error</error-option>" +
+                        config + "</edit-config>");
+}
+
+std::string error(const std::string &tag)
+{
+    return "<rpc-error><error-tag>" + tag + "</error-tag></rpc-error>";
+}
+
+const std::string unsupported = reply("5", error("operation-not-supported"));
+const std::string read_running =
+    rpc("tarnd-gateway-running", "<get-config><source><running/></source></get-config>");
+const std::string read_startup =
+    rpc("tarnd-gateway-startup", "<get-config><source><startup/></source></get-config>");
+const std::string writable =
+    "<capability>urn:ietf:params:netconf:capability:writable-running:1.0</capability>";
+const std::string rolls_back =
+    "<capability>urn:ietf:params:netconf:capability:rollback-on-error:1.0</capability>";
+const std::string config = "<config><a xmlns=\"urn:a\"/></config>";
+const std::string running = "<data><a xmlns=\"urn:a\"/><b xmlns=\"urn:b\"/></data>";
+const std::string config_edit = "<config><a xmlns=\"urn:a\"/><b xmlns=\"urn:b\" xmlns:nc=\"" +
+                                base + "\" nc:operation=\"remove\"/></config>";
+
+/* A session behind its hellos. */
+struct exchange_bench : relay_bench {
+    explicit exchange_bench(const std::string &capabilities = writable + rolls_back)
+        : relay_bench(false)
+    {
+        EXPECT_EQ(to_server(), gateway_hello);
+        EXPECT_EQ(server_sends(server_hello_text("1.1", capabilities)), "");
+        testing::internal::CaptureStderr();
+    }
+
+    ~exchange_bench()
+    {
+        if (!logged)
+            log();
+        EXPECT_EQ(reason, "");
+    }
+
+    exchange_bench(const exchange_bench &) = delete;
+    exchange_bench &operator=(const exchange_bench &) = delete;
+
+    bool logged = false;
+
+    std::string log()
+    {
+        logged = true;
+        return testing::internal::GetCapturedStderr();
+    }
+
+    /* What the server gets for a frame of the shell, or for a message of its own. */
+    std::string ask(const std::string &request)
+    {
+        EXPECT_EQ(shell_sends(frame(request)), "");
+        return to_server();
+    }
+
+    std::string answer(const std::string &message)
+    {
+        EXPECT_EQ(server_sends(chunked(message)), "");
+        return to_server();
+    }
+};
+
+} // namespace
+
+TEST(gateway_exchange, a_copy_that_the_server_does_stays_a_copy)
+{
+    exchange_bench test;
+    EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), "");
+    EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), 0));
+    EXPECT_EQ(test.ask(rpc("6", "<x/>")), chunked(rpc("6", "<x/>")));
+    EXPECT_EQ(test.log(), "");
+}
+
+TEST(gateway_exchange, an_edit_takes_the_place_of_a_copy_of_a_configuration)
+{
+    exchange_bench test;
+    EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
+    EXPECT_EQ(test.answer(unsupported), chunked(read_running));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
+    EXPECT_EQ(test.to_shell(), "");
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), "");
+    EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), 0));
+    EXPECT_EQ(test.log(), "tarnd-gateway: shell 1: the server does not copy to running: an edit "
+                          "takes the copy's place\n");
+}
+
+TEST(gateway_exchange, an_edit_takes_the_place_of_a_copy_of_startup)
+{
+    exchange_bench test;
+    EXPECT_EQ(test.ask(copy("<startup/>")), chunked(copy("<startup/>")));
+    EXPECT_EQ(test.answer(unsupported), chunked(read_startup));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-startup", "<data><c xmlns=\"urn:c\"/></data>")),
+              chunked(read_running));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", "<data><c xmlns=\"urn:c\"/></data>")),
+              chunked(edit("<config xmlns=\"" + base + "\"><c xmlns=\"urn:c\"/></config>")));
+    EXPECT_EQ(test.answer(reply("5", error("access-denied"))), "");
+    EXPECT_EQ(test.to_shell(), frame(reply("5", error("access-denied")), 0));
+}
+
+TEST(gateway_exchange, it_may_happen_again)
+{
+    exchange_bench test;
+    for (unsigned turn = 0; turn < 3; ++turn) {
+        EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
+        EXPECT_EQ(test.answer(unsupported), chunked(read_running));
+        EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
+        EXPECT_EQ(test.answer(reply("5", "<ok/>")), "");
+        EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), turn));
+        EXPECT_EQ(test.session->copy.request.size, 0U);
+    }
+}
+
+TEST(gateway_exchange, other_refusals_pass)
+{
+    for (const char *tag : {"access-denied", "lock-denied", "operation-failed", "invalid-value"}) {
+        exchange_bench test;
+        EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
+        EXPECT_EQ(test.answer(reply("5", error(tag))), "");
+        EXPECT_EQ(test.to_shell(), frame(reply("5", error(tag)), 0));
+        EXPECT_EQ(test.log(), "");
+    }
+}
+
+TEST(gateway_exchange, any_of_several_errors_may_be_the_one)
+{
+    exchange_bench test;
+    EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
+    EXPECT_EQ(test.answer(reply("5", error("bad") + error("\n operation-not-supported\n"))),
+              chunked(read_running));
+}
+
+TEST(gateway_exchange, a_refusal_of_anything_else_passes)
+{
+    const std::string copies[] = {
+        rpc("5", "<copy-config><target><startup/></target><source>" + config +
+                     "</source></copy-config>"),
+        copy("<candidate/>"),
+        rpc("5", "<edit-config/>"),
+        "<rpc xmlns=\"" + base + "\"><copy-config><target><running/></target><source>" + config +
+            "</source></copy-config></rpc>",
+    };
+    for (const std::string &request : copies) {
+        exchange_bench test;
+        EXPECT_EQ(test.ask(request), chunked(request));
+        EXPECT_EQ(test.answer(unsupported), "");
+        EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
+    }
+}
+
+TEST(gateway_exchange, only_a_server_that_edits_running_as_a_whole_is_asked_to)
+{
+    for (const std::string &capabilities : {std::string(), writable, rolls_back}) {
+        exchange_bench test(capabilities);
+        EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
+        EXPECT_EQ(test.answer(unsupported), "");
+        EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
+    }
+}
+
+TEST(gateway_exchange, what_fails_on_the_way_gives_the_refusal)
+{
+    const std::string denied = error("access-denied");
+    const struct {
+        std::string running;
+        std::string log;
+    } cases[] = {
+        {denied, "running cannot be read"},
+        {"<ok/>", "the server gives no data"},
+        {"<data><a xmlns=\"urn:a\"/><a xmlns=\"urn:a\"/></data>",
+         "a list stands at the top of the configuration"},
+    };
+    for (const auto &bad : cases) {
+        exchange_bench test;
+        EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
+        EXPECT_EQ(test.answer(unsupported), chunked(read_running));
+        EXPECT_EQ(test.answer(reply("tarnd-gateway-running", bad.running)), "");
+        EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
+        EXPECT_EQ(test.ask(rpc("6", "<x/>")), chunked(rpc("6", "<x/>")));
+        EXPECT_EQ(test.log(),
+                  "tarnd-gateway: shell 1: the server does not copy to running: an edit takes the "
+                  "copy's place\n"
+                  "tarnd-gateway: shell 1: the copy to running is refused: " +
+                      bad.log + "\n");
+    }
+    exchange_bench test;
+    EXPECT_EQ(test.ask(copy("<startup/>")), chunked(copy("<startup/>")));
+    EXPECT_EQ(test.answer(unsupported), chunked(read_startup));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-startup", denied)), "");
+    EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
+}
+
+TEST(gateway_exchange, later_requests_wait_and_other_messages_pass)
+{
+    exchange_bench test;
+    EXPECT_EQ(test.ask(rpc("4", "<x/>")), chunked(rpc("4", "<x/>")));
+    EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
+    EXPECT_EQ(test.ask(rpc("6", "<x/>")), "");
+    EXPECT_EQ(relay_shell_want(test.session.get()), 0U);
+    EXPECT_FALSE(relay_requests_done(test.session.get()));
+    EXPECT_EQ(test.answer(reply("4", error("operation-not-supported"))), "");
+    EXPECT_EQ(test.to_shell(), frame(reply("4", error("operation-not-supported")), 0));
+    EXPECT_EQ(test.answer("<notification/>"), "");
+    EXPECT_EQ(test.to_shell(), frame("<notification/>", 1));
+    EXPECT_EQ(test.answer(unsupported), chunked(read_running));
+    EXPECT_EQ(test.answer("<notification/>"), "");
+    EXPECT_EQ(test.to_shell(), frame("<notification/>", 2));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)),
+              chunked(edit(config_edit)) + chunked(rpc("6", "<x/>")));
+    EXPECT_TRUE(relay_requests_done(test.session.get()));
+}
+
+TEST(gateway_exchange, a_server_that_forgets_message_ids_does_not_stop_the_shell)
+{
+    exchange_bench test;
+    const std::string nameless =
+        "<rpc-reply xmlns=\"" + base + "\">" + error("malformed-message") + "</rpc-reply>";
+    EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
+    EXPECT_EQ(test.answer(nameless), "");
+    EXPECT_EQ(test.to_shell(), frame(nameless, 0));
+    EXPECT_EQ(test.ask(rpc("6", "<x/>")), chunked(rpc("6", "<x/>")));
+}
+
+TEST(gateway_exchange, a_refusal_that_comes_before_the_whole_copy_is_out)
+{
+    exchange_bench test;
+    EXPECT_EQ(test.shell_sends(frame(copy(config))), "");
+    outgoing_advance(&test.session->to_server, 1);
+    EXPECT_EQ(test.server_sends(chunked(unsupported)), "");
+    EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
+    EXPECT_EQ(test.to_server(), chunked(copy(config)).substr(1));
+    EXPECT_EQ(test.session->copy.request.size, 0U);
+    EXPECT_EQ(test.ask(rpc("6", "<x/>")), chunked(rpc("6", "<x/>")));
+}
+
+TEST(gateway_exchange, a_copy_loses_its_error_option_everywhere)
+{
+    exchange_bench test("");
+    EXPECT_EQ(test.ask(rpc("5", "<copy-config><error-option>x</error-option></copy-config>")),
+              chunked(rpc("5", "<copy-config></copy-config>")));
+    const std::string edit_with = rpc("5", "<edit-config><error-option/></edit-config>");
+    EXPECT_EQ(test.ask(edit_with), chunked(edit_with));
+}
