@@ -8,7 +8,7 @@ target_compile_options(vandel_common INTERFACE -Wall -Wextra -Wshadow -Wconversi
                                                -fstack-protector-strong)
 # The sanitizers' own code makes g++ 12 see uninitialised reads where there are
 # none; the build without them holds the same sources to every warning.
-if(NOT VANDEL_SANITIZE)
+if(NOT VANDEL_SANITIZE AND NOT VANDEL_FUZZ)
   target_compile_options(vandel_common INTERFACE -Werror)
 endif()
 target_compile_definitions(vandel_common INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64)
@@ -23,6 +23,16 @@ if(VANDEL_SANITIZE)
   if(VANDEL_SANITIZE MATCHES "undefined")
     target_compile_options(vandel_common INTERFACE -fno-sanitize-recover=undefined)
   endif()
+elseif(VANDEL_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "VANDEL_FUZZ needs clang: -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++")
+  endif()
+  # The targets alone are linked with libFuzzer's main; everything is watched by it.
+  target_compile_options(
+    vandel_common INTERFACE -fsanitize=fuzzer-no-link,address,undefined
+                            -fno-sanitize-recover=undefined -fno-omit-frame-pointer -g
+                            -Wno-sign-conversion)
+  target_link_options(vandel_common INTERFACE -fsanitize=address,undefined)
 elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
   target_compile_definitions(vandel_common INTERFACE _FORTIFY_SOURCE=2)
 endif()

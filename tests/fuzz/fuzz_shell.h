@@ -1,0 +1,115 @@
+// The shell as a fuzz target finds it: a session at the root, the played schema
+// database, and a daemon whose answers lie ready in the socket.
+//
+// When it ends, nothing may be left behind: nodes in a log, chunks in the pool,
+// replies of the database, the exchange lock.
+#ifndef VANDEL_TESTS_FUZZ_SHELL_H
+#define VANDEL_TESTS_FUZZ_SHELL_H
+
+#include "cmdtree/chunk_pool.h"
+#include "cmdtree/tree.h"
+#include "complete/columns.h"
+#include "link/exchange_lock.h"
+#include "link/xpath.h"
+#include "redisapi.h"
+#include "schema/local_entries.h"
+#include "shell/session.h"
+#include "tests/fuzz/fuzz_check.h"
+#include "tests/support/captured_log.h"
+#include "tests/support/fake_redis.h"
+#include "tests/support/scripted_server.h"
+
+#include <csignal>
+#include <cstring>
+#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
+
+class fuzz_shell
+{
+  public:
+    fuzz_shell()
+    {
+        signal(SIGPIPE, SIG_IGN);
+        session = session_record();
+        server_fd = -1;
+        lock_init();
+        xml_init();
+        xml_silence();
+        fake_redis_reset();
+        session.pwd = strdup("/");
+        session.prompt = strdup("/$ ");
+        session.redis = redis_connect();
+        tree_init();
+    }
+
+    ~fuzz_shell()
+    {
+        disconnect();
+        tree_free(&session.config_tree);
+        tree_free(&session.rpc_tree);
+        fuzz_require(session.config_tree.log.first == nullptr, "a freed tree has no log");
+        fuzz_require(session.rpc_tree.log.first == nullptr, "a freed rpc tree has no log");
+        pool_release();
+        listing_free();
+        local_entries_forget(nullptr, nullptr);
+        fuzz_require(exchange_trylock() == 0, "nobody holds the exchange lock");
+        exchange_unlock();
+        fuzz_require(session.reply_doc == nullptr, "the last reply is released");
+        redis_freeconn(session.redis);
+        fuzz_require(fake_redis_open_replies() == 0, "every reply of the database is released");
+        free(session.pwd);
+        free(session.prompt);
+        free(session.rpc_path);
+        captured_log_take();
+    }
+
+    fuzz_shell(const fuzz_shell &) = delete;
+    fuzz_shell &operator=(const fuzz_shell &) = delete;
+
+    // The daemon says these bytes, however many requests it gets, and goes away.
+    void connect(const std::string &bytes)
+    {
+        disconnect();
+        int ends[2];
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+            abort();
+        }
+        server_fd = ends[0];
+        daemon_end = ends[1];
+        fuzz_require(send(daemon_end, bytes.data(), bytes.size(), MSG_DONTWAIT) ==
+                         static_cast<ssize_t>(bytes.size()),
+                     "the answers fit into the socket");
+        shutdown(daemon_end, SHUT_WR);
+    }
+
+    // The daemon answers each of `count` requests with this text.
+    void serve(const std::string &reply, int count)
+    {
+        std::string bytes;
+        for (int i = 0; i < count; i++) {
+            bytes += frame_bytes(reply);
+        }
+        connect(bytes);
+    }
+
+    void disconnect()
+    {
+        if (server_fd >= 0) {
+            close(server_fd);
+            close(daemon_end);
+        }
+        server_fd = -1;
+    }
+
+    static void set_text(char **slot, const std::string &text)
+    {
+        free(*slot);
+        *slot = strdup(text.c_str());
+    }
+
+  private:
+    int daemon_end = -1;
+};
+
+#endif
