@@ -297,6 +297,65 @@ def test_export_through_a_symbolic_link_replaces_the_link(machine):
     assert not os.path.islink(machine.path("out"))
 
 
+FAILED_WRITE = "write config file fail.\r\nexport config fail.\r\n"
+
+
+def test_export_to_a_path_that_became_a_directory(machine):
+    def answer(request):
+        os.mkdir(machine.path("out"))
+        return request.reply("<data>1</data>")
+
+    machine.tarnd.on_request = answer
+    machine.dialogue(("/$ ", "export-config running /tmp/out", FAILED_WRITE))
+    assert machine.log.texts(ERROR) == [(ERROR, "[ERROR] Opening output file failed.\n\n")]
+    assert os.path.isdir(machine.path("out"))
+
+
+@pytest.mark.parametrize("size", [1, 100_000])
+def test_export_to_a_device_that_became_full(machine, size):
+    """A small file fails when it is closed, a large one when it is written."""
+
+    def answer(request):
+        os.symlink("/dev/full", machine.path("out"))
+        return request.reply(f"<data>{'x' * size}</data>")
+
+    machine.tarnd.on_request = answer
+    machine.dialogue(("/$ ", "export-config running /tmp/out", FAILED_WRITE))
+    assert machine.log.texts(ERROR) == [(ERROR, "[ERROR] write file fail.\n\n")]
+    assert not os.path.lexists(machine.path("out"))
+
+
+def test_the_old_file_goes_before_the_server_is_asked(machine):
+    with open(machine.path("out"), "w", encoding="ascii") as file:
+        file.write("old")
+    seen = []
+
+    def answer(request):
+        seen.append(os.path.lexists(machine.path("out")))
+        return close
+
+    machine.tarnd.on_request = answer
+    machine.dialogue(("/$ ", "export-config running /tmp/out", "export config fail.\r\n"))
+    assert seen == [False]
+    assert not os.path.lexists(machine.path("out"))
+
+
+@pytest.mark.parametrize(
+    "line", ["copy-config running startup", "delete-config", "save", "export-config running /tmp/out"]
+)
+def test_a_request_to_a_server_that_has_gone(machine, line):
+    """The signal ends the shell before a message about the send can."""
+    shell = machine.start()
+    shell.send("pwd\n\n")
+    shell.expect(b"/$ pwd\n/\r\n/$ ")
+    machine.tarnd.wait_session().close()
+    shell.send(line + "\n")
+    result = shell.wait()
+    assert result.status == 1
+    expected = f"/$ pwd\n/\r\n/$ \n/$ {line}\n\nReceive signal=13 and exit\n"
+    assert result.stdout.decode() == expected
+
+
 def test_export_to_a_device_is_refused(machine):
     machine.dialogue(("/$ ", "export-config running /dev/null", ""))
     assert machine.tarnd.requests == []
@@ -377,6 +436,40 @@ def test_files_that_cannot_be_imported(machine, text, message):
     assert machine.tarnd.requests == []
     empty = [(ERROR, "[ERROR] input file is EMPTY.\n\n")]
     assert machine.log.texts(ERROR) == ([] if text else empty)
+
+
+IMPORT_LOOKS = [
+    # the words are looked at in order: their number, the target, the file
+    ("import-config /tmp/none config", "input target is error,should be running or startup.\r\n"),
+    ("import-config '/tmp/in' running", "can't get file infomation.\r\n"),
+    ("import-config /tmp/in/x running", "can't get file infomation.\r\n"),
+    ("import-config /tmp/in 'running'", "input target is error,should be running or startup.\r\n"),
+    ("import-config /tmp/dev running", "can't find the file \r\n"),
+]
+
+
+@pytest.mark.parametrize("line, message", IMPORT_LOOKS)
+def test_what_import_looks_at(machine, line, message):
+    with open(machine.path("in"), "wb") as file:
+        file.write(b"<data>1</data>")
+    os.mkdir(machine.path("dev"))
+    machine.dialogue(("/$ ", line, message))
+    assert machine.tarnd.requests == []
+    assert machine.log.texts(ERROR, DEBUG) == []
+
+
+def test_import_of_a_name_with_codes(machine):
+    """Codes that were typed are restored in the file's name, quotes are kept."""
+    with open(machine.path("'a [b]=,c'"), "wb") as file:
+        file.write(b"<data>1</data>")
+    machine.dialogue(
+        ("/$ ", "import-config /tmp/'a [b]=,c' running", OK),
+        ("/$ ", "import-config /tmp/'a\x03\x0bb\x0c=\x0ec' running", reply("  <ok/>\n  ", 2)),
+    )
+    assert machine.tarnd.requests == [
+        copy("running", config("1"), 1),
+        copy("running", config("1"), 2),
+    ]
 
 
 def test_import_of_what_is_no_file(machine):
