@@ -1,5 +1,7 @@
 """How replies are laid out."""
 
+import random
+
 import pytest
 from support.example import EXAMPLE
 
@@ -60,3 +62,68 @@ def test_a_reply_of_many_lines(machine):
     )
     inner = "".join(f"  <p>\n    {n}\n  </p>\n" for n in range(count))
     machine.dialogue(("/$ ", "get /acme/empty", f"\r\n<data>\n{inner}</data>\n"))
+
+
+# The same layout once more, written from the rules alone and without regard
+# to cost, for texts that nobody would write by hand.
+
+ENTITIES = [("&amp;", "&"), ("&lt;", "<"), ("&gt;", ">"), ("&quot;", '"')] + [
+    ("&#9;", "\t"),
+    ("&#13;", "\r"),
+    ("&#10;", "\n"),
+]
+PIECES = ["<a>", "</a>", "<b/>", "<?x?>", "<!-- c -->", "<c d='1'>", "<", ">", "/", "</", " ", "  "]
+PIECES += ["\n", "\t", "\r\n", "x", "text", "&", "&gt", "&#1;", ";", "%s", "\xc3\xa9"]
+PIECES += [entity for entity, _ in ENTITIES]
+
+
+def decoded(layout):
+    text = ""
+    while layout:
+        for entity, character in ENTITIES:
+            if layout.startswith(entity):
+                text, layout = text + character, layout[len(entity) :]
+                break
+        else:
+            text, layout = text + layout[0], layout[1:]
+    return text
+
+
+def indented(indentation, text):
+    return " " * max(0, indentation) + text + "\n"
+
+
+def laid_out(text):
+    layout = ""
+    indentation = previous = start = 0
+    end = text.find(">")
+    while end >= 0:
+        layout += indented(indentation, text[start : end + 1])
+        start = end + 1
+        while text[start : start + 1] == " ":
+            start += 1
+        tag = text.find("<", start)
+        if tag < 0:
+            break
+        if tag != start:
+            layout += indented(indentation + 2, text[start:tag])
+        closing = text[previous + 1 : previous + 2] == "/", text[tag + 1 : tag + 2] == "/"
+        indentation += {(True, True): -2, (False, False): 2}.get(closing, 0)
+        previous = start = tag
+        end = text.find(">", tag)
+    return decoded(layout)
+
+
+@pytest.mark.parametrize("seed", range(3))
+def test_random_texts(machine, seed):
+    machine.load(EXAMPLE)
+    chance = random.Random(seed)
+    texts = ["".join(chance.choices(PIECES, k=chance.randint(0, 30))) for _ in range(1000)]
+    replies = iter(texts)
+    machine.tarnd.on_request = lambda request: next(replies).encode("latin-1")
+    output = machine.session(*["get /acme/empty"] * len(texts), "quit").stdout.decode("latin-1")
+    shown = output.split("/$ get /acme/empty\n")
+    assert shown.pop(0) == ""
+    assert len(shown) == len(texts)
+    for text, one in zip(texts, shown):
+        assert one.removesuffix("/$ quit\n") == "\r\n" + laid_out(text)
