@@ -69,7 +69,7 @@ def check_all_gone(machine):
         for pid in remaining:
             os.kill(pid, signal.SIGKILL)
         raise AssertionError(f"still there: {remaining}") from error
-    assert glob.glob(machine.path("vandel.*")) == []
+    assert glob.glob(machine.path("vandel.*/")) == []
 
 
 @pytest.fixture
