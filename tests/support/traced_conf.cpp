@@ -10,12 +10,17 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+static int number_from(const char *text)
+{
+    return static_cast<int>(strtol(text, nullptr, 10));
+}
+
 int conf_agent_init()
 {
     fprintf(stderr, "conf_agent_init()\n");
     const char *refusal = getenv("TRACED_CONF_ERRNO");
     if (refusal != nullptr) {
-        errno = atoi(refusal);
+        errno = number_from(refusal);
         return -1;
     }
     struct sockaddr_un address = {};
@@ -30,5 +35,5 @@ int conf_dbg_enable(int level, int flag)
 {
     fprintf(stderr, "conf_dbg_enable(%d, %d)\n", level, flag);
     const char *result = getenv("TRACED_DEBUG_RESULT");
-    return result != nullptr ? atoi(result) : 0;
+    return result != nullptr ? number_from(result) : 0;
 }

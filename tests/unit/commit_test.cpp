@@ -180,7 +180,8 @@ TEST_F(commit_test, codes_are_restored_in_the_body_only)
 
 TEST_F(commit_test, bodies_of_any_size_arrive_whole)
 {
-    for (size_t size : {1000, 3 << 10, 4060, 4070, 4080, 4090, 5 << 10, 100 << 10, 3 << 20}) {
+    for (size_t size :
+         {1000U, 3U << 10, 4060U, 4070U, 4080U, 4090U, 5U << 10, 100U << 10, 3U << 20}) {
         std::string value(size, 'v');
         run(cmd_set, "set /m/c/x " + value);
         run(cmd_set, "set /m/c/y end");

@@ -101,8 +101,9 @@ TEST(mem_grow, a_block_in_use_up_to_its_size_stays_the_same)
 
 TEST(mem_grow, the_new_bytes_are_zero)
 {
-    auto *block = static_cast<char *>(malloc(4));
-    memcpy(block, "abcd", 4);
+    const std::string before = "abcd";
+    auto *block = static_cast<char *>(malloc(before.size()));
+    before.copy(block, before.size());
     auto *grown = static_cast<char *>(mem_grow(block, 4, 12));
     ASSERT_NE(grown, nullptr);
     EXPECT_EQ(std::string(grown, 12), std::string("abcd\0\0\0\0\0\0\0\0", 12));
