@@ -1,0 +1,43 @@
+// XML as a parser sees it, for comparing what texts mean.
+#ifndef VANDEL_TESTS_FUZZ_XML_H
+#define VANDEL_TESTS_FUZZ_XML_H
+
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+#include <libxml/xmlerror.h>
+#include <memory>
+#include <string>
+
+struct fuzz_document_free {
+    void operator()(xmlDoc *document) const
+    {
+        xmlFreeDoc(document);
+    }
+};
+
+using fuzz_document = std::unique_ptr<xmlDoc, fuzz_document_free>;
+
+inline void fuzz_xml_ignore(void * /*context*/, xmlError * /*error*/) {}
+
+// Null for what is not well-formed, and for what no message may be: a text with
+// a document type, or in another encoding than UTF-8.
+inline fuzz_document fuzz_xml_parse(const std::string &text)
+{
+    xmlSetStructuredErrorFunc(nullptr, fuzz_xml_ignore);
+    if (text.find('\0') != std::string::npos) {
+        return nullptr;
+    }
+    fuzz_document document(xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr,
+                                         "utf-8", XML_PARSE_NONET | XML_PARSE_NOENT));
+    if (document && (document->intSubset != nullptr || document->encoding == nullptr)) {
+        return nullptr;
+    }
+    return document;
+}
+
+inline std::string fuzz_xml_string(const xmlChar *text)
+{
+    return text != nullptr ? reinterpret_cast<const char *>(text) : "";
+}
+
+#endif
