@@ -1,7 +1,7 @@
 # Compile and link options that every target of the project shares.
 #
 # vandel_options  product code: no exceptions, no RTTI
-# vandel_test_options  test code: the same warnings, but GoogleTest's own needs
+# vandel_test_options  test code: the same, so that both see the same headers
 
 add_library(vandel_common INTERFACE)
 target_compile_options(vandel_common INTERFACE -Wall -Wextra -Wshadow -Wconversion -Wformat=2
@@ -18,7 +18,7 @@ target_link_options(vandel_common INTERFACE -Wl,--enable-new-dtags -Wl,-z,relro 
 
 if(VANDEL_SANITIZE)
   target_compile_options(vandel_common INTERFACE -fsanitize=${VANDEL_SANITIZE}
-                                                 -fno-omit-frame-pointer -g)
+                                                 -fno-omit-frame-pointer -g1)
   target_link_options(vandel_common INTERFACE -fsanitize=${VANDEL_SANITIZE})
   if(VANDEL_SANITIZE MATCHES "undefined")
     target_compile_options(vandel_common INTERFACE -fno-sanitize-recover=undefined)
@@ -44,3 +44,5 @@ target_compile_options(vandel_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-e
 
 add_library(vandel_test_options INTERFACE)
 target_link_libraries(vandel_test_options INTERFACE vandel_common)
+target_compile_options(vandel_test_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
+                                                     $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)

@@ -1,0 +1,1 @@
+// Holds the headers that every unit test shares, compiled (see CMakeLists.txt).
