@@ -16,6 +16,7 @@ that creates the session is answered from `session_reply` and never reaches
 
 import collections
 import contextlib
+import functools
 import os
 import re
 import socket
@@ -28,6 +29,7 @@ MAGIC = 0xFEDCBAFF
 BASE_NS = "urn:ietf:params:xml:ns:netconf:base:1.0"
 PRIVATE_NS = "com:quorvex:netconf:private:vesk:device:tarnd"
 WAIT = 30
+PIECE = 1 << 20
 
 
 class Frame:
@@ -38,7 +40,7 @@ class Frame:
         self.magic, self.length, self.sequence, self.reserved = HEADER.unpack(header)
         self.body = body
 
-    @property
+    @functools.cached_property
     def text(self):
         """The body without its terminating zero byte."""
         return self.body.rstrip(b"\0").decode("utf-8", "surrogateescape")
@@ -138,13 +140,13 @@ class Session:
         self.connection.close()
 
     def _read(self, count):
-        data = b""
+        data = bytearray()
         while len(data) < count:
-            piece = self.connection.recv(count - len(data))
+            piece = self.connection.recv(min(count - len(data), PIECE))
             if not piece:
                 return None
             data += piece
-        return data
+        return bytes(data)
 
     def _serve(self):
         try:
