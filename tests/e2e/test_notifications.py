@@ -4,6 +4,7 @@ import threading
 
 import pytest
 from support import tarnd as daemon
+from support import valgrind
 from support.example import EXAMPLE, printed_no_data
 from support.shell import DEBUG
 
@@ -16,7 +17,7 @@ PRINTED = (
     "  <event/>\n"
     "  </notification>\n"
 ).encode()
-SOON = 10  # about a second is meant; a busy machine is given more
+SOON = valgrind.SCALE * 10  # about a second is meant; a busy machine is given more
 
 
 @pytest.fixture

@@ -11,7 +11,7 @@ import time
 import pytest
 from support import tarnd as daemon
 from support.example import EXAMPLE, get, printed_no_data, printed_ok
-from support.shell import DEBUG, ERROR, INFO, USER
+from support.shell import DEBUG, ERROR, INFO, TIMEOUT, USER
 
 NO_SERVER = b"failed to connect ncserver!\r\n"
 CONNECTED = [
@@ -469,7 +469,7 @@ def test_a_closed_standard_input_makes_zero_the_daemons_descriptor(machine):
     script = words.index("--") + 1
     words[script:script] = ["/bin/sh", "-c", 'exec "$@" <&-', "sh"]
     result = subprocess.run(
-        words, capture_output=True, env=machine.environ(), timeout=60, check=False
+        words, capture_output=True, env=machine.environ(), timeout=TIMEOUT, check=False
     )
     assert (result.returncode, result.stdout, result.stderr) == (0, b"/\r\n", b"")
     assert machine.tarnd.frames == []

@@ -8,12 +8,14 @@ import struct
 import subprocess
 import time
 
+from . import valgrind
+
 REPOSITORY = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILD = os.path.abspath(os.environ.get("VANDEL_BUILD") or os.path.join(REPOSITORY, "build"))
 PROGRAM = os.path.join(BUILD, "tarnd-gateway")
 HEADER = struct.Struct("<IIHH")
 MAGIC = 0xFEDCBAFF
-WAIT = 60  # seconds until a test that waits fails
+WAIT = 60 * valgrind.SCALE  # seconds until a test that waits fails
 
 
 def wait_for(condition, what):
@@ -46,7 +48,7 @@ class Gateway:
         self.shells = []
         with open(self.log_path, "wb") as log:
             self.process = subprocess.Popen(
-                [PROGRAM, "--listen", self.socket, *options, "--", *command],
+                [*valgrind.words(directory), PROGRAM, "--listen", self.socket, *options, "--", *command],
                 stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=log,
                 env=environment, preexec_fn=prepare, pass_fds=inherit)
         self.wait_for_log("listening on")
@@ -74,8 +76,10 @@ class Gateway:
             return [int(pid) for pid in children.read().split()]
 
     def peak_memory(self):
-        """The largest resident size so far, in bytes; 0 under AddressSanitizer,
-        which keeps freed memory and copies where the C library does not."""
+        """The largest resident size so far, in bytes; 0 under AddressSanitizer
+        or Valgrind, which keep freed memory and copy where the C library does not."""
+        if valgrind.ENABLED:
+            return 0
         with open(f"/proc/{self.process.pid}/maps", encoding="utf-8") as maps:
             if "libasan" in maps.read():
                 return 0
@@ -96,11 +100,13 @@ class Gateway:
         if self.process.poll() is None:
             self.process.send_signal(number)
         try:
-            return self.process.wait(WAIT)
+            status = self.process.wait(WAIT)
         except subprocess.TimeoutExpired:
             self.process.kill()
             self.process.wait()
             raise
+        valgrind.check(os.path.dirname(self.socket))
+        return status
 
 
 class Shell:

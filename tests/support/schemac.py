@@ -10,6 +10,8 @@ import time
 
 import redis
 
+from . import valgrind
+
 REPO = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILD = os.environ.get("VANDEL_BUILD", os.path.join(REPO, "build"))
 SCHEMAC = os.path.join(BUILD, "schemac")
@@ -17,7 +19,7 @@ MODELS = os.path.join(REPO, "device", "models")
 SYSTEM_MODULES = "/usr/share/yuma/modules"
 
 with open(SCHEMAC, "rb") as _program:
-    SANITIZED = b"__asan_init" in _program.read()
+    SANITIZED = valgrind.ENABLED or b"__asan_init" in _program.read()
 
 MODULE, CONTAINER, LEAF, LEAF_LIST, LIST, CHOICE, CASE, RPC, INPUT = range(9)
 

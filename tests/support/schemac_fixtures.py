@@ -5,6 +5,7 @@ import subprocess
 
 import pytest
 
+from support import valgrind
 from support.schemac import SCHEMAC, Server
 
 
@@ -28,9 +29,12 @@ def run(server, tmp_path):
     def run_schemac(*arguments, **options):
         environment = dict(os.environ, SCHEMA_REDIS=server.socket)
         environment.update(options.pop("env", {}))
-        return subprocess.run([SCHEMAC, *map(str, arguments)], cwd=tmp_path, env=environment,
-                              stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                              timeout=180, **options)
+        words = [*valgrind.words(tmp_path), SCHEMAC, *map(str, arguments)]
+        result = subprocess.run(words, cwd=tmp_path, env=environment,
+                                stdin=subprocess.DEVNULL, capture_output=True, text=True,
+                                timeout=180 * valgrind.SCALE, **options)
+        valgrind.check(tmp_path)
+        return result
 
     return run_schemac
 

@@ -8,6 +8,8 @@ import subprocess
 import tempfile
 import time
 
+from . import valgrind
+
 
 def private_directory():
     """A directory of our own with a path short enough for Unix sockets."""
@@ -16,7 +18,7 @@ def private_directory():
 
 def wait_until(condition, what, timeout=30, pause=0.01):
     """Waits until condition() is true and returns what it returned."""
-    deadline = time.monotonic() + timeout
+    deadline = time.monotonic() + timeout * valgrind.SCALE
     while True:
         result = condition()
         if result:

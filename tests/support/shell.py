@@ -11,19 +11,20 @@ import glob
 import os
 import pwd
 import shutil
+import signal
 import subprocess
 import threading
 
 import pexpect
 
-from . import servers
+from . import servers, valgrind
 from .system_log import SystemLog
 from .tarnd import Tarnd
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
 BUILD = os.path.abspath(os.environ.get("VANDEL_BUILD") or os.path.join(ROOT, "build"))
-TIMEOUT = 60
+TIMEOUT = 60 * valgrind.SCALE
 BASE_NS = "urn:ietf:params:xml:ns:netconf:base:1.0"
 USER = pwd.getpwuid(0).pw_name  # the user of every shell, in its namespace or outside
 ERROR, INFO, DEBUG = 11, 14, 15
@@ -103,7 +104,7 @@ class Shell:
         with contextlib.suppress(OSError):
             self.process.stdin.close()
         if self.process.poll() is None:
-            self.process.kill()
+            _end(self.pid, lambda: self.process.poll() is not None)
         self.process.wait()
         for reader in self.readers:
             reader.join(10)
@@ -129,6 +130,8 @@ class Machine:
     def _make_directories(self):
         for name in ("tmp", "tmp/.dev", "tmp/.build", "dev"):
             os.mkdir(os.path.join(self.base, name))
+        if valgrind.ENABLED:
+            os.mkdir(self.path(".valgrind"))
         os.chmod(self.path(), 0o1777)
         for name in ("null", "zero", "full", "random", "urandom", "tty", "ptmx", "pts", "shm"):
             os.symlink(f"/tmp/.dev/{name}", os.path.join(self.base, "dev", name))
@@ -167,7 +170,7 @@ class Machine:
         self.binds += [replacement, path]
 
     def vandel(self, *arguments):
-        return self.command("/tmp/.build/vandel", *arguments)
+        return self.command(*valgrind.words("/tmp/.valgrind"), "/tmp/.build/vandel", *arguments)
 
     def environ(self, extra=None):
         """The whole environment of a shell; a value of None leaves a name out."""
@@ -239,12 +242,13 @@ class Machine:
     def stop(self):
         """Ends every shell that still runs, then everything else.
 
-        Raises what the daemon's script and the sanitizers complain about."""
+        Raises what the daemon's script, the sanitizers and Valgrind complain about."""
         for shell in self.shells:
             shell.stop()
         try:
             self.tarnd.stop()
             self._check_sanitizers()
+            valgrind.check(self.path(".valgrind"))
         finally:
             self.log.stop()
             shutil.rmtree(self.base, ignore_errors=True)
@@ -260,4 +264,18 @@ class _Terminal:
         self.child = child
 
     def stop(self):
+        if self.child.isalive():
+            _end(self.child.pid, lambda: not self.child.isalive())
+            self.child.wait()
+        self.child.ptyproc.delayafterclose = 0  # a tenth of a second, meant for one that lives
         self.child.close(force=True)
+
+
+def _end(pid, has_ended):
+    """Ends a process: under Valgrind so that it can still report what it lost."""
+    if valgrind.ENABLED:
+        os.kill(pid, signal.SIGTERM)
+        with contextlib.suppress(TimeoutError):
+            servers.wait_until(has_ended, "the end", 1)
+    if not has_ended():
+        os.kill(pid, signal.SIGKILL)

@@ -24,11 +24,13 @@ import struct
 import threading
 import time
 
+from . import valgrind
+
 HEADER = struct.Struct("<IIHH")
 MAGIC = 0xFEDCBAFF
 BASE_NS = "urn:ietf:params:xml:ns:netconf:base:1.0"
 PRIVATE_NS = "com:quorvex:netconf:private:vesk:device:tarnd"
-WAIT = 30
+WAIT = 30 * valgrind.SCALE
 PIECE = 1 << 20
 
 
