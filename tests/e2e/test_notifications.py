@@ -1,5 +1,7 @@
 """The listener: what the daemon pushes while no request is under way."""
 
+import os
+import resource
 import threading
 
 import pytest
@@ -133,3 +135,41 @@ def test_text_of_a_notification_is_no_format(idle):
     session.send(daemon.notification("<event>100%s %n</event>"))
     shell.expect(b"<event>\n    100%s %n\n  </event>\n", timeout=SOON)
     assert finish(shell).status == 0
+
+
+MANY_DESCRIPTORS = """
+import os, resource, sys
+resource.setrlimit(resource.RLIMIT_NOFILE, (1200, resource.getrlimit(resource.RLIMIT_NOFILE)[1]))
+while os.dup(0) < 1100:
+    pass
+for number in range(3, 1101):
+    os.set_inheritable(number, True)
+os.execv(sys.argv[1], sys.argv[1:])
+"""
+
+
+def test_a_descriptor_that_cannot_be_selected(machine):
+    """The listener never sees it readable; requests have no need to select."""
+    if 0 <= resource.getrlimit(resource.RLIMIT_NOFILE)[1] < 1200:
+        pytest.skip("this machine does not allow so many descriptors")
+    machine.load(EXAMPLE)
+    machine.tarnd.on_request = lambda request: [EVENT, request.data()]
+    words = machine.vandel()
+    script = words.index("--") + 1
+    words[script:script] = ["/usr/bin/python3", "-c", MANY_DESCRIPTORS]
+    shell = machine.start_command(words)
+    shell.send("pwd\n\n")
+    shell.expect(b"/$ pwd\n/\r\n/$ \n")
+    assert os.readlink(f"/proc/{shell.pid}/fd/1101").startswith("socket:")
+    machine.tarnd.wait_session().send(EVENT)
+    assert not threading.Event().wait(2.5)
+    assert PRINTED not in shell.stdout
+    shell.send("get /acme/empty\n")
+    result = finish(shell)
+    assert (result.status, result.stderr) == (0, b"")
+    assert result.stdout == (
+        b"/$ pwd\n/\r\n/$ \n/$ get /acme/empty\n"
+        + PRINTED * 2
+        + printed_no_data(1).encode()
+        + b"/$ quit\n"
+    )
