@@ -94,6 +94,16 @@ def test_help_takes_its_word_by_blanks_alone(machine):
     assert output[banner.end() :] == ROWS + "/$ quit\n"
 
 
+def test_a_command_word_ends_at_any_white_space_but_its_words_at_blanks(machine):
+    machine.dialogue(
+        ("/$ ", "pwd\vnow", "/\r\n"),  # one word for the command
+        ("/$ ", "pwd\fnow then", "error command, please use:pwd (no param)\r\n"),
+        ("/$ ", "cd\vacme", "error command, please use:cd path\r\n"),
+        ("/$ ", "help ls\t", "Unknown command 'ls\t'\n" + ROWS),
+        ("/$ ", "help \vls", "Unknown command '\vls'\n" + ROWS),
+    )
+
+
 @pytest.mark.parametrize("word", ["quitx", "Quit", "hel", "PWD", "get-configs", "ls/"])
 def test_a_word_that_is_no_command(machine, word):
     machine.load(EXAMPLE)

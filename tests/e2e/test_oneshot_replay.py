@@ -1,7 +1,7 @@
 """What a replay of the profile stages, as the commit of an rpc writes it back."""
 
 import pytest
-from support.example import EXAMPLE, invoke, printed_ok
+from support.example import EXAMPLE, edit_config, invoke, printed_ok
 from support.shell import DEBUG, ERROR
 
 PING = invoke('<ping xmlns="urn:acme"></ping>')
@@ -192,3 +192,41 @@ def test_a_failing_replay_does_not_stop_a_command(machine, words):
         assert b"hostname" in result.stdout
     else:
         assert result.stdout.startswith(b"\r\n<rpc-reply")
+
+
+LEAF = "set /acme/box/name 1\n"
+PAGE_HEAD = "[pwd]\n/acme\n[config]\nset /acme/box/name "
+SHAPES = [
+    # the file, the value that is sent (None: nothing), the workspace afterwards
+    ("[pwd]\n/acme\n[config]\nset /acme/box/name 1", "1", "/acme"),
+    ("\n\n[pwd]\n\n/acme\n\n[config]\n\n\n" + LEAF, "1", "/acme"),
+    ("[pwd]\n[config]\n" + LEAF, "1", "[config]"),
+    ("[pwd]\n/acme\n[config]\n" + LEAF + "[rpc]\n\n[rpc_para]\n%%%\n" + LEAF * 3, "1", "/acme"),
+    ("[pwd]\n/acme\n[config]\nset /acme/box/name a\0b\n", "a", "/acme"),
+    ("[pwd]\n/acme\n[config]\n\0\n" + LEAF, "1", "/acme"),
+    ("[pwd]\n/acme\n[config]\nset /acme/box/name\t1\v2\f3\n", "1[2]3", "/acme"),
+    ("[pwd]\n/acme\n[config]\nset /acme/box/name 1\r\n", "1=", "/acme"),
+    (PAGE_HEAD + "v" * (4096 - len(PAGE_HEAD)), "v" * (4096 - len(PAGE_HEAD)), "/acme"),
+    (PAGE_HEAD + "v" * (8191 - len(PAGE_HEAD)) + "\n", "v" * (8191 - len(PAGE_HEAD)), "/acme"),
+    ("[pwd]\n/acme\n[config] \n" + LEAF, None, None),
+    ("[pwd]\n/acme\n[Config]\n" + LEAF, None, None),
+    ("[pwd]\r\n/acme\n[config]\n" + LEAF, None, None),
+    ("[pwd]", None, None),
+    ("\n", None, None),
+]
+
+
+@pytest.mark.parametrize("text, sent, workspace", SHAPES)
+def test_shapes_of_a_file(machine, text, sent, workspace):
+    write_profile(machine, text)
+    result = machine.one_shot("commit")
+    if sent is None:
+        assert result.stdout == b"There is no configuration data. \r\n"
+        assert machine.tarnd.requests == []
+        assert profile(machine) == text
+        return
+    assert result.stdout.decode() == printed_ok(1)
+    assert machine.tarnd.requests == [
+        edit_config(f'<box xmlns="urn:acme"><name>{sent}</name></box>')
+    ]
+    assert profile(machine) == f"[pwd]\n{workspace}\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n"
