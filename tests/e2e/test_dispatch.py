@@ -4,7 +4,7 @@ import re
 
 import pytest
 from support.example import EXAMPLE
-from support.prompt import UP, Prompt
+from support.prompt import BELL, UP, Prompt
 from support.shell import DEBUG, ERROR
 
 ROWS = (
@@ -193,3 +193,13 @@ class TestHistory:
         assert prompt.press(UP) == b"/acme/reset"
         prompt.run("quit")
         assert prompt.press(UP) == b"quit"
+
+    def test_ten_lines_are_remembered(self, machine):
+        prompt = Prompt(machine)
+        for number in range(12):
+            prompt.run(f"pwd {number}")
+        for count in range(1, 11):  # each time from the line that was typed last
+            assert BELL not in prompt.press(UP * count)
+            assert prompt.shown() == f"/$ pwd {12 - count}"
+        assert prompt.press(UP * 11).count(BELL) == 1
+        assert prompt.shown() == "/$ pwd 2"

@@ -1,0 +1,94 @@
+// The mode of the profile at every moment.
+#include "shell/profile.h"
+
+#include "tests/support/shell_world.h"
+
+#include <sys/stat.h>
+
+namespace
+{
+
+std::vector<unsigned> modes_before;
+
+unsigned mode_of(const struct stat &status)
+{
+    return status.st_mode & 07777;
+}
+
+} // namespace
+
+extern "C" {
+int __real_fchmod(int fd, mode_t mode);
+int __wrap_fchmod(int fd, mode_t mode)
+{
+    struct stat status = {};
+    EXPECT_EQ(fstat(fd, &status), 0);
+    EXPECT_EQ(status.st_size, 0) << "something was written before the mode was set";
+    modes_before.push_back(mode_of(status));
+    return __real_fchmod(fd, mode);
+}
+}
+
+namespace
+{
+
+const char file_name[] = "/tmp/vandel.conf";
+
+class profile_mode_test : public shell_world
+{
+  protected:
+    static void SetUpTestSuite()
+    {
+        private_tmp();
+    }
+
+    void SetUp() override
+    {
+        shell_world::SetUp();
+        remove(file_name);
+        modes_before.clear();
+        mask = umask(0);
+    }
+
+    void TearDown() override
+    {
+        umask(mask);
+        shell_world::TearDown();
+    }
+
+    static unsigned mode()
+    {
+        struct stat status = {};
+        EXPECT_EQ(lstat(file_name, &status), 0);
+        return mode_of(status);
+    }
+
+    mode_t mask = 0;
+};
+
+TEST_F(profile_mode_test, a_new_file_is_private_from_its_first_moment)
+{
+    EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), 0);
+    EXPECT_EQ(modes_before, std::vector<unsigned>{0600});
+    EXPECT_EQ(mode(), 0600U);
+}
+
+TEST_F(profile_mode_test, an_old_file_is_emptied_and_made_private_before_it_is_written)
+{
+    EXPECT_EQ(profile_write_fresh(), 0);
+    ASSERT_EQ(chmod(file_name, 0666), 0);
+    EXPECT_EQ(profile_write_back(), 0);
+    EXPECT_EQ(modes_before, (std::vector<unsigned>{0600, 0666}));
+    EXPECT_EQ(mode(), 0600U);
+}
+
+TEST_F(profile_mode_test, a_line_leaves_the_mode_alone)
+{
+    EXPECT_EQ(profile_write_fresh(), 0);
+    ASSERT_EQ(chmod(file_name, 0640), 0);
+    EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), 0);
+    EXPECT_EQ(mode(), 0640U);
+    EXPECT_EQ(modes_before.size(), 1U);
+}
+
+} // namespace
