@@ -22,14 +22,6 @@ namespace
 
 constexpr size_t request_size = 1024;
 
-struct xml_text_deleter {
-    void operator()(xmlChar *text) const noexcept
-    {
-        xmlFree(text);
-    }
-};
-using xml_content = std::unique_ptr<xmlChar, xml_text_deleter>;
-
 // A login name too long for the buffer leaves the empty text, which is sent.
 void create_session_request(char *buffer, const char *login_name)
 {
@@ -61,7 +53,7 @@ int read_session_id(const char *reply, uint32_t length)
     ns_free(&namespaces);
     if (!found)
         return -1;
-    const xml_content text(xmlNodeGetContent(found->nodesetval->nodeTab[0]));
+    const xml_content text = xml_node_content(found->nodesetval->nodeTab[0]);
     if (!text)
         return -1;
     session.session_id =

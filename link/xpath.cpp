@@ -7,6 +7,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "link/xml_memory.h"
 #include "shell/log.h"
 #include "shell/text.h"
 
@@ -55,6 +56,7 @@ void ns_entry_free(ns_entry *entry)
 
 void xml_init()
 {
+    xml_memory_init();
     xmlInitParser();
     xml_silence();
 }
@@ -70,8 +72,10 @@ xml_doc xml_parse(const char *text, size_t length)
 {
     if (length > INT_MAX)
         return nullptr;
-    return xml_doc(
+    xml_memory_watch();
+    xml_doc document(
         xmlReadMemory(text, static_cast<int>(length), nullptr, "utf-8", XML_PARSE_NOBLANKS));
+    return xml_memory_ran_out() ? nullptr : std::move(document);
 }
 
 int ns_add(ns_entry **head, const char *prefix, const char *uri)
@@ -110,6 +114,7 @@ void ns_free(ns_entry **head)
 
 xmlXPathObject *xpath_eval(xmlDoc *document, const char *expression, ns_entry **head)
 {
+    xml_memory_watch();
     const xpath_context context(xmlXPathNewContext(document));
     if (!context)
         return nullptr;
@@ -118,8 +123,15 @@ xmlXPathObject *xpath_eval(xmlDoc *document, const char *expression, ns_entry **
         return nullptr;
     }
     xpath_result result(xmlXPathEvalExpression(xml_text(expression), context.get()));
-    if (!result || result->nodesetval == nullptr || result->nodesetval->nodeNr == 0 ||
-        result->nodesetval->nodeTab == nullptr)
+    if (!result || xml_memory_ran_out() || result->nodesetval == nullptr ||
+        result->nodesetval->nodeNr == 0 || result->nodesetval->nodeTab == nullptr)
         return nullptr;
     return result.release();
+}
+
+xml_content xml_node_content(const xmlNode *node)
+{
+    xml_memory_watch();
+    xml_content text(xmlNodeGetContent(node));
+    return xml_memory_ran_out() ? nullptr : std::move(text);
 }

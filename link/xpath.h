@@ -33,6 +33,14 @@ struct xpath_result_deleter {
 };
 using xpath_result = std::unique_ptr<xmlXPathObject, xpath_result_deleter>;
 
+struct xml_content_deleter {
+    void operator()(xmlChar *text) const noexcept
+    {
+        xmlFree(text);
+    }
+};
+using xml_content = std::unique_ptr<xmlChar, xml_content_deleter>;
+
 // Initialises libxml2 for all threads; called before the second one starts.
 void xml_init();
 
@@ -40,7 +48,7 @@ void xml_init();
 void xml_silence();
 
 // Parses a whole message, blank text nodes removed; null when it is not
-// well-formed.
+// well-formed or memory runs out.
 xml_doc xml_parse(const char *text, size_t length);
 
 // Adds a prefix at the head; 0, or -1 when memory runs out. A prefix that the
@@ -53,5 +61,9 @@ void ns_free(ns_entry **head);
 // Evaluates expression over document; a node set with at least one node, for
 // the caller to free with xmlXPathFreeObject, or null.
 xmlXPathObject *xpath_eval(xmlDoc *document, const char *expression, ns_entry **head);
+
+// The text inside a node, the texts of its descendants joined; null when memory
+// runs out.
+xml_content xml_node_content(const xmlNode *node);
 
 #endif

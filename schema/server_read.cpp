@@ -83,11 +83,10 @@ xpath_result query(heap_text request, const char *path)
 
 int add_key(key_value_set *set, const xmlNode *element)
 {
-    xmlChar *content = xmlNodeGetContent(element);
-    if (content == nullptr)
+    const xml_content content = xml_node_content(element);
+    if (!content)
         return -1;
-    const heap_text value = quote_value(reinterpret_cast<const char *>(content));
-    xmlFree(content);
+    const heap_text value = quote_value(reinterpret_cast<const char *>(content.get()));
     if (!value)
         return -1;
     return key_values_add(set, reinterpret_cast<const char *>(element->name), value.get());
