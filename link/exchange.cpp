@@ -71,6 +71,19 @@ int read_body(char *into, uint32_t length)
     return 0;
 }
 
+// Drops a body for which there is no memory, so that the next read finds the
+// header of the next frame.
+void skip_body(uint32_t length)
+{
+    char piece[4096];
+    while (length > 0) {
+        const uint32_t wanted = length < sizeof piece ? length : uint32_t{sizeof piece};
+        if (read_body(piece, wanted) != 0)
+            return;
+        length -= wanted;
+    }
+}
+
 } // namespace
 
 int msg_send(const char *body, uint32_t length)
@@ -123,6 +136,7 @@ int msg_recv(char **body, uint32_t *length)
     malloc_ptr<char> block(static_cast<char *>(calloc(1, static_cast<size_t>(announced) + 1)));
     if (!block) {
         log_error("[ERROR] Out of memory!\n");
+        skip_body(announced);
         return -1;
     }
     if (read_body(block.get(), announced) != 0)
