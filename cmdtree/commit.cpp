@@ -119,13 +119,6 @@ int exchange_request(const char *request)
     return 0;
 }
 
-void forget_entries()
-{
-    const heap_text rpc_path = masked_copy(session.rpc_path);
-    if (session.rpc_path == nullptr || rpc_path)
-        local_entries_forget(rpc_path.get(), nullptr);
-}
-
 } // namespace
 
 int cmd_commit(const char *line)
@@ -135,8 +128,9 @@ int cmd_commit(const char *line)
         puts("error command, please use:commit \r");
         return 0;
     }
-    if (session.oneshot != 0)
-        profile_load();
+    // Half of what is staged must not be sent as if it were all.
+    if (session.oneshot != 0 && profile_load() == profile_unread)
+        return 0;
     command_tree *tree = current_tree();
     if (require_tree(tree) != 0)
         return 0;
@@ -147,7 +141,7 @@ int cmd_commit(const char *line)
     if (exchange_request(request.get()) != 0)
         return 0;
     tree_free_node(sent);
-    forget_entries();
+    local_entries_forget(session.rpc_path, nullptr);
     rpc_mode_leave();
     if (session.oneshot != 0)
         profile_write_back();

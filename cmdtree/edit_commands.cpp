@@ -98,9 +98,7 @@ void discard_staged()
         profile_write_fresh();
     } else if (session.rpc_path != nullptr) {
         tree_free(&session.rpc_tree);
-        const heap_text rpc_path = masked_copy(session.rpc_path);
-        if (rpc_path)
-            local_entries_forget(rpc_path.get(), nullptr);
+        local_entries_forget(session.rpc_path, nullptr);
     } else {
         tree_free(&session.config_tree);
         local_entries_forget(nullptr, nullptr);
@@ -147,7 +145,8 @@ int cmd_delete(const char *line)
         return 0;
     if (tree_stage_config(path.get(), value, operation_delete) != 0)
         puts("delete cmd error!\r");
-    forget_deleted_entries(path.get());
+    else
+        forget_deleted_entries(path.get());
     return 0;
 }
 

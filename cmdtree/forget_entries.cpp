@@ -20,7 +20,6 @@ void forget_deleted_entries(const char *path)
         printf("delete cmdpath err %s!\r\n", shown ? shown.get() : "");
         return;
     }
-    const heap_text list_path = text_copy({path, static_cast<size_t>(predicate - path)});
-    if (list_path)
-        local_entries_forget(list_path.get(), slash + 1);
+    const std::string_view list_path(path, static_cast<size_t>(predicate - path));
+    local_entries_forget_below(list_path, slash + 1);
 }

@@ -255,8 +255,10 @@ cmd_node *tree_find_staged(const command_tree *tree, const char *path)
 
 cmd_node *tree_first_entry(const command_tree *tree, const char *list_path)
 {
-    const heap_text parent_path = path_parent(list_path);
-    const cmd_node *parent = parent_path ? tree_find(tree, parent_path.get()) : nullptr;
+    // The list itself has a node only when it was deleted as a whole.
+    const cmd_node *parent = tree_find_deepest(tree, list_path);
+    if (parent != nullptr && strcmp(parent->path, list_path) == 0)
+        parent = parent->parent;
     return parent != nullptr ? first_entry_from(parent->children.first, list_path) : nullptr;
 }
 

@@ -80,9 +80,11 @@ int value_prefix_attribute(const char *path, const char *value, path_scope scope
     if (!takes_prefixed_values(pair.node.get()))
         return 0;
     const std::string_view prefix(value, static_cast<size_t>(colon - value));
+    if (!module_is_known(prefix))
+        return 0;
     const heap_text uri = module_namespace(prefix);
     if (!uri)
-        return 0;
+        return -1;
     *attribute = namespace_attribute(prefix, uri.get());
     return *attribute ? 0 : -1;
 }

@@ -19,6 +19,10 @@
 namespace
 {
 
+const char config_close[] = "      </config>\r\n";
+const char source_close[] = "    </source>\r\n";
+const char request_close[] = "  </copy-config>\r\n</rpc>\r\n";
+
 int fill_header(text_buffer *request)
 {
     char head[128];
@@ -63,7 +67,8 @@ int fill_target(text_buffer *request, const char *word, datastore_code code)
     return -1;
 }
 
-// The staged configuration, which is dropped once it stands in the request.
+// The staged configuration, which is dropped once it stands in the request, with
+// room for all that comes behind it.
 int fill_staged(text_buffer *request)
 {
     command_tree *tree = &session.config_tree;
@@ -71,7 +76,8 @@ int fill_staged(text_buffer *request)
         log_error("[ERROR] cmdtree to netconf error \r\n\n");
         return -1;
     }
-    int failed = text_reserve(request, {pool_text_length()});
+    int failed = text_reserve(request, {pool_text_length(), sizeof config_close,
+                                        sizeof source_close, sizeof request_close});
     const size_t body = request->length;
     for (unsigned slot = 0; slot < output_chunk_slots && failed == 0; slot++)
         failed = text_append(request, pool_chunk_text(slot));
@@ -92,7 +98,7 @@ int fill_config(text_buffer *request, const char *config_text)
         return -1;
     const int failed =
         config_text != nullptr ? text_append(request, config_text) : fill_staged(request);
-    return failed != 0 ? -1 : text_append(request, "      </config>\r\n");
+    return failed != 0 ? -1 : text_append(request, config_close);
 }
 
 int fill_source(text_buffer *request, const char *word, datastore_code code,
@@ -102,7 +108,7 @@ int fill_source(text_buffer *request, const char *word, datastore_code code,
         return -1;
     const int failed = code == datastore_config ? fill_config(request, config_text)
                                                 : fill_datastore(request, word, code);
-    return failed != 0 ? -1 : text_append(request, "    </source>\r\n");
+    return failed != 0 ? -1 : text_append(request, source_close);
 }
 
 void exchange_copy(const char *request)
@@ -157,7 +163,7 @@ void copy_config(const char *source, datastore_code source_code, const char *con
         log_error("[ERROR] fill target fail.\r\n\n");
         return;
     }
-    if (text_append(&request, "  </copy-config>\r\n</rpc>\r\n") != 0) {
+    if (text_append(&request, request_close) != 0) {
         log_error("[ERROR] fill tail fail.\r\n\n");
         return;
     }

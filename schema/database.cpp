@@ -112,6 +112,11 @@ record_ptr module_record(std::string_view module)
     return read_record("/", module, module_record_minimum);
 }
 
+bool module_is_known(std::string_view module)
+{
+    return string_of(read_field("/", module).get()).size() >= module_record_minimum;
+}
+
 heap_text module_namespace(std::string_view module)
 {
     const record_ptr record = module_record(module);

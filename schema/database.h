@@ -59,6 +59,9 @@ std::string_view hash_field_value(const hash_fields &fields, size_t index);
 // L[] and L[k=v] both read L.
 record_pair schema_record_pair(const char *schema_path);
 
+// Whether a module has a record, also when there is no memory for a copy of it.
+bool module_is_known(std::string_view module);
+
 // The module record of a module, and the namespace in it.
 record_ptr module_record(std::string_view module);
 heap_text module_namespace(std::string_view module);

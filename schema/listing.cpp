@@ -112,11 +112,12 @@ void list_workspace()
 
 int cmd_ls(const char *line)
 {
-    if (session.oneshot != 0)
-        profile_load();
+    const bool missing = session.oneshot != 0 && profile_load() == profile_unread;
     const arg_words words(line);
     if (words.argc != 1)
         puts("error command, please use:ls (no param)\r");
+    else if (missing)
+        log_error("[ERROR] error:get ls node \r\n\n");
     else
         list_workspace();
     return 0;

@@ -76,14 +76,13 @@ void free_record(list_record *record)
     free(record);
 }
 
-// True when the record's list is the node at path or lies below it.
-bool record_matches(const list_record *record, const char *path)
+// True when the record's list is the node at path or lies below it; the empty
+// path has everything below it.
+bool record_matches(const list_record *record, std::string_view path)
 {
-    if (path == nullptr)
-        return true;
-    const size_t length = strlen(path);
-    return strncmp(record->path, path, length) == 0 &&
-           (record->path[length] == '/' || record->path[length] == '\0');
+    const std::string_view own = record->path;
+    return path.empty() ||
+           (text_starts_with(own, path) && (own.size() == path.size() || own[path.size()] == '/'));
 }
 
 } // namespace
@@ -117,12 +116,11 @@ int local_entries_add(const char *list_path, const char *key)
     return 0;
 }
 
-void local_entries_forget(const char *path, const char *key)
+void local_entries_forget_below(std::string_view path, const char *key)
 {
-    if (session.entries == nullptr)
-        return;
     list_record *next = nullptr;
-    for (list_record *record = *session.entries; record != nullptr; record = next) {
+    list_record *record = session.entries != nullptr ? *session.entries : nullptr;
+    for (; record != nullptr; record = next) {
         next = record->next;
         if (!record_matches(record, path))
             continue;
@@ -136,7 +134,12 @@ void local_entries_forget(const char *path, const char *key)
             return;
         }
     }
-    if (path == nullptr) {
+}
+
+void local_entries_forget(const char *path, const char *key)
+{
+    local_entries_forget_below(path != nullptr ? path : "", key);
+    if (path == nullptr && key == nullptr) {
         free(session.entries);
         session.entries = nullptr;
     }

@@ -7,6 +7,8 @@
 #ifndef VANDEL_SCHEMA_LOCAL_ENTRIES_H
 #define VANDEL_SCHEMA_LOCAL_ENTRIES_H
 
+#include <string_view>
+
 struct list_entry {
     char *key;
     list_entry *next;
@@ -31,5 +33,8 @@ int local_entries_add(const char *list_path, const char *key);
 // all, and the store itself; with a key at most one entry, the first in store
 // order. The record of a list that lost its last entry this way stays.
 void local_entries_forget(const char *path, const char *key);
+
+// The same with a path.
+void local_entries_forget_below(std::string_view path, const char *key);
 
 #endif

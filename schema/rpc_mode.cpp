@@ -21,8 +21,11 @@ int enter_rpc(const char *path)
     heap_text rpc_path = unmasked_copy(path);
     if (!rpc_path)
         return 0;
-    text_replace(&session.rpc_path, std::move(rpc_path));
-    workspace_set(session.rpc_path);
+    session.rpc_path = rpc_path.release();
+    if (workspace_set(session.rpc_path) != 0) {
+        text_replace(&session.rpc_path, nullptr);
+        return 0;
+    }
     if (session.oneshot != 0)
         profile_put_line("[rpc]", session.rpc_path, profile_replace);
     return 0;
@@ -62,9 +65,12 @@ void rpc_mode_leave()
     if (session.rpc_path == nullptr)
         return;
     const heap_text parent = path_parent(session.rpc_path);
-    text_replace(&session.rpc_path, nullptr);
-    if (parent)
-        workspace_set(parent.get());
+    heap_text left(session.rpc_path);
+    session.rpc_path = nullptr;
+    if (!parent || workspace_set(parent.get()) != 0) {
+        session.rpc_path = left.release();
+        return;
+    }
     if (session.oneshot != 0)
         profile_put_line("[rpc]", "", profile_replace);
 }

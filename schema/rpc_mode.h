@@ -8,7 +8,7 @@
 int rpc_mode_enter(const char *line);
 
 // Ends RPC mode: the workspace becomes the rpc's parent. Nothing happens
-// outside RPC mode.
+// outside RPC mode, or when memory runs out.
 void rpc_mode_leave();
 
 #endif

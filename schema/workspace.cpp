@@ -25,18 +25,19 @@ heap_text prompt_for(const char *workspace)
 
 } // namespace
 
-void workspace_set(const char *path)
+int workspace_set(const char *path)
 {
     heap_text workspace = unmasked_copy(path);
     heap_text prompt = workspace ? prompt_for(workspace.get()) : nullptr;
     if (!prompt) {
         log_debug("[DEBUG] out of memeory\r\n\n");
-        return;
+        return -1;
     }
     text_replace(&session.pwd, std::move(workspace));
     text_replace(&session.prompt, std::move(prompt));
     if (session.oneshot != 0)
         profile_put_line("[pwd]", session.pwd, profile_replace);
+    return 0;
 }
 
 void workspace_reset()

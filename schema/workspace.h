@@ -7,8 +7,8 @@
 #define VANDEL_SCHEMA_WORKSPACE_H
 
 // Makes path (masked or not) the workspace and, in the one-shot mode, records
-// it. Nothing changes when memory runs out (logged).
-void workspace_set(const char *path);
+// it. 0, or -1 when memory runs out (logged), and then nothing changes.
+int workspace_set(const char *path);
 
 // Goes back to the root, in RPC mode to the rpc's node.
 void workspace_reset();

@@ -33,7 +33,9 @@ dispatch_result quit()
         return dispatch_leave;
     char discard[] = "discard_changes";
     cmd_discard_changes(discard);
-    rpc_mode_leave();
+    // Input that could not be discarded must not reach the next rpc.
+    if (session.rpc_tree.root == nullptr)
+        rpc_mode_leave();
     return dispatch_ran;
 }
 

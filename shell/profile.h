@@ -18,6 +18,12 @@ enum profile_mode {
     profile_replace, // in place of the lines of the section
 };
 
+enum profile_replay_result {
+    profile_replayed = 0,
+    profile_refused = -1, // a line cannot be taken, or the file cannot be opened
+    profile_unread = -2,  // reading failed or memory ran out: lines are missing
+};
+
 // Writes the file with the workspace and the rpc and nothing staged.
 int profile_write_fresh();
 
@@ -32,8 +38,8 @@ int profile_put_line(const char *section, const char *line, profile_mode mode);
 int profile_load_start();
 
 // Replays the file into the session: workspace, rpc, command trees and list
-// entries. A missing file is success; a line that cannot be taken ends the
-// replay with -1, and what was staged before it stays.
-int profile_load();
+// entries. A missing file is success; what ends the replay leaves what was
+// staged before it.
+profile_replay_result profile_load();
 
 #endif

@@ -120,28 +120,37 @@ int take_rpc_parameter(const char *line, replay_state *state)
 line_handler *const handlers[replay_end] = {take_pwd, take_pwd, take_config, take_rpc,
                                             take_rpc_parameter};
 
-} // namespace
-
-int profile_load()
+// Hands over each line; the failure of a handler that had no memory shows in
+// errno.
+profile_replay_result replay_lines(std::string_view rest)
 {
-    const open_file file(profile_open(O_RDONLY));
-    if (file.fd < 0) {
-        if (errno == ENOENT)
-            return 0;
-        log_debug("[DEBUG] open %s failed! errno:%d\n", profile_name, errno);
-        return -1;
-    }
-    text_buffer content;
-    if (profile_read(file.fd, &content) != 0)
-        return -1;
-    std::string_view rest(content.data.get(), content.length);
     replay_state state = replay_start;
     while (!rest.empty() && state != replay_end) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(line.size() < rest.size() ? line.size() + 1 : rest.size());
+        errno = 0;
         const heap_text copy = text_copy(line);
-        if (!copy || (*copy != '\0' && handlers[state](copy.get(), &state) != 0))
-            return -1;
+        if (!copy)
+            return profile_unread;
+        if (*copy != '\0' && handlers[state](copy.get(), &state) != 0)
+            return errno == ENOMEM ? profile_unread : profile_refused;
     }
-    return 0;
+    return profile_replayed;
+}
+
+} // namespace
+
+profile_replay_result profile_load()
+{
+    const open_file file(profile_open(O_RDONLY));
+    if (file.fd < 0) {
+        if (errno == ENOENT)
+            return profile_replayed;
+        log_debug("[DEBUG] open %s failed! errno:%d\n", profile_name, errno);
+        return profile_refused;
+    }
+    text_buffer content;
+    if (profile_read(file.fd, &content) != 0)
+        return profile_unread;
+    return replay_lines({content.data.get(), content.length});
 }
