@@ -437,8 +437,8 @@ TEST_F(shell_alloc_test, the_profile)
                "[rpc_para]\nset /m/r/p 1\n\n%%%\n";
     };
     sweep(file, [] {
-        int result = profile_load();
-        EXPECT_EQ(result, alloc_failed ? -1 : 0);
+        profile_replay_result result = profile_load();
+        EXPECT_EQ(result, alloc_failed ? profile_unread : profile_replayed);
     });
     sweep(file, [] {
         int result = profile_load_start();
