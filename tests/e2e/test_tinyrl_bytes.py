@@ -33,9 +33,9 @@ def next_key(dice, model, longest):
 
 
 @pytest.mark.parametrize("prompt, columns, longest, seed", [
-    ("/$ ", 20, 70, 1), ("\n/acme/box$ ", 20, 50, 2), ("\n[reset]$ ", 40, 130, 3), ("/$ ", 80, 170, 4),
-    ("\n/a/prompt/wider/than/the/window$ ", 20, 60, 5), ("", 132, 300, 6), ("$ ", 1, 9, 7),
-    ("$ ", 2, 12, 8), ("", 7, 30, 9)])  # fmt: skip
+    ("/$ ", 20, 70, 1), ("\n/acme/box$ ", 20, 50, 2), ("\n[reset]$ ", 40, 130, 3),
+    ("/$ ", 80, 170, 4), ("\n/a/prompt/wider/than/the/window$ ", 20, 60, 5), ("", 132, 300, 6),
+    ("$ ", 1, 9, 7), ("$ ", 2, 12, 8), ("", 7, 30, 9)])  # fmt: skip
 def test_every_byte_of_random_keys(start, prompt, columns, longest, seed):
     dice = random.Random(seed)
     demo = start("--prompt", prompt, "--words", " ".join(WORDS), columns=columns)

@@ -148,21 +148,24 @@ class EditorModel:
 
     def offer(self, start, words):
         """Inserts what the words share, or lists them; returns what that writes."""
-        if not words[0]:
-            return b""
-        shared = words[0]
-        while not all(word.startswith(shared) for word in words):
-            shared = shared[:-1]
-        if not self.text[start : self.point].startswith(shared):
-            self.replace(start, shared)
+        if self.insert_shared(start, words):
             return self.redraw()
         if len(words) == 1:
             return b""
         return b"\n" + self.in_columns(words) + self.reset()
 
+    def insert_shared(self, start, words):
+        """Puts what all words begin with in place of what is typed; whether that changes it."""
+        shared = words[0]
+        while not all(word.startswith(shared) for word in words):
+            shared = shared[:-1]
+        is_there = self.text[start : self.point].startswith(shared)
+        return not is_there and self.replace(start, shared)
+
     def replace(self, start, text):
         """Puts text where the bytes from start up to and with the cursor's are."""
-        self.change(self.text[:start] + text + self.text[self.point + 1 :], start + len(text))
+        behind = self.text[self.point + 1 :]
+        return self.change(self.text[:start] + text + behind, start + len(text))
 
     def in_columns(self, words):
         longest = max(map(len, words))
