@@ -90,9 +90,7 @@ bool already_exists(const char *list_path, const char *name)
     if (local_entries_has(list_path, name) == 0 &&
         (session.rpc_path != nullptr || !is_on_server(list_path, name)))
         return false;
-    const heap_text shown = unmasked_copy(name);
-    printf("key:%s already exist!, use ls cmd to see the current keys\r\n",
-           shown ? shown.get() : "");
+    printf("key:%s already exist!, use ls cmd to see the current keys\r\n", shown_text(name).get());
     return true;
 }
 

@@ -16,8 +16,7 @@ void forget_deleted_entries(const char *path)
     }
     const char *slash = strrchr(path, '/');
     if (slash == nullptr) {
-        const heap_text shown = unmasked_copy(path);
-        printf("delete cmdpath err %s!\r\n", shown ? shown.get() : "");
+        printf("delete cmdpath err %s!\r\n", shown_text(path).get());
         return;
     }
     const std::string_view list_path(path, static_cast<size_t>(predicate - path));

@@ -74,7 +74,7 @@ int value_prefix_attribute(const char *path, const char *value, path_scope scope
         return 0;
     const record_pair pair = data_record_pair(path, scope);
     if (!pair.node) {
-        log_debug("[DEBUG] Failed to get %s from db\n", path);
+        log_debug("[DEBUG] Failed to get %s from db\n", shown_text(path).get());
         return -1;
     }
     if (!takes_prefixed_values(pair.node.get()))

@@ -139,8 +139,7 @@ int descendants_of(const char *path, descendant_set *set)
 {
     const heap_text schema_path = schema_path_of(path, path_scope_session);
     if (!schema_path) {
-        const heap_text shown = unmasked_copy(path);
-        log_error("[ERROR] error parameter: %s\r\n\n", shown ? shown.get() : "");
+        log_error("[ERROR] error parameter: %s\r\n\n", shown_text(path).get());
         return -1;
     }
     if (path_levels(path) == 1)

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "schema/masking.h"
 #include "shell/log.h"
 
 namespace
@@ -36,15 +37,55 @@ bool same_key(std::string_view a, std::string_view b)
     return a == b || without_prefix(a) == b || a == without_prefix(b);
 }
 
+// A key under the name that the list has for it.
+struct named_value {
+    const char *name;
+    const char *value;
+};
+
+int compare_named_values(const void *a, const void *b)
+{
+    return strcmp(static_cast<const named_value *>(a)->name,
+                  static_cast<const named_value *>(b)->name);
+}
+
 int check_keys(const key_value_set *set, const key_names *names)
 {
     for (size_t i = 0; i < names->count; i++) {
         if (!same_key(set->pair[i].key, names->name[i])) {
-            log_debug("[DEBUG] invalid key:%s\n", set->pair[i].key);
+            log_debug("[DEBUG] invalid key:%s\n", shown_text(set->pair[i].key).get());
             return -1;
         }
     }
     return 0;
+}
+
+// The pairs of a set that holds the keys of the list, in the order in which
+// they are written.
+malloc_ptr<named_value> values_by_name(const key_value_set *set, const key_names *names)
+{
+    malloc_ptr<named_value> values(
+        static_cast<named_value *>(calloc(names->count, sizeof(named_value))));
+    if (!values)
+        return nullptr;
+    for (size_t i = 0; i < names->count; i++)
+        values.get()[i] = {names->name[i], set->pair[i].value};
+    qsort(values.get(), names->count, sizeof(named_value), compare_named_values);
+    return values;
+}
+
+heap_text write_entry_name(std::string_view list, const named_value *values, size_t count)
+{
+    text_buffer name;
+    if (text_append(&name, list) != 0)
+        return nullptr;
+    for (size_t i = 0; i < count; i++) {
+        if (text_append(&name, i == 0 ? "[" : ",") != 0 ||
+            text_append(&name, values[i].name) != 0 || text_append(&name, "=") != 0 ||
+            text_append(&name, values[i].value) != 0)
+            return nullptr;
+    }
+    return text_append(&name, "]") == 0 ? std::move(name.data) : nullptr;
 }
 
 } // namespace
@@ -119,18 +160,12 @@ heap_text entry_name(std::string_view list, key_value_set *set, key_names *names
     }
     if (names->count == 0)
         return nullptr;
+    // A prefix may stand on one side only, so the names behind it decide which
+    // key is which.
     qsort(names->name, names->count, sizeof(char *), compare_key_names);
     qsort(set->pair, set->count, sizeof(key_value), compare_key_values);
     if (check_keys(set, names) != 0)
         return nullptr;
-    text_buffer name;
-    if (text_append(&name, list) != 0)
-        return nullptr;
-    for (size_t i = 0; i < names->count; i++) {
-        if (text_append(&name, i == 0 ? "[" : ",") != 0 ||
-            text_append(&name, names->name[i]) != 0 || text_append(&name, "=") != 0 ||
-            text_append(&name, set->pair[i].value) != 0)
-            return nullptr;
-    }
-    return text_append(&name, "]") == 0 ? std::move(name.data) : nullptr;
+    const malloc_ptr<named_value> values = values_by_name(set, names);
+    return values ? write_entry_name(list, values.get(), names->count) : nullptr;
 }

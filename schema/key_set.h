@@ -49,7 +49,8 @@ int key_names_set(key_names *names, size_t slot, std::string_view name);
 int key_values_add(key_value_set *set, std::string_view key, std::string_view value);
 
 // The name list[k1=v1,k2=v2] of the entry whose keys the set holds, keys in
-// sorted order. A key may carry a module prefix in the set or among the names.
+// the order of the names. A key may carry a module prefix in the set or among
+// the names, which are written as they stand.
 // Sorts both. Null when the keys are not those of the list (logged), when the
 // list has none, and when memory runs out.
 heap_text entry_name(std::string_view list, key_value_set *set, key_names *names);

@@ -7,6 +7,7 @@
 #include "complete/columns.h"
 #include "schema/descendants.h"
 #include "schema/masking.h"
+#include "schema/path.h"
 #include "shell/args.h"
 #include "shell/log.h"
 #include "shell/profile.h"
@@ -93,15 +94,15 @@ int add_children(const descendant_set *children)
 
 void list_workspace()
 {
-    const heap_text workspace = masked_copy(session.pwd);
-    if (!workspace)
-        return;
+    // A profile may hold a workspace that is not in its normal form.
+    const heap_text workspace = path_absolute(session.pwd);
     if (listing_start() != 0) {
         log_debug("[DEBUG] error: ls init \r\n\n");
         return;
     }
     descendant_set children;
-    if (descendants_of(workspace.get(), &children) != 0 || add_children(&children) != 0)
+    if (!workspace || descendants_of(workspace.get(), &children) != 0 ||
+        add_children(&children) != 0)
         log_error("[ERROR] error:get ls node \r\n\n");
     else
         listing_print();

@@ -94,6 +94,8 @@ heap_text unmasked_copy(const char *text)
     return copy;
 }
 
+shown_text::shown_text(const char *masked) : text(unmasked_copy(masked)) {}
+
 heap_text quote_value(const char *value)
 {
     const char *quote = "";

@@ -31,6 +31,20 @@ void unmask_all(char *text);
 heap_text masked_copy(const char *path);
 heap_text unmasked_copy(const char *text);
 
+// A masked text as messages show it: unmasked, empty for null and when memory
+// runs out.
+struct shown_text {
+    explicit shown_text(const char *masked);
+
+    const char *get() const
+    {
+        return text ? text.get() : "";
+    }
+
+  private:
+    heap_text text;
+};
+
 // A key value read from the server, quoted where it holds a character that
 // would cut a path, and masked; null when memory runs out.
 heap_text quote_value(const char *value);

@@ -66,9 +66,19 @@ bool can_enter(const char *path, char *argument)
     return true;
 }
 
+// The masked workspace; one that comes from a profile may end in a "/".
+heap_text current_workspace()
+{
+    heap_text workspace = masked_copy(session.pwd);
+    const size_t length = workspace ? strlen(workspace.get()) : 0;
+    if (length > 1 && workspace.get()[length - 1] == '/')
+        workspace.get()[length - 1] = '\0';
+    return workspace;
+}
+
 void change_workspace(const char *path, char *argument)
 {
-    const heap_text workspace = masked_copy(session.pwd);
+    const heap_text workspace = current_workspace();
     if (!workspace || strcmp(path, workspace.get()) == 0)
         return;
     const size_t length = strlen(path);

@@ -64,7 +64,7 @@ heap_text build_for_path(const char *path, const char *head, const char *tail)
         return nullptr;
     filter_tree filter;
     if (filter_tree_for_path(&filter, path) != 0) {
-        log_debug("[DEBUG] Failed to build %s's tree!\n", path);
+        log_debug("[DEBUG] Failed to build %s's tree!\n", shown_text(path).get());
         return nullptr;
     }
     return finish_request(std::move(request), &filter, tail);
@@ -90,7 +90,7 @@ heap_text build_get_list_keys(const char *list_path, const key_names *keys)
         return nullptr;
     filter_tree filter;
     if (filter_tree_for_keys(&filter, list_path, keys) != 0) {
-        log_debug("[DEBUG] Failed to build list:%s's tree.\n", list_path);
+        log_debug("[DEBUG] Failed to build list:%s's tree.\n", shown_text(list_path).get());
         return nullptr;
     }
     return finish_request(std::move(request), &filter, get_config_tail);

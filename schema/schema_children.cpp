@@ -9,6 +9,7 @@
 #include <new>
 
 #include "schema/database.h"
+#include "schema/masking.h"
 #include "schema/server_read.h"
 #include "shell/log.h"
 #include "shell/session.h"
@@ -89,7 +90,8 @@ int add_choice(const char *schema_path, std::string_view name, const char *data_
     set->choices = choice;
     const hash_fields cases = schema_hash(choice_path.get());
     if (!cases.reply) {
-        log_debug("[DEBUG] Failed to get %s:%s's  branch\n", data_path, schema_path);
+        log_debug("[DEBUG] Failed to get %s:%s's  branch\n", shown_text(data_path).get(),
+                  schema_path);
         return -1;
     }
     return add_cases(choice_path.get(), cases, data_path, choice);

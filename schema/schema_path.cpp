@@ -6,6 +6,7 @@
 
 #include <string.h>
 
+#include "schema/masking.h"
 #include "schema/path.h"
 #include "shell/log.h"
 #include "shell/session.h"
@@ -118,7 +119,7 @@ heap_text insert_choices(heap_text path)
         heap_text case_path;
         const int found = find_case(prefix, name, &case_path);
         if (found == 0)
-            log_debug("[DEBUG] error: invalid path %s\r\n\n", path.get());
+            log_debug("[DEBUG] error: invalid path %s\r\n\n", shown_text(path.get()).get());
         if (found != 1)
             return nullptr;
         path = text_concat({case_path.get(), "/", rest});

@@ -138,7 +138,7 @@ int server_list_entries(const char *list_path, descendant_set *entries)
     }
     key_names keys;
     if (list_keys(list_path, &keys) != 0) {
-        log_debug("[DEBUG] failed to get list[%s] key\n", list_path);
+        log_debug("[DEBUG] failed to get list[%s] key\n", shown_text(list_path).get());
         return -1;
     }
     const query_result result(query(build_get_list_keys(list_path, &keys), list_path));

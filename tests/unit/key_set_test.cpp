@@ -61,6 +61,15 @@ TEST_F(key_set_test, a_prefix_on_either_side)
     EXPECT_EQ(name_of("l", {{"m:k", "a"}}, {"m:k"}), "l[m:k=a]");
 }
 
+TEST_F(key_set_test, prefixed_keys_stand_in_the_order_of_the_whole_names)
+{
+    EXPECT_EQ(name_of("l", {{"m:a", "1"}, {"b", "2"}}, {"m:a", "b"}), "l[b=2,m:a=1]");
+    EXPECT_EQ(name_of("l", {{"a", "1"}, {"b", "2"}}, {"m:a", "b"}), "l[b=2,m:a=1]");
+    EXPECT_EQ(name_of("l", {{"b", "2"}, {"m:a", "1"}}, {"a", "b"}), "l[a=1,b=2]");
+    EXPECT_EQ(name_of("l", {{"m:a", "1"}, {"n:a", "2"}}, {"n:a", "m:a"}), "l[m:a=1,n:a=2]");
+    EXPECT_EQ(captured_log_take(), log_lines{});
+}
+
 TEST_F(key_set_test, another_number_of_keys)
 {
     EXPECT_EQ(name_of("l", {{"k", "a"}}, {"k", "j"}), "(none)");
