@@ -36,7 +36,7 @@ int fill_header(text_buffer *request)
 }
 
 // The element of a datastore that has a name or a url; 0 or -1.
-int fill_datastore(text_buffer *request, const char *word, datastore_code code)
+int fill_datastore(text_buffer *request, const char *word, datastore code)
 {
     switch (code) {
     case datastore_candidate:
@@ -54,7 +54,7 @@ int fill_datastore(text_buffer *request, const char *word, datastore_code code)
     }
 }
 
-int fill_target(text_buffer *request, const char *word, datastore_code code)
+int fill_target(text_buffer *request, const char *word, datastore code)
 {
     if (code == datastore_config || code == datastore_none) {
         printf("type is error");
@@ -101,8 +101,7 @@ int fill_config(text_buffer *request, const char *config_text)
     return failed != 0 ? -1 : text_append(request, config_close);
 }
 
-int fill_source(text_buffer *request, const char *word, datastore_code code,
-                const char *config_text)
+int fill_source(text_buffer *request, const char *word, datastore code, const char *config_text)
 {
     if (text_append(request, "    <source>\r\n") != 0)
         return -1;
@@ -129,7 +128,7 @@ void exchange_copy(const char *request)
 
 } // namespace
 
-datastore_code datastore_code_of(const char *word)
+datastore datastore_code(const char *word)
 {
     if (word == nullptr)
         return datastore_none;
@@ -142,8 +141,8 @@ datastore_code datastore_code_of(const char *word)
     return strcmp(word, "config") == 0 ? datastore_config : datastore_url;
 }
 
-void copy_config(const char *source, datastore_code source_code, const char *config_text,
-                 const char *target, datastore_code target_code)
+void copy_config(const char *source, datastore source_code, const char *config_text,
+                 const char *target, datastore target_code)
 {
     if (source == nullptr || target == nullptr) {
         log_error("[ERROR] input is null.\r\n\n");

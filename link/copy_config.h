@@ -2,7 +2,7 @@
 #ifndef VANDEL_LINK_COPY_CONFIG_H
 #define VANDEL_LINK_COPY_CONFIG_H
 
-enum datastore_code {
+enum datastore {
     datastore_candidate = 0,
     datastore_running = 1,
     datastore_startup = 2,
@@ -12,12 +12,12 @@ enum datastore_code {
 };
 
 // The code of a word: a name above, any other word a url, null none.
-datastore_code datastore_code_of(const char *word);
+datastore datastore_code(const char *word);
 
 // Copies a datastore: sends the request, prints the reply, reports failures.
 // A source of code datastore_config is the staged configuration, which is
 // dropped with it, when `config_text` is null, and that text otherwise.
-void copy_config(const char *source, datastore_code source_code, const char *config_text,
-                 const char *target, datastore_code target_code);
+void copy_config(const char *source, datastore source_code, const char *config_text,
+                 const char *target, datastore target_code);
 
 #endif

@@ -66,7 +66,7 @@ int cmd_copy_config(const char *line)
     }
     log_debug("[DEBUG] source: %s\n\n", source);
     log_debug("[DEBUG] target: %s\n\n", target);
-    copy_config(source, datastore_code_of(source), nullptr, target, datastore_code_of(target));
+    copy_config(source, datastore_code(source), nullptr, target, datastore_code(target));
     return 0;
 }
 

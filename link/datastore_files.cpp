@@ -184,7 +184,7 @@ void import_data(std::string_view content, const char *target)
         log_error("[ERROR] data malloc fail.\n");
         return;
     }
-    copy_config(text.get(), datastore_config, text.get(), target, datastore_code_of(target));
+    copy_config(text.get(), datastore_config, text.get(), target, datastore_code(target));
 }
 
 void import_config(const char *path, const char *target)

@@ -197,13 +197,13 @@ TEST_F(datastore_test, copy_config_without_a_daemon)
 
 TEST_F(datastore_test, datastore_codes)
 {
-    EXPECT_EQ(datastore_code_of(nullptr), 5);
-    EXPECT_EQ(datastore_code_of("candidate"), 0);
-    EXPECT_EQ(datastore_code_of("running"), 1);
-    EXPECT_EQ(datastore_code_of("startup"), 2);
-    EXPECT_EQ(datastore_code_of("config"), 3);
-    EXPECT_EQ(datastore_code_of("runnin"), 4);
-    EXPECT_EQ(datastore_code_of(""), 4);
+    EXPECT_EQ(datastore_code(nullptr), 5);
+    EXPECT_EQ(datastore_code("candidate"), 0);
+    EXPECT_EQ(datastore_code("running"), 1);
+    EXPECT_EQ(datastore_code("startup"), 2);
+    EXPECT_EQ(datastore_code("config"), 3);
+    EXPECT_EQ(datastore_code("runnin"), 4);
+    EXPECT_EQ(datastore_code(""), 4);
 }
 
 TEST_F(datastore_test, copy_config_with_urls)
@@ -235,7 +235,7 @@ TEST_F(datastore_test, copy_config_with_a_configuration_text)
 
 TEST_F(datastore_test, copy_config_with_targets_that_are_none)
 {
-    for (datastore_code code : {datastore_config, datastore_none}) {
+    for (datastore code : {datastore_config, datastore_none}) {
         captured_log_take();
         EXPECT_EQ(
             printed_by([&] { copy_config("running", datastore_running, nullptr, "config", code); }),
