@@ -83,7 +83,8 @@ def test_a_session_that_is_quit(machine):
 def test_a_signal_at_the_prompt(machine, number):
     shell = machine.start()
     shell.send("pwd\n\n")
-    shell.expect(b"/$ pwd\n/\r\n/$ ")
+    shell.expect(b"/$ pwd\n/\r\n/$ \n")
+    shell.wait_idle()
     shell.signal(number)
     output = f"/$ pwd\n/\r\n/$ \n\nReceive signal={int(number)} and exit\n".encode()
     assert_ended(shell.wait(), 1, output, RELEASED)

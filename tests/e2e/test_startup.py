@@ -363,7 +363,8 @@ def started(machine):
     """A shell that waits for its first line."""
     shell = machine.start()
     shell.send("pwd\n\n")
-    shell.expect(b"/$ pwd\n/\r\n/$ ")
+    shell.expect(b"/$ pwd\n/\r\n/$ \n")
+    shell.wait_idle()
     return shell
 
 

@@ -14,6 +14,7 @@ import shutil
 import signal
 import subprocess
 import threading
+import time
 
 import pexpect
 
@@ -86,6 +87,18 @@ class Shell:
     def expect(self, data, timeout=TIMEOUT):
         """Waits until the output contains data."""
         return self.wait_output(lambda output: data in output, timeout)
+
+    def wait_idle(self, timeout=TIMEOUT):
+        """Waits until the main thread sleeps: what it wrote last is behind it then."""
+        deadline = time.monotonic() + timeout
+        while self._state() != "S":
+            if time.monotonic() > deadline:
+                raise TimeoutError("the shell does not come to rest")
+            time.sleep(0.005)
+
+    def _state(self):
+        with open(f"/proc/{self.pid}/stat", encoding="ascii", errors="replace") as stat:
+            return stat.read().rpartition(")")[2].split()[0]
 
     def signal(self, number):
         self.process.send_signal(number)
