@@ -1,5 +1,6 @@
 #include "link/listener.h"
 
+#include <errno.h>
 #include <pthread.h>
 #include <stdint.h>
 #include <sys/select.h>
@@ -22,12 +23,12 @@ namespace
 constexpr unsigned busy_seconds = 2;
 constexpr unsigned idle_seconds = 1;
 constexpr suseconds_t poll_microseconds = 100000;
-constexpr long park_nanoseconds = 500000000;
+constexpr long park_nanoseconds = 200000000;
 constexpr long second_nanoseconds = 1000000000;
 
 // Held by the listener while it handles a message, and by the main thread from
-// listener_park on.
-pthread_mutex_t message_lock = PTHREAD_MUTEX_INITIALIZER;
+// listener_park on; it tells a thread that holds it already.
+pthread_mutex_t message_lock = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
 
 // A descriptor that an fd_set cannot hold is never readable.
 bool socket_readable()
@@ -113,5 +114,6 @@ int listener_park_soon()
         deadline.tv_nsec -= second_nanoseconds;
         deadline.tv_sec++;
     }
-    return pthread_mutex_timedlock(&message_lock, &deadline);
+    const int error = pthread_mutex_timedlock(&message_lock, &deadline);
+    return error == EDEADLK ? 0 : error;
 }

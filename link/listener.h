@@ -15,9 +15,9 @@ void *notify_listener(void *argument);
 // strike meanwhile.
 void listener_park();
 
-// The same from a signal handler, for half a second at most; 0, or an error
-// number when the listener is still at it (its output is stalled), and then
-// the process must end without exit().
+// The same from a signal handler, also of listener_park itself, for a fifth of a
+// second at most; 0, or an error number when the listener is still at it (its
+// output is stalled), and then the process must end without exit().
 int listener_park_soon();
 
 #endif

@@ -1,4 +1,6 @@
 // vandel: view and edit the configuration of a NETCONF device.
+#include <stdio.h>
+
 #include "link/listener.h"
 #include "shell/startup.h"
 
@@ -12,6 +14,7 @@ static int run(int argc, char **argv)
 int main(int argc, char **argv)
 {
     const int status = run(argc, argv);
+    fflush(stdout); // a SIGPIPE of this strikes in the next line
     listener_park();
     return status;
 }

@@ -1,57 +1,117 @@
 // SIGTERM and SIGPIPE end the shell with a message and status 1.
 //
 // The handler frees, prints and calls exit, none of which a handler may do at
-// an arbitrary moment. SIGTERM is therefore blocked and let in only at the
-// waits of the main thread (signal_window), where nothing is half done.
-// SIGPIPE comes out of a write: of the socket's, where the same holds, or of
-// a flush of standard output, whose stream locks are the writer's own and whose
-// reader is gone. A SIGPIPE of the listener is handed to the main thread, for
-// the listener cannot know what the main thread is doing with the session.
-// Should standard output be stalled, an alarm ends the process all the same.
+// an arbitrary moment. The main thread therefore blocks both and lets them in
+// only at its waits (signal_window), where nothing is half done; a SIGPIPE that
+// its own output raises is pending until then.
+// A signal from outside that the main thread blocks goes to the listener, as
+// does a SIGPIPE of the listener's own. It knows nothing of the session: it
+// passes the signal on, to be taken at the next wait, and sets a limit. Past the
+// limit (standard output is stalled, a database or the system log does not
+// answer) the main thread ends where it is, with calls that a handler may make
+// anywhere; so it does before signal_defer, with nothing to release yet.
 #include "shell/signals.h"
 
+#include <atomic>
+#include <poll.h>
 #include <pthread.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include "link/listener.h"
 #include "redisapi.h"
 #include "schema/local_entries.h"
 #include "shell/session.h"
+#include "tinyrl/raw_mode.h"
 #include "tinyrl/tinyrl.h"
 
 namespace
 {
 
-constexpr unsigned exit_deadline_seconds = 1;
+// Together they stay below a second.
+constexpr suseconds_t orderly_microseconds = 300000;
+constexpr suseconds_t forced_microseconds = 600000;
+constexpr int room_milliseconds = 250;
 
 thread_local bool is_main_thread;
 sigset_t wait_mask;
-volatile sig_atomic_t handed_over;
+volatile sig_atomic_t deferred;
+volatile sig_atomic_t told; // the message is out
+std::atomic<int> ending;    // the signal that ends the process, once it came
 
-void give_up_waiting(int)
+void set_limit(suseconds_t microseconds, void (*handler)(int))
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    sigfillset(&action.sa_mask);
+    sigdelset(&action.sa_mask, SIGALRM);
+    action.sa_flags = SA_NODEFER;
+    sigaction(SIGALRM, &action, nullptr);
+    const struct itimerval once = {{0, 0}, {0, microseconds}};
+    setitimer(ITIMER_REAL, &once, nullptr);
+}
+
+void change_alarm(int how)
+{
+    sigset_t alarm_only;
+    sigemptyset(&alarm_only);
+    sigaddset(&alarm_only, SIGALRM);
+    pthread_sigmask(how, &alarm_only, nullptr);
+}
+
+// The main thread's id is that of the process.
+void signal_main_thread(int number)
+{
+    tgkill(getpid(), getpid(), number);
+}
+
+void leave_at_once(int)
 {
     _exit(EXIT_FAILURE);
 }
 
-void arm_exit_deadline()
+// Ends the process, wherever the main thread is.
+[[noreturn]] void force_end(int number)
 {
-    struct sigaction action = {};
-    action.sa_handler = give_up_waiting;
-    sigemptyset(&action.sa_mask);
-    sigaction(SIGALRM, &action, nullptr);
-    sigset_t alarm_only;
-    sigemptyset(&alarm_only);
-    sigaddset(&alarm_only, SIGALRM);
-    pthread_sigmask(SIG_UNBLOCK, &alarm_only, nullptr);
-    alarm(exit_deadline_seconds);
+    set_limit(forced_microseconds, leave_at_once);
+    change_alarm(SIG_UNBLOCK);
+    raw_mode_rescue();
+    const char *text =
+        number == SIGPIPE ? "\nReceive signal=13 and exit\n" : "\nReceive signal=15 and exit\n";
+    struct pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+    if (told == 0 && poll(&output, 1, room_milliseconds) == 1)
+        (void)!write(STDOUT_FILENO, text, strlen(text));
+    _exit(EXIT_FAILURE);
 }
 
-[[noreturn]] void end_process(int number)
+// While the main thread holds the alarm off, another thread may get it.
+void end_past_limit(int)
 {
-    arm_exit_deadline();
+    if (is_main_thread)
+        force_end(ending);
+    signal_main_thread(SIGALRM);
+}
+
+// The alarm is held off once there is room for the message, so that it is never
+// printed twice. The stream stays locked: nothing is printed behind it.
+void print_message(int number)
+{
+    flockfile(stdout);
+    fflush(stdout);
+    struct pollfd output = {STDOUT_FILENO, POLLOUT, 0};
+    poll(&output, 1, -1);
+    change_alarm(SIG_BLOCK);
     printf("\nReceive signal=%d and exit\n", number);
+    fflush(stdout);
+    told = 1;
+    change_alarm(SIG_UNBLOCK);
+}
+
+void release_session()
+{
     free(session.pwd);
     session.pwd = nullptr;
     if (session.prompt != nullptr && session.oneshot != 0) {
@@ -63,10 +123,30 @@ void arm_exit_deadline()
     if (session.redis != nullptr)
         redis_freeconn(session.redis);
     local_entries_forget(nullptr, nullptr);
-    if (listener_park_soon() == 0)
+}
+
+[[noreturn]] void end_process(int number)
+{
+    if (ending == 0) {
+        ending = number;
+        set_limit(orderly_microseconds, end_past_limit);
+    }
+    change_alarm(SIG_UNBLOCK);
+    const bool is_parked = listener_park_soon() == 0;
+    print_message(number);
+    release_session();
+    if (is_parked)
         exit(EXIT_FAILURE);
-    fflush(stdout);
     _exit(EXIT_FAILURE);
+}
+
+void pass_on(int number)
+{
+    int none = 0;
+    if (!ending.compare_exchange_strong(none, number))
+        return;
+    set_limit(orderly_microseconds, end_past_limit);
+    signal_main_thread(SIGTERM);
 }
 
 } // namespace
@@ -74,11 +154,12 @@ void arm_exit_deadline()
 void signal_handler(int number)
 {
     if (!is_main_thread) {
-        handed_over = number;
-        kill(getpid(), SIGTERM); // which this thread has blocked
+        pass_on(number);
         return;
     }
-    end_process(handed_over != 0 ? handed_over : number);
+    if (deferred == 0)
+        force_end(number);
+    end_process(ending != 0 ? ending.load() : number);
 }
 
 void signal_init()
@@ -95,9 +176,18 @@ void signal_init()
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
     sigdelset(&mask, SIGPIPE);
     sigdelset(&mask, SIGTERM);
+    sigdelset(&mask, SIGALRM);
     wait_mask = mask;
-    sigaddset(&mask, SIGTERM);
     pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+}
+
+void signal_defer()
+{
+    sigset_t mask = wait_mask;
+    sigaddset(&mask, SIGTERM);
+    sigaddset(&mask, SIGPIPE);
+    pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+    deferred = 1;
 }
 
 const sigset_t *signal_wait_mask()

@@ -67,10 +67,11 @@ void pause_after_end_of_input()
     nanosleep(&tenth, nullptr);
 }
 
-// Lets a SIGTERM strike that arrived while it was deferred, so that it is not
-// answered with success.
+// Lets a signal strike that arrived while it was deferred, or that the last
+// output raises, so that it is not answered with success.
 void take_deferred_signal()
 {
+    fflush(stdout);
     const signal_window window;
 }
 
@@ -104,7 +105,9 @@ int prepare_session()
 
 int connect_session()
 {
-    if (server_connect() != 0) {
+    const int result = server_connect();
+    signal_defer();
+    if (result != 0) {
         puts("failed to connect ncserver!\r");
         return -1;
     }

@@ -58,12 +58,13 @@ void raw_mode_enter(struct raw_mode *mode)
     apply(mode->descriptor, TCSADRAIN, &settings);
 }
 
+/* The mode counts as active until it is left, which may take the terminal long. */
 static void leave(struct raw_mode *mode, int when)
 {
     if (mode->is_active) {
+        apply(mode->descriptor, when, &mode->saved);
         mode->is_active = false;
         active_mode = nullptr;
-        apply(mode->descriptor, when, &mode->saved);
     }
 }
 
