@@ -86,7 +86,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return -1;
     }
     const std::string stream = fuzz_input(data, size).rest();
-    fuzz_shell shell;
+    fuzz_shell shell(fuzz_schema_none);
     const reading wanted = expected(stream);
     shell.connect(stream);
     fuzz_require(exchange_lock() == 0, "the lock can be taken");

@@ -17,6 +17,7 @@
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/fake_redis.h"
+#include "tests/support/sample_schema.h"
 #include "tests/support/scripted_server.h"
 
 #include <csignal>
@@ -25,10 +26,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+enum fuzz_schema {
+    fuzz_schema_none,
+    fuzz_schema_sample, // made once and not to be changed
+};
+
 class fuzz_shell
 {
   public:
-    fuzz_shell()
+    explicit fuzz_shell(fuzz_schema schema)
     {
         signal(SIGPIPE, SIG_IGN);
         session = session_record();
@@ -36,7 +42,7 @@ class fuzz_shell
         lock_init();
         xml_init();
         xml_silence();
-        fake_redis_reset();
+        use_schema(schema);
         session.pwd = strdup("/");
         session.prompt = strdup("/$ ");
         session.redis = redis_connect();
@@ -109,6 +115,18 @@ class fuzz_shell
     }
 
   private:
+    static void use_schema(fuzz_schema schema)
+    {
+        static fuzz_schema present = fuzz_schema_none;
+        if (schema == fuzz_schema_none || present != schema) {
+            fake_redis_reset();
+        }
+        if (present != schema && schema == fuzz_schema_sample) {
+            sample_schema();
+        }
+        present = schema;
+    }
+
     int daemon_end = -1;
 };
 

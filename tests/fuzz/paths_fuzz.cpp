@@ -9,7 +9,6 @@
 
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_shell.h"
-#include "tests/support/sample_schema.h"
 
 #include <algorithm>
 #include <vector>
@@ -190,8 +189,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const std::string workspace = input.text_line();
     const std::string rpc = input.text_line();
     const std::string argument = input.text_line();
-    fuzz_shell shell;
-    sample_schema();
+    fuzz_shell shell(fuzz_schema_sample);
     fuzz_shell::set_text(&session.pwd, "/" + workspace);
     if (!rpc.empty()) {
         fuzz_shell::set_text(&session.rpc_path, "/" + rpc);

@@ -8,7 +8,6 @@
 #include "tests/fuzz/fuzz_profile.h"
 #include "tests/fuzz/fuzz_shell.h"
 #include "tests/support/captured_output.h"
-#include "tests/support/sample_schema.h"
 
 namespace
 {
@@ -34,7 +33,7 @@ std::string all_staged()
 
 void check_start()
 {
-    const fuzz_shell shell;
+    const fuzz_shell shell(fuzz_schema_sample);
     profile_load_start();
     fuzz_require(session.pwd != nullptr && *session.pwd != '\0', "there is a workspace");
     fuzz_require(session.rpc_path == nullptr || *session.rpc_path != '\0', "an rpc has a name");
@@ -52,8 +51,7 @@ void write_request(const command_tree &tree, path_scope scope)
 // every line was taken.
 std::string replayed_and_written_back(bool *taken)
 {
-    const fuzz_shell shell;
-    sample_schema();
+    const fuzz_shell shell(fuzz_schema_sample);
     const captured_output output; // of a delete line that is none
     const std::string before = fuzz_profile_read();
     *taken = profile_load() == 0;

@@ -59,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::string content = input.rest();
     const bool appends = section.empty() || section[0] != 'r';
     section.erase(0, 1);
-    const fuzz_shell shell;
+    const fuzz_shell shell(fuzz_schema_none);
     fuzz_profile_write(content);
     const int result = profile_put_line(section.c_str(), fuzz_text(line).get(),
                                         appends ? profile_append : profile_replace);

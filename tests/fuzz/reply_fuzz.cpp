@@ -12,7 +12,6 @@
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_shell.h"
 #include "tests/support/captured_output.h"
-#include "tests/support/sample_schema.h"
 
 #include <algorithm>
 
@@ -70,8 +69,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return -1;
     }
     const std::string text = fuzz_input(data, size).rest();
-    fuzz_shell shell;
-    sample_schema();
+    fuzz_shell shell(fuzz_schema_sample);
     const fuzz_block block = fuzz_bytes(text);
     const int first = is_notification(block.get(), text.size());
     fuzz_require(first == 0 || first == 1, "a notification or not");

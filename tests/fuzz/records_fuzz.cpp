@@ -1,0 +1,121 @@
+// Records of any bytes and names of any bytes in the schema database, as ls,
+// Tab and '?' show them.
+//
+// Input: a byte that picks the workspace; then, again and again, a byte that
+// picks a hash, a name and a record, each with its length in a byte before it.
+#include "complete/completion.h"
+#include "schema/database.h"
+#include "schema/navigation.h"
+
+#include "tests/fuzz/fuzz_input.h"
+#include "tests/fuzz/fuzz_line.h"
+#include "tests/fuzz/fuzz_shell.h"
+#include "tests/support/captured_output.h"
+
+namespace
+{
+
+constexpr size_t longest_input = 4096;
+
+const char *const hashes[] = {"/",         "/m",         "/m/c",       "/m/c/l",
+                              "/m/c/l[]",  "/m/c/ch",    "/m/c/ch/ca", "/m/c/ch/cb/nest",
+                              "/m/r",      "/m/r/input", "/m/c/sub",   "/m/c/new",
+                              "/m/c/new[]"};
+constexpr size_t hash_count = sizeof hashes / sizeof hashes[0];
+
+const char rpc[] = "/m/r";
+const char *const workspaces[] = {"/m/c", "/", "/m", "/m/c/l", "/m/c/l[name=a]", "/m/c/new", rpc};
+constexpr size_t workspace_count = sizeof workspaces / sizeof workspaces[0];
+
+int number_at(const std::string &record, size_t at)
+{
+    const unsigned low = static_cast<unsigned char>(record[at]);
+    const unsigned high = static_cast<unsigned char>(record[at + 1]);
+    return static_cast<int16_t>(low | high << 8);
+}
+
+std::string text_at(const std::string &record, int offset)
+{
+    if (offset < 0 || static_cast<size_t>(offset) + 20 >= record.size()) {
+        return "";
+    }
+    return record.substr(static_cast<size_t>(offset) + 20).c_str();
+}
+
+// What the shell reads in a node record, against the same read by hand.
+void check_node_record(const std::string &bytes)
+{
+    const record_ptr record = record_copy(fuzz_bytes(bytes).get(), bytes.size());
+    const unsigned flags = static_cast<unsigned>(number_at(bytes, 0)) & 0xFFFF;
+    const int help = number_at(bytes, 12);
+    const bool has_help = help != 0 && help < number_at(bytes, 18);
+    fuzz_require(record_kind(record.get()) == (flags >> 6 & 31), "the kind is that of the flags");
+    fuzz_require(record_kind_of_bytes(bytes.data()) == (flags >> 6 & 31), "and so is the bytes'");
+    fuzz_require(record_is_config(record.get()) == ((flags & 1) != 0), "bit 0 is configuration");
+    fuzz_require_equal(std::string(record_help(record.get())), has_help ? text_at(bytes, help) : "",
+                       "the help text");
+    fuzz_require_equal(std::string(record_type_name(record.get())),
+                       text_at(bytes, number_at(bytes, 14)), "the type's name");
+}
+
+void check_module_record(const std::string &bytes)
+{
+    const record_ptr record = record_copy(fuzz_bytes(bytes).get(), bytes.size());
+    fuzz_require_equal(std::string(record_namespace(record.get())), bytes.substr(43).c_str(),
+                       "the namespace");
+}
+
+void put_records(fuzz_input *input)
+{
+    while (!input->empty()) {
+        const std::string hash = hashes[input->byte() % hash_count];
+        const std::string name = input->take(input->byte());
+        const std::string record = input->take(input->byte());
+        fake_redis_put(hash, name, record);
+        if (record.size() >= 20) {
+            check_node_record(record);
+        }
+        if (record.size() >= 43) {
+            check_module_record(record);
+        }
+    }
+}
+
+void look_around(fuzz_shell *shell, const std::string &workspace)
+{
+    static const std::string reply =
+        "<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><data><c xmlns=\"urn:m\">"
+        "<l><name>a b</name></l><a1>1</a1></c></data></rpc-reply>";
+    const captured_output output;
+    fuzz_line editing;
+    fuzz_shell::set_text(&session.pwd, workspace);
+    if (workspace == rpc) {
+        fuzz_shell::set_text(&session.rpc_path, workspace);
+    }
+    for (const char *line : {"", "cd ", "cd l[name=a]/", "add-listentry "}) {
+        shell->serve(reply, 12);
+        editing.strike(line, strlen(line), completion_help_key, completion_question_mark);
+        shell->serve(reply, 12);
+        editing.strike(line, strlen(line), completion_tab_key, completion_tab);
+    }
+    shell->serve(reply, 12);
+    cmd_ls("ls");
+    shell->serve(reply, 12);
+    cmd_cd("cd new");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    if (size > longest_input) {
+        return -1;
+    }
+    fuzz_input input(data, size);
+    const std::string workspace = workspaces[input.byte() % workspace_count];
+    fuzz_shell shell(fuzz_schema_none);
+    sample_schema();
+    put_records(&input);
+    look_around(&shell, workspace);
+    return 0;
+}
