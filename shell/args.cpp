@@ -39,6 +39,22 @@ int append_word(args *vector, const char *word)
     return 0;
 }
 
+// Room for what the format makes of the arguments; no block, with errno set,
+// when there is none. Together with vsnprintf this does what vasprintf does,
+// which leaves what it formats in blocks that it frees, and what the operator
+// types may be a password.
+secret_block line_allocate(const char *format, va_list arguments)
+{
+    va_list again;
+    va_copy(again, arguments);
+    const int length = vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    if (length < 0)
+        return {nullptr, 0};
+    const size_t size = static_cast<size_t>(length) + 1;
+    return {static_cast<char *>(calloc(1, size)), size};
+}
+
 void split_line(args *vector, char *line)
 {
     char *rest = nullptr;
@@ -65,15 +81,16 @@ void addargs(args *vector, const char *format, ...)
         return;
     va_list arguments;
     va_start(arguments, format);
-    char *text = nullptr;
-    const int length = vasprintf(&text, format, arguments);
+    const secret_block line = line_allocate(format, arguments);
+    if (line.data != nullptr)
+        vsnprintf(line.data, line.size, format, arguments);
     va_end(arguments);
-    if (length < 0) {
+    if (line.data == nullptr) {
         perror("addargs - vasprintf");
         vector->argc = 0;
         return;
     }
-    const secret_block line(text, static_cast<size_t>(length));
+    char *text = line.data;
     for (char *at = strpbrk(text, "\n\t"); at != nullptr; at = strpbrk(at, "\n\t"))
         *at = ' ';
     args_protect(text);

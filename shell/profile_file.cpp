@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "bounded.h"
+
 open_file::~open_file()
 {
     if (fd >= 0)
@@ -24,17 +26,32 @@ int profile_open(int access)
     return -1;
 }
 
+namespace
+{
+
+// Values that were staged may be secrets: none stays on the stack.
+struct file_piece {
+    char bytes[4096];
+
+    ~file_piece()
+    {
+        memset_s(bytes, sizeof bytes, 0, sizeof bytes);
+    }
+};
+
+} // namespace
+
 int profile_read(int fd, text_buffer *content)
 {
-    char piece[4096];
+    file_piece piece;
     off_t offset = 0;
     for (;;) {
-        const ssize_t got = pread(fd, piece, sizeof piece, offset);
+        const ssize_t got = pread(fd, piece.bytes, sizeof piece.bytes, offset);
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
             return got == 0 ? 0 : -1;
-        if (text_append(content, {piece, static_cast<size_t>(got)}) != 0)
+        if (text_append(content, {piece.bytes, static_cast<size_t>(got)}) != 0)
             return -1;
         offset += got;
     }

@@ -64,7 +64,7 @@ char *str_join3(const char *a, const char *separator, const char *b)
 
 void text_replace(char **slot, heap_text text)
 {
-    free(*slot);
+    const heap_text old(*slot);
     *slot = text.release();
 }
 

@@ -54,7 +54,7 @@ heap_text text_concat(std::initializer_list<std::string_view> pieces);
 // a + separator + b for the caller to free; null when an argument is null.
 char *str_join3(const char *a, const char *separator, const char *b);
 
-// Replaces *slot by text and frees what it held.
+// Replaces *slot by text and frees what it held, wiped.
 void text_replace(char **slot, heap_text text);
 
 // a + b into *sum; false when it would wrap.

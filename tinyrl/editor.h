@@ -28,9 +28,10 @@ static const size_t key_count = 256;
 struct tinyrl {
     const char *line; /* null outside a read */
     size_t max_line_length;
-    const char *prompt; /* the caller's */
-    char *buffer;       /* heap */
-    size_t buffer_size; /* without the terminating zero */
+    const char *prompt;     /* the caller's */
+    char *buffer;           /* heap */
+    size_t buffer_size;     /* without the terminating zero */
+    size_t buffer_capacity; /* bytes allocated; more than buffer_size */
     bool done;
     size_t point;
     size_t end;
@@ -63,7 +64,7 @@ bool tinyrl_key_complete(struct tinyrl *editor, int key);
 /* Makes the buffer, and so the line, an empty text; false: no memory. */
 bool tinyrl_start_line(struct tinyrl *editor);
 
-/* Gives up the buffer; there is no line any more. */
+/* Gives up the buffer, wiped; there is no line any more. */
 void tinyrl_end_line(struct tinyrl *editor);
 
 /* Empties the line, which is the buffer again; cannot fail. */

@@ -52,7 +52,7 @@ static struct history_entry *entry_new(const char *line)
 void history_entry_delete(struct history_entry *entry)
 {
     if (entry != nullptr) {
-        free(entry->line);
+        wipe_and_free(entry->line);
         free(entry);
     }
 }

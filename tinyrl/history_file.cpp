@@ -41,7 +41,7 @@ static bool read_entries(struct history *history, FILE *file)
         memory[strcspn(memory, "\n")] = '\0';
         history_add(history, memory);
     }
-    free(memory);
+    wipe_and_free(memory, size);
     return feof(file) != 0;
 }
 

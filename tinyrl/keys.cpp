@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "tinyrl/editor.h"
+#include "tinyrl/memory.h"
 
 static const int first_printable = 32;
 
@@ -110,7 +111,7 @@ static bool key_kill_to_end(struct tinyrl *editor, int /*key*/)
 static bool key_kill_to_start(struct tinyrl *editor, int /*key*/)
 {
     if (editor->point == 0) {
-        free(editor->kill_string);
+        wipe_and_free(editor->kill_string);
         editor->kill_string = nullptr;
         return true;
     }

@@ -28,9 +28,10 @@ static bool replace_buffer(struct tinyrl *editor, const char *text, size_t lengt
     if (!copy) {
         return false;
     }
-    free(editor->buffer);
+    wipe_and_free(editor->buffer, editor->buffer_capacity);
     editor->buffer = copy.release();
     editor->buffer_size = length;
+    editor->buffer_capacity = length + 1;
     editor->line = editor->buffer;
     return true;
 }
@@ -44,9 +45,10 @@ bool tinyrl_start_line(struct tinyrl *editor)
 
 void tinyrl_end_line(struct tinyrl *editor)
 {
-    free(editor->buffer);
+    wipe_and_free(editor->buffer, editor->buffer_capacity);
     editor->buffer = nullptr;
     editor->buffer_size = 0;
+    editor->buffer_capacity = 0;
     editor->line = nullptr;
     editor->point = 0;
     editor->end = 0;
@@ -75,7 +77,24 @@ static bool changed_line(struct tinyrl *editor)
     return is_ready;
 }
 
-/* Makes room for a line of length bytes. */
+/* Moves the buffer to a block of capacity bytes. realloc would leave the text in
+ * the old block. */
+static bool move_buffer(struct tinyrl *editor, size_t capacity)
+{
+    char *buffer = static_cast<char *>(malloc(capacity));
+    if (buffer == nullptr) {
+        return false;
+    }
+    memcpy_s(buffer, capacity, editor->buffer, editor->end + 1);
+    wipe_and_free(editor->buffer, editor->buffer_capacity);
+    editor->buffer = buffer;
+    editor->buffer_capacity = capacity;
+    editor->line = buffer;
+    return true;
+}
+
+/* Makes room for a line of length bytes. The block at least doubles when it is
+ * too small, so that a line of any length is copied only a few times. */
 static bool extend_buffer(struct tinyrl *editor, size_t length)
 {
     if (editor->max_line_length > 0 && length >= editor->max_line_length) {
@@ -88,13 +107,12 @@ static bool extend_buffer(struct tinyrl *editor, size_t length)
     if (size == 0) {
         size = length > editor->buffer_size + spare ? length : editor->buffer_size + spare;
     }
-    char *buffer = static_cast<char *>(realloc(editor->buffer, size + 1));
-    if (buffer == nullptr) {
+    size_t doubled = editor->buffer_capacity < SIZE_MAX / 2 ? editor->buffer_capacity * 2 : 0;
+    if (size >= editor->buffer_capacity &&
+        !move_buffer(editor, size < doubled ? doubled : size + 1)) {
         return false;
     }
-    editor->buffer = buffer;
     editor->buffer_size = size;
-    editor->line = buffer;
     return true;
 }
 
@@ -157,7 +175,7 @@ bool tinyrl_set_kill_string(struct tinyrl *editor, const char *text, size_t leng
     if (!copy) {
         return false;
     }
-    free(editor->kill_string);
+    wipe_and_free(editor->kill_string);
     editor->kill_string = copy.release();
     return true;
 }

@@ -1,6 +1,7 @@
 /* Heap memory that frees itself.
  *
- * Null means "none" and, from a function, "no memory". */
+ * Null means "none" and, from a function, "no memory". What a user types may be
+ * a password, so no text stays behind in memory that is given up. */
 #ifndef TINYRL_MEMORY_H
 #define TINYRL_MEMORY_H
 
@@ -12,10 +13,25 @@
 
 #include "bounded.h"
 
+/* Overwrites size bytes of text and frees it; null is accepted. */
+inline void wipe_and_free(char *text, size_t size)
+{
+    if (text != nullptr) {
+        memset_s(text, size, 0, size);
+    }
+    free(text);
+}
+
+/* The same for a zero-terminated text. */
+inline void wipe_and_free(char *text)
+{
+    wipe_and_free(text, text != nullptr ? strlen(text) : 0);
+}
+
 struct tinyrl_free {
-    void operator()(void *memory) const
+    void operator()(char *text) const
     {
-        free(memory);
+        wipe_and_free(text);
     }
 };
 

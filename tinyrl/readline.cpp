@@ -178,6 +178,7 @@ static int read_pieces(struct tinyrl *editor)
             tinyrl_redisplay(editor);
         }
     }
+    memset_s(piece, sizeof(piece), 0, sizeof(piece));
     return at_end && editor->end == 0 ? ENOENT : finish_line(editor, is_whole);
 }
 

@@ -12,6 +12,7 @@
 
 #include "bounded.h"
 #include "tinyrl/editor.h"
+#include "tinyrl/memory.h"
 #include "tinyrl/utf8.h"
 
 /* The columns that length bytes at text take in the way the editor shows them. */
@@ -111,7 +112,7 @@ static bool was_longer(const struct tinyrl *editor, const char *line)
 void tinyrl_forget_drawn_line(struct tinyrl *editor)
 {
     struct drawn_line *drawn = &editor->drawn;
-    free(drawn->text);
+    wipe_and_free(drawn->text, drawn->size);
     *drawn = {nullptr, 0, 0, 0, drawn->width, 0};
 }
 
@@ -121,12 +122,17 @@ static bool make_room_for_copy(struct drawn_line *drawn, size_t length)
         return true;
     }
     size_t size = length + length / 2 + 1;
-    char *text = static_cast<char *>(realloc(drawn->text, size));
-    if (text != nullptr) {
-        drawn->text = text;
-        drawn->size = size;
+    char *text = static_cast<char *>(calloc(1, size));
+    if (text == nullptr) {
+        return false;
     }
-    return text != nullptr;
+    if (drawn->text != nullptr) {
+        memcpy_s(text, size, drawn->text, drawn->length);
+    }
+    wipe_and_free(drawn->text, drawn->size);
+    drawn->text = text;
+    drawn->size = size;
+    return true;
 }
 
 /* Without memory for the copy the next drawing starts from scratch. */

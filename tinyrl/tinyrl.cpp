@@ -11,6 +11,7 @@
 
 #include "tinyrl/checks.h"
 #include "tinyrl/editor.h"
+#include "tinyrl/memory.h"
 
 static bool end_read_on_timeout(struct tinyrl * /*editor*/)
 {
@@ -21,9 +22,9 @@ static void release(struct tinyrl *editor)
 {
     history_delete(editor->history);
     terminal_delete(editor->terminal);
-    free(editor->buffer);
-    free(editor->kill_string);
-    free(editor->drawn.text);
+    wipe_and_free(editor->buffer, editor->buffer_capacity);
+    wipe_and_free(editor->kill_string);
+    wipe_and_free(editor->drawn.text, editor->drawn.size);
     free(editor);
 }
 

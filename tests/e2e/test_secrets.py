@@ -1,0 +1,137 @@
+"""What is staged is not found in the shell's memory once it is sent or dropped.
+
+A line that was typed stays in the history (which is what a history is for), and
+in the buffers of standard input and output, until other lines take its place."""
+
+import threading
+
+import pytest
+from support import memory
+from support.example import EXAMPLE
+from support.tarnd import pause, session_reply
+
+SECRET = "S3cr3t-of-the-operator"
+SET = f"set /acme/box/name {SECRET}"
+TYPED_OVER = [f"pwd {' ' * len(SET)} {number}" for number in range(10)]
+
+
+@pytest.fixture(autouse=True)
+def schema(machine):
+    machine.load(EXAMPLE)
+
+
+def found_in(pid):
+    return memory.find(pid, SECRET.encode())
+
+
+def staged(machine):
+    """Stages the secret by a process of its own."""
+    assert machine.one_shot(*SET.split(" ")).stdout == b""
+    with open(machine.profile, encoding="ascii") as file:
+        assert SECRET in file.read()
+
+
+def at_exit_of(machine, *words):
+    """Where a one-shot holds the secret in its last moment, but for its arguments; its output."""
+    go_on = threading.Event()
+    machine.tarnd.session_reply = [pause(go_on), session_reply()]
+    shell = machine.start(*words)
+    shell.process.stdin.close()
+    held = memory.HeldAtExit(shell.pid)
+    go_on.set()
+    held.wait()
+    first, last = memory.arguments(shell.pid)
+    found = [place for place in found_in(shell.pid) if not first <= place[1] < last]
+    held.release()
+    result = shell.wait()
+    assert result.status == 0
+    return found, result.stdout.decode()
+
+
+def test_a_value_is_in_memory_while_it_is_staged(machine):
+    """Or else the search would prove nothing."""
+    shell = machine.terminal()
+    shell.expect_exact("/$ ")
+    shell.send(SET + "\r")
+    shell.expect_exact("\n/$ ")
+    assert len(found_in(shell.pid)) == 2  # staged, and in the history
+
+
+@pytest.mark.parametrize("end", ["discard_changes", "commit", "copy-config config running"])
+def test_a_value_is_gone_when_it_is_no_longer_staged(machine, end):
+    shell = machine.terminal()
+    shell.expect_exact("/$ ")
+    for line in (SET, end):
+        shell.send(line + "\r")
+        shell.expect_exact("\n/$ ")
+    assert len(found_in(shell.pid)) == 1  # in the history
+    for line in TYPED_OVER:
+        shell.send(line + "\r")
+        shell.expect_exact("\n/$ ")
+    assert found_in(shell.pid) == []
+
+
+@pytest.mark.parametrize("end", ["discard_changes", "commit", "quit"])
+def test_a_parameter_is_gone_when_it_is_no_longer_staged(machine, end):
+    shell = machine.terminal()
+    shell.expect_exact("/$ ")
+    shell.send("/acme/reset\r")
+    shell.expect_exact("[reset]$ ")
+    shell.send(f"set who {SECRET}\r")
+    shell.expect_exact("[reset]$ ")
+    shell.send(end + "\r")
+    shell.expect_exact("$ ")
+    for line in TYPED_OVER:
+        shell.send(line + "\r")
+        shell.expect_exact("$ ")
+    assert found_in(shell.pid) == []
+
+
+@pytest.mark.parametrize(
+    "line",
+    [
+        f"set /acme/box/none {SECRET}",
+        f"set /acme/box {SECRET}",
+        f"set /acme/box/name {SECRET} {SECRET}",
+        f"delete /acme/box/name {SECRET}",
+        f"set /acme/box/name {'x' * 5000}{SECRET} {SECRET}",
+        f"set /acme/box/name {SECRET}\x15",  # killed, and brought back nowhere
+    ],
+)
+def test_a_refused_line_is_gone(machine, line):
+    shell = machine.terminal()
+    shell.expect_exact("/$ ")
+    for typed in (line, "a\x15", *TYPED_OVER):
+        shell.send(typed + "\r")
+        shell.expect_exact("$ ")
+    assert found_in(shell.pid) == []
+
+
+def test_one_shot_set(machine):
+    assert at_exit_of(machine, *SET.split(" ")) == ([], "")
+
+
+def test_one_shot_commit(machine):
+    staged(machine)
+    assert at_exit_of(machine, "commit")[0] == []
+    assert SECRET in machine.tarnd.requests[-1]
+
+
+def test_one_shot_discard(machine):
+    staged(machine)
+    assert at_exit_of(machine, "discard_changes")[0] == []
+
+
+@pytest.mark.parametrize("command", ["ls", "cd /acme"])
+def test_one_shots_that_keep_it_staged_hold_it_once(machine, command):
+    """It is staged to the end of the process, and nothing of its way there is left."""
+    staged(machine)
+    assert len(at_exit_of(machine, *command.split(" "))[0]) == 1
+
+
+def test_import_leaves_nothing_of_the_file(machine):
+    with open(machine.path("in.xml"), "w", encoding="ascii") as file:
+        file.write(f"<data><box xmlns='urn:acme'><name>{SECRET}</name></box></data>")
+    found, _ = at_exit_of(machine, "import-config", "/tmp/in.xml", "running")
+    assert SECRET in machine.tarnd.requests[-1]
+    assert found == []
