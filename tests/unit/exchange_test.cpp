@@ -296,7 +296,7 @@ TEST_F(exchange_test, a_body_in_pieces)
 
 TEST_F(exchange_test, a_short_header_fails_without_a_word)
 {
-    for (size_t size : {0, 1, 11}) {
+    for (size_t size : {0U, 1U, 11U}) {
         push_all(frame_bytes("abc").substr(0, size));
         EXPECT_EQ(receive(), -1);
         EXPECT_EQ(captured_log_take(), log_lines{});

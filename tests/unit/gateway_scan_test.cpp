@@ -27,7 +27,7 @@ std::string outline(const std::string &text)
     xml_element root;
     if (!xml_scan_root(&scan, &root))
         return "none";
-    const std::string found = outline(&scan, &root);
+    std::string found = outline(&scan, &root);
     if (scan.failed)
         return "failed";
     EXPECT_EQ(text.substr(0, scan.at).back(), '>');

@@ -217,6 +217,7 @@ TEST_F(server_session_test, a_thread_needs_a_body)
 } // namespace
 
 // In place of the C library's: the operator that a test names.
+// NOLINTNEXTLINE(readability-inconsistent-declaration-parameter-name)
 extern "C" struct passwd *getpwuid(uid_t user)
 {
     static struct passwd entry;
