@@ -7,6 +7,7 @@
 #include "tinyrl/raw_mode.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -32,6 +33,34 @@ static bool apply(int descriptor, int when, const struct termios *settings)
     return result == 0;
 }
 
+/* What somebody sends to end a process; in raw mode no key does. */
+static const int ending_signals[] = {SIGHUP, SIGINT, SIGQUIT};
+
+/* The signal then ends the process as if nobody had caught it. */
+static void rescue_and_end(int number)
+{
+    if (active_mode != nullptr) {
+        tcsetattr(active_mode->descriptor, TCSANOW, &active_mode->saved);
+    }
+    signal(number, SIG_DFL);
+    kill(getpid(), number);
+}
+
+/* Gives the signals that old handles to wanted; whoever has a handler of his own
+ * or ignores a signal keeps it so. */
+static void change_handler(void (*old)(int), void (*wanted)(int))
+{
+    for (int number : ending_signals) {
+        struct sigaction action = {};
+        if (sigaction(number, nullptr, &action) == 0 && action.sa_handler == old) {
+            action = {};
+            action.sa_handler = wanted;
+            sigfillset(&action.sa_mask);
+            sigaction(number, &action, nullptr);
+        }
+    }
+}
+
 /* A process may exit inside a read: from a key's handler, or in another thread. */
 static void rescue_at_exit(void)
 {
@@ -55,6 +84,7 @@ void raw_mode_enter(struct raw_mode *mode)
     rescue_at_exit();
     active_mode = mode;
     mode->is_active = true;
+    change_handler(SIG_DFL, rescue_and_end);
     apply(mode->descriptor, TCSADRAIN, &settings);
 }
 
@@ -65,6 +95,7 @@ static void leave(struct raw_mode *mode, int when)
         apply(mode->descriptor, when, &mode->saved);
         mode->is_active = false;
         active_mode = nullptr;
+        change_handler(rescue_and_end, SIG_DFL);
     }
 }
 

@@ -1,7 +1,8 @@
 /* A terminal's input without line mode, echo and signal keys, and back.
  *
  * Only one terminal is in raw mode at a time: it alone is given back when the
- * process exits or aborts in the middle of a read. */
+ * process exits or aborts in the middle of a read, or when a hang-up, interrupt
+ * or quit signal that nobody handles ends it. */
 #ifndef TINYRL_RAW_MODE_H
 #define TINYRL_RAW_MODE_H
 

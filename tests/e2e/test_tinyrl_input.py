@@ -65,6 +65,15 @@ def ended(demo):
     return status
 
 
+ENDING = {signal.SIGHUP, signal.SIGINT, signal.SIGQUIT}
+
+
+def caught_signals(pid):
+    with open(f"/proc/{pid}/status", encoding="ascii") as status:
+        mask = int(status.read().partition("SigCgt:")[2].split()[0], 16)
+    return {number for number in ENDING if mask >> (number - 1) & 1}
+
+
 def test_mode_is_back_after_a_time_out(start):
     demo = start("--timeout", "1", settings=odd_settings())
     demo.type(b"abc")
@@ -102,6 +111,39 @@ def test_mode_is_back_after_a_signal(start):
     demo.type(b"abc")
     os.kill(demo.process.pid, signal.SIGTERM)
     assert ended(demo) == 1
+
+
+@pytest.mark.parametrize("number", sorted(ENDING))
+def test_mode_is_back_after_a_signal_that_nobody_handles(start, number):
+    demo = start(settings=odd_settings())
+    demo.enter(b"abc")
+    demo.type(b"abc")
+    os.kill(demo.process.pid, number)
+    assert ended(demo) == -number
+
+
+def test_signals_are_nobodys_outside_a_read(start):
+    demo = start(settings=odd_settings())
+    demo.type(b"abc")
+    assert caught_signals(demo.process.pid) == ENDING
+    demo.press(ENTER)
+    demo.line()
+    demo.wait_for(lambda: not caught_signals(demo.process.pid))
+    os.kill(demo.process.pid, signal.SIGINT)
+    assert ended(demo) == -signal.SIGINT
+
+
+def test_a_signal_that_is_ignored_stays_so(start):
+    signal.signal(signal.SIGHUP, signal.SIG_IGN)
+    try:
+        demo = start()
+    finally:
+        signal.signal(signal.SIGHUP, signal.SIG_DFL)
+    demo.type(b"ab")
+    os.kill(demo.process.pid, signal.SIGHUP)
+    demo.type(b"c")
+    demo.press(ENTER)
+    assert demo.line() == b"abc"
 
 
 def test_a_signal_waits_for_the_editor_to_wait(start):
