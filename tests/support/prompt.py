@@ -27,7 +27,7 @@ class Prompt:
         self.child = machine.terminal(env=env, rows=rows, columns=columns)
         self.screen = Screen(columns, rows) if screen else None
         self.stream = Vt100Stream(self.screen) if screen else None
-        self._until(lambda seen: seen.endswith(b"$ "))
+        self.until(lambda seen: seen.endswith(b"$ "))
 
     def _read(self, timeout):
         if not select.select([self.child.child_fd], [], [], timeout)[0]:
@@ -37,7 +37,8 @@ class Prompt:
             self.stream.feed(piece)
         return piece
 
-    def _until(self, condition, timeout=TIMEOUT):
+    def until(self, condition, timeout=TIMEOUT):
+        """Waits until condition(what is written from now on) holds; returns that."""
         seen, limit = b"", time.monotonic() + timeout
         while not condition(seen):
             if time.monotonic() > limit:
@@ -53,9 +54,9 @@ class Prompt:
         seen = b""
         for key in keys:
             self.send(key + MARK)
-            seen = self._until(lambda seen: MARK in seen, timeout)
+            seen = self.until(lambda seen: MARK in seen, timeout)
             self.send(RUBOUT)
-            self._until(lambda seen: seen.endswith(b"\x1b[J") or b"\x1b[J\x1b[" in seen, timeout)
+            self.until(lambda seen: seen.endswith(b"\x1b[J") or b"\x1b[J\x1b[" in seen, timeout)
             while self._read(0.005):
                 pass
         return seen[: seen.index(MARK)]
