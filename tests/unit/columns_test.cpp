@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <malloc.h>
 #include <string>
 #include <vector>
 
@@ -330,7 +331,22 @@ TEST_F(columns_test, any_listing_is_laid_out_alike)
     }
 }
 
-TEST_F(columns_test, a_large_listing_needs_little)
+// A table of every layout that such a line has room for takes tens of megabytes.
+TEST_F(columns_test, a_wide_line_needs_no_more_memory_than_its_listing)
+{
+    mallopt(M_MMAP_MAX, 0);
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    const size_t before = mallinfo2().arena;
+    start(10000);
+    for (int i = 0; i < 20; i++) {
+        ASSERT_EQ(listing_add(("entry" + std::to_string(i)).c_str(), 2), 0);
+    }
+    const std::string text = printed();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
+    EXPECT_LT(mallinfo2().arena - before, 1U << 20);
+}
+
+TEST_F(columns_test, a_large_listing_is_laid_out)
 {
     setenv("COLUMNS", "10000", 1);
     ASSERT_EQ(listing_start(), 0);

@@ -11,6 +11,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include "tinyrl/history_record.h"
+
 namespace
 {
 
@@ -281,6 +283,14 @@ TEST(tinyrl_history, iterator_survives_a_change)
     history_clear(history.get());
     EXPECT_EQ(nullptr, history_next(&iterator));
     EXPECT_EQ(nullptr, history_previous(&iterator));
+}
+
+TEST(tinyrl_history_death, a_history_without_room_for_its_entries_aborts)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    struct history broken = {nullptr, 0, 10, 1, 0};
+    EXPECT_DEATH(history_add(&broken, "line"),
+                 "^history\\.c: insert_entry: Assertion `this->entries' failed\\.");
 }
 
 TEST(tinyrl_history_expand, leaves_other_text_alone)
