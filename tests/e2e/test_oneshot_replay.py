@@ -230,3 +230,30 @@ def test_shapes_of_a_file(machine, text, sent, workspace):
         edit_config(f'<box xmlns="urn:acme"><name>{sent}</name></box>')
     ]
     assert profile(machine) == f"[pwd]\n{workspace}\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n"
+
+
+@pytest.mark.parametrize(
+    "words, logs",
+    [
+        (("cd",), True),
+        (("cd", "a", "b"), True),
+        (("ls", "x"), True),
+        (("get-config",), True),
+        (("get-config", "-l"), True),
+        (("commit",), True),
+        (("commit", "x"), False),  # the words are looked at before the file
+        (("pwd",), False),
+        (("get",), False),
+        (("get", "/acme/empty"), False),
+        (("set", "/acme/box/none"), False),
+        (("add-listentry", "id", "1"), False),
+        (("copy-config", "config", "running"), False),
+        (("help",), False),
+    ],
+)
+def test_who_replays_the_profile(machine, words, logs):
+    write_profile(machine, "junk\n")
+    assert machine.one_shot(*words).status == 0
+    first = (DEBUG, "[DEBUG] err:/tmp/vandel.conf's first line must be: [pwd]\n")
+    assert (first in machine.log.texts(DEBUG)) == logs
+    assert profile(machine) == "junk\n"
