@@ -1,12 +1,13 @@
 """Thousands of keys at random: every byte that the line editor writes for each."""
 
 import random
+import subprocess
 
 import pytest
 from support.editor_model import EditorModel
 from support.editor_terminal import start_fixture  # noqa: F401
 from support.editor_terminal import (
-    BACKSPACE, CTRL, DELETE, DOWN, END, ENTER, HOME, LEFT, RIGHT, RUBOUT, UP)
+    BACKSPACE, CTRL, DELETE, DEMO, DOWN, END, ENTER, HOME, LEFT, PATIENCE, RIGHT, RUBOUT, UP)
 
 WORDS = ["get", "get-config", "set", "set-of-everything", "interfaces/", "interface[name=a]/",
          "interface[name=ab]/", "i"]
@@ -55,3 +56,34 @@ def test_every_byte_of_random_keys(start, prompt, columns, longest, seed):
             if model.result:
                 model.remember(model.result)
             assert demo.go_on() == model.begin(), keys
+
+
+def piped_text(dice):
+    """Lines whose lengths are near those at which pieces and rows end."""
+    text = b""
+    for _ in range(dice.randrange(12)):
+        length = dice.choice([3, 5, 79, 80, 158, 160, 237, 240, 316]) + dice.randrange(-3, 4)
+        line = bytes(dice.choices(b"abcdefg/ ", k=length))
+        line = dice.choice([b"", b"", b" ", b" \t ", b" " * 79, b" " * 85]) + line
+        if dice.random() < 0.3:
+            at = dice.randrange(len(line) + 1)
+            line = line[:at] + dice.choice([b"\r", b"\0", b"\t", b"\xff", b"\x1b[D"]) + line[at:]
+        text += line + dice.choice([b"\n", b"\n", b"\n", b"\r\n"])
+    return text[: len(text) - dice.choice([0, 0, 1, 2, 40])]
+
+
+@pytest.mark.parametrize("seed", range(150))
+def test_every_byte_of_random_piped_lines(seed):
+    dice = random.Random(seed)
+    text = piped_text(dice)
+    model = EditorModel(b"\n/a$ ", 80)
+    rest, expected = text, b""
+    while True:
+        line, written, rest = model.read_piped(rest)
+        expected += written
+        if line is None:
+            break
+        expected += b"line " + line.hex().encode() + b"\n"
+    done = subprocess.run([DEMO, "--prompt", "\n/a$ "], input=text, stdout=subprocess.PIPE,
+                          timeout=PATIENCE, check=True)  # fmt: skip
+    assert done.stdout == expected + b"none 2\n"

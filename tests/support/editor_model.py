@@ -61,6 +61,27 @@ class EditorModel:
     def on_terminal(written):
         return written.replace(b"\n", b"\r\n")
 
+    # Input that is not a terminal
+
+    def read_piped(self, rest):
+        """Reads a line from the front of rest; returns the line (None for none), what
+        that writes, and what is left."""
+        self.drawn = None
+        self.text, self.point = b"", 0
+        written = b""
+        piece = b"-" * 79
+        while len(piece) == 79:
+            piece = rest[:79].partition(b"\n")
+            piece = piece[0] + piece[1]
+            rest = rest[len(piece) :]
+            at_end = not rest and not piece.endswith(b"\n") or not piece
+            more = piece.replace(b"\0", b"").partition(b"\n")[0].partition(b"\r")[0]
+            self.insert(more if self.point else more.lstrip(b" \t"))
+            written += self.redraw()
+        if at_end and not self.text:
+            return None, b"", rest
+        return self.text, written + b"\n", rest
+
     # Keys
 
     @staticmethod
