@@ -6,6 +6,7 @@
  * under the wrong output flags, and keeps what was typed ahead. */
 #include "tinyrl/raw_mode.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -13,8 +14,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-/* The terminal that is in raw mode now. */
-static struct raw_mode *active_mode = nullptr;
+/* The terminal that is in raw mode now. Whatever thread a signal strikes looks here. */
+static std::atomic<struct raw_mode *> active_mode = nullptr;
 
 void raw_mode_attach(struct raw_mode *mode, FILE *input)
 {
@@ -39,8 +40,9 @@ static const int ending_signals[] = {SIGHUP, SIGINT, SIGQUIT};
 /* The signal then ends the process as if nobody had caught it. */
 static void rescue_and_end(int number)
 {
-    if (active_mode != nullptr) {
-        tcsetattr(active_mode->descriptor, TCSANOW, &active_mode->saved);
+    const struct raw_mode *mode = active_mode;
+    if (mode != nullptr) {
+        tcsetattr(mode->descriptor, TCSANOW, &mode->saved);
     }
     signal(number, SIG_DFL);
     kill(getpid(), number);
@@ -125,7 +127,8 @@ void raw_mode_abandon(struct raw_mode *mode)
 
 void raw_mode_rescue(void)
 {
-    if (active_mode != nullptr) {
-        raw_mode_abandon(active_mode);
+    struct raw_mode *mode = active_mode;
+    if (mode != nullptr) {
+        raw_mode_abandon(mode);
     }
 }
