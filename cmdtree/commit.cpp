@@ -119,6 +119,15 @@ int exchange_request(const char *request)
     return 0;
 }
 
+// Stages what the profile holds; false when only a part of it could be read,
+// which must not be sent as if it were all. A profile that cannot be opened
+// holds nothing, but an rpc must not be called without its input.
+bool replay_staged()
+{
+    const profile_replay_result result = profile_load();
+    return result != profile_unread && (result != profile_unopened || session.rpc_path == nullptr);
+}
+
 } // namespace
 
 int cmd_commit(const char *line)
@@ -128,8 +137,7 @@ int cmd_commit(const char *line)
         puts("error command, please use:commit \r");
         return 0;
     }
-    // Half of what is staged must not be sent as if it were all.
-    if (session.oneshot != 0 && profile_load() == profile_unread)
+    if (session.oneshot != 0 && !replay_staged())
         return 0;
     command_tree *tree = current_tree();
     if (require_tree(tree) != 0)

@@ -51,6 +51,14 @@ int open_to_write()
     return fd < 0 && errno == ENOENT ? profile_open(O_WRONLY | O_CREAT) : fd;
 }
 
+// A file that could not be filled would keep the next command from starting.
+void remove_if_empty(int fd)
+{
+    struct stat status = {};
+    if (fstat(fd, &status) == 0 && status.st_size == 0)
+        unlink(profile_name);
+}
+
 // Writes the whole file anew.
 int write_file(const text_buffer &content)
 {
@@ -59,9 +67,11 @@ int write_file(const text_buffer &content)
         log_open_failure();
         return -1;
     }
-    if (ftruncate(file.fd, 0) != 0 || fchmod(file.fd, S_IRUSR | S_IWUSR) != 0)
-        return -1;
-    return profile_write(file.fd, {content.data.get(), content.length}, 0);
+    if (ftruncate(file.fd, 0) == 0 && fchmod(file.fd, S_IRUSR | S_IWUSR) == 0 &&
+        profile_write(file.fd, {content.data.get(), content.length}, 0) == 0)
+        return 0;
+    remove_if_empty(file.fd);
+    return -1;
 }
 
 int append_command(text_buffer *out, const cmd_node *node)

@@ -20,8 +20,9 @@ enum profile_mode {
 
 enum profile_replay_result {
     profile_replayed = 0,
-    profile_refused = -1, // a line cannot be taken, or the file cannot be opened
-    profile_unread = -2,  // reading failed or memory ran out: lines are missing
+    profile_refused = -1,  // a line cannot be taken
+    profile_unread = -2,   // reading failed or memory ran out: lines are missing
+    profile_unopened = -3, // the file cannot be opened: all are missing
 };
 
 // Writes the file with the workspace and the rpc and nothing staged.

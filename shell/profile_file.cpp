@@ -6,6 +6,25 @@
 
 #include "bounded.h"
 
+namespace
+{
+
+int write_all(int fd, std::string_view text, off_t offset)
+{
+    while (!text.empty()) {
+        const ssize_t written = pwrite(fd, text.data(), text.size(), offset);
+        if (written < 0 && errno == EINTR)
+            continue;
+        if (written <= 0)
+            return -1;
+        text.remove_prefix(static_cast<size_t>(written));
+        offset += written;
+    }
+    return 0;
+}
+
+} // namespace
+
 open_file::~open_file()
 {
     if (fd >= 0)
@@ -60,14 +79,19 @@ int profile_read(int fd, text_buffer *content)
 
 int profile_write(int fd, std::string_view text, off_t offset)
 {
-    while (!text.empty()) {
-        const ssize_t written = pwrite(fd, text.data(), text.size(), offset);
-        if (written < 0 && errno == EINTR)
-            continue;
-        if (written <= 0)
+    struct stat status = {};
+    if (fstat(fd, &status) != 0)
+        return -1;
+    const size_t inside =
+        status.st_size > offset ? static_cast<size_t>(status.st_size - offset) : 0;
+    if (text.size() > inside) {
+        const off_t end = offset + static_cast<off_t>(inside);
+        if (write_all(fd, text.substr(inside), end) != 0) {
+            // Should this fail, there are bytes behind the end marker.
+            (void)!ftruncate(fd, status.st_size);
             return -1;
-        text.remove_prefix(static_cast<size_t>(written));
-        offset += written;
+        }
+        text = text.substr(0, inside);
     }
-    return 0;
+    return write_all(fd, text, offset);
 }

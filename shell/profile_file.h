@@ -27,7 +27,8 @@ int profile_open(int access);
 // Reads a whole file from its beginning; 0 or -1.
 int profile_read(int fd, text_buffer *content);
 
-// Writes all of a text at an offset; 0 or -1.
+// Writes all of a text at an offset; 0 or -1. What lies beyond the file's end
+// goes first: when there is no room for it, the file stays as it was.
 int profile_write(int fd, std::string_view text, off_t offset);
 
 #endif

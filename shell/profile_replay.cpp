@@ -147,7 +147,7 @@ profile_replay_result profile_load()
         if (errno == ENOENT)
             return profile_replayed;
         log_debug("[DEBUG] open %s failed! errno:%d\n", profile_name, errno);
-        return profile_refused;
+        return profile_unopened;
     }
     text_buffer content;
     if (profile_read(file.fd, &content) != 0)
