@@ -82,6 +82,11 @@ inline std::function<void()> profile_step(const char *section, const char *line)
     return [section, line] { profile_put_line(section, line, profile_replace); };
 }
 
+inline void lose_profile()
+{
+    ::remove("/tmp/vandel.conf");
+}
+
 inline std::vector<scenario> navigating()
 {
     const std::vector<std::string> no_way = {
@@ -217,7 +222,7 @@ inline std::vector<scenario> editing()
     scenario set_first = set_later;
     set_first.name = "set, one-shot, without a profile";
     set_first.profile = "";
-    set_first.others = {[] { profile_write_fresh(); }};
+    set_first.others = {[] { profile_write_fresh(); }, [] { std::ofstream("/tmp/vandel.conf"); }};
     scenario set_rpc_later = set_rpc;
     set_rpc_later.name = "set in an rpc, one-shot";
     set_rpc_later.oneshot = true;
@@ -250,6 +255,8 @@ inline std::vector<scenario> editing()
     discard_later.oneshot = true;
     discard_later.prepare = [] {};
     discard_later.profile = sweep_profile("set /m/c/x 1\ndelete /m/top");
+    // A profile that cannot be opened at the start is taken for none.
+    discard_later.others = {lose_profile, [] { profile_write_fresh(); }};
     return {set,    value,      set_rpc,      set_later, set_first,   set_rpc_later,
             remove, remove_all, remove_later, discard,   discard_rpc, discard_later};
 }
@@ -321,11 +328,12 @@ inline std::vector<scenario> committing()
     later.profile = sweep_profile("set /m/c/x 1\nset /m/c/l[name=a/b]\nadd /m/c/l l[name=a/b]\n"
                                   "delete /m/top\nset /m/c/ll 1\nset /m/c/ll 2");
     later.texts = texts;
-    later.others = {};
+    later.others = {lose_profile};
     scenario rpc_later = later;
     rpc_later.name = "commit of an rpc, one-shot";
     rpc_later.profile = sweep_profile("set /m/c/x 1", "/m/r", "set /m/r/p 1", "/m/r");
     rpc_later.others = some_of({profile_step("[pwd]", "/m"), profile_step("[rpc]", "")});
+    rpc_later.others.push_back(lose_profile);
     rpc_later.others.push_back([] {
         profile_load();
         tree_free(&session.rpc_tree);
@@ -370,6 +378,12 @@ inline std::vector<scenario> entering()
                                      profile_write_fresh();
                                  },
                                  profile_step("[pwd]", "/m"), profile_step("[rpc]", "")});
+    quit_later.others.push_back([] {
+        lose_profile();
+        stand("/m");
+        profile_put_line("[pwd]", "/m", profile_replace);
+        profile_put_line("[rpc]", "", profile_replace);
+    });
     return {rpc, rpc_later, unknown, blank, quit, quit_rpc, quit_later};
 }
 
