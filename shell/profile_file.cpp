@@ -23,6 +23,16 @@ int write_all(int fd, std::string_view text, off_t offset)
     return 0;
 }
 
+// Values that were staged may be secrets: none stays on the stack.
+struct file_piece {
+    char bytes[4096];
+
+    ~file_piece()
+    {
+        memset_s(bytes, sizeof bytes, 0, sizeof bytes);
+    }
+};
+
 } // namespace
 
 open_file::~open_file()
@@ -45,21 +55,6 @@ int profile_open(int access)
     errno = EINVAL;
     return -1;
 }
-
-namespace
-{
-
-// Values that were staged may be secrets: none stays on the stack.
-struct file_piece {
-    char bytes[4096];
-
-    ~file_piece()
-    {
-        memset_s(bytes, sizeof bytes, 0, sizeof bytes);
-    }
-};
-
-} // namespace
 
 int profile_read(int fd, text_buffer *content)
 {
