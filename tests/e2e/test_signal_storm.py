@@ -17,6 +17,7 @@ seconds allow on a slow machine. The seed is in the report.
 import contextlib
 import os
 import random
+import socket
 import termios
 import time
 
@@ -62,8 +63,9 @@ class World:
         """Kills the shell; returns the status with which it ended."""
         victim.kill()
         status = victim.wait(LIMIT, **options)
-        self.signals += 1
-        self.slowest = max(self.slowest, victim.seconds)
+        if status != 0:  # a command may have ended before
+            self.signals += 1
+            self.slowest = max(self.slowest, victim.seconds)
         assert victim.errors == b""
         return status
 
@@ -85,6 +87,18 @@ class World:
 def answers(world, *steps):
     """The daemon answers every request with these steps."""
     world.machine.tarnd.on_request = lambda request: list(steps)
+
+
+@contextlib.contextmanager
+def silent_socket(world, kind):
+    """The name of a socket in the shell's /tmp behind which nobody does anything."""
+    path = world.machine.path("silent")
+    with socket.socket(socket.AF_UNIX, kind) as quiet:
+        quiet.bind(path)
+        if kind == socket.SOCK_STREAM:
+            quiet.listen(0)
+        yield "silent"
+    os.unlink(path)
 
 
 def answers_big(world):
@@ -124,8 +138,47 @@ def after_the_end_of_input(world):
         world.kill_on_pipes(victim, b"/$ pwd\n/\r\n")
 
 
+def a_daemon_that_accepts_nobody(world):
+    with silent_socket(world, socket.SOCK_STREAM) as path, socket.socket(socket.AF_UNIX) as other:
+        other.connect(world.machine.path(path))  # and the queue is full
+        with world.entrance.pipes(env={"TARND_SOCKET": f"/tmp/{path}"}) as victim:
+            victim.await_handler()
+            world.pause(0.02)
+            world.kill_on_pipes(victim, b"")
+
+
+def a_database_that_says_nothing(world):
+    with silent_socket(world, socket.SOCK_STREAM) as path:
+        with world.entrance.pipes(env={"SCHEMA_REDIS": f"/tmp/{path}"}) as victim:
+            victim.await_handler()
+            world.pause(0.05)
+            world.kill_on_pipes(victim, b"")
+
+
+def a_system_log_that_takes_no_more(world):
+    world.machine.tarnd.on_request = None
+    lines = 50
+    with silent_socket(world, socket.SOCK_DGRAM) as path:
+        log = world.machine.path("log")
+        os.rename(log, log + ".kept")
+        try:
+            os.link(world.machine.path(path), log)
+            with world.entrance.pipes() as victim:
+                victim.send(b"get /acme/empty\n" * lines)
+                victim.read_until(lambda output: output != b"")
+                world.pause(0.2)
+                transcript = b"".join(
+                    b"/$ get /acme/empty\n" + printed_no_data(number + 1).encode()
+                    for number in range(lines)
+                )
+                world.kill_on_pipes(victim, transcript)
+        finally:
+            os.replace(log + ".kept", log)
+
+
 def waiting_for_a_reply(world):
-    answers(world)
+    """There is none, or only its beginning."""
+    answers(world, *world.chance.choice([(), (daemon.frame("<rpc-reply", length=1000),)]))
     with world.entrance.pipes() as victim:
         victim.send(b"pwd\n" + GET)
         victim.read_until(lambda output: output != b"")
@@ -277,6 +330,9 @@ def one_command_without_a_reply(world):
 STATES = [
     starting,
     creating_the_session,
+    a_daemon_that_accepts_nobody,
+    a_database_that_says_nothing,
+    a_system_log_that_takes_no_more,
     at_the_prompt,
     after_the_end_of_input,
     waiting_for_a_reply,
