@@ -32,6 +32,14 @@ def field(pid, name):
     return ""
 
 
+def queued(pid):
+    """Seconds for which the main thread was ready to run, but had no processor."""
+    with contextlib.suppress(OSError):
+        with open(f"/proc/{pid}/schedstat", encoding="ascii") as schedule:
+            return int(schedule.read().split()[1]) / 1e9
+    return 0.0
+
+
 class Entrance:
     """The machine's mount namespace, kept open."""
 
@@ -68,7 +76,7 @@ class Victim:
         self.ended = os.pidfd_open(process.pid)
         self.settings = termios.tcgetattr(slave) if slave is not None else None
         self.reading = process.stdout.fileno() if slave is None else master
-        self.seconds = None
+        self.seconds = self.queued = 0.0
 
     def __enter__(self):
         return self
@@ -120,6 +128,7 @@ class Victim:
                 break
 
     def kill(self):
+        self.queued = queued(self.pid)
         self.killed = time.monotonic()
         self.process.send_signal(signal.SIGTERM)
 
@@ -137,6 +146,7 @@ class Victim:
             if not self.read(0):
                 wanted = [self.ended]
         self.seconds = time.monotonic() - self.killed
+        self.queued = queued(self.pid) - self.queued
         while self.read(0):
             pass
         self.errors = self.process.stderr.read()
