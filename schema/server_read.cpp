@@ -137,7 +137,8 @@ int server_list_entries(const char *list_path, descendant_set *entries)
         return -1;
     }
     key_names keys;
-    if (list_keys(list_path, &keys) != 0) {
+    // Without keys its entries have no names; they are not asked for.
+    if (list_keys(list_path, &keys) != 0 || keys.count == 0) {
         log_debug("[DEBUG] failed to get list[%s] key\n", shown_text(list_path).get());
         return -1;
     }

@@ -83,6 +83,22 @@ class TestRecords:
             (ERROR, "[ERROR] failed to build netconf get msg!\n")
         ]
 
+    def test_what_is_staged_in_a_module_without_a_namespace(self, machine):
+        """It can be neither shown nor sent, and stays."""
+        machine.load(Schema(module("m", "", container("c", leaf("x")), record=bytes(42))))
+        shell = machine.start()
+        shell.send("set /m/c/x 1\nget-config -l\nget-config -l /m/c/x\ncommit\n\n")
+        shell.expect(b"/$ commit\ncmdtree to netconf error \r\n/$ ")
+        machine.load(Schema(module("m", "urn:m", container("c", leaf("x")))))
+        shell.send("commit\nquit\n")
+        result = shell.wait()
+        assert result.stdout.decode() == (
+            "/$ set /m/c/x 1\n/$ get-config -l\n/$ get-config -l /m/c/x\n<x>1</x>\n"
+            f"/$ commit\ncmdtree to netconf error \r\n/$ \n/$ commit\n{printed_ok(1)}/$ quit\n"
+        )
+        assert machine.tarnd.requests == [edit_config('<c xmlns="urn:m"><x>1</x></c>')]
+        assert machine.log.texts(ERROR) == [(ERROR, "[ERROR] cmdtree2netconf error \r\n\n")]
+
     def test_a_module_of_43_bytes_is_there(self, machine):
         machine.load(Schema(module("m", "", leaf("x"), record=bytes(43))))
         machine.dialogue(
@@ -287,6 +303,28 @@ class TestKeys:
             edit_config('<c xmlns="urn:m"><l><k xmlns="urn:m">1</k><v>2</v></l></c>', 3),
         ]
         assert machine.log.texts(DEBUG) == [(DEBUG, "[DEBUG] augment node:k error\n")]
+
+    def test_a_list_without_keys(self, machine):
+        """Its entries have no names: they are not asked for, and none can be added."""
+        load(machine, list_("o", ["k"], leaf("k"), list_("l", [], leaf("v"))))
+        o, entry, l = at("/m/o"), at("/m/o[k=a/b]"), at("/m/o[k=a/b]/l")
+        machine.dialogue(
+            (ROOT, "cd m", ""),
+            (at("/m"), "cd o", ""),
+            (o, "add-listentry k a/b", ""),
+            (o, "cd o[k=a/b]", ""),
+            (entry, "cd l", ""),
+            (l, "ls", ""),
+            (l, "cd l[k=1]", "error: child node is not existed or another choice case is set.\r\n"),
+            (l, "add-listentry k 1", "failed to get list's key:value \r\n"),
+            (l, "get-config -r .", printed_no_data(3)),
+        )
+        unread = "[DEBUG] Failed to get /m/o[]/l from db\n"
+        unasked = [unread, "[DEBUG] failed to get list[/m/o[k=a/b]/l] key\n",
+                   "[DEBUG] error:get nclist \r\n \n"]  # fmt: skip
+        expect = "[DEBUG] expect 0 kvs but 1 in fact\n"
+        logged = [text for _, text in machine.log.texts(DEBUG)]
+        assert logged == [NO_LIST[1]] * 2 + unasked * 2 + [unread, expect]
 
     def test_the_name_of_a_wrong_key_is_logged_as_it_is_typed(self, machine):
         load(machine, list_("l", ["k"], leaf("k")))

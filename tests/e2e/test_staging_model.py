@@ -9,7 +9,7 @@ import random
 import re
 
 import pytest
-from support.example import edit_config, invoke
+from support.example import edit_config, invoke, printed_ok
 from support.schema_db import Schema, container, leaf, leaf_list, list_, module, rpc
 
 SEED = 20261122
@@ -152,6 +152,20 @@ def random_node(chance, nodes, path):
     return node, path
 
 
+def recorded_edit(chance, staged, nodes, base, in_rpc):
+    """An edit by a process of its own, which records it and looks for nothing."""
+    node, path = random_node(chance, nodes, base)
+    operand = "/" + "/".join(path)
+    if not in_rpc and chance.random() < 0.3:
+        staged.stage(path, "delete", None, node)
+        return f"delete {operand}" + chance.choice(["", " x"]), ""
+    if node.shape not in (2, 3):
+        return f"set {operand}", f"{operand}'s not config node.\r\n"
+    value = chance.choice(VALUES if node.shape == 2 else VALUES[1:])
+    staged.stage(path, "set", value, node)
+    return f"set {operand}" + (f" {value}" if value else ""), ""
+
+
 def random_edit(chance, staged, nodes, base, in_rpc):
     """One edit, done to the model too: the line and its answer."""
     node, path = random_node(chance, nodes, base)
@@ -206,3 +220,24 @@ def test_random_edits(machine, number, in_rpc):
     number = len(machine.tarnd.requests)
     envelope = invoke if in_rpc else edit_config
     assert machine.tarnd.requests[-1] == envelope(staged.root.xml(escaped), number)
+
+
+@pytest.mark.parametrize("in_rpc", [False, True])
+@pytest.mark.parametrize("number", range(3))
+def test_random_edits_by_one_process_each(machine, number, in_rpc):
+    chance = random.Random(f"{SEED} series {number} {in_rpc}")
+    machine.load(SCHEMA)
+    staged, nodes, base, envelope = Staged(), TREE[:-1], ("a",), edit_config
+    if in_rpc:
+        nodes, base, envelope = TREE[-1].children[0].children, ("a", "r"), invoke
+        assert machine.one_shot("/a/r").stdout == b""
+    said = []
+    for _ in range(14):
+        line, output = recorded_edit(chance, staged, nodes, base, in_rpc)
+        said.append(line)
+        result = machine.one_shot(line)
+        assert (result.stdout.decode(), result.stderr) == (output, b""), said
+    assert machine.tarnd.requests == []
+    result = machine.one_shot("commit")
+    assert result.stdout.decode() == printed_ok(1)
+    assert machine.tarnd.requests == [envelope(staged.root.xml(escaped))], said

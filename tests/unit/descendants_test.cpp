@@ -365,8 +365,13 @@ TEST_F(descendants_test, a_list_without_keys)
 {
     fake_redis_put_node("/m", "keyless", fake_list);
     serve({data_reply("<keyless xmlns=\"urn:m\"><v>1</v></keyless>")});
+    captured_log_take();
     EXPECT_EQ(children("/m/keyless"), "");
     EXPECT_EQ(result, 0);
+    EXPECT_EQ(session.message_id, 0U);
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] Failed to get /m/keyless from db\n"},
+                                              {15, "[DEBUG] failed to get list[/m/keyless] key\n"},
+                                              {15, "[DEBUG] error:get nclist \r\n \n"}}));
 }
 
 TEST_F(descendants_test, in_rpc_mode_only_staged_entries_are_listed)
