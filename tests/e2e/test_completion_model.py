@@ -6,7 +6,7 @@ Records stay below 64 bytes: then the database keeps the order of the fields.
 import random
 
 import pytest
-from support.editor_terminal import LEFT
+from support.editor_terminal import CTRL, DELETE, DOWN, LEFT, RIGHT, UP
 from support.prompt import KILL, MARK, RUBOUT, TAB, Prompt
 from support.prompt_model import COMMANDS, PromptModel
 from support.schema_db import (
@@ -79,11 +79,20 @@ WALKS = [
 ]  # fmt: skip
 
 
+EDITING = [UP, UP, DOWN, LEFT, RIGHT, DELETE, b" ", b"/", b"a"] + [CTRL[key] for key in "aekuyw"]
+
+
+def run(prompt, model, line):
+    prompt.run(line)
+    model.remember(line.encode())
+    model.killed = None  # by the line that is empty before the next one
+
+
 def walk(prompt, model, names):
-    prompt.run("cd /")
+    run(prompt, model, "cd /")
     where = ""
     for name in names:
-        prompt.run(f"cd {name}")
+        run(prompt, model, f"cd {name}")
         where = where.rpartition("/")[0] + "/" + name if "[" in name else f"{where}/{name}"
     model.go(where or "/")
 
@@ -160,8 +169,13 @@ def type_line(prompt, model, text, back):
 def stage(prompt, model, path):
     """Adds an entry to the list that is the workspace."""
     name, _, value = path.rpartition("[")[2].rstrip("]").partition("=")
-    prompt.run(f"add-listentry {name} {value}")
+    run(prompt, model, f"add-listentry {name} {value}")
     model.staged.append(path)
+
+
+def keys_for(dice):
+    keys = dice.choices([TAB, b"?"], k=dice.choice([1, 2, 3]))
+    return keys + dice.choices([TAB, b"?", *EDITING], k=dice.choice([0, 0, 0, 5]))
 
 
 def compare(prompt, model, dice, count):
@@ -174,7 +188,10 @@ def compare(prompt, model, dice, count):
         text = typist.line()
         back = dice.randrange(len(text) + 1) if dice.random() < 0.2 else 0
         type_line(prompt, model, text, back)
-        for key in dice.choices([TAB, b"?"], k=dice.choice([1, 2, 3])):
+        for key in keys_for(dice):
+            if dice.random() < 0.03:
+                model.columns = dice.choice([20, 33, 40, 80, 132])
+                prompt.child.setwinsize(100, model.columns)
             seen, expected = strike(prompt, model, key)
             assert seen == expected, (model.where, text, back, key)
 
@@ -216,17 +233,17 @@ def test_lines_at_random_in_an_rpc(shells, seed):
     prompt, model = shells
     dice = random.Random(seed)
     walk(prompt, model, ["acme"])
-    prompt.run("reset")
+    run(prompt, model, "reset")
     model.go("/acme/reset", "/acme/reset")
     compare(prompt, model, dice, 12)
-    prompt.run("cd target")
+    run(prompt, model, "cd target")
     model.go("/acme/reset/target", "/acme/reset")
     stage(prompt, model, "/acme/reset/target[id=1/2]")
     stage(prompt, model, '/acme/reset/target[id="a b"]')
     compare(prompt, model, dice, 12)
-    prompt.run("cd ..")
+    run(prompt, model, "cd ..")
     model.go("/acme/reset", "/acme/reset")
     compare(prompt, model, dice, 12)
-    prompt.run("cd how")
+    run(prompt, model, "cd how")
     model.go("/acme/reset/how", "/acme/reset")
     compare(prompt, model, dice, 12)
