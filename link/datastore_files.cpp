@@ -2,6 +2,7 @@
 // file and back.
 #include "link/datastore_commands.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -78,6 +79,29 @@ int read_datastore(const char *source, malloc_ptr<char> *reply)
     return 0;
 }
 
+// Whether an open file is the operator's own, and no device or FIFO.
+bool is_own_file(int fd)
+{
+    struct stat status = {};
+    return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
+}
+
+// Opens the file that is to be written, as fopen does for "w", and empties it.
+// The place was cleared before the datastore was read; what somebody else has
+// put there meanwhile, a link or a FIFO, is not written to. Null when it cannot
+// be opened.
+FILE *open_export(const char *path)
+{
+    const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+    const int fd = open(path, flags, S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
+    if (fd < 0)
+        return nullptr;
+    FILE *file = is_own_file(fd) && ftruncate(fd, 0) == 0 ? fdopen(fd, "w") : nullptr;
+    if (file == nullptr)
+        close(fd);
+    return file;
+}
+
 // Writes the file in one piece; 0 or -1 (logged), and then there is no file.
 int write_export(const char *path, std::string_view section)
 {
@@ -86,7 +110,7 @@ int write_export(const char *path, std::string_view section)
         puts("write_buf malloc error.\r");
         return -1;
     }
-    FILE *file = fopen(path, "we");
+    FILE *file = open_export(path);
     if (file == nullptr) {
         log_error("[ERROR] Opening output file failed.\n\n");
         return -1;
@@ -127,10 +151,21 @@ int export_config(const char *source, const char *path)
     return -1;
 }
 
+// A symbolic link to nothing, which is going to be replaced: what it leads to is
+// not to be created first.
+bool remove_dangling_link(const char *path)
+{
+    struct stat status = {};
+    return lstat(path, &status) == 0 && S_ISLNK(status.st_mode) && stat(path, &status) != 0 &&
+           errno == ENOENT && unlink(path) == 0;
+}
+
 // Makes sure that the path can be written and holds nothing but a file, which
-// is removed; false with a message.
+// is removed (of a symbolic link, the link); false with a message.
 bool clear_export_path(const char *path)
 {
+    if (remove_dangling_link(path))
+        return true;
     // O_NONBLOCK: a FIFO must not hold the shell up.
     const open_descriptor file(open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRWXU));
     if (file.fd < 0) {
@@ -189,7 +224,8 @@ void import_data(std::string_view content, const char *target)
 
 void import_config(const char *path, const char *target)
 {
-    const open_descriptor file(open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    // No link and no FIFO: the handler has looked, but somebody may be quicker.
+    const open_descriptor file(open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
     if (file.fd < 0) {
         log_error("[ERROR] Opening input file failed.\r\n\n");
         return;

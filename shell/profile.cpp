@@ -43,14 +43,6 @@ void log_open_failure()
     log_debug("[DEBUG] open %s failed! errno:%d\n", profile_name, errno);
 }
 
-// A file that is there is opened as it is: with O_CREAT the kernel may refuse
-// another user's file in /tmp even to root.
-int open_to_write()
-{
-    const int fd = profile_open(O_WRONLY);
-    return fd < 0 && errno == ENOENT ? profile_open(O_WRONLY | O_CREAT) : fd;
-}
-
 // A file that could not be filled would keep the next command from starting.
 void remove_if_empty(int fd)
 {
@@ -62,7 +54,7 @@ void remove_if_empty(int fd)
 // Writes the whole file anew.
 int write_file(const text_buffer &content)
 {
-    const open_file file(open_to_write());
+    const open_file file(profile_open(O_WRONLY | O_CREAT));
     if (file.fd < 0) {
         log_open_failure();
         return -1;

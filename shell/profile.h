@@ -7,9 +7,10 @@
 //     %%%           end; what stands behind it is ignored
 //
 // An empty line ends a section. Paths are written unmasked, values with their
-// codes (shell/args.h). The file has mode 0600 from its creation on; a symbolic
-// link or anything but a regular file in its place counts as a file that cannot
-// be opened. Failures are logged; int results are 0 or -1.
+// codes (shell/args.h). The file has mode 0600 from its creation on. A symbolic
+// link, anything but a regular file, another user's file (to root, too) and a
+// file with a second name count as a file that cannot be opened. Failures are
+// logged; int results are 0 or -1.
 #ifndef VANDEL_SHELL_PROFILE_H
 #define VANDEL_SHELL_PROFILE_H
 

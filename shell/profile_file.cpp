@@ -23,6 +23,21 @@ int write_all(int fd, std::string_view text, off_t offset)
     return 0;
 }
 
+// Whether an open file may be the profile; 0, or what is against it. Anybody may
+// put a file into /tmp: what another user owns, or reaches under another name,
+// must neither tell this one what is staged nor learn it.
+int judge_file(int fd)
+{
+    struct stat status = {};
+    if (fstat(fd, &status) != 0)
+        return 0; // whoever needs the status asks again and reports that there is none
+    if (!S_ISREG(status.st_mode))
+        return EINVAL;
+    if (status.st_uid != geteuid())
+        return EACCES;
+    return status.st_nlink > 1 ? EMLINK : 0;
+}
+
 // Values that were staged may be secrets: none stays on the stack.
 struct file_piece {
     char bytes[4096];
@@ -47,12 +62,11 @@ int profile_open(int access)
     const int fd = open(profile_name, access | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600);
     if (fd < 0)
         return -1;
-    // Whoever needs its status asks again and reports that there is none.
-    struct stat status = {};
-    if (fstat(fd, &status) != 0 || S_ISREG(status.st_mode))
+    const int objection = judge_file(fd);
+    if (objection == 0)
         return fd;
     close(fd);
-    errno = EINVAL;
+    errno = objection;
     return -1;
 }
 

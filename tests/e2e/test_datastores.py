@@ -312,15 +312,13 @@ def test_export_to_a_path_that_became_a_directory(machine):
 
 
 @pytest.mark.parametrize("size", [1, 100_000])
-def test_export_to_a_device_that_became_full(machine, size):
+def test_export_to_a_full_disk(machine, size):
     """A small file fails when it is closed, a large one when it is written."""
-
-    def answer(request):
-        os.symlink("/dev/full", machine.path("out"))
-        return request.reply(f"<data>{'x' * size}</data>")
-
-    machine.tarnd.on_request = answer
-    machine.dialogue(("/$ ", "export-config running /tmp/out", FAILED_WRITE))
+    machine.tarnd.on_request = lambda request: request.reply(f"<data>{'x' * size}</data>")
+    no_more_files = "trap '' XFSZ; ulimit -f 0; exec /tmp/.build/vandel \"$@\""
+    words = ("export-config", "running", "/tmp/out")
+    shell = machine.start_command(machine.command("sh", "-c", no_more_files, "sh", *words))
+    assert shell.wait().stdout.decode() == FAILED_WRITE
     assert machine.log.texts(ERROR) == [(ERROR, "[ERROR] write file fail.\n\n")]
     assert not os.path.lexists(machine.path("out"))
 

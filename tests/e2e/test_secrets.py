@@ -9,6 +9,7 @@ import pytest
 from support import memory
 from support.example import EXAMPLE
 from support.tarnd import pause, session_reply
+from support.tracing import Traced
 
 SECRET = "S3cr3t-of-the-operator"
 SET = f"set /acme/box/name {SECRET}"
@@ -37,12 +38,12 @@ def at_exit_of(machine, *words):
     machine.tarnd.session_reply = [pause(go_on), session_reply()]
     shell = machine.start(*words)
     shell.process.stdin.close()
-    held = memory.HeldAtExit(shell.pid)
+    traced = Traced(shell.pid)
     go_on.set()
-    held.wait()
+    traced.run_to_exit()
     first, last = memory.arguments(shell.pid)
     found = [place for place in found_in(shell.pid) if not first <= place[1] < last]
-    held.release()
+    traced.release()
     result = shell.wait()
     assert result.status == 0
     return found, result.stdout.decode()
