@@ -54,8 +54,7 @@ class Shell:
     def __init__(self, process):
         self.process = process
         self.pid = process.pid
-        self.stdout = b""
-        self.stderr = b""
+        self.output = {"stdout": bytearray(), "stderr": bytearray()}
         self.changed = threading.Condition()
         self.readers = [
             threading.Thread(target=self._read, args=(process.stdout, "stdout"), daemon=True),
@@ -64,11 +63,19 @@ class Shell:
         for reader in self.readers:
             reader.start()
 
+    @property
+    def stdout(self):
+        return bytes(self.output["stdout"])
+
+    @property
+    def stderr(self):
+        return bytes(self.output["stderr"])
+
     def _read(self, stream, name):
         while True:
             piece = os.read(stream.fileno(), 65536)
             with self.changed:
-                setattr(self, name, getattr(self, name) + piece)
+                self.output[name] += piece
                 self.changed.notify_all()
             if not piece:
                 return

@@ -1,0 +1,124 @@
+"""Replies and staged edits as large as a 32-bit process can just bear.
+
+Each runs in a bounded address space: with enough of it everything arrives
+whole, with too little the shell says what it said it would and goes on.
+"""
+
+import hashlib
+import resource
+
+import pytest
+from support import tarnd as daemon
+from support.example import EXAMPLE, edit_config, printed_no_data, printed_ok
+from support.schema_db import Schema, container, leaf, module
+from support.schemac import SANITIZED
+from support.shell import ERROR, TIMEOUT
+
+MIB = 1 << 20
+pytestmark = pytest.mark.skipif(SANITIZED, reason="a sanitizer needs the address space itself")
+
+
+def start(machine, mebibytes):
+    limit = (mebibytes * MIB, mebibytes * MIB)
+    return machine.start(preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, limit))
+
+
+def digest(*pieces):
+    """The hash of the pieces; a piece is bytes, or bytes and how often they come."""
+    whole = hashlib.sha256()
+    for piece in pieces:
+        data, count = piece if isinstance(piece, tuple) else (piece, 1)
+        for _ in range(count // 4000):
+            whole.update(data * 4000)
+        whole.update(data * (count % 4000))
+    return whole.hexdigest()
+
+
+VALUE = b"v" * 4000
+ITEM = b"<item>" + VALUE + b"</item>"
+PRINTED_ITEM = b"  <item>\n    " + VALUE + b"\n  </item>\n"
+ITEMS = 200 * MIB // len(ITEM) + 1
+
+
+def two_hundred_mebibytes(session):
+    head, tail, some = b"<data>", b"</data>", 250
+    length = len(head) + ITEMS * len(ITEM) + len(tail)
+    assert length > 200 * MIB
+    session.send_raw(daemon.HEADER.pack(daemon.MAGIC, length, 1, 0) + head)
+    for _ in range(ITEMS // some):
+        session.send_raw(ITEM * some)
+    session.send_raw(ITEM * (ITEMS % some) + tail)
+
+
+def test_a_reply_of_two_hundred_mebibytes(machine):
+    machine.load(EXAMPLE)
+    machine.tarnd.on_request = lambda request: two_hundred_mebibytes
+    shell = start(machine, 1500)
+    shell.send("get /acme/empty\npwd\nquit\n")
+    result = shell.wait(5 * TIMEOUT)
+    assert (result.status, result.stderr) == (0, b"")
+    assert digest(result.stdout) == digest(
+        b"/$ get /acme/empty\n\r\n<data>\n",
+        (PRINTED_ITEM, ITEMS),
+        b"</data>\n/$ pwd\n/\r\n/$ quit\n",
+    )
+
+
+def test_a_reply_that_no_memory_is_left_for(machine):
+    machine.load(EXAMPLE)
+    answers = iter([two_hundred_mebibytes, None])
+    machine.tarnd.on_request = lambda request: next(answers)
+    shell = start(machine, 200)
+    shell.send("get /acme/empty\nget /acme/empty\nquit\n")
+    result = shell.wait()
+    assert (result.status, result.stderr) == (0, b"")
+    expected = f"/$ get /acme/empty\n/$ get /acme/empty\n{printed_no_data(2)}/$ quit\n"
+    assert result.stdout == expected.encode()
+    assert machine.log.texts(ERROR) == [(ERROR, "[ERROR] Out of memory!\n")]
+
+
+COUNT, SIZE = 50, 2_000_000
+LEAVES = Schema(module("m", "urn:m", container("c", *(leaf(f"x{n}") for n in range(COUNT)))))
+
+
+def stage_a_hundred_megabytes(shell):
+    for number in range(COUNT):
+        shell.send(f"set /m/c/x{number} " + "abcde"[number % 5] * SIZE + "\n")
+
+
+def staged_body():
+    for number in reversed(range(COUNT)):
+        yield f"<x{number}>".encode()
+        yield (b"abcde"[number % 5 :][:1], SIZE)
+        yield f"</x{number}>".encode()
+
+
+def test_a_staged_body_of_a_hundred_megabytes(machine):
+    machine.load(LEAVES)
+    shell = start(machine, 1500)
+    stage_a_hundred_megabytes(shell)
+    shell.send("commit\nquit\n")
+    result = shell.wait(5 * TIMEOUT)
+    assert (result.status, result.stderr) == (0, b"")
+    assert result.stdout.endswith(f"\n/$ commit\n{printed_ok(1)}/$ quit\n".encode())
+    (request,) = (frame for frame in machine.tarnd.frames if not frame.creates_session)
+    head, tail = edit_config('<c xmlns="urn:m">\n</c>').encode().split(b"\n</c>")
+    assert digest(request.body) == digest(head, *staged_body(), b"</c>" + tail + b"\0")
+
+
+def test_a_staged_body_that_no_memory_is_left_for(machine):
+    machine.load(LEAVES)
+    shell = start(machine, 320)
+    stage_a_hundred_megabytes(shell)
+    shell.send("commit\ncommit\ndiscard_changes\nset /m/c/x0 small\ncommit\nquit\n")
+    result = shell.wait(5 * TIMEOUT)
+    assert (result.status, result.stderr) == (0, b"")
+    end = (
+        "\n/$ commit\ncmdtree to netconf error \r\n"
+        "/$ commit\ncmdtree to netconf error \r\n"
+        "/$ discard_changes\nThe discard_changes command executed successfuly!\n"
+        "/$ set /m/c/x0 small\n"
+        f"/$ commit\n{printed_ok(1)}/$ quit\n"
+    )
+    assert result.stdout[-len(end) :] == end.encode()
+    assert machine.tarnd.requests == [edit_config('<c xmlns="urn:m"><x0>small</x0></c>')]
