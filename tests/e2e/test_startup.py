@@ -10,6 +10,7 @@ import time
 
 import pytest
 from support import tarnd as daemon
+from support import valgrind
 from support.example import EXAMPLE, get, printed_no_data, printed_ok
 from support.shell import DEBUG, ERROR, INFO, TIMEOUT, USER
 
@@ -464,6 +465,7 @@ def test_output_that_nobody_reads_ends_the_shell(machine):
         process.stderr.close()
 
 
+@valgrind.keeps_standard_input_open
 def test_a_closed_standard_input_makes_zero_the_daemons_descriptor(machine):
     machine.tarnd.on_connect = lambda session: session.send(daemon.session_reply())
     words = machine.vandel("pwd")
@@ -478,6 +480,7 @@ def test_a_closed_standard_input_makes_zero_the_daemons_descriptor(machine):
     assert machine.log.texts() == [*CONNECTED, refused, *EXCHANGED]
 
 
+@valgrind.keeps_standard_input_open
 def test_requests_over_the_descriptor_zero(machine):
     """Each is said to be refused and sent nowhere, yet its reply is waited for."""
     machine.load(EXAMPLE)

@@ -9,9 +9,14 @@ patience is multiplied by SCALE.
 import glob
 import os
 
+import pytest
+
 HERE = os.path.dirname(os.path.abspath(__file__))
 ENABLED = bool(os.environ.get("VANDEL_VALGRIND"))
 SCALE = 20 if ENABLED else 1
+keeps_standard_input_open = pytest.mark.skipif(
+    ENABLED, reason="Valgrind opens a standard input that is closed"
+)
 
 
 def words(directory):
