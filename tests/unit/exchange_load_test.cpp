@@ -56,6 +56,11 @@ std::string printed_reply(int number)
            "  </x>\n</rpc-reply>\n";
 }
 
+int number_at(const char *text)
+{
+    return static_cast<int>(strtol(text, nullptr, 10));
+}
+
 // The far end of the socket: one thread answers, another one pushes.
 class busy_daemon
 {
@@ -97,7 +102,7 @@ class busy_daemon
             if (!receive(&body[0], body.size())) {
                 return;
             }
-            send_frame(reply(atoi(body.c_str() + strlen("<rpc>"))));
+            send_frame(reply(number_at(body.c_str() + strlen("<rpc>"))));
         }
     }
 
@@ -191,7 +196,7 @@ class exchange_load_test : public shell_world
             const std::string lead = is_notification ? "<n>\n    " : "<k>\n    ";
             const size_t digits = text.find(lead, at);
             ASSERT_NE(digits, std::string::npos) << text.substr(at, 300);
-            const int number = atoi(text.c_str() + digits + lead.size());
+            const int number = number_at(text.c_str() + digits + lead.size());
             const std::string whole =
                 is_notification ? printed_notification(number) : printed_reply(number);
             ASSERT_EQ(text.compare(at, whole.size(), whole), 0) << text.substr(at, 300);
