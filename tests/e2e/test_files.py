@@ -6,10 +6,10 @@ import stat
 import threading
 
 import pytest
+from support import tracing
 from support.example import EXAMPLE
 from support.shell import DEBUG, ERROR
 from support.tarnd import pause, rpc_reply, session_reply
-from support.tracing import Traced
 
 OTHER = 4711  # a user that no shell runs as
 DISCARDED = "The discard_changes command executed successfuly!\n"
@@ -152,9 +152,9 @@ def modes_seen(machine, *words):
     go_on = threading.Event()
     machine.tarnd.session_reply = [pause(go_on), session_reply()]
     mask = os.umask(0)
-    shell = machine.start_command(machine.command(*words))
+    shell = machine.start_command(machine.command(*words), tracing.ENVIRONMENT)
     os.umask(mask)
-    traced = Traced(shell.pid)
+    traced = tracing.Traced(shell.pid)
     shell.send("\n")
     go_on.set()
     traced.run_to_exit(look)

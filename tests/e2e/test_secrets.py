@@ -6,10 +6,9 @@ in the buffers of standard input and output, until other lines take its place.""
 import threading
 
 import pytest
-from support import memory
+from support import memory, tracing
 from support.example import EXAMPLE
 from support.tarnd import pause, session_reply
-from support.tracing import Traced
 
 SECRET = "S3cr3t-of-the-operator"
 SET = f"set /acme/box/name {SECRET}"
@@ -36,9 +35,9 @@ def at_exit_of(machine, *words):
     """Where a one-shot holds the secret in its last moment, but for its arguments; its output."""
     go_on = threading.Event()
     machine.tarnd.session_reply = [pause(go_on), session_reply()]
-    shell = machine.start(*words)
+    shell = machine.start(*words, env=tracing.ENVIRONMENT)
     shell.process.stdin.close()
-    traced = Traced(shell.pid)
+    traced = tracing.Traced(shell.pid)
     go_on.set()
     traced.run_to_exit()
     first, last = memory.arguments(shell.pid)

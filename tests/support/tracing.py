@@ -4,6 +4,10 @@ import ctypes
 import os
 import signal
 
+from .shell import SANITIZER_LOG
+
+# For the process: the search for leaks traces it, too, and one can do so at a time.
+ENVIRONMENT = {"ASAN_OPTIONS": f"{SANITIZER_LOG}:detect_leaks=0"}
 PTRACE_CONT = 7
 PTRACE_SYSCALL = 24
 PTRACE_SEIZE = 0x4206
