@@ -127,7 +127,7 @@ def test_the_daemon_stalls_inside_a_notification(machine):
         assert result.stdout == STARTED + ASKED + ENDED
 
 
-@pytest.mark.parametrize("garbage", [b"\0", b"\xff", b"<", b"A"], ids=["zero", "ff", "tag", "text"])
+@pytest.mark.parametrize("garbage", [b"\xff", b"A"], ids=["ff", "text"])
 def test_garbage_after_every_byte_of_a_reply(machine, garbage):
     """A stream that is out of step: no crash, and SIGTERM or quit ends the shell."""
     for count in OF_REPLY:

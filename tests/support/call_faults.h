@@ -34,6 +34,7 @@ struct call_fault {
 inline thread_local const call_fault *call_armed = nullptr;
 inline thread_local long call_calls_left = 0;
 inline thread_local bool call_failed = false;
+inline thread_local int call_descriptor = -1; // the only one that reads fail on; -1: any
 
 // Lets the call with this number (from 0) of the fault's function fail, once.
 inline void call_arm(const call_fault *fault, long calls)
@@ -94,7 +95,8 @@ redisReply *__real_redis_hash_get_all_bin_safe(redisContext *connection, const c
 
 ssize_t __wrap_read(int fd, void *into, size_t size)
 {
-    const call_fault *fault = call_fault_of("read");
+    const bool counts = call_descriptor < 0 || call_descriptor == fd;
+    const call_fault *fault = counts ? call_fault_of("read") : nullptr;
     return fault == nullptr ? __real_read(fd, into, size)
                             : call_transfer(fault, size, [&](size_t half) {
                                   return __real_read(fd, into, half);

@@ -152,10 +152,9 @@ TEST_F(startup_faults_test, half_of_the_request_is_written)
 
 TEST_F(startup_faults_test, the_header_of_the_reply_cannot_be_read)
 {
-    for (const call_fault fault : {call_fault{"read", fault_error, EIO},
-                                   call_fault{"read", fault_error, EINTR},
-                                   call_fault{"read", fault_short, 0},
-                                   call_fault{"read", fault_end, 0}}) {
+    for (const call_fault fault :
+         {call_fault{"read", fault_error, EIO}, call_fault{"read", fault_error, EINTR},
+          call_fault{"read", fault_short, 0}, call_fault{"read", fault_end, 0}}) {
         TearDown();
         SetUp();
         expect_call_failure(fault, 0, no_server, {connected, sent});
@@ -195,7 +194,9 @@ TEST_F(startup_faults_test, half_of_the_body_comes_first)
 TEST_F(startup_faults_test, the_listener_cannot_be_started)
 {
     create_error = EAGAIN;
-    expect_failure(no_server, {connected, sent, received,
+    expect_failure(no_server, {connected,
+                               sent,
+                               received,
                                {15, "[DEBUG] Create thread failed(ret==0xb).\n"},
                                {11, "[ERROR] failed to creat notification thread \n"}});
     EXPECT_TRUE(is_closed(server_fd));
