@@ -1,0 +1,85 @@
+// Series of arbitrary commands, each in a process of its own that finds in the
+// profile what the last one left, all but those that write other files.
+//
+// Input: the daemon's answer to every request, in one line; then one command in
+// each line.
+#include "shell/dispatch.h"
+#include "shell/profile.h"
+
+#include "tests/fuzz/fuzz_input.h"
+#include "tests/fuzz/fuzz_profile.h"
+#include "tests/fuzz/fuzz_shell.h"
+#include "tests/support/captured_output.h"
+
+#include <sys/stat.h>
+
+namespace
+{
+
+constexpr size_t longest_input = 2048;
+
+bool touches_files(const std::string &line)
+{
+    return line.find("port-config") != std::string::npos;
+}
+
+// Quotes and codes in a path can pair up with others once they stand in a line
+// of the profile; what becomes of them is decided there.
+bool is_plain(const std::string &line)
+{
+    return line.find_first_of("\"'\1\2\3\x0b\x0c\x0d\x0e") == std::string::npos;
+}
+
+void run_command(const std::string &line, const std::string &reply)
+{
+    fuzz_shell shell(fuzz_schema_sample);
+    const captured_output output;
+    session.oneshot = 1;
+    fuzz_require(profile_load_start() == 0, "the next process starts");
+    shell.serve(reply, 20);
+    dispatch(fuzz_text(line).get());
+    fuzz_require(session.output.slot[0] == nullptr, "the output pool is empty");
+}
+
+void check_profile(bool is_all_plain)
+{
+    struct stat status = {};
+    if (stat(fuzz_profile_name, &status) != 0) {
+        return;
+    }
+    fuzz_require((status.st_mode & 0777) == 0600, "the profile is its owner's alone");
+    const std::string content = fuzz_profile_read();
+    fuzz_require(content.compare(0, 6, "[pwd]\n") == 0, "the profile begins with the workspace");
+    const fuzz_shell shell(fuzz_schema_sample);
+    const captured_output output;
+    fuzz_require(profile_load() == 0 || !is_all_plain, "the profile can be replayed");
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerInitialize(int * /*count*/, char *** /*words*/)
+{
+    private_tmp();
+    return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    if (size > longest_input) {
+        return -1;
+    }
+    fuzz_input input(data, size);
+    const std::string reply = input.line();
+    bool is_all_plain = true;
+    remove(fuzz_profile_name);
+    while (!input.empty()) {
+        const std::string line = input.text_line();
+        if (touches_files(line)) {
+            continue;
+        }
+        is_all_plain = is_all_plain && is_plain(line);
+        run_command(line, reply);
+        check_profile(is_all_plain);
+    }
+    return 0;
+}
