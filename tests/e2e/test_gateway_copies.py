@@ -106,6 +106,7 @@ def test_a_server_without_the_means_has_the_last_word(bench):  # noqa: F811
 
 
 def test_a_shell_that_sends_no_more_gets_what_it_asked_for(bench):  # noqa: F811
+    bench.start(command=bench.host.command("--stubborn"))  # answers behind the end of its input
     shell, peer = bench.session((BASE_1_1, WRITABLE, ROLLBACK))
     shell.send(COPY_START + b"<config/>" + COPY_END)
     shell.connection.shutdown(socket.SHUT_WR)
@@ -114,8 +115,11 @@ def test_a_shell_that_sends_no_more_gets_what_it_asked_for(bench):  # noqa: F811
     assert peer.request() == READ_RUNNING
     peer.send(reply("tarnd-gateway-running", "<data/>"))
     assert peer.request() == EDIT_START + b"<config></config>" + EDIT_END
+    assert peer.at_end()
     peer.send(reply(4, "<ok/>"))
     assert shell.receive() == reply(4, "<ok/>")
+    peer.close()
+    assert shell.at_end()
 
 
 def test_a_server_that_ends_in_between(bench):  # noqa: F811
