@@ -80,51 +80,28 @@ heap_text join_to_workspace(const char *argument)
     return text_concat({session.pwd, "/", argument});
 }
 
-bool is_list(const record_pair &pair)
+bool is_list(const char *path)
 {
+    const record_pair pair = data_record_pair(path, path_scope_session);
     return pair.node && record_kind(pair.node.get()) == node_kind_list;
 }
 
-// True when the component that begins at `next` is named like the one before it
-// and has a predicate, as an entry has that is written below its list.
-bool repeats_name(std::string_view component, const char *next)
-{
-    return component.find('[') == std::string_view::npos && text_starts_with(next, component) &&
-           next[component.size()] == '[';
-}
-
-// A list shows its entries below it, where they are walked into and completed:
-// /m/l/l[k=v] is the entry /m/l[k=v].
-void fold_entries(char *path)
-{
-    char *start = path + 1;
-    for (char *slash = strchr(start, '/'); slash != nullptr; slash = strchr(start, '/')) {
-        if (repeats_name({start, static_cast<size_t>(slash - start)}, slash + 1)) {
-            *slash = '\0';
-            const record_pair pair = data_record_pair(path, path_scope_session);
-            *slash = '/';
-            if (!pair)
-                return; // nothing further down is there, either
-            if (is_list(pair)) {
-                memmove(start, slash + 1, strlen(slash + 1) + 1);
-                slash = strchr(start, '/');
-                if (slash == nullptr)
-                    return;
-            }
-        }
-        start = slash + 1;
-    }
-}
-
-// True for a path below the workspace when that is a list: but for its entries,
-// which have been folded, a list has nothing below it.
-bool is_below_list_workspace(const char *path, const char *workspace)
+// In a list's workspace its entries are named like the list: /m/l/l[k=v] is
+// /m/l[k=v], and a list has nothing else below it.
+heap_text enter_list_workspace(heap_text path, const char *workspace)
 {
     const size_t length = strlen(workspace);
-    const bool continues =
-        strlen(path) > length && text_starts_with(path, workspace) && path[length] == '/';
-    return continues && strcmp(workspace, "/") != 0 && !path_is_list_entry(workspace) &&
-           is_list(data_record_pair(workspace, path_scope_session));
+    const bool continues = strlen(path.get()) > length && text_starts_with(path.get(), workspace) &&
+                           path.get()[length] == '/';
+    if (!continues || strcmp(workspace, "/") == 0 || path_is_list_entry(workspace) ||
+        !is_list(workspace))
+        return path;
+    const std::string_view name = path_last_component(workspace);
+    const std::string_view continuation = path.get() + length + 1;
+    if (!text_starts_with(continuation, name) || continuation.size() == name.size() ||
+        continuation[name.size()] != '[')
+        return nullptr;
+    return text_concat({workspace, continuation.substr(name.size())});
 }
 
 } // namespace
@@ -214,9 +191,8 @@ heap_text path_absolute(const char *argument)
     const std::string_view rpc_path = session.rpc_path != nullptr ? session.rpc_path : "";
     if (!resolve_parents(path.get(), rpc_path))
         return nullptr;
-    fold_entries(path.get());
     const heap_text workspace = masked_copy(session.pwd);
-    if (!workspace || is_below_list_workspace(path.get(), workspace.get()))
+    if (!workspace)
         return nullptr;
-    return path;
+    return enter_list_workspace(std::move(path), workspace.get());
 }

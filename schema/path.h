@@ -42,9 +42,8 @@ bool path_in_rpc(const char *path);
 bool path_outside_rpc(const char *path);
 
 // The absolute, normalised path that an argument (masked or not) names in the
-// current workspace. An entry may be written below its list, as it is shown
-// there: l/l[k=v] is l[k=v]. Null also for an argument that climbs above the root
-// or the rpc, or continues a list that is the workspace with anything else.
+// current workspace. Null also for an argument that climbs above the root or
+// the rpc, or continues a list with something else than one of its entries.
 heap_text path_absolute(const char *argument);
 
 // Removes empty components and "." from a path, without resolving "..".

@@ -328,31 +328,6 @@ def test_entries_staged_and_on_the_server(prompt, machine):
 def test_entries_of_a_list_further_down(prompt, machine):
     ports(machine, "7")
     assert tab(prompt, "get acme/box/port/") == "port[id=7]/"
-    assert prompt.press(TAB).decode() == in_columns(
-        "/$ ", "get acme/box/port/port[id=7]/", "qos/ mtu  id   "
-    )
-    assert tab(prompt, "get acme/box/port/port[id=7]/q") == "os/"
-
-
-def test_a_path_completed_through_a_list_can_be_used(prompt, machine):
-    ports(machine, "1/2")
-    walk(prompt, "acme")
-    prompt.line("set box/port/")
-    prompt.press(TAB)
-    prompt.type("mt")
-    prompt.press(TAB)
-    prompt.type(" 9000")
-    assert prompt.shown() == "/acme$ set box/port/port[id=1/2]/mtu 9000"
-    assert prompt.press(b"\r").decode() == "\r\n\r\n/acme$ "
-    assert prompt.run("get-config -l") == (
-        '\r\n<box xmlns="urn:acme"><port><id>1/2</id><mtu>9000</mtu></port></box>\r\n'
-        "\r\n/acme$ "
-    )
-    prompt.run("cd box")
-    assert prompt.run("delete port/port[id=1/2]/mtu") == (
-        "\r\n\r\n/acme/box$ "
-    )
-    assert "<mtu xc:operation" in prompt.run("get-config -l port/port[id=1/2]/mtu")
 
 
 def test_the_server_does_not_tell(prompt, machine):

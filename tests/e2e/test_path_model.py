@@ -56,19 +56,14 @@ def normal(workspace, argument, rpc_path, is_list):
         last = before[before.rindex("/") :]
         cut = last.index("[") if "[" in last else 0
         path = before[: len(before) - len(last) + cut] + after
-    path = entries_folded(path or "/", rpc_path)
-    return None if is_list and path.startswith(mask(workspace) + "/") else path
-
-
-def entries_folded(path, rpc_path):
-    """An entry may stand below its list, under the list's name: l/l[k=v]."""
-    done = []
-    for name in path[1:].split("/"):
-        is_list = bool(done) and done[-1] == "l" and exists("/" + "/".join(done), rpc_path)
-        if is_list and name.startswith("l["):
-            done.pop()
-        done.append(name)
-    return "/" + "/".join(done)
+    path = path or "/"
+    workspace = mask(workspace)
+    if is_list and path.startswith(workspace + "/"):
+        name = workspace[workspace.rindex("/") :]
+        if not path[len(workspace) :].startswith(name + "["):
+            return None
+        path = workspace + path[len(workspace) + len(name) :]
+    return path
 
 
 def exists(path, rpc_path):

@@ -158,17 +158,15 @@ class PromptModel(EditorModel):
         return self.below_its_list(steps)
 
     def below_its_list(self, steps):
-        """l/l[k=v] is l[k=v]; nothing else stands below a list that is the workspace."""
-        done = []
-        for step in steps:
-            name, predicate = predicate_of(step)
-            if done and done[-1] == name and predicate and self.is_plain_list(done):
-                done.pop()
-            done.append(step)
+        """In a list's workspace l/l[k=v] is l[k=v], and nothing else stands below the list."""
         here = mask(self.where).split("/")[1:]
-        if len(done) > len(here) and done[: len(here)] == here and self.is_plain_list(here):
-            return None
-        return "/" + "/".join(done)
+        below = steps[len(here) :]
+        if below and steps[: len(here)] == here and self.is_plain_list(here):
+            name, predicate = predicate_of(below[0])
+            if name != here[-1] or not predicate:
+                return None
+            steps = here[:-1] + below
+        return "/" + "/".join(steps)
 
     def is_plain_list(self, steps):
         found = self.find("/" + "/".join(steps))

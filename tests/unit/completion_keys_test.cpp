@@ -151,8 +151,6 @@ TEST_F(completion_keys, entries_of_an_inner_list)
 {
     serve({list_reply(entry_of_l("x/y"))});
     EXPECT_EQ(tab("set m/c/l/"), (struck{"set m/c/l/l[name=x/y]/|", "l[name=x/y]/"}));
-    EXPECT_EQ(tab("set m/c/l/l[name=x/y]/i"), (struck{"set m/c/l/l[name=x/y]/in/|", "n/"}));
-    EXPECT_EQ(help("set m/c/l/l[name=x/y]/v").written, "\n<cr>\n\r\n> set m/c/l/l[name=x/y]/v\a");
     EXPECT_EQ(tab("set m/c/l[name=x/y]/i"), (struck{"set m/c/l[name=x/y]/in/|", "n/"}));
     EXPECT_EQ(requests().size(), 1U);
 }
