@@ -91,7 +91,7 @@ class listener_alloc_test : public shell_world
         connect().push(first).push(second).start();
         server->finish();
         is_over = false;
-        const std::string printed = printed_by([&] {
+        std::string printed = printed_by([&] {
             pthread_t thread;
             ASSERT_EQ(pthread_create(&thread, nullptr, run_listener, run), 0);
             ASSERT_EQ(pthread_join(thread, nullptr), 0);
