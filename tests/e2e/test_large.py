@@ -12,6 +12,7 @@ from support import tarnd as daemon
 from support.example import EXAMPLE, edit_config, printed_no_data, printed_ok
 from support.schema_db import Schema, container, leaf, module
 from support.schemac import SANITIZED
+from support.servers import wait_until
 from support.shell import ERROR, TIMEOUT
 
 MIB = 1 << 20
@@ -106,19 +107,32 @@ def test_a_staged_body_of_a_hundred_megabytes(machine):
     assert digest(request.body) == digest(head, *staged_body(), b"</c>" + tail + b"\0")
 
 
+def leave(shell, mebibytes):
+    """Bounds the address space of a running shell to what it has and some more."""
+    with open(f"/proc/{shell.pid}/status", encoding="ascii") as status:
+        size = next(int(line.split()[1]) for line in status if line.startswith("VmSize:"))
+    limit = size * 1024 + mebibytes * MIB
+    resource.prlimit(shell.pid, resource.RLIMIT_AS, (limit, limit))
+
+
 def test_a_staged_body_that_no_memory_is_left_for(machine):
     machine.load(LEAVES)
-    shell = start(machine, 320)
+    shell = start(machine, 1500)
     stage_a_hundred_megabytes(shell)
+    shell.send("get /m/c/x0\n")
+    wait_until(lambda: len(machine.tarnd.frames) == 2, "the end of staging", 5 * TIMEOUT)
+    leave(shell, 40)
     shell.send("commit\ncommit\ndiscard_changes\nset /m/c/x0 small\ncommit\nquit\n")
     result = shell.wait(5 * TIMEOUT)
     assert (result.status, result.stderr) == (0, b"")
     end = (
-        "\n/$ commit\ncmdtree to netconf error \r\n"
+        f"\n/$ get /m/c/x0\n{printed_no_data(1)}"
+        "/$ commit\ncmdtree to netconf error \r\n"
         "/$ commit\ncmdtree to netconf error \r\n"
         "/$ discard_changes\nThe discard_changes command executed successfuly!\n"
         "/$ set /m/c/x0 small\n"
-        f"/$ commit\n{printed_ok(1)}/$ quit\n"
+        f"/$ commit\n{printed_ok(2)}/$ quit\n"
     )
     assert result.stdout[-len(end) :] == end.encode()
-    assert machine.tarnd.requests == [edit_config('<c xmlns="urn:m"><x0>small</x0></c>')]
+    expected = edit_config('<c xmlns="urn:m"><x0>small</x0></c>', 2)
+    assert machine.tarnd.requests[1:] == [expected]
