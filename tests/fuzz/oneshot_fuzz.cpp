@@ -24,10 +24,12 @@ bool touches_files(const std::string &line)
 }
 
 // Quotes and codes in a path can pair up with others once they stand in a line
-// of the profile; what becomes of them is decided there.
+// of the profile; what becomes of them is decided there. A delete is recorded
+// unseen: of what is unknown, the second one cannot be replayed.
 bool is_plain(const std::string &line)
 {
-    return line.find_first_of("\"'\1\2\3\x0b\x0c\x0d\x0e") == std::string::npos;
+    return line.find("delete") == std::string::npos &&
+           line.find_first_of("\"'\1\2\3\x0b\x0c\x0d\x0e") == std::string::npos;
 }
 
 void run_command(const std::string &line, const std::string &reply)
