@@ -338,7 +338,8 @@ def test_on_a_terminal(device):
         shell.close(force=True)
 
 
-def test_a_terminal_that_is_closed(device):
+@pytest.mark.parametrize("attempt", range(4))  # shell and script hear of it in either order
+def test_a_terminal_that_is_closed(device, attempt):  # pylint: disable=unused-argument
     words = run_command(device)
     shell = pexpect.spawn(words[0], words[1:], env=device.environ(), timeout=TIMEOUT, echo=False)
     shell.expect_exact("/$ ", timeout=300)
