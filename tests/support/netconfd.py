@@ -18,12 +18,15 @@ class Netconfd:
         self.socket = os.path.join(directory, "ncxserver.sock")
         self.log_path = os.path.join(directory, "netconfd.log")
         self.environment = dict(os.environ, HOME=directory, USER="root")
+        # Where what is saved is kept, and not in the user's ~/.yuma.
+        home = os.path.join(directory, "yuma")
+        os.makedirs(os.path.join(home, "data"), exist_ok=True)
         # fmt: off
         command = [
             "netconfd", "--target=running", "--with-startup=true", "--indent=0", "--no-startup",
             "--superuser=root", *(f"--module={module}" for module in modules),
             "--modpath=" + ":".join((*paths, MODULES)),
-            f"--port={PORT}", f"--ncxserver-sockname={self.socket}"]
+            f"--yuma-home={home}", f"--port={PORT}", f"--ncxserver-sockname={self.socket}"]
         # fmt: on
         with open(self.log_path, "wb") as log:
             self.process = subprocess.Popen(
