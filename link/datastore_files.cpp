@@ -188,14 +188,14 @@ bool clear_export_path(const char *path)
 // Reads up to size bytes of a file; 0 or -1.
 int read_file(int fd, size_t size, text_buffer *content)
 {
-    char piece[4096];
+    secret_piece piece;
     while (content->length < size) {
-        const ssize_t got = read(fd, piece, sizeof piece);
+        const ssize_t got = read(fd, piece.bytes, sizeof piece.bytes);
         if (got < 0)
             return -1;
         if (got == 0)
             return 0;
-        if (text_append(content, {piece, static_cast<size_t>(got)}) != 0)
+        if (text_append(content, {piece.bytes, static_cast<size_t>(got)}) != 0)
             return -1;
     }
     return 0;

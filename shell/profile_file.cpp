@@ -38,16 +38,6 @@ int judge_file(int fd)
     return status.st_nlink > 1 ? EMLINK : 0;
 }
 
-// Values that were staged may be secrets: none stays on the stack.
-struct file_piece {
-    char bytes[4096];
-
-    ~file_piece()
-    {
-        memset_s(bytes, sizeof bytes, 0, sizeof bytes);
-    }
-};
-
 } // namespace
 
 open_file::~open_file()
@@ -72,7 +62,7 @@ int profile_open(int access)
 
 int profile_read(int fd, text_buffer *content)
 {
-    file_piece piece;
+    secret_piece piece;
     off_t offset = 0;
     for (;;) {
         const ssize_t got = pread(fd, piece.bytes, sizeof piece.bytes, offset);

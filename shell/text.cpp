@@ -25,6 +25,11 @@ secret_block::~secret_block()
     std::free(data);
 }
 
+secret_piece::~secret_piece()
+{
+    memset_s(bytes, sizeof bytes, 0, sizeof bytes);
+}
+
 bool size_add(size_t a, size_t b, size_t *sum)
 {
     return !__builtin_add_overflow(a, b, sum);

@@ -38,7 +38,7 @@ std::string decode_marked(const std::string &stream)
 int read_header(std::string *stream, bool first, size_t *chunk)
 {
     std::string rest = *stream;
-    size_t size = 0;
+    uint64_t size = 0;
     if (rest.empty() || rest[0] != '\n') {
         return rest.empty() ? 0 : -1;
     }
@@ -57,7 +57,7 @@ int read_header(std::string *stream, bool first, size_t *chunk)
         return -1;
     }
     for (size_t i = 0; !is_end && i < number.size(); i++) {
-        size = size * 10 + static_cast<size_t>(number[i] - '0');
+        size = size * 10 + static_cast<uint64_t>(number[i] - '0');
         if (size > 0xFFFFFFFF) {
             return -1;
         }
@@ -70,7 +70,7 @@ int read_header(std::string *stream, bool first, size_t *chunk)
         return -1;
     }
     *stream = rest.substr(1);
-    *chunk = size;
+    *chunk = static_cast<size_t>(size);
     return 1;
 }
 

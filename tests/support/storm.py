@@ -48,7 +48,7 @@ class Entrance:
         keeper = machine.start_command(machine.command("sleep", "infinity")).pid
         servers.wait_until(lambda: field(keeper, "Name") == "sleep", "the namespace")
         user = [] if os.geteuid() == 0 else ["--user", "--preserve-credentials"]
-        self.words = ["nsenter", f"--target={keeper}", "--mount", *user, "--"]
+        self.words = ["nsenter", f"--target={keeper}", "--mount", "--root", *user, "--"]
 
     def pipes(self, *arguments, env=None):
         return Victim(self._start(arguments, subprocess.PIPE, subprocess.PIPE, env))
