@@ -44,7 +44,7 @@ int append_name(listing_entry *entry, std::string_view text)
     size_t needed = 0;
     if (!size_add(entry->length, text.size(), &needed) || !size_add(needed, 1, &needed))
         return -1;
-    if (needed > entry->capacity) {
+    if (entry->name == nullptr || needed > entry->capacity) {
         size_t capacity = 0;
         if (!size_add(needed, needed, &capacity))
             return -1;

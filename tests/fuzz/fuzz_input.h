@@ -35,7 +35,7 @@ class fuzz_input
 
     std::string take(size_t size)
     {
-        const std::string taken = rest_of_it.substr(0, size);
+        std::string taken = rest_of_it.substr(0, size);
         rest_of_it.erase(0, taken.size());
         return taken;
     }
@@ -49,7 +49,7 @@ class fuzz_input
     // Up to the next line feed, which goes too.
     std::string line()
     {
-        const std::string taken = take(rest_of_it.find('\n'));
+        std::string taken = take(rest_of_it.find('\n'));
         take(1);
         return taken;
     }
@@ -92,7 +92,7 @@ inline fuzz_block fuzz_bytes(const std::string &bytes)
     fuzz_block block(static_cast<char *>(malloc(bytes.size() + 1)));
     if (!bytes.empty()) {
         block.reset(static_cast<char *>(malloc(bytes.size())));
-        memcpy(block.get(), bytes.data(), bytes.size());
+        bytes.copy(block.get(), bytes.size());
     }
     return block;
 }

@@ -73,7 +73,7 @@ void check_texts(const std::string &text)
     fuzz_require_equal(printable_text(shown), shown, "what is printable stays");
     fuzz_require_equal(fold_text(folded), folded, "what is folded stays");
     fuzz_require(folded.find("  ") == std::string::npos, "no two blanks in a row");
-    for (const size_t limit : {0, 1, 7, 200}) {
+    for (const size_t limit : {0U, 1U, 7U, 200U}) {
         const std::string cut = cut_text(folded, limit);
         fuzz_require(characters_of(cut) <= limit + 1, "a cut text is no longer than it may be");
         fuzz_require_equal(printable_text(cut), cut, "a cut text is cut between characters");
