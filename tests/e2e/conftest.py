@@ -8,6 +8,7 @@ import pytest
 sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 pytest.register_assert_rewrite("support.shell")
 
+from support import valgrind  # noqa: E402  pylint: disable=wrong-import-position
 from support.servers import RedisServer  # noqa: E402  pylint: disable=wrong-import-position
 from support.shell import Machine  # noqa: E402  pylint: disable=wrong-import-position
 
@@ -17,6 +18,13 @@ def redis_server():
     server = RedisServer()
     yield server
     server.stop()
+
+
+@pytest.fixture(autouse=valgrind.ENABLED)
+def nothing_found():
+    """Valgrind has found nothing in programs that ran on no machine."""
+    yield
+    valgrind.check(valgrind.FINDINGS)
 
 
 @pytest.fixture

@@ -5,7 +5,7 @@ import os
 import re
 
 import pytest
-from test_run import check_all_gone, run, session
+from test_run import STARTED, check_all_gone, run, session
 
 DISCARDED = "The discard_changes command executed successfuly!\n"
 DEVICE = "/vandel-device"
@@ -166,7 +166,7 @@ def one_shots(device, *lines):
     """What each line prints as a process of its own, on servers that stay."""
     keeper = run(device)
     keeper.send("pwd\n\n")
-    keeper.expect(b"/$ pwd\n/\r\n/$ ", timeout=300)
+    keeper.expect(b"/$ pwd\n/\r\n/$ ", timeout=STARTED)
     (directory,) = glob.glob(device.path("vandel.*"))
     private = f"/tmp/{os.path.basename(directory)}"
     where = {"TARND_SOCKET": f"{private}/tarnd.sock", "SCHEMA_REDIS": f"{private}/redis.sock"}

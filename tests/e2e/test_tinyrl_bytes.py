@@ -84,6 +84,6 @@ def test_every_byte_of_random_piped_lines(seed):
         if line is None:
             break
         expected += b"line " + line.hex().encode() + b"\n"
-    done = subprocess.run([DEMO, "--prompt", "\n/a$ "], input=text, stdout=subprocess.PIPE,
+    done = subprocess.run([*DEMO, "--prompt", "\n/a$ "], input=text, stdout=subprocess.PIPE,
                           timeout=PATIENCE, check=True)  # fmt: skip
     assert done.stdout == expected + b"none 2\n"

@@ -14,6 +14,7 @@ import termios
 import time
 
 import pytest
+from support import valgrind
 from support.editor_terminal import start_fixture  # noqa: F401
 from support.editor_terminal import (
     CTRL, DEMO, ENTER, LEFT, NEXT_LINE, PATIENCE, UP)
@@ -122,6 +123,7 @@ def test_mode_is_back_after_a_signal_that_nobody_handles(start, number):
     assert ended(demo) == -number
 
 
+@valgrind.catches_what_it_says
 def test_signals_are_nobodys_outside_a_read(start):
     demo = start(settings=odd_settings())
     demo.type(b"abc")
@@ -228,7 +230,7 @@ def test_a_paste_is_read_to_its_last_byte(start):
 
 
 def piped(text, *options, output=subprocess.PIPE, **settings):
-    return subprocess.run([DEMO, *options], input=text, stdout=output, timeout=PATIENCE,
+    return subprocess.run([*DEMO, *options], input=text, stdout=output, timeout=PATIENCE,
                           check=True, **settings).stdout
 
 
@@ -270,7 +272,7 @@ def test_piped_lines_on_a_narrow_terminal():
 
 
 def test_a_signal_ends_the_wait_for_piped_input():
-    process = subprocess.Popen([DEMO, "--mask"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+    process = subprocess.Popen([*DEMO, "--mask"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     process.stdin.write(b"pwd\n")
     process.stdin.flush()
     expected = b"/$ pwd\nline 707764\n"
@@ -282,7 +284,7 @@ def test_a_signal_ends_the_wait_for_piped_input():
 
 
 def test_a_line_is_answered_before_the_next_arrives():
-    process = subprocess.Popen([DEMO], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+    process = subprocess.Popen(DEMO, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
     for _ in range(3):
         process.stdin.write(b"ls\n")
         process.stdin.flush()
@@ -293,8 +295,9 @@ def test_a_line_is_answered_before_the_next_arrives():
     process.stdout.close()
 
 
+@valgrind.keeps_standard_input_open
 def test_a_closed_standard_input_is_an_end():
-    result = subprocess.run(["sh", "-c", f"exec {DEMO} <&-"], stdout=subprocess.PIPE,
+    result = subprocess.run(["sh", "-c", 'exec "$@" <&-', "sh", *DEMO], stdout=subprocess.PIPE,
                             timeout=PATIENCE, check=False)
     assert result.stdout == b"none 2\n"
     assert result.returncode == 0

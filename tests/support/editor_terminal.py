@@ -17,11 +17,13 @@ import time
 import pyte
 import pytest
 
+from . import valgrind
+
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
 BUILD = os.path.abspath(os.environ.get("VANDEL_BUILD") or os.path.join(ROOT, "build"))
-DEMO = os.path.join(BUILD, "tests", "tinyrl_demo")
-PATIENCE = 60
+DEMO = [*valgrind.words(valgrind.FINDINGS), os.path.join(BUILD, "tests", "tinyrl_demo")]
+PATIENCE = 60 * valgrind.SCALE
 
 UP, DOWN, RIGHT, LEFT = b"\x1b[A", b"\x1b[B", b"\x1b[C", b"\x1b[D"
 HOME, END, DELETE = b"\x1b[H", b"\x1b[F", b"\x1b[3~"
@@ -79,7 +81,7 @@ class Demo:
         gate, self.gate = os.pipe()
         self.buffered = b""
         self.process = subprocess.Popen(
-            [DEMO, "--report", str(report), "--gate", str(gate), *options],
+            [*DEMO, "--report", str(report), "--gate", str(gate), *options],
             stdin=self.slave, stdout=self.slave, stderr=subprocess.PIPE,
             pass_fds=(report, gate), start_new_session=True,
             preexec_fn=(lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0)) if controlling else None)
@@ -90,12 +92,20 @@ class Demo:
 
     def stop(self):
         if self.process.poll() is None:
-            self.process.kill()
+            self.end()
         self.process.wait()
         self.process.stderr.close()
         for descriptor in (self.master, self.slave, self.reports, self.gate):
             with contextlib.suppress(OSError):
                 os.close(descriptor)
+
+    def end(self):
+        """Ends the program: under Valgrind so that it can still report what it lost."""
+        if valgrind.ENABLED:
+            self.process.terminate()
+            with contextlib.suppress(subprocess.TimeoutExpired):
+                self.process.wait(20)
+        self.process.kill()
 
     @staticmethod
     def wait_for(condition):
