@@ -2,6 +2,7 @@
 
 import pytest
 from support.example import edit_config, get, get_config, printed_ok
+from support.prompts import ROOT, at, blue, cyan, go, plain, row, shown
 from support.schema_db import (
     Schema,
     case,
@@ -97,7 +98,6 @@ NET = Schema(
     module("ext", "urn:ext", container("own", leaf("z"))),
 )
 
-ROOT = "/$ "
 NO_CHILD = "error: child node is not existed or another choice case is set.\r\n"
 DELETE = 'xc:operation="delete"'
 
@@ -105,42 +105,6 @@ DELETE = 'xc:operation="delete"'
 @pytest.fixture(autouse=True)
 def schema(machine):
     machine.load(NET)
-
-
-def shown(name, code):
-    return f"\x1b[{code}m{name}\x1b[0m"
-
-
-def plain(name):
-    return shown(name, "0")
-
-
-def blue(name):
-    return shown(name, "01;34")
-
-
-def cyan(name):
-    return shown(name, "01;36")
-
-
-def row(*items):
-    """A listing that fits on one line."""
-    return "  ".join(items) + "\n"
-
-
-def at(path):
-    return ROOT if path == "/" else f"\n{path}$ "
-
-
-def walk(*names):
-    """The steps through names; an entry is entered from its list's workspace."""
-    path, prompt, steps = "", ROOT, []
-    for name in names:
-        steps.append((prompt, f"cd {name}", ""))
-        path = path[: path.rindex("/")] if "[" in name else path
-        path += f"/{name}"
-        prompt = at(path)
-    return steps
 
 
 def committed(machine, *lines):
@@ -179,7 +143,7 @@ class TestTopLevel:
         lines = ['<user xmlns="urn:net">', "  <name>", "    {}", "  </name>", "</user>"]
         reply = [line.format(key) for key in ("a/b:c", "x y") for line in lines]
         machine.dialogue(
-            *walk("net", "user"),
+            *go("net", "user"),
             (prompt, "ls", row(cyan('user[name="x y"]'), cyan("user[name=a/b:c]"))),
             (prompt, "cd user[name=a/b:c]", ""),
             (entry, "set role r", ""),
@@ -297,7 +261,7 @@ class TestAChoiceBelowTheModule:
         prompt = at("/net")
         missing = "error: child node:{0}  is not existed.\r\n"
         machine.dialogue(
-            *walk("net"),
+            *go("net"),
             (prompt, "cd basic", NO_CHILD),
             (prompt, "cd plain", NO_CHILD),
             (prompt, "delete basic", missing.format("basic")),
@@ -345,7 +309,7 @@ class TestListsInLists:
         hops = self.ROUTE + "/nh/hop"
         names = [cyan('hop[addr="]=["]'), cyan("hop[addr=1/2:3]")]
         machine.dialogue(
-            *walk("net", "sys", "vrf", "vrf[name='a \"b\" c']", "route"),
+            *go("net", "sys", "vrf", "vrf[name='a \"b\" c']", "route"),
             (at(self.VRF + "/route"), "ls", cyan("route[dest=10.0.0.0/8,via=fe80::1]") + "\n"),
             (at(self.VRF + "/route"), "cd route[dest=10.0.0.0/8,via=fe80::1]", ""),
             (at(self.ROUTE), "cd nh", ""),
@@ -381,7 +345,7 @@ class TestListsInLists:
         self.serve(machine)
         item = f"( ({plain(' blackhole')}) | ({blue(' nh')})* )"
         machine.dialogue(
-            *walk("net", "sys", "vrf", "vrf[name='a \"b\" c']", "route",
+            *go("net", "sys", "vrf", "vrf[name='a \"b\" c']", "route",
                   "route[dest=10.0.0.0/8,via=fe80::1]"),
             (at(self.ROUTE), "ls", row(item, plain("dest"), plain("via"))),
             (at(self.ROUTE), "cd blackhole", NO_CHILD),
@@ -417,7 +381,7 @@ class TestListsInLists:
     def test_staged_entries_at_every_level(self, machine):
         vrf, vrfs = "/net/sys/vrf[name=n/1]", "/net/sys/vrf"
         machine.dialogue(
-            *walk("net", "sys", "vrf"),
+            *go("net", "sys", "vrf"),
             (at(vrfs), "add-listentry name n/1", ""),
             (at(vrfs), "cd vrf[name=n/1]", ""),
             (at(vrf), "cd route", ""),
@@ -497,7 +461,7 @@ class TestOtherModules:
         machine.tarnd.holds("<tag ", sys_(fan.format("2", "no") + fan.format("1/2", "a:b")))
         path = self.BLADE + "/net:tag"
         steps = [
-            *walk("net", "sys", "ext:fan", "blade"),
+            *go("net", "sys", "ext:fan", "blade"),
             (at("/net/sys/ext:fan/blade"), "add-listentry no 1/2", ""),
             (at("/net/sys/ext:fan/blade"), "cd blade[no=1/2]", ""),
             (at(self.BLADE), "cd net:tag", ""),

@@ -3,9 +3,9 @@
 import pytest
 from support import tarnd as daemon
 from support.example import EXAMPLE, edit_config, get_config, invoke, printed_ok
+from support.prompts import ROOT, at, go
 from support.shell import DEBUG
 
-ROOT = "/$ "
 NOTHING = "There is no configuration data. \r\n"
 DELETE_USAGE = "error command, please use:delete path\r\n"
 DISCARD_USAGE = "error command, please use:discard_changes (no param)\r\n"
@@ -18,15 +18,6 @@ PORT_KEYS = '<box xmlns="urn:acme"><port><id></id></port></box>'
 @pytest.fixture(autouse=True)
 def schema(machine):
     machine.load(EXAMPLE)
-
-
-def at(path):
-    return ROOT if path == "/" else f"\n{path}$ "
-
-
-def go(*names):
-    """The steps that lead from the root to /names."""
-    return [(at("/" + "/".join(names[:i])), f"cd {name}", "") for i, name in enumerate(names)]
 
 
 def missing(operand):

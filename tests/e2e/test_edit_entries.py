@@ -3,10 +3,10 @@
 import pytest
 from support import tarnd as daemon
 from support.example import EXAMPLE, edit_config, get_config, invoke, printed_ok
+from support.prompts import ROOT, at, go
 from support.schema_db import Schema, container, leaf, list_, module
 from support.shell import DEBUG
 
-ROOT = "/$ "
 RPC = "\n[reset]$ "
 TARGET = "\n[reset]target$ "
 NOTHING = "There is no configuration data. \r\n"
@@ -23,15 +23,6 @@ PORT_KEYS = '<box xmlns="urn:acme"><port><id></id></port></box>'
 @pytest.fixture(autouse=True)
 def schema(machine):
     machine.load(EXAMPLE)
-
-
-def at(path):
-    return ROOT if path == "/" else f"\n{path}$ "
-
-
-def go(*names):
-    """The steps that lead from the root to /names."""
-    return [(at("/" + "/".join(names[:i])), f"cd {name}", "") for i, name in enumerate(names)]
 
 
 def exists(key):

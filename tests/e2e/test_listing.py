@@ -3,6 +3,7 @@
 import pytest
 from support import tarnd as daemon
 from support.example import EXAMPLE, get_config
+from support.prompts import at, blue, cyan, go, plain, shown
 from support.schema_db import (
     Schema,
     case,
@@ -19,35 +20,6 @@ from support.schema_db import (
 from support.shell import DEBUG, ERROR
 
 USAGE = "error command, please use:ls (no param)\r\n"
-
-
-def shown(name, code):
-    return f"\x1b[{code}m{name}\x1b[0m"
-
-
-def plain(name):
-    return shown(name, "0")
-
-
-def blue(name):
-    return shown(name, "01;34")
-
-
-def cyan(name):
-    return shown(name, "01;36")
-
-
-def at(path):
-    return f"\n{path}$ "
-
-
-def down(*names):
-    path, prompt, steps = "", "/$ ", []
-    for name in names:
-        steps.append((prompt, f"cd {name}", ""))
-        path += f"/{name}"
-        prompt = at(path)
-    return steps
 
 
 def test_the_root_lists_modules_by_name(machine):
@@ -90,7 +62,7 @@ def test_the_class_of_every_kind(machine):
         )
     )
     machine.dialogue(
-        *down("m"),
+        *go("m"),
         (
             at("/m"),
             "ls",
@@ -127,7 +99,7 @@ def test_fields_that_are_too_short_are_left_out(machine):
             )
         )
     )
-    machine.dialogue(*down("m"), (at("/m"), "ls", plain("long") + "\n"))
+    machine.dialogue(*go("m"), (at("/m"), "ls", plain("long") + "\n"))
 
 
 @pytest.mark.parametrize("line", ["ls x", "ls .", "ls -l", "ls a b"])
@@ -262,7 +234,7 @@ class TestListEntries:
             "<route><dest>2/8</dest><via>w</via></route></box>",
         )
         machine.dialogue(
-            *down("acme", "box", "route"),
+            *go("acme", "box", "route"),
             (
                 at("/acme/box/route"),
                 "ls",
@@ -282,7 +254,7 @@ class TestListEntries:
             "<port><id>it's</id></port><port><id>a,b</id></port></box>",
         )
         machine.dialogue(
-            *down("acme", "box", "port"),
+            *go("acme", "box", "port"),
             (
                 at("/acme/box/port"),
                 "ls",
@@ -297,7 +269,7 @@ class TestListEntries:
             "<lamp", '<box xmlns="urn:acme"><lamp xmlns="urn:extra"><id>7</id></lamp></box>'
         )
         machine.dialogue(
-            *down("acme", "box", "extra:lamp"),
+            *go("acme", "box", "extra:lamp"),
             (at("/acme/box/extra:lamp"), "ls", cyan("extra:lamp[id=7]") + "\n"),
         )
         assert machine.tarnd.requests == [
@@ -308,7 +280,7 @@ class TestListEntries:
 
     def test_a_server_without_entries(self, machine):
         machine.load(EXAMPLE)
-        machine.dialogue(*down("acme", "box", "port"), (at("/acme/box/port"), "ls", ""))
+        machine.dialogue(*go("acme", "box", "port"), (at("/acme/box/port"), "ls", ""))
         assert machine.log.texts(DEBUG) == [(DEBUG, "[DEBUG] netserver didn't configure list\n")]
 
     def test_an_entry_with_too_many_leaves(self, machine):
@@ -316,7 +288,7 @@ class TestListEntries:
         machine.tarnd.holds(
             "<port>", '<box xmlns="urn:acme"><port><id>1</id><mtu>9</mtu></port></box>'
         )
-        machine.dialogue(*down("acme", "box", "port"), (at("/acme/box/port"), "ls", ""))
+        machine.dialogue(*go("acme", "box", "port"), (at("/acme/box/port"), "ls", ""))
         assert machine.log.texts(DEBUG) == [
             (DEBUG, "[DEBUG] kvs is full\n"),
             (DEBUG, "[DEBUG] error:get nclist \r\n \n"),
@@ -328,18 +300,18 @@ class TestListEntries:
             "<port>",
             '<box xmlns="urn:acme"><port><id>1</id></port><port><mtu>9</mtu></port></box>',
         )
-        machine.dialogue(*down("acme", "box", "port"), (at("/acme/box/port"), "ls", ""))
+        machine.dialogue(*go("acme", "box", "port"), (at("/acme/box/port"), "ls", ""))
         assert (DEBUG, "[DEBUG] error:get nclist \r\n \n") in machine.log.texts(DEBUG)
 
     def test_a_reply_in_another_namespace_has_no_entries(self, machine):
         machine.load(EXAMPLE)
         machine.tarnd.holds("<port>", '<box xmlns="urn:other"><port><id>1</id></port></box>')
-        machine.dialogue(*down("acme", "box", "port"), (at("/acme/box/port"), "ls", ""))
+        machine.dialogue(*go("acme", "box", "port"), (at("/acme/box/port"), "ls", ""))
 
     def test_a_server_that_hangs_up(self, machine):
         machine.load(EXAMPLE)
         machine.tarnd.on_request = lambda request: [daemon.close]
-        machine.dialogue(*down("acme", "box", "port"), (at("/acme/box/port"), "ls", ""))
+        machine.dialogue(*go("acme", "box", "port"), (at("/acme/box/port"), "ls", ""))
         assert (DEBUG, "[DEBUG] recv get msg reply error\n") in machine.log.texts(DEBUG)
         assert machine.log.texts(ERROR) == []
 
@@ -366,7 +338,7 @@ class TestListEntries:
         machine.tarnd.holds("<l>", '<c xmlns="urn:m"><l><k>1</k></l><l><k>a/b:c</k></l></c>')
         path = "/m/c/l[k=a/b:c]/n"
         machine.dialogue(
-            *down("m", "c", "l"),
+            *go("m", "c", "l"),
             (at("/m/c/l"), "cd l[k=a/b:c]", ""),
             (at("/m/c/l[k=a/b:c]"), "cd n", ""),
             (at(path), "ls", cyan("n[j=two]") + "\n"),
@@ -387,7 +359,7 @@ class TestChoices:
     def check(self, machine, item):
         machine.load(EXAMPLE)
         machine.dialogue(
-            *down("acme", "link"), (at("/acme/link"), "ls", f"{item}\n{plain('mode')}\n")
+            *go("acme", "link"), (at("/acme/link"), "ls", f"{item}\n{plain('mode')}\n")
         )
 
     def test_no_case_is_active(self, machine):
@@ -415,7 +387,7 @@ class TestChoices:
         machine.load(EXAMPLE)
         inner = f"( ({plain(' b2')}{plain(' b1')}){m1} | ({plain(' c1')}){m2} )"
         machine.dialogue(
-            *down("acme", "deep"),
+            *go("acme", "deep"),
             (
                 at("/acme/deep"),
                 "ls",

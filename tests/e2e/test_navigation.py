@@ -3,6 +3,7 @@
 import pytest
 from support import tarnd as daemon
 from support.example import EXAMPLE, get_config
+from support.prompts import at, go
 from support.schema_db import Schema, container, leaf, leaf_list, list_, module
 from support.shell import DEBUG
 
@@ -20,20 +21,6 @@ PORTS = (
 @pytest.fixture(autouse=True)
 def schema(machine):
     machine.load(EXAMPLE)
-
-
-def at(path):
-    return f"\n{path}$ "
-
-
-def go(*names):
-    """The steps that lead from the root through names."""
-    path, prompt, steps = "", "/$ ", []
-    for name in names:
-        steps.append((prompt, f"cd {name}", ""))
-        path += f"/{name}"
-        prompt = at(path)
-    return steps
 
 
 def test_down_and_up(machine):

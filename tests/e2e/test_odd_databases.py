@@ -3,6 +3,7 @@
 import pytest
 from support import tarnd as daemon
 from support.example import edit_config, get, get_config, invoke, printed_no_data, printed_ok
+from support.prompts import ROOT, at
 from support.schema_db import (
     CASE,
     CHOICE,
@@ -22,7 +23,6 @@ from support.schema_db import (
 )
 from support.shell import DEBUG, ERROR
 
-ROOT = "/$ "
 NO_SUCH = "m: no such command, type 'help' for more information.\n"
 NOT_ACTIVE = (DEBUG, "[DEBUG] failed to get acitve case branch. \r\n\n")
 NO_LIST = (DEBUG, "[DEBUG] netserver didn't configure list\n")
@@ -36,10 +36,6 @@ def short(kind):
 def least(kind, config=True):
     """A record without a string area."""
     return node_record(kind, config)[:20]
-
-
-def at(path):
-    return f"\n{path}$ "
 
 
 def wrong(operand):

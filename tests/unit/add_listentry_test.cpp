@@ -1,9 +1,7 @@
 // The command add-listentry.
 #include "cmdtree/edit_commands.h"
 
-#include "tests/support/shell_world.h"
-
-#include <fstream>
+#include "tests/support/profile_world.h"
 
 namespace
 {
@@ -12,19 +10,12 @@ const std::string list_only = "error: the add_listentry cmd only works at list's
 const std::string no_keys = "failed to get list's keys \r\n";
 const std::string bad_keys = "failed to get list's key:value \r\n";
 
-class add_listentry_test : public shell_world
+class add_listentry_test : public profile_world
 {
   protected:
-    static void SetUpTestSuite()
-    {
-        private_tmp();
-    }
-
     void SetUp() override
     {
-        shell_world::SetUp();
-        ::remove("/tmp/vandel.conf");
-        sample_schema();
+        profile_world::SetUp();
         stand_at("/m/c/l");
     }
 
@@ -32,25 +23,6 @@ class add_listentry_test : public shell_world
     {
         return printed_by(
             [&] { EXPECT_EQ(cmd_add_listentry(("add-listentry" + words).c_str()), 0); });
-    }
-
-    static std::string log(const command_tree &tree = session.config_tree)
-    {
-        std::string text;
-        for (const cmd_node *node = tree.log.first; node != nullptr; node = node->log_next) {
-            text += std::to_string(node->operation) + " " + node->path +
-                    (node->value != nullptr ? std::string(" ") + node->value : "") + "\n";
-        }
-        return text;
-    }
-
-    static std::string profile()
-    {
-        std::ifstream file("/tmp/vandel.conf", std::ios::binary);
-        if (!file.good()) {
-            return "(no file)";
-        }
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
     void serve_entries(const std::string &entries, size_t count = 1)

@@ -3,7 +3,7 @@
 
 #include "cmdtree/edit_commands.h"
 #include "link/datastore_commands.h"
-#include "tests/support/shell_world.h"
+#include "tests/support/profile_world.h"
 
 #include <fstream>
 
@@ -14,21 +14,9 @@ const std::string ok = "<rpc-reply message-id=\"1\"><ok/></rpc-reply>";
 const std::string printed_ok = "\r\n<rpc-reply message-id=\"1\">\n  <ok/>\n  </rpc-reply>\n";
 const std::string nothing_staged = "There is no configuration data. \r\n";
 
-class commit_test : public shell_world
+class commit_test : public profile_world
 {
   protected:
-    static void SetUpTestSuite()
-    {
-        private_tmp();
-    }
-
-    void SetUp() override
-    {
-        shell_world::SetUp();
-        ::remove("/tmp/vandel.conf");
-        sample_schema();
-    }
-
     static std::string commit(const std::string &words = "")
     {
         return printed_by([&] { EXPECT_EQ(cmd_commit(("commit" + words).c_str()), 0); });
@@ -37,12 +25,6 @@ class commit_test : public shell_world
     static void run(int (*command)(const char *), const std::string &line)
     {
         EXPECT_EQ(printed_by([&] { command(line.c_str()); }), "") << line;
-    }
-
-    static std::string profile()
-    {
-        std::ifstream file("/tmp/vandel.conf", std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
     static void write_profile(const std::string &text)
@@ -351,7 +333,7 @@ TEST_F(commit_test, one_shot_with_nothing_staged)
 {
     session.oneshot = 1;
     EXPECT_EQ(commit(), nothing_staged);
-    EXPECT_EQ(profile(), "");
+    EXPECT_EQ(profile(), "(no file)");
 }
 
 TEST_F(commit_test, one_shot_in_rpc_mode)

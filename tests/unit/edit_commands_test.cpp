@@ -3,30 +3,16 @@
 
 #include "cmdtree/forget_entries.h"
 #include "cmdtree/record_command.h"
-#include "tests/support/shell_world.h"
-
-#include <fstream>
+#include "tests/support/profile_world.h"
 
 namespace
 {
 
 const std::string discarded = "The discard_changes command executed successfuly!\n";
 
-class edit_commands_test : public shell_world
+class edit_commands_test : public profile_world
 {
   protected:
-    static void SetUpTestSuite()
-    {
-        private_tmp();
-    }
-
-    void SetUp() override
-    {
-        shell_world::SetUp();
-        ::remove("/tmp/vandel.conf");
-        sample_schema();
-    }
-
     static std::string set(const std::string &words)
     {
         return printed_by([&] { EXPECT_EQ(cmd_set(("set" + words).c_str()), 0); });
@@ -41,26 +27,6 @@ class edit_commands_test : public shell_world
     {
         return printed_by(
             [&] { EXPECT_EQ(cmd_discard_changes(("discard_changes" + words).c_str()), 0); });
-    }
-
-    // Staged commands in order: operation, path, value.
-    static std::string log(const command_tree &tree = session.config_tree)
-    {
-        std::string text;
-        for (const cmd_node *node = tree.log.first; node != nullptr; node = node->log_next) {
-            text += std::to_string(node->operation) + " " + node->path +
-                    (node->value != nullptr ? std::string(" ") + node->value : "") + "\n";
-        }
-        return text;
-    }
-
-    static std::string profile()
-    {
-        std::ifstream file("/tmp/vandel.conf", std::ios::binary);
-        if (!file.good()) {
-            return "(no file)";
-        }
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
     // The profile's lines of one section.

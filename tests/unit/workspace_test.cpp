@@ -2,37 +2,14 @@
 #include "schema/workspace.h"
 
 #include "schema/rpc_mode.h"
-#include "tests/support/shell_world.h"
-
-#include <fstream>
+#include "tests/support/profile_world.h"
 
 namespace
 {
 
-class workspace_test : public shell_world
+class workspace_test : public profile_world
 {
   protected:
-    static void SetUpTestSuite()
-    {
-        private_tmp();
-    }
-
-    void SetUp() override
-    {
-        shell_world::SetUp();
-        remove("/tmp/vandel.conf");
-        sample_schema();
-    }
-
-    static std::string profile()
-    {
-        std::ifstream file("/tmp/vandel.conf", std::ios::binary);
-        if (!file.good()) {
-            return "(no file)";
-        }
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
-
     // Offers a line; its result is kept.
     std::string enter(const char *line)
     {
