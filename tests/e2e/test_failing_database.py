@@ -1,0 +1,164 @@
+"""A schema database that fails at every look-up."""
+
+import os
+import socket
+import struct
+import threading
+
+import pytest
+from support.example import EXAMPLE
+from support.shell import TIMEOUT
+
+
+@pytest.fixture(autouse=True)
+def schema(machine):
+    machine.load(EXAMPLE)
+
+
+class DatabaseProxy:
+    """Stands between the shell and its database and spoils one answer.
+
+    `spoil` is called with the number of an answer and its bytes; it returns the
+    bytes to hand on, or None to end the connection."""
+
+    def __init__(self, path, real):
+        self.real = real
+        self.spoil = lambda number, data: data
+        self.answers = 0
+        self.listener = socket.socket(socket.AF_UNIX)
+        self.listener.bind(path)
+        self.listener.listen(16)
+        self.thread = threading.Thread(target=self._accept, daemon=True)
+        self.thread.start()
+
+    def _accept(self):
+        while True:
+            try:
+                client = self.listener.accept()[0]
+            except OSError:
+                return
+            threading.Thread(target=self._serve, args=(client,), daemon=True).start()
+
+    def _serve(self, client):
+        with client, socket.socket(socket.AF_UNIX) as server:
+            server.connect(self.real)
+            while True:
+                try:
+                    query = client.recv(65536)
+                    if not query:
+                        return
+                    server.sendall(query)
+                    answer = self.spoil(self.answers, read_answer(server))
+                    self.answers += 1
+                    if answer is None:
+                        return
+                    client.sendall(answer)
+                except OSError:
+                    return
+
+    def stop(self):
+        self.listener.shutdown(socket.SHUT_RDWR)
+        self.listener.close()
+        self.thread.join(TIMEOUT)
+
+
+def read_answer(server):
+    """One whole answer in the database's protocol."""
+    data = b""
+    while answer_end(data, 0) is None:
+        data += server.recv(65536)
+    return data
+
+
+def answer_end(data, start):
+    """Where the answer that starts here ends; None when more of it must come."""
+    line_end = data.find(b"\r\n", start)
+    if line_end < 0:
+        return None
+    at = line_end + 2
+    kind, number = data[start : start + 1], data[start + 1 : line_end]
+    if kind == b"$" and int(number) >= 0:
+        at += int(number) + 2
+        return at if at <= len(data) else None
+    if kind == b"*":
+        for _ in range(int(number)):
+            at = answer_end(data, at)
+            if at is None:
+                return None
+    return at
+
+
+@pytest.fixture
+def proxy(machine):
+    between = DatabaseProxy(machine.path("proxy.sock"), machine.redis.socket)
+    machine.environment["SCHEMA_REDIS"] = "/tmp/proxy.sock"
+    yield between
+    between.stop()
+
+
+def bulk(data):
+    return b"$%d\r\n%s\r\n" % (len(data), data)
+
+
+SPOILED = {
+    "gone": lambda data: None,
+    "nil": lambda data: b"$-1\r\n",
+    "an error": lambda data: b"-ERR the disk is on fire\r\n",
+    "a number": lambda data: b":42\r\n",
+    "a status": lambda data: b"+OK\r\n",
+    "an empty list": lambda data: b"*0\r\n",
+    "an odd list": lambda data: b"*1\r\n$4\r\nonly\r\n",
+    "a list of lists": lambda data: b"*2\r\n*0\r\n*0\r\n",
+    "a short record": lambda data: bulk(b"\x41\0\0"),
+    "a record of its minimum": lambda data: bulk(b"\x41" + bytes(42)),
+    "a record that points outside": lambda data: bulk(b"\x81\0" + b"\xff" * 18),
+    "a record that points far": lambda data: bulk(
+        b"\x81\0" + bytes(10) + struct.pack("<hhhh", 32000, 32001, 0, 32767)
+    ),
+    "an oversized record": lambda data: bulk(b"\x81\0" + b"A" * 2_000_000),
+    "no protocol": lambda data: b"HTTP/1.0 400 Bad Request\r\n\r\n",
+    "half": lambda data: data[: len(data) // 2] + b"\r\n",
+}
+SESSION = (
+    "cd acme", "ls", "cd box", "ls", "set name a", "set kind extra:x", "cd port", "ls",
+    "add-listentry id 1", "get /acme/box", "get-config -l", "commit", "quit", "quit",
+)  # fmt: skip
+
+
+def typed(machine):
+    shell = machine.start()
+    shell.send("".join(line + "\n" for line in SESSION))
+    return shell.wait()
+
+
+@pytest.mark.parametrize("how", SPOILED)
+def test_the_database_fails_at_every_lookup(machine, proxy, how):
+    """Whatever one lookup finds, the session comes to its end."""
+    result = typed(machine)
+    assert result.status == 0
+    total = proxy.answers
+    assert total > 20
+    # Of half an answer the shell waits some seconds for the rest.
+    step = 1 if how != "half" or os.environ.get("VANDEL_EVERY_LOOKUP") else total // 2
+    for number in range(1, total, step):
+        proxy.answers = 0
+        proxy.spoil = lambda at, data, bad=number: SPOILED[how](data) if at == bad else data
+        result = typed(machine)
+        assert (number, result.status, result.stderr) == (number, 0, b"")
+        assert result.stdout.startswith(b"/$ cd acme\n")
+        assert result.stdout.endswith(b"quit\n")
+
+
+def test_the_database_goes_away_for_good(machine, proxy):
+    """Commands that need no schema work on; the others have their messages."""
+    shell = machine.start()
+    shell.send("pwd\n\n")
+    shell.expect(b"/$ pwd\n/\r\n/$ ")
+    proxy.spoil = lambda at, data: None
+    shell.send("set /acme/hostname a\nls\npwd\nquit\n")
+    result = shell.wait()
+    assert (result.status, result.stderr) == (0, b"")
+    assert result.stdout == (
+        b"/$ pwd\n/\r\n/$ \n/$ set /acme/hostname a\nerror parameter: /acme/hostname\r\n"
+        b"/$ ls\n/$ pwd\n/\r\n/$ quit\n"
+    )
