@@ -140,6 +140,20 @@ def test_a_bad_line_ends_the_replay(machine, line, logged):
     assert machine.log.texts(DEBUG, ERROR) == expected
 
 
+def test_a_line_that_cannot_be_staged_ends_the_replay(machine):
+    """A leaf-list that is to go takes no element without a value."""
+    for words in ("delete", "tag"), ("set", "tag"), ("set", "size", "2"):
+        assert machine.one_shot(words[0], f"/acme/box/{words[1]}", *words[2:]).stdout == b""
+    assert machine.one_shot("commit").stdout.decode() == printed_ok(1)
+    assert machine.tarnd.requests == [
+        edit_config('<box xmlns="urn:acme"><tag xc:operation="delete"></tag></box>')
+    ]
+    assert machine.log.texts(DEBUG, ERROR) == [
+        (DEBUG, "[DEBUG] set leaf-list without assigned value\n")
+    ]
+    assert profile(machine) == "[pwd]\n/\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n"
+
+
 def test_a_bad_parameter_is_not_sent(machine):
     good = "set /acme/reset/delay 5\n"
     for line in ("delete /acme/reset/delay", "add /acme/reset/target target[name=1]", "set",
