@@ -10,7 +10,7 @@ import time
 
 import pytest
 from support import tarnd as daemon
-from support.example import EXAMPLE
+from support.example import EXAMPLE, get
 from support.shell import ERROR, TIMEOUT
 
 REQUEST = "get /acme/empty"
@@ -43,6 +43,8 @@ def frame_of(body):
 
 REPLY = frame_of("<a>b</a>")
 CREATED = frame_of(daemon.session_reply())
+ASKING = len(frame_of(get('<empty xmlns="urn:acme"></empty>') + "\0"))
+OF_REQUEST = [*range(1, 14), *range(14, ASKING, 9), ASKING - 1]
 OF_REPLY = range(len(REPLY))
 OF_CREATED = [*range(14), *range(14, len(CREATED), 9), len(CREATED) - 1]
 
@@ -69,6 +71,33 @@ def test_the_daemon_dies_after_every_byte_of_its_greeting(machine):
         machine.tarnd.session_reply = [daemon.raw(CREATED[:count]), daemon.close]
         result = machine.one_shot("pwd")
         assert (count, result.status, result.stdout) == (count, 255, NO_SERVER)
+
+
+def test_the_daemon_dies_after_every_byte_of_a_request(machine):
+    """The shell has sent it whole and finds nobody who answers."""
+    for count in OF_REQUEST:
+        machine.tarnd.session_reply = [daemon.session_reply(), daemon.take(count), daemon.close]
+        shell = machine.start()
+        shell.send(f"pwd\n{REQUEST}\npwd\nset /acme/hostname a\nget-config -l\nquit\n")
+        result = shell.wait()
+        assert (count, result.status, result.stderr) == (count, 0, b"")
+        assert result.stdout == (
+            b"/$ pwd\n/\r\n" + ASKED + b"/$ pwd\n/\r\n/$ set /acme/hostname a\n"
+            b'/$ get-config -l\n<hostname xmlns="urn:acme">a</hostname>\n/$ quit\n'
+        )
+
+
+@pytest.mark.parametrize("taken", [1, 12, 13, 4096, 100_000, 500_000])
+def test_the_daemon_dies_within_a_commit_that_it_has_not_room_for(machine, taken):
+    """A part of the request went out: nobody answers, and the profile keeps its lines."""
+    lines = "".join(f"set /acme/box/tag {number:0900}\n" for number in range(1000))
+    before = f"[pwd]\n/\n\n[config]\n{lines}\n[rpc]\n\n[rpc_para]\n\n%%%\n".encode()
+    with open(machine.profile, "wb") as file:
+        file.write(before)
+    machine.tarnd.session_reply = [daemon.session_reply(), daemon.take(taken), daemon.close]
+    result = machine.one_shot("commit")
+    assert (result.status, result.stdout) == (0, b"Read message failed. \r\n")
+    assert content(machine.profile) == before
 
 
 def test_the_daemon_stalls_after_every_byte_of_a_reply(machine):

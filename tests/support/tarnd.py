@@ -8,7 +8,7 @@ answer nonsense, push notifications, stall, or go away.
 The script is `on_request`, a callable that takes a Frame and returns the list
 of steps that answer it. A step is a text (sent as one frame) or a callable
 that takes the Session and does something else: `close`, `raw(...)`,
-`frame(...)`, `pause(event)`. `None` instead of a list means the default
+`frame(...)`, `take(count)`, `pause(event)`. `None` instead of a list means the default
 answer: an empty data element for a read, ok for anything else. The request
 that creates the session is answered from `session_reply` and never reaches
 `on_request`. `on_connect` is called with each new Session.
@@ -97,6 +97,11 @@ def frame(body, **fields):
     return lambda session: session.send(body, **fields)
 
 
+def take(count):
+    """Step: reads that many bytes of what the shell sends next, whatever they are."""
+    return lambda session: session.read(count)
+
+
 def pause(event):
     """Step: waits until the test sets the event."""
 
@@ -141,7 +146,7 @@ class Session:
             self.connection.shutdown(socket.SHUT_RDWR)
         self.connection.close()
 
-    def _read(self, count):
+    def read(self, count):
         data = bytearray()
         while len(data) < count:
             piece = self.connection.recv(min(count - len(data), PIECE))
@@ -155,10 +160,10 @@ class Session:
             if self.daemon.on_connect:
                 self.daemon.on_connect(self)
             while True:
-                header = self._read(HEADER.size)
+                header = self.read(HEADER.size)
                 if header is None:
                     return
-                body = self._read(HEADER.unpack(header)[1])
+                body = self.read(HEADER.unpack(header)[1])
                 if body is None:
                     return
                 self._answer(Frame(header, body))
