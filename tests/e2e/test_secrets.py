@@ -6,7 +6,7 @@ in the buffers of standard input and output, until other lines take its place.""
 import threading
 
 import pytest
-from support import memory, tracing
+from support import memory, tracing, valgrind
 from support.example import EXAMPLE
 from support.tarnd import pause, session_reply
 
@@ -107,6 +107,7 @@ def test_a_refused_line_is_gone(machine, line):
     assert found_in(shell.pid) == []
 
 
+@valgrind.keeps_no_arguments
 def test_one_shot_set(machine):
     assert at_exit_of(machine, *SET.split(" ")) == ([], "")
 

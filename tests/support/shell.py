@@ -55,6 +55,7 @@ class Shell:
         self.process = process
         self.pid = process.pid
         self.output = {"stdout": bytearray(), "stderr": bytearray()}
+        self.has_closed_stdout = False
         self.changed = threading.Condition()
         self.readers = [
             threading.Thread(target=self._read, args=(process.stdout, "stdout"), daemon=True),
@@ -76,6 +77,7 @@ class Shell:
             piece = os.read(stream.fileno(), 65536)
             with self.changed:
                 self.output[name] += piece
+                self.has_closed_stdout |= name == "stdout" and not piece
                 self.changed.notify_all()
             if not piece:
                 return
@@ -87,8 +89,11 @@ class Shell:
     def wait_output(self, condition, timeout=TIMEOUT):
         """Waits until condition(output so far) holds; returns the output."""
         with self.changed:
-            if not self.changed.wait_for(lambda: condition(self.stdout), timeout):
-                raise TimeoutError(f"the output is still only {self.stdout!r}")
+            self.changed.wait_for(
+                lambda: condition(self.stdout) or self.has_closed_stdout, timeout
+            )
+            if not condition(self.stdout):
+                raise TimeoutError(f"the output is only {self.stdout!r}")
             return self.stdout
 
     def expect(self, data, timeout=TIMEOUT):

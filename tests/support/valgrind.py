@@ -26,6 +26,7 @@ keeps_standard_input_open = pytest.mark.skipif(
 catches_what_it_says = pytest.mark.skipif(
     ENABLED, reason="Valgrind catches signals whether or not the program does"
 )
+keeps_no_arguments = pytest.mark.skipif(ENABLED, reason="Valgrind keeps a copy of the arguments")
 
 
 def words(directory):
