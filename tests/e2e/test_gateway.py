@@ -12,6 +12,7 @@ import time
 
 import pytest
 
+from support import valgrind
 from support.gateway import HEADER, MAGIC, PROGRAM, Gateway, Shell, frame, is_running, wait_for
 from support.netconf_peer import (
     BASE_1_0,
@@ -571,6 +572,7 @@ def test_a_command_that_leaves_something_behind_with_its_output(bench):
     wait_for(lambda: not is_running(int(left[0])), "what the command left behind still runs")
 
 
+@valgrind.starts_commands_itself
 def test_a_command_that_cannot_be_run(bench):
     bench.start(command=["/nonexistent/\x1b[2Jx"])
     shell = bench.gateway.shell()
@@ -682,6 +684,7 @@ def test_the_gateway_ends_with_a_stubborn_command(bench):
 INTERNAL_SIGNALS = 1 << (32 - 1) | 1 << (33 - 1)
 
 
+@valgrind.starts_commands_itself
 def test_the_commands_inherit_nothing(bench):
     leaked, other = os.pipe()
     bench.start(inherit=[leaked], prepare=lambda: os.dup2(leaked, 0))
@@ -712,7 +715,8 @@ def test_the_commands_ignore_no_signal(bench):
 
 
 def test_too_many_shells(bench):
-    bench.start(prepare=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (24, 24)))
+    most = 24 + valgrind.DESCRIPTORS
+    bench.start(prepare=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (most, most)))
     first, first_peer = bench.session()
     extra = [Shell(bench.gateway.socket) for _ in range(30)]
     bench.gateway.wait_for_log("Too many open files")

@@ -17,6 +17,7 @@ import pytest
 HERE = os.path.dirname(os.path.abspath(__file__))
 ENABLED = bool(os.environ.get("VANDEL_VALGRIND"))
 SCALE = 20 if ENABLED else 1
+DESCRIPTORS = 12 if ENABLED else 0  # of those allowed to a program, Valgrind's own
 # Of programs that do not run on a Machine; conftest.py looks here after each test.
 FINDINGS = tempfile.mkdtemp(prefix="valgrind.") if ENABLED else ""
 atexit.register(shutil.rmtree, FINDINGS, ignore_errors=True)
@@ -27,6 +28,9 @@ catches_what_it_says = pytest.mark.skipif(
     ENABLED, reason="Valgrind catches signals whether or not the program does"
 )
 keeps_no_arguments = pytest.mark.skipif(ENABLED, reason="Valgrind keeps a copy of the arguments")
+starts_commands_itself = pytest.mark.skipif(
+    ENABLED, reason="Valgrind's fork and descriptors stand between a program and its commands"
+)
 
 
 def words(directory):
