@@ -201,7 +201,7 @@ def test_too_few_keys(machine):
 )
 def test_a_workspace_that_is_no_list(machine, names):
     machine.tarnd.holds("<port>", keys_of("1"))
-    prompt = at("/" + "/".join(names)).replace("port/port", "port")
+    prompt = at("/" + "/".join(names)).replace("port/port", "port") if names else ROOT
     machine.dialogue(*go(*names[:3]), *((PORT, f"cd {name}", "") for name in names[3:]),
                      (prompt, "add-listentry id 1", NO_LIST), (prompt, "commit", NOTHING))
 
