@@ -1,83 +1,13 @@
 // Staging changes in the command trees.
 #include "cmdtree/tree.h"
 
-#include "cmdtree/node.h"
-#include "cmdtree/tree_index.h"
-#include "tests/support/shell_world.h"
-
-#include <chrono>
+#include "tests/support/tree_world.h"
 
 namespace
 {
 
-class tree_test : public shell_world
+class tree_test : public tree_world
 {
-  protected:
-    void SetUp() override
-    {
-        shell_world::SetUp();
-        sample_schema();
-    }
-
-    static int set(const std::string &path, const char *value = nullptr)
-    {
-        return tree_stage_config(path.c_str(), value, operation_set);
-    }
-
-    static int remove(const std::string &path, const char *value = nullptr)
-    {
-        return tree_stage_config(path.c_str(), value, operation_delete);
-    }
-
-    // A node as 1/m/c/x=5, its further values in braces and its children in
-    // parentheses; checks every link.
-    static std::string shown(const cmd_node *node)
-    {
-        std::string text = std::to_string(node->operation) + node->path;
-        if (node->value != nullptr) {
-            text += std::string("=") + node->value;
-        }
-        text += shown_list(node, &node->values, "{", "}");
-        return text + shown_list(node, &node->children, "(", ")");
-    }
-
-    static std::string shown_list(const cmd_node *owner, const node_list *list, const char *open,
-                                  const char *close)
-    {
-        std::string text;
-        cmd_node *const *link = &list->first;
-        for (const cmd_node *node = list->first; node != nullptr; node = node->next_sibling) {
-            EXPECT_EQ(node->parent, owner);
-            EXPECT_EQ(node->back_link, link);
-            link = &node->next_sibling;
-            text += (text.empty() ? "" : " ") + shown(node);
-        }
-        return text.empty() ? "" : open + text + close;
-    }
-
-    static std::string config()
-    {
-        return session.config_tree.root != nullptr ? shown(session.config_tree.root) : "(none)";
-    }
-
-    static std::string log_of(const command_tree &tree)
-    {
-        std::string text;
-        cmd_node *const *link = &tree.log.first;
-        for (const cmd_node *node = tree.log.first; node != nullptr; node = node->log_next) {
-            EXPECT_EQ(node->log_back_link, link);
-            EXPECT_NE(node->operation, 0U);
-            link = &node->log_next;
-            text += (text.empty() ? "" : " ") + std::to_string(node->operation) + node->path +
-                    (node->value != nullptr ? std::string("=") + node->value : "");
-        }
-        return text;
-    }
-
-    static std::string log()
-    {
-        return log_of(session.config_tree);
-    }
 };
 
 TEST_F(tree_test, nothing_is_staged_at_first)
@@ -337,71 +267,6 @@ TEST_F(tree_test, the_rpc_tree_takes_sets_only)
     EXPECT_EQ(log(), "");
 }
 
-TEST_F(tree_test, finding_the_deepest_node)
-{
-    set("/m/c/l[name=1]/v", "a");
-    set("/m/c/x", "b");
-    auto deepest = [](const char *path) {
-        return std::string(tree_find_deepest(&session.config_tree, path)->path);
-    };
-    EXPECT_EQ(deepest("/m/c/x"), "/m/c/x");
-    EXPECT_EQ(deepest("/m/c/x/y"), "/m/c/x");
-    EXPECT_EQ(deepest("/m/c/xy"), "/m/c");
-    EXPECT_EQ(deepest("/m/cx"), "/m");
-    EXPECT_EQ(deepest("/m/c[k=1]"), "/m");
-    EXPECT_EQ(deepest("/m/c/l"), "/m/c");
-    EXPECT_EQ(deepest("/m/c/l[name=1]"), "/m/c/l[name=1]");
-    EXPECT_EQ(deepest("/m/c/l[name=2]/v"), "/m/c");
-    EXPECT_EQ(deepest("/nix/c"), "/");
-    EXPECT_EQ(deepest("/"), "/");
-    EXPECT_EQ(deepest(""), "/");
-}
-
-TEST_F(tree_test, a_leaf_list_entry_is_no_node)
-{
-    set("/m/c/ll", "a");
-    set("/m/c/ll", "b");
-    EXPECT_STREQ(tree_find(&session.config_tree, "/m/c/ll")->value, "a");
-}
-
-TEST_F(tree_test, finding_what_is_staged)
-{
-    set("/m/c/l[name=1]/v", "a");
-    set("/m/c/l2[k1=1,k2=2]");
-    auto staged = [](const char *path) {
-        cmd_node *node = tree_find_staged(&session.config_tree, path);
-        return node != nullptr ? std::string(node->path) : "(none)";
-    };
-    EXPECT_EQ(staged("/m/c/l[name=1]/v"), "/m/c/l[name=1]/v");
-    EXPECT_EQ(staged("/m/c/l"), "/m/c");
-    EXPECT_EQ(staged("/m/c/l2"), "/m/c");
-    EXPECT_EQ(staged("/m/c"), "/m/c");
-    EXPECT_EQ(staged("/m"), "/m");
-    EXPECT_EQ(staged("/"), "/");
-    EXPECT_EQ(staged("/m/c/x"), "(none)");
-    EXPECT_EQ(staged("/m/c/l3"), "(none)");
-    EXPECT_EQ(staged("/m/c/l[name=2]"), "(none)");
-    EXPECT_EQ(staged("/m/c/l[name=1]/in"), "(none)");
-    EXPECT_EQ(staged("/m/"), "(none)");
-}
-
-TEST_F(tree_test, the_entries_of_a_list)
-{
-    set("/m/c/l[name=1]");
-    set("/m/c/l2[k1=1,k2=2]");
-    set("/m/c/l[name=2]/v", "b");
-    set("/m/c/lx", "c");
-    remove("/m/c/l[name=3]");
-    std::string found;
-    for (cmd_node *node = tree_first_entry(&session.config_tree, "/m/c/l"); node != nullptr;
-         node = tree_next_entry(node, "/m/c/l")) {
-        found += std::string(node->path) + ";";
-    }
-    EXPECT_EQ(found, "/m/c/l[name=3];/m/c/l[name=2];/m/c/l[name=1];");
-    EXPECT_EQ(tree_first_entry(&session.config_tree, "/m/nix"), nullptr);
-    EXPECT_EQ(tree_first_entry(&session.config_tree, "/m/c/l[name=2]/in"), nullptr);
-}
-
 TEST_F(tree_test, freeing_and_starting_again)
 {
     set("/m/c/x", "1");
@@ -473,56 +338,6 @@ TEST_F(tree_test, a_deep_tree_is_freed_without_recursion)
     }
     EXPECT_EQ(set(path, "v"), 0);
     tree_free(&session.config_tree);
-}
-
-TEST_F(tree_test, many_entries)
-{
-    auto begin = std::chrono::steady_clock::now();
-    for (int i = 0; i < 20000; i++) {
-        std::string entry = "/m/c/l[name=" + std::to_string(i) + "]/v";
-        ASSERT_EQ(set(entry, "1"), 0);
-        ASSERT_EQ(set("/m/c/ll", std::to_string(i).c_str()), 0);
-    }
-    for (int i = 0; i < 20000; i++) {
-        ASSERT_EQ(remove("/m/c/ll", std::to_string(i).c_str()), 0);
-    }
-    EXPECT_NE(tree_find(&session.config_tree, "/m/c/l[name=12345]/v"), nullptr);
-    EXPECT_EQ(remove("/m/c"), 0);
-    EXPECT_EQ(config(), "0/(0/m(2/m/c))");
-    EXPECT_EQ(log(), "2/m/c");
-    EXPECT_EQ(session.config_tree.index.node_count, 2U);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));
-}
-
-TEST(tree_index, without_buckets)
-{
-    tree_index index = {};
-    EXPECT_EQ(tree_index_deepest(&index, "/m"), nullptr);
-    EXPECT_EQ(tree_index_entry(&index, "/m", "v"), nullptr);
-    node_ptr node = node_create("/m", nullptr, operation_set);
-    tree_index_remove(&index, node.get());
-    tree_index_clear(&index);
-}
-
-TEST(tree_index, adds_finds_and_removes)
-{
-    tree_index index = {};
-    ASSERT_EQ(tree_index_prepare(&index), 0);
-    std::vector<node_ptr> nodes;
-    for (int i = 0; i < 1000; i++) {
-        nodes.push_back(node_create("/n" + std::to_string(i), nullptr, operation_set));
-        tree_index_add_node(&index, nodes.back().get());
-    }
-    EXPECT_EQ(index.node_count, 1000U);
-    EXPECT_EQ(tree_index_deepest(&index, "/n77/x/y"), nodes[77].get());
-    tree_index_remove(&index, nodes[77].get());
-    tree_index_remove(&index, nodes[77].get()); // not in it any more
-    EXPECT_EQ(index.node_count, 999U);
-    EXPECT_EQ(tree_index_deepest(&index, "/n77/x/y"), nullptr);
-    EXPECT_EQ(tree_index_deepest(&index, "/n78"), nodes[78].get());
-    tree_index_clear(&index);
-    EXPECT_EQ(index.node_count, 0U);
-    EXPECT_EQ(index.buckets, nullptr);
 }
 
 } // namespace
