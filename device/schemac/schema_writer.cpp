@@ -11,6 +11,8 @@
  * use for: anydata, notifications, actions, and what an rpc returns. */
 #include "device/schemac/schema_writer.h"
 
+#include <algorithm>
+
 #include "device/schemac/help_text.h"
 #include "device/schemac/record.h"
 #include "device/schemac/type_names.h"
@@ -86,22 +88,6 @@ static std::string node_record(const schema_writer *writer, const lysc_node *nod
                             make_help_text(&writer->names, node));
 }
 
-/* Writes one hash; the children that pass the filter are its fields. */
-static void write_hash(schema_writer *writer, const parent_place *parent, const lysc_node *first,
-                       bool (*is_wanted)(const lysc_node *))
-{
-    std::vector<hash_field> fields;
-    for (const lysc_node *node = first; node != nullptr; node = node->next) {
-        node_kind kind;
-        if (kind_of_node(node, &kind) && is_wanted(node)) {
-            fields.push_back({field_name(parent, node), node_record(writer, node, kind)});
-        }
-    }
-    if (!fields.empty()) {
-        spool_add_hash(writer->output, parent->path, fields);
-    }
-}
-
 static bool is_key(const lysc_node *node)
 {
     return lysc_is_key(node);
@@ -111,6 +97,43 @@ static bool is_any(const lysc_node *node)
 {
     (void)node;
     return true;
+}
+
+static void add_fields(const schema_writer *writer, const parent_place *parent,
+                       const lysc_node *first, bool (*is_wanted)(const lysc_node *),
+                       std::vector<hash_field> *fields)
+{
+    for (const lysc_node *node = first; node != nullptr; node = node->next) {
+        node_kind kind;
+        if (kind_of_node(node, &kind) && is_wanted(node)) {
+            fields->push_back({field_name(parent, node), node_record(writer, node, kind)});
+        }
+    }
+}
+
+static void write_hash(const schema_writer *writer, const std::string &path,
+                       const std::vector<hash_field> &fields)
+{
+    if (!fields.empty()) {
+        spool_add_hash(writer->output, path, fields);
+    }
+}
+
+/* The shell puts each node that it reads before those that it has: last first,
+ * they come out in the model's order. */
+static void write_nodes(const schema_writer *writer, const std::string &path,
+                        std::vector<hash_field> *fields)
+{
+    std::reverse(fields->begin(), fields->end());
+    write_hash(writer, path, *fields);
+}
+
+static void write_keys(const schema_writer *writer, const parent_place *list,
+                       const lysc_node *first)
+{
+    std::vector<hash_field> keys;
+    add_fields(writer, list, first, is_key, &keys);
+    write_hash(writer, list->path, keys);
 }
 
 static void write_below(schema_writer *writer, const parent_place *parent, const lysc_node *first);
@@ -126,10 +149,16 @@ static void write_children_of(schema_writer *writer, const parent_place *parent,
     parent_place place = {parent->path + "/" + field_name(parent, node), node->module,
                           is_data_node(node) ? node->module : parent->data_module};
     if (node->nodetype == LYS_LIST) {
-        write_hash(writer, &place, first, is_key);
+        write_keys(writer, &place, first);
         place.path.append("[]");
     }
-    write_hash(writer, &place, first, is_any);
+    std::vector<hash_field> fields;
+    add_fields(writer, &place, first, is_any, &fields);
+    if (node->nodetype == LYS_CHOICE) {
+        write_hash(writer, place.path, fields); /* cases are kept as they come */
+    } else {
+        write_nodes(writer, place.path, &fields);
+    }
     write_below(writer, &place, first);
 }
 
@@ -151,16 +180,9 @@ static void write_module(schema_writer *writer, const lys_module *module)
                                reinterpret_cast<const lysc_node *>(module->compiled->rpcs)};
     std::vector<hash_field> fields;
     for (const lysc_node *top : tops) {
-        for (const lysc_node *node = top; node != nullptr; node = node->next) {
-            node_kind kind;
-            if (kind_of_node(node, &kind)) {
-                fields.push_back({field_name(&place, node), node_record(writer, node, kind)});
-            }
-        }
+        add_fields(writer, &place, top, is_any, &fields);
     }
-    if (!fields.empty()) {
-        spool_add_hash(writer->output, place.path, fields);
-    }
+    write_nodes(writer, place.path, &fields);
     for (const lysc_node *top : tops) {
         write_below(writer, &place, top);
     }
@@ -213,9 +235,7 @@ schema_counts write_schema(const ly_ctx *context, const std::vector<module_reque
             write_module(&writer, module);
         }
     }
-    if (!root.empty()) {
-        spool_add_hash(output, "/", root);
-    }
+    write_nodes(&writer, "/", &root);
     writer.counts.modules = root.size();
     writer.counts.bytes = output->stored_bytes;
     return writer.counts;

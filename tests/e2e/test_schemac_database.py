@@ -67,6 +67,49 @@ def test_a_reader_sees_the_old_schema_or_the_new(server, run, write):
     assert set(seen) == {old, new}
 
 
+@pytest.fixture(name="ordered_server")
+def fixture_ordered_server(server):
+    """The server, while it keeps the order of fields however long their values are."""
+    option = "hash-max-listpack-value"
+    default = server.database().config_get(option)[option]
+    server.database().config_set(option, 4096)
+    yield server
+    server.database().config_set(option, default)
+
+
+def test_nodes_are_stored_last_first_but_keys_and_cases_as_they_come(ordered_server, run, write):
+    long = 'description "' + "Longer than a value that redis keeps in order by itself. " * 2 + '"'
+    write("m", f"""
+      leaf z {{ type string; {long}; }}
+      list l {{
+        key "d b c";
+        leaf a {{ type string; {long}; }}
+        leaf b {{ type string; {long}; }}
+        leaf c {{ type string; {long}; }}
+        leaf d {{ type string; {long}; }}
+      }}
+      choice f {{
+        case x {{ leaf p {{ type string; {long}; }} leaf o {{ type string; }} }}
+        case w {{ leaf r {{ type string; {long}; }} }}
+      }}
+      leaf a {{ type string; {long}; }}
+      rpc g {{ {long}; }}""")
+    write("n", "leaf a { type string; }")
+    good(run("m", "n"))
+    client = ordered_server.database()
+    assert {key: b" ".join(client.hkeys(key)) for key in client.keys()} == {
+        b"/": b"n m",
+        b"/m": b"g a f l z",
+        b"/m/l": b"d b c",
+        b"/m/l[]": b"a c b d",
+        b"/m/f": b"x w",
+        b"/m/f/x": b"o p",
+        b"/m/f/w": b"r",
+        b"/m/g": b"input",
+        b"/n": b"a",
+    }
+
+
 @pytest.mark.parametrize("where", ["option", "environment", "option over environment"])
 def test_where_the_server_is(server, run, write, where):
     write("m", "leaf a { type string; }")
