@@ -1,25 +1,15 @@
 """Tab and '?' over the models of ./run, compiled: at every node, and what they say."""
 
-import glob
-import os
 import struct
-import subprocess
 
 import pytest
 import redis
 from support.prompt import TAB, Prompt
 from support.prompt_model import PromptModel, data_nodes
 from support.schema_db import DATABASE, LEAF, LEAF_LIST, LIST, RPC, Module, Node
-from support.schemac import MODELS, SCHEMAC, SYSTEM_MODULES
+from support.schemac import compile_run_models
 
-NAMES = ["ietf-interfaces", "iana-if-type", "ietf-ip", "vandel-device", "vandel-ospf"]
 INTERFACE = "vandel-device/interfaces/interface[name=e0]/"
-
-
-def compile_models(socket):
-    search = [MODELS, SYSTEM_MODULES, *glob.glob(os.path.join(SYSTEM_MODULES, "*", ""))]
-    options = [word for directory in search for word in ("--search", directory)]
-    subprocess.run([SCHEMAC, *options, "--redis", socket, *NAMES], check=True, capture_output=True)
 
 
 def text_at(strings, offset):
@@ -42,7 +32,7 @@ def nodes_below(content, path):
 
 @pytest.fixture
 def shells(machine):
-    compile_models(machine.redis.socket)
+    compile_run_models(machine.redis.socket)
     with redis.Redis(unix_socket_path=machine.redis.socket, db=DATABASE) as client:
         content = {
             key.decode(): {name.decode(): record for name, record in client.hgetall(key).items()}

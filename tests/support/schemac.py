@@ -1,5 +1,6 @@
 """schemac under test: where it is, a redis of its own, and records to expect."""
 
+import glob
 import os
 import shutil
 import socket
@@ -17,6 +18,7 @@ BUILD = os.environ.get("VANDEL_BUILD", os.path.join(REPO, "build"))
 SCHEMAC = os.path.join(BUILD, "schemac")
 MODELS = os.path.join(REPO, "device", "models")
 SYSTEM_MODULES = "/usr/share/yuma/modules"
+RUN_MODULES = ("ietf-interfaces", "iana-if-type", "ietf-ip", "vandel-device", "vandel-ospf")
 
 with open(SCHEMAC, "rb") as _program:
     SANITIZED = valgrind.ENABLED or b"__asan_init" in _program.read()
@@ -76,6 +78,15 @@ class Server:
         self.process.kill()
         self.process.wait()
         shutil.rmtree(self.directory)
+
+
+def compile_run_models(redis_socket):
+    """Fills a database with the models of ./run."""
+    search = [MODELS, SYSTEM_MODULES, *glob.glob(os.path.join(SYSTEM_MODULES, "*", ""))]
+    options = [word for directory in search for word in ("--search", directory)]
+    subprocess.run(
+        [SCHEMAC, *options, "--redis", redis_socket, *RUN_MODULES], check=True,
+        capture_output=True)
 
 
 def good(result):

@@ -1,0 +1,127 @@
+"""What the documents show is what a real server and the shell answer."""
+
+import os
+import re
+import shlex
+import shutil
+import tempfile
+from typing import NamedTuple
+
+import pytest
+from support.gateway import Gateway
+from support.netconfd import Netconfd
+from support.prompt import Prompt
+from support.schemac import MODELS, RUN_MODULES, Server, compile_run_models
+from support.shell import ROOT
+
+UNSEEN = re.compile(r"\x1b\[[0-9;]*m|[\r\a]")
+COMMAND = re.compile(r"(?P<prompt>(/|\[).*?\$|\$) (?P<line>.+)")
+PROFILE = "/tmp/vandel.conf"
+
+
+class Step(NamedTuple):
+    prompt: str
+    line: str
+    answer: list
+
+
+def transcripts(name):
+    """The steps of each block of a document that begins with a prompt."""
+    with open(os.path.join(ROOT, name), encoding="utf-8") as document:
+        text = document.read()
+    for block in re.findall(r"(?m)(?:^    .*\n|^\n(?=    ))+", text):
+        lines = [line[4:] for line in block.strip("\n").split("\n")]
+        if COMMAND.fullmatch(lines[0]):
+            yield list(steps_of(lines))
+
+
+def steps_of(lines):
+    steps = []
+    for line in lines:
+        if command := COMMAND.fullmatch(line):
+            steps.append(Step(command["prompt"], command["line"], []))
+        else:
+            steps[-1].answer.append(line)
+    return steps
+
+
+def shown(text):
+    """Lines as they are read: without colours, blanks at their ends and empty lines."""
+    lines = UNSEEN.sub("", text).split("\n")
+    return [line.rstrip() for line in lines if line.strip()]
+
+
+def agrees(pattern, lines):
+    """True when lines are those of the pattern, in which "…" stands for any number of them."""
+    if not pattern:
+        return not lines
+    if pattern[0].strip() == "…":
+        return any(agrees(pattern[1:], lines[skipped:]) for skipped in range(len(lines) + 1))
+    return bool(lines) and lines[0] == pattern[0] and agrees(pattern[1:], lines[1:])
+
+
+@pytest.fixture(name="device")
+def fixture_device(machine):
+    """A machine whose shells reach the models of ./run on a server without notifications."""
+    directory = tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
+    database = server = gateway = None
+    try:
+        database = Server("--hash-max-listpack-value", "4096")
+        compile_run_models(database.socket)
+        os.link(database.socket, machine.path("schema.sock"))
+        server = Netconfd(directory, RUN_MODULES, [MODELS])
+        command, environment = server.transport()
+        gateway = Gateway(directory, command, ["--no-subscribe"], environment)
+        os.link(gateway.socket, machine.path("gateway.sock"))
+        machine.environment["TARND_SOCKET"] = "/tmp/gateway.sock"
+        machine.environment["SCHEMA_REDIS"] = "/tmp/schema.sock"
+        yield machine
+    finally:
+        if gateway:
+            gateway.stop()
+        if server:
+            server.stop()
+        if database:
+            database.stop()
+        shutil.rmtree(directory, ignore_errors=True)
+
+
+class Terminal:
+    """An interactive shell; its prompt is what stood there last."""
+
+    def __init__(self, machine):
+        self.prompt = Prompt(machine, columns=250, env={"COLUMNS": "80"})
+        self.last = "/$"
+
+    def ask(self, step):
+        assert self.last == step.prompt
+        if step.line.endswith("?"):
+            *answer, again = shown(self.prompt.help(step.line[:-1]).decode())
+            assert again == f"{step.prompt} {step.line[:-1]}"
+            return answer
+        *answer, self.last = shown(self.prompt.run(step.line))
+        return answer
+
+
+def run_words(machine, line):
+    """One command of the system's shell: vandel, or a look at its file."""
+    if line == f"cat {PROFILE}":
+        with open(machine.profile, encoding="utf-8") as profile:
+            return shown(profile.read())
+    program, *arguments = shlex.split(line)
+    assert program == "vandel"
+    result = machine.one_shot(*arguments)
+    assert (result.status, result.stderr) == (0, b"")
+    return shown(result.stdout.decode())
+
+
+@pytest.mark.parametrize(("name", "least"), [("README.md", 14), ("docs/guide.md", 60)])
+def test_transcripts(device, name, least):
+    terminal = Terminal(device)
+    steps = [step for block in transcripts(name) for step in block]
+    assert len(steps) >= least
+    for step in steps:
+        alone = step.prompt == "$"
+        answer = run_words(device, step.line) if alone else terminal.ask(step)
+        expected = shown("\n".join(step.answer))
+        assert agrees(expected, answer), "\n".join([f"{step.prompt} {step.line}", *answer])
