@@ -1,9 +1,10 @@
-"""What the documents show is what a real server and the shell answer."""
+"""What the documents say is what the programs do."""
 
 import os
 import re
 import shlex
 import shutil
+import subprocess
 import tempfile
 from typing import NamedTuple
 
@@ -12,11 +13,12 @@ from support.gateway import Gateway
 from support.netconfd import Netconfd
 from support.prompt import Prompt
 from support.schemac import MODELS, RUN_MODULES, Server, compile_run_models
-from support.shell import ROOT
+from support.shell import BUILD, ROOT
 
 UNSEEN = re.compile(r"\x1b\[[0-9;]*m|[\r\a]")
 COMMAND = re.compile(r"(?P<prompt>(/|\[).*?\$|\$) (?P<line>.+)")
 PROFILE = "/tmp/vandel.conf"
+PAGES = ("vandel", "schemac", "tarnd-gateway")
 
 
 class Step(NamedTuple):
@@ -25,11 +27,14 @@ class Step(NamedTuple):
     answer: list
 
 
+def read(name):
+    with open(os.path.join(ROOT, name), encoding="utf-8") as document:
+        return document.read()
+
+
 def transcripts(name):
     """The steps of each block of a document that begins with a prompt."""
-    with open(os.path.join(ROOT, name), encoding="utf-8") as document:
-        text = document.read()
-    for block in re.findall(r"(?m)(?:^    .*\n|^\n(?=    ))+", text):
+    for block in re.findall(r"(?m)(?:^    .*\n|^\n(?=    ))+", read(name)):
         lines = [line[4:] for line in block.strip("\n").split("\n")]
         if COMMAND.fullmatch(lines[0]):
             yield list(steps_of(lines))
@@ -125,3 +130,25 @@ def test_transcripts(device, name, least):
         answer = run_words(device, step.line) if alone else terminal.ask(step)
         expected = shown("\n".join(step.answer))
         assert agrees(expected, answer), "\n".join([f"{step.prompt} {step.line}", *answer])
+
+
+@pytest.mark.parametrize("page", PAGES)
+def test_a_man_page_is_well_formed(page):
+    path = os.path.join(ROOT, "docs", "man", f"{page}.1")
+    lint = ["mandoc", "-T", "lint", "-W", "warning", path]
+    assert subprocess.run(lint, check=False, capture_output=True).stdout == b""
+
+
+@pytest.mark.parametrize("page", PAGES[1:])
+def test_a_man_page_has_every_option(page):
+    usage = subprocess.run([os.path.join(BUILD, page), "--help"], check=True, capture_output=True)
+    options = set(re.findall(r"(?m)^  --([a-z-]+)", usage.stdout.decode()))
+    assert "help" in options
+    assert set(re.findall(r"(?m)^\.It Fl -([a-z-]+)", read(f"docs/man/{page}.1"))) == options
+
+
+def test_the_man_page_has_every_command(machine):
+    listed = re.findall(r"(?m)^  ([a-z_-]+) +\S", machine.one_shot("help").stdout.decode())
+    assert len(listed) == 17
+    described = re.findall(r"(?m)^\.It Ic ([a-z_-]+)", read("docs/man/vandel.1"))
+    assert list(dict.fromkeys(described)) == listed
