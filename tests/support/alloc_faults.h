@@ -125,6 +125,9 @@ void __wrap___vsyslog_chk(int priority, int flag, const char *format, va_list ar
 }
 xmlDoc *__real_xmlReadMemory(const char *text, int size, const char *url, const char *encoding,
                              int options);
+xmlParserCtxt *__real_xmlNewParserCtxt();
+xmlDoc *__real_xmlCtxtReadMemory(xmlParserCtxt *parser, const char *text, int size, const char *url,
+                                 const char *encoding, int options);
 xmlXPathContext *__real_xmlXPathNewContext(xmlDoc *document);
 int __real_xmlXPathRegisterNs(xmlXPathContext *context, const xmlChar *prefix, const xmlChar *uri);
 xmlXPathObject *__real_xmlXPathEvalExpression(const xmlChar *text, xmlXPathContext *context);
@@ -135,6 +138,21 @@ xmlDoc *__wrap_xmlReadMemory(const char *text, int size, const char *url, const 
 {
     alloc_in_libxml2++;
     xmlDoc *document = __real_xmlReadMemory(text, size, url, encoding, options);
+    alloc_in_libxml2--;
+    return document;
+}
+xmlParserCtxt *__wrap_xmlNewParserCtxt()
+{
+    alloc_in_libxml2++;
+    xmlParserCtxt *parser = __real_xmlNewParserCtxt();
+    alloc_in_libxml2--;
+    return parser;
+}
+xmlDoc *__wrap_xmlCtxtReadMemory(xmlParserCtxt *parser, const char *text, int size, const char *url,
+                                 const char *encoding, int options)
+{
+    alloc_in_libxml2++;
+    xmlDoc *document = __real_xmlCtxtReadMemory(parser, text, size, url, encoding, options);
     alloc_in_libxml2--;
     return document;
 }

@@ -1,0 +1,146 @@
+// The root of a message, found without a document, is the one that the document has.
+#include "link/xml_root.h"
+
+#include <array>
+#include <random>
+
+#include "tests/support/shell_world.h"
+
+namespace
+{
+
+constexpr char name_space[] = "urn:n";
+const std::string root = "<a xmlns=\"urn:n\">";
+
+// What the document says.
+xml_root_result document_says(const std::string &text)
+{
+    const xml_doc document = xml_parse(text.data(), text.size());
+    if (!document)
+        return xml_root_unknown;
+    ns_entry *namespaces = nullptr;
+    EXPECT_EQ(ns_add(&namespaces, "n", name_space), 0);
+    const xpath_result found(xpath_eval(document.get(), "/n:a", &namespaces));
+    ns_free(&namespaces);
+    return found ? xml_root_is_it : xml_root_is_other;
+}
+
+xml_root_result told(const std::string &text)
+{
+    return xml_root_find(text.data(), text.size(), "a", name_space);
+}
+
+const std::vector<std::string> &samples()
+{
+    static const std::vector<std::string> texts = {
+        root + "<b>text &amp; &#9;</b><c/></a>",
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<n:a xmlns:n=\"urn:n\"><a/></n:a>\n",
+        "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><a xmlns=\"urn:n\">\xc3\xa4</a>",
+        "<?xml version=\"1.1\"?><!-- c --><?p i?><a xmlns=\"urn:n\"/><!-- c --><?p i?>",
+        "<!DOCTYPE a [<!ENTITY e \"<b>x</b>\"><!ENTITY f \"&e;&e;\">]>" + root + "&e;&f;</a>",
+        "<!DOCTYPE a [<!ENTITY e \"</a>\">]>" + root + "&e;</a>",
+        "<!DOCTYPE a [<!ATTLIST a xmlns CDATA #FIXED \"urn:n\">]><a><b/></a>",
+        "<!DOCTYPE a SYSTEM \"nowhere.dtd\">" + root + "&unknown;</a>",
+        "<!DOCTYPE a [<!ENTITY % p \"<!ENTITY e 'x'>\">%p;]>" + root + "&e;</a>",
+        root + "<![CDATA[</a>]]></a>",
+        root + "  <b>  </b>\r\n\t</a>",
+        "<m:a xmlns:n=\"urn:n\"/>",
+        "<a xmlns=\"urn:n\" b=\"1\" b=\"2\"/>",
+        "<b xmlns=\"urn:n\"><a/></b>",
+        "<a xmlns=\"urn:m\"/>",
+        "<a xmlns=\"\"/>",
+        "<a:a xmlns:a=\"urn:n\" a:b=\"&lt;\"/>",
+        "\xef\xbb\xbf" + root + "</a>",
+        std::string("\xff\xfe<\0a\0/\0>\0", 10),
+        root + std::string(1, '\0') + "</a>",
+        root + "</a>" + std::string(1, '\0'),
+        root + "\x01</a>",
+        root + "\xc3</a>",
+        root + "]]></a>",
+        "<a xmlns=\"urn:n\" b=\"<\"/>",
+        " " + root + "</a>",
+        "x" + root + "</a>",
+        root + "</a><a/>",
+    };
+    return texts;
+}
+
+class xml_root_test : public shell_world
+{
+};
+
+TEST_F(xml_root_test, samples_have_all_three_answers)
+{
+    std::array<int, 3> counts = {};
+    for (const std::string &text : samples()) {
+        EXPECT_EQ(told(text), document_says(text)) << text;
+        counts.at(told(text))++;
+    }
+    EXPECT_GT(counts[xml_root_is_it], 8);
+    EXPECT_GT(counts[xml_root_is_other], 3);
+    EXPECT_GT(counts[xml_root_unknown], 5);
+}
+
+TEST_F(xml_root_test, each_sample_cut_anywhere)
+{
+    for (const std::string &text : samples()) {
+        for (size_t length = 0; length < text.size(); length++) {
+            const std::string piece = text.substr(0, length);
+            EXPECT_EQ(told(piece), document_says(piece)) << piece;
+        }
+    }
+}
+
+TEST_F(xml_root_test, samples_with_bytes_changed_and_joined)
+{
+    std::mt19937 random(1);
+    const auto below = [&random](size_t limit) { return random() % limit; };
+    const std::string bytes("<>/&;\"'= ax!-[]?#\0\t\n\xc3\xa4", 22);
+    for (int turn = 0; turn < 20000; turn++) {
+        std::string text = samples()[below(samples().size())];
+        if (turn % 4 == 0)
+            text += samples()[below(samples().size())];
+        for (size_t changes = 1 + below(3); changes > 0; changes--) {
+            const size_t at = below(text.size());
+            if (turn % 3 == 0)
+                text.erase(at, 1 + below(4));
+            else
+                text[at] = bytes[below(bytes.size())];
+            if (text.empty())
+                break;
+        }
+        ASSERT_EQ(told(text), document_says(text)) << text;
+    }
+}
+
+TEST_F(xml_root_test, elements_as_deep_as_the_parser_goes)
+{
+    for (const size_t depth : {100U, 254U, 255U, 256U, 257U, 258U, 259U, 300U}) {
+        std::string text = root;
+        for (size_t i = 1; i < depth; i++)
+            text += "<b>";
+        for (size_t i = 1; i < depth; i++)
+            text += "</b>";
+        text += "</a>";
+        EXPECT_EQ(told(text), document_says(text)) << depth;
+    }
+}
+
+TEST_F(xml_root_test, long_names_values_and_texts)
+{
+    for (const size_t length : {49999U, 50001U, 9999999U, 10000001U}) {
+        const std::string filler(length, 'x');
+        for (const std::string &text :
+             {root + filler + "</a>", root + "<" + filler + "/></a>",
+              "<a xmlns=\"urn:n\" b=\"" + filler + "\"/>", root + "<!--" + filler + "--></a>",
+              root + "<![CDATA[" + filler + "]]></a>", root + "<?p " + filler + "?></a>"})
+            EXPECT_EQ(told(text), document_says(text)) << length << text.substr(0, 30);
+    }
+}
+
+TEST_F(xml_root_test, a_text_longer_than_the_parser_counts_is_not_read)
+{
+    EXPECT_EQ(xml_root_find("<a/>", size_t{1} << 31, "a", name_space), xml_root_unknown);
+}
+
+} // namespace
