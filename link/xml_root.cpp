@@ -10,6 +10,8 @@
 namespace
 {
 
+constexpr int text_limit = 1000000;
+
 struct parser_deleter {
     void operator()(xmlParserCtxt *parser) const noexcept
     {
@@ -18,43 +20,84 @@ struct parser_deleter {
 };
 using xml_parser = std::unique_ptr<xmlParserCtxt, parser_deleter>;
 
-struct wanted_root {
+// What one pass over a message looks for, and what it meets.
+struct root_search {
     const xmlChar *name;
     const xmlChar *name_space;
     bool has_begun;
-    bool is_it;
+    bool matches;
+    bool needs_document;
+    int text_length; // bytes since the last tag
 };
 
-void take_root(void *context, const xmlChar *name, const xmlChar *, const xmlChar *name_space, int,
-               const xmlChar **, int, int, const xmlChar **)
+root_search *search_of(void *parser)
 {
-    auto *wanted = static_cast<wanted_root *>(static_cast<xmlParserCtxt *>(context)->_private);
-    if (!wanted->has_begun)
-        wanted->is_it = xmlStrEqual(name, wanted->name) != 0 &&
-                        xmlStrEqual(name_space, wanted->name_space) != 0;
-    wanted->has_begun = true;
+    return static_cast<root_search *>(static_cast<xmlParserCtxt *>(parser)->_private);
 }
 
-void pass_end(void *, const xmlChar *, const xmlChar *, const xmlChar *) {}
+void leave_to_document(void *parser)
+{
+    search_of(parser)->needs_document = true;
+    xmlStopParser(static_cast<xmlParserCtxt *>(parser));
+}
 
-void pass_text(void *, const xmlChar *, int) {}
+// Without nodes, an entity would be parsed again at each of its references.
+void meet_document_type(void *parser, const xmlChar *, const xmlChar *, const xmlChar *)
+{
+    leave_to_document(parser);
+}
 
-void pass_one(void *, const xmlChar *) {}
+void begin_element(void *parser, const xmlChar *name, const xmlChar *, const xmlChar *name_space,
+                   int, const xmlChar **, int, int, const xmlChar **)
+{
+    root_search *search = search_of(parser);
+    if (!search->has_begun)
+        search->matches = xmlStrEqual(name, search->name) != 0 &&
+                          xmlStrEqual(name_space, search->name_space) != 0;
+    search->has_begun = true;
+    search->text_length = 0;
+}
 
-void pass_two(void *, const xmlChar *, const xmlChar *) {}
+void end_element(void *parser, const xmlChar *, const xmlChar *, const xmlChar *)
+{
+    search_of(parser)->text_length = 0;
+}
 
-// The parser's own handlers stay where they keep what it needs to know itself:
-// the declaration of the document, and what is declared inside it. The others
-// pass, for where there is none at all, the parser looks less closely.
+void pass_text(void *parser, const xmlChar *, int length)
+{
+    root_search *search = search_of(parser);
+    if (length > text_limit - search->text_length)
+        leave_to_document(parser);
+    else
+        search->text_length += length;
+}
+
+void pass_comment(void *, const xmlChar *) {}
+
+void pass_instruction(void *, const xmlChar *, const xmlChar *) {}
+
+// Handlers that do nothing, not null ones: where there is none, the parser skips
+// checks, too.
 void keep_no_content(xmlSAXHandler *handlers)
 {
-    handlers->startElementNs = take_root;
-    handlers->endElementNs = pass_end;
+    handlers->internalSubset = meet_document_type;
+    handlers->startElementNs = begin_element;
+    handlers->endElementNs = end_element;
     handlers->characters = pass_text;
     handlers->cdataBlock = pass_text;
-    handlers->comment = pass_one;
-    handlers->processingInstruction = pass_two;
-    handlers->reference = pass_one;
+    handlers->comment = pass_comment;
+    handlers->processingInstruction = pass_instruction;
+}
+
+xml_root_result root_of_document(const char *text, size_t length, const root_search &search)
+{
+    const xml_doc document = xml_parse(text, length);
+    const xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
+    if (root == nullptr)
+        return xml_root_unreadable;
+    const bool matches = root->ns != nullptr && xmlStrEqual(root->name, search.name) != 0 &&
+                         xmlStrEqual(root->ns->href, search.name_space) != 0;
+    return matches ? xml_root_matches : xml_root_differs;
 }
 
 } // namespace
@@ -63,18 +106,24 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
                               const char *name_space)
 {
     if (length > INT_MAX)
-        return xml_root_unknown;
+        return xml_root_unreadable;
     xml_memory_watch();
     const xml_parser parser(xmlNewParserCtxt());
     if (!parser)
-        return xml_root_unknown;
-    wanted_root wanted = {reinterpret_cast<const xmlChar *>(name),
-                          reinterpret_cast<const xmlChar *>(name_space), false, false};
-    parser->_private = &wanted;
+        return xml_root_unreadable;
+    root_search search = {reinterpret_cast<const xmlChar *>(name),
+                          reinterpret_cast<const xmlChar *>(name_space),
+                          false,
+                          false,
+                          false,
+                          0};
+    parser->_private = &search;
     keep_no_content(parser->sax);
     const xml_doc empty(xmlCtxtReadMemory(parser.get(), text, static_cast<int>(length), nullptr,
                                           "utf-8", XML_PARSE_NOBLANKS));
+    if (search.needs_document)
+        return root_of_document(text, length, search);
     if (!empty || xml_memory_ran_out())
-        return xml_root_unknown;
-    return wanted.is_it ? xml_root_is_it : xml_root_is_other;
+        return xml_root_unreadable;
+    return search.matches ? xml_root_matches : xml_root_differs;
 }

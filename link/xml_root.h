@@ -6,13 +6,15 @@
 #include <stddef.h>
 
 enum xml_root_result {
-    xml_root_is_other,
-    xml_root_is_it,
-    xml_root_unknown, // the text is not well-formed, or memory runs out
+    xml_root_differs,
+    xml_root_matches,
+    xml_root_unreadable, // the text is not well-formed, or memory runs out
 };
 
 // Whether the root of a message (length bytes) is the element of this name in
-// this namespace. The whole message is read, as xml_parse would (link/xpath.h).
+// this namespace. The result is that of a document made by xml_parse
+// (link/xpath.h): a message with a document type, or with a text of more than a
+// million bytes, which the parser treats otherwise in a document, is given one.
 xml_root_result xml_root_find(const char *text, size_t length, const char *name,
                               const char *name_space);
 

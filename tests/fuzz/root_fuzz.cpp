@@ -15,11 +15,11 @@ xml_root_result document_says(const std::string &text)
     const xml_doc document = xml_parse(text.data(), text.size());
     ns_entry *namespaces = nullptr;
     if (!document || ns_add(&namespaces, "n", name_space) != 0) {
-        return xml_root_unknown;
+        return xml_root_unreadable;
     }
     const xpath_result found(xpath_eval(document.get(), "/n:a", &namespaces));
     ns_free(&namespaces);
-    return found ? xml_root_is_it : xml_root_is_other;
+    return found ? xml_root_matches : xml_root_differs;
 }
 
 } // namespace

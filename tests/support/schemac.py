@@ -48,7 +48,7 @@ class Server:
     """A redis-server of our own, stopped by its process id."""
 
     def __init__(self, *options):
-        self.directory = tempfile.mkdtemp(prefix="schemac")
+        self.directory = tempfile.mkdtemp(prefix="schemac", dir="/tmp")
         self.socket = os.path.join(self.directory, "r")
         self.process = subprocess.Popen(
             ["redis-server", "--port", "0", "--unixsocket", self.socket, "--dir", self.directory,
