@@ -119,8 +119,7 @@ static void write_hash(const schema_writer *writer, const std::string &path,
     }
 }
 
-/* The shell puts each node that it reads before those that it has: last first,
- * they come out in the model's order. */
+/* The shell prepends each node that it reads, so nodes are stored in reverse. */
 static void write_nodes(const schema_writer *writer, const std::string &path,
                         std::vector<hash_field> *fields)
 {
