@@ -12,6 +12,21 @@ if(NOT VANDEL_SANITIZE AND NOT VANDEL_FUZZ)
   target_compile_options(vandel_common INTERFACE -Werror)
 endif()
 target_compile_definitions(vandel_common INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64)
+
+# Position independence has to be asked for when linking, too.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES C CXX)
+
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fstack-clash-protection VANDEL_HAS_STACK_CLASH_PROTECTION)
+if(VANDEL_HAS_STACK_CLASH_PROTECTION)
+  target_compile_options(vandel_common INTERFACE -fstack-clash-protection)
+endif()
+check_cxx_compiler_flag(-fcf-protection VANDEL_HAS_CF_PROTECTION)
+if(VANDEL_HAS_CF_PROTECTION)
+  target_compile_options(vandel_common INTERFACE -fcf-protection)
+endif()
+
 # RUNPATH, not RPATH: LD_LIBRARY_PATH must be able to replace the platform libraries.
 target_link_options(vandel_common INTERFACE -Wl,--enable-new-dtags -Wl,-z,relro -Wl,-z,now
                     -Wl,--as-needed)
@@ -33,8 +48,17 @@ elseif(VANDEL_FUZZ)
                             -fno-sanitize-recover=undefined -fno-omit-frame-pointer -g
                             -Wno-sign-conversion)
   target_link_options(vandel_common INTERFACE -fsanitize=address,undefined)
-elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
-  target_compile_definitions(vandel_common INTERFACE _FORTIFY_SOURCE=2)
+else()
+  # Wherever something is optimised: elsewhere the C library warns of it.
+  include(CheckCXXSourceCompiles)
+  string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)
+  set(CMAKE_REQUIRED_FLAGS "${CMAKE_CXX_FLAGS_${build_type}}")
+  check_cxx_source_compiles("#ifndef __OPTIMIZE__\n#error\n#endif\nint main() {}"
+                            VANDEL_OPTIMISES_${build_type})
+  unset(CMAKE_REQUIRED_FLAGS)
+  if(VANDEL_OPTIMISES_${build_type})
+    target_compile_definitions(vandel_common INTERFACE _FORTIFY_SOURCE=2)
+  endif()
 endif()
 
 add_library(vandel_options INTERFACE)
