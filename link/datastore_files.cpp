@@ -2,7 +2,6 @@
 // file and back.
 #include "link/datastore_commands.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <stdint.h>
 #include <stdio.h>
@@ -14,6 +13,7 @@
 #include "bounded.h"
 #include "link/copy_config.h"
 #include "link/exchange.h"
+#include "link/export_file.h"
 #include "shell/args.h"
 #include "shell/log.h"
 #include "shell/session.h"
@@ -79,30 +79,7 @@ int read_datastore(const char *source, malloc_ptr<char> *reply)
     return 0;
 }
 
-// Whether an open file is the operator's own, and no device or FIFO.
-bool is_own_file(int fd)
-{
-    struct stat status = {};
-    return fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_uid == geteuid();
-}
-
-// Opens the file that is to be written, as fopen does for "w", and empties it.
-// The place was cleared before the datastore was read; what somebody else has
-// put there meanwhile, a link or a FIFO, is not written to. Null when it cannot
-// be opened.
-FILE *open_export(const char *path)
-{
-    const int flags = O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    const int fd = open(path, flags, S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH);
-    if (fd < 0)
-        return nullptr;
-    FILE *file = is_own_file(fd) && ftruncate(fd, 0) == 0 ? fdopen(fd, "w") : nullptr;
-    if (file == nullptr)
-        close(fd);
-    return file;
-}
-
-// Writes the file in one piece; 0 or -1 (logged), and then there is no file.
+// Writes the section to the file; 0 or -1.
 int write_export(const char *path, std::string_view section)
 {
     const heap_text text = text_concat({file_head, section});
@@ -110,18 +87,7 @@ int write_export(const char *path, std::string_view section)
         puts("write_buf malloc error.\r");
         return -1;
     }
-    FILE *file = open_export(path);
-    if (file == nullptr) {
-        log_error("[ERROR] Opening output file failed.\n\n");
-        return -1;
-    }
-    const size_t size = file_head.size() + section.size();
-    const bool written = fwrite(text.get(), 1, size, file) == size;
-    if (fclose(file) == 0 && written)
-        return 0;
-    log_error("[ERROR] write file fail.\n\n");
-    unlink(path);
-    return -1;
+    return export_file_write(path, {text.get(), file_head.size() + section.size()});
 }
 
 int export_data(const char *path, std::string_view reply)
@@ -149,40 +115,6 @@ int export_config(const char *source, const char *path)
         return 0;
     puts("write config file fail.\r");
     return -1;
-}
-
-// A symbolic link to nothing, which is going to be replaced: what it leads to is
-// not to be created first.
-bool remove_dangling_link(const char *path)
-{
-    struct stat status = {};
-    return lstat(path, &status) == 0 && S_ISLNK(status.st_mode) && stat(path, &status) != 0 &&
-           errno == ENOENT && unlink(path) == 0;
-}
-
-// Makes sure that the path can be written and holds nothing but a file, which
-// is removed (of a symbolic link, the link); false with a message.
-bool clear_export_path(const char *path)
-{
-    if (remove_dangling_link(path))
-        return true;
-    // O_NONBLOCK: a FIFO must not hold the shell up.
-    const open_descriptor file(open(path, O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK, S_IRWXU));
-    if (file.fd < 0) {
-        printf("Opening output file failed.");
-        return false;
-    }
-    struct stat status = {};
-    if (fstat(file.fd, &status) != 0) {
-        log_error("[ERROR] Unable to get input file information.\n\n");
-        return false;
-    }
-    if (!S_ISREG(status.st_mode)) {
-        log_error("[ERROR] export path is not a file.\r\n\n");
-        return false;
-    }
-    unlink(path);
-    return true;
 }
 
 // Reads up to size bytes of a file; 0 or -1.
@@ -264,7 +196,7 @@ int cmd_export_config(const char *line)
         puts("input source is error,should be running or startup.\r");
         return 0;
     }
-    if (!clear_export_path(path))
+    if (export_file_clear(path) != 0)
         return 0;
     if (export_config(words.argv[1], path) != 0)
         puts("export config fail.\r");

@@ -78,9 +78,7 @@ ssize_t __real_write(int fd, const void *from, size_t size);
 int __real_open64(const char *path, int flags, ...);
 int __real_fstat64(int fd, struct stat64 *status);
 int __real_lstat64(const char *path, struct stat64 *status);
-FILE *__real_fopen64(const char *path, const char *mode);
-size_t __real_fwrite(const void *from, size_t size, size_t count, FILE *file);
-int __real_fclose(FILE *file);
+int __real_close(int fd);
 ssize_t __real_pread64(int fd, void *into, size_t size, off64_t offset);
 ssize_t __real_pwrite64(int fd, const void *from, size_t size, off64_t offset);
 int __real_ftruncate64(int fd, off64_t size);
@@ -131,20 +129,10 @@ int __wrap_lstat64(const char *path, struct stat64 *status)
 {
     return call_fault_of("lstat") != nullptr ? -1 : __real_lstat64(path, status);
 }
-FILE *__wrap_fopen64(const char *path, const char *mode)
+int __wrap_close(int fd)
 {
-    return call_fault_of("fopen") != nullptr ? nullptr : __real_fopen64(path, mode);
-}
-size_t __wrap_fwrite(const void *from, size_t size, size_t count, FILE *file)
-{
-    const call_fault *fault = call_fault_of("fwrite");
-    return __real_fwrite(from, size, fault != nullptr ? count / 2 : count, file);
-}
-int __wrap_fclose(FILE *file)
-{
-    const call_fault *fault = call_fault_of("fclose");
-    const int result = __real_fclose(file);
-    return fault != nullptr ? EOF : result;
+    const int result = __real_close(fd);
+    return call_fault_of("close") != nullptr ? -1 : result;
 }
 ssize_t __wrap_pread64(int fd, void *into, size_t size, off64_t offset)
 {

@@ -10,18 +10,14 @@ namespace
 {
 
 const call_fault system_faults[] = {
-    {"read", fault_error, EIO},      {"read", fault_error, EINTR},
-    {"read", fault_short, 0},        {"read", fault_end, 0},
-    {"write", fault_error, EIO},     {"write", fault_error, EINTR},
-    {"write", fault_short, 0},       {"open", fault_error, EMFILE},
-    {"open", fault_error, ENOSPC},   {"fstat", fault_error, EIO},
-    {"lstat", fault_error, EIO},     {"fopen", fault_error, ENOSPC},
-    {"fwrite", fault_short, ENOSPC}, {"fclose", fault_error, ENOSPC},
-    {"pread", fault_error, EIO},     {"pread", fault_error, EINTR},
-    {"pread", fault_short, 0},       {"pwrite", fault_error, ENOSPC},
-    {"pwrite", fault_error, EINTR},  {"pwrite", fault_short, 0},
-    {"ftruncate", fault_error, EIO}, {"fchmod", fault_error, EPERM},
-    {"unlink", fault_error, EPERM},  {"access", fault_error, EACCES},
+    {"read", fault_error, EIO},      {"read", fault_error, EINTR},   {"read", fault_short, 0},
+    {"read", fault_end, 0},          {"write", fault_error, EIO},    {"write", fault_error, EINTR},
+    {"write", fault_short, 0},       {"open", fault_error, EMFILE},  {"open", fault_error, ENOSPC},
+    {"fstat", fault_error, EIO},     {"lstat", fault_error, EIO},    {"close", fault_error, ENOSPC},
+    {"pread", fault_error, EIO},     {"pread", fault_error, EINTR},  {"pread", fault_short, 0},
+    {"pwrite", fault_error, ENOSPC}, {"pwrite", fault_error, EINTR}, {"pwrite", fault_short, 0},
+    {"ftruncate", fault_error, EIO}, {"fchmod", fault_error, EPERM}, {"unlink", fault_error, EPERM},
+    {"access", fault_error, EACCES},
 };
 
 const call_fault lookup_faults[] = {
