@@ -3,7 +3,6 @@
 #include <stdlib.h>
 
 #include "bounded.h"
-#include "shell/text.h"
 
 namespace
 {
@@ -15,11 +14,14 @@ size_t text_length(const output_chunk *chunk)
     return chunk->capacity - chunk->remaining;
 }
 
-void free_chunk(output_chunk *chunk)
+void free_chunk(output_chunk *&chunk)
 {
+    if (chunk == nullptr)
+        return;
     memset_s(chunk->data, chunk->capacity, 0, text_length(chunk));
     free(chunk->data);
     free(chunk);
+    chunk = nullptr;
 }
 
 output_chunk *create_chunk(uint32_t capacity)
@@ -85,11 +87,18 @@ size_t pool_text_length()
 
 void pool_release()
 {
-    for (output_chunk *&chunk : session.output.slot) {
-        if (chunk == nullptr)
-            break;
+    for (output_chunk *&chunk : session.output.slot)
         free_chunk(chunk);
-        chunk = nullptr;
-    }
     session.output.current = 0;
+}
+
+int pool_move_to(text_buffer *out, size_t more)
+{
+    int failed = text_reserve(out, {pool_text_length(), more});
+    for (unsigned slot = 0; slot < output_chunk_slots && failed == 0; slot++) {
+        failed = text_append(out, pool_chunk_text(slot));
+        free_chunk(session.output.slot[slot]);
+    }
+    pool_release();
+    return failed;
 }

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "shell/session.h"
+#include "shell/text.h"
 
 struct output_chunk {
     uint32_t capacity;  // bytes in data
@@ -30,5 +31,10 @@ void pool_release();
 
 // The sum of the texts' lengths.
 size_t pool_text_length();
+
+// Appends the texts to `out`, with room for `more` bytes after them. Each chunk is
+// freed as soon as its text has been copied; the pool is empty in the end. 0, or
+// -1 when memory runs out.
+int pool_move_to(text_buffer *out, size_t more);
 
 #endif

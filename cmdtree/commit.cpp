@@ -11,6 +11,7 @@
 #include "cmdtree/tree.h"
 #include "cmdtree/xml_writer.h"
 #include "link/exchange.h"
+#include "link/frame.h"
 #include "link/xml_print.h"
 #include "schema/local_entries.h"
 #include "schema/masking.h"
@@ -59,33 +60,31 @@ int require_tree(command_tree *tree)
     return -1;
 }
 
-// The body in the output pool between head and tail, as one text with the
-// bytes for "/" and ":" restored in the body. Releases the pool.
-heap_text join_request(const char *head, const char *tail)
+// The body in the output pool between head and tail, with the bytes for "/" and
+// ":" restored in the body; without data when memory runs out. Releases the pool.
+text_buffer join_request(std::string_view head, std::string_view tail)
 {
     text_buffer request;
-    const size_t head_length = std::string_view(head).size();
-    int failed =
-        text_reserve(&request, {head_length, pool_text_length(), std::string_view(tail).size()});
-    if (failed == 0)
-        failed = text_append(&request, head);
-    for (unsigned slot = 0; slot < output_chunk_slots && failed == 0; slot++)
-        failed = text_append(&request, pool_chunk_text(slot));
-    pool_release();
-    if (failed != 0)
-        return nullptr;
-    unmask_keys(request.data.get() + head_length);
-    return text_append(&request, tail) == 0 ? std::move(request.data) : nullptr;
+    if (text_append(&request, frame_room) != 0 || text_append(&request, head) != 0) {
+        pool_release();
+        return {};
+    }
+    const size_t body = request.length;
+    if (pool_move_to(&request, tail.size()) != 0)
+        return {};
+    unmask_keys(request.data.get() + body);
+    text_append(&request, tail); // there is room
+    return request;
 }
 
-// The request that carries the tree; null when it cannot be built, and then
-// the tree is as it was.
-heap_text build_request(const command_tree *tree)
+// The request that carries the tree; without data when it cannot be built, and
+// then the tree is as it was.
+text_buffer build_request(const command_tree *tree)
 {
     const bool in_rpc = session.rpc_path != nullptr;
     if (tree_to_xml(tree->root, in_rpc ? path_scope_session : path_scope_configuration) != 0) {
         puts("cmdtree to netconf error \r");
-        return nullptr;
+        return {};
     }
     char head[header_size];
     const int written =
@@ -95,15 +94,15 @@ heap_text build_request(const command_tree *tree)
     session.message_id++;
     if (written < 0) {
         pool_release();
-        return nullptr;
+        return {};
     }
     return join_request(head, in_rpc ? rpc_tail : edit_config_tail);
 }
 
 // Sends the request and prints the reply; 0 or -1 with a message.
-int exchange_request(const char *request)
+int exchange_request(text_buffer *request)
 {
-    if (msg_send_text(request) != 0) {
+    if (msg_send_buffer(request) != 0) {
         puts("Send message error. \r");
         return -1;
     }
@@ -142,11 +141,11 @@ int cmd_commit(const char *line)
     command_tree *tree = current_tree();
     if (require_tree(tree) != 0)
         return 0;
-    const heap_text request = build_request(tree);
-    if (!request)
+    text_buffer request = build_request(tree);
+    if (!request.data)
         return 0;
     cmd_node *sent = tree_detach(tree);
-    if (exchange_request(request.get()) != 0)
+    if (exchange_request(&request) != 0)
         return 0;
     tree_free_node(sent);
     local_entries_forget(session.rpc_path, nullptr);

@@ -3,12 +3,14 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
+#include <utility>
 
 #include "bounded.h"
 #include "cmdtree/chunk_pool.h"
 #include "cmdtree/tree.h"
 #include "cmdtree/xml_writer.h"
 #include "link/exchange.h"
+#include "link/frame.h"
 #include "link/xml_print.h"
 #include "schema/local_entries.h"
 #include "schema/masking.h"
@@ -32,7 +34,9 @@ int fill_header(text_buffer *request)
                   "  <copy-config>\r\n",
                   static_cast<int>(session.message_id));
     session.message_id++;
-    return written < 0 ? -1 : text_append(request, head);
+    if (written < 0 || text_append(request, frame_room) != 0)
+        return -1;
+    return text_append(request, head);
 }
 
 // The element of a datastore that has a name or a url; 0 or -1.
@@ -68,7 +72,7 @@ int fill_target(text_buffer *request, const char *word, datastore code)
 }
 
 // The staged configuration, which is dropped once it stands in the request, with
-// room for all that comes behind it.
+// room for all that comes after it.
 int fill_staged(text_buffer *request)
 {
     command_tree *tree = &session.config_tree;
@@ -76,13 +80,9 @@ int fill_staged(text_buffer *request)
         log_error("[ERROR] cmdtree to netconf error \r\n\n");
         return -1;
     }
-    int failed = text_reserve(request, {pool_text_length(), sizeof config_close,
-                                        sizeof source_close, sizeof request_close});
     const size_t body = request->length;
-    for (unsigned slot = 0; slot < output_chunk_slots && failed == 0; slot++)
-        failed = text_append(request, pool_chunk_text(slot));
-    pool_release();
-    if (failed != 0) {
+    if (pool_move_to(request, sizeof config_close + sizeof source_close + sizeof request_close) !=
+        0) {
         log_error("[ERROR] reclloc memery fail.\n");
         return -1;
     }
@@ -92,27 +92,38 @@ int fill_staged(text_buffer *request)
     return 0;
 }
 
-int fill_config(text_buffer *request, const char *config_text)
+// A configuration that was read, in whose buffer the request goes on.
+int fill_given(text_buffer *request, text_buffer *config)
+{
+    if (text_prepend(config, {request->data.get(), request->length}) != 0) {
+        log_error("[ERROR] reclloc memery fail.\n");
+        return -1;
+    }
+    *request = std::move(*config);
+    *config = text_buffer{};
+    return 0;
+}
+
+int fill_config(text_buffer *request, text_buffer *config)
 {
     if (text_append(request, "      <config>\r\n") != 0)
         return -1;
-    const int failed =
-        config_text != nullptr ? text_append(request, config_text) : fill_staged(request);
+    const int failed = config != nullptr ? fill_given(request, config) : fill_staged(request);
     return failed != 0 ? -1 : text_append(request, config_close);
 }
 
-int fill_source(text_buffer *request, const char *word, datastore code, const char *config_text)
+int fill_source(text_buffer *request, const char *word, datastore code, text_buffer *config)
 {
     if (text_append(request, "    <source>\r\n") != 0)
         return -1;
-    const int failed = code == datastore_config ? fill_config(request, config_text)
+    const int failed = code == datastore_config ? fill_config(request, config)
                                                 : fill_datastore(request, word, code);
     return failed != 0 ? -1 : text_append(request, source_close);
 }
 
-void exchange_copy(const char *request)
+void exchange_copy(text_buffer *request)
 {
-    if (msg_send_text(request) != 0) {
+    if (msg_send_buffer(request) != 0) {
         puts("send copy-config message fail.\r");
         return;
     }
@@ -141,8 +152,8 @@ datastore datastore_code(const char *word)
     return strcmp(word, "config") == 0 ? datastore_config : datastore_url;
 }
 
-void copy_config(const char *source, datastore source_code, const char *config_text,
-                 const char *target, datastore target_code)
+void copy_config(const char *source, datastore source_code, text_buffer *config, const char *target,
+                 datastore target_code)
 {
     if (source == nullptr || target == nullptr) {
         log_error("[ERROR] input is null.\r\n\n");
@@ -158,7 +169,7 @@ void copy_config(const char *source, datastore source_code, const char *config_t
         return;
     }
     if (fill_target(&request, target, target_code) != 0 ||
-        fill_source(&request, source, source_code, config_text) != 0) {
+        fill_source(&request, source, source_code, config) != 0) {
         log_error("[ERROR] fill target fail.\r\n\n");
         return;
     }
@@ -166,5 +177,5 @@ void copy_config(const char *source, datastore source_code, const char *config_t
         log_error("[ERROR] fill tail fail.\r\n\n");
         return;
     }
-    exchange_copy(request.data.get());
+    exchange_copy(&request);
 }

@@ -2,6 +2,10 @@
 #ifndef VANDEL_LINK_COPY_CONFIG_H
 #define VANDEL_LINK_COPY_CONFIG_H
 
+#include <stddef.h>
+
+#include "shell/text.h"
+
 enum datastore {
     datastore_candidate = 0,
     datastore_running = 1,
@@ -14,10 +18,14 @@ enum datastore {
 // The code of a word: a name above, any other word a url, null none.
 datastore datastore_code(const char *word);
 
+// The request takes this much at most besides a configuration and two words.
+constexpr size_t copy_config_room = 512;
+
 // Copies a datastore: sends the request, prints the reply, reports failures.
 // A source of code datastore_config is the staged configuration, which is
-// dropped with it, when `config_text` is null, and that text otherwise.
-void copy_config(const char *source, datastore source_code, const char *config_text,
-                 const char *target, datastore target_code);
+// dropped with it, when `config` is null, and otherwise the text in this buffer,
+// which the request takes over; with room for the rest of it, nothing is copied.
+void copy_config(const char *source, datastore source_code, text_buffer *config, const char *target,
+                 datastore target_code);
 
 #endif

@@ -77,7 +77,7 @@ int cmd_delete_config(const char *line)
         printf("error command, please use:delete-config\r\n ");
         return 0;
     }
-    const heap_text request(static_cast<char *>(calloc(1, request_size)));
+    heap_text request(static_cast<char *>(calloc(1, request_size)));
     if (!request) {
         puts("delete config cmd buf malloc fail.\r");
         return 0;
@@ -94,8 +94,10 @@ int cmd_delete_config(const char *line)
                   static_cast<int>(session.message_id));
     session.message_id++;
     // This request alone travels without the zero byte behind its text.
-    if (length > 0 && msg_send(request.get(), static_cast<uint32_t>(length)) == 0)
-        print_reply();
+    if (length <= 0 || msg_send(request.get(), static_cast<uint32_t>(length)) != 0)
+        return 0;
+    request.reset();
+    print_reply();
     return 0;
 }
 
@@ -124,7 +126,7 @@ int cmd_save(const char *line)
     session.message_id++;
     if (length < 0)
         return 0;
-    if (msg_send_text(request) != 0)
+    if (msg_send(request, static_cast<uint32_t>(length) + 1) != 0)
         printf("The save command send message fail! ");
     else if (print_reply() != 0)
         printf("Get the reply message of save command is fail! ");

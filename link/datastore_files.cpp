@@ -9,6 +9,7 @@
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "bounded.h"
 #include "link/copy_config.h"
@@ -49,7 +50,7 @@ struct open_descriptor {
 // one is due.
 int read_datastore(const char *source, malloc_ptr<char> *reply)
 {
-    const heap_text request(static_cast<char *>(calloc(1, request_size)));
+    heap_text request(static_cast<char *>(calloc(1, request_size)));
     if (!request) {
         puts("export get config buf malloc fail.\r");
         return -1;
@@ -67,7 +68,7 @@ int read_datastore(const char *source, malloc_ptr<char> *reply)
     session.message_id++;
     if (length < 0)
         return -1;
-    if (msg_send_text(request.get()) != 0) {
+    if (msg_send_text(std::move(request)) != 0) {
         puts("send get-config message fail.\r");
         return -1;
     }
@@ -117,68 +118,80 @@ int export_config(const char *source, const char *path)
     return -1;
 }
 
-// Reads up to size bytes of a file; 0 or -1.
+// Reads up to size bytes of a file into the room of a buffer; 0 or -1.
 int read_file(int fd, size_t size, text_buffer *content)
 {
-    secret_piece piece;
     while (content->length < size) {
-        const ssize_t got = read(fd, piece.bytes, sizeof piece.bytes);
+        const ssize_t got = read(fd, content->data.get() + content->length, size - content->length);
         if (got < 0)
             return -1;
         if (got == 0)
             return 0;
-        if (text_append(content, {piece.bytes, static_cast<size_t>(got)}) != 0)
-            return -1;
+        content->length += static_cast<size_t>(got);
     }
     return 0;
 }
 
-void import_data(std::string_view content, const char *target)
-{
-    const size_t open_tag = content.find(data_open);
-    if (open_tag == std::string_view::npos) {
-        puts("the file have no <data>.\r");
-        return;
-    }
-    content.remove_prefix(open_tag + data_open.size());
-    const size_t close_tag = content.rfind(data_close);
-    if (close_tag == std::string_view::npos) {
-        puts("the file have no </data>.\r");
-        return;
-    }
-    const heap_text text = text_copy(content.substr(0, close_tag));
-    if (!text) {
-        log_error("[ERROR] data malloc fail.\n");
-        return;
-    }
-    copy_config(text.get(), datastore_config, text.get(), target, datastore_code(target));
-}
-
-void import_config(const char *path, const char *target)
+// Reads the file into a buffer in which the request for it has room, too; 0 or -1
+// with a message.
+int load_file(const char *path, text_buffer *content)
 {
     // No link and no FIFO: the handler has looked, but somebody may be quicker.
     const open_descriptor file(open(path, O_RDONLY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK));
     if (file.fd < 0) {
         log_error("[ERROR] Opening input file failed.\r\n\n");
-        return;
+        return -1;
     }
     struct stat status = {};
     if (fstat(file.fd, &status) != 0) {
         log_error("[ERROR] Unable to get input file information.\n\n");
-        return;
+        return -1;
     }
     if (status.st_size == 0) {
         log_error("[ERROR] input file is EMPTY.\n\n");
         printf("warning:input file is EMPTY.");
-        return;
+        return -1;
+    }
+    const uint64_t told = static_cast<uint64_t>(status.st_size);
+    const size_t size = told < SIZE_MAX ? static_cast<size_t>(told) : SIZE_MAX;
+    if (text_reserve(content, {size, copy_config_room}) != 0) {
+        log_error("[ERROR] data malloc fail.\n");
+        return -1;
     }
     // Read, not mapped: a file that is cut short meanwhile must not end the shell.
-    text_buffer content;
-    if (read_file(file.fd, static_cast<size_t>(status.st_size), &content) != 0) {
-        log_error("[ERROR] mmap err.\n\n");
-        return;
+    if (read_file(file.fd, size, content) == 0)
+        return 0;
+    log_error("[ERROR] mmap err.\n\n");
+    return -1;
+}
+
+// Cuts the file down to what stands between the tags, up to a zero byte in it;
+// 0 or -1 with a message.
+int keep_data(text_buffer *content)
+{
+    std::string_view text(content->data.get(), content->length);
+    const size_t open_tag = text.find(data_open);
+    if (open_tag == std::string_view::npos) {
+        puts("the file have no <data>.\r");
+        return -1;
     }
-    import_data({content.data.get(), content.length}, target);
+    const size_t start = open_tag + data_open.size();
+    text.remove_prefix(start);
+    const size_t close_tag = text.rfind(data_close);
+    if (close_tag == std::string_view::npos) {
+        puts("the file have no </data>.\r");
+        return -1;
+    }
+    text = text.substr(0, close_tag);
+    text_keep(content, start, text.substr(0, text.find('\0')).size());
+    return 0;
+}
+
+void import_config(const char *path, const char *target)
+{
+    text_buffer content;
+    if (load_file(path, &content) == 0 && keep_data(&content) == 0)
+        copy_config("config", datastore_config, &content, target, datastore_code(target));
 }
 
 } // namespace

@@ -46,12 +46,38 @@ secret_block frame_allocate(uint32_t body_length)
     return {static_cast<char *>(calloc(1, size)), size};
 }
 
-// Fills in the header, with the next sequence number, and the body.
-void frame_fill(const secret_block &frame, const char *body, uint32_t length)
+// Fills in the header, with the next sequence number, and writes the frame; as
+// msg_send.
+int send_frame(const secret_block &frame)
 {
-    frame_write_header(reinterpret_cast<uint8_t *>(frame.data), length, session.send_seq);
+    frame_write_header(reinterpret_cast<uint8_t *>(frame.data),
+                       static_cast<uint32_t>(frame.size - frame_header_size), session.send_seq);
     session.send_seq++;
-    memcpy_s(frame.data + frame_header_size, length, body, length);
+    if (server_fd <= 0) {
+        log_error("[ERROR] Connect to Server first!Send msg error.\n");
+        return 0;
+    }
+    if (exchange_lock() != 0) {
+        printf("pthread mutex lock error!\n\t");
+        return -1;
+    }
+    if (socket_write(frame.data, frame.size) < 0) {
+        log_error("[ERROR] Send message failed(%s).\n", strerror(errno));
+        release_lock();
+        return -1;
+    }
+    return 0;
+}
+
+// Whether a text of this length and its terminating zero fit into a frame;
+// false is logged.
+bool fits_frame(size_t length)
+{
+    size_t size = 0;
+    if (size_add(length, 1, &size) && size <= UINT32_MAX)
+        return true;
+    log_error("[ERROR] send error:out of memory!\n");
+    return false;
 }
 
 // Reads until `length` bytes are in; 0 or -1.
@@ -94,31 +120,24 @@ int msg_send(const char *body, uint32_t length)
         log_error("[ERROR] send error:out of memory!\n");
         return -1;
     }
-    frame_fill(frame, body, length);
-    if (server_fd <= 0) {
-        log_error("[ERROR] Connect to Server first!Send msg error.\n");
-        return 0;
-    }
-    if (exchange_lock() != 0) {
-        printf("pthread mutex lock error!\n\t");
-        return -1;
-    }
-    if (socket_write(frame.data, frame.size) < 0) {
-        log_error("[ERROR] Send message failed(%s).\n", strerror(errno));
-        release_lock();
-        return -1;
-    }
-    return 0;
+    memcpy_s(frame.data + frame_header_size, length, body, length);
+    return send_frame(frame);
 }
 
-int msg_send_text(const char *text)
+int msg_send_text(heap_text text)
 {
-    size_t size = 0;
-    if (!size_add(strlen(text), 1, &size) || size > UINT32_MAX) {
-        log_error("[ERROR] send error:out of memory!\n");
+    const size_t length = strlen(text.get());
+    return fits_frame(length) ? msg_send(text.get(), static_cast<uint32_t>(length + 1)) : -1;
+}
+
+int msg_send_buffer(text_buffer *text)
+{
+    const secret_block frame(text->data.release(), text->length + 1);
+    *text = text_buffer{};
+    if (!fits_frame(frame.size - 1 - frame_header_size))
         return -1;
-    }
-    return msg_send(text, static_cast<uint32_t>(size));
+    log_info("[INFO] Send a message to tarnd.\n");
+    return send_frame(frame);
 }
 
 int msg_recv(char **body, uint32_t *length)

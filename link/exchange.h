@@ -10,6 +10,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "shell/text.h"
+
 // Sends body (length bytes, the terminating zero of its text among them) as
 // one frame; 0 or -1. On 0 the exchange lock is held, except that a session
 // without a connected socket sends nothing, takes no lock and still returns 0.
@@ -23,8 +25,14 @@ int msg_recv(char **body, uint32_t *length);
 // and gives the lock back in every case. Results as msg_recv.
 int msg_wait_reply(char **body, uint32_t *length);
 
-// Sends a text with its terminating zero; as msg_send. A text too long for a
-// frame is refused.
-int msg_send_text(const char *text);
+// Both send a text with its terminating zero and give it back, wiped, sent or
+// not: nothing of a request is held while its reply is awaited. Results as
+// msg_send; a text too long for a frame is refused.
+int msg_send_text(heap_text text);
+
+// The same without a copy, for what may be large: the text begins with
+// frame_room (link/frame.h), which the header takes the place of. The buffer is
+// empty afterwards.
+int msg_send_buffer(text_buffer *text);
 
 #endif

@@ -13,10 +13,16 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string_view>
 
 constexpr uint32_t frame_magic = 0xFEDCBAFF;
 constexpr size_t frame_header_size = 12;
 constexpr uint32_t frame_body_limit = 1U << 28;
+
+// What a body begins with while it is written in the place of its frame: the
+// header overwrites it. It holds no zero byte, so that the text is one text.
+constexpr std::string_view frame_room = "(the header)";
+static_assert(frame_room.size() == frame_header_size);
 
 // Writes a header to the first frame_header_size bytes of out.
 void frame_write_header(uint8_t *out, uint32_t body_length, uint16_t sequence);

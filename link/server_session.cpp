@@ -65,14 +65,14 @@ int read_session_id(const char *reply, uint32_t length)
 
 int session_create()
 {
-    const heap_text request(static_cast<char *>(calloc(1, request_size)));
+    heap_text request(static_cast<char *>(calloc(1, request_size)));
     if (!request)
         return -1;
     const struct passwd *user = getpwuid(getuid());
     if (user == nullptr)
         return -1;
     create_session_request(request.get(), user->pw_name);
-    if (msg_send_text(request.get()) != 0)
+    if (msg_send_text(std::move(request)) != 0)
         return -1;
     char *reply = nullptr;
     uint32_t length = 0;

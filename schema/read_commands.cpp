@@ -40,7 +40,7 @@ void exchange_get(heap_text request)
         return;
     }
     unmask_keys(request.get());
-    if (msg_send_text(request.get()) != 0)
+    if (msg_send_text(std::move(request)) != 0)
         return;
     char *reply = nullptr;
     uint32_t length = 0;
@@ -57,7 +57,7 @@ void exchange_get_config(heap_text request)
         return;
     }
     unmask_keys(request.get());
-    if (msg_send_text(request.get()) != 0) {
+    if (msg_send_text(std::move(request)) != 0) {
         puts("send error!\r");
         return;
     }

@@ -43,7 +43,7 @@ int exchange_document(heap_text request)
         return -1;
     }
     unmask_keys(request.get());
-    if (msg_send_text(request.get()) != 0) {
+    if (msg_send_text(std::move(request)) != 0) {
         log_debug("[DEBUG] send get msg error\n");
         return -1;
     }

@@ -96,16 +96,11 @@ int buffer_refuse(text_buffer *buffer)
     return -1;
 }
 
-// Makes room for `needed` bytes, doubling so that appending stays linear.
-int buffer_reserve(text_buffer *buffer, size_t needed)
+// Makes room for `needed` bytes in a block of `capacity`, unless there is room.
+int buffer_reserve(text_buffer *buffer, size_t needed, size_t capacity)
 {
     if (needed <= buffer->capacity)
         return 0;
-    size_t capacity = buffer->capacity < first_capacity ? first_capacity : buffer->capacity;
-    while (capacity < needed) {
-        if (!size_add(capacity, capacity, &capacity))
-            capacity = needed;
-    }
     char *block = buffer->data.release();
     void *grown =
         block == nullptr ? calloc(1, capacity) : mem_grow(block, buffer->length, capacity);
@@ -116,6 +111,19 @@ int buffer_reserve(text_buffer *buffer, size_t needed)
     return 0;
 }
 
+// The capacity for `needed` bytes that makes appending linear: what is there is
+// doubled.
+size_t doubled_capacity(size_t capacity, size_t needed)
+{
+    if (capacity < first_capacity)
+        capacity = first_capacity;
+    while (capacity < needed) {
+        if (!size_add(capacity, capacity, &capacity))
+            capacity = needed;
+    }
+    return capacity;
+}
+
 } // namespace
 
 int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths)
@@ -124,7 +132,7 @@ int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths)
     bool fits = size_add(buffer->length, 1, &needed);
     for (const size_t length : lengths)
         fits = fits && size_add(needed, length, &needed);
-    return fits ? buffer_reserve(buffer, needed) : buffer_refuse(buffer);
+    return fits ? buffer_reserve(buffer, needed, needed) : buffer_refuse(buffer);
 }
 
 int text_append(text_buffer *buffer, std::string_view piece)
@@ -132,7 +140,7 @@ int text_append(text_buffer *buffer, std::string_view piece)
     size_t needed = 0;
     if (!size_add(buffer->length, piece.size(), &needed) || !size_add(needed, 1, &needed))
         return buffer_refuse(buffer);
-    if (buffer_reserve(buffer, needed) != 0)
+    if (buffer_reserve(buffer, needed, doubled_capacity(buffer->capacity, needed)) != 0)
         return -1;
     char *end = buffer->data.get() + buffer->length;
     if (!piece.empty())
@@ -140,4 +148,23 @@ int text_append(text_buffer *buffer, std::string_view piece)
     end[piece.size()] = '\0';
     buffer->length += piece.size();
     return 0;
+}
+
+int text_prepend(text_buffer *buffer, std::string_view piece)
+{
+    if (text_reserve(buffer, {piece.size()}) != 0)
+        return -1;
+    char *text = buffer->data.get();
+    memmove(text + piece.size(), text, buffer->length + 1);
+    memcpy_s(text, buffer->capacity, piece.data(), piece.size());
+    buffer->length += piece.size();
+    return 0;
+}
+
+void text_keep(text_buffer *buffer, size_t start, size_t length)
+{
+    char *text = buffer->data.get();
+    memmove(text, text + start, length);
+    memset_s(text + length, buffer->capacity - length, 0, buffer->length - length);
+    buffer->length = length;
 }

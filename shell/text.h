@@ -90,11 +90,18 @@ struct text_buffer {
     size_t capacity = 0;
 };
 
-// Makes room for pieces of these lengths; 0, or -1 when memory runs out (the
-// buffer is empty then).
+// Makes room for pieces of these lengths, and no more; 0, or -1 when memory runs
+// out (the buffer is empty then).
 int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths);
 
 // Appends piece; 0, or -1 when memory runs out (the buffer is empty then).
 int text_append(text_buffer *buffer, std::string_view piece);
+
+// Puts piece, which is no part of the buffer, in front of what is there; as
+// text_append.
+int text_prepend(text_buffer *buffer, std::string_view piece);
+
+// Keeps `length` bytes of the text from `start` on and wipes the rest.
+void text_keep(text_buffer *buffer, size_t start, size_t length);
 
 #endif

@@ -15,6 +15,7 @@
 
 #include <libxml/parser.h>
 #include <libxml/xpathInternals.h>
+#include <malloc.h>
 
 struct redisReply;
 struct redisContext;
@@ -26,6 +27,8 @@ inline thread_local int alloc_in_libxml2 = 0;
 inline thread_local int alloc_suspended = 0;
 inline thread_local bool alloc_failed = false;
 inline std::atomic<long> alloc_blocks = 0; // in use, as far as this program allocated them
+inline std::atomic<long> alloc_bytes = 0;  // in them
+inline std::atomic<long> alloc_most_bytes = 0;
 
 inline bool alloc_fails()
 {
@@ -45,10 +48,24 @@ inline bool alloc_fails()
     return true;
 }
 
+inline long alloc_size(void *block)
+{
+    return static_cast<long>(malloc_usable_size(block));
+}
+
+inline void alloc_count_bytes(long change)
+{
+    alloc_bytes += change;
+    if (alloc_bytes > alloc_most_bytes) {
+        alloc_most_bytes = alloc_bytes.load();
+    }
+}
+
 template <class T>
 T *alloc_counted(T *block)
 {
     alloc_blocks += block != nullptr ? 1 : 0;
+    alloc_count_bytes(alloc_size(block));
     return block;
 }
 
@@ -82,12 +99,18 @@ void *__wrap_realloc(void *block, size_t size)
     if (alloc_fails()) {
         return nullptr;
     }
+    const long old_size = alloc_size(block);
     void *grown = __real_realloc(block, size);
-    return block == nullptr ? alloc_counted(grown) : grown;
+    if (block == nullptr) {
+        return alloc_counted(grown);
+    }
+    alloc_count_bytes(grown != nullptr ? alloc_size(grown) - old_size : 0);
+    return grown;
 }
 void __wrap_free(void *block)
 {
     alloc_blocks -= block != nullptr ? 1 : 0;
+    alloc_count_bytes(-alloc_size(block));
     __real_free(block);
 }
 char *__wrap_strdup(const char *text)
@@ -101,14 +124,14 @@ char *__wrap_strndup(const char *text, size_t size)
 int __wrap_vasprintf(char **text, const char *format, va_list arguments)
 {
     int length = alloc_fails() ? -1 : __real_vasprintf(text, format, arguments);
-    alloc_blocks += length >= 0 ? 1 : 0;
+    alloc_counted(length >= 0 ? *text : nullptr);
     return length;
 }
 // The next one, and the one after vsyslog, are what a fortified build calls.
 int __wrap___vasprintf_chk(char **text, int flag, const char *format, va_list arguments)
 {
     int length = alloc_fails() ? -1 : __real___vasprintf_chk(text, flag, format, arguments);
-    alloc_blocks += length >= 0 ? 1 : 0;
+    alloc_counted(length >= 0 ? *text : nullptr);
     return length;
 }
 void __wrap_vsyslog(int priority, const char *format, va_list arguments)

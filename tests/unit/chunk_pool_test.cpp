@@ -114,6 +114,20 @@ TEST_F(chunk_pool_test, texts_stay_in_order)
     EXPECT_EQ(pool_text_length(), all.size());
 }
 
+TEST_F(chunk_pool_test, texts_move_behind_another)
+{
+    ASSERT_EQ(append(4000), 0);
+    ASSERT_EQ(append(5000), 0);
+    text_buffer out;
+    ASSERT_EQ(text_append(&out, "head"), 0);
+    ASSERT_EQ(pool_move_to(&out, 6), 0);
+    EXPECT_EQ(shape(), "@0");
+    EXPECT_EQ(out.data.get(), "head" + std::string(9000, 'x'));
+    EXPECT_EQ(out.capacity, 4U + 9000 + 6 + 1);
+    ASSERT_EQ(pool_move_to(&out, 0), 0);
+    EXPECT_EQ(out.length, 9004U);
+}
+
 TEST_F(chunk_pool_test, a_17th_chunk_is_refused)
 {
     // Each piece is one too large for its slot's chunk.

@@ -225,11 +225,13 @@ TEST_F(datastore_test, copy_config_with_a_configuration_text)
 {
     serve({ok});
     std::string text = "<c xmlns='urn:m'>" + std::string(100000, 'x') + "%n</c>";
+    text_buffer config;
+    ASSERT_EQ(text_append(&config, text), 0);
     EXPECT_EQ(printed_by([&] {
-                  copy_config("config", datastore_config, text.c_str(), "startup",
-                              datastore_startup);
+                  copy_config("config", datastore_config, &config, "startup", datastore_startup);
               }),
               printed_ok);
+    EXPECT_EQ(config.data, nullptr);
     EXPECT_EQ(requests()[0], copy_request(0, "<startup/>", config_source(text)));
 }
 

@@ -133,7 +133,7 @@ class exchange_load_test : public shell_world
         char *body = nullptr;
         uint32_t length = 0;
         const std::string text = "<rpc>" + std::to_string(requests_made) + "</rpc>";
-        ASSERT_EQ(msg_send_text(text.c_str()), 0);
+        ASSERT_EQ(msg_send_text(text_copy(text)), 0);
         ASSERT_EQ(msg_wait_reply(&body, &length), 0);
         EXPECT_EQ(std::string(body, length), reply(requests_made));
         xml_print(body);

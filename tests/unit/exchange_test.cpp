@@ -1,6 +1,7 @@
 // Sending, receiving, and waiting for a reply.
 #include "link/exchange.h"
 
+#include "link/frame.h"
 #include "tests/support/shell_world.h"
 
 #include <atomic>
@@ -106,7 +107,7 @@ TEST_F(exchange_test, a_text_travels_with_its_zero_byte)
     server->start();
     EXPECT_EQ(msg_send("abcdef", 7), 0);
     exchange_unlock();
-    EXPECT_EQ(msg_send_text("ghi"), 0);
+    EXPECT_EQ(msg_send_text(text_copy("ghi")), 0);
     exchange_unlock();
     auto frames = server->finish();
     ASSERT_EQ(frames.size(), 2U);
@@ -118,6 +119,32 @@ TEST_F(exchange_test, a_text_travels_with_its_zero_byte)
     EXPECT_EQ(frames[1].length, 4U);
     EXPECT_EQ(frames[1].sequence, 1);
     EXPECT_EQ(frames[1].body, std::string("ghi\0", 4));
+}
+
+TEST_F(exchange_test, a_buffer_travels_from_where_it_is)
+{
+    text_buffer buffer;
+    ASSERT_EQ(text_append(&buffer, frame_room), 0);
+    ASSERT_EQ(text_append(&buffer, "abcdef"), 0);
+    connect().expect().expect();
+    server->start();
+    EXPECT_EQ(msg_send_buffer(&buffer), 0);
+    EXPECT_EQ(captured_log_take(), sent);
+    EXPECT_FALSE(lock_is_free());
+    exchange_unlock();
+    EXPECT_EQ(buffer.data, nullptr);
+    EXPECT_EQ(buffer.length, 0U);
+    EXPECT_EQ(buffer.capacity, 0U);
+    EXPECT_EQ(msg_send("ghi", 4), 0);
+    exchange_unlock();
+    auto frames = server->finish();
+    ASSERT_EQ(frames.size(), 2U);
+    EXPECT_EQ(frames[0].magic, 0xFEDCBAFFU);
+    EXPECT_EQ(frames[0].length, 7U);
+    EXPECT_EQ(frames[0].sequence, 0);
+    EXPECT_EQ(frames[0].reserved, 0);
+    EXPECT_EQ(frames[0].body, std::string("abcdef\0", 7));
+    EXPECT_EQ(frames[1].sequence, 1);
 }
 
 TEST_F(exchange_test, the_bytes_of_a_frame)
@@ -238,7 +265,7 @@ TEST_F(exchange_test, a_large_body_arrives_whole)
     std::string large(60 << 20, 'b');
     connect().expect();
     server->start();
-    EXPECT_EQ(msg_send_text(large.c_str()), 0);
+    EXPECT_EQ(msg_send_text(text_copy(large)), 0);
     exchange_unlock();
     auto frames = server->finish();
     ASSERT_EQ(frames.size(), 1U);
@@ -251,7 +278,7 @@ TEST_F(exchange_test, a_short_write_counts_as_success)
     ASSERT_EQ(fcntl(server_fd, F_SETFL, O_NONBLOCK), 0);
     std::string large(8 << 20, 'b');
     captured_log_take();
-    EXPECT_EQ(msg_send_text(large.c_str()), 0);
+    EXPECT_EQ(msg_send_text(text_copy(large)), 0);
     EXPECT_EQ(captured_log_take(), sent);
     EXPECT_FALSE(lock_is_free());
     exchange_unlock();
@@ -358,7 +385,7 @@ TEST_F(exchange_test, a_read_error_in_the_body_is_named)
 TEST_F(exchange_test, the_reply_is_handed_out_and_the_lock_given_back)
 {
     serve({"<rpc-reply/>"});
-    EXPECT_EQ(msg_send_text("<rpc/>"), 0);
+    EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
     EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), 0); }), "");
     EXPECT_EQ(text(), "<rpc-reply/>");
     EXPECT_TRUE(lock_is_free());
@@ -368,7 +395,7 @@ TEST_F(exchange_test, notifications_before_the_reply_are_printed)
 {
     connect().push(notification).expect().push(notification).push("<ok/>").push(notification);
     server->start();
-    EXPECT_EQ(msg_send_text("<rpc/>"), 0);
+    EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
     EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), 0); }),
               printed_notification + printed_notification);
     EXPECT_EQ(text(), "<ok/>");
@@ -390,7 +417,7 @@ TEST_F(exchange_test, what_is_no_xml_is_the_reply)
 {
     for (const char *reply : {"garbage", "", "<a>", "<notification/>"}) {
         serve({reply});
-        EXPECT_EQ(msg_send_text("<rpc/>"), 0);
+        EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
         EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), 0); }), "");
         EXPECT_EQ(text(), reply);
         EXPECT_TRUE(lock_is_free());
@@ -401,7 +428,7 @@ TEST_F(exchange_test, a_daemon_that_goes_away_before_its_reply)
 {
     connect().expect().hang_up();
     server->start();
-    EXPECT_EQ(msg_send_text("<rpc/>"), 0);
+    EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
     EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), -1); }), "");
     EXPECT_TRUE(lock_is_free());
 }
@@ -410,7 +437,7 @@ TEST_F(exchange_test, a_daemon_that_goes_away_after_a_notification)
 {
     connect().expect().push(notification).push_raw("\xff\xba").hang_up();
     server->start();
-    EXPECT_EQ(msg_send_text("<rpc/>"), 0);
+    EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
     EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), -1); }), printed_notification);
     EXPECT_TRUE(lock_is_free());
 }

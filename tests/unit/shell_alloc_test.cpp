@@ -348,7 +348,6 @@ TEST_F(shell_alloc_test, committing)
     };
     sweep_line(staged, "commit");
     EXPECT_TRUE(was_printed("cmdtree to netconf error \r\n"));
-    EXPECT_TRUE(was_printed("Send message error. \r\n"));
     EXPECT_TRUE(was_printed("Read message failed. \r\n"));
     EXPECT_TRUE(was_printed("\r\n" + printed_ok));
     // The tree of an rpc without input is in no log, so when its exchange fails

@@ -146,6 +146,32 @@ TEST(text_reserve, makes_room_that_appending_fits_into)
     ASSERT_EQ(text_append(&buffer, std::string(300, 'x')), 0);
     EXPECT_EQ(buffer.data.get(), before);
     EXPECT_EQ(buffer.length, 302U);
+    EXPECT_EQ(buffer.capacity, 303U);
+}
+
+TEST(text_prepend, puts_a_piece_in_front)
+{
+    text_buffer buffer;
+    ASSERT_EQ(text_prepend(&buffer, "c"), 0);
+    ASSERT_EQ(text_reserve(&buffer, {2}), 0);
+    const char *before = buffer.data.get();
+    ASSERT_EQ(text_prepend(&buffer, "ab"), 0);
+    EXPECT_EQ(buffer.data.get(), before);
+    EXPECT_STREQ(buffer.data.get(), "abc");
+    ASSERT_EQ(text_prepend(&buffer, std::string(1000, 'x')), 0);
+    EXPECT_EQ(buffer.data.get(), std::string(1000, 'x') + "abc");
+    EXPECT_EQ(buffer.length, 1003U);
+}
+
+TEST(text_keep, wipes_the_rest)
+{
+    text_buffer buffer;
+    ASSERT_EQ(text_append(&buffer, std::string_view("head\0text and tail", 18)), 0);
+    text_keep(&buffer, 5, 4);
+    EXPECT_EQ(buffer.length, 4U);
+    EXPECT_EQ(std::string(buffer.data.get(), 19), "text" + std::string(15, '\0'));
+    text_keep(&buffer, 4, 0);
+    EXPECT_EQ(std::string(buffer.data.get(), 5), std::string(5, '\0'));
 }
 
 TEST(text_reserve, a_sum_that_wraps_is_refused)
