@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include "bounded.h"
+#include "shell/log.h"
+#include "shell/session.h"
 
 namespace
 {
@@ -23,19 +25,36 @@ int write_all(int fd, std::string_view text, off_t offset)
     return 0;
 }
 
-// Whether an open file may be the profile; 0, or what is against it. Anybody may
-// put a file into /tmp: what another user owns, or reaches under another name,
-// must neither tell this one what is staged nor learn it.
-int judge_file(int fd)
+int refuse(int error, const char *what)
 {
-    struct stat status = {};
-    if (fstat(fd, &status) != 0)
-        return 0; // whoever needs the status asks again and reports that there is none
+    if (session.profile_refused == 0)
+        log_error("[ERROR] VDL's profile <%s> %s.\n", profile_name, what);
+    session.profile_refused = 1;
+    return error;
+}
+
+// Whether a file may be the profile; 0, or what is against it, which is logged
+// once. Anybody may put a file into /tmp: what another user owns, or reaches under
+// another name, must neither tell this one what is staged nor learn it.
+int judge_file(const struct stat &status)
+{
+    if (S_ISLNK(status.st_mode))
+        return refuse(ELOOP, "is a symbolic link");
     if (!S_ISREG(status.st_mode))
-        return EINVAL;
+        return refuse(EINVAL, "is not a regular file");
     if (status.st_uid != geteuid())
-        return EACCES;
-    return status.st_nlink > 1 ? EMLINK : 0;
+        return refuse(EACCES, "belongs to another user");
+    return status.st_nlink > 1 ? refuse(EMLINK, "has a second name") : 0;
+}
+
+// Has it logged why the profile could not be opened, when it is the file's fault.
+void judge_unopened()
+{
+    const int cause = errno;
+    struct stat status = {};
+    if (lstat(profile_name, &status) == 0)
+        judge_file(status);
+    errno = cause;
 }
 
 } // namespace
@@ -50,9 +69,13 @@ int profile_open(int access)
 {
     // O_NONBLOCK: a FIFO in the profile's place must not hold the shell up.
     const int fd = open(profile_name, access | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600);
-    if (fd < 0)
+    if (fd < 0) {
+        judge_unopened();
         return -1;
-    const int objection = judge_file(fd);
+    }
+    struct stat status = {};
+    // Without a status, whoever needs it asks again and reports that there is none.
+    const int objection = fstat(fd, &status) == 0 ? judge_file(status) : 0;
     if (objection == 0)
         return fd;
     close(fd);

@@ -79,6 +79,7 @@ struct session_record {
     redisContext *redis;   // the schema database (schema/database.h)
     _xmlDoc *reply_doc;    // the reply that a query result points into (schema/server_read.h)
     list_record **entries; // head cell of the list entries added here (schema/local_entries.h)
+    int profile_refused;   // 1 once the log says what the profile is (shell/profile_file.h)
 };
 
 extern session_record session;

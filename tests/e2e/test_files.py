@@ -79,15 +79,16 @@ def place_others_file(machine):
     os.chown(machine.profile, OTHER, OTHER)
 
 
-# place, errno of a start or replay, of a line that is put into the file, of a whole new file
+# place, what it is, errno of a start or replay, of a line that is put into the file, of a whole
+# new file
 PLACES = [
-    (place_link, 40, 40, 40),
-    (place_link_to_nothing, 40, 40, 40),
-    (place_second_name, 31, 31, 31),
-    (place_fifo, 22, 22, 6),
-    (place_read_fifo, 22, 22, 22),
-    (place_directory, 22, 21, 21),
-    pytest.param(place_others_file, 13, 13, 13, marks=as_root),
+    (place_link, "is a symbolic link", 40, 40, 40),
+    (place_link_to_nothing, "is a symbolic link", 40, 40, 40),
+    (place_second_name, "has a second name", 31, 31, 31),
+    (place_fifo, "is not a regular file", 22, 22, 6),
+    (place_read_fifo, "is not a regular file", 22, 22, 22),
+    (place_directory, "is not a regular file", 22, 21, 21),
+    pytest.param(place_others_file, "belongs to another user", 13, 13, 13, marks=as_root),
 ]
 
 
@@ -107,9 +108,11 @@ def log_of(errno):
     return (DEBUG, f"[DEBUG] open /tmp/vandel.conf failed! errno:{errno}\n")
 
 
-@pytest.mark.parametrize("place, reading, updating, writing", PLACES)
-def test_what_is_not_the_profile_is_left_alone(machine, place, reading, updating, writing):
-    """It is a file that cannot be opened: it tells nothing and learns nothing."""
+@pytest.mark.parametrize("place, what, reading, updating, writing", PLACES)
+def test_what_is_not_the_profile_is_left_alone(machine, place, what, reading, updating, writing):
+    """It is a file that cannot be opened: it tells nothing and learns nothing.
+
+    Each process logs once what it is."""
     place(machine)
     before = snapshot(machine)
     dialogue = [
@@ -120,11 +123,14 @@ def test_what_is_not_the_profile_is_left_alone(machine, place, reading, updating
         ("commit", NOTHING_STAGED, [reading]),
         ("discard_changes", DISCARDED, [writing]),
     ]
+    told = []
     for line, prints, errors in dialogue:
         known = len(machine.log.texts(DEBUG))
         run(machine, line, prints)
         logged = [entry for entry in machine.log.texts(DEBUG)[known:] if "failed!" in entry[1]]
         assert logged == [log_of(errno) for errno in errors], line
+        told += [(ERROR, f"[ERROR] VDL's profile </tmp/vandel.conf> {what}.\n")]
+        assert machine.log.texts(ERROR) == told, line
     assert machine.tarnd.requests == []
     assert snapshot(machine) == before
     if place is place_read_fifo:

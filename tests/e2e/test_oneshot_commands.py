@@ -294,8 +294,9 @@ def test_a_line_keeps_the_mode_of_the_file_a_writer_sets_it(machine):
 def test_a_directory_in_its_place_is_told_once(machine):
     os.mkdir(machine.profile)
     refused = (DEBUG, "[DEBUG] open /tmp/vandel.conf failed! errno:21\n")
+    what = (ERROR, "[ERROR] VDL's profile </tmp/vandel.conf> is not a regular file.\n")
     run(machine, "pwd", prints="/\r\n")
-    assert machine.log.texts(DEBUG, ERROR) == []
+    assert machine.log.texts(DEBUG, ERROR) == [what]
     for words, output in (
         (("set", "/acme/box/name", "1"), "add cmd error!\r\n"),
         (("delete", "/acme/box/name"), ""),

@@ -4,6 +4,7 @@
 #include "tests/support/shell_world.h"
 
 #include <fstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace
@@ -107,7 +108,9 @@ TEST_F(profile_test, a_link_in_its_place_is_refused)
     ASSERT_EQ(symlink("/tmp/target", file_name), 0);
     const log_lines refused = {{15, "[DEBUG] open /tmp/vandel.conf failed! errno:40\n"}};
     EXPECT_EQ(profile_write_fresh(), -1);
-    EXPECT_EQ(captured_log_take(), refused);
+    EXPECT_EQ(captured_log_take(),
+              (log_lines{{11, "[ERROR] VDL's profile </tmp/vandel.conf> is a symbolic link.\n"},
+                         refused[0]}));
     EXPECT_EQ(profile_write_back(), -1);
     EXPECT_EQ(captured_log_take(), refused);
     EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), -1);
@@ -128,12 +131,28 @@ TEST_F(profile_test, a_link_in_its_place_is_refused)
     EXPECT_NE(stat("/tmp/target", &status), 0);
 }
 
+TEST_F(profile_test, nothing_is_said_against_a_file_that_is_not_to_blame)
+{
+    profile_write_fresh();
+    struct rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    struct rlimit none = limit;
+    none.rlim_cur = 0;
+    setrlimit(RLIMIT_NOFILE, &none);
+    EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), -1);
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_EQ(captured_log_take(),
+              (log_lines{{15, "[DEBUG] open /tmp/vandel.conf failed! errno:24\n"}}));
+}
+
 TEST_F(profile_test, a_directory_in_its_place_is_refused)
 {
     ASSERT_EQ(mkdir(file_name, 0700), 0);
     const log_lines refused = {{15, "[DEBUG] open /tmp/vandel.conf failed! errno:21\n"}};
     EXPECT_EQ(profile_write_fresh(), -1);
-    EXPECT_EQ(captured_log_take(), refused);
+    EXPECT_EQ(captured_log_take(),
+              (log_lines{{11, "[ERROR] VDL's profile </tmp/vandel.conf> is not a regular file.\n"},
+                         refused[0]}));
     EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), -1);
     EXPECT_EQ(captured_log_take(), refused);
     EXPECT_EQ(profile_load_start(), 0);
@@ -145,7 +164,7 @@ TEST_F(profile_test, a_fifo_in_its_place_does_not_hold_the_shell_up)
 {
     ASSERT_EQ(mkfifo(file_name, 0600), 0);
     EXPECT_EQ(profile_write_fresh(), -1);
-    EXPECT_EQ(captured_log_take().size(), 1U);
+    EXPECT_EQ(captured_log_take().size(), 2U);
     EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), -1);
     EXPECT_EQ(captured_log_take().size(), 1U);
     EXPECT_EQ(profile_load_start(), 0);
