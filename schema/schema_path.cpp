@@ -14,12 +14,14 @@
 namespace
 {
 
-// The path with the input level behind the rpc's path.
+// The path with the input level put in after the rpc, whose own path has choices
+// and predicates like any other.
 heap_text with_input_level(const char *path)
 {
-    const char *rpc = session.rpc_path;
-    const heap_text input = rpc_input_name(rpc);
-    return input ? text_concat({rpc, "/", input.get(), path + strlen(rpc)}) : nullptr;
+    const heap_text rpc = schema_path_of(session.rpc_path, path_scope_configuration);
+    const heap_text input = rpc ? rpc_input_name(rpc.get()) : nullptr;
+    const char *rest = path + strlen(session.rpc_path);
+    return input ? text_concat({rpc.get(), "/", input.get(), rest}) : nullptr;
 }
 
 void empty_predicates(char *path)

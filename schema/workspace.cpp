@@ -28,11 +28,12 @@ heap_text prompt_for(const char *workspace)
 int workspace_set(const char *path)
 {
     heap_text workspace = unmasked_copy(path);
-    heap_text prompt = workspace ? prompt_for(workspace.get()) : nullptr;
-    if (!prompt) {
+    heap_text prompt = prompt_for(path);
+    if (!workspace || !prompt) {
         log_debug("[DEBUG] out of memeory\r\n\n");
         return -1;
     }
+    unmask_all(prompt.get());
     text_replace(&session.pwd, std::move(workspace));
     text_replace(&session.prompt, std::move(prompt));
     if (session.oneshot != 0)

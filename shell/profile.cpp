@@ -150,26 +150,32 @@ int take_value(std::string_view content, std::string_view section, char **slot)
     return 0;
 }
 
+// The rpc's path as it is written, empty for none; null when memory runs out.
+heap_text plain_rpc_path()
+{
+    return unmasked_copy(session.rpc_path != nullptr ? session.rpc_path : "");
+}
+
 } // namespace
 
 int profile_write_fresh()
 {
-    const char *rpc = session.rpc_path != nullptr ? session.rpc_path : "";
+    const heap_text rpc = plain_rpc_path();
     text_buffer content;
-    if (append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n\n\n", "[rpc]\n", rpc,
-                              "\n\n", "[rpc_para]\n\n\n", "%%%\n"}) != 0)
+    if (!rpc || append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n\n\n", "[rpc]\n",
+                                      rpc.get(), "\n\n", "[rpc_para]\n\n\n", "%%%\n"}) != 0)
         return -1;
     return write_file(content);
 }
 
 int profile_write_back()
 {
-    const bool in_rpc = session.rpc_path != nullptr;
+    const heap_text rpc = plain_rpc_path();
     text_buffer content;
-    if (append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n"}) != 0 ||
+    if (!rpc || append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n"}) != 0 ||
         append_commands(&content, &session.config_tree.log) != 0 || append_entries(&content) != 0 ||
-        append_all(&content, {"\n", "[rpc]\n", in_rpc ? session.rpc_path : "", in_rpc ? "\n" : "",
-                              "\n", "[rpc_para]\n"}) != 0 ||
+        append_all(&content, {"\n", "[rpc]\n", rpc.get(), *rpc != '\0' ? "\n" : "", "\n",
+                              "[rpc_para]\n"}) != 0 ||
         append_commands(&content, &session.rpc_tree.log) != 0 ||
         append_all(&content, {"\n", "%%%\n"}) != 0)
         return -1;
@@ -222,8 +228,10 @@ int profile_load_start()
         return -1;
     }
     const std::string_view text(content.data.get(), content.length);
-    return take_value(text, "[pwd]", &session.pwd) != 0 ||
-                   take_value(text, "[rpc]", &session.rpc_path) != 0
-               ? -1
-               : 0;
+    if (take_value(text, "[pwd]", &session.pwd) != 0 ||
+        take_value(text, "[rpc]", &session.rpc_path) != 0)
+        return -1;
+    if (session.rpc_path != nullptr)
+        mask_path(session.rpc_path);
+    return 0;
 }

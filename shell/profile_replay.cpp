@@ -101,7 +101,10 @@ int take_rpc(const char *line, replay_state *state)
         *state = replay_rpc_parameters;
         return 0;
     }
-    return replace_copy(&session.rpc_path, line);
+    if (replace_copy(&session.rpc_path, line) != 0)
+        return -1;
+    mask_path(session.rpc_path);
+    return 0;
 }
 
 int take_rpc_parameter(const char *line, replay_state *state)

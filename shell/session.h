@@ -61,7 +61,7 @@ struct listing_state {
 
 struct session_record {
     uint32_t reserved0;
-    char *rpc_path;           // owned; null outside RPC mode (schema/rpc_mode.h)
+    char *rpc_path;           // owned, masked; null outside RPC mode (schema/rpc_mode.h)
     char *pwd;                // owned; the workspace (schema/workspace.h)
     uint32_t message_id;      // NETCONF message-id of the next request
     command_tree config_tree; // staged configuration
