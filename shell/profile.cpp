@@ -141,7 +141,7 @@ std::string_view section_value(std::string_view content, std::string_view sectio
 int take_value(std::string_view content, std::string_view section, char **slot)
 {
     const std::string_view value = section_value(content, section);
-    if (value.empty())
+    if (value.empty() || value.front() != '/') // no path
         return 0;
     heap_text copy = text_copy(value);
     if (!copy)

@@ -29,9 +29,12 @@ enum replay_state {
 // Takes one line of a section and may enter the next; 0 or -1.
 using line_handler = int(const char *line, replay_state *state);
 
-int replace_copy(char **slot, const char *text)
+// Takes the line of a section that holds a path; one that is none is passed over.
+int replace_path(char **slot, const char *line)
 {
-    heap_text copy = text_copy(text);
+    if (*line != '/')
+        return 0;
+    heap_text copy = text_copy(line);
     if (!copy)
         return -1;
     text_replace(slot, std::move(copy));
@@ -53,7 +56,7 @@ int take_pwd(const char *line, replay_state *state)
         *state = replay_config;
         return 0;
     }
-    return replace_copy(&session.pwd, line);
+    return replace_path(&session.pwd, line);
 }
 
 int stage_delete(const char *path, const char *value)
@@ -101,9 +104,10 @@ int take_rpc(const char *line, replay_state *state)
         *state = replay_rpc_parameters;
         return 0;
     }
-    if (replace_copy(&session.rpc_path, line) != 0)
+    if (replace_path(&session.rpc_path, line) != 0)
         return -1;
-    mask_path(session.rpc_path);
+    if (session.rpc_path != nullptr)
+        mask_path(session.rpc_path);
     return 0;
 }
 

@@ -1,7 +1,7 @@
 """What a replay of the profile stages, as the commit of an rpc writes it back."""
 
 import pytest
-from support.example import EXAMPLE, edit_config, invoke, printed_ok
+from support.example import EXAMPLE, edit_config, get, invoke, printed_no_data, printed_ok
 from support.shell import DEBUG, ERROR
 
 PING = invoke('<ping xmlns="urn:acme"></ping>')
@@ -180,15 +180,71 @@ def test_start_and_replay_take_different_workspaces(machine):
     assert machine.one_shot("get", "empty").stdout.decode().startswith("\r\n<rpc-reply")
 
 
-def test_headers_in_values_mislead_the_start_but_not_the_replay(machine):
+def test_a_header_in_a_value_is_not_taken_for_one(machine):
+    """What stands after it is no path, so that the start sees no rpc there."""
     text = (
         "[pwd]\n/acme\n\n[config]\nset /acme/box/name [rpc]\nset /acme/box/size 1\n\n"
         "[rpc]\n\n[rpc_para]\n\n%%%\n"
     )
     write_profile(machine, text)
-    # The start takes the line behind the value for the rpc.
-    assert machine.one_shot("get", "/acme/empty").stdout == b"rpc mode not support get operation\r\n"
+    assert machine.one_shot("get", "/acme/empty").stdout.decode() == printed_no_data(1)
+    assert machine.tarnd.requests == [get('<empty xmlns="urn:acme"></empty>')]
     assert profile(machine) == text
+
+
+def no_path(machine, pwd="acme/box", rpc=""):
+    """Writes a profile whose places begin without "/", and returns it."""
+    text = (
+        f"[pwd]\n{pwd}\n\n[config]\nset /acme/box/name n\n\n[rpc]\n{rpc}\n\n"
+        "[rpc_para]\nset /acme/reset/delay 5\n\n%%%\n"
+    )
+    write_profile(machine, text)
+    return text
+
+
+@pytest.mark.parametrize("pwd", ["acme", "acme/box", "acme/", " /acme", "."])
+def test_a_workspace_that_is_no_path_is_the_root(machine, pwd):
+    text = no_path(machine, pwd)
+    assert machine.one_shot("pwd").stdout == b"/\r\n"
+    assert machine.one_shot("ls").stdout == b"\x1b[01;34macme\x1b[0m  \x1b[01;34mextra\x1b[0m\n"
+    assert machine.one_shot("get", "acme/empty").stdout.decode() == printed_no_data(1)
+    assert machine.one_shot("set", "box/size", "1").stdout == b"error parameter: box/size\r\n"
+    assert profile(machine) == text
+    assert machine.one_shot("set", "acme/box/size", "1").stdout == b""
+    assert profile(machine) == text.replace("name n\n", "name n\nset /acme/box/size 1\n")
+    assert machine.one_shot("cd", "acme").stdout == b""
+    assert profile(machine).startswith("[pwd]\n/acme\n\n[config]\nset /acme/box/name n\n")
+
+
+@pytest.mark.parametrize("rpc", ["acme/reset", "cacme/reset", "set /acme/reset", "reset"])
+def test_an_rpc_that_is_no_path_is_none(machine, rpc):
+    no_path(machine, "/acme", rpc)
+    assert machine.one_shot("get", "empty").stdout.decode() == printed_no_data(1)
+    assert machine.one_shot("cd", "box").stdout == b""
+    assert machine.one_shot("delete", "size").stdout == b""
+    lines = "set /acme/box/name n\ndelete /acme/box/size\n"
+    assert profile(machine).startswith(f"[pwd]\n/acme/box\n\n[config]\n{lines}\n[rpc]\n{rpc}\n")
+    assert machine.one_shot("commit").stdout.decode() == printed_ok(1)
+    body = '<box xmlns="urn:acme"><size xc:operation="delete"></size><name>n</name></box>'
+    assert machine.tarnd.requests[-1] == edit_config(body)
+    # What was staged for an rpc waits for one.
+    assert profile(machine) == (
+        "[pwd]\n/acme/box\n\n[config]\n\n[rpc]\n\n"
+        "[rpc_para]\nset /acme/reset/delay 5\n\n%%%\n"
+    )
+
+
+def test_only_the_lines_that_are_paths_are_replayed(machine):
+    write_profile(
+        machine,
+        "[pwd]\n/acme\nbox\n\n[config]\n\n[rpc]\nnone\n/acme/reset\nacme/ping\n\n"
+        "[rpc_para]\nset /acme/reset/delay 5\n\n%%%\n",
+    )
+    assert machine.one_shot("commit").stdout.decode() == printed_ok(1)
+    assert machine.tarnd.requests == [
+        invoke('<reset xmlns="urn:acme"><delay>5</delay></reset>')
+    ]
+    assert profile(machine) == "[pwd]\n/acme\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n"
 
 
 @pytest.mark.parametrize("words", [("cd", "box"), ("ls",), ("get-config", "-s", "/acme/empty")])
@@ -214,7 +270,7 @@ SHAPES = [
     # the file, the value that is sent (None: nothing), the workspace afterwards
     ("[pwd]\n/acme\n[config]\nset /acme/box/name 1", "1", "/acme"),
     ("\n\n[pwd]\n\n/acme\n\n[config]\n\n\n" + LEAF, "1", "/acme"),
-    ("[pwd]\n[config]\n" + LEAF, "1", "[config]"),
+    ("[pwd]\n[config]\n" + LEAF, "1", "/"),
     ("[pwd]\n/acme\n[config]\n" + LEAF + "[rpc]\n\n[rpc_para]\n%%%\n" + LEAF * 3, "1", "/acme"),
     ("[pwd]\n/acme\n[config]\nset /acme/box/name a\0b\n", "a", "/acme"),
     ("[pwd]\n/acme\n[config]\n\0\n" + LEAF, "1", "/acme"),

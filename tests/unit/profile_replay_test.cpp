@@ -110,8 +110,9 @@ TEST_F(profile_replay_test, the_last_of_several_workspace_lines_counts)
 
 TEST_F(profile_replay_test, headers_are_whole_lines)
 {
-    EXPECT_EQ(replay("[pwd]\n/m/[config]\n[config]x\n"), 0);
-    EXPECT_STREQ(session.pwd, "[config]x");
+    EXPECT_EQ(replay("[pwd]\n/m/[config]\n[config]x\nset /m/c/x 1\n"), 0);
+    EXPECT_STREQ(session.pwd, "/m/[config]");
+    EXPECT_EQ(session.config_tree.root, nullptr);
 }
 
 TEST_F(profile_replay_test, the_last_line_needs_no_line_feed)
