@@ -42,6 +42,20 @@ bool socket_readable()
            FD_ISSET(server_fd, &session.listen_fds);
 }
 
+// What libxml2 keeps for this thread is allocated once; without it no message
+// can be handled.
+void wait_for_libxml2()
+{
+    for (;;) {
+        pthread_mutex_lock(&message_lock);
+        const int result = xml_thread_init();
+        pthread_mutex_unlock(&message_lock);
+        if (result == 0)
+            return;
+        sleep(idle_seconds);
+    }
+}
+
 void print_if_notification(const char *message, uint32_t length)
 {
     pthread_mutex_lock(&message_lock);
@@ -78,9 +92,7 @@ int thread_create(void *(*body)(void *), void *argument)
 // under message_lock.
 void *notify_listener(void *)
 {
-    pthread_mutex_lock(&message_lock);
-    xml_silence();
-    pthread_mutex_unlock(&message_lock);
+    wait_for_libxml2();
     for (;;) {
         if (exchange_trylock() != 0) {
             sleep(busy_seconds);

@@ -1,6 +1,8 @@
 #include "link/xpath.h"
 
+#include <libxml/globals.h>
 #include <libxml/parser.h>
+#include <libxml/threads.h>
 #include <libxml/xmlerror.h>
 #include <libxml/xpathInternals.h>
 #include <limits.h>
@@ -14,6 +16,7 @@
 namespace
 {
 
+constexpr size_t thread_state_size = 8192; // more than libxml2 takes for a thread
 const char base_prefix[] = "base10";
 const char base_namespace[] = "urn:ietf:params:xml:ns:netconf:base:1.0";
 
@@ -63,9 +66,24 @@ void xml_init()
 
 void xml_silence()
 {
-    // libxml2 keeps these per thread.
+    // libxml2 keeps these per thread, and others for the threads to come.
     xmlSetGenericErrorFunc(nullptr, discard_message);
     xmlSetStructuredErrorFunc(nullptr, discard_error);
+    xmlThrDefSetGenericErrorFunc(nullptr, discard_message);
+}
+
+int xml_thread_init()
+{
+    // For as long as it finds none, libxml2 tries again, by recursion, in order
+    // to say so.
+    void *volatile probe = malloc(thread_state_size);
+    if (probe == nullptr)
+        return -1;
+    free(probe);
+    if (xmlGetGlobalState() == nullptr)
+        return -1;
+    xml_silence();
+    return 0;
 }
 
 xml_doc xml_parse(const char *text, size_t length)

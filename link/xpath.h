@@ -47,6 +47,10 @@ void xml_init();
 // Keeps libxml2 from printing its own errors in the calling thread.
 void xml_silence();
 
+// Makes libxml2 usable, and silent, in the calling thread, which is not the
+// first; 0, or -1 when there is no memory for what libxml2 keeps for it.
+int xml_thread_init();
+
 // Parses a whole message, blank text nodes removed; null when it is not
 // well-formed or memory runs out.
 xml_doc xml_parse(const char *text, size_t length);
