@@ -3,6 +3,7 @@
 
 #include "bounded.h"
 
+#include <cstdlib>
 #include <cstring>
 #include <sys/un.h>
 
@@ -56,21 +57,53 @@ int redis_endpoint_parse(const char *text, redis_endpoint *endpoint)
     return parse_host(text, colon, endpoint);
 }
 
+/* A connection that is still to be made. It holds already what hiredis would
+ * allocate while it connects, and use without looking whether there was memory. */
+static redisContext *new_connection(const redis_endpoint *endpoint)
+{
+    redisContext *connection = redisConnectFd(-1);
+    if (connection == nullptr) {
+        return nullptr;
+    }
+    char *host = strdup(endpoint->host);
+    auto *timeout = static_cast<timeval *>(malloc(sizeof(timeval)));
+    connection->timeout = timeout;
+    if (endpoint->port == 0) {
+        connection->connection_type = REDIS_CONN_UNIX;
+        connection->unix_sock.path = host;
+    } else {
+        connection->connection_type = REDIS_CONN_TCP;
+        connection->tcp.host = host;
+        connection->tcp.port = endpoint->port;
+    }
+    if (host == nullptr || timeout == nullptr) {
+        redisFree(connection);
+        return nullptr;
+    }
+    *timeout = patience;
+    return connection;
+}
+
 redisContext *redis_endpoint_connect(const redis_endpoint *endpoint)
 {
-    redisContext *connection =
-        endpoint->port == 0 ? redisConnectUnixWithTimeout(endpoint->host, patience)
-                            : redisConnectWithTimeout(endpoint->host, endpoint->port, patience);
-    if (connection != nullptr && connection->err == 0) {
-        redisSetTimeout(connection, patience);
+    redisContext *connection = new_connection(endpoint);
+    if (connection != nullptr) {
+        (void)redis_endpoint_reconnect(connection); /* err tells */
     }
     return connection;
 }
 
 int redis_endpoint_reconnect(redisContext *connection)
 {
-    if (redisReconnect(connection) != REDIS_OK) {
+    int connected = redisReconnect(connection);
+    if (connection->obuf == nullptr || connection->reader == nullptr) {
+        connection->err = REDIS_ERR_OOM; /* what hiredis does not look at */
         return REDIS_ERR;
     }
+    if (connected != REDIS_OK) {
+        return REDIS_ERR;
+    }
+    /* A reader that gives a large buffer back expects another one to be there. */
+    connection->reader->maxbuf = 0;
     return redisSetTimeout(connection, patience);
 }

@@ -1,22 +1,24 @@
 /* Access to the schema database: the host version, on hiredis.
  *
- * A call sends one command and waits for its reply until a deadline. A server
- * that was restarted in between is connected anew, once in a call, and the
- * database selected again; for this each open connection has a row in a list
- * that remembers its database. hiredis writes to its socket in a way that
- * raises SIGPIPE when the server has gone; that signal is kept from the caller,
- * who only sees a missing record. */
+ * A call sends one command and waits for its reply until a deadline. When that
+ * fails on the way, whatever the cause, the connection is of no further use: a
+ * late reply must not be taken for that of a later command. It is connected
+ * anew, at most once in a call, and the database selected again; for this each
+ * open connection has a row in a list that remembers its database.
+ *
+ * Commands are written here and not by hiredis, which would raise SIGPIPE when
+ * the server has gone, and which dies when it has no memory for its buffer. */
 #include "redisapi.h"
 
 #include "bounded.h"
 #include "platform/redis_endpoint.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/socket.h>
 
 struct open_connection {
     redisContext *connection;
@@ -27,37 +29,6 @@ struct open_connection {
 /* Guards the list; a connection itself belongs to one thread at a time. */
 static pthread_mutex_t open_lock = PTHREAD_MUTEX_INITIALIZER;
 static open_connection *open_head;
-
-/* A SIGPIPE that is raised while one of these lives is swallowed; one that was
- * pending before stays pending. */
-struct sigpipe_guard {
-    sigset_t pipe_set;
-    sigset_t mask_before;
-    bool pending_before;
-
-    sigpipe_guard()
-    {
-        sigset_t pending;
-        sigpending(&pending);
-        pending_before = sigismember(&pending, SIGPIPE) == 1;
-        sigemptyset(&pipe_set);
-        sigaddset(&pipe_set, SIGPIPE);
-        pthread_sigmask(SIG_BLOCK, &pipe_set, &mask_before);
-    }
-    ~sigpipe_guard()
-    {
-        if (!pending_before) {
-            int cause = errno;
-            const timespec at_once = {};
-            while (sigtimedwait(&pipe_set, nullptr, &at_once) < 0 && errno == EINTR) {
-            }
-            errno = cause;
-        }
-        pthread_sigmask(SIG_SETMASK, &mask_before, nullptr);
-    }
-    sigpipe_guard(const sigpipe_guard &) = delete;
-    sigpipe_guard &operator=(const sigpipe_guard &) = delete;
-};
 
 static int open_list_add(redisContext *connection)
 {
@@ -119,15 +90,15 @@ static long long monotonic_ms()
     return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
 
-/* Waits until the connection can be read; 0, or -1 when the deadline passes. */
-static int wait_readable(const redisContext *connection, long long deadline)
+/* Waits for events (of poll) on the connection; 0, or -1 when the deadline passes. */
+static int wait_for(const redisContext *connection, short events, long long deadline)
 {
     for (;;) {
         long long left = deadline - monotonic_ms();
         if (left <= 0) {
             return -1;
         }
-        pollfd waited = {connection->fd, POLLIN, 0};
+        pollfd waited = {connection->fd, events, 0};
         int ready = poll(&waited, 1, static_cast<int>(left));
         if (ready > 0) {
             return 0;
@@ -138,16 +109,31 @@ static int wait_readable(const redisContext *connection, long long deadline)
     }
 }
 
-/* Sends what was appended to the connection and takes one reply. Null means
- * that the connection is of no further use: lost, or a late reply may follow. */
-static redisReply *exchange(redisContext *connection)
+/* Writes a whole text; 0, or -1 and the connection is of no further use. */
+static int send_all(redisContext *connection, const char *text, size_t length, long long deadline)
 {
-    long long deadline = monotonic_ms() + redis_patience_ms;
-    for (int done = 0; done == 0;) {
-        if (redisBufferWrite(connection, &done) != REDIS_OK) {
-            return nullptr;
+    while (length > 0) {
+        ssize_t sent = send(connection->fd, text, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (sent >= 0) {
+            text += sent;
+            length -= static_cast<size_t>(sent);
+        } else if (errno == EAGAIN) {
+            if (wait_for(connection, POLLOUT, deadline) != 0) {
+                connection->err = REDIS_ERR_OTHER;
+                return -1;
+            }
+        } else if (errno != EINTR) {
+            connection->err = REDIS_ERR_IO;
+            return -1;
         }
     }
+    return 0;
+}
+
+/* Takes one reply. Null means that the connection is of no further use: lost, or
+ * a late reply may follow. */
+static redisReply *receive(redisContext *connection, long long deadline)
+{
     void *reply = nullptr;
     for (;;) {
         if (redisGetReplyFromReader(connection, &reply) != REDIS_OK) {
@@ -156,7 +142,7 @@ static redisReply *exchange(redisContext *connection)
         if (reply != nullptr) {
             return static_cast<redisReply *>(reply);
         }
-        if (wait_readable(connection, deadline) != 0) {
+        if (wait_for(connection, POLLIN, deadline) != 0) {
             connection->err = REDIS_ERR_OTHER;
             return nullptr;
         }
@@ -166,29 +152,49 @@ static redisReply *exchange(redisContext *connection)
     }
 }
 
-/* One command on a connection that is thought to be alive. */
+/* One command on a connection that is thought to be alive. Null when there is no
+ * reply; the connection is as it was if there was no memory for the command. */
 static redisReply *try_command(redisContext *connection, int count, const char **words,
                                const size_t *lengths)
 {
-    if (redisAppendCommandArgv(connection, count, words, lengths) != REDIS_OK) {
+    char *text = nullptr;
+    const auto length = redisFormatCommandArgv(&text, count, words, lengths);
+    if (length < 0) {
         return nullptr;
     }
-    return exchange(connection);
+    const long long deadline = monotonic_ms() + redis_patience_ms;
+    redisReply *reply = nullptr;
+    if (send_all(connection, text, static_cast<size_t>(length), deadline) == 0) {
+        reply = receive(connection, deadline);
+    }
+    redisFreeCommand(text);
+    return reply;
 }
 
-static int select_on(redisContext *connection, int database)
+enum select_result {
+    select_done,
+    select_refused,
+    select_unanswered,
+};
+
+static select_result select_on(redisContext *connection, int database)
 {
     char number[16];
     int length = sprintf_s(number, sizeof number, "%d", database);
     if (length < 0) {
-        return -1;
+        return select_refused;
     }
     const char *words[] = {"SELECT", number};
     const size_t lengths[] = {6, static_cast<size_t>(length)};
     redisReply *reply = try_command(connection, 2, words, lengths);
-    bool selected = reply != nullptr && reply->type == REDIS_REPLY_STATUS;
+    if (reply == nullptr) {
+        /* Whatever is selected there, it must not be read. */
+        connection->err = connection->err != 0 ? connection->err : REDIS_ERR_OTHER;
+        return select_unanswered;
+    }
+    const bool is_done = reply->type == REDIS_REPLY_STATUS;
     freeReplyObject(reply);
-    return selected ? 0 : -1;
+    return is_done ? select_done : select_refused;
 }
 
 static int revive(redisContext *connection)
@@ -196,7 +202,7 @@ static int revive(redisContext *connection)
     if (redis_endpoint_reconnect(connection) != REDIS_OK) {
         return -1;
     }
-    if (select_on(connection, remembered_database(connection)) != 0) {
+    if (select_on(connection, remembered_database(connection)) != select_done) {
         /* Whatever answers there, it must not be read from the wrong database. */
         connection->err = REDIS_ERR_OTHER;
         return -1;
@@ -214,7 +220,6 @@ static bool is_lost(const redisContext *connection)
 static redisReply *command(redisContext *connection, int count, const char **words,
                            const size_t *lengths)
 {
-    sigpipe_guard guard;
     bool revived = false;
     if (connection->err != 0) {
         revived = true;
@@ -235,7 +240,6 @@ redisContext *redis_connect(void)
     if (redis_endpoint_parse(getenv("SCHEMA_REDIS"), &endpoint) != 0) {
         return nullptr;
     }
-    sigpipe_guard guard;
     redisContext *connection = redis_endpoint_connect(&endpoint);
     if (connection == nullptr) {
         return nullptr;
@@ -252,15 +256,14 @@ int redis_select(redisContext *connection, int database)
     if (connection == nullptr) {
         return -1;
     }
-    sigpipe_guard guard;
-    if (connection->err != 0 && redis_endpoint_reconnect(connection) != REDIS_OK) {
-        return -1;
+    select_result result = select_unanswered;
+    if (connection->err == 0 || redis_endpoint_reconnect(connection) == REDIS_OK) {
+        result = select_on(connection, database);
     }
-    if (select_on(connection, database) != 0) {
-        return -1;
+    if (result != select_refused) {
+        remember_database(connection, database);
     }
-    remember_database(connection, database);
-    return 0;
+    return result == select_done ? 0 : -1;
 }
 
 redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, size_t hash_length,

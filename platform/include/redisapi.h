@@ -23,7 +23,7 @@ extern "C" {
 redisContext *redis_connect(void);
 
 /* Selects a database; 0, or -1 when the server refuses or there is no
- * connection. */
+ * connection. Without an answer it is selected before the next command. */
 int redis_select(redisContext *connection, int database);
 
 /* Reads one field of a hash: a string reply, or null (no such hash or field,

@@ -188,6 +188,19 @@ TEST_F(redisapi_test, selects_a_database)
     EXPECT_EQ(get("/m", "f"), "four");
 }
 
+TEST_F(redisapi_test, a_selection_that_met_no_server_is_made_later)
+{
+    start_and_connect();
+    server.stop();
+    EXPECT_EQ(redis_select(connection, 4), -1);
+    EXPECT_EQ(redis_select(connection, 5), -1);
+    EXPECT_EQ(get("/m", "f"), "(null)");
+    server.start(directory, path);
+    store(0, "/m", "f", "zero");
+    store(5, "/m", "f", "five");
+    EXPECT_EQ(get("/m", "f"), "five");
+}
+
 TEST_F(redisapi_test, null_is_accepted_everywhere)
 {
     EXPECT_EQ(redis_select(nullptr, 4), -1);
