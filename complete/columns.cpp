@@ -165,10 +165,10 @@ unsigned listing_width(const char *columns)
     if (columns == nullptr || *columns == '\0')
         return default_width;
     errno = 0;
-    const long long width = strtoll(columns, nullptr, 0); // a long differs between devices
+    const long width = strtol(columns, nullptr, 0);
     if (errno != 0 || width <= 0)
         return default_width;
-    return width > static_cast<long long>(max_width) ? max_width : static_cast<unsigned>(width);
+    return width > static_cast<long>(max_width) ? max_width : static_cast<unsigned>(width);
 }
 
 int listing_start()

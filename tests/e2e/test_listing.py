@@ -190,7 +190,7 @@ class TestColumns:
             self.load(machine, names + ["y" * 4])
             assert len(self.rows(machine, columns)) == rows, (columns, last)
 
-    @pytest.mark.parametrize("columns", ["10000", "10001", "20000", "2147483648", "4294967297"])
+    @pytest.mark.parametrize("columns", ["10000", "10001", "20000", "2147483647"])
     def test_ten_thousand_is_the_widest(self, machine, columns):
         # 49 columns of 200, one of 3, and the last
         for last, rows in ((196, 1), (197, 2)):

@@ -5,6 +5,7 @@
 #include "tests/support/captured_output.h"
 
 #include <algorithm>
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -82,7 +83,21 @@ TEST_F(columns_test, the_width_from_the_environment)
     EXPECT_EQ(listing_width("10000"), 10000U);
     EXPECT_EQ(listing_width("10001"), 10000U);
     EXPECT_EQ(listing_width("20000"), 10000U);
-    EXPECT_EQ(listing_width("4294967376"), 10000U); // 2^32 + 80
+    EXPECT_EQ(listing_width("2147483647"), 10000U);
+}
+
+// 2^31 - 1 is a number everywhere; the next one is none where a long has 32 bits.
+TEST_F(columns_test, the_width_is_a_long)
+{
+    const unsigned above = sizeof(long) == 4 ? 80 : 10000;
+    EXPECT_EQ(listing_width(std::to_string(LONG_MAX).c_str()), 10000U);
+    EXPECT_EQ(listing_width((std::to_string(LONG_MAX) + "0").c_str()), 80U);
+    EXPECT_EQ(listing_width(std::to_string(LONG_MIN).c_str()), 80U);
+    EXPECT_EQ(listing_width("0x7fffffff"), 10000U);
+    EXPECT_EQ(listing_width("2147483648"), above);
+    EXPECT_EQ(listing_width("0x80000000"), above);
+    EXPECT_EQ(listing_width("4294967376"), above); // 2^32 + 80
+    EXPECT_EQ(listing_width("-2147483649"), 80U);
 }
 
 TEST_F(columns_test, the_width_is_read_once)
