@@ -59,7 +59,7 @@ bool is_typed_key(std::string_view words, std::string_view name)
     std::string_view key;
     std::string_view value;
     while (next_word(&words, &key)) {
-        if (key == name)
+        if (same_key(key, name))
             return true;
         next_word(&words, &value);
     }

@@ -32,11 +32,6 @@ int compare_key_values(const void *a, const void *b)
                          static_cast<const key_value *>(b)->key);
 }
 
-bool same_key(std::string_view a, std::string_view b)
-{
-    return a == b || without_prefix(a) == b || a == without_prefix(b);
-}
-
 // A key under the name that the list has for it.
 struct named_value {
     const char *name;
@@ -89,6 +84,11 @@ heap_text write_entry_name(std::string_view list, const named_value *values, siz
 }
 
 } // namespace
+
+bool same_key(std::string_view a, std::string_view b)
+{
+    return a == b || without_prefix(a) == b || a == without_prefix(b);
+}
 
 key_names::~key_names()
 {

@@ -48,6 +48,10 @@ int key_names_set(key_names *names, size_t slot, std::string_view name);
 // or memory runs out.
 int key_values_add(key_value_set *set, std::string_view key, std::string_view value);
 
+// Whether two names are those of one key, of which either may lack its module
+// prefix.
+bool same_key(std::string_view a, std::string_view b);
+
 // The name list[k1=v1,k2=v2] of the entry whose keys the set holds, keys in
 // the order of the names. A key may carry a module prefix in the set or among
 // the names, which are written as they stand.

@@ -189,6 +189,7 @@ TEST_F(completion_keys, keys_of_a_list)
     EXPECT_EQ(tab("add-listentry a v b v c v k"), (struck{"add-listentry a v b v c v k|", bell}));
     EXPECT_EQ(tab("add-listentry k1 \"a b\" k").line, "add-listentry k1 \"a b\" k2|");
     EXPECT_EQ(tab("add-listentry k1 k2 k").line, "add-listentry k1 k2 k2|");
+    EXPECT_EQ(tab("add-listentry m:k1 v k").line, "add-listentry m:k1 v k2|");
     stand_at("/m/c/l2[k1=a,k2=b]");
     EXPECT_EQ(tab("add-listentry k").written, "\nk2 k1 \n> add-listentry k");
     fake_redis_answer("/m/c/l2", fake_reply_error);

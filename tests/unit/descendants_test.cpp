@@ -406,6 +406,11 @@ TEST_F(descendants_test, reaching_a_name)
     set.choices->cases->next->children.choices->cases->active = true;
     EXPECT_FALSE(descendants_reach(&set, "p2"));
     EXPECT_TRUE(descendants_reach(&set, "x"));
+    // So it is inside a case that is not active itself.
+    set.choices->cases->next->active = false;
+    EXPECT_TRUE(descendants_reach(&set, "a1"));
+    EXPECT_TRUE(descendants_reach(&set, "p1"));
+    EXPECT_FALSE(descendants_reach(&set, "p2"));
 }
 
 TEST_F(descendants_test, an_active_case_of_one_choice_does_not_hide_another_choice)

@@ -59,6 +59,9 @@ TEST_F(key_set_test, a_prefix_on_either_side)
     EXPECT_EQ(name_of("l", {{"k", "a"}}, {"m:k"}), "l[m:k=a]");
     EXPECT_EQ(name_of("l", {{"m:k", "a"}}, {"k"}), "l[k=a]");
     EXPECT_EQ(name_of("l", {{"m:k", "a"}}, {"m:k"}), "l[m:k=a]");
+    EXPECT_EQ(captured_log_take(), log_lines{});
+    EXPECT_EQ(name_of("l", {{"n:k", "a"}}, {"m:k"}), "(none)");
+    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] invalid key:n:k\n"}}));
 }
 
 TEST_F(key_set_test, prefixed_keys_stand_in_the_order_of_the_whole_names)
