@@ -94,13 +94,6 @@ bool already_exists(const char *list_path, const char *name)
     return true;
 }
 
-void record_entry(const char *list_path, const char *name, const char *entry_path)
-{
-    const heap_text shown = unmasked_copy(name);
-    if (shown && record_command("set", entry_path, nullptr) == 0)
-        record_command("add", list_path, shown.get());
-}
-
 void stage_entry(const char *list_path, const char *name, const char *entry_path)
 {
     if (already_exists(list_path, name))
@@ -137,7 +130,7 @@ int cmd_add_listentry(const char *line)
     if (!entry_path)
         return 0;
     if (session.oneshot != 0)
-        record_entry(list_path.get(), name.get(), entry_path.get());
+        record_entry(entry_path.get(), list_path.get(), name.get());
     else
         stage_entry(list_path.get(), name.get(), entry_path.get());
     return 0;

@@ -8,9 +8,9 @@
 #include "cmdtree/tree.h"
 #include "schema/local_entries.h"
 #include "schema/masking.h"
-#include "shell/args.h"
 #include "shell/log.h"
 #include "shell/profile_file.h"
+#include "shell/profile_line.h"
 #include "shell/session.h"
 #include "shell/text.h"
 
@@ -67,12 +67,9 @@ int stage_delete(const char *path, const char *value)
     return 0;
 }
 
-int add_entry(const char *list_path, char *key)
+int add_entry(const char *list_path, const char *key)
 {
-    if (key == nullptr)
-        return -1;
-    mask_path(key);
-    return local_entries_add(list_path, key);
+    return key != nullptr ? local_entries_add(list_path, key) : -1;
 }
 
 int take_config(const char *line, replay_state *state)
@@ -81,13 +78,12 @@ int take_config(const char *line, replay_state *state)
         *state = replay_rpc;
         return 0;
     }
-    const arg_words words(line);
+    const profile_words words(line);
     if (words.argc < 2 || words.argc > 3)
         return -1;
     const char *word = words.argv[0];
-    char *path = words.argv[1];
-    char *value = words.argv[2]; // null behind the last word
-    mask_path(path);
+    const char *path = words.argv[1];
+    const char *value = words.argv[2]; // null behind the last word
     if (strcmp(word, "set") == 0)
         return tree_stage_config(path, value, operation_set);
     if (strcmp(word, "delete") == 0)
@@ -117,10 +113,9 @@ int take_rpc_parameter(const char *line, replay_state *state)
         *state = replay_end;
         return 0;
     }
-    const arg_words words(line);
+    const profile_words words(line);
     if (words.argc < 2 || words.argc > 3 || strcmp(words.argv[0], "set") != 0)
         return -1;
-    mask_path(words.argv[1]);
     return tree_stage_rpc(words.argv[1], words.argv[2], operation_set);
 }
 

@@ -348,20 +348,36 @@ TEST_F(edit_commands_test, discard_one_shot)
 
 TEST_F(edit_commands_test, records)
 {
-    EXPECT_EQ(record_command("add", "/m/c/l", "l[name=a]"), 0);
+    EXPECT_EQ(record_entry("/m/c/l[name=a\x01]", "/m/c/l", "l[name=a\x01]"), 0);
     EXPECT_EQ(record_command("set",
                              "/m/c/l[name=a\x01"
                              "b]",
                              "'v\x03w'"),
               0);
-    EXPECT_EQ(section("[config]"), "add /m/c/l l[name=a]\nset /m/c/l[name=a/b] 'v\x03w'");
+    EXPECT_EQ(section("[config]"), "set /m/c/l[name=a/]\nadd /m/c/l l[name=a/]\n"
+                                   "set /m/c/l[name=a/b] 'v\x03w'");
     enter_rpc("/m/r");
-    EXPECT_EQ(record_command("add", "/m/r/pl", "pl[n=1]"), 0);
-    EXPECT_EQ(record_command("set", "/m/r/pl[n=1]", nullptr), 0);
-    EXPECT_EQ(section("[config]"), "add /m/c/l l[name=a]\nset /m/c/l[name=a/b] 'v\x03w'\n"
-                                   "add /m/r/pl pl[n=1]");
+    EXPECT_EQ(record_entry("/m/r/pl[n=1]", "/m/r/pl", "pl[n=1]"), 0);
+    EXPECT_EQ(section("[config]"), "set /m/c/l[name=a/]\nadd /m/c/l l[name=a/]\n"
+                                   "set /m/c/l[name=a/b] 'v\x03w'\nadd /m/r/pl pl[n=1]");
     EXPECT_EQ(section("[rpc_para]"), "set /m/r/pl[n=1]");
     EXPECT_EQ(record_command("set", "/m", std::string(1000, 'v').c_str()), -1);
+}
+
+TEST_F(edit_commands_test, what_cannot_be_read_back_is_not_recorded)
+{
+    EXPECT_EQ(record_command("set", "/m/c/l[name=it's]/v",
+                             "'c\x03"
+                             "d'"),
+              -1);
+    EXPECT_EQ(record_command("delete",
+                             "/m/c/l[name=a\x03"
+                             "b]",
+                             nullptr),
+              -1);
+    // The first line would do, the second would not.
+    EXPECT_EQ(record_entry("/m/c/l[name=it's]/in[k=b]", "/m/c/l[name=it's]/in", "in[k=it's]"), -1);
+    EXPECT_EQ(profile(), "(no file)");
 }
 
 } // namespace
