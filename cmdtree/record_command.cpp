@@ -1,5 +1,6 @@
 #include "cmdtree/record_command.h"
 
+#include "cmdtree/element_name.h"
 #include "shell/profile.h"
 #include "shell/profile_line.h"
 #include "shell/session.h"
@@ -9,6 +10,12 @@ namespace
 {
 
 const char config_section[] = "[config]";
+
+// The line of a change; null when it cannot be staged or read back.
+heap_text change_line(const char *word, const char *path, const char *value)
+{
+    return path_names_elements(path) ? profile_line(word, path, value) : nullptr;
+}
 
 int put_change(const char *line)
 {
@@ -20,13 +27,13 @@ int put_change(const char *line)
 
 int record_command(const char *word, const char *path, const char *value)
 {
-    const heap_text line = profile_line(word, path, value);
+    const heap_text line = change_line(word, path, value);
     return line ? put_change(line.get()) : -1;
 }
 
 int record_entry(const char *entry_path, const char *list_path, const char *name)
 {
-    const heap_text set_line = profile_line("set", entry_path, nullptr);
+    const heap_text set_line = change_line("set", entry_path, nullptr);
     const heap_text add_line = profile_line("add", list_path, name);
     if (!set_line || !add_line || put_change(set_line.get()) != 0)
         return -1;

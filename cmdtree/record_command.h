@@ -1,6 +1,6 @@
 // Recording an edit in the profile, for the one-shot mode.
 //
-// What would not be read back as it is, is not recorded.
+// What could not be staged, or would not be read back as it is, is not recorded.
 #ifndef VANDEL_CMDTREE_RECORD_COMMAND_H
 #define VANDEL_CMDTREE_RECORD_COMMAND_H
 

@@ -7,6 +7,7 @@
 #include <string.h>
 
 #include "cmdtree/chunk_pool.h"
+#include "cmdtree/element_name.h"
 #include "cmdtree/node.h"
 #include "cmdtree/tree_index.h"
 #include "schema/path.h"
@@ -169,7 +170,7 @@ int ensure_root(command_tree *tree)
 
 int stage(command_tree *tree, node_ptr node, path_scope scope)
 {
-    if (ensure_root(tree) != 0)
+    if (!path_names_elements(node->path) || ensure_root(tree) != 0)
         return -1;
     const insert_result result = insert_node(tree, node.get(), scope);
     if (result == insert_linked)
@@ -269,6 +270,8 @@ cmd_node *tree_next_entry(const cmd_node *entry, const char *list_path)
 
 int tree_add_structural(command_tree *tree, const char *path)
 {
+    if (!path_names_elements(path))
+        return -1;
     node_ptr node = node_create(path, nullptr, operation_structural);
     if (!node || ensure_root(tree) != 0)
         return -1;

@@ -2,7 +2,9 @@
 //
 // Every node stands for one path component; its path begins with its parent's
 // path and "/" (a key predicate belongs to the component that it follows).
-// Paths are masked (schema/masking.h), so each "/" is a component's start.
+// Paths are masked (schema/masking.h), so each "/" is a component's start, and
+// each component below the module can be written as an element: a path of which
+// one cannot (cmdtree/element_name.h) is refused.
 // Children are newest first, but a delete that replaces staged changes goes
 // last. Further values of a leaf-list hang in its node's value list.
 //
@@ -73,8 +75,8 @@ cmd_node *tree_find_staged(const command_tree *tree, const char *path);
 cmd_node *tree_first_entry(const command_tree *tree, const char *list_path);
 cmd_node *tree_next_entry(const cmd_node *entry, const char *list_path);
 
-// Puts a structural node for path into an empty tree; 0, or -1 when memory runs
-// out.
+// Puts a structural node for path into a tree; 0, or -1 when the path is refused
+// or memory runs out.
 int tree_add_structural(command_tree *tree, const char *path);
 
 // Forgets the index of a tree that is given up, and hands its root over for

@@ -2,6 +2,7 @@
 
 #include <string.h>
 
+#include "cmdtree/element_name.h"
 #include "cmdtree/escape.h"
 #include "cmdtree/node.h"
 #include "schema/masking.h"
@@ -13,28 +14,13 @@ namespace
 
 const char delete_attribute[] = "xc:operation=\"delete\"";
 
-// An element's name, which may carry the prefix of another module.
-struct element_name {
-    bool prefixed;
-    std::string_view module;
-    std::string_view local;
-};
-
-element_name split_name(std::string_view name)
-{
-    const size_t colon = name.find(':');
-    if (colon == std::string_view::npos)
-        return {false, {}, name};
-    return {true, name.substr(0, colon), name.substr(colon + 1)};
-}
-
 element_name name_of(const cmd_node *node)
 {
     std::string_view name;
     std::string_view predicate;
     if (node_has_predicate(node) && node_split_last(node, &name, &predicate))
-        return split_name(name);
-    return split_name(path_last_component(node->path));
+        return element_name_of(name);
+    return element_name_of(path_last_component(node->path));
 }
 
 std::string_view predicate_of(const cmd_node *node)
@@ -173,7 +159,7 @@ int append_key(text_buffer *out, const cmd_node *entry, std::string_view pair, p
 {
     const size_t equals = pair.find('=');
     const bool has_value = equals != std::string_view::npos;
-    const element_name name = split_name(pair.substr(0, equals));
+    const element_name name = element_name_of(pair.substr(0, equals));
     const heap_text value = text_copy(has_value ? pair.substr(equals + 1) : "");
     heap_text attributes;
     if (!value ||

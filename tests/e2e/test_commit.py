@@ -206,16 +206,6 @@ def test_predicates_without_a_value(machine, predicate, sent):
     assert committed(machine, f"set /acme/box/port{predicate}/mtu 9") == box(sent)
 
 
-@pytest.mark.parametrize("predicate", ["[]", "[=1]", "[,]", "[=]", "[id=1,]", "[id=1]]", "[[id=1]", "[id=1][id=2]"])
-def test_predicates_that_are_malformed_break_nothing_later(machine, predicate):
-    shell = machine.start()
-    shell.send(f"set /acme/box/port{predicate}/mtu 9\ncommit\n")
-    shell.send("set /acme/box/name n1\ncommit\nquit\n")
-    result = shell.wait()
-    assert (result.status, result.stderr) == (0, b"")
-    assert '<box xmlns="urn:acme"><name>n1</name></box>' in machine.tarnd.requests[-1]
-
-
 def test_entries_of_one_list_are_separate(machine):
     assert committed(
         machine,

@@ -375,8 +375,23 @@ TEST_F(edit_commands_test, what_cannot_be_read_back_is_not_recorded)
                              "b]",
                              nullptr),
               -1);
+    EXPECT_EQ(record_command("delete", "/m/c/l[]", nullptr), -1);
     // The first line would do, the second would not.
     EXPECT_EQ(record_entry("/m/c/l[name=it's]/in[k=b]", "/m/c/l[name=it's]/in", "in[k=it's]"), -1);
+    EXPECT_EQ(profile(), "(no file)");
+}
+
+TEST_F(edit_commands_test, malformed_paths_are_not_staged)
+{
+    serve_nothing();
+    EXPECT_EQ(set(" /m/c/l[]/v 1"), "add cmd error!\r\n");
+    EXPECT_EQ(set(" /m/c/x[ 1"), "add cmd error!\r\n");
+    EXPECT_EQ(set(" /m/c/l[ 1"), "/m/c/l['s not config node.\r\n");
+    EXPECT_EQ(del(" /m/c/l[=x]/in"), "delete cmd error!\r\n");
+    EXPECT_EQ(log(), "");
+    session.oneshot = 1;
+    EXPECT_EQ(set(" /m/c/l[]/v 1"), "add cmd error!\r\n");
+    EXPECT_EQ(del(" /m/c/l[=x]/in"), "");
     EXPECT_EQ(profile(), "(no file)");
 }
 

@@ -271,4 +271,17 @@ TEST_F(profile_replay_test, paths_of_the_rpc_s_module_are_looked_up_as_configura
     EXPECT_EQ(config(), "1 /m/c/ll a\n1 /m/c/ll b\n");
 }
 
+TEST_F(profile_replay_test, a_line_that_is_no_element_ends_the_replay)
+{
+    for (const char *path : {"/m/c/l[", "/m/c/l[name=a", "/m/c/l[]/v", "/m/c/l[=x]", "/m/c/"}) {
+        for (const char *word : {"set ", "delete "}) {
+            EXPECT_EQ(
+                replay_config(std::string("set /m/c/x 1\n") + word + path + "\nset /m/c/y 2\n"),
+                profile_refused);
+            EXPECT_EQ(config(), "1 /m/c/x 1\n");
+            tree_free(&session.config_tree);
+        }
+    }
+}
+
 } // namespace

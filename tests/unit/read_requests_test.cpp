@@ -108,6 +108,25 @@ TEST_F(read_requests_test, a_module_is_refused)
     EXPECT_EQ(session.message_id, 2U);
 }
 
+TEST_F(read_requests_test, what_is_no_element_has_no_filter)
+{
+    key_names keys;
+    names(&keys, {"k"});
+    EXPECT_EQ(printed_by([&] {
+                  EXPECT_EQ(build_get("/m/c/l[name='a\x03"
+                                      "b"),
+                            nullptr);
+                  EXPECT_EQ(build_get_config("/m/c/l[]/v", read_source_startup), nullptr);
+                  EXPECT_EQ(build_get_list_keys("/m/c/l[]/in", &keys), nullptr);
+              }),
+              "");
+    EXPECT_EQ(captured_log_take(),
+              (log_lines{{15, "[DEBUG] Failed to build /m/c/l[name='a b's tree!\n"},
+                         {15, "[DEBUG] Failed to build /m/c/l[]/v's tree!\n"},
+                         {15, "[DEBUG] Failed to build list:/m/c/l[]/in's tree.\n"}}));
+    EXPECT_EQ(session.message_id, 3U); // taken all the same
+}
+
 TEST_F(read_requests_test, an_unknown_module_has_no_filter)
 {
     EXPECT_EQ(build_get("/nix/c"), nullptr);

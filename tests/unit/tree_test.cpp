@@ -53,6 +53,24 @@ TEST_F(tree_test, a_second_set_replaces_the_value_in_place)
     EXPECT_EQ(config(), "0/(0/m(0/m/c(1/m/c/y=2 1/m/c/x=)))");
 }
 
+TEST_F(tree_test, what_is_no_element_is_refused)
+{
+    set("/m/c/x", "1");
+    command_tree filter = {};
+    for (const char *path : {"/m/c/l[", "/m/c/l[]", "/m/c/l[]/v", "/m/c/l[=x]", "/m/c/l[name=a",
+                             "/m/c/x[", "/m/c/", "/m/c//x", "/m/c/o:", "/m/c/l[name=a/b]"}) {
+        EXPECT_EQ(set(path), -1) << path;
+        EXPECT_EQ(set(path, "v"), -1) << path;
+        EXPECT_EQ(remove(path), -1) << path;
+        EXPECT_EQ(tree_stage_rpc(path, nullptr, operation_set), -1) << path;
+        EXPECT_EQ(tree_add_structural(&filter, path), -1) << path;
+    }
+    EXPECT_EQ(config(), "0/(0/m(0/m/c(1/m/c/x=1)))");
+    EXPECT_EQ(log(), "1/m/c/x=1");
+    EXPECT_EQ(session.rpc_tree.root, nullptr);
+    EXPECT_EQ(filter.root, nullptr);
+}
+
 TEST_F(tree_test, set_and_delete_turn_into_each_other)
 {
     set("/m/c/x", "1");

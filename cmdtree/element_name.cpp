@@ -1,0 +1,140 @@
+#include "cmdtree/element_name.h"
+
+#include <algorithm>
+#include <iterator>
+#include <stddef.h>
+#include <stdint.h>
+
+namespace
+{
+
+struct character_range {
+    uint32_t first;
+    uint32_t last;
+};
+
+// Where a name may start, but for the colon.
+constexpr character_range start_characters[] = {
+    {'A', 'Z'},       {'_', '_'},       {'a', 'z'},       {0xC0, 0xD6},     {0xD8, 0xF6},
+    {0xF8, 0x2FF},    {0x370, 0x37D},   {0x37F, 0x1FFF},  {0x200C, 0x200D}, {0x2070, 0x218F},
+    {0x2C00, 0x2FEF}, {0x3001, 0xD7FF}, {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}, {0x10000, 0xEFFFF},
+};
+
+// What else may follow.
+constexpr character_range further_characters[] = {
+    {'-', '.'}, {'0', '9'}, {0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040},
+};
+
+bool is_in(uint32_t character, const character_range *begin, const character_range *end)
+{
+    return std::any_of(begin, end, [character](const character_range &range) {
+        return character >= range.first && character <= range.last;
+    });
+}
+
+bool starts_name(uint32_t character)
+{
+    return is_in(character, std::begin(start_characters), std::end(start_characters));
+}
+
+bool continues_name(uint32_t character)
+{
+    return starts_name(character) ||
+           is_in(character, std::begin(further_characters), std::end(further_characters));
+}
+
+// The lead bytes of characters of one length.
+struct lead_bytes {
+    unsigned mask;
+    unsigned lead;
+    size_t length;
+    uint32_t smallest; // what is less must be written shorter
+};
+
+constexpr lead_bytes leads[] = {
+    {0x80, 0x00, 1, 0},
+    {0xE0, 0xC0, 2, 0x80},
+    {0xF0, 0xE0, 3, 0x800},
+    {0xF8, 0xF0, 4, 0x10000},
+};
+
+// Takes the first character off a text that is not empty; 0, which is in no
+// name, for what is no UTF-8.
+uint32_t take_character(std::string_view *text)
+{
+    const unsigned first = static_cast<unsigned char>(text->front());
+    const lead_bytes *found =
+        std::find_if(std::begin(leads), std::end(leads), [first](const lead_bytes &entry) {
+            return (first & entry.mask) == entry.lead;
+        });
+    if (found == std::end(leads) || text->size() < found->length)
+        return 0;
+    uint32_t character = first & ~found->mask;
+    for (size_t i = 1; i < found->length; i++) {
+        const unsigned next = static_cast<unsigned char>((*text)[i]);
+        if ((next & 0xC0U) != 0x80U)
+            return 0;
+        character = character << 6 | (next & 0x3FU);
+    }
+    text->remove_prefix(found->length);
+    return character >= found->smallest ? character : 0;
+}
+
+bool is_named(std::string_view name)
+{
+    return is_xml_name(element_name_of(name).local);
+}
+
+bool names_keys(std::string_view predicate)
+{
+    if (predicate.empty())
+        return false;
+    while (!predicate.empty()) {
+        const std::string_view pair = predicate.substr(0, predicate.find(','));
+        if (!is_named(pair.substr(0, pair.find('='))))
+            return false;
+        predicate.remove_prefix(pair.size() < predicate.size() ? pair.size() + 1 : pair.size());
+    }
+    return true;
+}
+
+bool names_element(std::string_view component)
+{
+    const size_t open = component.find('[');
+    if (open == std::string_view::npos)
+        return is_named(component);
+    const size_t close = component.find(']', open);
+    return close != std::string_view::npos && is_named(component.substr(0, open)) &&
+           names_keys(component.substr(open + 1, close - open - 1));
+}
+
+} // namespace
+
+element_name element_name_of(std::string_view name)
+{
+    const size_t colon = name.find(':');
+    if (colon == std::string_view::npos)
+        return {false, {}, name};
+    return {true, name.substr(0, colon), name.substr(colon + 1)};
+}
+
+bool is_xml_name(std::string_view text)
+{
+    if (text.empty() || !starts_name(take_character(&text)))
+        return false;
+    while (!text.empty()) {
+        if (!continues_name(take_character(&text)))
+            return false;
+    }
+    return true;
+}
+
+bool path_names_elements(std::string_view path)
+{
+    for (size_t slash = path.find('/', 1); slash < path.size(); slash = path.find('/', slash + 1)) {
+        const std::string_view rest = path.substr(slash + 1);
+        if (!names_element(rest.substr(0, rest.find('/'))))
+            return false;
+    }
+    return true;
+}
