@@ -66,9 +66,20 @@ int write_file(const text_buffer &content)
     return -1;
 }
 
+// A masked text as a line holds it: unmasked. With its codes when these are not
+// what a reader would put in their place: then they stood in the file before.
+heap_text line_text(const char *masked)
+{
+    heap_text plain = unmasked_copy(masked);
+    const heap_text again = masked_copy(plain.get());
+    if (!plain || !again)
+        return nullptr;
+    return strcmp(again.get(), masked) == 0 ? std::move(plain) : text_copy(masked);
+}
+
 int append_command(text_buffer *out, const cmd_node *node)
 {
-    const heap_text path = unmasked_copy(node->path);
+    const heap_text path = line_text(node->path);
     const char *word = node->operation == operation_delete ? "delete " : "set ";
     if (!path || append_all(out, {word, path.get()}) != 0)
         return -1;
@@ -90,9 +101,9 @@ int append_entries(text_buffer *out)
 {
     const list_record *record = session.entries != nullptr ? *session.entries : nullptr;
     for (; record != nullptr; record = record->next) {
-        const heap_text path = unmasked_copy(record->path);
+        const heap_text path = line_text(record->path);
         for (const list_entry *entry = record->entries; entry != nullptr; entry = entry->next) {
-            const heap_text key = unmasked_copy(entry->key);
+            const heap_text key = line_text(entry->key);
             if (!path || !key || append_all(out, {"add ", path.get(), " ", key.get(), "\n"}) != 0)
                 return -1;
         }

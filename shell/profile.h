@@ -6,12 +6,12 @@
 //     [rpc_para]    set PATH [VALUE]
 //     %%%           end; what stands behind it is ignored
 //
-// An empty line ends a section. Paths are written unmasked, values with their
-// codes (shell/args.h). A line of [pwd] or [rpc] that does not begin with "/" is
-// passed over. The file has mode 0600 from its creation on. A symbolic
-// link, anything but a regular file, another user's file (to root, too) and a
-// file with a second name count as a file that cannot be opened. Failures are
-// logged; int results are 0 or -1.
+// An empty line ends a section. Paths are written unmasked, but for codes that
+// masking would not put there, values with their codes (shell/args.h). A line of
+// [pwd] or [rpc] that does not begin with "/" is passed over. The file has mode
+// 0600 from its creation on. A symbolic link, anything but a regular file,
+// another user's file (to root, too) and a file with a second name count as a
+// file that cannot be opened. Failures are logged; int results are 0 or -1.
 #ifndef VANDEL_SHELL_PROFILE_H
 #define VANDEL_SHELL_PROFILE_H
 

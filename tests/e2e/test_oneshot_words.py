@@ -4,7 +4,7 @@ import os
 
 import pytest
 from support.example import edit_config, printed_ok
-from support.schema_db import Schema, leaf, list_, module
+from support.schema_db import Schema, leaf, list_, module, rpc
 
 SCHEMA = Schema(
     module(
@@ -12,6 +12,7 @@ SCHEMA = Schema(
         "urn:m",
         leaf("x"),
         list_("o", ["k"], leaf("k"), leaf("v"), list_("i", ["j"], leaf("j"), leaf("w"))),
+        rpc("go"),
     )
 )
 
@@ -120,3 +121,15 @@ def test_what_is_recorded(machine, workspace, line, recorded, sent):
     run(machine, "commit", prints=printed_ok(1))
     (request,) = machine.tarnd.requests
     assert f"</k>{sent}</o>" in request
+
+
+def test_lines_of_the_other_section_come_back_with_their_codes(machine):
+    line = "set /m/o[k=a\x03b]/v 1\nset /m/x 2\n"
+    text = f"[pwd]\n/m/go\n\n[config]\n{line}\n[rpc]\n/m/go\n\n[rpc_para]\n\n%%%\n"
+    write_profile(machine, text)
+    run(machine, "commit", prints=printed_ok(1))
+    assert profile(machine) == f"[pwd]\n/m\n\n[config]\n{line}\n[rpc]\n\n[rpc_para]\n\n%%%\n"
+    run(machine, "commit", prints=printed_ok(1))
+    assert machine.tarnd.requests[-1] == edit_config(
+        '<x xmlns="urn:m">2</x><o xmlns="urn:m"><k>a b</k><v>1</v></o>'
+    )

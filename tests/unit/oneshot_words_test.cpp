@@ -108,7 +108,10 @@ class oneshot_words_test : public profile_world
             recorded++;
             EXPECT_EQ(printed, "");
             EXPECT_EQ(profile_load(), profile_replayed);
+            EXPECT_EQ(profile_write_back(), 0);
             EXPECT_EQ(staged(), expected);
+            EXPECT_EQ(profile_load(), profile_replayed);
+            EXPECT_EQ(staged(), expected) << "after it was written back";
         }
     }
 

@@ -455,4 +455,16 @@ TEST_F(profile_test, start_ends_a_value_at_a_zero_byte)
     EXPECT_EQ(session.rpc_path, nullptr);
 }
 
+TEST_F(profile_test, write_back_of_codes_that_came_by_hand)
+{
+    const std::string lines = "set /m/c/l[name=a\x03"
+                              "b]/v 1\n"
+                              "add /m/c/l[name=a\x03"
+                              "b]/in in[k=\x03]\n";
+    write_content("[pwd]\n/\n\n[config]\n" + lines + "\n[rpc]\n\n[rpc_para]\n\n%%%\n");
+    EXPECT_EQ(profile_load(), profile_replayed);
+    EXPECT_EQ(profile_write_back(), 0);
+    EXPECT_EQ(content(), "[pwd]\n/\n\n[config]\n" + lines + "\n[rpc]\n\n[rpc_para]\n\n%%%\n");
+}
+
 } // namespace
