@@ -26,13 +26,15 @@ int emit(piece_sink *sink)
     if (sink->piece.length == 0)
         return 0;
     const std::string_view piece(sink->piece.data.get(), sink->piece.length);
-    sink->piece.length = 0;
+    int failed = 0;
     if (sink->buffer == nullptr)
-        return pool_append(piece);
-    if (strcat_s(sink->buffer, sink->size, piece.data()) == 0)
-        return 0;
-    log_debug("[DEBUG] buf is not enough!\n");
-    return -1;
+        failed = pool_append(piece);
+    else
+        failed = strcat_s(sink->buffer, sink->size, piece.data());
+    text_clear(&sink->piece);
+    if (failed != 0 && sink->buffer != nullptr)
+        log_debug("[DEBUG] buf is not enough!\n");
+    return failed;
 }
 
 int emit_open(piece_sink *sink, const cmd_node *node)

@@ -135,6 +135,13 @@ int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths)
     return fits ? buffer_reserve(buffer, needed, needed) : buffer_refuse(buffer);
 }
 
+void text_clear(text_buffer *buffer)
+{
+    if (buffer->data)
+        memset_s(buffer->data.get(), buffer->capacity, 0, buffer->length);
+    buffer->length = 0;
+}
+
 int text_append(text_buffer *buffer, std::string_view piece)
 {
     size_t needed = 0;

@@ -94,6 +94,10 @@ struct text_buffer {
 // out (the buffer is empty then).
 int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths);
 
+// Empties the buffer, wiped, for the next text: a shorter one would end in front
+// of what is left of a longer one.
+void text_clear(text_buffer *buffer);
+
 // Appends piece; 0, or -1 when memory runs out (the buffer is empty then).
 int text_append(text_buffer *buffer, std::string_view piece);
 

@@ -10,7 +10,7 @@ from support import memory, tracing, valgrind
 from support.example import EXAMPLE
 from support.tarnd import pause, session_reply
 
-SECRET = "S3cr3t-of-the-operator"
+SECRET = "q7Vd-Zx2K.9mWp-Lr4T.uB"
 SET = f"set /acme/box/name {SECRET}"
 TYPED_OVER = [f"pwd {' ' * len(SET)} {number}" for number in range(10)]
 

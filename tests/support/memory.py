@@ -2,6 +2,7 @@
 
 import re
 
+PIECE = 8  # bytes in a row of what is looked for that cannot be there by chance
 LARGEST = 1 << 30  # what is larger holds no data: a sanitizer keeps its notes there
 MAPPING = re.compile(r"([0-9a-f]+)-([0-9a-f]+) (\S+) \S+ \S+ \S+ *(.*)")
 
@@ -18,15 +19,32 @@ def writable(pid):
                 yield name, begin, memory.read(size)
 
 
-def find(pid, needle):
-    """Where the process holds needle: (name of the mapping, address, the bytes around it)."""
+def spans(content, needle):
+    """Where content holds needle or at least PIECE bytes in a row of it: (from, up to)."""
     found = []
-    for name, begin, content in writable(pid):
-        at = content.find(needle)
+    for first in range(max(1, len(needle) - PIECE + 1)):
+        piece = needle[first : first + PIECE]
+        at = content.find(piece)
         while at >= 0:
-            found.append((name, begin + at, content[max(0, at - 64) : at + 64]))
-            at = content.find(needle, at + 1)
-    return found
+            found.append((at, at + len(piece)))
+            at = content.find(piece, at + 1)
+    merged = []
+    for start, end in sorted(found):
+        if merged and start < merged[-1][1]:
+            merged[-1] = (merged[-1][0], max(end, merged[-1][1]))
+        else:
+            merged.append((start, end))
+    return merged
+
+
+def find(pid, needle):
+    """Where the process holds needle, or a piece of it as it fits into a register:
+    (name of the mapping, address, the bytes around it)."""
+    return [
+        (name, begin + start, content[max(0, start - 64) : end + 64])
+        for name, begin, content in writable(pid)
+        for start, end in spans(content, needle)
+    ]
 
 
 def arguments(pid):

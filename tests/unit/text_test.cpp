@@ -129,6 +129,18 @@ TEST(text_append, grows_at_the_end)
     EXPECT_EQ(buffer.data.get(), expected);
 }
 
+TEST(text_clear, leaves_nothing_of_a_longer_text)
+{
+    text_buffer buffer;
+    text_clear(&buffer);
+    EXPECT_EQ(buffer.data, nullptr);
+    ASSERT_EQ(text_append(&buffer, "a secret"), 0);
+    text_clear(&buffer);
+    EXPECT_EQ(buffer.length, 0U);
+    ASSERT_EQ(text_append(&buffer, "ab"), 0);
+    EXPECT_EQ(std::string(buffer.data.get(), 9), std::string("ab\0\0\0\0\0\0\0", 9));
+}
+
 TEST(text_append, keeps_zero_bytes)
 {
     text_buffer buffer;
