@@ -6,6 +6,7 @@
 
 #include "link/xml_memory.h"
 #include "link/xpath.h"
+#include "shell/scrub.h"
 
 namespace
 {
@@ -15,6 +16,7 @@ constexpr int text_limit = 1000000;
 struct parser_deleter {
     void operator()(xmlParserCtxt *parser) const noexcept
     {
+        scrub_registers();
         xmlFreeParserCtxt(parser);
     }
 };
@@ -108,6 +110,7 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
     if (length > INT_MAX)
         return xml_root_unreadable;
     xml_memory_watch();
+    scrub_registers();
     const xml_parser parser(xmlNewParserCtxt());
     if (!parser)
         return xml_root_unreadable;

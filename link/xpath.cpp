@@ -11,6 +11,7 @@
 
 #include "link/xml_memory.h"
 #include "shell/log.h"
+#include "shell/scrub.h"
 #include "shell/text.h"
 
 namespace
@@ -23,6 +24,7 @@ const char base_namespace[] = "urn:ietf:params:xml:ns:netconf:base:1.0";
 struct xpath_context_deleter {
     void operator()(xmlXPathContext *context) const noexcept
     {
+        scrub_registers();
         xmlXPathFreeContext(context);
     }
 };
@@ -91,6 +93,7 @@ xml_doc xml_parse(const char *text, size_t length)
     if (length > INT_MAX)
         return nullptr;
     xml_memory_watch();
+    scrub_registers();
     xml_doc document(
         xmlReadMemory(text, static_cast<int>(length), nullptr, "utf-8", XML_PARSE_NOBLANKS));
     return xml_memory_ran_out() ? nullptr : std::move(document);
@@ -133,6 +136,7 @@ void ns_free(ns_entry **head)
 xmlXPathObject *xpath_eval(xmlDoc *document, const char *expression, ns_entry **head)
 {
     xml_memory_watch();
+    scrub_registers();
     const xpath_context context(xmlXPathNewContext(document));
     if (!context)
         return nullptr;
@@ -150,6 +154,7 @@ xmlXPathObject *xpath_eval(xmlDoc *document, const char *expression, ns_entry **
 xml_content xml_node_content(const xmlNode *node)
 {
     xml_memory_watch();
+    scrub_registers();
     xml_content text(xmlNodeGetContent(node));
     return xml_memory_ran_out() ? nullptr : std::move(text);
 }

@@ -10,6 +10,8 @@
 #include <libxml/xpath.h>
 #include <memory>
 
+#include "shell/scrub.h"
+
 struct ns_entry {
     char *prefix;     // owned
     char *uri;        // owned
@@ -20,6 +22,7 @@ struct ns_entry {
 struct xml_doc_deleter {
     void operator()(xmlDoc *document) const noexcept
     {
+        scrub_registers();
         xmlFreeDoc(document);
     }
 };
@@ -28,6 +31,7 @@ using xml_doc = std::unique_ptr<xmlDoc, xml_doc_deleter>;
 struct xpath_result_deleter {
     void operator()(xmlXPathObject *result) const noexcept
     {
+        scrub_registers();
         xmlXPathFreeObject(result);
     }
 };

@@ -1,6 +1,7 @@
 #include "schema/database.h"
 
 #include "schema/path.h"
+#include "shell/scrub.h"
 #include "shell/session.h"
 
 namespace
@@ -26,6 +27,7 @@ reply_ptr read_field(std::string_view hash, std::string_view field)
 {
     if (session.redis == nullptr)
         return nullptr;
+    scrub_registers();
     reply_ptr reply(redis_hash_get_bin_safe(session.redis, hash.data(), hash.size(), field.data(),
                                             field.size()));
     return string_of(reply.get()).data() != nullptr ? std::move(reply) : nullptr;
@@ -70,6 +72,7 @@ hash_fields schema_hash(std::string_view hash)
     hash_fields fields;
     if (session.redis == nullptr)
         return fields;
+    scrub_registers();
     fields.reply.reset(redis_hash_get_all_bin_safe(session.redis, hash.data(), hash.size()));
     if (fields.reply && (fields.reply->type != REDIS_REPLY_ARRAY ||
                          (fields.reply->elements > 0 && fields.reply->element == nullptr)))

@@ -16,11 +16,13 @@
 
 #include "redisapi.h"
 #include "schema/records.h"
+#include "shell/scrub.h"
 #include "shell/text.h"
 
 struct reply_deleter {
     void operator()(redisReply *reply) const noexcept
     {
+        scrub_registers();
         redis_freereply(reply);
     }
 };

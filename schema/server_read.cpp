@@ -13,6 +13,7 @@
 #include "schema/read_requests.h"
 #include "schema/schema_path.h"
 #include "shell/log.h"
+#include "shell/scrub.h"
 #include "shell/session.h"
 #include "shell/text.h"
 
@@ -28,6 +29,7 @@ struct query_result {
     ~query_result()
     {
         nodes.reset();
+        scrub_registers();
         xmlFreeDoc(session.reply_doc);
         session.reply_doc = nullptr;
     }

@@ -2,6 +2,7 @@
 #include <stdio.h>
 
 #include "link/listener.h"
+#include "shell/scrub.h"
 #include "shell/startup.h"
 
 static int run(int argc, char **argv)
@@ -14,6 +15,8 @@ static int run(int argc, char **argv)
 int main(int argc, char **argv)
 {
     const int status = run(argc, argv);
+    // What the end of a process calls is bound only then.
+    scrub_stack();
     fflush(stdout); // a SIGPIPE of this strikes in the next line
     listener_park();
     return status;

@@ -24,6 +24,7 @@
 #include "link/listener.h"
 #include "redisapi.h"
 #include "schema/local_entries.h"
+#include "shell/scrub.h"
 #include "shell/session.h"
 #include "tinyrl/raw_mode.h"
 #include "tinyrl/tinyrl.h"
@@ -120,8 +121,10 @@ void release_session()
     }
     if (session.tinyrl != nullptr)
         tinyrl_delete(session.tinyrl);
-    if (session.redis != nullptr)
+    if (session.redis != nullptr) {
+        scrub_registers();
         redis_freeconn(session.redis);
+    }
     local_entries_forget(nullptr, nullptr);
 }
 

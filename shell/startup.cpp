@@ -20,6 +20,7 @@
 #include "shell/dispatch.h"
 #include "shell/log.h"
 #include "shell/profile.h"
+#include "shell/scrub.h"
 #include "shell/session.h"
 #include "shell/signals.h"
 #include "shell/text.h"
@@ -39,6 +40,7 @@ void free_session_text(char **text)
 
 void close_database()
 {
+    scrub_registers();
     redis_freeconn(session.redis);
     session.redis = nullptr;
 }
@@ -75,22 +77,32 @@ void take_deferred_signal()
     const signal_window window;
 }
 
+// Reads a line and runs it; false when it says to leave. A function of its own,
+// so that nothing of the line is left above what run_lines overwrites.
+[[gnu::noinline]] bool run_line()
+{
+    const heap_text line(tinyrl_readline(session.tinyrl, session.prompt, nullptr));
+    if (!line) {
+        pause_after_end_of_input();
+        return true;
+    }
+    if (*line == '\0')
+        return true;
+    const dispatch_result result = dispatch(line.get());
+    if (result == dispatch_leave)
+        return false;
+    if (result != dispatch_nothing)
+        history_add(tinyrl_get_history(session.tinyrl), line.get());
+    return true;
+}
+
 // Runs lines until one says to leave.
 void run_lines()
 {
-    while (session.quit == 0) {
-        const heap_text line(tinyrl_readline(session.tinyrl, session.prompt, nullptr));
-        if (!line) {
-            pause_after_end_of_input();
-            continue;
-        }
-        if (*line == '\0')
-            continue;
-        const dispatch_result result = dispatch(line.get());
-        if (result == dispatch_leave)
-            return;
-        if (result != dispatch_nothing)
-            history_add(tinyrl_get_history(session.tinyrl), line.get());
+    bool goes_on = true;
+    while (goes_on && session.quit == 0) {
+        goes_on = run_line();
+        scrub_stack();
     }
 }
 

@@ -3,13 +3,24 @@
 #include <string.h>
 
 #include "bounded.h"
+#include "shell/scrub.h"
+
+namespace
+{
+
+// Overwrites a block, and what registers hold of it since it was last read.
+void wipe(void *block, size_t size)
+{
+    memset_s(block, size, 0, size);
+    scrub_registers();
+}
+
+} // namespace
 
 void text_wipe(char *text)
 {
-    if (text != nullptr) {
-        const size_t length = strlen(text);
-        memset_s(text, length, 0, length);
-    }
+    if (text != nullptr)
+        wipe(text, strlen(text));
 }
 
 void wipe_deleter::operator()(char *text) const noexcept
@@ -21,13 +32,13 @@ void wipe_deleter::operator()(char *text) const noexcept
 secret_block::~secret_block()
 {
     if (data != nullptr)
-        memset_s(data, size, 0, size);
+        wipe(data, size);
     std::free(data);
 }
 
 secret_piece::~secret_piece()
 {
-    memset_s(bytes, sizeof bytes, 0, sizeof bytes);
+    wipe(bytes, sizeof bytes);
 }
 
 bool size_add(size_t a, size_t b, size_t *sum)
@@ -80,7 +91,7 @@ void *mem_grow(void *block, size_t used, size_t size)
     void *grown = calloc(1, size);
     if (grown != nullptr)
         memcpy_s(grown, size, block, used);
-    memset_s(block, used, 0, used);
+    wipe(block, used);
     free(block);
     return grown;
 }
@@ -138,7 +149,7 @@ int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths)
 void text_clear(text_buffer *buffer)
 {
     if (buffer->data)
-        memset_s(buffer->data.get(), buffer->capacity, 0, buffer->length);
+        wipe(buffer->data.get(), buffer->length);
     buffer->length = 0;
 }
 

@@ -2,7 +2,8 @@
 //
 // Every function that allocates returns null (or -1) when memory runs out and
 // changes nothing. Sizes are added with an overflow test, so that a sum which
-// wraps on a 32-bit device is refused like memory that is not there.
+// wraps on a 32-bit device is refused like memory that is not there. What wipes a
+// text leaves nothing in registers either (shell/scrub.h).
 #ifndef VANDEL_SHELL_TEXT_H
 #define VANDEL_SHELL_TEXT_H
 

@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "tests/support/vector_registers.h"
+
 extern "C" const char *__asan_default_options(void)
 {
     return "allocator_may_return_null=1";
@@ -63,6 +65,17 @@ TEST(text_wipe, overwrites_up_to_the_end)
     text_wipe(text);
     EXPECT_EQ(std::string(text, sizeof text), std::string("\0\0\0\0\0\0\0kept\0", 12));
     text_wipe(nullptr);
+}
+
+TEST(text_wipe, leaves_nothing_in_registers)
+{
+    char text[65] = "";
+    vector_registers registers;
+    memset(text, 'x', 64);
+    registers_fill('x');
+    text_wipe(text);
+    registers_save(&registers);
+    EXPECT_EQ(registers_count(registers, 'x'), 0U);
 }
 
 TEST(size_add, tells_a_sum_that_wraps)
