@@ -10,6 +10,7 @@ import threading
 import pytest
 import redis
 from support import schema_db as db
+from support import spilling
 from support import tarnd as daemon
 
 
@@ -200,3 +201,25 @@ def test_schema_records_are_packed_by_the_layout(machine):
         assert client.hget("/acme", "reset")[:2] == b"\xc1\x01"
         assert client.hget("/acme/reset", "input")[:2] == b"\x01\x02"
         assert set(client.hgetall("/acme/reset/input")) == {b"delay"}
+
+
+def functions(path, defined):
+    """The functions that a program or library provides, or that it calls in libraries."""
+    listing = subprocess.run(
+        ["readelf", "--dyn-syms", "--wide", path], capture_output=True, check=True
+    ).stdout.decode()
+    rows = [line.split() for line in listing.splitlines() if " FUNC " in line]
+    return {row[7].partition("@")[0] for row in rows if (row[6] != "UND") == defined}
+
+
+@spilling.on_x86_only
+def test_each_call_to_a_library_is_watched(machine):
+    """But for those into the C library, and into the run-time library of a sanitizer."""
+    called = functions(os.path.join(machine.build, "vandel"), False)
+    watched = functions(os.path.join(machine.build, "tests/spilling/libconf.so"), True)
+    assert {name for name in called if name.startswith(("xml", "redis_", "conf_"))} <= watched
+    result = machine.one_shot("pwd", env={**spilling.ENVIRONMENT, "SPILLING_TELLS": "1"})
+    assert result.stdout == b"/\r\n"
+    # Three of libxml2 at the start, two of the database, two to read the session's
+    # id, one in the end, at least.
+    assert int(result.stderr.removesuffix(b" calls\n")) > 8

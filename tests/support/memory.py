@@ -3,6 +3,7 @@
 import re
 
 PIECE = 8  # bytes in a row of what is looked for that cannot be there by chance
+LONG = 50
 LARGEST = 1 << 30  # what is larger holds no data: a sanitizer keeps its notes there
 MAPPING = re.compile(r"([0-9a-f]+)-([0-9a-f]+) (\S+) \S+ \S+ \S+ *(.*)")
 
@@ -20,9 +21,12 @@ def writable(pid):
 
 
 def spans(content, needle):
-    """Where content holds needle or at least PIECE bytes in a row of it: (from, up to)."""
+    """Where content holds needle or at least PIECE bytes in a row of it: (from, up to).
+
+    Of a long needle, as many as stand in any vector register."""
     found = []
-    for first in range(max(1, len(needle) - PIECE + 1)):
+    step = 1 if len(needle) < LONG else PIECE
+    for first in range(0, max(1, len(needle) - PIECE + 1), step):
         piece = needle[first : first + PIECE]
         at = content.find(piece)
         while at >= 0:
@@ -30,7 +34,7 @@ def spans(content, needle):
             at = content.find(piece, at + 1)
     merged = []
     for start, end in sorted(found):
-        if merged and start < merged[-1][1]:
+        if merged and start <= merged[-1][1]:
             merged[-1] = (merged[-1][0], max(end, merged[-1][1]))
         else:
             merged.append((start, end))

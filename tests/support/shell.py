@@ -203,6 +203,8 @@ class Machine:
             "PATH": os.environ.get("PATH", "/usr/sbin:/usr/bin:/sbin:/bin"),
             "TARND_SOCKET": "/tmp/tarnd.sock",
             "SCHEMA_REDIS": "/tmp/redis.sock",
+            # Which string functions the C library takes (tests/e2e/CMakeLists.txt).
+            "GLIBC_TUNABLES": os.environ.get("GLIBC_TUNABLES"),
         }
         for name in ("ASAN_OPTIONS", "TSAN_OPTIONS", "UBSAN_OPTIONS"):
             given = os.environ.get(name)
