@@ -1,23 +1,41 @@
 """Looking into the memory of a process that runs, or is held at its end (tracing.py)."""
 
+import array
+import itertools
+import mmap
 import re
 
 PIECE = 8  # bytes in a row of what is looked for that cannot be there by chance
 LONG = 50
+PAGE = mmap.PAGESIZE
 LARGEST = 1 << 30  # what is larger holds no data: a sanitizer keeps its notes there
 MAPPING = re.compile(r"([0-9a-f]+)-([0-9a-f]+) (\S+) \S+ \S+ \S+ *(.*)")
 
 
+def touched(pagemap, start, end):
+    """The parts of a mapping that are in memory or swapped out, (from, up to)."""
+    pagemap.seek(start // PAGE * 8)
+    pages = array.array("Q", pagemap.read((end - start) // PAGE * 8))
+    for is_touched, run in itertools.groupby(pages, lambda page: page >> 62 != 0):
+        size = sum(1 for _ in run) * PAGE
+        if is_touched:
+            yield start, start + size
+        start += size
+
+
 def writable(pid):
-    """(name, address, bytes) of everything that the process could have written."""
+    """(name, address, bytes) of everything that the process has written."""
     with open(f"/proc/{pid}/maps", encoding="ascii") as maps:
         mappings = [MAPPING.match(line).groups() for line in maps]
-    with open(f"/proc/{pid}/mem", "rb", 0) as memory:
+    with open(f"/proc/{pid}/mem", "rb", 0) as memory, open(
+        f"/proc/{pid}/pagemap", "rb", 0
+    ) as pagemap:
         for start, end, rights, name in mappings:
-            begin, size = int(start, 16), int(end, 16) - int(start, 16)
-            if rights.startswith("rw") and size < LARGEST:
-                memory.seek(begin)
-                yield name, begin, memory.read(size)
+            start, end = int(start, 16), int(end, 16)
+            if rights.startswith("rw") and end - start < LARGEST:
+                for begin, behind in touched(pagemap, start, end):
+                    memory.seek(begin)
+                    yield name, begin, memory.read(behind - begin)
 
 
 def spans(content, needle):
