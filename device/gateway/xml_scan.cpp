@@ -108,21 +108,12 @@ bool declares(std::string_view name, std::string_view prefix)
     return begins(name, ":") && name.substr(1) == prefix;
 }
 
-/* Looks for the namespace of element's prefix, from the inside out. */
 bool resolve(xml_scan *scan, xml_element *element)
 {
-    for (const xml_element *at = element; at; at = at->parent) {
-        std::string_view rest = at->attributes;
-        xml_attribute attribute;
-        while (xml_attribute_next(&rest, &attribute)) {
-            if (!declares(attribute.name, element->prefix))
-                continue;
-            element->uri = attribute.value;
-            const bool plain = attribute.value.find_first_of("&\"<") == std::string_view::npos;
-            return plain || fail(scan);
-        }
-    }
-    return element->prefix.empty() || fail(scan);
+    if (!xml_namespace_find(element, element->prefix, &element->uri))
+        return element->prefix.empty() || fail(scan);
+    const bool plain = element->uri.find_first_of("&\"<") == std::string_view::npos;
+    return plain || fail(scan);
 }
 
 bool read_element(xml_scan *scan, const xml_tag *tag, const xml_element *parent,
@@ -203,6 +194,21 @@ size_t xml_scan_skip(xml_scan *scan, const xml_element *element)
 bool xml_element_is(const xml_element *element, std::string_view uri, std::string_view local)
 {
     return element->local == local && element->uri == uri;
+}
+
+bool xml_namespace_find(const xml_element *element, std::string_view prefix, std::string_view *uri)
+{
+    for (const xml_element *at = element; at; at = at->parent) {
+        std::string_view rest = at->attributes;
+        xml_attribute attribute;
+        while (xml_attribute_next(&rest, &attribute)) {
+            if (!declares(attribute.name, prefix))
+                continue;
+            *uri = attribute.value;
+            return true;
+        }
+    }
+    return false;
 }
 
 bool xml_attribute_next(std::string_view *rest, xml_attribute *attribute)

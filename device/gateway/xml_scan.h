@@ -53,6 +53,11 @@ size_t xml_scan_skip(xml_scan *scan, const xml_element *element);
 
 bool xml_element_is(const xml_element *element, std::string_view uri, std::string_view local);
 
+/* Finds what a prefix, given with its colon, stands for within element (the
+ * empty prefix: the default namespace). The namespace is as written. False: the
+ * prefix is not declared. */
+bool xml_namespace_find(const xml_element *element, std::string_view prefix, std::string_view *uri);
+
 /* Cuts the first attribute off *rest. False: there is none, or it is none. */
 bool xml_attribute_next(std::string_view *rest, xml_attribute *attribute);
 

@@ -1,0 +1,152 @@
+/* What makes a difference to the marks of an element, and the texts in them. */
+#include "device/gateway/content_marks.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "device/gateway/text_pieces.h"
+
+namespace
+{
+
+content_marks marks(const std::string &element)
+{
+    const std::string text =
+        "<root xmlns='urn:1' xmlns:p='urn:p' xmlns:q='urn:q' xmlns:r='urn:q'>" + element +
+        "</root>";
+    xml_scan scan{text, 0, false};
+    xml_element root;
+    xml_element node;
+    content_marks found{};
+    EXPECT_TRUE(xml_scan_root(&scan, &root) && xml_scan_child(&scan, &root, &node) &&
+                content_marks_read(&scan, &node, &found))
+        << text;
+    xml_element more;
+    EXPECT_FALSE(xml_scan_child(&scan, &root, &more) || scan.failed) << text;
+    return found;
+}
+
+/* The marks that are the same: "exact plain loose", as far as they are. */
+std::string same(const std::string &one, const std::string &other)
+{
+    const content_marks left = marks(one);
+    const content_marks right = marks(other);
+    std::string found;
+    if (left.exact == right.exact)
+        found += " exact";
+    if (left.plain == right.plain)
+        found += " plain";
+    if (left.loose == right.loose)
+        found += " loose";
+    return found.empty() ? found : found.substr(1);
+}
+
+std::string same_values(const std::string &one, const std::string &other)
+{
+    return same("<a>" + one + "</a>", "<a>" + other + "</a>");
+}
+
+std::string pieces(const std::string &text)
+{
+    text_pieces rest{text, {}};
+    std::string found;
+    std::string_view piece;
+    while (text_pieces_next(&rest, &piece))
+        found += piece;
+    return found;
+}
+
+const std::string all = "exact plain loose";
+
+} // namespace
+
+TEST(gateway_marks, what_is_written_in_another_way_is_the_same)
+{
+    EXPECT_EQ(same("<a/>", "<a></a>"), all);
+    EXPECT_EQ(same("<a/>", "<x:a xmlns:x='urn:1'/>"), all);
+    EXPECT_EQ(same("<a b='1'/>", "<a/>"), all);
+    EXPECT_EQ(same("<a><b/><c/></a>", "<a>\n<b/>  <!-- <d/> --><c/>\n</a>"), all);
+    EXPECT_EQ(same_values("a&amp;b", "a&#x26;<!-- -->b"), all);
+    EXPECT_EQ(same_values("a&lt;b", "<![CDATA[a<b]]>"), all);
+    EXPECT_EQ(same_values("q:x", "r:x"), "exact loose") << "two prefixes of one namespace";
+}
+
+TEST(gateway_marks, what_a_server_writes_in_another_way)
+{
+    EXPECT_EQ(same("<a><b>1</b><c>2</c></a>", "<a><c>2</c><b>1</b></a>"), "plain loose");
+    EXPECT_EQ(same_values("1", " 1\n"), "plain loose");
+    EXPECT_EQ(same_values(" ", ""), "plain loose");
+    EXPECT_EQ(same_values("x", "q:x"), "loose");
+    EXPECT_EQ(same_values("one two", "two  one"), "loose");
+    EXPECT_EQ(same_values("10", "+010"), "loose");
+    EXPECT_EQ(same_values("-5", "-05"), "loose");
+    EXPECT_EQ(same_values("0", "-0"), "loose");
+    EXPECT_EQ(same_values("1.5", "1.500"), "loose");
+    EXPECT_EQ(same_values("1", "1.000"), "loose");
+    EXPECT_EQ(same_values("0.5", "00.50"), "loose");
+}
+
+TEST(gateway_marks, everything_else_differs)
+{
+    for (const auto &[one, other] : {
+             std::pair("<a/>", "<b/>"),
+             std::pair("<a/>", "<a xmlns='urn:2'/>"),
+             std::pair("<a><b/></a>", "<a/>"),
+             std::pair("<a><b/></a>", "<a><b/><b/></a>"),
+             std::pair("<a><b/><c/></a>", "<a><b><c/></b></a>"),
+             std::pair("<a><b>1</b><c>2</c></a>", "<a><b>2</b><c>1</c></a>"),
+             std::pair("<a><b><c>1</c></b><b><d>1</d></b></a>",
+                       "<a><b><c>1</c><d>1</d></b><b/></a>"),
+         })
+        EXPECT_EQ(same(one, other), "") << one << " " << other;
+    for (const auto &[one, other] : {
+             std::pair("1", "2"),
+             std::pair("1", "-1"),
+             std::pair("10", "1"),
+             std::pair("0", ""),
+             std::pair("1.0", "10"),
+             std::pair("1.2", "1.20.0"),
+             std::pair("+", ""),
+             std::pair("a", "A"),
+             std::pair("ab", "a b"),
+             std::pair("a a", "a"),
+             std::pair("q:x", "q:y"),
+             std::pair("u:x", "x"),
+             std::pair("u:x", "v:x"),
+         })
+        EXPECT_EQ(same_values(one, other), "") << one << " " << other;
+    EXPECT_EQ(same_values("p:x", "q:x"), "loose") << "a name's module is not told from its prefix";
+}
+
+TEST(gateway_marks, long_words)
+{
+    const std::string word(256, 'x');
+    EXPECT_EQ(same_values(word + "1", word + "2"), "");
+    EXPECT_EQ(same_values(word + "1 a", "a " + word + "1"), "loose");
+    EXPECT_EQ(same_values(word, "q:" + word), "");
+    EXPECT_EQ(same_values(word.substr(2), "q:" + word.substr(2)), "loose");
+}
+
+TEST(gateway_marks, what_else_is_told)
+{
+    EXPECT_TRUE(marks("<a><b/></a>").has_children);
+    EXPECT_FALSE(marks("<a> </a>").has_children);
+    EXPECT_TRUE(marks("<a x='1' p:operation='x'/>").has_operation);
+    EXPECT_TRUE(marks("<a><b/><b><c p:operation='x'/></b><b/></a>").has_operation);
+    EXPECT_FALSE(marks("<a operation='x' p:operations='y'><b/></a>").has_operation);
+}
+
+TEST(gateway_marks, texts_that_stand_for_others)
+{
+    EXPECT_EQ(pieces(""), "");
+    EXPECT_EQ(pieces("a&lt;b&gt;c&amp;d&quot;e&apos;f"), "a<b>c&d\"e'f");
+    EXPECT_EQ(pieces("&#65;&#x42;&#xe9;&#x20aC;&#x1F600;"),
+              "AB\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80");
+    EXPECT_EQ(pieces("<![CDATA[&lt;]]]]>x<![CDATA[]]>y"), "&lt;]]xy");
+    EXPECT_EQ(pieces("a<!-- & -->b<? c ?>d"), "abd");
+    EXPECT_EQ(pieces("&what;&;&#;&#x;&#0;&#x110000;&#1a;&lt"),
+              "&what;&;&#;&#x;&#0;&#x110000;&#1a;&lt");
+    EXPECT_EQ(pieces("a<!--b"), "a");
+    EXPECT_EQ(pieces("<![CDATA[b"), "b");
+}
