@@ -3,9 +3,11 @@
 #include <cstring>
 #include <utility>
 
+#include "bounded.h"
 #include "device/gateway/copy_request.h"
 #include "device/gateway/frame.h"
 #include "device/gateway/report.h"
+#include "device/gateway/running_edit.h"
 
 namespace
 {
@@ -18,7 +20,11 @@ enum exchange_step : uint8_t {
     ask_running,
     await_running,
     send_edit,
+    await_edit,
 };
+
+/* The second one removes what the first could not know to be left (running_edit.h). */
+constexpr uint8_t edit_limit = 2;
 
 constexpr char read_startup_id[] = "tarnd-gateway-startup";
 constexpr char read_running_id[] = "tarnd-gateway-running";
@@ -39,13 +45,35 @@ void end(copy_exchange *exchange)
     *exchange = {};
 }
 
-/* Gives up: the refusal is the answer. */
+/* Gives up when nothing has changed: the refusal is the answer. */
 bool refuse(copy_exchange *exchange, unsigned shell, byte_buffer *message, const char *reason)
 {
     report_shell(shell, "the copy to running is refused: %s", reason);
     *message = byte_buffer_take(&exchange->refusal);
     end(exchange);
     return true;
+}
+
+/* Gives up when something has. Without memory for the answer the shell gets the
+ * refusal, which says less, but nothing wrong. */
+bool fail(copy_exchange *exchange, unsigned shell, byte_buffer *message, const char *reason)
+{
+    char text[report_text_size];
+    sprintf_s(text, sizeof text, "running was changed but is not what was to be copied: %s",
+              reason);
+    report_shell(shell, "%s", text);
+    byte_buffer reply{};
+    if (!failure_reply_write(exchange->message_id.get(), text, &reply))
+        reply = byte_buffer_take(&exchange->refusal);
+    *message = byte_buffer_take(&reply);
+    end(exchange);
+    return true;
+}
+
+bool give_up(copy_exchange *exchange, unsigned shell, byte_buffer *message, const char *reason)
+{
+    return exchange->edits == 0 ? refuse(exchange, shell, message, reason)
+                                : fail(exchange, shell, message, reason);
 }
 
 bool take_copy_answer(copy_exchange *exchange, unsigned shell, const message_head *head,
@@ -74,17 +102,70 @@ bool take_startup(copy_exchange *exchange, unsigned shell, const message_head *h
     return false;
 }
 
+running_source source_of(const copy_exchange *exchange)
+{
+    return {view(&exchange->request), view(&exchange->startup)};
+}
+
+/* True when running is now what was to be copied; otherwise *fault says why it is
+ * not known to be. */
+bool is_copied(const copy_exchange *exchange, const byte_buffer *message, report_text *fault)
+{
+    constexpr size_t name_limit = 100;
+    const running_source source = source_of(exchange);
+    std::string_view name;
+    const char *reason = running_edit_check(&source, view(message), &name);
+    if (!reason && name.empty())
+        return true;
+    const size_t size = name.size() < name_limit ? name.size() : name_limit;
+    char text[name_limit + 16];
+    sprintf_s(text, sizeof text, "%.*s differs", static_cast<int>(size), name.data());
+    *fault = report_clean(reason ? reason : text);
+    return false;
+}
+
+bool make_edit(copy_exchange *exchange, unsigned shell, byte_buffer *message)
+{
+    const running_source source = source_of(exchange);
+    const char *reason = running_edit_write(&source, view(message), &exchange->edit);
+    if (reason)
+        return give_up(exchange, shell, message, reason);
+    byte_buffer_clear(message);
+    exchange->step = send_edit;
+    return false;
+}
+
 bool take_running(copy_exchange *exchange, unsigned shell, const message_head *head,
                   byte_buffer *message)
 {
     if (head->is_error)
-        return refuse(exchange, shell, message, "running cannot be read");
-    const char *reason = running_copy_to_edit(view(&exchange->request), view(&exchange->startup),
-                                              view(message), &exchange->edit);
-    if (reason)
-        return refuse(exchange, shell, message, reason);
+        return give_up(exchange, shell, message, "running cannot be read");
+    if (exchange->edits == 0)
+        return make_edit(exchange, shell, message);
+    report_text fault;
+    if (is_copied(exchange, message, &fault)) {
+        *message = byte_buffer_take(&exchange->answer);
+        end(exchange);
+        return true;
+    }
+    return exchange->edits < edit_limit ? make_edit(exchange, shell, message)
+                                        : fail(exchange, shell, message, fault.text);
+}
+
+bool take_edit_answer(copy_exchange *exchange, unsigned shell, const message_head *head,
+                      byte_buffer *message)
+{
+    if (head->is_error && exchange->edits > 0)
+        return fail(exchange, shell, message, "the server refuses the second edit");
+    if (head->is_error) {
+        end(exchange);
+        return true;
+    }
+    if (exchange->edits == 0)
+        exchange->answer = byte_buffer_take(message);
     byte_buffer_clear(message);
-    exchange->step = send_edit;
+    ++exchange->edits;
+    exchange->step = ask_running;
     return false;
 }
 
@@ -131,6 +212,9 @@ bool copy_exchange_take(copy_exchange *exchange, unsigned shell, const message_h
         return !answers(head, read_startup_id) || take_startup(exchange, shell, head, message);
     case await_running:
         return !answers(head, read_running_id) || take_running(exchange, shell, head, message);
+    case await_edit:
+        return !answers(head, exchange->message_id.get()) ||
+               take_edit_answer(exchange, shell, head, message);
     default:
         return true;
     }
@@ -145,7 +229,7 @@ bool copy_exchange_next(copy_exchange *exchange, byte_buffer *request)
         return ask(exchange, read_running_text, await_running, request);
     case send_edit:
         *request = byte_buffer_take(&exchange->edit);
-        end(exchange);
+        exchange->step = await_edit;
         return true;
     default:
         return false;

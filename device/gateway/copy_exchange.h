@@ -1,10 +1,17 @@
 /* A copy to running that the server may refuse, as an exchange of its own.
  *
  * The copy goes to the server as it is. When the answer is that the operation is
- * not supported, the gateway reads what it needs and sends an edit-config in the
- * copy's place (copy_request.h), whose answer is then the answer to the copy. If
- * anything on that way fails, the shell gets the refusal. What another session
- * adds to the top of running between the reading and the edit stays. */
+ * not supported, the gateway reads what it needs, sends an edit-config in the
+ * copy's place (running_edit.h), and reads running again: the answer to the edit
+ * is the answer to the copy when running is now what was to be copied. If it is
+ * not, one more edit is made of what is there now. The shell gets
+ *
+ * - the server's refusal, if anything fails before the first edit;
+ * - the server's error, if it refuses that edit: nothing has changed then;
+ * - an error of the gateway's own, if running has changed and is not known to be
+ *   the source at the end. So nobody takes it for restored.
+ *
+ * Another session that edits running meanwhile is seen in the same way. */
 #ifndef VANDEL_GATEWAY_COPY_EXCHANGE_H
 #define VANDEL_GATEWAY_COPY_EXCHANGE_H
 
@@ -17,11 +24,13 @@
 /* All zero: idle. While it is not idle, no other request may be sent. */
 struct copy_exchange {
     uint8_t step;
+    uint8_t edits;                                  /* that the server has taken */
     std::unique_ptr<char, free_deleter> message_id; /* the shell's */
     byte_buffer request;                            /* the copy; where it is kept once it is sent */
     byte_buffer refusal;                            /* the server's answer to it */
     byte_buffer startup; /* the reply that holds startup, when that is the source */
     byte_buffer edit;
+    byte_buffer answer; /* to the first edit */
 };
 
 /* True when no exchange is going on. */

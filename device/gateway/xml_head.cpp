@@ -105,7 +105,7 @@ const char *attribute_escape(char byte)
     }
 }
 
-bool append_attribute_value(byte_buffer *out, const char *value)
+bool append_escaped(byte_buffer *out, const char *value)
 {
     for (; *value; ++value) {
         const char *escape = attribute_escape(*value);
@@ -116,6 +116,16 @@ bool append_attribute_value(byte_buffer *out, const char *value)
             return false;
     }
     return true;
+}
+
+bool append_reply_start(const char *message_id, byte_buffer *out)
+{
+    if (!append_text(out, "<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\""))
+        return false;
+    if (message_id && !(append_text(out, " message-id=\"") && append_escaped(out, message_id) &&
+                        append_text(out, "\"")))
+        return false;
+    return append_text(out, ">");
 }
 
 } // namespace
@@ -185,14 +195,21 @@ bool session_reply_write(const char *message_id, uint32_t session_id, byte_buffe
 {
     char number[16];
     sprintf_s(number, sizeof number, "%u", static_cast<unsigned>(session_id));
-    if (!append_text(out, "<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\""))
-        return false;
-    if (message_id && !(append_text(out, " message-id=\"") &&
-                        append_attribute_value(out, message_id) && append_text(out, "\"")))
-        return false;
-    return append_text(out, "><session-id xmlns=\""
+    return append_reply_start(message_id, out) &&
+           append_text(out, "<session-id xmlns=\""
                             "com:quorvex:netconf:private:vesk:device:tarnd\">") &&
            append_text(out, number) && append_text(out, "</session-id></rpc-reply>");
+}
+
+bool failure_reply_write(const char *message_id, const char *message, byte_buffer *out)
+{
+    return append_reply_start(message_id, out) &&
+           append_text(out, "<rpc-error><error-type>application</error-type>"
+                            "<error-tag>operation-failed</error-tag>"
+                            "<error-severity>error</error-severity>"
+                            "<error-message xml:lang=\"en\">") &&
+           append_escaped(out, message) &&
+           append_text(out, "</error-message></rpc-error></rpc-reply>");
 }
 
 void xml_start()

@@ -39,6 +39,10 @@ bool error_tag_is(const char *text, size_t size, const char *tag);
  * id (null: none). False: out of memory. */
 bool session_reply_write(const char *message_id, uint32_t session_id, byte_buffer *out);
 
+/* Appends a reply that says that the operation with that message id (null: none)
+ * failed; message is escaped. False: out of memory. */
+bool failure_reply_write(const char *message_id, const char *message, byte_buffer *out);
+
 /* Prepares the XML library; call once, first. */
 void xml_start();
 

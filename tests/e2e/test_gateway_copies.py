@@ -34,7 +34,7 @@ COPY_START = (
 COPY_END = b"\r\n    </source>\r\n  </copy-config>\r\n</rpc>\r\n"
 EDIT_START = (
     f'<rpc xmlns="{BASE_NS}" message-id="4">\r\n'
-    "  <edit-config><target><running/></target><default-operation>replace</default-operation>"
+    "  <edit-config><target><running/></target>"
     "<error-option>rollback-on-error</error-option>"
 ).encode()
 EDIT_END = b"</edit-config>\r\n</rpc>\r\n"
@@ -51,13 +51,16 @@ def reply(message_id, inner):
     )
 
 
+OK = reply(4, "<ok/>")
 REFUSAL = reply(4, "<rpc-error><error-tag>operation-not-supported</error-tag></rpc-error>")
 
 
-def removal(name, namespace):
-    return (
-        f'<{name} xmlns="{namespace}" xmlns:nc="{BASE_NS}" nc:operation="remove"/>'.encode()
-    )
+def operation(name):
+    return f' xmlns:nc="{BASE_NS}" nc:operation="{name}"'
+
+
+def running(content):
+    return reply("tarnd-gateway-running", f"<data>\n{content}\n</data>")
 
 
 @VERSIONS
@@ -76,12 +79,40 @@ def test_an_edit_takes_the_place_of_a_refused_copy(bench, version):  # noqa: F81
     assert peer.request() == COPY_START + config + COPY_END
     peer.send(REFUSAL)
     assert peer.request() == READ_RUNNING
-    peer.send(reply("tarnd-gateway-running", '<data>\n<b xmlns="urn:b"/>\n</data>'))
-    edit = b'<config>\r\n<a xmlns="urn:a"/>      ' + removal("b", "urn:b") + b"</config>"
+    peer.send(running('<b xmlns="urn:b"/>'))
+    edit = (
+        f'<config><b xmlns="urn:b"{operation("remove")}></b>'
+        f'<a{operation("replace")} xmlns="urn:a"/></config>'
+    ).encode()
     assert peer.request() == EDIT_START + edit + EDIT_END
+    peer.send(OK)
+    assert peer.request() == READ_RUNNING
     assert shell.has_nothing()
-    peer.send(reply(4, "<ok/>"))
-    assert shell.receive() == reply(4, "<ok/>")
+    peer.send(running('<a xmlns="urn:a"></a>'))
+    assert shell.receive() == OK
+
+
+def test_a_server_that_merges_gets_no_ok(bench):  # noqa: F811
+    shell, peer = bench.session((BASE_1_1, WRITABLE, ROLLBACK))
+    source = '<users xmlns="urn:a"><user><name>a</name></user></users>'
+    merged = source.replace("</users>", "<user><name>b</name></user></users>")
+    shell.send(COPY_START + f"<config>{source}</config>".encode() + COPY_END)
+    peer.request()
+    peer.send(REFUSAL)
+    for _ in range(2):
+        assert peer.request() == READ_RUNNING
+        peer.send(running(merged))
+        assert b"<users" + operation("replace").encode() in peer.request()
+        peer.send(OK)
+    assert peer.request() == READ_RUNNING
+    peer.send(running(merged))
+    answer = shell.receive()
+    assert b"<ok/>" not in answer
+    assert (
+        b"<error-tag>operation-failed</error-tag><error-severity>error</error-severity>"
+        b'<error-message xml:lang="en">running was changed but is not what was to be copied: '
+        b"users differs</error-message>" in answer
+    )
 
 
 def test_a_copy_of_startup(bench):  # noqa: F811
@@ -92,9 +123,13 @@ def test_a_copy_of_startup(bench):  # noqa: F811
     assert peer.request() == READ_STARTUP
     peer.send(reply("tarnd-gateway-startup", '<data><a xmlns="urn:a">1</a></data>'))
     assert peer.request() == READ_RUNNING
-    peer.send(reply("tarnd-gateway-running", '<data><a xmlns="urn:a">2</a></data>'))
-    config = f'<config xmlns="{BASE_NS}"><a xmlns="urn:a">1</a></config>'.encode()
-    assert peer.request() == EDIT_START + config + EDIT_END
+    peer.send(running('<a xmlns="urn:a">2</a>'))
+    config = f'<config xmlns="{BASE_NS}"><a{operation("replace")} xmlns="urn:a">1</a></config>'
+    assert peer.request() == EDIT_START + config.encode() + EDIT_END
+    peer.send(OK)
+    assert peer.request() == READ_RUNNING
+    peer.send(running('<a xmlns="urn:a">1</a>'))
+    assert shell.receive() == OK
 
 
 def test_a_server_without_the_means_has_the_last_word(bench):  # noqa: F811
@@ -115,9 +150,11 @@ def test_a_shell_that_sends_no_more_gets_what_it_asked_for(bench):  # noqa: F811
     assert peer.request() == READ_RUNNING
     peer.send(reply("tarnd-gateway-running", "<data/>"))
     assert peer.request() == EDIT_START + b"<config></config>" + EDIT_END
+    peer.send(OK)
+    assert peer.request() == READ_RUNNING
+    peer.send(reply("tarnd-gateway-running", "<data/>"))
     assert peer.at_end()
-    peer.send(reply(4, "<ok/>"))
-    assert shell.receive() == reply(4, "<ok/>")
+    assert shell.receive() == OK
     peer.close()
     assert shell.at_end()
 
@@ -150,11 +187,17 @@ def test_a_large_copy(bench):  # noqa: F811
     peer.send(REFUSAL)
     assert peer.request() == READ_RUNNING
     peer.send(reply("tarnd-gateway-running", "<data/>"))
-    assert peer.read_chunk_size() == len(EDIT_START + start + end + EDIT_END) + size
-    assert peer.read(len(EDIT_START + start)) == EDIT_START + start
+    edit_start = EDIT_START + start.replace(b"<a", b"<a" + operation("replace").encode())
+    assert peer.read_chunk_size() == len(edit_start + end + EDIT_END) + size
+    assert peer.read(len(edit_start)) == edit_start
     check_pieces(peer.read, size)
     assert peer.read(len(end + EDIT_END)) == end + EDIT_END
     assert peer.read_chunk_size() == 0
-    peer.send(reply(4, "<ok/>"))
-    assert shell.receive() == reply(4, "<ok/>")
+    peer.send(OK)
+    assert peer.request() == READ_RUNNING
+    head, tail = running('<a xmlns="urn:a">VALUE</a>').split(b"VALUE")
+    for piece in (head, *pieces(size), tail):
+        peer.raw(b"\n#%d\n%s" % (len(piece), piece))
+    peer.raw(b"\n##\n")
+    assert shell.receive() == OK
     assert bench.gateway.peak_memory() < 3 * size

@@ -1,9 +1,11 @@
 // A shell's copy-config that becomes an edit-config: of well-formed messages
-// comes a well-formed message, whatever else they are.
+// comes a well-formed message, whatever else they are, and a configuration is
+// the same as itself.
 //
 // Input: the request in one line, the reply with startup in the next, then the
 // reply with running.
 #include "device/gateway/copy_request.h"
+#include "device/gateway/running_edit.h"
 
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
@@ -40,12 +42,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     byte_buffer edit = {};
     running_copy copy;
     const bool is_copy = running_copy_read({blocks[0].get(), clean.size()}, &copy);
-    const char *reason =
-        running_copy_to_edit({blocks[0].get(), clean.size()}, {blocks[1].get(), startup.size()},
-                             {blocks[2].get(), running.size()}, &edit);
+    const running_source source = {{blocks[0].get(), clean.size()},
+                                   {blocks[1].get(), startup.size()}};
+    const char *reason = running_edit_write(&source, {blocks[2].get(), running.size()}, &edit);
     fuzz_require(is_copy || reason != nullptr, "what is no copy becomes no edit");
     if (reason != nullptr) {
         return 0;
+    }
+    std::string_view name;
+    fuzz_require(running_edit_check(&source, {blocks[2].get(), running.size()}, &name) == nullptr,
+                 "what becomes an edit can be compared");
+    if (copy.from_startup && startup == running) {
+        fuzz_require(name.empty(), "running is the same as itself");
     }
     const bool good_source = !copy.from_startup || fuzz_xml_parse(startup);
     if (good_request && good_source && fuzz_xml_parse(running)) {

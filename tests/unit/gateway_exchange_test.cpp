@@ -32,7 +32,6 @@ std::string copy(const std::string &source)
 std::string edit(const std::string &config)
 {
     return rpc("5", "<edit-config><target><running/></target>"
-                    "<default-operation>replace</default-operation>"
                     "<error-option>rollback-on-error</error-option>" +
                         config + "</edit-config>");
 }
@@ -53,8 +52,28 @@ const std::string rolls_back =
     "<capability>urn:ietf:params:netconf:capability:rollback-on-error:1.0</capability>";
 const std::string config = "<config><a xmlns=\"urn:a\"/></config>";
 const std::string running = "<data><a xmlns=\"urn:a\"/><b xmlns=\"urn:b\"/></data>";
-const std::string config_edit = "<config><a xmlns=\"urn:a\"/><b xmlns=\"urn:b\" xmlns:nc=\"" +
-                                base + "\" nc:operation=\"remove\"/></config>";
+const std::string restored = "<data><a xmlns=\"urn:a\"/></data>";
+
+std::string operation(const std::string &name)
+{
+    return " xmlns:nc=\"" + base + "\" nc:operation=\"" + name + "\"";
+}
+
+const std::string config_edit =
+    "<config><b xmlns=\"urn:b\"" + operation("remove") + "></b></config>";
+const std::string copy_is_tried =
+    "tarnd-gateway: shell 1: the server does not copy to running: an edit "
+    "takes the copy's place\n";
+
+/* How the gateway itself answers the copy. */
+std::string failure(const std::string &why)
+{
+    return reply("5", "<rpc-error><error-type>application</error-type>"
+                      "<error-tag>operation-failed</error-tag>"
+                      "<error-severity>error</error-severity><error-message xml:lang=\"en\">"
+                      "running was changed but is not what was to be copied: " +
+                          why + "</error-message></rpc-error>");
+}
 
 /* A session behind its hellos. */
 struct exchange_bench : relay_bench {
@@ -96,6 +115,14 @@ struct exchange_bench : relay_bench {
         EXPECT_EQ(server_sends(chunked(message)), "");
         return to_server();
     }
+
+    /* Up to the edit, of running that also holds b. */
+    void refuse_copy()
+    {
+        EXPECT_EQ(ask(copy(config)), chunked(copy(config)));
+        EXPECT_EQ(answer(unsupported), chunked(read_running));
+        EXPECT_EQ(answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
+    }
 };
 
 } // namespace
@@ -113,40 +140,118 @@ TEST(gateway_exchange, a_copy_that_the_server_does_stays_a_copy)
 TEST(gateway_exchange, an_edit_takes_the_place_of_a_copy_of_a_configuration)
 {
     exchange_bench test;
-    EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
-    EXPECT_EQ(test.answer(unsupported), chunked(read_running));
-    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
+    test.refuse_copy();
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
     EXPECT_EQ(test.to_shell(), "");
-    EXPECT_EQ(test.answer(reply("5", "<ok/>")), "");
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", restored)), "");
     EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), 0));
-    EXPECT_EQ(test.log(), "tarnd-gateway: shell 1: the server does not copy to running: an edit "
-                          "takes the copy's place\n");
+    EXPECT_EQ(test.log(), copy_is_tried);
 }
 
 TEST(gateway_exchange, an_edit_takes_the_place_of_a_copy_of_startup)
 {
     exchange_bench test;
+    const std::string node = "<data><c xmlns=\"urn:c\"><x>1</x></c></data>";
     EXPECT_EQ(test.ask(copy("<startup/>")), chunked(copy("<startup/>")));
     EXPECT_EQ(test.answer(unsupported), chunked(read_startup));
-    EXPECT_EQ(test.answer(reply("tarnd-gateway-startup", "<data><c xmlns=\"urn:c\"/></data>")),
-              chunked(read_running));
-    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", "<data><c xmlns=\"urn:c\"/></data>")),
-              chunked(edit("<config xmlns=\"" + base + "\"><c xmlns=\"urn:c\"/></config>")));
-    EXPECT_EQ(test.answer(reply("5", error("access-denied"))), "");
-    EXPECT_EQ(test.to_shell(), frame(reply("5", error("access-denied")), 0));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-startup", node)), chunked(read_running));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", "<data/>")),
+              chunked(edit("<config xmlns=\"" + base + "\"><c" + operation("replace") +
+                           " xmlns=\"urn:c\"><x>1</x></c></config>")));
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", node)), "");
+    EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), 0));
 }
 
 TEST(gateway_exchange, it_may_happen_again)
 {
     exchange_bench test;
     for (unsigned turn = 0; turn < 3; ++turn) {
-        EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
-        EXPECT_EQ(test.answer(unsupported), chunked(read_running));
-        EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
-        EXPECT_EQ(test.answer(reply("5", "<ok/>")), "");
+        test.refuse_copy();
+        EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+        EXPECT_EQ(test.answer(reply("tarnd-gateway-running", restored)), "");
         EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), turn));
         EXPECT_EQ(test.session->copy.request.size, 0U);
     }
+}
+
+TEST(gateway_exchange, an_edit_that_is_refused_has_changed_nothing)
+{
+    exchange_bench test;
+    test.refuse_copy();
+    EXPECT_EQ(test.answer(reply("5", error("access-denied"))), "");
+    EXPECT_EQ(test.to_shell(), frame(reply("5", error("access-denied")), 0));
+    EXPECT_EQ(test.ask(rpc("6", "<x/>")), chunked(rpc("6", "<x/>")));
+    EXPECT_EQ(test.log(), copy_is_tried);
+}
+
+TEST(gateway_exchange, what_is_left_over_is_removed_by_a_second_edit)
+{
+    exchange_bench test;
+    test.refuse_copy();
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+    const std::string entry = "<a xmlns=\"urn:a\">1</a>";
+    EXPECT_EQ(
+        test.answer(
+            reply("tarnd-gateway-running", "<data>" + entry + "<a xmlns=\"urn:a\"/></data>")),
+        chunked(edit("<config><a xmlns=\"urn:a\"" + operation("remove") + ">1</a></config>")));
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+    EXPECT_EQ(test.to_shell(), "");
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", restored)), "");
+    EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), 0));
+}
+
+TEST(gateway_exchange, a_server_that_says_ok_and_does_not_do_it_is_not_believed)
+{
+    exchange_bench test;
+    test.refuse_copy();
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), "");
+    EXPECT_EQ(test.to_shell(), frame(failure("b differs"), 0));
+    EXPECT_EQ(test.ask(rpc("6", "<x/>")), chunked(rpc("6", "<x/>")));
+    EXPECT_EQ(test.log(), copy_is_tried + "tarnd-gateway: shell 1: running was changed but is not "
+                                          "what was to be copied: b differs\n");
+}
+
+TEST(gateway_exchange, a_long_name_is_cut_in_the_answer)
+{
+    exchange_bench test;
+    test.refuse_copy();
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+    const std::string name(5000, 'n');
+    const std::string odd =
+        reply("tarnd-gateway-running", "<data><" + name + " xmlns='u'/></data>");
+    EXPECT_NE(test.answer(odd), "");
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+    EXPECT_EQ(test.answer(odd), "");
+    EXPECT_EQ(test.to_shell(), frame(failure("a differs"), 0));
+}
+
+TEST(gateway_exchange, after_an_edit_nothing_but_the_same_running_is_ok)
+{
+    const struct {
+        std::string running;
+        std::string why;
+    } cases[] = {
+        {error("access-denied"), "running cannot be read"},
+        {"<ok/>", "the server gives no data"},
+        {"<data><p:a/></data>", "the configuration cannot be followed"},
+    };
+    for (const auto &bad : cases) {
+        exchange_bench test;
+        test.refuse_copy();
+        EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+        test.answer(reply("tarnd-gateway-running", bad.running));
+        EXPECT_EQ(test.to_shell(), frame(failure(bad.why), 0));
+    }
+    exchange_bench test;
+    test.refuse_copy();
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
+    EXPECT_EQ(test.answer(reply("5", error("access-denied"))), "");
+    EXPECT_EQ(test.to_shell(), frame(failure("the server refuses the second edit"), 0));
 }
 
 TEST(gateway_exchange, other_refusals_pass)
@@ -205,8 +310,7 @@ TEST(gateway_exchange, what_fails_on_the_way_gives_the_refusal)
     } cases[] = {
         {denied, "running cannot be read"},
         {"<ok/>", "the server gives no data"},
-        {"<data><a xmlns=\"urn:a\"/><a xmlns=\"urn:a\"/></data>",
-         "a list stands at the top of the configuration"},
+        {"<data><p:a/></data>", "the configuration cannot be followed"},
     };
     for (const auto &bad : cases) {
         exchange_bench test;
@@ -216,10 +320,8 @@ TEST(gateway_exchange, what_fails_on_the_way_gives_the_refusal)
         EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
         EXPECT_EQ(test.ask(rpc("6", "<x/>")), chunked(rpc("6", "<x/>")));
         EXPECT_EQ(test.log(),
-                  "tarnd-gateway: shell 1: the server does not copy to running: an edit takes the "
-                  "copy's place\n"
-                  "tarnd-gateway: shell 1: the copy to running is refused: " +
-                      bad.log + "\n");
+                  copy_is_tried +
+                      "tarnd-gateway: shell 1: the copy to running is refused: " + bad.log + "\n");
     }
     exchange_bench test;
     EXPECT_EQ(test.ask(copy("<startup/>")), chunked(copy("<startup/>")));
@@ -243,8 +345,14 @@ TEST(gateway_exchange, later_requests_wait_and_other_messages_pass)
     EXPECT_EQ(test.answer(unsupported), chunked(read_running));
     EXPECT_EQ(test.answer("<notification/>"), "");
     EXPECT_EQ(test.to_shell(), frame("<notification/>", 2));
-    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)),
-              chunked(edit(config_edit)) + chunked(rpc("6", "<x/>")));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
+    EXPECT_EQ(test.answer("<notification/>"), "");
+    EXPECT_EQ(test.to_shell(), frame("<notification/>", 3));
+    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+    EXPECT_EQ(test.answer("<notification/>"), "");
+    EXPECT_EQ(test.to_shell(), frame("<notification/>", 4));
+    EXPECT_FALSE(relay_requests_done(test.session.get()));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", restored)), chunked(rpc("6", "<x/>")));
     EXPECT_TRUE(relay_requests_done(test.session.get()));
 }
 
