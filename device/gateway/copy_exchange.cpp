@@ -23,8 +23,8 @@ enum exchange_step : uint8_t {
     await_edit,
 };
 
-/* The second one removes what the first could not know to be left (running_edit.h). */
-constexpr uint8_t edit_limit = 2;
+/* Those after the first do what it could not know to be left (running_edit.h). */
+constexpr uint8_t edit_limit = 3;
 
 constexpr char read_startup_id[] = "tarnd-gateway-startup";
 constexpr char read_running_id[] = "tarnd-gateway-running";
@@ -127,7 +127,8 @@ bool is_copied(const copy_exchange *exchange, const byte_buffer *message, report
 bool make_edit(copy_exchange *exchange, unsigned shell, byte_buffer *message)
 {
     const running_source source = source_of(exchange);
-    const char *reason = running_edit_write(&source, view(message), &exchange->edit);
+    const char *reason =
+        running_edit_write(&source, view(message), exchange->edits > 0, &exchange->edit);
     if (reason)
         return give_up(exchange, shell, message, reason);
     byte_buffer_clear(message);
@@ -156,7 +157,7 @@ bool take_edit_answer(copy_exchange *exchange, unsigned shell, const message_hea
                       byte_buffer *message)
 {
     if (head->is_error && exchange->edits > 0)
-        return fail(exchange, shell, message, "the server refuses the second edit");
+        return fail(exchange, shell, message, "the server refuses another edit");
     if (head->is_error) {
         end(exchange);
         return true;

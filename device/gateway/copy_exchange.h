@@ -4,7 +4,7 @@
  * not supported, the gateway reads what it needs, sends an edit-config in the
  * copy's place (running_edit.h), and reads running again: the answer to the edit
  * is the answer to the copy when running is now what was to be copied. If it is
- * not, one more edit is made of what is there now. The shell gets
+ * not, another edit is made of what is there now, and a third. The shell gets
  *
  * - the server's refusal, if anything fails before the first edit;
  * - the server's error, if it refuses that edit: nothing has changed then;

@@ -34,6 +34,7 @@ struct edit_parts {
     reply_data running_data;
     edit_side source;
     edit_side running;
+    bool again; /* running is what came of an edit */
 };
 
 /* A child of an entry that is removed, and what stands around it. */
@@ -234,9 +235,32 @@ const char *append_replacement(byte_buffer *out, const edit_side *source, const 
                                                                                : "out of memory";
 }
 
+/* True when the entries of one name are not the same ones. */
+bool differs(const entry_group *group)
+{
+    uint64_t plain = 0;
+    uint64_t loose = 0;
+    for (size_t at = 0; at < group->running_count; ++at) {
+        plain += group->running[at].marks.plain;
+        loose += group->running[at].marks.loose;
+    }
+    for (size_t at = 0; at < group->source_count; ++at) {
+        plain -= group->source[at].marks.plain;
+        loose -= group->source[at].marks.loose;
+    }
+    return group->running_count != group->source_count || (plain != 0 && loose != 0);
+}
+
 bool is_pair(const entry_group *group)
 {
     return group->running_count == 1 && group->source_count == 1;
+}
+
+/* True when a leaf is still another one after it was replaced. */
+bool is_stuck(const edit_parts *parts, const entry_group *group)
+{
+    return parts->again && is_pair(group) && !group->running->marks.has_children &&
+           !group->source->marks.has_children && differs(group);
 }
 
 /* True when the entry of running is the source's next one, of which kept stay. */
@@ -249,9 +273,12 @@ bool is_kept(const entry_group *group, size_t at, size_t kept)
 /* Appends the removals of one name. */
 const char *append_removals(byte_buffer *out, const edit_parts *parts, const entry_group *group)
 {
+    if (is_pair(group))
+        return is_stuck(parts, group) ? append_removal(out, &parts->running, group->running)
+                                      : nullptr;
     size_t kept = 0;
     const char *reason = nullptr;
-    for (size_t at = 0; !reason && !is_pair(group) && at < group->running_count; ++at) {
+    for (size_t at = 0; !reason && at < group->running_count; ++at) {
         if (is_kept(group, at, kept))
             ++kept;
         else
@@ -263,6 +290,8 @@ const char *append_removals(byte_buffer *out, const edit_parts *parts, const ent
 /* Appends the replacements of one name. */
 const char *append_replacements(byte_buffer *out, const edit_parts *parts, const entry_group *group)
 {
+    if (is_stuck(parts, group))
+        return nullptr;
     size_t kept = 0;
     const bool may_stay = !is_pair(group) || !group->source->marks.has_children;
     for (size_t at = 0; may_stay && at < group->running_count; ++at)
@@ -319,28 +348,13 @@ const char *append_edit(byte_buffer *out, std::string_view request, const edit_p
     return append(out, {"</", prefix, "edit-config>", rest}) ? nullptr : "out of memory";
 }
 
-/* True when the entries of one name are not the same ones. */
-bool differs(const entry_group *group)
-{
-    uint64_t plain = 0;
-    uint64_t loose = 0;
-    for (size_t at = 0; at < group->running_count; ++at) {
-        plain += group->running[at].marks.plain;
-        loose += group->running[at].marks.loose;
-    }
-    for (size_t at = 0; at < group->source_count; ++at) {
-        plain -= group->source[at].marks.plain;
-        loose -= group->source[at].marks.loose;
-    }
-    return group->running_count != group->source_count || (plain != 0 && loose != 0);
-}
-
 } // namespace
 
 const char *running_edit_write(const running_source *source, std::string_view running_reply,
-                               byte_buffer *edit)
+                               bool again, byte_buffer *edit)
 {
     edit_parts parts{};
+    parts.again = again;
     const char *reason = read_parts(source, running_reply, &parts);
     return reason ? reason : append_edit(edit, source->request, &parts);
 }

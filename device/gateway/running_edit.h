@@ -18,12 +18,14 @@
  * itself wrote it. The keys are among them, and of the others a server needs to
  * know nothing for what it removes.
  *
- * One case is left in which that is not enough: a list at the top with one entry
+ * Two cases are left in which that is not enough. A list at the top with one entry
  * on either side, and not the same one, looks like a container that changes, and
  * so does a leaf-list with one value. The old entry is still there after the
  * edit, next to the new one. So it is known for a list now, and a second edit
- * removes it. That, and whether a server does with an edit what it says, is seen
- * by reading running again: see running_edit_check. */
+ * removes it. And a leaf at the top that is replaced may stay another one
+ * (netconfd joins bits with those that are there): a second edit removes it, and
+ * a third one puts it. That, and whether a server does with an edit what it says,
+ * is seen by reading running again: see running_edit_check. */
 #ifndef VANDEL_GATEWAY_RUNNING_EDIT_H
 #define VANDEL_GATEWAY_RUNNING_EDIT_H
 
@@ -39,10 +41,11 @@ struct running_source {
 };
 
 /* Writes the edit-config, with the message id of the copy-config.
- * running_reply is the reply to a get-config of running. Null on success;
- * otherwise what is in the way, a static text. */
+ * running_reply is the reply to a get-config of running; again: running is what
+ * came of such an edit. Null on success; otherwise what is in the way, a static
+ * text. */
 const char *running_edit_write(const running_source *source, std::string_view running_reply,
-                               byte_buffer *edit);
+                               bool again, byte_buffer *edit);
 
 /* Compares running with the source. *name is empty when they are the same, and
  * otherwise the name of a node at the top that is not, a part of one of the

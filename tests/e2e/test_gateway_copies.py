@@ -99,7 +99,7 @@ def test_a_server_that_merges_gets_no_ok(bench):  # noqa: F811
     shell.send(COPY_START + f"<config>{source}</config>".encode() + COPY_END)
     peer.request()
     peer.send(REFUSAL)
-    for _ in range(2):
+    for _ in range(3):
         assert peer.request() == READ_RUNNING
         peer.send(running(merged))
         assert b"<users" + operation("replace").encode() in peer.request()

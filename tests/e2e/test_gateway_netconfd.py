@@ -1,5 +1,6 @@
 """tarnd-gateway in front of a real NETCONF server."""
 
+import os
 import shutil
 import tempfile
 
@@ -8,6 +9,8 @@ from lxml import etree
 
 from support.gateway import Gateway
 from support.netconfd import Netconfd
+from support.schemac import MODELS
+from support.shell import ROOT
 
 BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 SPACES = {
@@ -76,7 +79,9 @@ def fixture_gateway():
     server = None
     gateway = None
     try:
-        server = Netconfd(directory)
+        server = Netconfd(
+            directory, ("ietf-interfaces", "iana-if-type", "vandel-device", "walk"),
+            (MODELS, os.path.join(ROOT, "tests", "yang")))
         command, environment = server.transport()
         gateway = Gateway(directory, command, environment=environment)
         yield gateway
@@ -211,6 +216,79 @@ def test_a_wrong_configuration_replaces_nothing(session):
         assert tag in tree.xpath(
             "/b:rpc-reply/b:rpc-error/b:error-tag/text()", namespaces=SPACES)
         assert names(session) == kept
+
+
+USERS = '<users xmlns="urn:vandel:device">{}</users>'
+USER = "<user><name>{}</name><role>{}</role></user>"
+LIST_ENTRY = '<item xmlns="urn:walk"><name>{}</name><value>{}</value></item>'
+
+
+def replace_running(session, content):
+    """Copies a configuration to running; returns the whole of running."""
+    _, tree = session.rpc(COPY.format("running", f"<config>{content}</config>"))
+    assert has_ok(tree)
+    return running(session)
+
+
+def running(session):
+    text, _ = session.rpc("<get-config><source><running/></source></get-config>")
+    return text.decode().partition("<data>")[2].rpartition("</data>")[0]
+
+
+def test_a_user_who_is_not_in_the_configuration_is_gone(session):
+    """With as many entries on either side, an edit whose default operation is
+    replace would be merged."""
+    session.create()
+    alice = USERS.format(USER.format("alice", "administrator"))
+    bob = USERS.format(USER.format("bob", "viewer"))
+    for users in (alice, bob, alice):
+        assert replace_running(session, users) == users
+    assert has_ok(session.rpc(COPY.format("startup", "<running/>"))[1])
+    assert replace_running(session, bob) == bob
+    assert has_ok(session.rpc(COPY.format("running", "<startup/>"))[1])
+    assert running(session) == alice
+
+
+def test_entries_at_the_top_are_replaced_too(session):
+    session.create()
+    entries = [LIST_ENTRY.format(name, value) for name, value in ("a1", "b1", "a2", "c1")]
+    for first, other in (
+        ((0, 1), (2, 3)),  # one entry with another value, one that is not there
+        ((0, 1, 3), (1,)),
+        ((0,), (1,)),  # which might be one container
+        ((0,), (2,)),
+        ((), (0, 1, 3)),
+    ):
+        for chosen in (first, other, first):
+            content = "".join(entries[at] for at in chosen)
+            assert replace_running(session, content) == content
+
+
+def test_the_operator_s_order_is_restored(session):
+    session.create()
+    values = [f'<ordered xmlns="urn:walk">{value}</ordered>' for value in "abc"]
+    queue = [f'<queue xmlns="urn:walk"><name>{name}</name></queue>' for name in "abc"]
+    for order in ((0, 1, 2), (2, 0, 1), (1,), (0, 1), (2, 1, 0)):
+        content = "".join(values[at] for at in order) + "".join(queue[at] for at in order)
+        assert replace_running(session, content) == content
+
+
+def test_bits_at_the_top_are_not_joined(session):
+    session.create()
+    for value in ("one two", "three", "one three", "two"):
+        content = f'<bits xmlns="urn:walk">{value}</bits>'
+        assert replace_running(session, content) == content
+
+
+def test_what_the_server_loses_is_not_ok(session):
+    """netconfd drops CDATA sections."""
+    session.create()
+    content = '<value xmlns="urn:walk"><![CDATA[a<b]]></value>'
+    _, tree = session.rpc(COPY.format("running", f"<config>{content}</config>"))
+    assert not has_ok(tree)
+    assert tree.xpath("/b:rpc-reply/b:rpc-error/b:error-message/text()", namespaces=SPACES) == [
+        "running was changed but is not what was to be copied: value differs"]
+    assert replace_running(session, "") == ""
 
 
 def test_close_session_ends_the_shell(gateway, session):

@@ -44,7 +44,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const bool is_copy = running_copy_read({blocks[0].get(), clean.size()}, &copy);
     const running_source source = {{blocks[0].get(), clean.size()},
                                    {blocks[1].get(), startup.size()}};
-    const char *reason = running_edit_write(&source, {blocks[2].get(), running.size()}, &edit);
+    const bool again = running.size() % 2 == 1;
+    const char *reason =
+        running_edit_write(&source, {blocks[2].get(), running.size()}, again, &edit);
     fuzz_require(is_copy || reason != nullptr, "what is no copy becomes no edit");
     if (reason != nullptr) {
         return 0;

@@ -205,8 +205,10 @@ TEST(gateway_exchange, a_server_that_says_ok_and_does_not_do_it_is_not_believed)
 {
     exchange_bench test;
     test.refuse_copy();
-    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
-    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
+    for (int count = 0; count < 2; ++count) {
+        EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+        EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
+    }
     EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
     EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), "");
     EXPECT_EQ(test.to_shell(), frame(failure("b differs"), 0));
@@ -218,15 +220,17 @@ TEST(gateway_exchange, a_server_that_says_ok_and_does_not_do_it_is_not_believed)
 TEST(gateway_exchange, a_long_name_is_cut_in_the_answer)
 {
     exchange_bench test;
+    const std::string name(300, 'n');
+    const std::string odd = reply("tarnd-gateway-running", "<data><a xmlns=\"urn:a\"/><" + name +
+                                                               " xmlns=\"urn:n\"/></data>");
     test.refuse_copy();
-    EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
-    const std::string name(5000, 'n');
-    const std::string odd =
-        reply("tarnd-gateway-running", "<data><" + name + " xmlns='u'/></data>");
-    EXPECT_NE(test.answer(odd), "");
+    for (int count = 0; count < 2; ++count) {
+        EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
+        EXPECT_NE(test.answer(odd), "");
+    }
     EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
     EXPECT_EQ(test.answer(odd), "");
-    EXPECT_EQ(test.to_shell(), frame(failure("a differs"), 0));
+    EXPECT_EQ(test.to_shell(), frame(failure(name.substr(0, 100) + " differs"), 0));
 }
 
 TEST(gateway_exchange, after_an_edit_nothing_but_the_same_running_is_ok)
@@ -251,7 +255,7 @@ TEST(gateway_exchange, after_an_edit_nothing_but_the_same_running_is_ok)
     EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
     EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
     EXPECT_EQ(test.answer(reply("5", error("access-denied"))), "");
-    EXPECT_EQ(test.to_shell(), frame(failure("the server refuses the second edit"), 0));
+    EXPECT_EQ(test.to_shell(), frame(failure("the server refuses another edit"), 0));
 }
 
 TEST(gateway_exchange, other_refusals_pass)

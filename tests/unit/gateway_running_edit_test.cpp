@@ -34,11 +34,11 @@ std::string data(const std::string &inner)
 
 /* The edit, or "!" and what is in the way. */
 std::string edit(const std::string &request, const std::string &running,
-                 const std::string &startup = "")
+                 const std::string &startup = "", bool again = false)
 {
     byte_buffer out{};
     const running_source source{request, startup};
-    const char *reason = running_edit_write(&source, running, &out);
+    const char *reason = running_edit_write(&source, running, again, &out);
     return reason ? std::string("!") + reason : std::string(out.data.get(), out.size);
 }
 
@@ -58,10 +58,11 @@ std::string operation(const std::string &name)
 const std::string spaces = " xmlns:n='" + base + "' xmlns='urn:1'";
 
 /* What the edit does with nodes of urn:1, running's first. */
-std::string edited(const std::string &running, const std::string &config)
+std::string edited(const std::string &running, const std::string &config, bool again = false)
 {
-    return edit(from("<n:config" + spaces + ">" + config + "</n:config>"),
-                "<n:rpc-reply" + spaces + "><n:data>" + running + "</n:data></n:rpc-reply>");
+    const std::string reply =
+        "<n:rpc-reply" + spaces + "><n:data>" + running + "</n:data></n:rpc-reply>";
+    return edit(from("<n:config" + spaces + ">" + config + "</n:config>"), reply, "", again);
 }
 
 std::string edited_to(const std::string &content)
@@ -158,6 +159,18 @@ TEST(gateway_running_edit, a_list_that_cannot_be_told_from_a_container_takes_two
     EXPECT_EQ(edited(old, put), edited_to(replaced("user", "<name>new</name><role>viewer</role>")));
     EXPECT_EQ(edited(put + old, put),
               edited_to(removed("user", "<name>old</name><role>viewer</role>")));
+}
+
+TEST(gateway_running_edit, a_leaf_that_was_replaced_in_vain_is_removed_first)
+{
+    const bool again = true;
+    EXPECT_EQ(edited("<a>1 2</a><b>3</b><c>1</c>", "<a>1</a><b>3</b><c>+1</c>", again),
+              edited_to(removed("a", "1 2") + replaced("c", "+1")))
+        << "one that differs for other reasons than how it is written";
+    EXPECT_EQ(edited("", "<a>1</a>", again), edited_to(replaced("a", "1")));
+    EXPECT_EQ(edited("<a><x>1</x></a>", "<a/>", again),
+              edited_to("<a" + operation("replace") + "/>"))
+        << "a container is no leaf";
 }
 
 TEST(gateway_running_edit, prefixes_keep_their_meaning)
