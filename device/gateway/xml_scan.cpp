@@ -110,6 +110,11 @@ bool declares(std::string_view name, std::string_view prefix)
 
 bool resolve(xml_scan *scan, xml_element *element)
 {
+    const xml_element *parent = element->parent;
+    if (parent && element->attributes.empty() && element->prefix == parent->prefix) {
+        element->uri = parent->uri; /* what most elements come to, without a search */
+        return true;
+    }
     if (!xml_namespace_find(element, element->prefix, &element->uri))
         return element->prefix.empty() || fail(scan);
     const bool plain = element->uri.find_first_of("&\"<") == std::string_view::npos;
