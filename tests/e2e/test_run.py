@@ -3,7 +3,10 @@
 import glob
 import os
 import re
+import shlex
 import signal
+import subprocess
+import time
 
 import pexpect
 import pytest
@@ -18,6 +21,9 @@ STARTED = valgrind.SCALE * 300
 SOON = valgrind.SCALE * 10  # about a second is meant; a busy machine is given more
 DEVICE = "\n/vandel-device$ "
 SYSTEM = "\n/vandel-device/system$ "
+OPENED = (
+    b"run: a shell on a small router of its own (netconfd), gone when you leave: type quit\n"
+)
 
 
 def run_command(machine, *arguments):
@@ -34,7 +40,7 @@ def session(machine, *lines):
     shell = run(machine)
     shell.send("".join(line + "\n" for line in lines))
     result = shell.wait(STARTED)
-    assert (result.status, result.stderr) == (0, b"")
+    assert (result.status, result.stderr) == (0, OPENED)
     return MODIFIED.sub("", NOTIFICATION.sub("", result.stdout.decode()))
 
 
@@ -231,7 +237,7 @@ def test_a_change_by_another_shell_is_announced(device):
     assert b"        /dev:system\n      </target>\n" in output
     first.send("quit\n")
     result = first.wait()
-    assert (result.status, result.stderr) == (0, b"")
+    assert (result.status, result.stderr) == (0, OPENED)
 
 
 def test_one_command(device):
@@ -247,6 +253,168 @@ def test_arguments_reach_the_shell_whole(device):
     )
 
 
+# What a device's shells keep for each other; no test may find a trace of itself there.
+KEPT = (
+    "[pwd]\n/vandel-device\n\n[config]\nset /vandel-device/system/hostname kept\n\n\n"
+    "[rpc]\n\n[rpc_para]\n\n\n%%%\n"
+)
+
+
+def check_one_commands(device):
+    """Commands that would read, write and send what is kept."""
+    assert run(device, "pwd").wait(STARTED).stdout == b"/\r\n"
+    assert run(device, "cd", "vandel-device").wait(STARTED).stdout == b""
+    assert run(device, "set", "/vandel-device/system/hostname", "r1").wait(STARTED).stdout == b""
+    nothing = run(device, "commit").wait(STARTED).stdout
+    assert nothing == b"There is no configuration data. \r\n"
+
+
+def test_one_command_leaves_nothing_to_a_device(device):
+    check_one_commands(device)
+    assert not os.path.exists(device.profile)
+
+
+def test_one_command_leaves_alone_what_a_device_keeps(device):
+    with open(device.profile, "w", encoding="utf-8") as profile:
+        profile.write(KEPT)
+    os.chmod(device.profile, 0o600)
+    check_one_commands(device)
+    with open(device.profile, encoding="utf-8") as profile:
+        assert profile.read() == KEPT
+
+
+EXPORTED = b"The export-config command executed successfuly! "
+
+
+@pytest.mark.parametrize(
+    "words",
+    [
+        ("export-config", "running", "/tmp/out.xml"),
+        ("export-config running /tmp/out.xml",),
+        ("export-config", "running", "out.xml"),
+        ("export-config", "running", "/tmp/inner/../out.xml"),
+    ],
+)
+def test_an_export_lands_where_it_is_meant_to(device, words):
+    os.mkdir(device.path("inner"))
+    command = run_command(device, *words)
+    command[command.index("--") + 1 :] = [
+        "sh", "-c", "cd /tmp && " + shlex.join(command[command.index("--") + 1 :]),
+    ]  # fmt: skip
+    result = device.start_command(command).wait(STARTED)
+    assert (result.status, result.stdout, result.stderr) == (0, EXPORTED, b"")
+    with open(device.path("out.xml"), encoding="utf-8") as file:
+        assert file.read().startswith("<?xml version='1.0' encoding='UTF-8'?><data>")
+
+
+def test_an_import_finds_its_file(device):
+    with open(device.path("in.xml"), "w", encoding="utf-8") as file:
+        file.write('<data><system xmlns="urn:vandel:device"><hostname>r1</hostname></system></data>')
+    result = run(device, "import-config", "/tmp/in.xml", "running").wait(STARTED)
+    assert (result.status, result.stderr) == (0, b"")
+    assert result.stdout.decode() == ok(1).removeprefix("\r\n")
+
+
+def test_a_file_that_is_lost_is_named(device):
+    """The shell takes this for /tmp, ./run does not."""
+    result = run(device, "export-config", "running", "//tmp/out.xml").wait(STARTED)
+    assert (result.status, result.stdout) == (0, EXPORTED)
+    assert result.stderr == (
+        b"run: the command had a /tmp of its own, and with it these files are gone: /tmp/out.xml\n"
+    )
+
+
+def test_where_no_mounts_are_given(device):
+    device.replace_file("/usr/bin/unshare", "#!/bin/sh\nexit 1\n", mode=0o755)
+    result = run(device, "set", "/vandel-device/system/hostname", "r1").wait(STARTED)
+    assert (result.status, result.stdout) == (1, b"")
+    assert result.stderr == (
+        b"run: this system gives a command no mounts of its own, and without them it would use "
+        b"/tmp/vandel.conf, which belongs to real devices. Nothing was done. Without arguments, "
+        b"./run needs no mounts: type the command there, or pipe it in.\n"
+    )
+    assert not os.path.exists(device.profile)
+    assert session(device, "pwd", "quit") == "/$ pwd\n/\r\n/$ quit\n"
+
+
+SAVES = ("set /vandel-device/system/hostname r1", "commit", "save", "quit")
+
+
+@pytest.mark.parametrize("home", ["/tmp/home", "/nonexistent"])
+@pytest.mark.parametrize("variable", [None, "/tmp/home", "/nonexistent"])
+def test_nothing_is_left_in_the_home(device, home, variable):
+    os.mkdir(device.path("home"))
+    device.replace_file("/etc/passwd", f"root:x:0:0::{home}:/bin/sh\n")
+    device.environment["HOME"] = variable
+    output = session(device, *SAVES)
+    assert ok(2) in output
+    assert os.listdir(device.path("home")) == []
+
+
+def run_copy(device, user, *arguments):
+    """./run by a user, with programs below /tmp that are this user's own."""
+    os.makedirs(device.path("own"), exist_ok=True)
+    for program in PROGRAMS:
+        with open(device.path(f"own/{program}"), "w", encoding="utf-8") as wrapper:
+            wrapper.write(f'#!/bin/sh\nexec "${{0%/*}}/../.build/{program}" "$@"\n')
+        os.chmod(wrapper.name, 0o755)
+    with open(device.path("own/build.ninja"), "w", encoding="utf-8") as rules:
+        rules.write(f"build {' '.join(PROGRAMS)}: phony\n")
+    os.chown(device.path("own"), user, user)
+    # A user without a name gets one from a library that precedes the sanitizer's.
+    options = device.environ()["ASAN_OPTIONS"] + ":verify_asan_link_order=0"
+    settings = ["env", "VANDEL_BUILD=/tmp/own", f"ASAN_OPTIONS={options}"]
+    script = os.path.join(ROOT, "run")
+    return device.start_command(device.command(*become(user), *settings, script, *arguments))
+
+
+def become(user):
+    if user == os.geteuid():
+        return []
+    return ["setpriv", f"--reuid={user}", f"--regid={user}", "--clear-groups"]
+
+
+def check_possible(user, *words):
+    """Skips where another user may not do what ./run has to do."""
+    probe = subprocess.run([*become(user), *words], check=False, capture_output=True)
+    if probe.returncode != 0:
+        pytest.skip(f"another user is refused {words[0]}")
+
+
+other_users = pytest.mark.parametrize("user", [65534, 54321], ids=["nobody", "without a name"])
+as_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root becomes somebody else")
+def test_one_command_with_programs_below_tmp(device):
+    result = run_copy(device, os.geteuid(), "pwd").wait(STARTED)
+    assert (result.status, result.stdout, result.stderr) == (0, b"/\r\n", b"")
+
+
+@as_root
+@other_users
+def test_another_user(device, user):
+    check_possible(user, "test", "-r", os.path.join(ROOT, "run"))
+    shell = run_copy(device, user)
+    shell.send("".join(line + "\n" for line in SAVES))
+    result = shell.wait(STARTED)
+    assert (result.status, result.stderr) == (0, OPENED)
+    assert ok(2) in NOTIFICATION.sub("", result.stdout.decode())
+
+
+@as_root
+@other_users
+def test_one_command_of_another_user(device, user):
+    check_possible(user, "test", "-r", os.path.join(ROOT, "run"))
+    check_possible(user, "unshare", "--mount", "--map-current-user", "--keep-caps",
+                   "mount", "--rbind", "/tmp", "/tmp")  # fmt: skip
+    with open(device.profile, "w", encoding="utf-8") as profile:
+        profile.write(KEPT)
+    os.chmod(device.profile, 0o600)
+    result = run_copy(device, user, "export-config", "running", "/tmp/out.xml").wait(STARTED)
+    assert (result.status, result.stdout, result.stderr) == (0, EXPORTED, b"")
+    assert os.stat(device.path("out.xml")).st_uid == user
+    with open(device.profile, encoding="utf-8") as profile:
+        assert profile.read() == KEPT
+
+
 def test_the_sockets_are_private(device):
     shell = run(device)
     shell.send("pwd\n\n")
@@ -255,22 +423,60 @@ def test_the_sockets_are_private(device):
     assert os.stat(directory).st_mode & 0o777 == 0o700
     listening = {path for path in os.listdir(directory) if path.endswith(".sock")}
     assert listening == {"tarnd.sock", "redis.sock", "ncx.sock"}
-    assert not os.path.exists(os.path.expanduser(f"~/.yuma/{os.path.basename(directory)}"))
     shell.send("quit\n")
     assert shell.wait().status == 0
 
 
-@pytest.mark.parametrize(
-    "number, status", [(signal.SIGTERM, 143), (signal.SIGINT, 130), (signal.SIGHUP, 129)]
-)
-def test_a_signal_ends_everything(device, number, status):
+def opened(device):
+    """A ./run whose shell has answered."""
     shell = run(device)
     shell.send("pwd\n\n")
     shell.expect(b"/$ pwd\n/\r\n/$ ", timeout=STARTED)
+    return shell
+
+
+ENDING = [
+    number
+    for number in sorted(signal.valid_signals() - {signal.SIGKILL, signal.SIGSTOP})
+    if number not in range(signal.SIGCHLD, signal.SIGURG + 1) and number != signal.SIGWINCH
+]
+
+
+@pytest.mark.parametrize("name", "HUP INT QUIT USR1 PIPE ALRM TERM XCPU RTMIN RTMAX".split())
+def test_a_signal_ends_everything(device, name):
+    number = signal.Signals[f"SIG{name}"]
+    shell = opened(device)
     shell.signal(number)
     result = shell.wait()
-    assert result.status == status
+    assert result.status == 128 + number
     assert result.stdout.endswith(b"\nReceive signal=15 and exit\n")
+
+
+@pytest.mark.parametrize("first", [signal.SIGTERM, signal.SIGHUP, signal.SIGUSR1])
+def test_signals_while_it_stops(device, first):
+    shell = opened(device)
+    shell.signal(first)
+    for number in ENDING * 3:
+        shell.signal(number)
+        time.sleep(0.005)
+    assert shell.wait().status == 128 + first
+
+
+@pytest.mark.parametrize("wait", [0.1, 0.3, 0.5, 0.8])
+@pytest.mark.parametrize("number", [signal.SIGKILL, signal.SIGQUIT])
+def test_a_signal_while_it_starts(device, number, wait):
+    """At moments that are others on each machine; the fixture sees what is left behind."""
+    shell = run(device)
+    time.sleep(wait)
+    shell.signal(number)
+    assert shell.wait().status in (-number, 128 + number)
+
+
+def test_nothing_is_left_when_it_is_killed(device):
+    shell = opened(device)
+    shell.signal(signal.SIGKILL)
+    assert shell.wait().status == -signal.SIGKILL
+    check_all_gone(device)
 
 
 def test_the_status_is_the_shells(device):
@@ -336,6 +542,15 @@ def test_on_a_terminal(device):
         shell.expect(pexpect.EOF)
         shell.wait()
         assert shell.exitstatus == 0
+    finally:
+        shell.close(force=True)
+
+
+def test_on_a_terminal_it_says_what_it_is(device):
+    words = run_command(device)
+    shell = pexpect.spawn(words[0], words[1:], env=device.environ(), timeout=TIMEOUT, echo=False)
+    try:
+        shell.expect_exact(OPENED.replace(b"\n", b"\r\n") + b"/$ ", timeout=STARTED)
     finally:
         shell.close(force=True)
 

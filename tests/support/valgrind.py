@@ -51,9 +51,10 @@ def wrap(machine, *programs):
     Its build file makes ninja content with them as they are."""
     os.makedirs(machine.path(".wrapped"), exist_ok=True)
     for program in programs:
-        command = " ".join(words("/tmp/.valgrind"))
+        # From its own place, for ./run hides /tmp under another name from one command.
+        command = " ".join(words("${0%/*}/../.valgrind"))
         with open(machine.path(f".wrapped/{program}"), "w", encoding="utf-8") as script:
-            script.write(f'#!/bin/sh\nexec {command} /tmp/.build/{program} "$@"\n')
+            script.write(f'#!/bin/sh\nexec {command} "${{0%/*}}/../.build/{program}" "$@"\n')
         os.chmod(script.name, 0o755)
     with open(machine.path(".wrapped/build.ninja"), "w", encoding="utf-8") as rules:
         rules.write(f"build {' '.join(programs)}: phony\n")
