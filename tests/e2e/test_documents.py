@@ -1,7 +1,6 @@
 """What the documents show is what the programs do: transcripts, commands and options."""
 
 import contextlib
-import glob
 import os
 import re
 import shlex
@@ -11,8 +10,10 @@ import tempfile
 from typing import NamedTuple
 
 import pytest
+from support.example import EXAMPLE
 from support.gateway import Gateway
 from support.netconfd import Netconfd
+from support.printed import printed, texts_of
 from support.prompt import Prompt
 from support.schemac import MODELS, RUN_MODULES, Server, compile_run_models
 from support.shell import BUILD, ROOT
@@ -152,17 +153,55 @@ def test_the_man_page_has_every_command(machine):
     assert list(dict.fromkeys(described)) == listed
 
 
-def test_the_guide_quotes_messages_as_they_are():
-    """Each message of the table, in its parts between what it is filled in with."""
-    sources = ""
-    for folder in ("shell", "link", "schema", "cmdtree"):
-        for path in glob.glob(os.path.join(ROOT, folder, "*.cpp")):
-            with open(path, encoding="utf-8") as source:
-                sources += source.read()
-    sources = re.sub(r'"\s*\n\s*"', "", sources)
-    rows = re.findall(r"(?m)^\| (`.*) \| ", read("docs/guide.md").partition("## What the shell says")[2])
-    messages = [message for row in rows for message in re.findall("`([^`]+)`", row)]
-    assert len(messages) > 12
-    for message in messages:
-        for part in message.split("…"):
-            assert part in sources, message
+# What the shell prints that tells the operator nothing to look up.
+NO_MESSAGES = {
+    "": "the empty line above a reply, or below a listing of '?'",
+    "vandel  version …": "the head of help",
+    "compile time: …, …": "the head of help",
+    "… …": "a row of help, or one name in a row of candidates",
+    "…": "the workspace, or the last name in a row of candidates",
+    "…    …": "a row of '?': a name and its description",
+    "…    …    …    …    …": "a row of '?': an argument of a command",
+    "…:": "the head of the values of an argument",
+    "path:": "the head of the nodes of a path",
+    "<cr>": "'?': nothing may follow",
+    "…………………": "a name of ls with its colour",
+    "fputs(entry->name, stdout)": "a name of ls",
+    "putchar(' ')": "the space between names of ls",
+    "putchar('\\n')": "the end of a row of ls",
+    "puts(plain.get())": "get-config -l",
+    "fwrite(text, 1, length, terminal->output)": "the line that is being typed",
+    "fwrite(text.get(), 1, size, file)": "an export file",
+    "write(server_fd, from, size)": "a request",
+    "write(STDOUT_FILENO, text, strlen(text))": "Receive signal=…, where nobody takes the output",
+    "…: …: Assertion `…' failed.": "a mistake in the program",
+}
+
+
+def test_the_guide_has_every_message():
+    section = read("docs/guide.md").partition("## What the shell says")[2].partition("\n## ")[0]
+    rows = re.findall(r"(?m)^\| (`.*?`) \| ", section)
+    messages = re.findall("`([^`]+)`", "\n".join(rows).replace("\\|", "|"))
+    assert len(messages) == len(set(messages))
+    assert set(messages) | set(NO_MESSAGES) == printed()
+    assert not set(messages) & set(NO_MESSAGES)
+
+
+def test_what_a_scan_of_sources_finds():
+    code = (
+        'puts("one (\\r");\nprintf("%s\'s %-*d\\r\\n", name("x)"), ")");\n'
+        'int tinyrl_printf(struct tinyrl *editor);\nputs(usage); // puts("no")\n'
+        'fputs(wide ? "a" "b" : "c", stdout); puts(text.get());\n'
+        'const char usage[] =\n    "two "\n    "\\"three\\"";\n'
+    )
+    assert texts_of(code) == {"one (", "…'s …", 'two "three"', "ab", "c", "puts(text.get())"}
+
+
+@pytest.mark.parametrize("length", [78, 157])
+def test_lines_of_a_pipe(machine, length):
+    machine.load(EXAMPLE)
+    line = "pwd " + "x" * (length - 4)
+    alone = b"/$ pwd\n/\r\n/$ quit\n"
+    assert b"/$ pwd\n" not in machine.session(line, "pwd", "quit").stdout
+    assert machine.session(line, "", "pwd", "quit").stdout.endswith(alone)
+    assert machine.session(line[:-1], "pwd", "quit").stdout.endswith(alone)

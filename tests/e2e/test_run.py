@@ -309,7 +309,8 @@ def test_an_export_lands_where_it_is_meant_to(device, words):
 
 def test_an_import_finds_its_file(device):
     with open(device.path("in.xml"), "w", encoding="utf-8") as file:
-        file.write('<data><system xmlns="urn:vandel:device"><hostname>r1</hostname></system></data>')
+        system = '<system xmlns="urn:vandel:device"><hostname>r1</hostname></system>'
+        file.write(f"<data>{system}</data>")
     result = run(device, "import-config", "/tmp/in.xml", "running").wait(STARTED)
     assert (result.status, result.stderr) == (0, b"")
     assert result.stdout.decode() == ok(1).removeprefix("\r\n")

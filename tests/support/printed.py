@@ -1,0 +1,66 @@
+"""The texts that the sources of the shell print, found by reading them."""
+
+import glob
+import os
+import re
+
+from .shell import ROOT
+
+OTHERS = ("bench", "device", "platform", "tests")  # folders without a part of the shell
+PRINTS = r"puts|printf|fputs|fprintf|putchar|vprintf|tinyrl_printf|write|fwrite"
+# Not where a type stands before the name: that declares what prints.
+CALL = re.compile(rf"(?<!\w)(?<!int )(?<!void )(?:{PRINTS})\(")
+LITERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
+CHARACTER = re.compile(r"'(?:[^'\\]|\\.)'")
+ROW = re.compile(rf"(?:{LITERAL.pattern}\s*)+")  # literals in a row are one
+CONSTANT = re.compile(r'const char (\w+)\[\] =\s*((?:"(?:[^"\\]|\\.)*"\s*)+);')
+FORMAT = re.compile(r"%[-0]*(?:\*|\d+)?[a-z]")
+
+
+def end_of_call(code, position):
+    """The end of the call whose arguments begin at position."""
+    depth = 1
+    while depth:
+        if text := CHARACTER.match(code, position) or LITERAL.match(code, position):
+            position = text.end()
+            continue
+        depth += {"(": 1, ")": -1}.get(code[position], 0)
+        position += 1
+    return position
+
+
+def literals(code):
+    return ["".join(LITERAL.findall(row[0])) for row in ROW.finditer(code)]
+
+
+def shown(literal):
+    """A literal as a reader would quote it: what is filled in is "…"."""
+    text = re.sub(r"\\[nrt]", "", literal).replace('\\"', '"').replace("\\\\", "\\")
+    return FORMAT.sub("…", text).strip()
+
+
+def texts_of(code):
+    """What some code prints: a text each, or the whole call where that has no literal."""
+    code = re.sub(r"(?m)//(?:[^\"\n]|\"[^\"\n]*\")*$", "", code)
+    constants = {name: literals(value)[0] for name, value in CONSTANT.findall(code)}
+    found = set()
+    for start in CALL.finditer(code):
+        call = code[start.start() : end_of_call(code, start.end())]
+        given = call[call.index("(") + 1 : -1]
+        if given in constants:
+            found.add(shown(constants[given]))
+        elif texts := literals(given):
+            # Of a call with a format, the rest fills it in.
+            found.update(map(shown, texts[:1] if "printf" in call[: call.index("(")] else texts))
+        else:
+            found.add(" ".join(call.split()))
+    return found
+
+
+def printed():
+    found = set()
+    for path in glob.glob(os.path.join(ROOT, "*", "*.cpp")):
+        if os.path.basename(os.path.dirname(path)) not in OTHERS:
+            with open(path, encoding="utf-8") as file:
+                found |= texts_of(file.read())
+    return found
