@@ -6,7 +6,7 @@ import mmap
 import re
 
 PIECE = 8  # bytes in a row of what is looked for that cannot be there by chance
-LONG = 50
+LONG = 50  # from here on not every piece is looked for
 PAGE = mmap.PAGESIZE
 LARGEST = 1 << 30  # what is larger holds no data: a sanitizer keeps its notes there
 MAPPING = re.compile(r"([0-9a-f]+)-([0-9a-f]+) (\S+) \S+ \S+ \S+ *(.*)")
