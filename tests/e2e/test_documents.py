@@ -171,7 +171,7 @@ NO_MESSAGES = {
     "putchar('\\n')": "the end of a row of ls",
     "puts(plain.get())": "get-config -l",
     "fwrite(text, 1, length, terminal->output)": "the line that is being typed",
-    "fwrite(text.get(), 1, size, file)": "an export file",
+    "write(fd, text.data(), text.size())": "an export file",
     "write(server_fd, from, size)": "a request",
     "write(STDOUT_FILENO, text, strlen(text))": "Receive signal=…, where nobody takes the output",
     "…: …: Assertion `…' failed.": "a mistake in the program",

@@ -17,11 +17,13 @@
 #define EACH_FUNCTION(of)                                                                          \
     of(redis_connect) of(redis_select) of(redis_hash_get_bin_safe) of(redis_hash_get_all_bin_safe) \
         of(redis_freereply) of(redis_freeconn) of(xmlCtxtReadMemory) of(xmlDocGetRootElement)      \
-            of(xmlFreeDoc) of(xmlFreeParserCtxt) of(xmlInitParser) of(xmlMemSetup)                 \
-                of(xmlNewParserCtxt) of(xmlNodeGetContent) of(xmlReadMemory)                       \
+            of(xmlFreeDoc) of(xmlFreeParserCtxt) of(xmlGetGlobalState) of(xmlInitParser)           \
+                of(xmlMemSetup) of(xmlNewParserCtxt) of(xmlNodeGetContent) of(xmlReadMemory)       \
                     of(xmlSetGenericErrorFunc) of(xmlSetStructuredErrorFunc) of(xmlStopParser)     \
-                        of(xmlStrEqual) of(xmlXPathEvalExpression) of(xmlXPathFreeContext)         \
-                            of(xmlXPathFreeObject) of(xmlXPathNewContext) of(xmlXPathRegisterNs)
+                        of(xmlStrEqual) of(xmlThrDefSetGenericErrorFunc)                           \
+                            of(xmlXPathEvalExpression) of(xmlXPathFreeContext)                     \
+                                of(xmlXPathFreeObject) of(xmlXPathNewContext)                      \
+                                    of(xmlXPathRegisterNs)
 
 #define NUMBER(name) number_of_##name,
 #define NAME(name) #name,
