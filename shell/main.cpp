@@ -1,19 +1,31 @@
 // vandel: view and edit the configuration of a NETCONF device.
 #include <stdio.h>
+#include <sys/resource.h>
 
 #include "link/listener.h"
+#include "shell/arguments.h"
 #include "shell/scrub.h"
 #include "shell/startup.h"
 
+// A core would hold every password that is staged or typed. The process stays
+// dumpable: otherwise its own user could not attach a debugger to it.
+static void forbid_cores()
+{
+    const struct rlimit none = {0, 0};
+    setrlimit(RLIMIT_CORE, &none);
+}
+
 static int run(int argc, char **argv)
 {
+    const heap_text line = take_arguments(argc - 1, argv + 1);
     if (vandel_init() != 0)
         return -1;
-    return argc <= 1 ? run_interactive() : run_oneshot(argc - 1, argv + 1);
+    return argc <= 1 ? run_interactive() : run_oneshot(line.get());
 }
 
 int main(int argc, char **argv)
 {
+    forbid_cores();
     const int status = run(argc, argv);
     // What the end of a process calls is bound only then.
     scrub_stack();

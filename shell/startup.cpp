@@ -52,15 +52,6 @@ void release_session()
     close_database();
 }
 
-// The words joined with single blanks, writable; null when memory runs out.
-heap_text join_words(int count, char **words)
-{
-    heap_text line(strdup(words[0]));
-    for (int i = 1; i < count && line; i++)
-        line.reset(str_join3(line.get(), " ", words[i]));
-    return line;
-}
-
 // At its end, piped input gives no line at each call from then on.
 void pause_after_end_of_input()
 {
@@ -144,7 +135,7 @@ int vandel_init()
     return -1;
 }
 
-int run_oneshot(int count, char **arguments)
+int run_oneshot(char *line)
 {
     session.oneshot = 1;
     if (profile_load_start() != 0) {
@@ -152,12 +143,11 @@ int run_oneshot(int count, char **arguments)
         release_session();
         return -1;
     }
-    const heap_text line = join_words(count, arguments);
-    if (!line) {
+    if (line == nullptr) {
         release_session();
         return -1;
     }
-    dispatch(line.get());
+    dispatch(line);
     take_deferred_signal();
     local_entries_forget(nullptr, nullptr);
     release_session();

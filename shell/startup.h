@@ -7,9 +7,9 @@
 // been told where the daemon could not be reached.
 int vandel_init();
 
-// Runs the command that the arguments (at least one) make, joined with single
-// blanks; 0, or -1 when it could not be run.
-int run_oneshot(int count, char **arguments);
+// Runs one line, which it may write into; 0, or -1 when it could not be run: also
+// for null, a line for which there was no memory.
+int run_oneshot(char *line);
 
 // Reads and runs lines until one ends the loop; 0, or -1 without an editor.
 int run_interactive();

@@ -9,16 +9,18 @@ A line that was typed stays in the history (which is what a history is for), and
 in the buffers of standard input and output, until other lines take its place."""
 
 import random
+import resource
 import string
 import threading
 
 import pytest
-from support import memory, spilling, tracing, valgrind
+from support import memory, servers, spilling, tracing, valgrind
 from support.example import EXAMPLE
 from support.tarnd import pause, session_reply
 
 SECRET = "q7Vd-Zx2K.9mWp-Lr4T.uB"
 SET = f"set /acme/box/name {SECRET}"
+MOST_OF_A_CORE = resource.getrlimit(resource.RLIMIT_CORE)[1]
 TYPED_OVER = [f"pwd {' ' * len(SET)} {number}" for number in range(10)]
 
 
@@ -42,7 +44,7 @@ def staged(machine, secret=SECRET):
 
 
 def at_exit_of(machine, *words, secret=SECRET):
-    """Where a one-shot holds the secret in its last moment, but for its arguments; its output."""
+    """Where a one-shot holds the secret in its last moment; its output."""
     go_on = threading.Event()
     machine.tarnd.session_reply = [pause(go_on), session_reply()]
     shell = machine.start(*words, env=tracing.ENVIRONMENT)
@@ -50,8 +52,7 @@ def at_exit_of(machine, *words, secret=SECRET):
     traced = tracing.Traced(shell.pid)
     go_on.set()
     traced.run_to_exit()
-    first, last = memory.arguments(shell.pid)
-    found = [place for place in found_in(shell.pid, secret) if not first <= place[1] < last]
+    found = found_in(shell.pid, secret)
     traced.release()
     result = shell.wait()
     assert result.status == 0
@@ -120,6 +121,35 @@ def test_a_refused_line_is_gone(machine, line):
 @valgrind.keeps_no_arguments
 def test_one_shot_set(machine):
     assert at_exit_of(machine, *SET.split(" ")) == ([], "")
+
+
+@valgrind.keeps_no_arguments
+def test_the_arguments_are_blank_while_the_daemon_is_waited_for(machine):
+    """Or else every user could read them there, for as long as it takes."""
+    go_on = threading.Event()
+    machine.tarnd.session_reply = [pause(go_on), session_reply()]
+    shell = machine.start(*SET.split(" "))
+    servers.wait_until(lambda: machine.tarnd.frames, "the request for a session")
+    with open(f"/proc/{shell.pid}/cmdline", "rb") as file:
+        words = file.read()
+    go_on.set()
+    assert words == b"/tmp/.build/vandel\0" + bytes(len(SET) + 1)
+    assert shell.wait().status == 0
+    with open(machine.profile, encoding="ascii") as file:
+        assert SECRET in file.read()
+
+
+@pytest.mark.skipif(MOST_OF_A_CORE == 0, reason="nothing is written here in any case")
+@pytest.mark.parametrize("words", [[], ["get", "/acme/box"]])
+def test_no_core_is_written(machine, words):
+    go_on = threading.Event()
+    machine.tarnd.session_reply = [pause(go_on), session_reply()]
+    shell = machine.start_command(["sh", "-c", 'ulimit -S -c "$(ulimit -H -c)"; exec "$@"', "sh",
+                                   *machine.vandel(*words)])  # fmt: skip
+    servers.wait_until(lambda: machine.tarnd.frames, "the request for a session")
+    limits = resource.prlimit(shell.pid, resource.RLIMIT_CORE)
+    go_on.set()
+    assert limits == (0, 0)
 
 
 def test_one_shot_commit(machine):

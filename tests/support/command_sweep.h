@@ -10,6 +10,7 @@
 
 #include "cmdtree/node.h"
 #include "schema/local_entries.h"
+#include "shell/arguments.h"
 #include "shell/dispatch.h"
 #include "shell/profile.h"
 #include "shell/startup.h"
@@ -140,7 +141,7 @@ class command_sweep : public shell_world
             return 0;
         }
         char *words[] = {text.data(), nullptr};
-        return run_oneshot(1, words);
+        return run_oneshot(take_arguments(1, words).get());
     }
 
     // A session like the one of a shell that has just been started.

@@ -67,10 +67,3 @@ def find(pid, needle):
         for name, begin, content in writable(pid)
         for start, end in spans(content, needle)
     ]
-
-
-def arguments(pid):
-    """The addresses from and up to which the process got its arguments and environment."""
-    with open(f"/proc/{pid}/stat", encoding="ascii") as stat:
-        fields = stat.read().rpartition(")")[2].split()
-    return int(fields[45]), int(fields[48])

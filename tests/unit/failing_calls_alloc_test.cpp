@@ -3,6 +3,7 @@
 #include "tests/support/alloc_faults.h"
 
 #include "link/datastore_commands.h"
+#include "shell/arguments.h"
 #include "shell/profile.h"
 #include "shell/startup.h"
 #include "tests/support/shell_world.h"
@@ -104,10 +105,9 @@ TEST_F(failing_calls_alloc_test, a_profile_without_a_status)
 TEST_F(failing_calls_alloc_test, one_command_with_such_a_profile)
 {
     write_file("/tmp/vandel.conf", "[pwd]\n/m\n\n");
-    char word[] = "pwd";
-    char *words[] = {word};
+    char line[] = "pwd";
     int result = 0;
-    EXPECT_EQ(without_status([&] { result = run_oneshot(1, words); }), "");
+    EXPECT_EQ(without_status([&] { result = run_oneshot(line); }), "");
     EXPECT_EQ(result, -1);
     EXPECT_EQ(captured_log_take(),
               (log_lines{{11, "[ERROR] VDL's profile </tmp/vandel.conf> is invalid.\n"},
@@ -120,8 +120,9 @@ TEST_F(failing_calls_alloc_test, one_command_that_cannot_be_joined)
     char word[] = "pwd";
     char *words[] = {word};
     int result = 0;
-    EXPECT_EQ(without_memory([&] { result = run_oneshot(1, words); }), "");
+    EXPECT_EQ(without_memory([&] { result = run_oneshot(take_arguments(1, words).get()); }), "");
     EXPECT_EQ(result, -1);
+    EXPECT_EQ(std::string(word, sizeof word), std::string(sizeof word, '\0'));
     EXPECT_EQ(captured_log_take(), log_lines{});
     expect_released();
 }
