@@ -11,7 +11,8 @@
 // [pwd] or [rpc] that does not begin with "/" is passed over. The file has mode
 // 0600 from its creation on. A symbolic link, anything but a regular file,
 // another user's file (to root, too) and a file with a second name count as a
-// file that cannot be opened. Failures are logged; int results are 0 or -1.
+// file that cannot be opened; so does one that its group or others may write, until
+// it is written anew. Failures are logged; int results are 0 or -1.
 #ifndef VANDEL_SHELL_PROFILE_H
 #define VANDEL_SHELL_PROFILE_H
 

@@ -11,6 +11,8 @@
 namespace
 {
 
+constexpr int not_private = EPERM; // the objection to what others may write
+
 int write_all(int fd, std::string_view text, off_t offset)
 {
     while (!text.empty()) {
@@ -35,7 +37,8 @@ int refuse(int error, const char *what)
 
 // Whether a file may be the profile; 0, or what is against it, which is logged
 // once. Anybody may put a file into /tmp: what another user owns, or reaches under
-// another name, must neither tell this one what is staged nor learn it.
+// another name, must neither tell this one what is staged nor learn it. Nor what
+// others may write: whoever moves such a file of root's here has root commit it.
 int judge_file(const struct stat &status)
 {
     if (S_ISLNK(status.st_mode))
@@ -44,7 +47,10 @@ int judge_file(const struct stat &status)
         return refuse(EINVAL, "is not a regular file");
     if (status.st_uid != geteuid())
         return refuse(EACCES, "belongs to another user");
-    return status.st_nlink > 1 ? refuse(EMLINK, "has a second name") : 0;
+    if (status.st_nlink > 1)
+        return refuse(EMLINK, "has a second name");
+    const bool is_private = (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+    return is_private ? 0 : refuse(not_private, "may be written by others");
 }
 
 // Has it logged why the profile could not be opened, when it is the file's fault.
@@ -57,15 +63,8 @@ void judge_unopened()
     errno = cause;
 }
 
-} // namespace
-
-open_file::~open_file()
-{
-    if (fd >= 0)
-        close(fd);
-}
-
-int profile_open(int access)
+// Opens what stands in the profile's place, as far as it is the profile.
+int open_profile(int access)
 {
     // O_NONBLOCK: a FIFO in the profile's place must not hold the shell up.
     const int fd = open(profile_name, access | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600);
@@ -81,6 +80,24 @@ int profile_open(int access)
     close(fd);
     errno = objection;
     return -1;
+}
+
+} // namespace
+
+open_file::~open_file()
+{
+    if (fd >= 0)
+        close(fd);
+}
+
+int profile_open(int access)
+{
+    const int fd = open_profile(access);
+    if (fd >= 0 || errno != not_private || (access & O_CREAT) == 0)
+        return fd;
+    // Whoever could write to the file may have it open still: another mode would
+    // not keep him from adding lines to it.
+    return unlink(profile_name) == 0 ? open_profile(access) : -1;
 }
 
 int profile_read(int fd, text_buffer *content)

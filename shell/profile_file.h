@@ -22,8 +22,9 @@ struct open_file {
 
 // Opens the profile with access O_RDONLY, O_RDWR or O_WRONLY, O_CREAT added to
 // create it. Returns a descriptor of a regular file, or -1 with errno set: also
-// for a symbolic link, another user's file and a file with a second name. What it
-// is that is not taken for the profile is logged once in a process.
+// for a symbolic link, another user's file, a file with a second name, and one that
+// its group or others may write, in whose place O_CREAT puts a new one. What it is
+// that is not taken for the profile is logged once in a process.
 int profile_open(int access);
 
 // Reads a whole file from its beginning; 0 or -1.

@@ -7,6 +7,7 @@ import pytest
 
 sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 pytest.register_assert_rewrite("support.shell")
+os.umask(0o022)  # a profile that others may write is none
 
 from support import valgrind  # noqa: E402  pylint: disable=wrong-import-position
 from support.servers import RedisServer  # noqa: E402  pylint: disable=wrong-import-position

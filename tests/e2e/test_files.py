@@ -19,6 +19,7 @@ NOTHING_STAGED = "There is no configuration data. \r\n"
 STAGED_BY_OTHERS = (
     "[pwd]\n/acme\n\n[config]\nset /acme/box/name evil\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
 )
+FRESH = "[pwd]\n/\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
 as_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root can make another user's file")
 
 
@@ -145,6 +146,44 @@ def test_what_others_stage_is_not_committed(machine):
     run(machine, "commit", NOTHING_STAGED)
     run(machine, "pwd", "/\r\n")
     assert machine.tarnd.requests == []
+
+
+MAY_BE_WRITTEN = (ERROR, "[ERROR] VDL's profile </tmp/vandel.conf> may be written by others.\n")
+
+
+@pytest.mark.parametrize("mode", [0o620, 0o602, 0o666])
+def test_what_others_may_write_is_not_the_profile(machine, mode):
+    """Another user writes into a file of ours and moves it into the profile's place."""
+    write(machine.path("ours"), STAGED_BY_OTHERS, mode)
+    os.rename(machine.path("ours"), machine.profile)
+    before = snapshot(machine)
+    dialogue = [
+        ("commit", NOTHING_STAGED, [1]),
+        ("pwd", "/\r\n", []),
+        ("set /acme/box/name mine", NOT_ADDED, [1]),
+        ("cd /acme", "", [1, 1]),
+    ]
+    for line, prints, errors in dialogue:
+        known = len(machine.log.texts())
+        run(machine, line, prints)
+        logged = machine.log.texts()[known:]
+        assert [entry for entry in logged if "failed!" in entry[1]] == [log_of(e) for e in errors]
+        assert [entry for entry in logged if entry[0] == ERROR] == [MAY_BE_WRITTEN]
+    assert snapshot(machine) == before
+    assert machine.tarnd.requests == []
+
+
+def test_whoever_has_a_loose_profile_open_stages_nothing_after_it_is_reset(machine):
+    write(machine.profile, STAGED_BY_OTHERS, 0o666)
+    with open(machine.profile, "r+b", buffering=0) as held:
+        run(machine, "discard_changes", DISCARDED)
+        held.write(STAGED_BY_OTHERS.encode())
+    assert stat.S_IMODE(os.lstat(machine.profile).st_mode) == 0o600
+    assert read(machine.profile) == FRESH
+    run(machine, "set /acme/box/name mine")
+    machine.tarnd.on_request = lambda request: request.reply("<ok/>")
+    machine.one_shot("commit")
+    assert "mine" in machine.tarnd.requests[0] and "evil" not in machine.tarnd.requests[0]
 
 
 def modes_seen(machine, *words):

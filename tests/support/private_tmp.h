@@ -9,9 +9,11 @@
 #include <sched.h>
 #include <string>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-// Gives the process a /tmp of its own, so that the profile is nobody else's.
+// Gives the process a /tmp of its own, so that the profile is nobody else's, and a
+// umask with which the profile that a test writes is one: others may not write it.
 inline void private_tmp()
 {
     static bool done = false;
@@ -36,6 +38,7 @@ inline void private_tmp()
         perror("mount");
         abort();
     }
+    umask(S_IWGRP | S_IWOTH);
     done = true;
 }
 

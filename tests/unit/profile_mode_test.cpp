@@ -76,10 +76,26 @@ TEST_F(profile_mode_test, a_new_file_is_private_from_its_first_moment)
 TEST_F(profile_mode_test, an_old_file_is_emptied_and_made_private_before_it_is_written)
 {
     EXPECT_EQ(profile_write_fresh(), 0);
-    ASSERT_EQ(chmod(file_name, 0666), 0);
+    ASSERT_EQ(chmod(file_name, 0644), 0);
     EXPECT_EQ(profile_write_back(), 0);
-    EXPECT_EQ(modes_before, (std::vector<unsigned>{0600, 0666}));
+    EXPECT_EQ(modes_before, (std::vector<unsigned>{0600, 0644}));
     EXPECT_EQ(mode(), 0600U);
+}
+
+TEST_F(profile_mode_test, in_place_of_what_others_may_write_comes_a_new_file)
+{
+    EXPECT_EQ(profile_write_fresh(), 0);
+    for (const mode_t loose : {0620, 0602, 0666}) {
+        ASSERT_EQ(chmod(file_name, loose), 0);
+        const int held = open(file_name, O_WRONLY | O_CLOEXEC);
+        modes_before.clear();
+        EXPECT_EQ(profile_write_fresh(), 0);
+        EXPECT_EQ(modes_before, std::vector<unsigned>{0600});
+        struct stat status = {};
+        EXPECT_EQ(fstat(held, &status), 0);
+        EXPECT_EQ(status.st_nlink, 0U) << "whoever holds the file open can write the new one";
+        close(held);
+    }
 }
 
 TEST_F(profile_mode_test, a_line_leaves_the_mode_alone)

@@ -101,6 +101,31 @@ TEST_F(profile_test, the_mode_is_private_whatever_the_umask_and_the_old_file)
     EXPECT_EQ(mode(), 0600U);
 }
 
+TEST_F(profile_test, what_others_may_write_is_neither_read_nor_added_to)
+{
+    write_content("[pwd]\n/m\n\n[config]\nset /m/c/x 1\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
+    const std::string before = content();
+    const log_lines unopened = {{15, "[DEBUG] open /tmp/vandel.conf failed! errno:1\n"}};
+    for (const mode_t loose : {0620, 0602, 0666}) {
+        SCOPED_TRACE(loose);
+        chmod(file_name, loose);
+        session.profile_refused = 0;
+        EXPECT_EQ(profile_load_start(), 0);
+        EXPECT_STREQ(session.pwd, "/");
+        EXPECT_EQ(captured_log_take(),
+                  (log_lines{{11, "[ERROR] VDL's profile </tmp/vandel.conf> may be written by "
+                                  "others.\n"}}));
+        EXPECT_EQ(profile_load(), profile_unopened);
+        EXPECT_EQ(captured_log_take(), unopened);
+        EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 2", profile_append), -1);
+        EXPECT_EQ(captured_log_take(), unopened);
+        EXPECT_EQ(content(), before);
+    }
+    EXPECT_EQ(profile_write_fresh(), 0);
+    EXPECT_EQ(content(), fresh_at_root);
+    EXPECT_EQ(mode(), 0600U);
+}
+
 TEST_F(profile_test, a_link_in_its_place_is_refused)
 {
     write_content("untouched");
