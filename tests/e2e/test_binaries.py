@@ -107,6 +107,14 @@ def test_the_installed_shell_finds_its_libraries_in_their_folder_only():
         assert sorted(os.listdir(folder)) == sorted(LIBRARIES)
 
 
+def test_the_installation_makes_the_profile_at_boot():
+    with tempfile.TemporaryDirectory() as place:
+        subprocess.run(
+            ["cmake", "--install", BUILD, "--prefix", place], check=True, capture_output=True
+        )
+        assert os.listdir(os.path.join(place, "lib", "tmpfiles.d")) == ["vandel.conf"]
+
+
 @pytest.mark.parametrize("name", ["schemac", "tarnd-gateway", *LIBRARIES])
 def test_nothing_else_has_a_search_path_of_its_own(name):
     assert search_path(name) == []
