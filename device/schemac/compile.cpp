@@ -168,13 +168,12 @@ static bool load_module(compile_attempt *attempt, const module_request &request)
     return false;
 }
 
-/* One context with these modules, or null with attempt->error set. */
-static context_ptr try_modules(compile_attempt *attempt,
-                               const std::vector<module_request> &requests, compile_watch watch)
+/* Compiles these modules in the attempt's context; false with attempt->error set. */
+static bool try_modules(compile_attempt *attempt, const std::vector<module_request> &requests,
+                        compile_watch watch)
 {
     running_attempt = attempt;
-    context_ptr context = make_context(attempt);
-    bool is_good = context != nullptr;
+    bool is_good = true;
     for (size_t i = 0; is_good && i < requests.size(); i++) {
         watch(requests[i].name.c_str());
         is_good = load_module(attempt, requests[i]);
@@ -182,13 +181,13 @@ static context_ptr try_modules(compile_attempt *attempt,
     if (is_good) {
         /* What libyang complained about and then overcame is no error. */
         attempt->has_failed = false;
-        is_good = ly_ctx_compile(context.get()) == LY_SUCCESS;
+        is_good = ly_ctx_compile(attempt->context) == LY_SUCCESS;
         if (!is_good) {
             set_error(attempt, attempt->current, 0, "libyang cannot compile it");
         }
     }
     running_attempt = nullptr;
-    return is_good ? std::move(context) : nullptr;
+    return is_good;
 }
 
 /* The module that a request stands for; false when it is a submodule of none. */
@@ -221,22 +220,15 @@ static void merge_request(std::vector<module_request> *requests, const module_re
 }
 
 /* Replaces submodules by their modules, and names what nobody can serve. */
-static bool settle_requests(source_index *index, std::vector<module_request> *requests)
+static bool settle_requests(const compile_attempt *attempt, std::vector<module_request> *requests)
 {
-    compile_attempt attempt = {};
-    attempt.index = index;
-    context_ptr context = make_context(&attempt);
-    if (context == nullptr) {
-        report_error(attempt.error);
-        return false;
-    }
     bool is_good = true;
     std::vector<module_request> settled;
     for (module_request request : *requests) {
-        if (!settle_name(index, &request)) {
+        if (!settle_name(attempt->index, &request)) {
             is_good = false;
-        } else if (!is_known(&attempt, {false, request.name, request.revision, 0})) {
-            report_error({request.name, 0, missing_text(&attempt, request.name, request.revision)});
+        } else if (!is_known(attempt, {false, request.name, request.revision, 0})) {
+            report_error({request.name, 0, missing_text(attempt, request.name, request.revision)});
             is_good = false;
         } else {
             merge_request(&settled, request);
@@ -254,7 +246,8 @@ static void report_failures(source_index *index, const std::vector<module_reques
     for (size_t i = 0; requests.size() > 1 && i < requests.size(); i++) {
         compile_attempt attempt = {};
         attempt.index = index;
-        if (try_modules(&attempt, {requests[i]}, watch) == nullptr) {
+        const context_ptr context = make_context(&attempt);
+        if (context == nullptr || !try_modules(&attempt, {requests[i]}, watch)) {
             error_report_add(&reports, attempt.error);
         }
     }
@@ -271,14 +264,19 @@ context_ptr compile_modules(source_index *index, std::vector<module_request> *re
 {
     ly_log_level(LY_LLERR);
     ly_set_log_clb(log_message, 1);
-    if (!settle_requests(index, requests)) {
-        return nullptr;
-    }
     compile_attempt attempt = {};
     attempt.index = index;
-    context_ptr context = try_modules(&attempt, *requests, watch);
+    context_ptr context = make_context(&attempt);
     if (context == nullptr) {
+        report_error(attempt.error);
+        return nullptr;
+    }
+    if (!settle_requests(&attempt, requests)) {
+        return nullptr;
+    }
+    if (!try_modules(&attempt, *requests, watch)) {
         report_failures(index, *requests, attempt.error, watch);
+        return nullptr;
     }
     return context;
 }
