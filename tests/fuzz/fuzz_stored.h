@@ -1,0 +1,114 @@
+// The schema as schemac stores it: read back from its spool, every record checked
+// for what no reader may meet.
+#ifndef VANDEL_TESTS_FUZZ_STORED_H
+#define VANDEL_TESTS_FUZZ_STORED_H
+
+#include "device/schemac/schema_writer.h"
+#include "device/schemac/text_tools.h"
+#include "tests/fuzz/fuzz_check.h"
+
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+// Hashes by their paths; name and record of each child, in the order of storing.
+using fuzz_fields = std::vector<std::pair<std::string, std::string>>;
+using fuzz_hashes = std::map<std::string, fuzz_fields>;
+
+// Takes "$LENGTH\r\n" and so many bytes off the front of the command.
+inline std::string fuzz_take_word(std::string *command)
+{
+    fuzz_require(!command->empty() && command->front() == '$', "a word has a length");
+    const size_t length = strtoul(command->c_str() + 1, nullptr, 10);
+    const size_t start = command->find("\r\n") + 2;
+    fuzz_require(start + length + 2 <= command->size(), "a word is whole");
+    const std::string word = command->substr(start, length);
+    command->erase(0, start + length + 2);
+    return word;
+}
+
+inline int fuzz_number_at(const std::string &record, size_t at)
+{
+    return static_cast<int16_t>(static_cast<unsigned char>(record[at]) |
+                                static_cast<unsigned>(static_cast<unsigned char>(record[at + 1]))
+                                    << 8);
+}
+
+// The text that begins at an offset of a node record's string area.
+inline std::string fuzz_stored_text(const std::string &record, int offset)
+{
+    const auto start = static_cast<size_t>(offset) + 20;
+    fuzz_require(offset >= 0 && start < record.size(), "a text begins in the record");
+    fuzz_require(record.find('\0', start) != std::string::npos, "a text ends in the record");
+    const std::string text = record.c_str() + start;
+    fuzz_require_equal(printable_text(text), text, "a text can be shown");
+    return text;
+}
+
+inline std::string fuzz_stored_help(const std::string &record)
+{
+    return fuzz_stored_text(record, fuzz_number_at(record, 12));
+}
+
+inline std::string fuzz_stored_type(const std::string &record)
+{
+    return fuzz_stored_text(record, fuzz_number_at(record, 14));
+}
+
+inline void fuzz_check_record(const std::string &record)
+{
+    fuzz_require(record.size() > 20, "a node record has a string area");
+    const unsigned flags = static_cast<unsigned>(fuzz_number_at(record, 0));
+    fuzz_require((flags >> 6 & 31) >= 1 && (flags >> 6 & 31) <= 8, "the kind is a node's");
+    fuzz_require(static_cast<size_t>(fuzz_number_at(record, 18)) == record.size() - 20,
+                 "the bound is the size of the string area");
+    fuzz_stored_help(record);
+    fuzz_stored_type(record);
+}
+
+inline void fuzz_take_hash(std::string command, fuzz_hashes *hashes)
+{
+    command.erase(0, command.find("\r\n") + 2);
+    fuzz_require(fuzz_take_word(&command) == "HSET", "a hash is stored");
+    const std::string key = fuzz_take_word(&command);
+    fuzz_require(key[0] == '/' && key.find('\0') == std::string::npos, "under a path");
+    while (!command.empty()) {
+        const std::string name = fuzz_take_word(&command);
+        const std::string record = fuzz_take_word(&command);
+        fuzz_require(!name.empty() && name.find_first_of("/[] ") == std::string::npos,
+                     "a child has a name");
+        if (key == "/") {
+            fuzz_require(record.size() > 43 && record.back() == '\0', "a module has a namespace");
+        } else {
+            fuzz_check_record(record);
+        }
+        (*hashes)[key].emplace_back(name, record);
+    }
+}
+
+// What is stored for a context.
+inline fuzz_hashes fuzz_stored_schema(const ly_ctx *context,
+                                      const std::vector<module_request> &requests)
+{
+    fuzz_hashes hashes;
+    char *bytes = nullptr;
+    size_t size = 0;
+    spool output = {open_memstream(&bytes, &size), 0};
+    fuzz_require(output.file != nullptr, "there is a spool");
+    write_schema(context, requests, &output, [](uint64_t) {});
+    fuzz_require(spool_finish(&output) == 0, "the spool is written");
+    fclose(output.file);
+    spool_reader reader = {bytes, bytes + size};
+    const char *command = nullptr;
+    size_t length = 0;
+    while (spool_next(&reader, &command, &length)) {
+        fuzz_take_hash(std::string(command, length), &hashes);
+    }
+    fuzz_require(reader.at == reader.end, "the spool is read to its end");
+    free(bytes);
+    return hashes;
+}
+
+#endif
