@@ -5,8 +5,8 @@
 #include "shell/dispatch.h"
 
 #include "tests/fuzz/fuzz_input.h"
+#include "tests/fuzz/fuzz_output.h"
 #include "tests/fuzz/fuzz_shell.h"
-#include "tests/support/captured_output.h"
 
 namespace
 {
@@ -35,7 +35,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             continue;
         }
         shell.serve(reply, 20);
-        const captured_output output;
+        const fuzz_output output;
         const dispatch_result result = dispatch(block.get());
         fuzz_require(session.pwd != nullptr && *session.pwd == '/', "there is a workspace");
         fuzz_require(result != dispatch_leave || session.rpc_path == nullptr,

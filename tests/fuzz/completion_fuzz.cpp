@@ -73,7 +73,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::string line = input.text_rest();
     const size_t point = std::min(line.find('|'), line.size());
     line.erase(point, 1);
-    fuzz_line editing;
+    static fuzz_line editing;
     shell.serve(reply, 20);
     const fuzz_struck tab = editing.strike(line, point, completion_tab_key, completion_tab);
     check_tab(line, point, tab);

@@ -45,8 +45,7 @@ class fuzz_line
     fuzz_struck strike(const std::string &line, size_t point, tinyrl_key_handler *handler, int key)
     {
         fuzz_struck result;
-        fflush(output);
-        const size_t before = written_size;
+        rewind(output);
         action() = [&](tinyrl *edited) {
             tinyrl_insert_text(edited, line.data(), line.size());
             edited->point = point;
@@ -58,7 +57,7 @@ class fuzz_line
         fuzz_require(tinyrl_readline_preset(editor, "> ", nullptr, "") == nullptr,
                      "the action ends the read");
         fflush(output);
-        result.written = std::string(written + before, written_size - before);
+        result.written = std::string(written, written_size);
         return result;
     }
 

@@ -3,7 +3,7 @@
 
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
-#include "tests/support/captured_output.h"
+#include "tests/fuzz/fuzz_output.h"
 
 #include <utility>
 #include <vector>
@@ -91,7 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     }
     const std::string text = fuzz_input(data, size).text_rest();
     const fuzz_block block = fuzz_text(text);
-    captured_output output;
+    fuzz_output output;
     xml_print(block.get());
     fuzz_require_equal(output.text(), decoded(laid_out(text)), "the layout is the reference's");
     return 0;

@@ -5,9 +5,9 @@
 #include "shell/profile.h"
 
 #include "tests/fuzz/fuzz_input.h"
+#include "tests/fuzz/fuzz_output.h"
 #include "tests/fuzz/fuzz_profile.h"
 #include "tests/fuzz/fuzz_shell.h"
-#include "tests/support/captured_output.h"
 
 namespace
 {
@@ -52,7 +52,7 @@ void write_request(const command_tree &tree, path_scope scope)
 std::string replayed_and_written_back(bool *taken)
 {
     const fuzz_shell shell(fuzz_schema_sample);
-    const captured_output output; // of a delete line that is none
+    const fuzz_output output; // of a delete line that is none
     const std::string before = fuzz_profile_read();
     *taken = profile_load() == 0;
     fuzz_require(fuzz_profile_read() == before, "a replay does not write");

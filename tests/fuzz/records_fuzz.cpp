@@ -1,16 +1,17 @@
-// Records of any bytes and names of any bytes in the schema database, as ls,
-// Tab and '?' show them.
+// Records of any bytes and names of any bytes in the schema database, as ls, cd,
+// Tab and '?' read them.
 //
-// Input: a byte that picks the workspace; then, again and again, a byte that
-// picks a hash, a name and a record, each with its length in a byte before it.
+// Input: a byte that picks the workspace and one that picks who looks around
+// there; then, again and again, a byte that picks a hash, a name and a record,
+// each with its length in a byte before it.
 #include "complete/completion.h"
 #include "schema/database.h"
 #include "schema/navigation.h"
 
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_line.h"
+#include "tests/fuzz/fuzz_output.h"
 #include "tests/fuzz/fuzz_shell.h"
-#include "tests/support/captured_output.h"
 
 namespace
 {
@@ -81,27 +82,39 @@ void put_records(fuzz_input *input)
     }
 }
 
-void look_around(fuzz_shell *shell, const std::string &workspace)
+const char *const lines[] = {"", "cd ", "cd l[name=a]/", "add-listentry "};
+constexpr size_t line_count = sizeof lines / sizeof lines[0];
+constexpr size_t looks = line_count * 2 + 2;
+
+// Strikes '?' or Tab on one of the lines, or runs a command.
+void look(size_t way)
+{
+    static fuzz_line editing;
+    if (way < line_count) {
+        editing.strike(lines[way], strlen(lines[way]), completion_help_key,
+                       completion_question_mark);
+    } else if (way < line_count * 2) {
+        const char *line = lines[way - line_count];
+        editing.strike(line, strlen(line), completion_tab_key, completion_tab);
+    } else if (way == line_count * 2) {
+        cmd_ls("ls");
+    } else {
+        cmd_cd("cd new");
+    }
+}
+
+void look_around(fuzz_shell *shell, const std::string &workspace, size_t way)
 {
     static const std::string reply =
         "<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><data><c xmlns=\"urn:m\">"
         "<l><name>a b</name></l><a1>1</a1></c></data></rpc-reply>";
-    const captured_output output;
-    fuzz_line editing;
+    const fuzz_output output;
     fuzz_shell::set_text(&session.pwd, workspace);
     if (workspace == rpc) {
         fuzz_shell::set_text(&session.rpc_path, workspace);
     }
-    for (const char *line : {"", "cd ", "cd l[name=a]/", "add-listentry "}) {
-        shell->serve(reply, 12);
-        editing.strike(line, strlen(line), completion_help_key, completion_question_mark);
-        shell->serve(reply, 12);
-        editing.strike(line, strlen(line), completion_tab_key, completion_tab);
-    }
     shell->serve(reply, 12);
-    cmd_ls("ls");
-    shell->serve(reply, 12);
-    cmd_cd("cd new");
+    look(way);
 }
 
 } // namespace
@@ -113,9 +126,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     }
     fuzz_input input(data, size);
     const std::string workspace = workspaces[input.byte() % workspace_count];
+    const size_t way = input.byte() % looks;
     fuzz_shell shell(fuzz_schema_none);
     sample_schema();
     put_records(&input);
-    look_around(&shell, workspace);
+    look_around(&shell, workspace, way);
     return 0;
 }

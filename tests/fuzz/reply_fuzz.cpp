@@ -1,5 +1,7 @@
-// A reply's text through everything that looks into replies: the notification
-// test, the printer, and the commands that read data and list entries from it.
+// A reply's text through what looks into replies: the notification test, and
+// then the printer, a command or the list entries that are read from it.
+//
+// Input: a byte that picks who reads the reply, the reply.
 #include "complete/schema_matches.h"
 #include "link/notification.h"
 #include "link/xml_print.h"
@@ -10,8 +12,8 @@
 #include "schema/server_read.h"
 
 #include "tests/fuzz/fuzz_input.h"
+#include "tests/fuzz/fuzz_output.h"
 #include "tests/fuzz/fuzz_shell.h"
-#include "tests/support/captured_output.h"
 
 #include <algorithm>
 
@@ -38,26 +40,47 @@ void check_entries(fuzz_shell *shell, const std::string &reply, const char *list
     }
 }
 
-void run_commands(fuzz_shell *shell, const std::string &reply)
+struct reading_command {
+    const char *workspace;
+    int (*handler)(const char *);
+    const char *line;
+};
+
+constexpr reading_command commands[] = {
+    {"/m/c", cmd_ls, "ls"},
+    {"/m/c/l", cmd_ls, "ls"},
+    {"/m/c/l2", cmd_ls, "ls"},
+    {"/m/c", cmd_get, "get x"},
+    {"/m/c", cmd_get_config, "get-config -r l[name=a]"},
+    {"/m/c", cmd_cd, "cd a2"},
+    {"/m/c/l", cmd_cd, "cd l[name=a]"},
+};
+constexpr size_t command_count = sizeof commands / sizeof commands[0];
+
+void run_command(fuzz_shell *shell, const std::string &reply, const reading_command &command)
 {
-    static const struct {
-        const char *workspace;
-        int (*handler)(const char *);
-        const char *line;
-    } commands[] = {
-        {"/m/c", cmd_ls, "ls"},
-        {"/m/c/l", cmd_ls, "ls"},
-        {"/m/c/l2", cmd_ls, "ls"},
-        {"/m/c", cmd_get, "get x"},
-        {"/m/c", cmd_get_config, "get-config -r l[name=a]"},
-        {"/m/c", cmd_cd, "cd a2"},
-        {"/m/c/l", cmd_cd, "cd l[name=a]"},
-    };
-    for (const auto &command : commands) {
-        fuzz_shell::set_text(&session.pwd, command.workspace);
-        shell->serve(reply, 6);
-        captured_output output;
-        command.handler(command.line);
+    fuzz_shell::set_text(&session.pwd, command.workspace);
+    shell->serve(reply, 6);
+    const fuzz_output output;
+    command.handler(command.line);
+}
+
+void print(const std::string &reply)
+{
+    const fuzz_output output;
+    xml_print(fuzz_text(reply.c_str()).get());
+}
+
+void read_reply(fuzz_shell *shell, const std::string &reply, size_t reader)
+{
+    if (reader < command_count) {
+        run_command(shell, reply, commands[reader]);
+    } else if (reader == command_count) {
+        check_entries(shell, reply, "/m/c/l");
+    } else if (reader == command_count + 1) {
+        check_entries(shell, reply, "/m/c/l2");
+    } else {
+        print(reply);
     }
 }
 
@@ -68,17 +91,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (size > longest_text) {
         return -1;
     }
-    const std::string text = fuzz_input(data, size).rest();
+    fuzz_input input(data, size);
+    const size_t reader = input.byte() % (command_count + 3);
+    const std::string reply = input.rest();
     fuzz_shell shell(fuzz_schema_sample);
-    const fuzz_block block = fuzz_bytes(text);
-    const int first = is_notification(block.get(), text.size());
+    const fuzz_block block = fuzz_bytes(reply);
+    const int first = is_notification(block.get(), reply.size());
     fuzz_require(first == 0 || first == 1, "a notification or not");
-    {
-        captured_output output;
-        xml_print(fuzz_text(text.c_str()).get());
-    }
-    check_entries(&shell, text, "/m/c/l");
-    check_entries(&shell, text, "/m/c/l2");
-    run_commands(&shell, text);
+    read_reply(&shell, reply, reader);
     return 0;
 }
