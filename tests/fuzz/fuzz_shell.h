@@ -29,7 +29,7 @@
 
 enum fuzz_schema {
     fuzz_schema_none,
-    fuzz_schema_sample, // made once and not to be changed
+    fuzz_schema_sample, // made once; puts are undone for the next shell
 };
 
 class fuzz_shell
@@ -167,7 +167,9 @@ class fuzz_shell
         }
         if (present != schema && schema == fuzz_schema_sample) {
             sample_schema();
+            fake_redis_keep_hashes();
         }
+        fake_redis_undo_puts();
         present = schema;
     }
 };

@@ -68,12 +68,15 @@ inline void fuzz_check_record(const std::string &record)
     fuzz_stored_type(record);
 }
 
-inline void fuzz_take_hash(std::string command, fuzz_hashes *hashes)
+inline void fuzz_take_hash(std::string command, const std::string &top, fuzz_hashes *hashes)
 {
     command.erase(0, command.find("\r\n") + 2);
     fuzz_require(fuzz_take_word(&command) == "HSET", "a hash is stored");
     const std::string key = fuzz_take_word(&command);
     fuzz_require(key[0] == '/' && key.find('\0') == std::string::npos, "under a path");
+    if (key.compare(0, top.size(), top) != 0) {
+        return;
+    }
     while (!command.empty()) {
         const std::string name = fuzz_take_word(&command);
         const std::string record = fuzz_take_word(&command);
@@ -88,9 +91,10 @@ inline void fuzz_take_hash(std::string command, fuzz_hashes *hashes)
     }
 }
 
-// What is stored for a context.
+// What is stored for a context, the hashes whose path begins with `top`.
 inline fuzz_hashes fuzz_stored_schema(const ly_ctx *context,
-                                      const std::vector<module_request> &requests)
+                                      const std::vector<module_request> &requests,
+                                      const std::string &top)
 {
     fuzz_hashes hashes;
     char *bytes = nullptr;
@@ -104,7 +108,7 @@ inline fuzz_hashes fuzz_stored_schema(const ly_ctx *context,
     const char *command = nullptr;
     size_t length = 0;
     while (spool_next(&reader, &command, &length)) {
-        fuzz_take_hash(std::string(command, length), &hashes);
+        fuzz_take_hash(std::string(command, length), top, &hashes);
     }
     fuzz_require(reader.at == reader.end, "the spool is read to its end");
     free(bytes);

@@ -127,8 +127,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     fuzz_input input(data, size);
     const std::string workspace = workspaces[input.byte() % workspace_count];
     const size_t way = input.byte() % looks;
-    fuzz_shell shell(fuzz_schema_none);
-    sample_schema();
+    fuzz_shell shell(fuzz_schema_sample);
     put_records(&input);
     look_around(&shell, workspace, way);
     return 0;

@@ -110,7 +110,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     fuzz_require(source_index_add_directory(&index, directory, true) == 0, "there are texts");
     const context_ptr context = compile(&index, &requests);
     if (context) {
-        fuzz_stored_schema(context.get(), requests);
+        fuzz_stored_schema(context.get(), requests, "/");
     }
     return 0;
 }

@@ -15,6 +15,8 @@ using field_list = std::vector<std::pair<std::string, std::string>>;
 
 struct fake_state {
     std::map<std::string, field_list> hashes;
+    bool keeps_hashes = false;
+    std::map<std::string, field_list> kept; // as they were before the first put
     std::map<std::string, fake_reply> answers;
     bool reachable = true;
     int reads_left = -1;
@@ -152,8 +154,25 @@ void fake_redis_reset()
     state = fake_state();
 }
 
+void fake_redis_keep_hashes()
+{
+    state.keeps_hashes = true;
+    state.kept.clear();
+}
+
+void fake_redis_undo_puts()
+{
+    for (const auto &[hash, fields] : state.kept) {
+        state.hashes[hash] = fields;
+    }
+    state.kept.clear();
+}
+
 void fake_redis_put(const std::string &hash, const std::string &field, const std::string &value)
 {
+    if (state.keeps_hashes && state.kept.count(hash) == 0) {
+        state.kept.emplace(hash, fields_of(hash));
+    }
     for (auto &[name, old] : state.hashes[hash]) {
         if (name == field) {
             old = value;

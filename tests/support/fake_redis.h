@@ -28,6 +28,11 @@ void fake_redis_reset();
 // Puts a field into a hash; a field that is there already keeps its place.
 void fake_redis_put(const std::string &hash, const std::string &field, const std::string &value);
 
+// From now on hashes that a put changes are kept as they were; undoing puts them
+// back, and what is put after that is kept again. A reset forgets them.
+void fake_redis_keep_hashes();
+void fake_redis_undo_puts();
+
 // Removes a hash.
 void fake_redis_remove(const std::string &hash);
 
