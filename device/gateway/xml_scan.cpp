@@ -117,7 +117,7 @@ bool resolve(xml_scan *scan, xml_element *element)
     }
     if (!xml_namespace_find(element, element->prefix, &element->uri))
         return element->prefix.empty() || fail(scan);
-    const bool plain = element->uri.find_first_of("&\"<") == std::string_view::npos;
+    const bool plain = element->uri.find_first_of("&\"<\t\r\n") == std::string_view::npos;
     return plain || fail(scan);
 }
 

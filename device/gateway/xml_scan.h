@@ -5,8 +5,8 @@
  * scan checks only what it needs to tell tags from text, and the end tags of the
  * elements in its way, so what it skips is not proven to be well-formed. It fails at what it cannot
  * follow, document type declarations included, and at what it would have to interpret first: a
- * namespace with references or a '"' in it, and an element in its way with more than 4096 bytes of
- * attributes. */
+ * namespace with references, tabs, line breaks or a '"' in it, and an element in its way with more
+ * than 4096 bytes of attributes. */
 #ifndef VANDEL_GATEWAY_XML_SCAN_H
 #define VANDEL_GATEWAY_XML_SCAN_H
 
