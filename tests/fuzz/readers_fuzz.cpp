@@ -193,8 +193,8 @@ message_kind kind_of(const xmlNode *root)
     if (is_base(first, "copy-config")) {
         return message_copy_config;
     }
-    const bool is_create = uri_of(first) == private_namespace &&
-                           fuzz_xml_string(first->name) == "create-session";
+    const bool is_create =
+        uri_of(first) == private_namespace && fuzz_xml_string(first->name) == "create-session";
     return is_create ? message_create_session : message_other;
 }
 

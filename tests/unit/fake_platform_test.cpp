@@ -100,6 +100,24 @@ TEST_F(fake_redis_test, what_is_missing_is_null)
     EXPECT_EQ(fake_redis_reads(), 3);
 }
 
+TEST_F(fake_redis_test, puts_can_be_undone)
+{
+    fake_redis_put("/m", "a", "1");
+    fake_redis_keep_hashes();
+    for (int round = 0; round < 2; round++) {
+        fake_redis_put("/m", "a", "2");
+        fake_redis_put("/m", "b", "3");
+        fake_redis_put("/n", "c", "4");
+        fake_redis_undo_puts();
+        redisReply *reply = get_all("/m");
+        ASSERT_NE(reply, nullptr);
+        ASSERT_EQ(reply->elements, 2U);
+        EXPECT_STREQ(reply->element[1]->str, "1");
+        redis_freereply(reply);
+        EXPECT_EQ(get_all("/n"), nullptr);
+    }
+}
+
 TEST_F(fake_redis_test, packs_records_by_their_layout)
 {
     EXPECT_EQ(fake_node_record(fake_list, true),
