@@ -24,7 +24,7 @@ inline std::string fuzz_take_word(std::string *command)
     const size_t length = strtoul(command->c_str() + 1, nullptr, 10);
     const size_t start = command->find("\r\n") + 2;
     fuzz_require(start + length + 2 <= command->size(), "a word is whole");
-    const std::string word = command->substr(start, length);
+    std::string word = command->substr(start, length);
     command->erase(0, start + length + 2);
     return word;
 }
@@ -42,7 +42,7 @@ inline std::string fuzz_stored_text(const std::string &record, int offset)
     const auto start = static_cast<size_t>(offset) + 20;
     fuzz_require(offset >= 0 && start < record.size(), "a text begins in the record");
     fuzz_require(record.find('\0', start) != std::string::npos, "a text ends in the record");
-    const std::string text = record.c_str() + start;
+    std::string text = record.c_str() + start;
     fuzz_require_equal(printable_text(text), text, "a text can be shown");
     return text;
 }

@@ -160,7 +160,7 @@ class place_model
             }
         }
         for (const std::string &around : cases_below(path)) {
-            if (const auto inside = case_of(around, name)) {
+            if (auto inside = case_of(around, name)) {
                 return inside;
             }
         }
