@@ -1,10 +1,12 @@
 /* Connection to the configuration daemon: the host version.
  *
  * The daemon of a host is whatever listens on a Unix stream socket; on a
- * development machine that is the gateway to a NETCONF server. */
+ * development machine that is the gateway to a NETCONF server. In a directory that several
+ * users share it may be somebody else, who gets nothing. */
 #include "conf_agent.h"
 
 #include "bounded.h"
+#include "platform/peer.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -28,6 +30,19 @@ static int connect_patiently(int descriptor, const sockaddr_un *address)
     return 0;
 }
 
+/* Connects to a daemon of root or of the user; 0 or -1 with errno set. */
+static int connect_to_trusted(int descriptor, const sockaddr_un *address)
+{
+    if (connect_patiently(descriptor, address) != 0) {
+        return -1;
+    }
+    if (!peer_is_trusted(descriptor)) {
+        errno = EACCES;
+        return -1;
+    }
+    return 0;
+}
+
 int conf_agent_init(void)
 {
     const char *path = getenv("TARND_SOCKET");
@@ -44,7 +59,7 @@ int conf_agent_init(void)
     if (descriptor < 0) {
         return -1;
     }
-    if (connect_patiently(descriptor, &address) != 0) {
+    if (connect_to_trusted(descriptor, &address) != 0) {
         int cause = errno;
         close(descriptor);
         errno = cause;

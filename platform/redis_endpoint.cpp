@@ -2,6 +2,7 @@
 #include "platform/redis_endpoint.h"
 
 #include "bounded.h"
+#include "platform/peer.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -93,6 +94,13 @@ redisContext *redis_endpoint_connect(const redis_endpoint *endpoint)
     return connection;
 }
 
+static int refuse(redisContext *connection, const char *cause)
+{
+    connection->err = REDIS_ERR_OTHER;
+    (void)strcpy_s(connection->errstr, sizeof connection->errstr, cause);
+    return REDIS_ERR;
+}
+
 int redis_endpoint_reconnect(redisContext *connection)
 {
     int connected = redisReconnect(connection);
@@ -102,6 +110,9 @@ int redis_endpoint_reconnect(redisContext *connection)
     }
     if (connected != REDIS_OK) {
         return REDIS_ERR;
+    }
+    if (connection->connection_type == REDIS_CONN_UNIX && !peer_is_trusted(connection->fd)) {
+        return refuse(connection, "the server is another user's");
     }
     /* A reader that gives a large buffer back expects another one to be there. */
     connection->reader->maxbuf = 0;

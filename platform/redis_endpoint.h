@@ -21,8 +21,9 @@ struct redis_endpoint {
 int redis_endpoint_parse(const char *text, redis_endpoint *endpoint);
 
 /* Connects within the time-out and bounds each later read and write by it as
- * well. Returns a connection, which may carry an error (err is not 0), or null
- * when memory is exhausted; the caller gives it to redisFree. */
+ * well. On a Unix socket the server has to be root's or the effective user's.
+ * Returns a connection, which may carry an error (err is not 0), or null when
+ * memory is exhausted; the caller gives it to redisFree. */
 redisContext *redis_endpoint_connect(const redis_endpoint *endpoint);
 
 /* Connects a lost connection anew, as it was made; REDIS_OK or REDIS_ERR. */

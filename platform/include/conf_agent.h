@@ -11,7 +11,8 @@ extern "C" {
 #endif
 
 /* Connects to the daemon. Returns the connected socket, which the caller
- * closes, or a negative value with errno set. */
+ * closes, or a negative value with errno set: in the host version EACCES also
+ * when the daemon is neither root's nor the effective user's. */
 int conf_agent_init(void);
 
 /* Sets the platform's debug output; returns 0 for success. The host version

@@ -19,7 +19,8 @@
 extern "C" {
 #endif
 
-/* Connects; null when the server cannot be reached. */
+/* Connects; null when the server cannot be reached, or listens on a Unix socket
+ * and is neither root's nor the effective user's. */
 redisContext *redis_connect(void);
 
 /* Selects a database; 0, or -1 when the server refuses or there is no

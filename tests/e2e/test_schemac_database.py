@@ -143,6 +143,23 @@ def test_a_server_on_a_port(run, write):
         server.stop()
 
 
+@pytest.mark.skipif(os.geteuid() != 0, reason="only root can be another user")
+def test_a_server_of_somebody_else(server, run, write, tmp_path):
+    """What is written there would be what he likes, so it is not written."""
+    write("m", "leaf a { type string; }")
+    path = str(tmp_path / "r")
+    with socket.socket(socket.AF_UNIX) as listener:
+        listener.bind(path)
+        os.seteuid(65534)
+        try:
+            listener.listen()
+        finally:
+            os.seteuid(0)
+        result = run("--redis", path, "m")
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == f"schemac: redis at {path}: the server is another user's\n"
+
+
 @pytest.mark.parametrize("where", ["", "localhost", "localhost:", ":6379", "localhost:0",
                                    "localhost:65536", "localhost:x", "localhost:-1",
                                    "/" + "x" * 107])

@@ -1,5 +1,7 @@
 #include "conf_agent.h"
 
+#include "support/other_user.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -106,6 +108,38 @@ TEST_F(conf_agent_test, a_failure_leaks_no_descriptor)
     int after = dup(0);
     EXPECT_EQ(after, before);
     close(after);
+}
+
+TEST_F(conf_agent_test, a_daemon_of_somebody_else_is_refused)
+{
+    if (getuid() != 0) {
+        GTEST_SKIP() << "only root can be another user";
+    }
+    other_listener other;
+    other.start(directory, path);
+    setenv("TARND_SOCKET", path.c_str(), 1);
+    int before = dup(0);
+    close(before);
+    errno = 0;
+    EXPECT_LT(conf_agent_init(), 0);
+    EXPECT_EQ(errno, EACCES);
+    int after = dup(0);
+    EXPECT_EQ(after, before);
+    close(after);
+    EXPECT_EQ(as_other_user([] { return conf_agent_init() >= 0 ? 1 : 0; }), 1);
+    other.stop();
+}
+
+TEST_F(conf_agent_test, roots_daemon_serves_everybody)
+{
+    if (getuid() != 0) {
+        GTEST_SKIP() << "only root can be another user";
+    }
+    ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
+    listen_there(1);
+    ASSERT_EQ(chmod(path.c_str(), 0777), 0);
+    setenv("TARND_SOCKET", path.c_str(), 1);
+    EXPECT_EQ(as_other_user([] { return conf_agent_init() >= 0 ? 1 : 0; }), 1);
 }
 
 static volatile sig_atomic_t alarms;

@@ -1,5 +1,7 @@
 #include "redisapi.h"
 
+#include "support/other_user.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
@@ -225,6 +227,45 @@ TEST_F(redisapi_test, no_server_is_no_connection)
     EXPECT_EQ(redis_connect(), nullptr);
     setenv("SCHEMA_REDIS", "127.0.0.1", 1);
     EXPECT_EQ(redis_connect(), nullptr);
+}
+
+TEST_F(redisapi_test, a_database_of_somebody_else_is_refused)
+{
+    if (getuid() != 0) {
+        GTEST_SKIP() << "only root can be another user";
+    }
+    other_listener other;
+    other.start(directory, path);
+    EXPECT_EQ(redis_connect(), nullptr);
+    EXPECT_EQ(as_other_user([] { return redis_connect() != nullptr ? 1 : 0; }), 1);
+    other.stop();
+}
+
+TEST_F(redisapi_test, a_database_that_became_somebody_elses_is_refused)
+{
+    if (getuid() != 0) {
+        GTEST_SKIP() << "only root can be another user";
+    }
+    start_and_connect();
+    server.stop();
+    unlink(path.c_str());
+    other_listener other;
+    other.start(directory, path);
+    EXPECT_EQ(get("/m", "f"), "(null)");
+    EXPECT_STREQ(connection->errstr, "the server is another user's");
+    EXPECT_EQ(redis_select(connection, 4), -1);
+    other.stop();
+}
+
+TEST_F(redisapi_test, roots_database_serves_everybody)
+{
+    if (getuid() != 0) {
+        GTEST_SKIP() << "only root can be another user";
+    }
+    start_and_connect();
+    ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
+    ASSERT_EQ(chmod(path.c_str(), 0777), 0);
+    EXPECT_EQ(as_other_user([] { return redis_connect() != nullptr ? 1 : 0; }), 1);
 }
 
 /* SIGPIPE has its deadly default here: the test program would not survive it. */
