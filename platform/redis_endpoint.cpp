@@ -3,6 +3,7 @@
 
 #include "bounded.h"
 #include "platform/peer.h"
+#include "platform/redis_exchange.h"
 
 #include <cstdlib>
 #include <cstring>

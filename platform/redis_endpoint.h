@@ -7,9 +7,6 @@
 
 #include <hiredis/hiredis.h>
 
-/* How long a connection, and one exchange on it, may take. */
-inline constexpr int redis_patience_ms = 5000;
-
 struct redis_endpoint {
     char host[256]; /* a host, or the path of a Unix socket */
     int port;       /* 0: host is a path */

@@ -1,24 +1,16 @@
 /* Access to the schema database: the host version, on hiredis.
  *
- * A call sends one command and waits for its reply until a deadline. When that
- * fails on the way, whatever the cause, the connection is of no further use: a
- * late reply must not be taken for that of a later command. It is connected
+ * A call is one exchange. When that fails on the way the connection is made
  * anew, at most once in a call, and the database selected again; for this each
- * open connection has a row in a list that remembers its database.
- *
- * Commands are written here and not by hiredis, which would raise SIGPIPE when
- * the server has gone, and which dies when it has no memory for its buffer. */
+ * open connection has a row in a list that remembers its database. */
 #include "redisapi.h"
 
 #include "bounded.h"
 #include "platform/redis_endpoint.h"
+#include "platform/redis_exchange.h"
 
-#include <cerrno>
 #include <cstdlib>
-#include <ctime>
-#include <poll.h>
 #include <pthread.h>
-#include <sys/socket.h>
 
 struct open_connection {
     redisContext *connection;
@@ -83,94 +75,6 @@ static int remembered_database(const redisContext *connection)
     return database;
 }
 
-static long long monotonic_ms()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
-/* Waits for events (of poll) on the connection; 0, or -1 when the deadline passes. */
-static int wait_for(const redisContext *connection, short events, long long deadline)
-{
-    for (;;) {
-        long long left = deadline - monotonic_ms();
-        if (left <= 0) {
-            return -1;
-        }
-        pollfd waited = {connection->fd, events, 0};
-        int ready = poll(&waited, 1, static_cast<int>(left));
-        if (ready > 0) {
-            return 0;
-        }
-        if (ready < 0 && errno != EINTR) {
-            return -1;
-        }
-    }
-}
-
-/* Writes a whole text; 0, or -1 and the connection is of no further use. */
-static int send_all(redisContext *connection, const char *text, size_t length, long long deadline)
-{
-    while (length > 0) {
-        ssize_t sent = send(connection->fd, text, length, MSG_NOSIGNAL | MSG_DONTWAIT);
-        if (sent >= 0) {
-            text += sent;
-            length -= static_cast<size_t>(sent);
-        } else if (errno == EAGAIN) {
-            if (wait_for(connection, POLLOUT, deadline) != 0) {
-                connection->err = REDIS_ERR_OTHER;
-                return -1;
-            }
-        } else if (errno != EINTR) {
-            connection->err = REDIS_ERR_IO;
-            return -1;
-        }
-    }
-    return 0;
-}
-
-/* Takes one reply. Null means that the connection is of no further use: lost, or
- * a late reply may follow. */
-static redisReply *receive(redisContext *connection, long long deadline)
-{
-    void *reply = nullptr;
-    for (;;) {
-        if (redisGetReplyFromReader(connection, &reply) != REDIS_OK) {
-            return nullptr;
-        }
-        if (reply != nullptr) {
-            return static_cast<redisReply *>(reply);
-        }
-        if (wait_for(connection, POLLIN, deadline) != 0) {
-            connection->err = REDIS_ERR_OTHER;
-            return nullptr;
-        }
-        if (redisBufferRead(connection) != REDIS_OK) {
-            return nullptr;
-        }
-    }
-}
-
-/* One command on a connection that is thought to be alive. Null when there is no
- * reply; the connection is as it was if there was no memory for the command. */
-static redisReply *try_command(redisContext *connection, int count, const char **words,
-                               const size_t *lengths)
-{
-    char *text = nullptr;
-    const auto length = redisFormatCommandArgv(&text, count, words, lengths);
-    if (length < 0) {
-        return nullptr;
-    }
-    const long long deadline = monotonic_ms() + redis_patience_ms;
-    redisReply *reply = nullptr;
-    if (send_all(connection, text, static_cast<size_t>(length), deadline) == 0) {
-        reply = receive(connection, deadline);
-    }
-    redisFreeCommand(text);
-    return reply;
-}
-
 enum select_result {
     select_done,
     select_refused,
@@ -186,7 +90,7 @@ static select_result select_on(redisContext *connection, int database)
     }
     const char *words[] = {"SELECT", number};
     const size_t lengths[] = {6, static_cast<size_t>(length)};
-    redisReply *reply = try_command(connection, 2, words, lengths);
+    redisReply *reply = redis_exchange(connection, 2, words, lengths);
     if (reply == nullptr) {
         /* Whatever is selected there, it must not be read. */
         connection->err = connection->err != 0 ? connection->err : REDIS_ERR_OTHER;
@@ -227,9 +131,9 @@ static redisReply *command(redisContext *connection, int count, const char **wor
             return nullptr;
         }
     }
-    redisReply *reply = try_command(connection, count, words, lengths);
+    redisReply *reply = redis_exchange(connection, count, words, lengths);
     if (reply == nullptr && !revived && is_lost(connection) && revive(connection) == 0) {
-        reply = try_command(connection, count, words, lengths);
+        reply = redis_exchange(connection, count, words, lengths);
     }
     return reply;
 }

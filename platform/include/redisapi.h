@@ -7,7 +7,8 @@
  *
  * Replies have the layout of a hiredis reply and belong to the caller, who
  * gives them to redis_freereply. Names and values are binary: their lengths
- * are given, not derived. A null connection is accepted everywhere and answers
+ * are given, not derived. A reply above 16 MiB or 262144 elements is refused, as
+ * if the connection had been lost. A null connection is accepted everywhere and answers
  * like a missing record. */
 #ifndef VANDEL_PLATFORM_REDISAPI_H
 #define VANDEL_PLATFORM_REDISAPI_H
