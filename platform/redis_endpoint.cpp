@@ -4,6 +4,7 @@
 #include "bounded.h"
 #include "platform/peer.h"
 #include "platform/redis_exchange.h"
+#include "platform/redis_password.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -38,7 +39,7 @@ static int parse_host(const char *start, const char *end, redis_endpoint *endpoi
                      static_cast<size_t>(end - start));
 }
 
-int redis_endpoint_parse(const char *text, redis_endpoint *endpoint)
+static int parse_place(const char *text, redis_endpoint *endpoint)
 {
     if (text == nullptr || text[0] == '\0') {
         text = "127.0.0.1:6379";
@@ -57,6 +58,24 @@ int redis_endpoint_parse(const char *text, redis_endpoint *endpoint)
         return -1;
     }
     return parse_host(text, colon, endpoint);
+}
+
+int redis_endpoint_parse(const char *text, redis_endpoint *endpoint)
+{
+    static const char option[] = ",passwordfile=";
+    endpoint->password_file[0] = '\0';
+    const char *end = text != nullptr ? strstr(text, option) : nullptr;
+    if (end == nullptr) {
+        return parse_place(text, endpoint);
+    }
+    char place[sizeof endpoint->host + sizeof "[]:65535"];
+    const char *path = end + strlen(option);
+    if (*path == '\0' ||
+        strncpy_s(place, sizeof place, text, static_cast<size_t>(end - text)) != 0 ||
+        strcpy_s(endpoint->password_file, sizeof endpoint->password_file, path) != 0) {
+        return -1;
+    }
+    return parse_place(place, endpoint);
 }
 
 /* A connection that is still to be made. It holds already what hiredis would
@@ -90,7 +109,7 @@ redisContext *redis_endpoint_connect(const redis_endpoint *endpoint)
 {
     redisContext *connection = new_connection(endpoint);
     if (connection != nullptr) {
-        (void)redis_endpoint_reconnect(connection); /* err tells */
+        (void)redis_endpoint_reconnect(connection, endpoint); /* err tells */
     }
     return connection;
 }
@@ -102,7 +121,7 @@ static int refuse(redisContext *connection, const char *cause)
     return REDIS_ERR;
 }
 
-int redis_endpoint_reconnect(redisContext *connection)
+int redis_endpoint_reconnect(redisContext *connection, const redis_endpoint *endpoint)
 {
     int connected = redisReconnect(connection);
     if (connection->obuf == nullptr || connection->reader == nullptr) {
@@ -117,5 +136,12 @@ int redis_endpoint_reconnect(redisContext *connection)
     }
     /* A reader that gives a large buffer back expects another one to be there. */
     connection->reader->maxbuf = 0;
-    return redisSetTimeout(connection, patience);
+    if (redisSetTimeout(connection, patience) != REDIS_OK) {
+        return REDIS_ERR;
+    }
+    if (endpoint->password_file[0] != '\0' &&
+        redis_authenticate(connection, endpoint->password_file) != 0) {
+        return REDIS_ERR;
+    }
+    return REDIS_OK;
 }

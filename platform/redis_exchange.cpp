@@ -9,6 +9,7 @@
 #include "platform/redis_exchange.h"
 
 #include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <poll.h>
 #include <pthread.h>
@@ -63,7 +64,7 @@ static int send_all(redisContext *connection, const char *text, size_t length, l
 
 /* The functions of every reader at first; guarded until they are known. */
 static pthread_mutex_t functions_lock = PTHREAD_MUTEX_INITIALIZER;
-static const redisReplyObjectFunctions *usual_functions;
+static redisReplyObjectFunctions *usual_functions;
 
 /* Makes the object of an array. A null answer makes hiredis give up the reply. */
 static void *create_array(const redisReadTask *task, int elements)
@@ -110,7 +111,6 @@ static redisReply *receive(redisContext *connection, long long deadline)
 {
     void *reply = nullptr;
     size_t taken = 0;
-    limit_arrays(connection->reader);
     for (;;) {
         if (redisGetReplyFromReader(connection, &reply) != REDIS_OK) {
             return nullptr;
@@ -139,8 +139,11 @@ redisReply *redis_exchange(redisContext *connection, int count, const char **wor
     const long long deadline = monotonic_ms() + redis_patience_ms;
     redisReply *reply = nullptr;
     if (send_all(connection, text, static_cast<size_t>(length), deadline) == 0) {
+        limit_arrays(connection->reader);
         reply = receive(connection, deadline);
+        connection->reader->fn = usual_functions; /* for other readers */
     }
+    explicit_bzero(text, static_cast<size_t>(length)); /* it may hold a password */
     redisFreeCommand(text);
     return reply;
 }

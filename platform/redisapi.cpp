@@ -2,7 +2,7 @@
  *
  * A call is one exchange. When that fails on the way the connection is made
  * anew, at most once in a call, and the database selected again; for this each
- * open connection has a row in a list that remembers its database. */
+ * open connection has a row in a list that remembers its server and its database. */
 #include "redisapi.h"
 
 #include "bounded.h"
@@ -14,21 +14,24 @@
 
 struct open_connection {
     redisContext *connection;
+    redis_endpoint endpoint;
     int database;
     open_connection *next;
 };
 
-/* Guards the list; a connection itself belongs to one thread at a time. */
+/* Guards the list; a connection itself, and what its row remembers, belongs to
+ * one thread at a time. */
 static pthread_mutex_t open_lock = PTHREAD_MUTEX_INITIALIZER;
 static open_connection *open_head;
 
-static int open_list_add(redisContext *connection)
+static int open_list_add(redisContext *connection, const redis_endpoint *endpoint)
 {
     auto *row = static_cast<open_connection *>(calloc(1, sizeof(open_connection)));
     if (row == nullptr) {
         return -1;
     }
     row->connection = connection;
+    row->endpoint = *endpoint;
     pthread_mutex_lock(&open_lock);
     row->next = open_head;
     open_head = row;
@@ -51,28 +54,36 @@ static void open_list_remove(const redisContext *connection)
     free(row);
 }
 
-static void remember_database(const redisContext *connection, int database)
+/* Null for a connection that is not in the list. */
+static open_connection *open_list_find(const redisContext *connection)
 {
     pthread_mutex_lock(&open_lock);
-    for (open_connection *row = open_head; row != nullptr; row = row->next) {
-        if (row->connection == connection) {
-            row->database = database;
-        }
+    open_connection *row = open_head;
+    while (row != nullptr && row->connection != connection) {
+        row = row->next;
     }
     pthread_mutex_unlock(&open_lock);
+    return row;
+}
+
+static int reconnect(redisContext *connection)
+{
+    const open_connection *row = open_list_find(connection);
+    return row != nullptr ? redis_endpoint_reconnect(connection, &row->endpoint) : REDIS_ERR;
+}
+
+static void remember_database(const redisContext *connection, int database)
+{
+    open_connection *row = open_list_find(connection);
+    if (row != nullptr) {
+        row->database = database;
+    }
 }
 
 static int remembered_database(const redisContext *connection)
 {
-    int database = 0;
-    pthread_mutex_lock(&open_lock);
-    for (const open_connection *row = open_head; row != nullptr; row = row->next) {
-        if (row->connection == connection) {
-            database = row->database;
-        }
-    }
-    pthread_mutex_unlock(&open_lock);
-    return database;
+    const open_connection *row = open_list_find(connection);
+    return row != nullptr ? row->database : 0;
 }
 
 enum select_result {
@@ -103,7 +114,7 @@ static select_result select_on(redisContext *connection, int database)
 
 static int revive(redisContext *connection)
 {
-    if (redis_endpoint_reconnect(connection) != REDIS_OK) {
+    if (reconnect(connection) != REDIS_OK) {
         return -1;
     }
     if (select_on(connection, remembered_database(connection)) != select_done) {
@@ -148,7 +159,7 @@ redisContext *redis_connect(void)
     if (connection == nullptr) {
         return nullptr;
     }
-    if (connection->err != 0 || open_list_add(connection) != 0) {
+    if (connection->err != 0 || open_list_add(connection, &endpoint) != 0) {
         redisFree(connection);
         return nullptr;
     }
@@ -161,7 +172,7 @@ int redis_select(redisContext *connection, int database)
         return -1;
     }
     select_result result = select_unanswered;
-    if (connection->err == 0 || redis_endpoint_reconnect(connection) == REDIS_OK) {
+    if (connection->err == 0 || reconnect(connection) == REDIS_OK) {
         result = select_on(connection, database);
     }
     if (result != select_refused) {

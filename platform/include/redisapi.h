@@ -3,7 +3,8 @@
  * On a device this library belongs to the platform; the host version stands on
  * hiredis and connects where the environment variable SCHEMA_REDIS says:
  * HOST:PORT, or the path of a Unix socket when it contains a "/"; without it
- * 127.0.0.1:6379.
+ * 127.0.0.1:6379. ",passwordfile=PATH" after it names a file with the password of
+ * the server, root's or the effective user's and closed to others.
  *
  * Replies have the layout of a hiredis reply and belong to the caller, who
  * gives them to redis_freereply. Names and values are binary: their lengths
@@ -21,7 +22,8 @@ extern "C" {
 #endif
 
 /* Connects; null when the server cannot be reached, or listens on a Unix socket
- * and is neither root's nor the effective user's. */
+ * and is neither root's nor the effective user's, or when the password or its file
+ * is refused. */
 redisContext *redis_connect(void);
 
 /* Selects a database; 0, or -1 when the server refuses or there is no

@@ -160,6 +160,39 @@ def test_a_server_of_somebody_else(server, run, write, tmp_path):
     assert result.stderr == f"schemac: redis at {path}: the server is another user's\n"
 
 
+def test_a_server_that_wants_a_password(run, write, tmp_path):
+    write("m", "leaf a { type string; }")
+    secret = tmp_path / "secret"
+    port = free_port()
+    server = Server("--port", str(port), "--bind", "127.0.0.1", "--requirepass", "pass word")
+
+    def refused(place, cause):
+        result = run("--redis", f"{place},passwordfile={secret}", "m")
+        where = f"redis at {place},passwordfile={secret}"
+        assert (result.returncode, result.stdout) == (1, "")
+        assert result.stderr == f"schemac: {where}: password file: {cause}\n"
+
+    try:
+        for place in server.socket, f"127.0.0.1:{port}":
+            refused(place, "No such file or directory")
+            secret.write_bytes(b"")
+            secret.chmod(0o600)
+            refused(place, "empty")
+            secret.write_bytes(b"x" * 513)
+            refused(place, "too long")
+            secret.write_bytes(b"password\n")
+            refused(place, "the server refused the password")
+            secret.write_bytes(b"pass word\n")
+            good(run("--redis", f"{place},passwordfile={secret}", "m"))
+            secret.chmod(0o644)
+            refused(place, "open to others")
+            secret.unlink()
+        secret.mkdir()
+        refused(server.socket, "not a regular file")
+    finally:
+        server.stop()
+
+
 @pytest.mark.parametrize("where", ["", "localhost", "localhost:", ":6379", "localhost:0",
                                    "localhost:65536", "localhost:x", "localhost:-1",
                                    "/" + "x" * 107])

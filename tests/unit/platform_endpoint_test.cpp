@@ -9,7 +9,8 @@ static std::string parsed(const char *text)
     if (redis_endpoint_parse(text, &endpoint) != 0) {
         return "refused";
     }
-    return std::string(endpoint.host) + " " + std::to_string(endpoint.port);
+    std::string place = std::string(endpoint.host) + " " + std::to_string(endpoint.port);
+    return endpoint.password_file[0] == '\0' ? place : place + " " + endpoint.password_file;
 }
 
 TEST(redis_endpoint_test, without_text_the_usual_place)
@@ -39,6 +40,23 @@ TEST(redis_endpoint_test, a_slash_makes_it_a_path)
     std::string longest = "/" + std::string(106, 'p');
     EXPECT_EQ(parsed(longest.c_str()), longest + " 0");
     EXPECT_EQ(parsed((longest + "p").c_str()), "refused");
+}
+
+TEST(redis_endpoint_test, a_password_file_after_each_of_them)
+{
+    EXPECT_EQ(parsed("h:1,passwordfile=/etc/p"), "h 1 /etc/p");
+    EXPECT_EQ(parsed("[::1]:1,passwordfile=p:2"), "::1 1 p:2");
+    EXPECT_EQ(parsed("/run/r.sock,passwordfile=/etc/p,q"), "/run/r.sock 0 /etc/p,q");
+    EXPECT_EQ(parsed(",passwordfile=p"), "127.0.0.1 6379 p");
+    std::string longest = "/" + std::string(254, 'p');
+    EXPECT_EQ(parsed(("h:1,passwordfile=" + longest).c_str()), "h 1 " + longest);
+    EXPECT_EQ(parsed(("h:1,passwordfile=" + longest + "p").c_str()), "refused");
+    std::string host(255, 'h');
+    EXPECT_EQ(parsed((host + ":65535,passwordfile=p").c_str()), host + " 65535 p");
+    EXPECT_EQ(parsed((host + "hhhhhhhhhhhh:1,passwordfile=p").c_str()), "refused");
+    EXPECT_EQ(parsed("h:1,passwordfile="), "refused");
+    EXPECT_EQ(parsed("h:1,password=p"), "refused");
+    EXPECT_EQ(parsed("h,passwordfile=p"), "refused");
 }
 
 TEST(redis_endpoint_test, everything_else_is_refused)
