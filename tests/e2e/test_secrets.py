@@ -8,12 +8,14 @@ libraries are bound, and on the string functions that the C library takes.
 A line that was typed stays in the history (which is what a history is for), and
 in the buffers of standard input and output, until other lines take its place."""
 
+import os
 import random
 import resource
 import string
 import threading
 
 import pytest
+import redis
 from support import memory, servers, spilling, tracing, valgrind
 from support.example import EXAMPLE
 from support.tarnd import pause, session_reply
@@ -66,6 +68,33 @@ def test_a_value_is_in_memory_while_it_is_staged(machine):
     shell.send(SET + "\r")
     shell.expect_exact("\n/$ ")
     assert len(found_in(shell.pid)) == 2  # staged, and in the history
+
+
+@pytest.fixture
+def password_file(machine):
+    """The secret as the password of the database, in a file that the shell is told of."""
+    with open(machine.path("secret"), "w", encoding="ascii", opener=private) as file:
+        file.write(SECRET + "\n")
+    machine.environment["SCHEMA_REDIS"] = "/tmp/redis.sock,passwordfile=/tmp/secret"
+    with redis.Redis(unix_socket_path=machine.redis.socket) as client:
+        client.config_set("requirepass", SECRET)
+        yield
+        client.config_set("requirepass", "")
+
+
+def private(path, flags):
+    return os.open(path, flags, 0o600)
+
+
+@pytest.mark.usefixtures("password_file")
+def test_the_password_of_the_database_is_gone_when_it_has_been_sent(machine):
+    shell = machine.terminal()
+    shell.expect_exact("/$ ")
+    assert found_in(shell.pid) == []
+    shell.send("ls\r")
+    shell.expect_exact("acme")
+    shell.expect_exact("\n/$ ")
+    assert found_in(shell.pid) == []
 
 
 @pytest.mark.parametrize("end", ["discard_changes", "commit", "copy-config config running"])
