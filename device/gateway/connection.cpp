@@ -22,6 +22,9 @@ constexpr size_t shell_turn = 262144;
 constexpr int64_t nudge_after = 200;
 constexpr int64_t nudge_again_after = 1300;
 
+/* Milliseconds that a refused shell may take to ask and to read the answer. */
+constexpr int64_t refusal_grace = 2000;
+
 enum poll_index { poll_shell, poll_input, poll_output };
 
 enum io_result { io_done, io_blocked, io_failed };
@@ -56,11 +59,12 @@ void shell_is_gone(connection *link, int64_t now)
     link->give_up = now + transport_grace;
 }
 
-/* What the shell has sent is taken only while there is a server to pass it to. */
+/* What the shell has sent is taken only while there is a server to pass it to,
+ * or an answer that says why there is none. */
 size_t shell_want(const connection *link)
 {
-    const bool open = !link->shell_ended && descriptor_open(&link->server.input);
-    return open ? relay_shell_want(&link->session) : 0;
+    const bool heard = link->session.refusal || descriptor_open(&link->server.input);
+    return heard && !link->shell_ended ? relay_shell_want(&link->session) : 0;
 }
 
 void take_shell_end(connection *link, int64_t now, bool reset)
@@ -167,9 +171,19 @@ void nudge_server(connection *link, int64_t now)
     }
 }
 
+/* True when a shell that is refused knows it, or will not ask any more. */
+bool refusal_done(const connection *link, int64_t now)
+{
+    const relay *session = &link->session;
+    const bool told = session->refusal_told ? outgoing_idle(&session->to_shell) : link->shell_ended;
+    return told || link->shell_gone || now >= link->give_up;
+}
+
 /* Why the connection is at its end; null while it is not. */
 const char *judge_end(const connection *link, int64_t now)
 {
+    if (link->session.refusal)
+        return refusal_done(link, now) ? link->session.refusal : nullptr;
     if (link->server_ended && outgoing_idle(&link->session.to_shell)) {
         const char *reason = relay_server_ended(&link->session);
         return reason ? reason : "the server ended the session";
@@ -180,6 +194,18 @@ const char *judge_end(const connection *link, int64_t now)
         return link->shell_gone ? "the shell ended the session while the server was busy"
                                 : "the server takes no more requests";
     return nullptr;
+}
+
+std::unique_ptr<connection> connection_new(descriptor shell, unsigned number)
+{
+    std::unique_ptr<connection> link(new (std::nothrow) connection{});
+    if (!link) {
+        report_shell(number, "closed: out of memory");
+        return nullptr;
+    }
+    link->shell = std::move(shell);
+    link->session.number = number;
+    return link;
 }
 
 /* Tells of a failure that ended the session, not of one that its end caused. */
@@ -198,30 +224,40 @@ void report_status(const connection *link, int status)
 std::unique_ptr<connection> connection_start(descriptor shell, unsigned number, bool subscribe,
                                              char *const command[])
 {
-    std::unique_ptr<connection> link(new (std::nothrow) connection{});
-    if (!link) {
-        report_shell(number, "closed: out of memory");
+    std::unique_ptr<connection> link = connection_new(std::move(shell), number);
+    if (!link)
         return nullptr;
-    }
     const int error = transport_start(&link->server, command);
     if (error != 0) {
         report_shell(number, "closed: cannot run %s: %s", report_clean(command[0]).text,
                      strerror(error));
         return nullptr;
     }
-    link->shell = std::move(shell);
-    link->session.number = number;
     link->session.subscribe = subscribe;
     report_shell(number, "connected");
     return link;
 }
 
-void connection_poll(connection *link, struct pollfd polls[connection_poll_count])
+std::unique_ptr<connection> connection_refuse(descriptor shell, unsigned number, const char *reason,
+                                              int64_t now)
 {
+    std::unique_ptr<connection> link = connection_new(std::move(shell), number);
+    if (!link)
+        return nullptr;
+    link->unserved = true;
+    link->give_up = now + refusal_grace;
+    relay_refuse(&link->session, reason);
+    return link;
+}
+
+size_t connection_poll(connection *link, struct pollfd polls[connection_poll_count])
+{
+    link->polled = 0;
+    if (link->over)
+        return 0;
     for (size_t at = 0; at < connection_poll_count; ++at)
         polls[at] = {-1, 0, 0};
-    if (link->over)
-        return;
+    link->polled = link->session.refusal ? poll_shell + 1 : connection_poll_count;
     if (shell_want(link) > 0)
         polls[poll_shell].events |= POLLIN;
     if (!outgoing_idle(&link->session.to_shell))
@@ -234,6 +270,7 @@ void connection_poll(connection *link, struct pollfd polls[connection_poll_count
         polls[poll_input] = {link->server.input.number, POLLOUT, 0};
     if (!link->server_ended && relay_server_wanted(&link->session))
         polls[poll_output] = {link->server.output.number, POLLIN, 0};
+    return link->polled;
 }
 
 void connection_serve(connection *link, const struct pollfd polls[connection_poll_count],

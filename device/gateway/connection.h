@@ -21,6 +21,8 @@ struct connection {
     bool shell_ended;  /* it sends no more, but may still read */
     bool shell_gone;   /* it does not read either */
     bool server_ended; /* its output is at the end */
+    bool unserved;     /* no command was started for it */
+    size_t polled;     /* entries of the last connection_poll() */
     bool over;         /* only the command is still to be waited for */
     int64_t give_up;   /* when to stop waiting for the server to take or say more; 0: never */
     int64_t nudge;     /* when the server is to be nudged; 0: it is not */
@@ -32,11 +34,18 @@ struct connection {
 std::unique_ptr<connection> connection_start(descriptor shell, unsigned number, bool subscribe,
                                              char *const command[]);
 
-/* Fills in what to poll for. */
-void connection_poll(connection *link, struct pollfd polls[connection_poll_count]);
+/* Takes over the descriptor of a shell that is not to be served: its first
+ * request is answered with the reason, a static text, and then, or after a while
+ * without one, it is closed. Null: no memory, which is logged. */
+std::unique_ptr<connection> connection_refuse(descriptor shell, unsigned number, const char *reason,
+                                              int64_t now);
 
-/* Does what the poll results and the time allow; call it also when the command
- * was reaped. */
+/* Fills in what to poll for. Returns how many of the entries are needed, the
+ * first ones; also in link->polled. */
+size_t connection_poll(connection *link, struct pollfd polls[connection_poll_count]);
+
+/* Does what the poll results (of entries not needed: zero) and the time allow; call it also when
+ * the command was reaped. */
 void connection_serve(connection *link, const struct pollfd polls[connection_poll_count],
                       int64_t now);
 

@@ -28,6 +28,11 @@ constexpr int64_t accept_pause = 500;
 /* How many shells one turn accepts. */
 constexpr int accept_turn = 16;
 
+/* How many shells beyond the limit are waited for, to tell them. */
+constexpr size_t refused_most = 32;
+
+constexpr char refused_too_many[] = "the gateway serves no more shells (--max-shells)";
+
 /* After this a stopping gateway waits for no process any more, not even for
  * one that SIGKILL does not end. */
 constexpr int64_t stop_limit = 3 * transport_grace;
@@ -80,15 +85,36 @@ bool reserve_polls(gateway *self, size_t connections)
     return true;
 }
 
-void add_shell(gateway *self, descriptor shell, int64_t now)
+/* A shell that has left counts until its command has ended, too. */
+size_t served_count(const gateway *self)
 {
-    const unsigned number = ++self->last_number;
+    size_t count = 0;
+    for (const connection *link = self->first.get(); link; link = link->next.get())
+        count += link->unserved ? 0 : 1;
+    return count;
+}
+
+/* Null: the shell is closed, and the log says why. */
+std::unique_ptr<connection> meet_shell(gateway *self, descriptor shell, unsigned number,
+                                       int64_t now)
+{
     if (!reserve_polls(self, self->count + 1)) {
         report_shell(number, "closed: out of memory");
-        return;
+        return nullptr;
     }
-    std::unique_ptr<connection> link = connection_start(
-        std::move(shell), number, self->options->subscribe, self->options->command);
+    const size_t served = served_count(self);
+    if (served < self->options->max_shells)
+        return connection_start(std::move(shell), number, self->options->subscribe,
+                                self->options->command);
+    if (self->count - served < refused_most)
+        return connection_refuse(std::move(shell), number, refused_too_many, now);
+    report_shell(number, "closed: %s", refused_too_many);
+    return nullptr;
+}
+
+void add_shell(gateway *self, descriptor shell, int64_t now)
+{
+    std::unique_ptr<connection> link = meet_shell(self, std::move(shell), ++self->last_number, now);
     if (!link)
         return;
     const struct pollfd nothing[connection_poll_count] = {};
@@ -146,7 +172,9 @@ int poll_time(int64_t deadline, int64_t now)
     return rest > INT_MAX ? INT_MAX : static_cast<int>(rest);
 }
 
-/* Waits for something to do; false when polling itself fails. */
+/* Waits for something to do; false when polling itself fails. Entries that are
+ * not needed are left out: poll() refuses more of them than the process may have
+ * descriptors. */
 bool wait_for_events(gateway *self)
 {
     struct pollfd *polls = self->polls.get();
@@ -154,8 +182,7 @@ bool wait_for_events(gateway *self)
     polls[poll_listener] = {accepts_now(self) ? self->server.socket.number : -1, POLLIN, 0};
     size_t at = poll_connections;
     for (connection *link = self->first.get(); link; link = link->next.get()) {
-        connection_poll(link, polls + at);
-        at += connection_poll_count;
+        at += connection_poll(link, polls + at);
     }
     const int time = poll_time(earliest_deadline(self), clock_now());
     return poll(polls, at, time) >= 0 || errno == EINTR || errno == ENOMEM;
@@ -199,9 +226,11 @@ void serve_connections(gateway *self, bool reap, int64_t now)
     const struct pollfd *polls = self->polls.get() + poll_connections;
     for (connection *link = self->first.get(); link; link = link->next.get()) {
         const bool reaped = reap && connection_reap(link);
-        if (reaped || has_events(polls) || now >= connection_deadline(link))
-            connection_serve(link, polls, now);
-        polls += connection_poll_count;
+        struct pollfd own[connection_poll_count] = {};
+        for (size_t at = 0; at < link->polled; ++at)
+            own[at] = *polls++;
+        if (reaped || has_events(own) || now >= connection_deadline(link))
+            connection_serve(link, own, now);
     }
 }
 

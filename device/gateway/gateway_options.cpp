@@ -3,10 +3,10 @@
 #include <cstring>
 
 const char gateway_usage[] =
-    "usage: tarnd-gateway --listen SOCKET [--no-subscribe] -- COMMAND [ARGUMENT]...\n";
+    "usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n";
 
 const char gateway_help[] =
-    "usage: tarnd-gateway --listen SOCKET [--no-subscribe] -- COMMAND [ARGUMENT]...\n"
+    "usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n"
     "\n"
     "Lets shells reach a NETCONF server. For each shell that connects to SOCKET, a\n"
     "Unix stream socket, COMMAND is started; it has to speak NETCONF on its standard\n"
@@ -16,6 +16,7 @@ const char gateway_help[] =
     "  --listen SOCKET  where shells connect; created with mode 0600, removed at the\n"
     "                   end\n"
     "  --no-subscribe   do not ask the server for notifications\n"
+    "  --max-shells N   serve N shells at a time (32); the others are told and closed\n"
     "  --help           print this text\n"
     "\n"
     "SIGTERM or SIGINT ends the gateway and all its sessions.\n";
@@ -41,10 +42,57 @@ const char *option_value(char *const arguments[], int *at, const char *name)
     return arguments[*at];
 }
 
+/* An option with a decimal number, none of which is 0. */
+struct number_option {
+    const char *name;
+    uint32_t gateway_options::*field;
+    uint32_t most;
+    const char *refusal;
+};
+
+const number_option number_options[] = {
+    {"--max-shells", &gateway_options::max_shells, 10000,
+     "--max-shells takes a number from 1 to 10000"},
+};
+
+/* 0 for what is no number from 1 to most. */
+uint32_t read_number(const char *text, uint32_t most)
+{
+    uint64_t number = 0;
+    for (; *text >= '0' && *text <= '9' && number <= most; ++text)
+        number = number * 10 + static_cast<uint64_t>(*text - '0');
+    return *text != '\0' || number > most ? 0 : static_cast<uint32_t>(number);
+}
+
+/* Takes the argument if it is an option with a number. *reason is null, or tells
+ * that the number is none. */
+bool read_number_option(char *const arguments[], int *at, gateway_options *options,
+                        const char **reason)
+{
+    *reason = nullptr;
+    for (const number_option &option : number_options) {
+        const char *value = option_value(arguments, at, option.name);
+        if (!value)
+            continue;
+        const uint32_t number = read_number(value, option.most);
+        options->*option.field = number;
+        if (number == 0)
+            *reason = option.refusal;
+        return true;
+    }
+    return false;
+}
+
 /* Reads the options in front of the command; *at moves behind them. */
 const char *read_options(int count, char *const arguments[], int *at, gateway_options *options)
 {
     for (; *at < count && arguments[*at][0] == '-'; ++*at) {
+        const char *reason;
+        if (read_number_option(arguments, at, options, &reason)) {
+            if (reason)
+                return reason;
+            continue;
+        }
         const char *path = option_value(arguments, at, "--listen");
         if (path)
             options->socket_path = path;
@@ -65,7 +113,9 @@ const char *read_options(int count, char *const arguments[], int *at, gateway_op
 const char *gateway_options_read(int count, char *const arguments[], gateway_options *options,
                                  const char **culprit)
 {
-    *options = {nullptr, true, false, nullptr};
+    *options = {};
+    options->subscribe = true;
+    options->max_shells = 32;
     *culprit = nullptr;
     int at = 1;
     const char *reason = read_options(count, arguments, &at, options);

@@ -2,10 +2,13 @@
 #ifndef VANDEL_GATEWAY_GATEWAY_OPTIONS_H
 #define VANDEL_GATEWAY_GATEWAY_OPTIONS_H
 
+#include <cstdint>
+
 struct gateway_options {
     const char *socket_path;
     bool subscribe;
     bool help;            /* nothing else matters then */
+    uint32_t max_shells;  /* that are served at a time */
     char *const *command; /* null-terminated; points into the arguments */
 };
 

@@ -77,6 +77,17 @@ const char *answer_create_session(relay *session)
     return nullptr;
 }
 
+const char *answer_with_failure(relay *session, const char *message)
+{
+    const byte_buffer request = frame_reader_take(&session->request);
+    const message_head head = message_head_read(request.data.get(), request.size);
+    byte_buffer reply{};
+    if (!failure_reply_write(head.message_id.get(), message, &reply))
+        return "out of memory";
+    send_to_shell(session, &reply);
+    return nullptr;
+}
+
 /* A copy to running that may have to be tried in another way is kept. */
 const char *pass_copy(relay *session, byte_buffer *request)
 {
@@ -243,10 +254,28 @@ const char *advance_messages(relay *session, bool *moved)
     return nullptr;
 }
 
+/* The request stays complete, so that no other one is taken. */
+const char *advance_refusal(relay *session)
+{
+    if (!session->request_complete || session->refusal_told || !outgoing_idle(&session->to_shell))
+        return nullptr;
+    session->refusal_told = true;
+    return answer_with_failure(session, session->refusal);
+}
+
 } // namespace
+
+void relay_refuse(relay *session, const char *reason)
+{
+    session->refusal = reason;
+    session->input_from = session->input_to;
+    outgoing_drop(&session->to_server);
+}
 
 const char *relay_advance(relay *session)
 {
+    if (session->refusal)
+        return advance_refusal(session);
     bool requests_moved = true;
     bool messages_moved = true;
     while (requests_moved || messages_moved) {
@@ -285,7 +314,8 @@ const char *relay_shell_bytes(relay *session, const char *data, size_t size)
 
 bool relay_server_wanted(const relay *session)
 {
-    return session->input_from == session->input_to && outgoing_idle(&session->to_shell);
+    return !session->refusal && session->input_from == session->input_to &&
+           outgoing_idle(&session->to_shell);
 }
 
 void relay_server_bytes(relay *session, size_t size)

@@ -37,7 +37,9 @@ struct relay {
     uint8_t nudges;        /* bytes of the next chunk header that are out already */
     bool request_complete; /* request holds a whole frame ... */
     message_kind request_kind;
-    bool edits_running; /* the server takes edits of running, as a whole or not at all */
+    bool edits_running;  /* the server takes edits of running, as a whole or not at all */
+    const char *refusal; /* why no request is served any more; null while they are */
+    bool refusal_told;   /* the answer to a request says so */
     uint32_t session_id;
     uint16_t sequence; /* of the next frame to the shell */
     frame_reader request;
@@ -55,6 +57,11 @@ struct relay {
 /* Moves everything as far as it goes without new bytes; call at the beginning
  * and after each change of what is incoming or outgoing. Returns a reason. */
 const char *relay_advance(relay *session);
+
+/* From now on there is no server: the next request that is complete, or is so
+ * already, is answered with an error that gives the reason, a static text, and
+ * nothing more is taken. Call relay_advance() after it. */
+void relay_refuse(relay *session, const char *reason);
 
 /* How many bytes of the shell the relay takes now; 0: none. */
 size_t relay_shell_want(const relay *session);

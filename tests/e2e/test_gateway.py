@@ -120,7 +120,7 @@ def test_help():
     result = run("--help")
     assert result.returncode == 0
     assert result.stdout.startswith(
-        b"usage: tarnd-gateway --listen SOCKET [--no-subscribe] -- COMMAND [ARGUMENT]...\n")
+        b"usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n")
     assert result.stderr == b""
 
 
@@ -130,9 +130,10 @@ def test_help():
         ([], "--listen SOCKET is missing"),
         (["--listen", "/nowhere/x"], "the command is missing"),
         (["--lisp"], "unknown option: --lisp"),
+        (["--max-shells", "0x"], "--max-shells takes a number from 1 to 10000: 0x"),
         (["--\x1b%s\n"], "unknown option: --?%s?"),
     ],
-    ids=["nothing", "no command", "unknown", "unprintable"],
+    ids=["nothing", "no command", "unknown", "no number", "unprintable"],
 )
 def test_bad_usage(arguments, message):
     result = run(*arguments)
@@ -140,7 +141,7 @@ def test_bad_usage(arguments, message):
     assert result.stdout == b""
     assert result.stderr.decode() == (
         f"tarnd-gateway: {message}\n"
-        "usage: tarnd-gateway --listen SOCKET [--no-subscribe] -- COMMAND [ARGUMENT]...\n")
+        "usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n")
 
 
 # The listening socket

@@ -81,6 +81,30 @@ TEST(gateway_options, help_needs_nothing_else)
     EXPECT_TRUE(result.options.help);
 }
 
+TEST(gateway_options, numbers)
+{
+    const parsed none = parse({"--listen", "x", "--", "cat"});
+    EXPECT_EQ(none.options.max_shells, 32U);
+    const parsed joined = parse({"--max-shells=1", "--listen", "x", "--", "cat"});
+    EXPECT_EQ(joined.reason, "");
+    EXPECT_EQ(joined.options.max_shells, 1U);
+    const parsed apart = parse({"--listen", "x", "--max-shells", "10000", "--", "cat"});
+    EXPECT_EQ(apart.reason, "");
+    EXPECT_EQ(apart.options.max_shells, 10000U);
+}
+
+TEST(gateway_options, what_is_no_number)
+{
+    for (const char *text : {"", "0", "-1", "+1", " 1", "1 ", "1x", "10001", "4294967297",
+                             "18446744073709551617", "99999999999999999999999"}) {
+        const parsed result = parse({"--max-shells", text, "--listen", "x", "--", "cat"});
+        EXPECT_EQ(result.reason, "--max-shells takes a number from 1 to 10000") << text;
+        EXPECT_EQ(result.culprit, text);
+    }
+    EXPECT_EQ(parse({"--max-shells"}).reason, "--max-shells takes a number from 1 to 10000");
+    EXPECT_EQ(parse({"--max-shellsx=1", "--listen", "x", "--", "cat"}).reason, "unknown option");
+}
+
 TEST(gateway_options, refusals)
 {
     EXPECT_EQ(parse({}).reason, "--listen SOCKET is missing");

@@ -144,6 +144,26 @@ TEST(gateway_relay, does_not_subscribe_when_told_not_to)
     EXPECT_EQ(test.to_server(), "");
 }
 
+TEST(gateway_relay, a_refused_shell_is_told_in_the_place_of_an_answer)
+{
+    relay_bench test;
+    relay_refuse(test.session.get(), "no \"room\" & <more>");
+    test.advance();
+    EXPECT_EQ(test.to_server(), "");
+    const std::string second = frame("<rpc/>", 1);
+    EXPECT_EQ(test.shell_sends(frame(create_session + '\0') + second), second);
+    EXPECT_EQ(test.to_shell(),
+              frame("<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"0\">"
+                    "<rpc-error><error-type>application</error-type>"
+                    "<error-tag>operation-failed</error-tag>"
+                    "<error-severity>error</error-severity><error-message xml:lang=\"en\">"
+                    "no &quot;room&quot; &amp; &lt;more></error-message></rpc-error></rpc-reply>"));
+    EXPECT_EQ(test.shell_sends(second), second) << "once is enough";
+    EXPECT_EQ(test.to_shell(), "");
+    EXPECT_EQ(test.server_sends("x"), "x");
+    EXPECT_EQ(test.reason, "");
+}
+
 TEST(gateway_relay, nothing_is_taken_from_a_side_while_the_other_does_not_read)
 {
     relay_bench test;

@@ -1,0 +1,133 @@
+"""What tarnd-gateway lets shells and servers hold, and for how long."""
+
+import resource
+import shutil
+import tempfile
+
+import pytest
+
+from support import valgrind
+from support.gateway import Gateway, wait_for
+from support.netconf_peer import PeerHost
+
+CREATE_SESSION = (
+    b'<rpc xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" '
+    b'xmlns:tarnd="com:quorvex:netconf:private:vesk:device:tarnd" message-id="5">'
+    b"<tarnd:create-session/></rpc>"
+)
+TOO_MANY = "the gateway serves no more shells (--max-shells)"
+
+
+def session_reply(session_id):
+    return (
+        b'<rpc-reply xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" message-id="5">'
+        b'<session-id xmlns="com:quorvex:netconf:private:vesk:device:tarnd">%d</session-id>'
+        b"</rpc-reply>" % session_id
+    )
+
+
+def failure(message, message_id=b"5"):
+    return (
+        b'<rpc-reply xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" message-id="%s">'
+        b"<rpc-error><error-type>application</error-type><error-tag>operation-failed</error-tag>"
+        b'<error-severity>error</error-severity><error-message xml:lang="en">%s</error-message>'
+        b"</rpc-error></rpc-reply>" % (message_id, message.encode())
+    )
+
+
+class Bench:
+    """A gateway with the limits under test and hand-played servers behind it."""
+
+    def __init__(self):
+        self.directory = tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
+        self.host = PeerHost(self.directory)
+        self.gateway = None
+
+    def start(self, *options, prepare=None):
+        self.gateway = Gateway(self.directory, self.host.command(), options, prepare=prepare)
+
+    def session(self, session_id=7):
+        shell = self.gateway.shell()
+        peer = self.host.accept()
+        peer.greet(session_id)
+        assert shell.ask(CREATE_SESSION) == session_reply(session_id)
+        return shell, peer
+
+    def stop(self):
+        try:
+            if self.gateway:
+                assert self.gateway.stop() == 0, self.gateway.log()
+        finally:
+            self.host.close()
+            shutil.rmtree(self.directory, ignore_errors=True)
+
+
+@pytest.fixture
+def bench():
+    made = Bench()
+    yield made
+    made.stop()
+
+
+def check_still_serves(shell, peer):
+    shell.send(b"<rpc/>")
+    assert peer.request() == b"<rpc/>"
+
+
+# Shells
+
+
+def test_a_shell_beyond_the_limit_is_told_and_closed(bench):
+    bench.start("--max-shells", "2")
+    sessions = [bench.session(number) for number in (1, 2)]
+    children = sorted(bench.gateway.children())
+    extra = bench.gateway.shell()
+    assert extra.ask(CREATE_SESSION) == failure(TOO_MANY)
+    assert extra.at_end()
+    bench.gateway.wait_for_log(f"shell 3: closed: {TOO_MANY}\n")
+    assert sorted(bench.gateway.children()) == children
+    for shell, peer in sessions:
+        check_still_serves(shell, peer)
+    sessions[0][0].close()
+    wait_for(lambda: len(bench.gateway.children()) == 1, "the command was not reaped")
+    bench.session(3)
+
+
+def test_without_the_option_32_shells_are_served(bench):
+    bench.start()
+    for number in range(32):
+        bench.session(number + 1)
+    assert bench.gateway.shell().ask(CREATE_SESSION) == failure(TOO_MANY)
+
+
+def test_a_refused_shell_that_asks_nothing_is_closed(bench):
+    bench.start("--max-shells=1")
+    bench.session()
+    silent = bench.gateway.shell()
+    slow = bench.gateway.shell()
+    slow.raw(b"\xff\xba\xdc\xfe")
+    assert silent.at_end()
+    assert slow.at_end()
+    for number in (2, 3):
+        bench.gateway.wait_for_log(f"shell {number}: closed: {TOO_MANY}\n")
+
+
+def test_a_refused_shell_that_leaves_is_let_go(bench):
+    bench.start("--max-shells=1")
+    bench.session()
+    bench.gateway.shell().close()
+    bench.gateway.wait_for_log(f"shell 2: closed: {TOO_MANY}\n")
+
+
+def test_a_flood_of_shells_holds_nothing(bench):
+    most = 64 + valgrind.DESCRIPTORS
+    bench.start("--max-shells=1",
+                prepare=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (most, most)))
+    shell, peer = bench.session()
+    flood = [bench.gateway.shell() for _ in range(100)]
+    for extra in flood:
+        assert extra.at_end()
+    bench.gateway.wait_for_log(f"shell 101: closed: {TOO_MANY}\n")
+    assert bench.gateway.children() == [peer.pid]
+    assert "Too many open files" not in bench.gateway.log()
+    check_still_serves(shell, peer)
