@@ -171,6 +171,25 @@ void nudge_server(connection *link, int64_t now)
     }
 }
 
+void refuse(connection *link, const char *reason, int64_t now)
+{
+    link->give_up = now + refusal_grace;
+    relay_refuse(&link->session, reason);
+}
+
+bool awaits_hello(const connection *link)
+{
+    return !link->session.hello_received && !link->session.refusal;
+}
+
+/* The shell's first request, if it has come, gets an answer after all. */
+const char *give_up_hello(connection *link, int64_t now)
+{
+    refuse(link, "the server has not said hello in time (--hello-timeout)", now);
+    transport_end(&link->server, now, true);
+    return move_all(link, now);
+}
+
 /* True when a shell that is refused knows it, or will not ask any more. */
 bool refusal_done(const connection *link, int64_t now)
 {
@@ -211,7 +230,7 @@ std::unique_ptr<connection> connection_new(descriptor shell, unsigned number)
 /* Tells of a failure that ended the session, not of one that its end caused. */
 void report_status(const connection *link, int status)
 {
-    if (link->over && !link->server_ended)
+    if (link->session.refusal || (link->over && !link->server_ended))
         return;
     if (WIFSIGNALED(status))
         report_shell(link->session.number, "the command was ended by signal %d", WTERMSIG(status));
@@ -221,19 +240,20 @@ void report_status(const connection *link, int status)
 
 } // namespace
 
-std::unique_ptr<connection> connection_start(descriptor shell, unsigned number, bool subscribe,
-                                             char *const command[])
+std::unique_ptr<connection> connection_start(descriptor shell, unsigned number,
+                                             const gateway_options *options, int64_t now)
 {
     std::unique_ptr<connection> link = connection_new(std::move(shell), number);
     if (!link)
         return nullptr;
-    const int error = transport_start(&link->server, command);
+    const int error = transport_start(&link->server, options->command);
     if (error != 0) {
-        report_shell(number, "closed: cannot run %s: %s", report_clean(command[0]).text,
+        report_shell(number, "closed: cannot run %s: %s", report_clean(options->command[0]).text,
                      strerror(error));
         return nullptr;
     }
-    link->session.subscribe = subscribe;
+    link->session.subscribe = options->subscribe;
+    link->hello_by = now + int64_t{options->hello_timeout} * 1000;
     report_shell(number, "connected");
     return link;
 }
@@ -245,8 +265,7 @@ std::unique_ptr<connection> connection_refuse(descriptor shell, unsigned number,
     if (!link)
         return nullptr;
     link->unserved = true;
-    link->give_up = now + refusal_grace;
-    relay_refuse(&link->session, reason);
+    refuse(link.get(), reason, now);
     return link;
 }
 
@@ -288,6 +307,8 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
         read_server(link);
     if (!reason)
         reason = move_all(link, now);
+    if (!reason && awaits_hello(link) && now >= link->hello_by)
+        reason = give_up_hello(link, now);
     if (!reason)
         nudge_server(link, now);
     if (!reason && link->shell_ended && relay_requests_done(&link->session))
@@ -329,6 +350,10 @@ int64_t connection_deadline(const connection *link)
     int64_t deadline = link->give_up == 0 ? INT64_MAX : link->give_up;
     if (link->nudge != 0 && link->nudge < deadline)
         deadline = link->nudge;
+    if (awaits_hello(link) && link->hello_by < deadline)
+        deadline = link->hello_by;
+    if (link->server.pid != 0 && link->server.next_signal != 0 && link->server.deadline < deadline)
+        deadline = link->server.deadline;
     return deadline;
 }
 

@@ -9,6 +9,7 @@
 #include <memory>
 
 #include "device/gateway/descriptor.h"
+#include "device/gateway/gateway_options.h"
 #include "device/gateway/relay.h"
 #include "device/gateway/transport.h"
 
@@ -25,14 +26,15 @@ struct connection {
     size_t polled;     /* entries of the last connection_poll() */
     bool over;         /* only the command is still to be waited for */
     int64_t give_up;   /* when to stop waiting for the server to take or say more; 0: never */
+    int64_t hello_by;  /* when the server must have said hello */
     int64_t nudge;     /* when the server is to be nudged; 0: it is not */
     std::unique_ptr<connection> next;
 };
 
-/* Takes over the shell's descriptor and starts the command. Null: no memory, or
- * the command cannot be started; both are logged. */
-std::unique_ptr<connection> connection_start(descriptor shell, unsigned number, bool subscribe,
-                                             char *const command[]);
+/* Takes over the shell's descriptor and starts the options' command. Null: no
+ * memory, or the command cannot be started; both are logged. */
+std::unique_ptr<connection> connection_start(descriptor shell, unsigned number,
+                                             const gateway_options *options, int64_t now);
 
 /* Takes over the descriptor of a shell that is not to be served: its first
  * request is answered with the reason, a static text, and then, or after a while

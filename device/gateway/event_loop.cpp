@@ -104,8 +104,7 @@ std::unique_ptr<connection> meet_shell(gateway *self, descriptor shell, unsigned
     }
     const size_t served = served_count(self);
     if (served < self->options->max_shells)
-        return connection_start(std::move(shell), number, self->options->subscribe,
-                                self->options->command);
+        return connection_start(std::move(shell), number, self->options, now);
     if (self->count - served < refused_most)
         return connection_refuse(std::move(shell), number, refused_too_many, now);
     report_shell(number, "closed: %s", refused_too_many);

@@ -7,9 +7,10 @@
 struct gateway_options {
     const char *socket_path;
     bool subscribe;
-    bool help;            /* nothing else matters then */
-    uint32_t max_shells;  /* that are served at a time */
-    char *const *command; /* null-terminated; points into the arguments */
+    bool help;              /* nothing else matters then */
+    uint32_t max_shells;    /* that are served at a time */
+    uint32_t hello_timeout; /* seconds that a server may take to say hello */
+    char *const *command;   /* null-terminated; points into the arguments */
 };
 
 /* Reads the arguments (arguments[count] is null). Null on success; otherwise

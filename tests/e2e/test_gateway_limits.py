@@ -8,7 +8,7 @@ import pytest
 
 from support import valgrind
 from support.gateway import Gateway, wait_for
-from support.netconf_peer import PeerHost
+from support.netconf_peer import PeerHost, hello
 
 CREATE_SESSION = (
     b'<rpc xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" '
@@ -16,6 +16,7 @@ CREATE_SESSION = (
     b"<tarnd:create-session/></rpc>"
 )
 TOO_MANY = "the gateway serves no more shells (--max-shells)"
+NO_HELLO = "the server has not said hello in time (--hello-timeout)"
 
 
 def session_reply(session_id):
@@ -43,8 +44,9 @@ class Bench:
         self.host = PeerHost(self.directory)
         self.gateway = None
 
-    def start(self, *options, prepare=None):
-        self.gateway = Gateway(self.directory, self.host.command(), options, prepare=prepare)
+    def start(self, *options, command=None, prepare=None):
+        self.gateway = Gateway(
+            self.directory, command or self.host.command(), options, prepare=prepare)
 
     def session(self, session_id=7):
         shell = self.gateway.shell()
@@ -131,3 +133,26 @@ def test_a_flood_of_shells_holds_nothing(bench):
     assert bench.gateway.children() == [peer.pid]
     assert "Too many open files" not in bench.gateway.log()
     check_still_serves(shell, peer)
+
+
+# Hellos
+
+
+@pytest.mark.parametrize(
+    "script",
+    ["", "printf '<hello'", "printf '%s' \"$0\"", "trap '' TERM; while :; do sleep 1; done"],
+    ids=["nothing", "begun", "no mark", "stubborn"])
+def test_a_server_without_a_hello_is_given_up(bench, script):
+    bench.start("--hello-timeout=1", command=["sh", "-c", f"{script}\ncat >/dev/null", hello().decode()])
+    shell = bench.gateway.shell()
+    assert shell.ask(CREATE_SESSION) == failure(NO_HELLO)
+    assert shell.at_end()
+    bench.gateway.wait_for_log(f"shell 1: closed: {NO_HELLO}\n")
+    wait_for(lambda: bench.gateway.children() == [], "the command was not reaped")
+    assert "the command was ended" not in bench.gateway.log()
+
+
+def test_a_shell_that_asks_nothing_is_closed_without_a_hello_too(bench):
+    bench.start("--hello-timeout=1", command=["sh", "-c", "cat >/dev/null"])
+    assert bench.gateway.shell().at_end()
+    bench.gateway.wait_for_log(f"shell 1: closed: {NO_HELLO}\n")

@@ -1,0 +1,104 @@
+/* One shell and its server, at times that the tests choose. */
+#include "device/gateway/connection.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <string>
+
+namespace
+{
+
+constexpr int64_t start = 1000;
+
+/* A connection whose server is a script of the shell. */
+struct connection_bench {
+    std::string script;
+    char *command[4];
+    gateway_options options{};
+    descriptor shell; /* the shell's end */
+    std::unique_ptr<connection> link;
+
+    explicit connection_bench(const std::string &text) : script(text)
+    {
+        static char name[] = "sh";
+        static char option[] = "-c";
+        command[0] = name;
+        command[1] = option;
+        command[2] = script.data();
+        command[3] = nullptr;
+        options.command = command;
+        options.hello_timeout = 60;
+    }
+
+    void connect()
+    {
+        int ends[2];
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
+        shell = descriptor(ends[0]);
+        link = connection_start(descriptor(ends[1]), 1, &options, start);
+        ASSERT_TRUE(link);
+        serve(start);
+    }
+
+    void serve(int64_t now)
+    {
+        const struct pollfd nothing[connection_poll_count] = {};
+        connection_serve(link.get(), nothing, now);
+    }
+
+    /* Waits for one event, which happens at that time. */
+    void turn(int64_t now)
+    {
+        struct pollfd polls[connection_poll_count] = {};
+        ASSERT_GT(poll(polls, static_cast<nfds_t>(connection_poll(link.get(), polls)), -1), 0);
+        connection_serve(link.get(), polls, now);
+    }
+
+    ~connection_bench()
+    {
+        if (!link)
+            return;
+        connection_end(link.get(), "the test is over", start, true);
+        transport_kill(&link->server);
+        while (!connection_finished(link.get()))
+            connection_reap(link.get());
+    }
+};
+
+const char greets[] =
+    "printf '<hello xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><capabilities>"
+    "<capability>urn:ietf:params:netconf:base:1.0</capability></capabilities>"
+    "<session-id>7</session-id></hello>]]>]]>'; exec cat >/dev/null";
+
+} // namespace
+
+TEST(gateway_connection, a_server_may_say_hello_till_its_time_is_over)
+{
+    connection_bench test("exec cat >/dev/null");
+    test.connect();
+    EXPECT_EQ(connection_deadline(test.link.get()), start + 60000);
+    test.serve(start + 59999);
+    EXPECT_EQ(test.link->session.refusal, nullptr);
+    test.serve(start + 60000);
+    EXPECT_STREQ(test.link->session.refusal,
+                 "the server has not said hello in time (--hello-timeout)");
+    EXPECT_FALSE(test.link->over) << "the shell may still ask";
+    EXPECT_EQ(connection_deadline(test.link.get()), start + 62000);
+    test.serve(start + 61999);
+    EXPECT_FALSE(test.link->over);
+    test.serve(start + 62000);
+    EXPECT_TRUE(test.link->over);
+}
+
+TEST(gateway_connection, after_the_hello_nothing_has_to_come)
+{
+    connection_bench test(greets);
+    test.connect();
+    while (!test.link->session.hello_received)
+        test.turn(start);
+    EXPECT_EQ(connection_deadline(test.link.get()), INT64_MAX);
+    test.serve(start + 60000);
+    EXPECT_EQ(test.link->session.refusal, nullptr);
+    EXPECT_FALSE(test.link->over);
+}
