@@ -47,6 +47,20 @@ buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t s
     return buffer_ok;
 }
 
+void byte_buffer_cut(byte_buffer *buffer, size_t limit)
+{
+    if (buffer->size > limit)
+        buffer->size = limit;
+    if (buffer->capacity <= limit)
+        return;
+    void *block = realloc(buffer->data.get(), limit);
+    if (!block)
+        return;
+    (void)buffer->data.release();
+    buffer->data.reset(static_cast<char *>(block));
+    buffer->capacity = limit;
+}
+
 byte_buffer byte_buffer_take(byte_buffer *buffer)
 {
     byte_buffer taken{std::move(buffer->data), buffer->size, buffer->capacity};

@@ -34,6 +34,10 @@ enum buffer_result {
  * After a failure the buffer is as it was. */
 buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t size, size_t limit);
 
+/* Cuts the content to limit bytes, more than 0, and gives back the memory of
+ * the rest, if the allocator can. */
+void byte_buffer_cut(byte_buffer *buffer, size_t limit);
+
 /* Hands the content over; the buffer is empty afterwards. */
 byte_buffer byte_buffer_take(byte_buffer *buffer);
 

@@ -90,8 +90,11 @@ const char *read_shell(connection *link, int64_t now)
                        ? nullptr
                        : "the shell ended in the middle of a frame";
         }
-        taken += static_cast<size_t>(size);
-        const char *reason = relay_shell_bytes(&link->session, bytes, static_cast<size_t>(size));
+        const size_t got = static_cast<size_t>(size);
+        taken += got;
+        if (relay_held(&link->session) + got > link->room)
+            relay_no_room(&link->session, got);
+        const char *reason = relay_shell_bytes(&link->session, bytes, got);
         if (reason)
             return reason;
     }

@@ -220,16 +220,37 @@ bool has_events(const struct pollfd polls[connection_poll_count])
     return false;
 }
 
+size_t held_by_all(const gateway *self)
+{
+    size_t held = 0;
+    for (const connection *link = self->first.get(); link; link = link->next.get())
+        held += relay_held(&link->session);
+    return held;
+}
+
+/* Serves one connection, which gets the room that the others leave of what all
+ * may hold. *held is what all hold. */
+void serve_within(const gateway *self, connection *link,
+                  const struct pollfd polls[connection_poll_count], int64_t now, size_t *held)
+{
+    const size_t others = *held - relay_held(&link->session);
+    const size_t most = self->options->max_buffered;
+    link->room = others < most ? most - others : 0;
+    connection_serve(link, polls, now);
+    *held = others + relay_held(&link->session);
+}
+
 void serve_connections(gateway *self, bool reap, int64_t now)
 {
     const struct pollfd *polls = self->polls.get() + poll_connections;
+    size_t held = held_by_all(self);
     for (connection *link = self->first.get(); link; link = link->next.get()) {
         const bool reaped = reap && connection_reap(link);
         struct pollfd own[connection_poll_count] = {};
         for (size_t at = 0; at < link->polled; ++at)
             own[at] = *polls++;
         if (reaped || has_events(own) || now >= connection_deadline(link))
-            connection_serve(link, own, now);
+            serve_within(self, link, own, now, &held);
     }
 }
 

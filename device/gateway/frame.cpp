@@ -49,7 +49,9 @@ frame_result feed_header(frame_reader *reader, const char *data, size_t size)
 frame_result feed_body(frame_reader *reader, const char *data, size_t size)
 {
     const size_t length = reader->body.size + reader->body_left;
-    if (byte_buffer_append(&reader->body, data, size, length) != buffer_ok)
+    const size_t limit = reader->discards ? frame_beginning : length;
+    const size_t room = limit - reader->body.size;
+    if (byte_buffer_append(&reader->body, data, size < room ? size : room, limit) != buffer_ok)
         return frame_no_memory;
     reader->body_left -= static_cast<uint32_t>(size);
     return reader->body_left == 0 ? finish_body(reader) : frame_more;
@@ -83,8 +85,15 @@ frame_result frame_reader_feed(frame_reader *reader, const char *data, size_t si
     return frame_complete;
 }
 
+void frame_reader_discard(frame_reader *reader)
+{
+    reader->discards = true;
+    byte_buffer_cut(&reader->body, frame_beginning);
+}
+
 byte_buffer frame_reader_take(frame_reader *reader)
 {
+    reader->discards = false;
     reader->header_size = 0;
     return byte_buffer_take(&reader->body);
 }

@@ -14,6 +14,7 @@
 #include "device/gateway/byte_buffer.h"
 
 constexpr size_t frame_header_size = 12;
+constexpr size_t frame_beginning = 4096; /* bytes that are kept of a body that is discarded */
 constexpr uint32_t frame_body_limit = uint32_t{1} << 28; /* bytes; what a shell accepts at most */
 
 /* Collects one frame at a time. An all-zero reader is ready for a frame. */
@@ -22,6 +23,7 @@ struct frame_reader {
     size_t header_size; /* header bytes read so far */
     uint32_t body_left; /* body bytes still to come, once the header is complete */
     byte_buffer body;   /* body bytes read so far */
+    bool discards;      /* no more of the body is kept than its beginning */
 };
 
 enum frame_result {
@@ -46,6 +48,11 @@ size_t frame_reader_want(const frame_reader *reader);
  * again. Memory grows with the bytes that arrive, not with the length that the
  * header announces. */
 frame_result frame_reader_feed(frame_reader *reader, const char *data, size_t size, size_t *used);
+
+/* Gives back the memory of the current frame, or of the next one when none has
+ * begun, but for the beginning of its body. The frame is read to its end all the
+ * same, so that the next one is found. */
+void frame_reader_discard(frame_reader *reader);
 
 /* After frame_complete: hands the body over, without trailing zero bytes, and
  * makes the reader ready for the next frame. */

@@ -17,6 +17,8 @@ const char gateway_help[] =
     "                   end\n"
     "  --no-subscribe   do not ask the server for notifications\n"
     "  --max-shells N   serve N shells at a time (32); the others are told and closed\n"
+    "  --max-buffered BYTES\n"
+    "                   hold so much of all shells' requests together (536870912)\n"
     "  --hello-timeout SECONDS\n"
     "                   how long the server may take to say hello (60)\n"
     "  --help           print this text\n"
@@ -55,6 +57,8 @@ struct number_option {
 const number_option number_options[] = {
     {"--max-shells", &gateway_options::max_shells, 10000,
      "--max-shells takes a number from 1 to 10000"},
+    {"--max-buffered", &gateway_options::max_buffered, UINT32_MAX,
+     "--max-buffered takes a number from 1 to 4294967295"},
     {"--hello-timeout", &gateway_options::hello_timeout, 86400,
      "--hello-timeout takes a number from 1 to 86400"},
 };
@@ -120,6 +124,7 @@ const char *gateway_options_read(int count, char *const arguments[], gateway_opt
     *options = {};
     options->subscribe = true;
     options->max_shells = 32;
+    options->max_buffered = uint32_t{512} << 20;
     options->hello_timeout = 60;
     *culprit = nullptr;
     int at = 1;

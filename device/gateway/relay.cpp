@@ -17,6 +17,12 @@
 namespace
 {
 
+/* Requests of so many bytes are taken whatever is held: nobody can keep the
+ * others from all that they do by holding much. */
+constexpr size_t always_taken = 65536;
+
+constexpr char no_room[] = "the gateway has no room for the request now (--max-buffered)";
+
 constexpr char subscription_id[] = "tarnd-gateway-subscription";
 constexpr char subscription_text[] =
     "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\""
@@ -103,6 +109,8 @@ const char *pass_copy(relay *session, byte_buffer *request)
 const char *pass_request(relay *session)
 {
     session->request_complete = false;
+    if (session->request.discards)
+        return answer_with_failure(session, no_room);
     if (session->request_kind == message_create_session)
         return answer_create_session(session);
     byte_buffer request = frame_reader_take(&session->request);
@@ -135,8 +143,9 @@ const char *advance_requests(relay *session, bool *moved)
     }
     if (!copy_exchange_idle(&session->copy))
         return advance_copy(session, moved);
-    const bool waits_for_shell =
-        session->request_kind == message_create_session && !outgoing_idle(&session->to_shell);
+    const bool is_ours =
+        session->request_kind == message_create_session || session->request.discards;
+    const bool waits_for_shell = is_ours && !outgoing_idle(&session->to_shell);
     if (session->hello_received && session->request_complete && !waits_for_shell)
         return pass_request(session);
     *moved = false;
@@ -270,6 +279,7 @@ void relay_refuse(relay *session, const char *reason)
     session->refusal = reason;
     session->input_from = session->input_to;
     outgoing_drop(&session->to_server);
+    frame_reader_discard(&session->request);
 }
 
 const char *relay_advance(relay *session)
@@ -295,6 +305,19 @@ const char *relay_advance(relay *session)
 size_t relay_shell_want(const relay *session)
 {
     return session->request_complete ? 0 : frame_reader_want(&session->request);
+}
+
+size_t relay_held(const relay *session)
+{
+    return session->request.body.size + session->to_server.body.size + session->copy.request.size;
+}
+
+void relay_no_room(relay *session, size_t size)
+{
+    if (session->request.discards || session->request.body.size + size <= always_taken)
+        return;
+    report_shell(session->number, "a request is refused: %s", no_room);
+    frame_reader_discard(&session->request);
 }
 
 const char *relay_shell_bytes(relay *session, const char *data, size_t size)

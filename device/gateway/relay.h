@@ -66,6 +66,14 @@ void relay_refuse(relay *session, const char *reason);
 /* How many bytes of the shell the relay takes now; 0: none. */
 size_t relay_shell_want(const relay *session);
 
+/* How many bytes of requests the relay holds, sent in part or not at all. */
+size_t relay_held(const relay *session);
+
+/* Tells that there is no room for size more bytes of the current request. If it
+ * is a large one, what is held of it is released, it is read to its end, and is
+ * answered with an error. */
+void relay_no_room(relay *session, size_t size);
+
 /* Takes bytes of the shell, no more than wanted. Returns a reason. */
 const char *relay_shell_bytes(relay *session, const char *data, size_t size);
 

@@ -7,7 +7,7 @@ import tempfile
 import pytest
 
 from support import valgrind
-from support.gateway import Gateway, wait_for
+from support.gateway import HEADER, MAGIC, Gateway, wait_for
 from support.netconf_peer import PeerHost, hello
 
 CREATE_SESSION = (
@@ -16,6 +16,7 @@ CREATE_SESSION = (
     b"<tarnd:create-session/></rpc>"
 )
 TOO_MANY = "the gateway serves no more shells (--max-shells)"
+NO_ROOM = "the gateway has no room for the request now (--max-buffered)"
 NO_HELLO = "the server has not said hello in time (--hello-timeout)"
 
 
@@ -156,3 +157,88 @@ def test_a_shell_that_asks_nothing_is_closed_without_a_hello_too(bench):
     bench.start("--hello-timeout=1", command=["sh", "-c", "cat >/dev/null"])
     assert bench.gateway.shell().at_end()
     bench.gateway.wait_for_log(f"shell 1: closed: {NO_HELLO}\n")
+
+
+# Requests that are sent in part
+
+
+def request(size, message_id=5):
+    """A request of so many bytes."""
+    start, end = b'<rpc message-id="%d"><a>' % message_id, b"</a></rpc>"
+    return start + b"x" * (size - len(start) - len(end)) + end
+
+
+def begin(shell, size, sent):
+    """Sends the beginning of a frame; the rest of it. Not more than 300,000 bytes
+    of it may be in the socket still."""
+    header = HEADER.pack(MAGIC, size, shell.sequence, 0)
+    shell.sequence += 1
+    body = request(size)
+    shell.raw(header + body[:sent])
+    return body[sent:]
+
+
+def test_requests_hold_no_more_together_than_they_may(bench):
+    bench.start("--max-buffered=1000000")
+    (first, first_peer), (second, second_peer) = bench.session(1), bench.session(2)
+    rest = begin(first, 900000, 890000)
+    second.send(request(500000, 77))
+    assert second.receive() == failure(NO_ROOM, b"77")
+    assert f"shell 2: a request is refused: {NO_ROOM}\n" in bench.gateway.log()
+    # Small ones always pass, and the one that came first is not touched.
+    check_still_serves(second, second_peer)
+    first.raw(rest)
+    assert first_peer.request() == request(900000)
+    second.send(request(500000))
+    assert second_peer.request() == request(500000)
+
+
+def test_a_shell_that_leaves_gives_its_room_back(bench):
+    bench.start("--max-buffered=1000000")
+    (first, _), (second, second_peer) = bench.session(1), bench.session(2)
+    begin(first, 900000, 890000)
+    first.close()
+    bench.gateway.wait_for_log("shell 1: closed: the shell ended in the middle of a frame\n")
+    second.send(request(500000))
+    assert second_peer.request() == request(500000)
+
+
+def test_requests_that_servers_do_not_take_count_too(bench):
+    bench.start("--max-buffered=1000000")
+    (first, first_peer), (second, second_peer) = bench.session(1), bench.session(2)
+    first.send(request(900000), b"")
+    check_still_serves(second, second_peer)
+    second.send(request(700000))
+    assert second.receive() == failure(NO_ROOM)
+    assert first_peer.request() == request(900000)
+
+
+def test_a_request_that_can_never_fit_is_refused(bench):
+    bench.start("--max-buffered=1000000")
+    shell, peer = bench.session()
+    shell.send(request(3000000))
+    assert shell.receive() == failure(NO_ROOM)
+    check_still_serves(shell, peer)
+
+
+def test_half_sent_requests_take_no_more_memory_than_they_may(bench):
+    bench.start("--max-buffered=16777216")
+    sessions = [bench.session(number + 1) for number in range(8)]
+    rests = [begin(shell, 16000000, 15900000) for shell, _ in sessions]
+    assert bench.gateway.log().count(f"a request is refused: {NO_ROOM}\n") == 7
+    assert bench.gateway.peak_memory() < 64 << 20
+    for (shell, _), rest in list(zip(sessions, rests))[1:]:
+        shell.raw(rest)
+        assert shell.receive() == failure(NO_ROOM)
+    sessions[0][0].raw(rests[0])
+    assert sessions[0][1].request() == request(16000000)
+
+
+def test_a_refused_shell_s_request_is_read_and_not_held(bench):
+    bench.start("--max-shells=1")
+    bench.session()
+    extra = bench.gateway.shell()
+    extra.send(request(30000000))
+    assert extra.receive() == failure(TOO_MANY)
+    assert extra.at_end()
+    assert bench.gateway.peak_memory() < 24 << 20

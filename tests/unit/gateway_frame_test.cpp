@@ -104,6 +104,28 @@ TEST(gateway_frame, the_longest_body_is_256_mib)
     EXPECT_EQ(reader.body.capacity, 0U) << "memory is taken for what arrives";
 }
 
+TEST(gateway_frame, of_a_discarded_body_the_beginning_is_kept)
+{
+    const std::string header = "\xFF\xBA\xDC\xFE\x20\xA1\x07\0\0\0\0\0"s;
+    const std::string body = std::string(4000, 'a') + std::string(496000, 'b');
+    const std::string next = "\xFF\xBA\xDC\xFE\x02\0\0\0\0\0\0\0xy"s;
+    for (const size_t split : {0, 12, 13, 4107, 4108, 4109, 100000, 500011}) {
+        frame_reader reader{};
+        size_t used;
+        const std::string frame = header + body;
+        ASSERT_EQ(frame_reader_feed(&reader, frame.data(), split, &used), frame_more);
+        frame_reader_discard(&reader);
+        EXPECT_LE(reader.body.capacity, 4096U) << split;
+        ASSERT_EQ(frame_reader_feed(&reader, frame.data() + split, frame.size() - split, &used),
+                  frame_complete);
+        EXPECT_EQ(used, frame.size() - split);
+        EXPECT_LE(reader.body.capacity, 4096U) << split;
+        EXPECT_EQ(taken_text(&reader), std::string(4000, 'a') + std::string(96, 'b')) << split;
+        ASSERT_EQ(feed_split(&reader, next, 5), frame_complete);
+        EXPECT_EQ(taken_text(&reader), "xy");
+    }
+}
+
 TEST(gateway_frame, bad_headers_at_every_split)
 {
     const struct {

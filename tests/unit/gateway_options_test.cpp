@@ -85,6 +85,7 @@ TEST(gateway_options, numbers)
 {
     const parsed none = parse({"--listen", "x", "--", "cat"});
     EXPECT_EQ(none.options.max_shells, 32U);
+    EXPECT_EQ(none.options.max_buffered, 536870912U);
     EXPECT_EQ(none.options.hello_timeout, 60U);
     const parsed joined = parse({"--max-shells=1", "--listen", "x", "--", "cat"});
     EXPECT_EQ(joined.reason, "");
@@ -92,6 +93,9 @@ TEST(gateway_options, numbers)
     const parsed apart = parse({"--listen", "x", "--max-shells", "10000", "--", "cat"});
     EXPECT_EQ(apart.reason, "");
     EXPECT_EQ(apart.options.max_shells, 10000U);
+    const parsed most = parse({"--max-buffered=4294967295", "--listen", "x", "--", "cat"});
+    EXPECT_EQ(most.reason, "");
+    EXPECT_EQ(most.options.max_buffered, 4294967295U);
     const parsed timeout = parse({"--hello-timeout=86400", "--listen", "x", "--", "cat"});
     EXPECT_EQ(timeout.reason, "");
     EXPECT_EQ(timeout.options.hello_timeout, 86400U);
@@ -105,6 +109,8 @@ TEST(gateway_options, what_is_no_number)
         EXPECT_EQ(result.reason, "--max-shells takes a number from 1 to 10000") << text;
         EXPECT_EQ(result.culprit, text);
     }
+    EXPECT_EQ(parse({"--max-buffered=4294967296"}).reason,
+              "--max-buffered takes a number from 1 to 4294967295");
     EXPECT_EQ(parse({"--hello-timeout=86401"}).reason,
               "--hello-timeout takes a number from 1 to 86400");
     EXPECT_EQ(parse({"--max-shells"}).reason, "--max-shells takes a number from 1 to 10000");

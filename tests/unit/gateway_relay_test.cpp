@@ -164,6 +164,45 @@ TEST(gateway_relay, a_refused_shell_is_told_in_the_place_of_an_answer)
     EXPECT_EQ(test.reason, "");
 }
 
+TEST(gateway_relay, a_large_request_without_room_is_answered_with_an_error)
+{
+    relay_bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    const std::string large = frame("<rpc message-id=\"8\">" + std::string(70000, 'x') + "</rpc>");
+    EXPECT_EQ(test.shell_sends(large.substr(0, 65000)), "");
+    relay_no_room(test.session.get(), 548);
+    EXPECT_EQ(relay_held(test.session.get()), 64988U) << "so much is always taken";
+    relay_no_room(test.session.get(), 549);
+    EXPECT_EQ(relay_held(test.session.get()), 4096U);
+    EXPECT_EQ(test.shell_sends(large.substr(65000)), "");
+    EXPECT_EQ(test.to_shell(), "") << "answers come after the hello";
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
+    EXPECT_EQ(test.to_shell(),
+              frame("<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"8\">"
+                    "<rpc-error><error-type>application</error-type>"
+                    "<error-tag>operation-failed</error-tag>"
+                    "<error-severity>error</error-severity><error-message xml:lang=\"en\">"
+                    "the gateway has no room for the request now (--max-buffered)"
+                    "</error-message></rpc-error></rpc-reply>"));
+    EXPECT_EQ(test.to_server(), "");
+    EXPECT_EQ(test.shell_sends(frame("<rpc/>", 1)), "");
+    EXPECT_EQ(test.to_server(), "<rpc/>]]>]]>") << "the next one passes";
+    EXPECT_EQ(test.reason, "");
+}
+
+TEST(gateway_relay, a_request_is_held_until_the_server_has_taken_it)
+{
+    relay_bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(relay_held(test.session.get()), 0U);
+    EXPECT_EQ(test.shell_sends(frame("<rpc/>")), "");
+    EXPECT_EQ(relay_held(test.session.get()), 6U);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
+    EXPECT_EQ(relay_held(test.session.get()), 6U);
+    EXPECT_EQ(test.to_server(), "<rpc/>]]>]]>");
+    EXPECT_EQ(relay_held(test.session.get()), 0U);
+}
+
 TEST(gateway_relay, nothing_is_taken_from_a_side_while_the_other_does_not_read)
 {
     relay_bench test;
