@@ -97,6 +97,8 @@ const char *read_shell(connection *link, int64_t now)
         const char *reason = relay_shell_bytes(&link->session, bytes, got);
         if (reason)
             return reason;
+        if (link->session.request_complete)
+            link->idle_from = now;
     }
     return nullptr;
 }
@@ -193,6 +195,22 @@ const char *give_up_hello(connection *link, int64_t now)
     return move_all(link, now);
 }
 
+/* When the shell will have been idle for too long. */
+int64_t idle_deadline(const connection *link)
+{
+    const bool endless =
+        link->idle_limit == 0 || link->session.refusal || relay_owes_answer(&link->session);
+    return endless ? INT64_MAX : link->idle_from + link->idle_limit;
+}
+
+const char *dismiss_idle(connection *link, int64_t now)
+{
+    link->give_up = now + refusal_grace;
+    relay_dismiss(&link->session, "the shell has asked nothing for too long (--idle-timeout)");
+    transport_end(&link->server, now, false);
+    return move_all(link, now);
+}
+
 /* True when a shell that is refused knows it, or will not ask any more. */
 bool refusal_done(const connection *link, int64_t now)
 {
@@ -256,6 +274,8 @@ std::unique_ptr<connection> connection_start(descriptor shell, unsigned number,
         return nullptr;
     }
     link->session.subscribe = options->subscribe;
+    link->idle_limit = int64_t{options->idle_timeout} * 1000;
+    link->idle_from = now;
     link->hello_by = now + int64_t{options->hello_timeout} * 1000;
     report_shell(number, "connected");
     return link;
@@ -301,6 +321,8 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
     transport_tick(&link->server, now);
     if (link->over)
         return;
+    if (relay_owes_answer(&link->session))
+        link->idle_from = now;
     if ((polls[poll_shell].revents & (POLLHUP | POLLERR)) != 0)
         shell_is_gone(link, now);
     const char *reason = nullptr;
@@ -312,6 +334,8 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
         reason = move_all(link, now);
     if (!reason && awaits_hello(link) && now >= link->hello_by)
         reason = give_up_hello(link, now);
+    if (!reason && now >= idle_deadline(link))
+        reason = dismiss_idle(link, now);
     if (!reason)
         nudge_server(link, now);
     if (!reason && link->shell_ended && relay_requests_done(&link->session))
@@ -350,7 +374,9 @@ int64_t connection_deadline(const connection *link)
     /* What the command left in its pipe is to be read without waiting. */
     if (link->server.pid == 0 && !link->server_ended && relay_server_wanted(&link->session))
         return 0;
-    int64_t deadline = link->give_up == 0 ? INT64_MAX : link->give_up;
+    int64_t deadline = idle_deadline(link);
+    if (link->give_up != 0 && link->give_up < deadline)
+        deadline = link->give_up;
     if (link->nudge != 0 && link->nudge < deadline)
         deadline = link->nudge;
     if (awaits_hello(link) && link->hello_by < deadline)

@@ -19,16 +19,18 @@ struct connection {
     descriptor shell;
     transport server;
     relay session;
-    bool shell_ended;  /* it sends no more, but may still read */
-    bool shell_gone;   /* it does not read either */
-    bool server_ended; /* its output is at the end */
-    bool unserved;     /* no command was started for it */
-    size_t polled;     /* entries of the last connection_poll() */
-    bool over;         /* only the command is still to be waited for */
-    int64_t give_up;   /* when to stop waiting for the server to take or say more; 0: never */
-    size_t room;       /* bytes that its requests may hold, those that they do included */
-    int64_t hello_by;  /* when the server must have said hello */
-    int64_t nudge;     /* when the server is to be nudged; 0: it is not */
+    bool shell_ended;   /* it sends no more, but may still read */
+    bool shell_gone;    /* it does not read either */
+    bool server_ended;  /* its output is at the end */
+    bool unserved;      /* no command was started for it */
+    size_t polled;      /* entries of the last connection_poll() */
+    bool over;          /* only the command is still to be waited for */
+    int64_t give_up;    /* when to stop waiting for the server to take or say more; 0: never */
+    size_t room;        /* bytes that its requests may hold, those that they do included */
+    int64_t idle_limit; /* milliseconds; 0: none */
+    int64_t idle_from;  /* when the shell last asked, or waited for an answer */
+    int64_t hello_by;   /* when the server must have said hello */
+    int64_t nudge;      /* when the server is to be nudged; 0: it is not */
     std::unique_ptr<connection> next;
 };
 

@@ -21,6 +21,9 @@ const char gateway_help[] =
     "                   hold so much of all shells' requests together (536870912)\n"
     "  --hello-timeout SECONDS\n"
     "                   how long the server may take to say hello (60)\n"
+    "  --idle-timeout SECONDS\n"
+    "                   close a shell that asks nothing for so long; without this\n"
+    "                   option none is\n"
     "  --help           print this text\n"
     "\n"
     "SIGTERM or SIGINT ends the gateway and all its sessions.\n";
@@ -46,7 +49,7 @@ const char *option_value(char *const arguments[], int *at, const char *name)
     return arguments[*at];
 }
 
-/* An option with a decimal number, none of which is 0. */
+/* An option with a decimal number, which may not be 0. */
 struct number_option {
     const char *name;
     uint32_t gateway_options::*field;
@@ -61,6 +64,8 @@ const number_option number_options[] = {
      "--max-buffered takes a number from 1 to 4294967295"},
     {"--hello-timeout", &gateway_options::hello_timeout, 86400,
      "--hello-timeout takes a number from 1 to 86400"},
+    {"--idle-timeout", &gateway_options::idle_timeout, 86400,
+     "--idle-timeout takes a number from 1 to 86400"},
 };
 
 /* 0 for what is no number from 1 to most. */

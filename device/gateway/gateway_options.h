@@ -10,6 +10,7 @@ struct gateway_options {
     bool help;              /* nothing else matters then */
     uint32_t max_shells;    /* that are served at a time */
     uint32_t max_buffered;  /* bytes of requests that are held for all shells together */
+    uint32_t idle_timeout;  /* seconds that a shell may ask nothing; 0: as long as it likes */
     uint32_t hello_timeout; /* seconds that a server may take to say hello */
     char *const *command;   /* null-terminated; points into the arguments */
 };

@@ -12,6 +12,7 @@
 
 #include "device/gateway/copy_request.h"
 #include "device/gateway/hello.h"
+#include "device/gateway/notice.h"
 #include "device/gateway/report.h"
 
 namespace
@@ -114,6 +115,7 @@ const char *pass_request(relay *session)
     if (session->request_kind == message_create_session)
         return answer_create_session(session);
     byte_buffer request = frame_reader_take(&session->request);
+    ++session->unanswered;
     return session->request_kind == message_copy_config ? pass_copy(session, &request)
                                                         : send_to_server(session, &request);
 }
@@ -204,6 +206,15 @@ bool take_copy_answer(relay *session)
     return passes;
 }
 
+void pass_message(relay *session)
+{
+    const byte_buffer *message = &session->message;
+    if (session->unanswered > 0 &&
+        message_head_read(message->data.get(), message->size).kind == message_rpc_reply)
+        --session->unanswered;
+    send_to_shell(session, &session->message);
+}
+
 /* The server's current message is complete. */
 const char *take_message(relay *session)
 {
@@ -220,7 +231,7 @@ const char *take_message(relay *session)
         }
     }
     if (copy_exchange_idle(&session->copy) || take_copy_answer(session))
-        send_to_shell(session, &session->message);
+        pass_message(session);
     return nullptr;
 }
 
@@ -263,13 +274,24 @@ const char *advance_messages(relay *session, bool *moved)
     return nullptr;
 }
 
+const char *send_closed_notice(relay *session)
+{
+    byte_buffer notice{};
+    if (!closed_notice_write(session->refusal, time(nullptr), &notice))
+        return "out of memory";
+    send_to_shell(session, &notice);
+    return nullptr;
+}
+
 /* The request stays complete, so that no other one is taken. */
 const char *advance_refusal(relay *session)
 {
-    if (!session->request_complete || session->refusal_told || !outgoing_idle(&session->to_shell))
+    const bool due = session->refusal_unasked || session->request_complete;
+    if (!due || session->refusal_told || !outgoing_idle(&session->to_shell))
         return nullptr;
     session->refusal_told = true;
-    return answer_with_failure(session, session->refusal);
+    return session->refusal_unasked ? send_closed_notice(session)
+                                    : answer_with_failure(session, session->refusal);
 }
 
 } // namespace
@@ -280,6 +302,17 @@ void relay_refuse(relay *session, const char *reason)
     session->input_from = session->input_to;
     outgoing_drop(&session->to_server);
     frame_reader_discard(&session->request);
+}
+
+void relay_dismiss(relay *session, const char *reason)
+{
+    relay_refuse(session, reason);
+    session->refusal_unasked = true;
+}
+
+bool relay_owes_answer(const relay *session)
+{
+    return session->request_complete || session->unanswered > 0;
 }
 
 const char *relay_advance(relay *session)

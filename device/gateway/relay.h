@@ -37,9 +37,11 @@ struct relay {
     uint8_t nudges;        /* bytes of the next chunk header that are out already */
     bool request_complete; /* request holds a whole frame ... */
     message_kind request_kind;
-    bool edits_running;  /* the server takes edits of running, as a whole or not at all */
-    const char *refusal; /* why no request is served any more; null while they are */
-    bool refusal_told;   /* the answer to a request says so */
+    bool edits_running;   /* the server takes edits of running, as a whole or not at all */
+    const char *refusal;  /* why no request is served any more; null while they are */
+    bool refusal_unasked; /* it is told without waiting for a request */
+    bool refusal_told;    /* that is on its way or out */
+    size_t unanswered;    /* requests that the server has got and not replied to */
     uint32_t session_id;
     uint16_t sequence; /* of the next frame to the shell */
     frame_reader request;
@@ -62,6 +64,12 @@ const char *relay_advance(relay *session);
  * already, is answered with an error that gives the reason, a static text, and
  * nothing more is taken. Call relay_advance() after it. */
 void relay_refuse(relay *session, const char *reason);
+
+/* The same, but the reason is told at once, as a notification. */
+void relay_dismiss(relay *session, const char *reason);
+
+/* True while the shell waits for an answer, as far as the gateway knows. */
+bool relay_owes_answer(const relay *session);
 
 /* How many bytes of the shell the relay takes now; 0: none. */
 size_t relay_shell_want(const relay *session);

@@ -1,7 +1,9 @@
 """What tarnd-gateway lets shells and servers hold, and for how long."""
 
+import re
 import resource
 import shutil
+import signal
 import tempfile
 
 import pytest
@@ -17,6 +19,7 @@ CREATE_SESSION = (
 )
 TOO_MANY = "the gateway serves no more shells (--max-shells)"
 NO_ROOM = "the gateway has no room for the request now (--max-buffered)"
+IDLE = "the shell has asked nothing for too long (--idle-timeout)"
 NO_HELLO = "the server has not said hello in time (--hello-timeout)"
 
 
@@ -242,3 +245,42 @@ def test_a_refused_shell_s_request_is_read_and_not_held(bench):
     assert extra.receive() == failure(TOO_MANY)
     assert extra.at_end()
     assert bench.gateway.peak_memory() < 24 << 20
+
+
+# Idle shells
+
+
+def idle_notice(message):
+    """True for the notification that an idle shell gets."""
+    return re.fullmatch(
+        rb'<notification xmlns="urn:ietf:params:xml:ns:netconf:notification:1.0">'
+        rb"<eventTime>\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ</eventTime>"
+        rb'<session-closed xmlns="urn:vandel:tarnd-gateway"><reason>%s</reason></session-closed>'
+        rb"</notification>" % re.escape(IDLE.encode()), message)
+
+
+def test_an_idle_shell_is_told_and_closed(bench):
+    bench.start("--idle-timeout=1")
+    shell = bench.gateway.shell()
+    assert idle_notice(shell.receive())
+    assert shell.at_end()
+    bench.gateway.wait_for_log(f"shell 1: closed: {IDLE}\n")
+    wait_for(lambda: bench.gateway.children() == [], "the command was not reaped")
+
+
+def test_a_shell_that_waits_for_its_answer_is_not_idle(bench):
+    bench.start("--idle-timeout=1")
+    # Stopped, so that the request is there when its time begins.
+    bench.gateway.process.send_signal(signal.SIGSTOP)
+    waiting = bench.gateway.shell()
+    waiting.send(b"<rpc/>")
+    bench.gateway.process.send_signal(signal.SIGCONT)
+    peer = bench.host.accept()
+    assert idle_notice(bench.gateway.shell().receive())
+    peer.greet()
+    assert peer.request() == b"<rpc/>"
+    assert idle_notice(bench.gateway.shell().receive())
+    reply = b'<rpc-reply xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><ok/></rpc-reply>'
+    peer.send(reply)
+    assert waiting.receive() == reply
+    assert idle_notice(waiting.receive())

@@ -6,6 +6,8 @@
 
 #include <string>
 
+#include "support/relay_bench.h"
+
 namespace
 {
 
@@ -34,11 +36,28 @@ struct connection_bench {
     void connect()
     {
         int ends[2];
-        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends), 0);
+        ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
         shell = descriptor(ends[0]);
         link = connection_start(descriptor(ends[1]), 1, &options, start);
         ASSERT_TRUE(link);
         serve(start);
+    }
+
+    /* Waits for the hello, which comes at the start. */
+    void greet()
+    {
+        while (!link->session.hello_received)
+            turn(start);
+    }
+
+    /* The shell asks; the server does not answer. */
+    void ask(int64_t now)
+    {
+        const std::string request = frame("<rpc/>");
+        ASSERT_EQ(send(shell.number, request.data(), request.size(), 0),
+                  static_cast<ssize_t>(request.size()));
+        while (link->session.unanswered == 0)
+            turn(now);
     }
 
     void serve(int64_t now)
@@ -71,6 +90,8 @@ const char greets[] =
     "<capability>urn:ietf:params:netconf:base:1.0</capability></capabilities>"
     "<session-id>7</session-id></hello>]]>]]>'; exec cat >/dev/null";
 
+constexpr char idle_too_long[] = "the shell has asked nothing for too long (--idle-timeout)";
+
 } // namespace
 
 TEST(gateway_connection, a_server_may_say_hello_till_its_time_is_over)
@@ -95,10 +116,55 @@ TEST(gateway_connection, after_the_hello_nothing_has_to_come)
 {
     connection_bench test(greets);
     test.connect();
-    while (!test.link->session.hello_received)
-        test.turn(start);
+    test.greet();
     EXPECT_EQ(connection_deadline(test.link.get()), INT64_MAX);
     test.serve(start + 60000);
     EXPECT_EQ(test.link->session.refusal, nullptr);
     EXPECT_FALSE(test.link->over);
+}
+
+TEST(gateway_connection, a_shell_that_asks_nothing_is_told_and_closed)
+{
+    connection_bench test(greets);
+    test.options.idle_timeout = 10;
+    test.connect();
+    test.greet();
+    EXPECT_EQ(connection_deadline(test.link.get()), start + 10000);
+    test.serve(start + 9999);
+    EXPECT_FALSE(test.link->over);
+    test.serve(start + 10000);
+    EXPECT_TRUE(test.link->over) << "the notice went out at once";
+    char bytes[1024];
+    const ssize_t size = recv(test.shell.number, bytes, sizeof bytes, 0);
+    ASSERT_GT(size, 12);
+    const std::string notice(bytes + 12, static_cast<size_t>(size) - 12);
+    EXPECT_NE(notice.find(std::string("<reason>") + idle_too_long + "</reason>"),
+              std::string::npos);
+    EXPECT_EQ(recv(test.shell.number, bytes, sizeof bytes, 0), 0) << "closed";
+}
+
+TEST(gateway_connection, a_shell_that_waits_for_an_answer_is_not_idle)
+{
+    connection_bench test(greets);
+    test.options.idle_timeout = 10;
+    test.connect();
+    test.greet();
+    test.ask(start + 9000);
+    EXPECT_EQ(connection_deadline(test.link.get()), INT64_MAX);
+    test.serve(start + 70000);
+    EXPECT_EQ(test.link->session.refusal, nullptr);
+    test.link->session.unanswered = 0;
+    EXPECT_EQ(connection_deadline(test.link.get()), start + 80000);
+}
+
+TEST(gateway_connection, half_a_request_is_none)
+{
+    connection_bench test(greets);
+    test.options.idle_timeout = 10;
+    test.connect();
+    test.greet();
+    ASSERT_EQ(send(test.shell.number, frame("<rpc/>").data(), 15, 0), 15);
+    while (test.link->session.request.body.size == 0)
+        test.turn(start + 9000);
+    EXPECT_EQ(connection_deadline(test.link.get()), start + 10000);
 }

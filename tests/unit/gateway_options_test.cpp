@@ -87,6 +87,7 @@ TEST(gateway_options, numbers)
     EXPECT_EQ(none.options.max_shells, 32U);
     EXPECT_EQ(none.options.max_buffered, 536870912U);
     EXPECT_EQ(none.options.hello_timeout, 60U);
+    EXPECT_EQ(none.options.idle_timeout, 0U);
     const parsed joined = parse({"--max-shells=1", "--listen", "x", "--", "cat"});
     EXPECT_EQ(joined.reason, "");
     EXPECT_EQ(joined.options.max_shells, 1U);
@@ -111,6 +112,10 @@ TEST(gateway_options, what_is_no_number)
     }
     EXPECT_EQ(parse({"--max-buffered=4294967296"}).reason,
               "--max-buffered takes a number from 1 to 4294967295");
+    const parsed idle = parse({"--idle-timeout=86400", "--listen", "x", "--", "cat"});
+    EXPECT_EQ(idle.reason, "");
+    EXPECT_EQ(idle.options.idle_timeout, 86400U);
+    EXPECT_EQ(parse({"--idle-timeout=0"}).reason, "--idle-timeout takes a number from 1 to 86400");
     EXPECT_EQ(parse({"--hello-timeout=86401"}).reason,
               "--hello-timeout takes a number from 1 to 86400");
     EXPECT_EQ(parse({"--max-shells"}).reason, "--max-shells takes a number from 1 to 10000");

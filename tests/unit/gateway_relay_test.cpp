@@ -203,6 +203,33 @@ TEST(gateway_relay, a_request_is_held_until_the_server_has_taken_it)
     EXPECT_EQ(relay_held(test.session.get()), 0U);
 }
 
+TEST(gateway_relay, an_answer_is_owed_until_the_reply)
+{
+    const std::string reply = "<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"/>";
+    relay_bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_FALSE(relay_owes_answer(test.session.get()));
+    EXPECT_EQ(test.shell_sends(frame("<rpc/>")), "");
+    EXPECT_TRUE(relay_owes_answer(test.session.get())) << "it waits for the hello";
+    EXPECT_EQ(test.server_sends(server_hello_text("1.0", "")), "");
+    EXPECT_EQ(test.to_server(), "<rpc/>]]>]]>");
+    EXPECT_EQ(test.shell_sends(frame("<rpc/>", 1)), "");
+    EXPECT_EQ(test.to_server(), "<rpc/>]]>]]>");
+    for (const char *message : {"<notification/>", reply.c_str()}) {
+        EXPECT_EQ(test.server_sends(message + "]]>]]>"s), "");
+        EXPECT_NE(test.to_shell(), "");
+        EXPECT_TRUE(relay_owes_answer(test.session.get())) << message;
+    }
+    EXPECT_EQ(test.server_sends(reply + "]]>]]>"), "");
+    EXPECT_FALSE(relay_owes_answer(test.session.get()));
+    EXPECT_NE(test.to_shell(), "");
+    EXPECT_EQ(test.server_sends(reply + "]]>]]>"), "") << "one that nobody has asked for";
+    EXPECT_NE(test.to_shell(), "");
+    EXPECT_FALSE(relay_owes_answer(test.session.get()));
+    EXPECT_EQ(test.shell_sends(frame(create_session + '\0')), "");
+    EXPECT_FALSE(relay_owes_answer(test.session.get())) << "answered here";
+}
+
 TEST(gateway_relay, nothing_is_taken_from_a_side_while_the_other_does_not_read)
 {
     relay_bench test;
