@@ -13,6 +13,7 @@
 #include "shell/args.h"
 #include "shell/session.h"
 #include "shell/text.h"
+#include "terminal_text.h"
 
 namespace
 {
@@ -37,6 +38,29 @@ struct layout {
     size_t rows;
     size_t *width; // columns of them
 };
+
+// Turns a masked name into what is shown of it; returns the length of that.
+size_t show_name(char *name)
+{
+    args_restore(name);
+    const size_t shown = terminal_text_clean(name, strlen(name));
+    name[shown] = '\0';
+    return shown;
+}
+
+// What is shown of a name, in its colour.
+heap_text coloured_name(const char *name, unsigned color_class)
+{
+    heap_text text = text_copy(name);
+    if (!text)
+        return nullptr;
+    show_name(text.get());
+    const char *code = class_codes[color_class];
+    if (*code == '\0')
+        return text;
+    return text_concat(
+        {left_marker, code, right_marker, text.get(), left_marker, reset_code, right_marker});
+}
 
 // Grows the entry's name by a text; 0 or -1.
 int append_name(listing_entry *entry, std::string_view text)
@@ -126,11 +150,11 @@ void choose_layout(const listing_state *listing, layout *plan)
 
 void print_entry(listing_entry *entry)
 {
-    args_restore(entry->name);
     if (entry->color_class == merged_class) {
         fputs(entry->name, stdout);
         return;
     }
+    entry->length = show_name(entry->name);
     printf("%s%s%s%s%s%s%s", left_marker, class_codes[entry->color_class], right_marker,
            entry->name, left_marker, reset_code, right_marker);
 }
@@ -195,14 +219,15 @@ int listing_add(const char *name, unsigned color_class)
 
 listing_entry *listing_merge(listing_entry *previous, const char *name, unsigned color_class)
 {
-    if (previous == nullptr)
-        return add_entry(name, color_class);
+    if (previous == nullptr) {
+        listing_entry *entry = add_entry(name, color_class);
+        if (entry != nullptr)
+            entry->length = show_name(entry->name);
+        return entry;
+    }
     if (name == nullptr || color_class >= merged_class)
         return nullptr;
-    const char *code = class_codes[color_class];
-    const heap_text text = *code == '\0' ? text_copy(name)
-                                         : text_concat({left_marker, code, right_marker, name,
-                                                        left_marker, reset_code, right_marker});
+    const heap_text text = coloured_name(name, color_class);
     if (!text || append_name(previous, text.get()) != 0)
         return nullptr;
     previous->color_class = merged_class;

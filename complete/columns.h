@@ -4,8 +4,10 @@
 // it. Entries are sorted by name and laid out column by column in the width
 // that the environment variable COLUMNS gives (80 without it), each in the
 // colour of its class (0 to 10). Names are masked (schema/masking.h) and shown
-// unmasked. int results are 0, or -1 when memory runs out or an entry is
-// refused, and then the listing is as it was.
+// unmasked, with a '?' for what a terminal would obey (terminal_text.h). The
+// layout goes by the bytes of the names as they were given. int results are 0,
+// or -1 when memory runs out or an entry is refused, and then the listing is as
+// it was.
 #ifndef VANDEL_COMPLETE_COLUMNS_H
 #define VANDEL_COMPLETE_COLUMNS_H
 

@@ -76,7 +76,9 @@ void print_commands(tinyrl *editor, const match_list *list, size_t commands)
 {
     tinyrl_crlf(editor);
     if (list->count == 1 && commands == 0) {
-        tinyrl_printf(editor, "  %s\n", list->entry[0]);
+        tinyrl_printf(editor, "  ");
+        tinyrl_print_safe(editor, list->entry[0], 0);
+        tinyrl_crlf(editor);
         return;
     }
     const size_t width = match_list_width(list);

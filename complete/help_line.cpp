@@ -6,7 +6,10 @@
 
 void help_line_print(tinyrl *editor, size_t width, const char *name, const char *help)
 {
-    tinyrl_printf(editor, "  %-*s    %s", print_width(width), name, help != nullptr ? help : "");
+    tinyrl_printf(editor, "  ");
+    tinyrl_print_safe(editor, name, width);
+    tinyrl_printf(editor, "    ");
+    tinyrl_print_safe(editor, help != nullptr ? help : "", 0);
     tinyrl_crlf(editor);
 }
 

@@ -6,7 +6,8 @@
 
 struct tinyrl;
 
-// Writes "  name    help" with the name padded to width; null is no help.
+// Writes "  name    help", both as tinyrl_print_safe shows them, with the name
+// padded to width; null is no help.
 void help_line_print(tinyrl *editor, size_t width, const char *name, const char *help);
 
 // A width in bytes as printf takes it.

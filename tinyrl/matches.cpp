@@ -1,6 +1,5 @@
 /* Candidates for the word before the cursor: inserting what they share, and
  * listing them in columns below the line. */
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <strings.h>
@@ -54,13 +53,11 @@ void tinyrl_display_matches(struct tinyrl *editor, char *const *matches, size_t 
     tinyrl_check(matches != nullptr, "matches", "tinyrl.c", "tinyrl_display_matches");
     auto width = static_cast<size_t>(terminal_get_width(editor->terminal));
     size_t columns = longest < width ? (width + 1) / (longest + 1) : 1;
-    int padding = longest < INT_MAX ? static_cast<int>(longest) : INT_MAX;
     for (size_t i = 0; i < count; i++) {
         bool is_last_column = i % columns == columns - 1;
-        if (is_last_column) {
-            tinyrl_printf(editor, "%s", matches[i]);
-        } else {
-            tinyrl_printf(editor, "%-*s ", padding, matches[i]);
+        tinyrl_print_safe(editor, matches[i], is_last_column ? 0 : longest);
+        if (!is_last_column) {
+            tinyrl_printf(editor, " ");
         }
         if (is_last_column || i == count - 1) {
             tinyrl_crlf(editor);

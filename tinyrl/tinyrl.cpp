@@ -8,7 +8,9 @@
 
 #include <cstdarg>
 #include <cstdlib>
+#include <cstring>
 
+#include "terminal_text.h"
 #include "tinyrl/checks.h"
 #include "tinyrl/editor.h"
 #include "tinyrl/memory.h"
@@ -102,6 +104,24 @@ int tinyrl_printf(struct tinyrl *editor, const char *format, ...)
     int written = terminal_vprintf(editor->terminal, format, arguments);
     va_end(arguments);
     return written;
+}
+
+void tinyrl_print_safe(struct tinyrl *editor, const char *text, size_t width)
+{
+    size_t left = strlen(text);
+    size_t written = 0;
+    while (left > 0) {
+        bool safe = false;
+        size_t length = terminal_text_next(text, left, &safe);
+        size_t shown = safe ? length : 1;
+        terminal_write(editor->terminal, safe ? text : "?", shown);
+        text += length;
+        left -= length;
+        written += shown;
+    }
+    for (; written < width; written++) {
+        terminal_write(editor->terminal, " ", 1);
+    }
 }
 
 void tinyrl_ding(struct tinyrl *editor)

@@ -94,11 +94,15 @@ void tinyrl_crlf(struct tinyrl *editor);
 int tinyrl_printf(struct tinyrl *editor, const char *format, ...)
     __attribute__((format(printf, 2, 3)));
 
+/* Writes text with a '?' for each character that a terminal would obey or not
+ * show (terminal_text.h), then blanks up to width bytes in all. */
+void tinyrl_print_safe(struct tinyrl *editor, const char *text, size_t width);
+
 /* Rings the bell and flushes. */
 void tinyrl_ding(struct tinyrl *editor);
 
-/* Lists count candidates in columns, in their order, row by row; longest is the
- * length of the longest of them. */
+/* Lists count candidates in columns, in their order, row by row, as
+ * tinyrl_print_safe shows them; longest is the length of the longest of them. */
 void tinyrl_display_matches(struct tinyrl *editor, char *const *matches, size_t count,
                             size_t longest);
 

@@ -274,6 +274,26 @@ TEST_F(columns_test, masked_characters_are_restored)
     EXPECT_EQ(printed(), "\033[01;36ml[k='a b[]=,']\033[0m\n");
 }
 
+TEST_F(columns_test, what_a_terminal_would_obey_is_a_question_mark)
+{
+    start(80);
+    listing_add("a\xc2\x9b"
+                "2J\n",
+                2);
+    listing_add("b\033[2J", 1);
+    // The columns are as wide as the names' bytes.
+    EXPECT_EQ(printed(), "\033[01;36ma?2J?\033[0m   \033[01;34mb?[2J\033[0m\n");
+}
+
+TEST_F(columns_test, a_merged_entry_keeps_its_own_colours_only)
+{
+    start(80);
+    listing_entry *item = listing_merge(nullptr, "\033(", 7);
+    listing_merge(item, "a\033[2J\x03", 1);
+    listing_merge(item, "\x9b)", 7);
+    EXPECT_EQ(printed(), "?(\033[01;34ma?[2J \033[0m?)\n");
+}
+
 TEST_F(columns_test, names_are_no_formats)
 {
     start(80);

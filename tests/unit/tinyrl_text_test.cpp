@@ -309,6 +309,18 @@ TEST(tinyrl_matches, candidates_are_no_formats)
     EXPECT_EQ("%s %n %d \n", listed(20, {"%s", "%n", "%d"}, 2));
 }
 
+TEST(tinyrl_matches, what_a_terminal_would_obey_is_listed_as_question_marks)
+{
+    EXPECT_EQ("a?[2J ?     a?2J?\n",
+              listed(18, {"a\033[2J", "\xc2\x9b", "a\x9b\x32J\xe2\x80\xae"}, 5));
+}
+
+TEST(tinyrl_matches, what_is_inserted_keeps_its_bytes)
+{
+    std::string drawn;
+    EXPECT_EQ("a\033[2J\xc2\x9b", completed("a", {"a\033[2J\xc2\x9b"}, &drawn));
+}
+
 TEST(tinyrl_matches, an_empty_list_completes_nothing)
 {
     std::string drawn;
