@@ -5,8 +5,8 @@
 #include <string>
 #include <string_view>
 
-/* Shows control characters, which a terminal would obey, and bytes that are no
- * UTF-8 as '?'. */
+/* Shows characters that a terminal would obey or not show (terminal_text.h), and
+ * bytes that are not UTF-8, as '?'. */
 std::string printable_text(std::string_view text);
 
 /* Folds each run of white space to one blank and drops it at both ends; the

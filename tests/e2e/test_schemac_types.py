@@ -97,6 +97,24 @@ def test_descriptions(server, run, write, description, help_text):
     assert server.content()["/m"]["c"] == node(CONTAINER, help_text=help_text)
 
 
+# What turns the direction of a line, separates lines or is not seen.
+UNSEEN = ("\u00ad\u061c\u180e\u200b\u200f\u2028\u202e\u2060\u2066\u206f\ufeff\ufff9\ufffb"
+          "\U000e0001\U000e007f")
+
+
+@pytest.mark.parametrize("odd", ["\u009b\u0080\u007f", UNSEEN], ids=["controls", "unseen"])
+def test_no_part_of_a_help_text_steers_a_terminal(server, run, write, odd):
+    shown = "?" * len(odd)
+    write("m", f"""
+      leaf a {{ type string; description "D{odd}"; units "u{odd}"; default "d{odd}"; }}
+      leaf b {{ type enumeration {{ enum "e{odd}"; enum "f"; }} }}""")
+    good(run("m"))
+    assert server.content()["/m"] == {
+        "a": node(LEAF, True, "string", f"D{shown} [string, units u{shown}, default d{shown}]"),
+        "b": node(LEAF, True, "enumeration", f"[enumeration: e{shown} | f]"),
+    }
+
+
 def test_description_and_bracket(server, run, write):
     write("m", """
       leaf a { type string; description "Some
