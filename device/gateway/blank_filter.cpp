@@ -7,6 +7,10 @@
 
 #include <cstring>
 
+#include "bounded.h"
+#include "code_point.h"
+#include "device/gateway/xml_characters.h"
+
 namespace
 {
 
@@ -70,12 +74,75 @@ filter_result emit(filter_pass *pass, const char *data, size_t size)
     }
 }
 
-/* Copies the input up to stop. */
-filter_result keep(filter_pass *pass, const char *stop)
+/* A character of names cannot be written in another way. */
+filter_result emit_control(filter_pass *pass, uint32_t code)
+{
+    const uint8_t state = pass->filter->state;
+    if (state == start_tag || state == end_tag)
+        return filter_forbidden;
+    const bool splits = state == cdata;
+    char reference[32];
+    const int size = sprintf_s(reference, sizeof reference, "%s&#x%X;%s", splits ? "]]>" : "",
+                               static_cast<unsigned>(code), splits ? "<![CDATA[" : "");
+    return emit(pass, reference, static_cast<size_t>(size));
+}
+
+/* Passes what xml_find_odd found; a character that the input ends in has to wait. */
+filter_result pass_odd(filter_pass *pass, const char *stop)
+{
+    blank_filter *filter = pass->filter;
+    const auto size = static_cast<size_t>(stop - pass->at);
+    if (stop == pass->end && xml_begins_character(pass->at, size)) {
+        memcpy_s(filter->partial, sizeof filter->partial, pass->at, size);
+        filter->partial_size = static_cast<uint8_t>(size);
+        pass->at = stop;
+        return filter_ok;
+    }
+    uint32_t code;
+    const size_t length = xml_control_read(pass->at, size, &code);
+    if (length == 0)
+        return filter_forbidden;
+    pass->at += length;
+    return emit_control(pass, code);
+}
+
+/* Copies the input up to stop, whose characters are known to pass. */
+filter_result keep_plain(filter_pass *pass, const char *stop)
 {
     const char *from = pass->at;
     pass->at = stop;
     return emit(pass, from, static_cast<size_t>(stop - from));
+}
+
+/* Copies the input up to stop, as far as its characters pass. */
+filter_result keep(filter_pass *pass, const char *stop)
+{
+    filter_result result = filter_ok;
+    while (result == filter_ok && pass->at < stop) {
+        result = keep_plain(pass, xml_find_odd(pass->at, stop));
+        if (result == filter_ok && pass->at < stop)
+            result = pass_odd(pass, stop);
+    }
+    return result;
+}
+
+/* Goes on with the character that the last input ended in. */
+filter_result keep_partial(filter_pass *pass)
+{
+    blank_filter *filter = pass->filter;
+    const size_t length = code_point_length(filter->partial[0]);
+    while (filter->partial_size < length) {
+        if (pass->at == pass->end)
+            return filter_ok;
+        filter->partial[filter->partial_size++] = *pass->at++;
+        if (filter->partial_size < length &&
+            !xml_begins_character(filter->partial, filter->partial_size))
+            return filter_forbidden;
+    }
+    filter->partial_size = 0;
+    filter_pass character{filter, filter->partial, filter->partial + length, pass->out,
+                          pass->limit};
+    return keep(&character, character.end);
 }
 
 /* The first byte at or after from, or the end of the input. */
@@ -153,12 +220,12 @@ filter_result pass_text(filter_pass *pass)
 {
     blank_filter *filter = pass->filter;
     const char *stop = find_byte(pass, pass->at, '<');
-    if (!filter->has_text && !is_all_blank(pass->at, static_cast<size_t>(stop - pass->at))) {
-        if (filter->depth == 0)
-            return filter_malformed;
+    const bool blank = is_all_blank(pass->at, static_cast<size_t>(stop - pass->at));
+    if (!blank && filter->depth == 0)
+        return filter_malformed;
+    if (!blank)
         filter->has_text = true;
-    }
-    const filter_result result = keep(pass, stop);
+    const filter_result result = blank ? keep_plain(pass, stop) : keep(pass, stop);
     if (pass->at < pass->end) {
         ++pass->at;
         filter->state = markup;
@@ -258,9 +325,10 @@ filter_result pass_until_closed(filter_pass *pass, char closing, uint8_t count, 
         else if (filter->matched < count)
             ++filter->matched;
     }
+    const filter_result result = keep(pass, at);
     if (*ended)
         filter->state = text;
-    return keep(pass, at);
+    return result;
 }
 
 bool is_declaration(const blank_filter *filter, const byte_buffer *out)
@@ -300,7 +368,7 @@ filter_result pass_instruction(filter_pass *pass)
 
 filter_result close_start_tag(filter_pass *pass)
 {
-    const filter_result result = keep(pass, pass->at + 1);
+    const filter_result result = keep_plain(pass, pass->at + 1);
     if (result != filter_ok)
         return result;
     const bool is_empty = pass->out->data.get()[pass->out->size - 2] == '/';
@@ -324,27 +392,31 @@ filter_result pass_start_tag(filter_pass *pass)
         return close_start_tag(pass);
     pass->filter->quote = *at;
     pass->filter->state = quoted_value;
-    return keep(pass, at + 1);
+    return keep_plain(pass, at + 1);
 }
 
 filter_result pass_quoted_value(filter_pass *pass)
 {
     const char *stop = find_byte(pass, pass->at, pass->filter->quote);
-    if (stop < pass->end) {
-        ++stop;
+    const bool ends = stop < pass->end;
+    const filter_result result = keep(pass, ends ? stop + 1 : stop);
+    if (ends)
         pass->filter->state = start_tag;
-    }
-    return keep(pass, stop);
+    return result;
 }
 
 filter_result pass_end_tag(filter_pass *pass)
 {
     const char *stop = find_byte(pass, pass->at, '>');
-    if (memchr(pass->at, '<', static_cast<size_t>(stop - pass->at)))
+    const void *open = memchr(pass->at, '<', static_cast<size_t>(stop - pass->at));
+    if (open)
+        stop = static_cast<const char *>(open);
+    const bool closes = stop < pass->end && *stop == '>';
+    const filter_result result = keep(pass, closes ? stop + 1 : stop);
+    if (result != filter_ok || stop == pass->end)
+        return result;
+    if (!closes)
         return filter_malformed;
-    if (stop == pass->end)
-        return keep(pass, stop);
-    const filter_result result = keep(pass, stop + 1);
     --pass->filter->depth;
     begin_interval(pass->filter, pass->out, false);
     return result;
@@ -364,6 +436,11 @@ filter_result blank_filter_feed(blank_filter *filter, const char *data, size_t s
                                 byte_buffer *out, size_t limit)
 {
     filter_pass pass{filter, data, data + size, out, limit};
+    if (filter->partial_size > 0) {
+        const filter_result result = keep_partial(&pass);
+        if (result != filter_ok)
+            return result;
+    }
     while (pass.at < pass.end) {
         const filter_result result = state_passes[filter->state](&pass);
         if (result != filter_ok)

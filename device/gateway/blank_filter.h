@@ -8,10 +8,15 @@
  * for byte: tags with their attributes, comments, processing instructions, CDATA
  * sections, and blanks that touch real text or a CDATA section.
  *
- * The filter takes the message in pieces cut anywhere. It checks only what it
- * needs to tell tags from text, so a message that passes is not proven to be
- * well-formed; what it cannot follow is refused, document type declarations
- * (which NETCONF forbids) included. */
+ * Only U+007F to U+009F, which XML allows and a terminal obeys, become character
+ * references. A CDATA section is interrupted for one; in comments and
+ * instructions, where a reference has no meaning, it merely shows what was there.
+ *
+ * The filter takes the message in pieces cut anywhere. It checks each character,
+ * but not what a reference stands for, which nobody here resolves; and of the
+ * markup only what it needs to tell tags from text, so a message that passes is
+ * not proven to be well-formed. What it cannot follow is refused, document type
+ * declarations (which NETCONF forbids) included. */
 #ifndef VANDEL_GATEWAY_BLANK_FILTER_H
 #define VANDEL_GATEWAY_BLANK_FILTER_H
 
@@ -23,21 +28,24 @@
 /* All zero: ready for a message. The interval is what stands between two tags:
  * text, comments, processing instructions and CDATA sections. */
 struct blank_filter {
-    uint8_t state;     /* what the next byte belongs to */
-    uint8_t matched;   /* bytes seen of an opener or closer that has several */
-    char quote;        /* that ends the attribute value */
-    bool after_start;  /* the interval began behind a start tag */
-    bool has_text;     /* the interval holds more than blanks */
-    bool has_asides;   /* the interval holds comments or processing instructions */
-    bool has_root;     /* the root element has begun */
-    size_t depth;      /* elements that are open */
-    size_t interval;   /* where in the output the interval begins */
-    size_t aside_from; /* where in the output the current aside begins */
+    uint8_t state;        /* what the next byte belongs to */
+    uint8_t matched;      /* bytes seen of an opener or closer that has several */
+    uint8_t partial_size; /* bytes of partial */
+    char partial[4];      /* a character that the last piece ended in, as far as it is there */
+    char quote;           /* that ends the attribute value */
+    bool after_start;     /* the interval began behind a start tag */
+    bool has_text;        /* the interval holds more than blanks */
+    bool has_asides;      /* the interval holds comments or processing instructions */
+    bool has_root;        /* the root element has begun */
+    size_t depth;         /* elements that are open */
+    size_t interval;      /* where in the output the interval begins */
+    size_t aside_from;    /* where in the output the current aside begins */
 };
 
 enum filter_result {
     filter_ok,
     filter_malformed, /* not XML that the filter can follow */
+    filter_forbidden, /* a byte or character that XML forbids, or does where it stands */
     filter_too_large, /* the output would pass the limit */
     filter_no_memory,
 };

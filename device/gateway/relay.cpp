@@ -243,6 +243,8 @@ const char *take_message_part(relay *session, const char *data, size_t size)
         return nullptr;
     case filter_malformed:
         return "the server sent something that is not XML";
+    case filter_forbidden:
+        return "the server sent a character that XML forbids";
     case filter_too_large:
         return "a message of the server is too long";
     default:

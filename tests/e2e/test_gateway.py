@@ -307,6 +307,17 @@ def test_replies_arrive_compact(bench):
         b"<c><![CDATA[ <x> ]]></c><!-- > --><e/><?pi > ?></data></rpc-reply>")
 
 
+@VERSIONS
+def test_controls_arrive_as_references(bench, version):
+    shell, peer = bench.session((version,))
+    shell.send(b"<rpc/>")
+    peer.request()
+    peer.send("<rpc-reply><id a='\x7f'>k3\u009b2J</id></rpc-reply>".encode(), size=1)
+    assert shell.receive() == b"<rpc-reply><id a='&#x7F;'>k3&#x9B;2J</id></rpc-reply>"
+    peer.send("<notification>\u0080\u00a0</notification>".encode())
+    assert shell.receive() == "<notification>&#x80;\u00a0</notification>".encode()
+
+
 # Notifications
 
 
@@ -490,9 +501,13 @@ def test_a_shell_that_ends_in_the_middle_of_a_frame(bench, size):
         (hello(1) + MARK + b"garbage" + MARK, "the server sent something that is not XML"),
         (hello(1) + MARK + b"<a>" + MARK,
          "the server sent a message that is no complete XML document"),
+        (hello(1) + MARK + b"<a>\x1b[2J</a>" + MARK,
+         "the server sent a character that XML forbids"),
+        (hello(1) + MARK + b"<a>\x9b2J</a>" + MARK,
+         "the server sent a character that XML forbids"),
     ],
     ids=["prompt", "other hello", "no session", "no version", "marked in 1.1", "chunk size",
-         "garbage", "incomplete"],
+         "garbage", "incomplete", "escape", "no UTF-8"],
 )
 def test_bad_servers(bench, data, reason):
     bench.start()
@@ -500,7 +515,7 @@ def test_bad_servers(bench, data, reason):
     peer = bench.host.accept()
     peer.raw(data)
     assert shell.at_end()
-    assert f"tarnd-gateway: shell 1: closed: {reason}\n" in bench.gateway.log()
+    assert bench.gateway.log().count(f"tarnd-gateway: shell 1: closed: {reason}\n") == 1
     other, other_peer = bench.session()
     other.send(b"<rpc/>")
     assert other_peer.request() == b"<rpc/>"

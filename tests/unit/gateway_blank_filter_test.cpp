@@ -54,6 +54,14 @@ void expect_malformed(const std::string &message)
             << message << " at " << split;
 }
 
+void expect_forbidden(const std::string &message)
+{
+    for (size_t split = 0; split <= message.size(); ++split)
+        ASSERT_EQ(filter_pieces(message, split, message.size(), 1 << 20).result, filter_forbidden)
+            << message << " at " << split;
+    ASSERT_EQ(filter_pieces(message, 1, 1, 1 << 20).result, filter_forbidden) << message;
+}
+
 } // namespace
 
 TEST(gateway_blank_filter, blanks_between_elements_go)
@@ -81,7 +89,6 @@ TEST(gateway_blank_filter, real_text_keeps_its_blanks)
     expect_filtered("<r> <a>\n x\n</a> </r>", "<r><a>\n x\n</a></r>");
     expect_filtered("<a> &#32; </a>", "<a> &#32; </a>");
     expect_filtered("<a>\xC2\xA0 </a>", "<a>\xC2\xA0 </a>");
-    expect_filtered("<a>\v</a>", "<a>\v</a>");
     expect_filtered("<a>x <b/> y</a>", "<a>x <b/> y</a>");
     expect_filtered("<a>]]></a>", "<a>]]></a>");
 }
@@ -182,6 +189,58 @@ TEST(gateway_blank_filter, broken_markup_is_malformed)
     expect_malformed("<a><?x></a>");
     expect_malformed("<!DOCTYPE a [<!ENTITY b \"c\">]><a/>");
     expect_malformed("<a><!ELEMENT b></a>");
+}
+
+TEST(gateway_blank_filter, controls_that_xml_allows_become_references)
+{
+    expect_filtered("<a>k3\xC2\x9B\x32J</a>", "<a>k3&#x9B;2J</a>");
+    expect_filtered("<a b='\x7F' c=\"\xC2\x80\">\xC2\x9F</a>",
+                    "<a b='&#x7F;' c=\"&#x80;\">&#x9F;</a>");
+    expect_filtered("<a> \xC2\x85 </a>", "<a> &#x85; </a>");
+    expect_filtered("<r> <a>x</a>\xC2\x85<b/> </r>", "<r><a>x</a>&#x85;<b/></r>");
+    expect_filtered("<a>~\xC2\xA0\xC3\x9B\xE2\x80\x9B\xF0\x9F\x98\x80</a>",
+                    "<a>~\xC2\xA0\xC3\x9B\xE2\x80\x9B\xF0\x9F\x98\x80</a>");
+}
+
+TEST(gateway_blank_filter, controls_where_references_have_no_meaning)
+{
+    expect_filtered("<a><![CDATA[<\xC2\x9B&]]></a>", "<a><![CDATA[<]]>&#x9B;<![CDATA[&]]></a>");
+    expect_filtered("<a><![CDATA[]]\x7F>]\xC2\x9B]]></a>",
+                    "<a><![CDATA[]]]]>&#x7F;<![CDATA[>]]]>&#x9B;<![CDATA[]]></a>");
+    expect_filtered("<a> <!-- \xC2\x9B --> <?x \x7F?> <b/></a>",
+                    "<a><!-- &#x9B; --><?x &#x7F;?><b/></a>");
+}
+
+TEST(gateway_blank_filter, what_xml_forbids_ends_the_message)
+{
+    for (const char *odd :
+         {"\v", "\x1B", "\x01", "\x9B", "\xC3", "\xC0\x9B", "\xE0\x82\x9B", "\xED\xA0\x80",
+          "\xEF\xBF\xBE", "\xEF\xBF\xBF", "\xF4\x90\x80\x80", "\xF8\x88\x80", "\xE2\x82"}) {
+        const std::string text = odd;
+        expect_forbidden("<a>" + text + "</a>");
+        expect_forbidden("<a>" + std::string(40, 'x') + text + "</a>");
+        expect_forbidden("<a b='" + text + "'/>");
+        expect_forbidden("<a b='1'" + text + "/>");
+        expect_forbidden("<a></a" + text + ">");
+        expect_forbidden("<a><![CDATA[" + text + "]]></a>");
+        expect_forbidden("<a><!--" + text + "--></a>");
+        expect_forbidden("<a><?x" + text + "?></a>");
+    }
+    expect_forbidden(std::string("<a>\0</a>", 8));
+    expect_forbidden("<a></a\x01<");
+}
+
+TEST(gateway_blank_filter, names_hold_no_controls)
+{
+    expect_forbidden("<a\xC2\x9B/>");
+    expect_forbidden("<\xC2\x9B/>");
+    expect_forbidden("<a></a\x7F>");
+}
+
+TEST(gateway_blank_filter, half_a_character_is_no_end)
+{
+    expect_malformed("<a>\xE2\x82");
+    expect_malformed("<a b='\xC2");
 }
 
 TEST(gateway_blank_filter, the_limit_counts_what_is_kept)

@@ -355,6 +355,8 @@ TEST(gateway_relay, a_bad_server_ends_it)
          "the server sent a message that is no complete XML document"},
         {server_hello_text("1.0", "") + "<a/><b/>]]>]]>",
          "the server sent something that is not XML"},
+        {server_hello_text("1.1", "") + chunked("<a>\x1B</a>"),
+         "the server sent a character that XML forbids"},
     };
     for (const auto &bad : cases) {
         relay_bench test;

@@ -1,0 +1,68 @@
+#include "device/gateway/xml_characters.h"
+
+#include "code_point.h"
+
+namespace
+{
+
+constexpr size_t block_size = 16;
+
+bool is_printable(char byte)
+{
+    return byte >= ' ' && byte <= '~';
+}
+
+/* Without an early end, so that the compiler takes all bytes at once. */
+bool is_printable_block(const char *block)
+{
+    bool all = true;
+    for (size_t at = 0; at < block_size; ++at)
+        all &= is_printable(block[at]);
+    return all;
+}
+
+bool is_control(uint32_t code)
+{
+    return code >= 0x7f && code <= 0x9f;
+}
+
+/* The length of the character at data when it passes, otherwise 0. */
+size_t passing_length(const char *data, size_t size)
+{
+    if (is_printable(*data) || *data == '\t' || *data == '\n' || *data == '\r')
+        return 1;
+    uint32_t code;
+    const size_t length = code_point_read(data, size, &code);
+    const bool passes = length > 1 && !is_control(code) && code != 0xfffe && code != 0xffff;
+    return passes ? length : 0;
+}
+
+} // namespace
+
+const char *xml_find_odd(const char *from, const char *stop)
+{
+    while (from < stop) {
+        const auto size = static_cast<size_t>(stop - from);
+        const bool skips = size >= block_size && is_printable_block(from);
+        const size_t length = skips ? block_size : passing_length(from, size);
+        if (length == 0)
+            break;
+        from += length;
+    }
+    return from;
+}
+
+size_t xml_control_read(const char *data, size_t size, uint32_t *code)
+{
+    const size_t length = code_point_read(data, size, code);
+    return length > 0 && is_control(*code) ? length : 0;
+}
+
+bool xml_begins_character(const char *data, size_t size)
+{
+    for (size_t at = 1; at < size; ++at) {
+        if ((static_cast<unsigned char>(data[at]) & 0xC0) != 0x80)
+            return false;
+    }
+    return size < code_point_length(*data);
+}
