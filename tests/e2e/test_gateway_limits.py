@@ -147,7 +147,9 @@ def test_a_flood_of_shells_holds_nothing(bench):
     ["", "printf '<hello'", "printf '%s' \"$0\"", "trap '' TERM; while :; do sleep 1; done"],
     ids=["nothing", "begun", "no mark", "stubborn"])
 def test_a_server_without_a_hello_is_given_up(bench, script):
-    bench.start("--hello-timeout=1", command=["sh", "-c", f"{script}\ncat >/dev/null", hello().decode()])
+    bench.start(
+        "--hello-timeout=1",
+        command=["sh", "-c", f"{script}\ncat >/dev/null; true", hello().decode()])
     shell = bench.gateway.shell()
     assert shell.ask(CREATE_SESSION) == failure(NO_HELLO)
     assert shell.at_end()
@@ -157,7 +159,7 @@ def test_a_server_without_a_hello_is_given_up(bench, script):
 
 
 def test_a_shell_that_asks_nothing_is_closed_without_a_hello_too(bench):
-    bench.start("--hello-timeout=1", command=["sh", "-c", "cat >/dev/null"])
+    bench.start("--hello-timeout=1", command=["sh", "-c", "cat >/dev/null; true"])
     assert bench.gateway.shell().at_end()
     bench.gateway.wait_for_log(f"shell 1: closed: {NO_HELLO}\n")
 
