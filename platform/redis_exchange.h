@@ -8,9 +8,10 @@
 /* How long a connection, and one exchange on it, may take. */
 inline constexpr int redis_patience_ms = 5000;
 
-/* How many bytes a reply may have on its way, and how many elements. No record and
- * no level of a model comes near; a server that goes on is none of ours. */
-inline constexpr size_t redis_reply_limit = 16 << 20;
+/* How many bytes a reply may have on its way, by default 16 MiB, and how many
+ * elements. No record and no level of a model comes near; a server that goes on is
+ * none of ours. */
+inline constexpr size_t redis_reply_limit = VANDEL_REDIS_REPLY_LIMIT;
 inline constexpr int redis_reply_elements_limit = 1 << 18;
 
 /* Sends a command of count words and takes its reply, which the caller gives to
