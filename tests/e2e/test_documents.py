@@ -1,6 +1,7 @@
 """What the documents show is what the programs do: transcripts, commands and options."""
 
 import contextlib
+import glob
 import os
 import re
 import shlex
@@ -185,6 +186,24 @@ def test_the_guide_has_every_message():
     assert len(messages) == len(set(messages))
     assert set(messages) | set(NO_MESSAGES) == printed()
     assert not set(messages) & set(NO_MESSAGES)
+
+
+# A test file, and in brackets after it names of its tests, or pieces of them.
+NAMED = re.compile(r"`(unit|e2e|tests/fuzz)/([\w*]+)`(?: \(((?:[^()`]|`[^`]*`)*)\))?")
+PLACES = {"unit": "unit/{}.cpp", "e2e": "e2e/{}.py", "tests/fuzz": "fuzz/{}*"}
+
+
+@pytest.mark.parametrize("name", ["docs/reliability.md", "docs/security.md"])
+def test_each_promise_names_tests_that_are_there(name):
+    named = NAMED.findall(re.sub(r"\s+", " ", read(name)))
+    assert len(named) > 20
+    for folder, file, cases in named:
+        sources = glob.glob(os.path.join(ROOT, "tests", PLACES[folder].format(file)))
+        assert sources, file
+        text = "".join(read(source) for source in sources)
+        for case in re.findall(r"`([^`]+)`", cases):
+            if re.fullmatch(r"[a-z0-9_…]+", case):
+                assert re.search(case.strip("…").replace("…", r"\w+"), text), (file, case)
 
 
 def test_what_a_scan_of_sources_finds():
