@@ -2,15 +2,13 @@
 
 import re
 import resource
-import shutil
 import signal
-import tempfile
 
 import pytest
-
 from support import valgrind
-from support.gateway import HEADER, MAGIC, Gateway, wait_for
-from support.netconf_peer import PeerHost, hello
+from support.gateway import HEADER, MAGIC, wait_for
+from support.netconf_peer import hello
+from test_gateway import Bench
 
 CREATE_SESSION = (
     b'<rpc xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" '
@@ -40,37 +38,18 @@ def failure(message, message_id=b"5"):
     )
 
 
-class Bench:
+class LimitedBench(Bench):
     """A gateway with the limits under test and hand-played servers behind it."""
 
-    def __init__(self):
-        self.directory = tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
-        self.host = PeerHost(self.directory)
-        self.gateway = None
-
-    def start(self, *options, command=None, prepare=None):
-        self.gateway = Gateway(
-            self.directory, command or self.host.command(), options, prepare=prepare)
-
     def session(self, session_id=7):
-        shell = self.gateway.shell()
-        peer = self.host.accept()
-        peer.greet(session_id)
+        shell, peer = super().session(session_id=session_id)
         assert shell.ask(CREATE_SESSION) == session_reply(session_id)
         return shell, peer
-
-    def stop(self):
-        try:
-            if self.gateway:
-                assert self.gateway.stop() == 0, self.gateway.log()
-        finally:
-            self.host.close()
-            shutil.rmtree(self.directory, ignore_errors=True)
 
 
 @pytest.fixture
 def bench():
-    made = Bench()
+    made = LimitedBench()
     yield made
     made.stop()
 
