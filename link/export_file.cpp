@@ -11,15 +11,18 @@
 namespace
 {
 
+// O_NONBLOCK: a FIFO must not hold the shell up.
+constexpr int write_flags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
+
+constexpr int replace_limit = 100; // somebody who puts files there all the time is refused
+
 // Opens what stands at the path, or makes a file there when the name is free; a
 // descriptor or -1.
-int open_or_make(const char *path, mode_t mode, bool *is_new)
+int open_or_make(const char *path, bool *is_new)
 {
-    // O_NONBLOCK: a FIFO must not hold the shell up.
-    const int flags = O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    const int fd = open(path, flags);
+    const int fd = open(path, write_flags);
     *is_new = fd < 0 && errno == ENOENT;
-    return *is_new ? open(path, flags | O_CREAT | O_EXCL, mode) : fd;
+    return *is_new ? open(path, write_flags | O_CREAT | O_EXCL, S_IRWXU) : fd;
 }
 
 int refuse_unopened()
@@ -53,7 +56,7 @@ int judge_link(const char *path)
 int judge_file(const char *path)
 {
     bool is_new = false;
-    const int fd = open_or_make(path, S_IRWXU, &is_new);
+    const int fd = open_or_make(path, &is_new);
     if (fd < 0)
         return refuse_unopened();
     struct stat status = {};
@@ -73,22 +76,40 @@ bool is_plain_file(const struct stat &status)
     return S_ISREG(status.st_mode) && status.st_nlink <= 1;
 }
 
-// Opens the file that is to be written, empty; a descriptor or -1. One that
-// stands there is replaced, so that nobody else holds it open; its owner does
-// not matter, for some file systems give every file the same one.
-int open_export(const char *path)
+// Removes what stands at the path, when it is a file; 0 or -1.
+int remove_file(const char *path)
 {
     struct stat status = {};
-    if (lstat(path, &status) == 0 && is_plain_file(status))
-        unlink(path);
-    bool is_new = false;
-    const mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
-    const int fd = open_or_make(path, mode, &is_new);
-    if (fd < 0 || is_new)
-        return fd;
+    return lstat(path, &status) == 0 && is_plain_file(status) ? unlink(path) : -1;
+}
+
+// Opens and empties a file that cannot be removed; a descriptor or -1. Its owner does
+// not matter, for some file systems give every file the same one.
+int open_existing(const char *path)
+{
+    const int fd = open(path, write_flags);
+    if (fd < 0)
+        return -1;
+    struct stat status = {};
     if (fstat(fd, &status) == 0 && is_plain_file(status) && ftruncate(fd, 0) == 0)
         return fd;
     close(fd);
+    return -1;
+}
+
+// Opens the file that is to be written, empty; a descriptor or -1. One that stands
+// there is replaced where it can be, so that nobody else holds it open, however
+// often somebody puts one there.
+int open_export(const char *path)
+{
+    const mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
+    for (int i = 0; i < replace_limit; i++) {
+        const int fd = open(path, write_flags | O_CREAT | O_EXCL, mode);
+        if (fd >= 0)
+            return fd;
+        if (errno != EEXIST || remove_file(path) != 0)
+            return open_existing(path);
+    }
     return -1;
 }
 

@@ -344,6 +344,27 @@ TEST_F(export_file_test, what_comes_in_the_way_is_refused_or_replaced)
     }
 }
 
+// Whoever has put a file there may have it open and read it.
+TEST_F(export_file_test, a_file_that_comes_in_the_way_does_not_get_the_text)
+{
+    for (int call = 0; calls_left < 0; call++) {
+        ASSERT_EQ(export_file_clear(path), 0);
+        int planted = -1;
+        before_call = [&] {
+            put(plants[7]);
+            planted = open(path, O_RDONLY | O_CLOEXEC);
+        };
+        calls_left = call;
+        EXPECT_EQ(export_file_write(path, "new"), 0) << "at call " << call;
+        if (calls_left < 0) {
+            char text[8] = {};
+            EXPECT_EQ(read(planted, text, sizeof text), 7);
+            EXPECT_STREQ(text, "planted") << "at call " << call;
+        }
+        close(planted);
+    }
+}
+
 // What comes between any two calls, in place of anything that was there before.
 TEST_F(export_file_test, what_comes_between_two_calls)
 {
