@@ -57,14 +57,22 @@ TEST(terminal_text, control_characters_are_unsafe)
 TEST(terminal_text, what_turns_the_line_or_is_not_seen_is_unsafe)
 {
     expect_unsafe(0xad, 0xad);
+    expect_unsafe(0x34f, 0x34f);
     expect_unsafe(0x61c, 0x61c);
-    expect_unsafe(0x180e, 0x180e);
+    expect_unsafe(0x115f, 0x1160);
+    expect_unsafe(0x17b4, 0x17b5);
+    expect_unsafe(0x180b, 0x180f);
     expect_unsafe(0x200b, 0x200f);
     expect_unsafe(0x2028, 0x202e);
     expect_unsafe(0x2060, 0x206f);
+    expect_unsafe(0x3164, 0x3164);
+    expect_unsafe(0xfe00, 0xfe0f);
     expect_unsafe(0xfeff, 0xfeff);
-    expect_unsafe(0xfff9, 0xfffb);
-    expect_unsafe(0xe0000, 0xe007f);
+    expect_unsafe(0xffa0, 0xffa0);
+    expect_unsafe(0xfff0, 0xfffb);
+    expect_unsafe(0x1bca0, 0x1bca3);
+    expect_unsafe(0x1d173, 0x1d17a);
+    expect_unsafe(0xe0000, 0xe0fff);
 }
 
 TEST(terminal_text, each_byte_that_is_no_utf8_is_unsafe)
