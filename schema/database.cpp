@@ -63,6 +63,7 @@ field_address address_of(std::string_view schema_path)
 int schema_connect()
 {
     session.redis = redis_connect();
+    scrub_registers(); // of the database's password
     redis_select(session.redis, schema_database_number);
     return session.redis != nullptr ? 0 : -1;
 }
