@@ -34,7 +34,7 @@ int emit(piece_sink *sink)
     text_clear(&sink->piece);
     if (failed != 0 && sink->buffer != nullptr)
         log_debug("[DEBUG] buf is not enough!\n");
-    return failed;
+    return failed != 0 ? -1 : 0;
 }
 
 int emit_open(piece_sink *sink, const cmd_node *node)

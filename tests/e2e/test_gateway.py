@@ -54,11 +54,11 @@ COMPACT_NOTIFICATION = NOTIFICATION.replace(b"\n", b"")
 VERSIONS = pytest.mark.parametrize("version", [BASE_1_0, BASE_1_1], ids=["1.0", "1.1"])
 
 
-def session_reply(session_id):
+def session_reply(session_id, message_id=0):
     return (
-        b'<rpc-reply xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" message-id="0">'
+        b'<rpc-reply xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" message-id="%d">'
         b'<session-id xmlns="com:quorvex:netconf:private:vesk:device:tarnd">%d</session-id>'
-        b"</rpc-reply>" % session_id
+        b"</rpc-reply>" % (message_id, session_id)
     )
 
 

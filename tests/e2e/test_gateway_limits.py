@@ -8,7 +8,7 @@ import pytest
 from support import valgrind
 from support.gateway import HEADER, MAGIC, wait_for
 from support.netconf_peer import hello
-from test_gateway import Bench
+from test_gateway import Bench, session_reply
 
 CREATE_SESSION = (
     b'<rpc xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" '
@@ -19,14 +19,6 @@ TOO_MANY = "the gateway serves no more shells (--max-shells)"
 NO_ROOM = "the gateway has no room for the request now (--max-buffered)"
 IDLE = "the shell has asked nothing for too long (--idle-timeout)"
 NO_HELLO = "the server has not said hello in time (--hello-timeout)"
-
-
-def session_reply(session_id):
-    return (
-        b'<rpc-reply xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" message-id="5">'
-        b'<session-id xmlns="com:quorvex:netconf:private:vesk:device:tarnd">%d</session-id>'
-        b"</rpc-reply>" % session_id
-    )
 
 
 def failure(message, message_id=b"5"):
@@ -43,7 +35,7 @@ class LimitedBench(Bench):
 
     def session(self, session_id=7):
         shell, peer = super().session(session_id=session_id)
-        assert shell.ask(CREATE_SESSION) == session_reply(session_id)
+        assert shell.ask(CREATE_SESSION) == session_reply(session_id, 5)
         return shell, peer
 
 
