@@ -55,7 +55,8 @@ class Entrance:
 
     def terminal(self):
         master, slave = pty.openpty()
-        return Victim(self._start((), slave, slave), master, slave)
+        settings = termios.tcgetattr(slave)  # before a shell can change them
+        return Victim(self._start((), slave, slave), master, slave, settings)
 
     def _start(self, arguments, stdin, stdout, env=None):
         # fmt: off
@@ -68,13 +69,13 @@ class Entrance:
 class Victim:
     """A shell that is going to be killed. Everything read so far is in `output`."""
 
-    def __init__(self, process, master=None, slave=None):
+    def __init__(self, process, master=None, slave=None, settings=None):
         self.process = process
         self.pid = process.pid
         self.master, self.slave = master, slave
         self.output, self.errors = b"", b""
         self.ended = os.pidfd_open(process.pid)
-        self.settings = termios.tcgetattr(slave) if slave is not None else None
+        self.settings = settings
         self.reading = process.stdout.fileno() if slave is None else master
         self.seconds = self.queued = 0.0
 
