@@ -90,9 +90,7 @@ class Case:
 
 def choice_text(cases):
     first = next((one for one in cases if one.active), None)
-    inner = " | ".join(
-        f"({one.children.text()}" + (")*" if one is first else ")") for one in cases
-    )
+    inner = " | ".join(f"({one.children.text()}" + (")*" if one is first else ")") for one in cases)
     return f"( {inner} )"
 
 
@@ -174,8 +172,7 @@ def test_random_choices(machine, place, number):
         machine.tarnd.holds(f"<{name}", asking.format(name))
     world = World(held)
     steps = [
-        (word, node, answer(word, node, Children([tree], world)))
-        for word, node in commands(nodes)
+        (word, node, answer(word, node, Children([tree], world))) for word, node in commands(nodes)
     ]
     transcript(machine, [f"cd {name}" for name in way], f"\n{where}$ ", steps)
     bodies = [asking.format(name) for name in world.asked]

@@ -346,7 +346,7 @@ class TestListsInLists:
         item = f"( ({plain(' blackhole')}) | ({blue(' nh')})* )"
         machine.dialogue(
             *go("net", "sys", "vrf", "vrf[name='a \"b\" c']", "route",
-                  "route[dest=10.0.0.0/8,via=fe80::1]"),
+               "route[dest=10.0.0.0/8,via=fe80::1]"),
             (at(self.ROUTE), "ls", row(item, plain("dest"), plain("via"))),
             (at(self.ROUTE), "cd blackhole", NO_CHILD),
             (at(self.ROUTE), "delete blackhole",
@@ -509,11 +509,13 @@ class TestRpcInput:
             (self.AT, "set ext:opt ext:deep", ""),
             (self.AT, "get-config -l job", self.LOCAL),
             (self.AT, "commit", printed_ok(1)),
-            end=at("/net"), env={"COLUMNS": "400"},
+            end=at("/net"),
+            env={"COLUMNS": "400"},
         )
         assert machine.tarnd.requests == [
             '<rpc xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" message-id="1">\r\n'
-            + self.LOCAL.rstrip("\n") + "</rpc>\r\n"
+            + self.LOCAL.rstrip("\n")
+            + "</rpc>\r\n"
         ]
         assert machine.log.texts(DEBUG, ERROR) == []
 

@@ -67,7 +67,7 @@ VALUES = [
     ('"one"', "&quot;one&quot;"),
     ("'one'", "'one'"),
     ('""', "&quot;&quot;"),
-    ("\"it's me\"", "it's me"),
+    ('"it\'s me"', "it's me"),
     ("'say \"hi you\"'", "say &quot;hi you&quot;"),
     ('"a  b   c"', "a  b   c"),
     ('x"y z"', "xy z"),
@@ -155,9 +155,7 @@ def test_a_further_value_of_a_leaf_list_must_be_given(machine):
         ("/$ ", "commit", printed_ok(1)),
     )
     assert machine.tarnd.requests == [box("<tag>a</tag>")]
-    assert machine.log.texts(DEBUG) == [
-        (DEBUG, "[DEBUG] set leaf-list without assigned value\n")
-    ]
+    assert machine.log.texts(DEBUG) == [(DEBUG, "[DEBUG] set leaf-list without assigned value\n")]
 
 
 ENTRIES = [
@@ -268,9 +266,7 @@ class TestPrefixes:
 
     def test_beside_the_namespace_of_a_top_level_leaf(self, machine):
         machine.load(
-            Schema(
-                module("m", "urn:m", leaf("kind", "identityref")), module("ids", "urn:i&d")
-            )
+            Schema(module("m", "urn:m", leaf("kind", "identityref")), module("ids", "urn:i&d"))
         )
         assert committed(machine, "set /m/kind ids:one") == edit_config(
             '<kind xmlns="urn:m" xmlns:ids="urn:i&amp;d">ids:one</kind>'
@@ -329,7 +325,14 @@ def test_the_usage_of_set(machine, line):
 
 @pytest.mark.parametrize(
     "path",
-    ["nothing", "/acme/nothing", "/acme/box/name/x", "..", "/nothing/x", "/acme/box/port[id=1]/none"],
+    [
+        "nothing",
+        "/acme/nothing",
+        "/acme/box/name/x",
+        "..",
+        "/nothing/x",
+        "/acme/box/port[id=1]/none",
+    ],
 )
 def test_a_path_that_leads_nowhere(machine, path):
     machine.dialogue(
@@ -359,7 +362,9 @@ def test_a_node_that_cannot_be_set(machine, typed, resolved):
 
 
 def test_a_module_cannot_be_set(machine):
-    machine.dialogue(("/$ ", "set /acme 1", "error parameter: /acme\r\n"), ("/$ ", "commit", NOTHING))
+    machine.dialogue(
+        ("/$ ", "set /acme 1", "error parameter: /acme\r\n"), ("/$ ", "commit", NOTHING)
+    )
 
 
 @pytest.mark.parametrize("line", ["commit now", "commit /acme/box", "commit a b"])
@@ -381,9 +386,7 @@ def test_a_commit_empties_the_staging(machine):
         ("/$ ", "set /acme/box/name n", ""),
         ("/$ ", "commit", printed_ok(2)),
     )
-    assert machine.tarnd.requests[1] == edit_config(
-        '<box xmlns="urn:acme"><name>n</name></box>', 2
-    )
+    assert machine.tarnd.requests[1] == edit_config('<box xmlns="urn:acme"><name>n</name></box>', 2)
 
 
 def test_other_requests_take_message_ids_too(machine):
@@ -461,9 +464,7 @@ def test_a_missing_namespace_fails_the_serialisation(machine):
 
 
 def test_an_unknown_module_of_a_node_fails_the_serialisation(machine):
-    machine.load(
-        Schema(module("m", "urn:m", container("c", leaf("gone:x"), leaf("y"))))
-    )
+    machine.load(Schema(module("m", "urn:m", container("c", leaf("gone:x"), leaf("y")))))
     machine.dialogue(
         ("/$ ", "set /m/c/gone:x 1", ""), ("/$ ", "commit", "cmdtree to netconf error \r\n")
     )
@@ -471,10 +472,10 @@ def test_an_unknown_module_of_a_node_fails_the_serialisation(machine):
 
 
 def test_after_a_failed_serialisation_the_next_commit_starts_afresh(machine):
-    good = Schema(module("m", "urn:m", container("c", leaf("gone:x"), leaf("y"))), module("gone", "urn:g"))
-    machine.load(
-        Schema(module("m", "urn:m", container("c", leaf("gone:x"), leaf("y"))))
+    good = Schema(
+        module("m", "urn:m", container("c", leaf("gone:x"), leaf("y"))), module("gone", "urn:g")
     )
+    machine.load(Schema(module("m", "urn:m", container("c", leaf("gone:x"), leaf("y")))))
     shell = machine.start()
     shell.send("set /m/c/y 1\nset /m/c/gone:x 2\ncommit\n\n")
     shell.expect(b"cmdtree to netconf error \r\n")
@@ -545,8 +546,12 @@ class TestLocalBuffer:
                 '<box xmlns="urn:acme"><port><id>a/b:c</id><mtu>9</mtu></port>'
                 "<name>n1</name></box>\n",
             ),
-            ("/$ ", "get-config -l", '<box xmlns="urn:acme"><port><id>a/b:c</id><mtu>9</mtu></port>'
-                "<name>n1</name></box>\n"),
+            (
+                "/$ ",
+                "get-config -l",
+                '<box xmlns="urn:acme"><port><id>a/b:c</id><mtu>9</mtu></port>'
+                "<name>n1</name></box>\n",
+            ),
         )
         assert machine.tarnd.requests == []
 

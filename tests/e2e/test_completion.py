@@ -39,9 +39,7 @@ SCHEMA = Schema(
             leaf("mode"),
             choice(
                 "transport",
-                case(
-                    "tcp", leaf("tcp-port"), choice("more", case("deep", container("tcp-deep")))
-                ),
+                case("tcp", leaf("tcp-port"), choice("more", case("deep", container("tcp-deep")))),
                 case("udp", leaf("udp-port")),
             ),
         ),
@@ -133,9 +131,7 @@ def test_what_commands_share_is_inserted_and_then_they_are_listed(prompt):
     assert tab(prompt, "g") == "et"
     assert prompt.press(TAB).decode() == in_columns("/$ ", "get", "get        get-config ")
     assert tab(prompt, "de") == "lete"
-    assert prompt.press(TAB).decode() == in_columns(
-        "/$ ", "delete", "delete        delete-config "
-    )
+    assert prompt.press(TAB).decode() == in_columns("/$ ", "delete", "delete        delete-config ")
     assert tab(prompt, "co") == in_columns("/$ ", "co", "copy-config commit      ")
     assert prompt.shown() == "/$ co"
     assert prompt.screen.bells == 0

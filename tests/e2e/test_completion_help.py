@@ -354,10 +354,7 @@ def test_no_such_path_writes_only_the_line_ends(prompt, line):
 
 def test_an_option_that_is_begun(prompt, machine):
     lines = (
-        "\n  -l    vandel local path\n"
-        "\n  -r    running path\n"
-        "\n  -s    startup path\n"
-        "\r\n"
+        "\n  -l    vandel local path\n" "\n  -r    running path\n" "\n  -s    startup path\n" "\r\n"
     )
     assert prompt.help("get-config -") == at_root(lines, "get-config -")
     assert machine.log.texts(ERROR) == []

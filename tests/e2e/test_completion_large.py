@@ -47,9 +47,7 @@ def test_children(prompt, machine):
     names = children(machine, "/big/wide")
     assert sorted(names) == CHILDREN
     assert shown(prompt.tab, "set big/wide/") == "node-"
-    assert shown(prompt.press, TAB) == (
-        "\r\n" + in_columns(names, 8) + "/$ set big/wide/node-"
-    )
+    assert shown(prompt.press, TAB) == ("\r\n" + in_columns(names, 8) + "/$ set big/wide/node-")
     assert shown(prompt.tab, "set big/wide/node-999") == (
         "\r\n" + in_columns([n for n in names if n.startswith("node-999")], 8)
         + "/$ set big/wide/node-999"
@@ -76,9 +74,7 @@ def test_entries(prompt, machine):
     prompt.run("cd row")
     names = [f"row[id={value}]/" for value in values[::-1]]
     assert shown(prompt.tab, "cd ") == "row[id="
-    assert shown(prompt.press, TAB) == (
-        "\r\n" + in_columns(names, 5) + "\r\n/big/row$ cd row[id="
-    )
+    assert shown(prompt.press, TAB) == ("\r\n" + in_columns(names, 5) + "\r\n/big/row$ cd row[id=")
     some = [name for name in names if "=432" in name]
     assert shown(prompt.tab, "cd row[id=432") == (
         "\r\n" + in_columns(some, 5) + "\r\n/big/row$ cd row[id=432"
@@ -95,9 +91,7 @@ def test_rpcs(prompt, machine):
     names = children(machine, "/calls")
     assert shown(prompt.tab, "ca") == "ll-"
     rows = "".join(f"  {name}    \r\n" for name in names)
-    assert shown(prompt.help, "ca") == (
-        "\r\n" + rows + "\r\n/calls$ call-" + BELL.decode()
-    )
+    assert shown(prompt.help, "ca") == ("\r\n" + rows + "\r\n/calls$ call-" + BELL.decode())
     assert shown(prompt.tab, "call-999") == (
         "\r\n" + in_columns([n for n in names if n.startswith("call-999")], 8)
         + "\r\n/calls$ call-999"

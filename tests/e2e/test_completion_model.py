@@ -132,8 +132,28 @@ class Typist:
         return text
 
     def word(self):
-        other = ["running", "startup", "cand", "config", "-l", "-r", "-", "id", "via", "dest", "5",
-                 '"a b"', "'c  d'", '"open', "it's", "%s%n", "list-key", "r", "s", ""]
+        other = [
+            "running",
+            "startup",
+            "cand",
+            "config",
+            "-l",
+            "-r",
+            "-",
+            "id",
+            "via",
+            "dest",
+            "5",
+            '"a b"',
+            "'c  d'",
+            '"open',
+            "it's",
+            "%s%n",
+            "list-key",
+            "r",
+            "s",
+            "",
+        ]
         return self.path() if self.dice.random() < 0.5 else self.dice.choice(other)
 
     def line(self):

@@ -282,7 +282,9 @@ def test_export_of_an_empty_datastore_leaves_no_file(machine):
 NO_DATA = "no config data to export.\r\nwrite config file fail.\r\nexport config fail.\r\n"
 
 
-@pytest.mark.parametrize("data", ["<data/>", "<ok/>", "<data>", "</data><data>", "<data x=''></data>"])
+@pytest.mark.parametrize(
+    "data", ["<data/>", "<ok/>", "<data>", "</data><data>", "<data x=''></data>"]
+)
 def test_export_without_data(machine, data):
     assert exported(machine, data) == NO_DATA
     assert not os.path.exists(machine.path("out"))
@@ -339,7 +341,8 @@ def test_the_old_file_goes_before_the_server_is_asked(machine):
 
 
 @pytest.mark.parametrize(
-    "line", ["copy-config running startup", "delete-config", "save", "export-config running /tmp/out"]
+    "line",
+    ["copy-config running startup", "delete-config", "save", "export-config running /tmp/out"],
 )
 def test_a_request_to_a_server_that_has_gone(machine, line):
     """The signal ends the shell before a message about the send can."""

@@ -30,8 +30,7 @@ ROWS = (
     "  delete-config   Delete startup database.\n"
 )
 BANNER = re.compile(
-    r"vandel  version v1\.0\.0\n"
-    r"compile time: [A-Z][a-z]{2} [ \d]\d \d{4}, \d\d:\d\d:\d\d\n"
+    r"vandel  version v1\.0\.0\n" r"compile time: [A-Z][a-z]{2} [ \d]\d \d{4}, \d\d:\d\d:\d\d\n"
 )
 USAGE = "error command, please use:help [cmd] \r\n"
 

@@ -52,7 +52,9 @@ class TestDelete:
     def test_usage(self, machine, line):
         refused(machine, line, DELETE_USAGE)
 
-    @pytest.mark.parametrize("operand", ["..", "/..", "/acme/..x", "/acme/box/..x", "/acme/nothing/x"])
+    @pytest.mark.parametrize(
+        "operand", ["..", "/..", "/acme/..x", "/acme/box/..x", "/acme/nothing/x"]
+    )
     def test_a_path_that_cannot_be_resolved(self, machine, operand):
         refused(machine, f"delete {operand}", f"error parameter: {operand}\r\n")
 
@@ -134,11 +136,16 @@ class TestDelete:
         ]
 
     @pytest.mark.parametrize("where", ["/acme/reset", "/acme/ping"])
-    @pytest.mark.parametrize("line", ["delete", "delete delay", "delete /acme/box/name", "delete a b c"])
+    @pytest.mark.parametrize(
+        "line", ["delete", "delete delay", "delete /acme/box/name", "delete a b c"]
+    )
     def test_in_rpc_mode(self, machine, where, line):
         prompt = f"\n[{where.rpartition('/')[2]}]$ "
         machine.dialogue(
-            (ROOT, where, ""), (prompt, line, NO_DELETE), (prompt, "quit", DISCARDED), end=at("/acme")
+            (ROOT, where, ""),
+            (prompt, line, NO_DELETE),
+            (prompt, "quit", DISCARDED),
+            end=at("/acme"),
         )
         assert machine.tarnd.requests == []
 
@@ -176,7 +183,8 @@ class TestDeleteOfAnEntry:
             message_id=2,
         )
         assert request == box(
-            f"<name>n</name><port><id>b</id><mtu>2</mtu></port><port {DELETE}><id>a/1</id></port>", 2
+            f"<name>n</name><port><id>b</id><mtu>2</mtu></port><port {DELETE}><id>a/1</id></port>",
+            2,
         )
 
     def test_with_its_children_of_any_depth(self, machine):
@@ -191,14 +199,18 @@ class TestDeleteOfAnEntry:
         assert request == box(f"<port {DELETE}><id>a</id><mtu>2</mtu></port>", 2)
 
     def test_by_keys_in_another_order(self, machine):
-        machine.tarnd.holds("<route>", '<box xmlns="urn:acme"><route><via>v</via><dest>d</dest></route></box>')
+        machine.tarnd.holds(
+            "<route>", '<box xmlns="urn:acme"><route><via>v</via><dest>d</dest></route></box>'
+        )
         operand = "/acme/box/route[via=v,dest=d]"
         refused(machine, f"delete {operand}", missing(operand))
         request = committed(machine, "delete /acme/box/route[dest=d,via=v]", message_id=2)
         assert request == box(f"<route {DELETE}><dest>d</dest><via>v</via></route>", 2)
 
     def test_while_the_server_answers_nonsense(self, machine):
-        machine.tarnd.on_request = lambda request: "no xml" if "<get-config>" in request.text else None
+        machine.tarnd.on_request = (
+            lambda request: "no xml" if "<get-config>" in request.text else None
+        )
         operand = "/acme/box/port[id=a]"
         refused(machine, f"delete {operand}", missing(operand))
         assert (DEBUG, "[DEBUG] Receive a invalid xml document.\n") in machine.log.texts(DEBUG)
@@ -316,7 +328,9 @@ def test_a_deleted_top_level_node_goes_last(machine):
         "set /acme/box/port[id=1]/mtu 1",
         "set /acme/hostname h",
         "delete /acme/box",
-    ) == edit_config(f'<hostname xmlns="urn:acme">h</hostname><box xmlns="urn:acme" {DELETE}></box>')
+    ) == edit_config(
+        f'<hostname xmlns="urn:acme">h</hostname><box xmlns="urn:acme" {DELETE}></box>'
+    )
 
 
 class TestDiscard:

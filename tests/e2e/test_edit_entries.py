@@ -135,7 +135,7 @@ def test_keys_in_either_order(machine, keys):
 def test_keys_with_everything_in_them(machine):
     machine.dialogue(
         *go("acme", "box", "route"),
-        (ROUTE, "add-listentry via \"a b\" dest '10.0.0.0/8,\"x\"'", ""),
+        (ROUTE, 'add-listentry via "a b" dest \'10.0.0.0/8,"x"\'', ""),
         (ROUTE, "commit", printed_ok(2)),
     )
     assert edits(machine) == [
@@ -202,16 +202,24 @@ def test_too_few_keys(machine):
 def test_a_workspace_that_is_no_list(machine, names):
     machine.tarnd.holds("<port>", keys_of("1"))
     prompt = at("/" + "/".join(names)).replace("port/port", "port") if names else ROOT
-    machine.dialogue(*go(*names[:3]), *((PORT, f"cd {name}", "") for name in names[3:]),
-                     (prompt, "add-listentry id 1", NO_LIST), (prompt, "commit", NOTHING))
+    machine.dialogue(
+        *go(*names[:3]),
+        *((PORT, f"cd {name}", "") for name in names[3:]),
+        (prompt, "add-listentry id 1", NO_LIST),
+        (prompt, "commit", NOTHING),
+    )
 
 
 def test_below_an_entry(machine):
     machine.tarnd.holds("<port>", keys_of("1"))
     qos = "\n/acme/box/port[id=1]/qos$ "
     in_entry = "\n/acme/box/port[id=1]$ "
-    machine.dialogue(*go("acme", "box", "port"), (PORT, "cd port[id=1]", ""),
-                     (in_entry, "cd qos", ""), (qos, "add-listentry id 1", NO_LIST))
+    machine.dialogue(
+        *go("acme", "box", "port"),
+        (PORT, "cd port[id=1]", ""),
+        (in_entry, "cd qos", ""),
+        (qos, "add-listentry id 1", NO_LIST),
+    )
 
 
 STATES = Schema(
@@ -265,7 +273,14 @@ def test_what_forgets_an_entry(machine, line, output):
 
 
 @pytest.mark.parametrize(
-    "line", ["delete port[id=a]/mtu", "delete port[id=b]", "delete ../route", "delete ../name", "set port[id=a]/mtu 1"]
+    "line",
+    [
+        "delete port[id=a]/mtu",
+        "delete port[id=b]",
+        "delete ../route",
+        "delete ../name",
+        "set port[id=a]/mtu 1",
+    ],
 )
 def test_what_forgets_no_entry(machine, line):
     in_port(
@@ -352,7 +367,9 @@ class TestRpcMode:
             )
         ]
 
-    @pytest.mark.parametrize("prompt, steps", [(RPC, []), ("\n[reset]how$ ", [(RPC, "cd how", "")])])
+    @pytest.mark.parametrize(
+        "prompt, steps", [(RPC, []), ("\n[reset]how$ ", [(RPC, "cd how", "")])]
+    )
     def test_where_no_list_is(self, machine, prompt, steps):
         machine.dialogue(
             (ROOT, "/acme/reset", ""),

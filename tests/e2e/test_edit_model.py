@@ -160,7 +160,9 @@ def plan(chance, steps, one_shot):
     """Lines, the bodies that have to be sent, and how many lines are refused."""
     model, lines, bodies, refusals = Model(), [], [], 0
     for number in range(steps + 1):
-        line, refused = random_step(chance, model, one_shot) if number < steps else ("commit", False)
+        line, refused = (
+            random_step(chance, model, one_shot) if number < steps else ("commit", False)
+        )
         lines.append(line)
         refusals += refused
         if line == "commit":

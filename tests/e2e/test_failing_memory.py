@@ -31,9 +31,7 @@ SESSION = (
     "commit", "/acme/reset", "set delay 5", "commit", "commit", "cd /", "cd /", "ls", "ls",
     "quit", "quit",
 )  # fmt: skip
-LISTING = (
-    b"/$ ls\n\x1b[01;34macme\x1b[0m  \x1b[01;34mextra\x1b[0m  \x1b[01;34mwide\x1b[0m\n"
-)
+LISTING = b"/$ ls\n\x1b[01;34macme\x1b[0m  \x1b[01;34mextra\x1b[0m  \x1b[01;34mwide\x1b[0m\n"
 NO_SERVER = b"failed to connect ncserver!\r\n"
 NO_WORDS = (
     b"addargs - vasprintf: Cannot allocate memory\n",

@@ -170,7 +170,8 @@ def test_a_body_that_ends_early(machine):
 
 
 @pytest.mark.parametrize(
-    "length, shown", [(2**28 + 1, str(2**28 + 1)), (2**31 - 1, "2147483647"), (2**32 - 1, "-1")]
+    "length, shown",
+    [(2**28 + 1, str(2**28 + 1)), (2**31 - 1, "2147483647"), (2**32 - 1, "-1")],
 )
 def test_a_frame_that_is_too_big(machine, length, shown):
     machine.tarnd.on_request = lambda request: [daemon.frame("", length=length)]

@@ -78,8 +78,7 @@ class Bench:
         self.gateway = None
 
     def start(self, *options, command=None, **arguments):
-        self.gateway = Gateway(
-            self.directory, command or self.host.command(), options, **arguments)
+        self.gateway = Gateway(self.directory, command or self.host.command(), options, **arguments)
         return self.gateway
 
     def session(self, capabilities=(BASE_1_0,), session_id=7):
@@ -112,15 +111,20 @@ def bench():
 
 def run(*arguments):
     return subprocess.run(
-        [PROGRAM, *arguments], stdin=subprocess.DEVNULL, capture_output=True, timeout=60,
-        check=False)
+        [PROGRAM, *arguments],
+        stdin=subprocess.DEVNULL,
+        capture_output=True,
+        timeout=60,
+        check=False,
+    )
 
 
 def test_help():
     result = run("--help")
     assert result.returncode == 0
     assert result.stdout.startswith(
-        b"usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n")
+        b"usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n"
+    )
     assert result.stderr == b""
 
 
@@ -141,7 +145,8 @@ def test_bad_usage(arguments, message):
     assert result.stdout == b""
     assert result.stderr.decode() == (
         f"tarnd-gateway: {message}\n"
-        "usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n")
+        "usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n"
+    )
 
 
 # The listening socket
@@ -169,7 +174,8 @@ def test_what_is_no_stale_socket_is_left_alone(bench):
     busy = run("--listen", gateway.socket, "--", "cat")
     assert busy.returncode == 1
     assert busy.stderr.decode() == (
-        f"tarnd-gateway: cannot listen on {gateway.socket}: another program listens there\n")
+        f"tarnd-gateway: cannot listen on {gateway.socket}: another program listens there\n"
+    )
     path = os.path.join(bench.directory, "file")
     with open(path, "w", encoding="ascii") as file:
         file.write("kept")
@@ -178,7 +184,8 @@ def test_what_is_no_stale_socket_is_left_alone(bench):
         result = run("--listen", name, "--", "cat")
         assert result.returncode == 1
         assert result.stderr.decode() == (
-            f"tarnd-gateway: cannot listen on {name}: the file exists and is no socket\n")
+            f"tarnd-gateway: cannot listen on {name}: the file exists and is no socket\n"
+        )
     with open(path, encoding="ascii") as file:
         assert file.read() == "kept"
     missing = run("--listen", path + ".d/x", "--", "cat")
@@ -232,7 +239,8 @@ def test_a_request_with_blanks_before_the_equals_signs_passes(bench):
     shell, peer = bench.session((BASE_1_1,))
     request = (
         b'<rpc xmlns ="urn:ietf:params:xml:ns:netconf:base:1.0" message-id ="3">\r\n'
-        b"  <copy-config>\r\n  </copy-config>\r\n</rpc>\r\n")
+        b"  <copy-config>\r\n  </copy-config>\r\n</rpc>\r\n"
+    )
     shell.send(request)
     assert peer.request() == request
 
@@ -301,10 +309,12 @@ def test_replies_arrive_compact(bench):
     peer.send(
         b'<?xml version="1.0" encoding="UTF-8"?>\n<rpc-reply a="x > y"\n b="z">\n'
         b"  <data>\n\t<leaf> </leaf>\r\n <text>\n two words \n</text>\n"
-        b"  <c><![CDATA[ <x> ]]></c> <!-- > --> <e/> <?pi > ?>\n  </data>\n</rpc-reply>\n")
+        b"  <c><![CDATA[ <x> ]]></c> <!-- > --> <e/> <?pi > ?>\n  </data>\n</rpc-reply>\n"
+    )
     assert shell.receive() == (
         b'<rpc-reply a="x > y"\n b="z"><data><leaf> </leaf><text>\n two words \n</text>'
-        b"<c><![CDATA[ <x> ]]></c><!-- > --><e/><?pi > ?></data></rpc-reply>")
+        b"<c><![CDATA[ <x> ]]></c><!-- > --><e/><?pi > ?></data></rpc-reply>"
+    )
 
 
 @VERSIONS
@@ -327,7 +337,8 @@ def test_subscribes_and_passes_notifications(bench, version):
     assert peer.request() == SUBSCRIPTION
     peer.send(
         b'<rpc-reply message-id="tarnd-gateway-subscription" '
-        b'xmlns="urn:ietf:params:xml:ns:netconf:base:1.0">\n<ok/>\n</rpc-reply>')
+        b'xmlns="urn:ietf:params:xml:ns:netconf:base:1.0">\n<ok/>\n</rpc-reply>'
+    )
     peer.send(NOTIFICATION)
     assert shell.receive() == COMPACT_NOTIFICATION
     shell.send(CREATE_SESSION)
@@ -349,13 +360,15 @@ def test_a_refused_subscription_is_logged(bench):
     peer.send(
         b'<rpc-reply message-id="tarnd-gateway-subscription" '
         b'xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><rpc-error>'
-        b"<error-message>not\nfor you</error-message></rpc-error></rpc-reply>")
+        b"<error-message>not\nfor you</error-message></rpc-error></rpc-reply>"
+    )
     shell.send(b"<rpc/>")
     assert peer.request() == b"<rpc/>"
     peer.send(reply(1))
     assert shell.receive() == reply(1)
     assert "tarnd-gateway: shell 1: the server refused the subscription: not?for you\n" in (
-        bench.gateway.log())
+        bench.gateway.log()
+    )
     assert "no interleave capability" in bench.gateway.log()
 
 
@@ -457,8 +470,10 @@ def test_a_server_that_does_not_read_stops_its_own_shell_only(bench):
     [
         (b"GET / HTTP/1.1\r\n\r\n", "a frame from the shell has a wrong magic number"),
         (HEADER.pack(MAGIC, (1 << 28) + 1, 0, 0), "a frame from the shell is longer than 256 MiB"),
-        (HEADER.pack(MAGIC, 1, 0, 1),
-         "a frame from the shell has a reserved field that is not zero"),
+        (
+            HEADER.pack(MAGIC, 1, 0, 1),
+            "a frame from the shell has a reserved field that is not zero",
+        ),
         (HEADER.pack(MAGIC, 0, 0, 0), "a frame from the shell is empty"),
         (frame(b"\0"), "a frame from the shell is empty"),
         (frame(b"<rpc a=']]>]]>'/>"), "a request holds the end-of-message mark"),
@@ -495,19 +510,34 @@ def test_a_shell_that_ends_in_the_middle_of_a_frame(bench, size):
         (b"<hello/>" + MARK, "the server's first message is not a hello"),
         (hello(0) + MARK, "the server's hello has no valid session-id"),
         (hello(1, ()) + MARK, "the server's hello offers neither NETCONF 1.0 nor 1.1"),
-        (hello(1, (BASE_1_1,)) + MARK + b"<rpc-reply/>" + MARK,
-         "the server broke the chunked framing"),
+        (
+            hello(1, (BASE_1_1,)) + MARK + b"<rpc-reply/>" + MARK,
+            "the server broke the chunked framing",
+        ),
         (hello(1, (BASE_1_1,)) + MARK + b"\n#0\n", "the server broke the chunked framing"),
         (hello(1) + MARK + b"garbage" + MARK, "the server sent something that is not XML"),
-        (hello(1) + MARK + b"<a>" + MARK,
-         "the server sent a message that is no complete XML document"),
-        (hello(1) + MARK + b"<a>\x1b[2J</a>" + MARK,
-         "the server sent a character that XML forbids"),
-        (hello(1) + MARK + b"<a>\x9b2J</a>" + MARK,
-         "the server sent a character that XML forbids"),
+        (
+            hello(1) + MARK + b"<a>" + MARK,
+            "the server sent a message that is no complete XML document",
+        ),
+        (
+            hello(1) + MARK + b"<a>\x1b[2J</a>" + MARK,
+            "the server sent a character that XML forbids",
+        ),
+        (hello(1) + MARK + b"<a>\x9b2J</a>" + MARK, "the server sent a character that XML forbids"),
     ],
-    ids=["prompt", "other hello", "no session", "no version", "marked in 1.1", "chunk size",
-         "garbage", "incomplete", "escape", "no UTF-8"],
+    ids=[
+        "prompt",
+        "other hello",
+        "no session",
+        "no version",
+        "marked in 1.1",
+        "chunk size",
+        "garbage",
+        "incomplete",
+        "escape",
+        "no UTF-8",
+    ],
 )
 def test_bad_servers(bench, data, reason):
     bench.start()
@@ -531,11 +561,20 @@ def test_bad_servers(bench, data, reason):
         (hello() + MARK, "the server ended the session"),
         (hello() + MARK + b"\n", "the server ended the session"),
         (hello() + MARK + b"<rpc-reply><da", "the server ended in the middle of a message"),
-        (hello(7, (BASE_1_1,)) + MARK + b"\n#100\n<a>",
-         "the server ended in the middle of a message"),
+        (
+            hello(7, (BASE_1_1,)) + MARK + b"\n#100\n<a>",
+            "the server ended in the middle of a message",
+        ),
     ],
-    ids=["at once", "in hello", "before mark", "after hello", "after blanks", "in message",
-         "in chunk"],
+    ids=[
+        "at once",
+        "in hello",
+        "before mark",
+        "after hello",
+        "after blanks",
+        "in message",
+        "in chunk",
+    ],
 )
 def test_a_server_that_dies(bench, data, reason, killed):
     bench.start()
@@ -595,7 +634,8 @@ def test_a_command_that_cannot_be_run(bench):
     assert shell.at_end()
     assert (
         "tarnd-gateway: shell 1: closed: cannot run /nonexistent/?[2Jx: "
-        "No such file or directory\n") in bench.gateway.log()
+        "No such file or directory\n"
+    ) in bench.gateway.log()
     assert bench.gateway.shell().at_end()
 
 
@@ -668,7 +708,8 @@ def test_a_shell_that_leaves_a_server_that_does_not_read(bench):
             shell.send(b"<rpc>%s</rpc>" % (b"x" * 1000000))
     shell.close()
     bench.gateway.wait_for_log(
-        "shell 1: closed: the shell ended the session while the server was busy\n")
+        "shell 1: closed: the shell ended the session while the server was busy\n"
+    )
     used = bench.gateway.processor_time()
     wait_for(lambda: bench.gateway.children() == [], "the command was not reaped")
     assert bench.gateway.processor_time() - used < 1
@@ -721,8 +762,8 @@ def test_the_commands_ignore_no_signal(bench):
         signal.signal(signal.SIGCHLD, signal.SIG_IGN)
 
     bench.start(
-        command=["sh", "-c", 'grep SigIgn /proc/self/status > "$0"; exit 3', path],
-        prepare=prepare)
+        command=["sh", "-c", 'grep SigIgn /proc/self/status > "$0"; exit 3', path], prepare=prepare
+    )
     assert bench.gateway.shell().at_end()
     # Reaped although SIGCHLD was ignored before.
     bench.gateway.wait_for_log("shell 1: the command ended with status 3\n")

@@ -46,9 +46,7 @@ READ_STARTUP = READ_RUNNING.replace(b"running", b"startup")
 
 
 def reply(message_id, inner):
-    return (
-        f'<rpc-reply xmlns="{BASE_NS}" message-id="{message_id}">{inner}</rpc-reply>'.encode()
-    )
+    return f'<rpc-reply xmlns="{BASE_NS}" message-id="{message_id}">{inner}</rpc-reply>'.encode()
 
 
 OK = reply(4, "<ok/>")

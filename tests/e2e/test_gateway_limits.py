@@ -98,8 +98,9 @@ def test_a_refused_shell_that_leaves_is_let_go(bench):
 
 def test_a_flood_of_shells_holds_nothing(bench):
     most = 64 + valgrind.DESCRIPTORS
-    bench.start("--max-shells=1",
-                prepare=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (most, most)))
+    bench.start(
+        "--max-shells=1", prepare=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (most, most))
+    )
     shell, peer = bench.session()
     flood = [bench.gateway.shell() for _ in range(100)]
     for extra in flood:
@@ -116,11 +117,13 @@ def test_a_flood_of_shells_holds_nothing(bench):
 @pytest.mark.parametrize(
     "script",
     ["", "printf '<hello'", "printf '%s' \"$0\"", "trap '' TERM; while :; do sleep 1; done"],
-    ids=["nothing", "begun", "no mark", "stubborn"])
+    ids=["nothing", "begun", "no mark", "stubborn"],
+)
 def test_a_server_without_a_hello_is_given_up(bench, script):
     bench.start(
         "--hello-timeout=1",
-        command=["sh", "-c", f"{script}\ncat >/dev/null; true", hello().decode()])
+        command=["sh", "-c", f"{script}\ncat >/dev/null; true", hello().decode()],
+    )
     shell = bench.gateway.shell()
     assert shell.ask(CREATE_SESSION) == failure(NO_HELLO)
     assert shell.at_end()
@@ -229,7 +232,9 @@ def idle_notice(message):
         rb'<notification xmlns="urn:ietf:params:xml:ns:netconf:notification:1.0">'
         rb"<eventTime>\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ</eventTime>"
         rb'<session-closed xmlns="urn:vandel:tarnd-gateway"><reason>%s</reason></session-closed>'
-        rb"</notification>" % re.escape(IDLE.encode()), message)
+        rb"</notification>" % re.escape(IDLE.encode()),
+        message,
+    )
 
 
 def test_an_idle_shell_is_told_and_closed(bench):

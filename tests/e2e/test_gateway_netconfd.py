@@ -21,15 +21,18 @@ SPACES = {
     "ncn": "urn:ietf:params:xml:ns:yang:ietf-netconf-notifications",
 }
 EDIT = (
-    '<edit-config><target><running/></target><config><interfaces '
-    'xmlns="urn:ietf:params:xml:ns:yang:ietf-interfaces">{}</interfaces></config></edit-config>')
+    "<edit-config><target><running/></target><config><interfaces "
+    'xmlns="urn:ietf:params:xml:ns:yang:ietf-interfaces">{}</interfaces></config></edit-config>'
+)
 INTERFACE = (
-    '<interface><name>{}</name><type xmlns:ianaift='
+    "<interface><name>{}</name><type xmlns:ianaift="
     '"urn:ietf:params:xml:ns:yang:iana-if-type">ianaift:ethernetCsmacd</type>'
-    "<description>{}</description></interface>")
+    "<description>{}</description></interface>"
+)
 READ = (
     '<get-config><source><running/></source><filter type="subtree"><interfaces '
-    'xmlns="urn:ietf:params:xml:ns:yang:ietf-interfaces"/></filter></get-config>')
+    'xmlns="urn:ietf:params:xml:ns:yang:ietf-interfaces"/></filter></get-config>'
+)
 
 
 class Session:
@@ -50,8 +53,9 @@ class Session:
         message_id = str(self.message_id)
         self.message_id += 1
         self.shell.send(
-            f'<rpc xmlns="{BASE}"{namespaces} message-id="{message_id}">\r\n{inner}</rpc>\r\n'
-            .encode())
+            f'<rpc xmlns="{BASE}"{namespaces} message-id="{message_id}">\r\n'.encode()
+            + f"{inner}</rpc>\r\n".encode()
+        )
         text, tree = self.receive()
         while tree.tag == f"{{{SPACES['n']}}}notification":
             self.notifications.append(tree)
@@ -69,7 +73,8 @@ class Session:
         _, tree = self.rpc(
             "<tarnd:create-session>\r\n<tarnd:username>root</tarnd:username>\r\n"
             "<tarnd:agent-pid>1</tarnd:agent-pid>\r\n</tarnd:create-session>\r\n",
-            f' xmlns:tarnd="{SPACES["t"]}"')
+            f' xmlns:tarnd="{SPACES["t"]}"',
+        )
         return int(tree.xpath("/b:rpc-reply/t:session-id/text()", namespaces=SPACES)[0])
 
 
@@ -80,8 +85,10 @@ def fixture_gateway():
     gateway = None
     try:
         server = Netconfd(
-            directory, ("ietf-interfaces", "iana-if-type", "vandel-device", "walk"),
-            (MODELS, os.path.join(ROOT, "tests", "yang")))
+            directory,
+            ("ietf-interfaces", "iana-if-type", "vandel-device", "walk"),
+            (MODELS, os.path.join(ROOT, "tests", "yang")),
+        )
         command, environment = server.transport()
         gateway = Gateway(directory, command, environment=environment)
         yield gateway
@@ -119,7 +126,9 @@ def test_an_edit_is_read_back_compact(session):
     assert b"</interface></interfaces></data></rpc-reply>" in text
     _, tree = session.rpc(
         EDIT.replace("<config>", f'<config xmlns:xc="{BASE}">').format(
-            '<interface xc:operation="delete"><name>eth7</name></interface>'))
+            '<interface xc:operation="delete"><name>eth7</name></interface>'
+        )
+    )
     assert has_ok(tree)
     text, _ = session.rpc(READ)
     assert b"eth7" not in text
@@ -128,7 +137,8 @@ def test_an_edit_is_read_back_compact(session):
 def test_a_wrong_value_is_answered_with_an_error(session):
     session.create()
     _, tree = session.rpc(
-        EDIT.format("<interface><name>x</name><enabled>perhaps</enabled></interface>"))
+        EDIT.format("<interface><name>x</name><enabled>perhaps</enabled></interface>")
+    )
     errors = tree.xpath("/b:rpc-reply/b:rpc-error/b:error-tag/text()", namespaces=SPACES)
     assert "invalid-value" in errors
 
@@ -147,7 +157,9 @@ def test_a_change_is_notified_to_every_session(gateway, session):
             change = each.next_notification()
             found = change.xpath(
                 "/n:notification/ncn:netconf-config-change[ncn:edit]"
-                "/ncn:changed-by/ncn:session-id/text()", namespaces=SPACES)
+                "/ncn:changed-by/ncn:session-id/text()",
+                namespaces=SPACES,
+            )
             if found:
                 break
         assert found == [str(number)]
@@ -162,8 +174,7 @@ def test_a_large_edit(session):
     assert text[:-1].encode() in answer
 
 
-INTERFACES = (
-    '<interfaces xmlns="urn:ietf:params:xml:ns:yang:ietf-interfaces">{}</interfaces>')
+INTERFACES = '<interfaces xmlns="urn:ietf:params:xml:ns:yang:ietf-interfaces">{}</interfaces>'
 COPY = "<copy-config><target><{}/></target><source>{}</source></copy-config>"
 
 
@@ -172,8 +183,8 @@ def names(session, source="running"):
     _, tree = session.rpc(READ.replace("running", source))
     found = tree.xpath("/b:rpc-reply/b:data/if:interfaces", namespaces=SPACES)
     return (
-        sorted(found[0].xpath("if:interface/if:name/text()", namespaces=SPACES))
-        if found else None)
+        sorted(found[0].xpath("if:interface/if:name/text()", namespaces=SPACES)) if found else None
+    )
 
 
 def test_what_is_saved_can_be_restored(session):
@@ -183,7 +194,9 @@ def test_what_is_saved_can_be_restored(session):
     assert "eth4" in kept
     _, tree = session.rpc(
         COPY.format("startup", "<running/>").replace(
-            "<source>", "<error-option>rollback-on-error</error-option><source>"))
+            "<source>", "<error-option>rollback-on-error</error-option><source>"
+        )
+    )
     assert has_ok(tree)
     assert has_ok(session.rpc(EDIT.format(INTERFACE.format("eth5", "given up")))[1])
     assert names(session) == sorted([*kept, "eth5"])
@@ -208,13 +221,14 @@ def test_a_wrong_configuration_replaces_nothing(session):
     assert has_ok(session.rpc(EDIT.format(INTERFACE.format("eth4", "kept")))[1])
     kept = names(session)
     for wrong, tag in (
-        (INTERFACES.format("<interface><name>x</name><enabled>perhaps</enabled></interface>"),
-         "invalid-value"),
+        (
+            INTERFACES.format("<interface><name>x</name><enabled>perhaps</enabled></interface>"),
+            "invalid-value",
+        ),
         ('<nothing xmlns="urn:nowhere"/>', "unknown-namespace"),
     ):
         _, tree = session.rpc(COPY.format("running", f"<config>{wrong}</config>"))
-        assert tag in tree.xpath(
-            "/b:rpc-reply/b:rpc-error/b:error-tag/text()", namespaces=SPACES)
+        assert tag in tree.xpath("/b:rpc-reply/b:rpc-error/b:error-tag/text()", namespaces=SPACES)
         assert names(session) == kept
 
 
@@ -287,7 +301,8 @@ def test_what_the_server_loses_is_not_ok(session):
     _, tree = session.rpc(COPY.format("running", f"<config>{content}</config>"))
     assert not has_ok(tree)
     assert tree.xpath("/b:rpc-reply/b:rpc-error/b:error-message/text()", namespaces=SPACES) == [
-        "running was changed but is not what was to be copied: value differs"]
+        "running was changed but is not what was to be copied: value differs"
+    ]
     assert replace_running(session, "") == ""
 
 

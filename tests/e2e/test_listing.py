@@ -23,9 +23,7 @@ USAGE = "error command, please use:ls (no param)\r\n"
 
 
 def test_the_root_lists_modules_by_name(machine):
-    machine.load(
-        Schema(module("zeta", "urn:z"), module("alpha", "urn:a"), module("Mid", "urn:m"))
-    )
+    machine.load(Schema(module("zeta", "urn:z"), module("alpha", "urn:a"), module("Mid", "urn:m")))
     machine.dialogue(("/$ ", "ls", f"{blue('Mid')}  {blue('alpha')}  {blue('zeta')}\n"))
 
 
@@ -125,8 +123,7 @@ class TestColumns:
 
     def rows(self, machine, columns):
         return [
-            [name[4:-4] for name in line.split()]
-            for line in self.ls(machine, columns).splitlines()
+            [name[4:-4] for name in line.split()] for line in self.ls(machine, columns).splitlines()
         ]
 
     def test_all_fit_in_one_row(self, machine):
@@ -181,7 +178,20 @@ class TestColumns:
 
     @pytest.mark.parametrize(
         "columns",
-        [None, "", "0", "-5", "wide", "80", "0x50", "0120", " 80", "80 columns", "9" * 30, "-" + "9" * 30],
+        [
+            None,
+            "",
+            "0",
+            "-5",
+            "wide",
+            "80",
+            "0x50",
+            "0120",
+            " 80",
+            "80 columns",
+            "9" * 30,
+            "-" + "9" * 30,
+        ],
     )
     def test_values_that_mean_eighty(self, machine, columns):
         # 79 bytes fit into 80, 80 do not
@@ -208,12 +218,20 @@ class TestColumns:
 
 
 class TestListEntries:
-    PORTS = "".join(f"<port><id>{key}</id></port>" for key in ("1", "ge-0/0/1", "a:b", "x y", "p=q"))
+    PORTS = "".join(
+        f"<port><id>{key}</id></port>" for key in ("1", "ge-0/0/1", "a:b", "x y", "p=q")
+    )
 
     def test_the_entries_of_a_list(self, machine):
         machine.load(EXAMPLE)
         machine.tarnd.holds("<port>", f'<box xmlns="urn:acme">{self.PORTS}</box>')
-        names = ['port[id="p=q"]', 'port[id="x y"]', "port[id=1]", "port[id=a:b]", "port[id=ge-0/0/1]"]
+        names = [
+            'port[id="p=q"]',
+            'port[id="x y"]',
+            "port[id=1]",
+            "port[id=a:b]",
+            "port[id=ge-0/0/1]",
+        ]
         result = machine.session(
             "cd acme", "cd box", "cd port", "ls", "quit", env={"COLUMNS": "200"}
         )
@@ -273,9 +291,7 @@ class TestListEntries:
             (at("/acme/box/extra:lamp"), "ls", cyan("extra:lamp[id=7]") + "\n"),
         )
         assert machine.tarnd.requests == [
-            get_config(
-                '<box xmlns="urn:acme"><lamp xmlns="urn:extra"><id></id></lamp></box>'
-            )
+            get_config('<box xmlns="urn:acme"><lamp xmlns="urn:extra"><id></id></lamp></box>')
         ]
 
     def test_a_server_without_entries(self, machine):

@@ -234,7 +234,5 @@ def test_what_else_brackets_do(machine):
         (ROOT, "commit", printed_ok(1)),
     )
     assert machine.tarnd.requests == [
-        edit_config(
-            '<box xmlns="urn:acme"><route><via>1</via><metric>3</metric></route></box>'
-        )
+        edit_config('<box xmlns="urn:acme"><route><via>1</via><metric>3</metric></route></box>')
     ]

@@ -65,7 +65,9 @@ def test_forms_of_one_layer(machine):
     machine.dialogue(("/$ ", "cd /acme/", ""), end=at("/acme"))
 
 
-@pytest.mark.parametrize("word", ["acme/box", "/acme/box", "box/inner", "./acme/box", "//acme//box/inner"])
+@pytest.mark.parametrize(
+    "word", ["acme/box", "/acme/box", "box/inner", "./acme/box", "//acme//box/inner"]
+)
 def test_two_layers_are_too_many(machine, word):
     machine.dialogue(("/$ ", f"cd {word}", LAYERS))
 
@@ -99,7 +101,9 @@ def test_an_entry_whose_key_holds_a_blank(machine):
 def test_an_entry_is_asked_of_the_server(machine):
     machine.tarnd.holds("<port>", PORTS)
     steps = go("acme", "box", "port")
-    machine.dialogue(*steps, (at("/acme/box/port"), "cd port[id=1]", ""), end=at("/acme/box/port[id=1]"))
+    machine.dialogue(
+        *steps, (at("/acme/box/port"), "cd port[id=1]", ""), end=at("/acme/box/port[id=1]")
+    )
     assert machine.tarnd.requests == [
         get_config('<box xmlns="urn:acme"><port><id></id></port></box>')
     ]
@@ -294,9 +298,10 @@ class TestChoices:
 
     def test_any_child_while_no_case_is_active(self, machine):
         machine.dialogue(*go("acme", "link", "udp-options"), end=at("/acme/link/udp-options"))
-        assert machine.log.texts(DEBUG) == [
-            (DEBUG, "[DEBUG] failed to get acitve case branch. \r\n\n")
-        ] * 2
+        assert (
+            machine.log.texts(DEBUG)
+            == [(DEBUG, "[DEBUG] failed to get acitve case branch. \r\n\n")] * 2
+        )
 
     def test_a_child_of_a_nested_choice(self, machine):
         machine.dialogue(

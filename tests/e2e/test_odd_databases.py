@@ -75,9 +75,7 @@ class TestRecords:
             (ROOT, "get /m/x", ""),
             (ROOT, "m", wrong("m") + NO_SUCH),
         )
-        assert machine.log.texts(ERROR) == [
-            (ERROR, "[ERROR] failed to build netconf get msg!\n")
-        ]
+        assert machine.log.texts(ERROR) == [(ERROR, "[ERROR] failed to build netconf get msg!\n")]
 
     def test_what_is_staged_in_a_module_without_a_namespace(self, machine):
         """It can be neither shown nor sent, and stays."""
@@ -260,9 +258,7 @@ class TestKeys:
         """The database's name of a key is the one that entries are named by."""
         keyed = list_("l", ["b", "x:a"], leaf("x:a"), leaf("b"), leaf("v"))
         machine.load(Schema(module("m", "urn:m", container("c", keyed)), module("x", "urn:x")))
-        machine.tarnd.holds(
-            "<l>", '<c xmlns="urn:m"><l><a xmlns="urn:x">1</a><b>2</b></l></c>'
-        )
+        machine.tarnd.holds("<l>", '<c xmlns="urn:m"><l><a xmlns="urn:x">1</a><b>2</b></l></c>')
         path = "/m/c/l[b=2,x:a=1]"
         exists = "key:l[b=2,x:a=1] already exist!, use ls cmd to see the current keys\r\n"
         keys = '<c xmlns="urn:m"><l><a xmlns="urn:x"></a><b></b></l></c>'
@@ -303,17 +299,21 @@ class TestKeys:
     def test_a_list_without_keys(self, machine):
         """Its entries have no names: they are not asked for, and none can be added."""
         load(machine, list_("o", ["k"], leaf("k"), list_("l", [], leaf("v"))))
-        o, entry, l = at("/m/o"), at("/m/o[k=a/b]"), at("/m/o[k=a/b]/l")
+        o, entry, bare = at("/m/o"), at("/m/o[k=a/b]"), at("/m/o[k=a/b]/l")
         machine.dialogue(
             (ROOT, "cd m", ""),
             (at("/m"), "cd o", ""),
             (o, "add-listentry k a/b", ""),
             (o, "cd o[k=a/b]", ""),
             (entry, "cd l", ""),
-            (l, "ls", ""),
-            (l, "cd l[k=1]", "error: child node is not existed or another choice case is set.\r\n"),
-            (l, "add-listentry k 1", "failed to get list's key:value \r\n"),
-            (l, "get-config -r .", printed_no_data(3)),
+            (bare, "ls", ""),
+            (
+                bare,
+                "cd l[k=1]",
+                "error: child node is not existed or another choice case is set.\r\n",
+            ),
+            (bare, "add-listentry k 1", "failed to get list's key:value \r\n"),
+            (bare, "get-config -r .", printed_no_data(3)),
         )
         unread = "[DEBUG] Failed to get /m/o[]/l from db\n"
         unasked = [unread, "[DEBUG] failed to get list[/m/o[k=a/b]/l] key\n",

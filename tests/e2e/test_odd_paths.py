@@ -17,9 +17,7 @@ def schema(machine):
 
 
 def in_box(machine, *steps, end=BOX):
-    return machine.dialogue(
-        (ROOT, "cd acme", ""), ("\n/acme$ ", "cd box", ""), *steps, end=end
-    )
+    return machine.dialogue((ROOT, "cd acme", ""), ("\n/acme$ ", "cd box", ""), *steps, end=end)
 
 
 def not_config(path):

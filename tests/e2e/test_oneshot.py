@@ -84,7 +84,10 @@ def test_a_series_does_what_a_session_does(machine):
         "set /acme/box/port[id=eth0/1]/mtu 9\n"
     )
     text = profile(machine)
-    assert text[: text.index("%%%")] == f"[pwd]\n/acme/box\n\n[config]\n{lines}\n\n[rpc]\n\n\n[rpc_para]\n\n\n"
+    assert (
+        text[: text.index("%%%")]
+        == f"[pwd]\n/acme/box\n\n[config]\n{lines}\n\n[rpc]\n\n\n[rpc_para]\n\n\n"
+    )
 
 
 def test_commit_sends_the_lines_and_empties_the_profile(machine):
@@ -92,9 +95,7 @@ def test_commit_sends_the_lines_and_empties_the_profile(machine):
         run(machine, line)
     run(machine, "commit", prints=printed_ok(1))
     assert machine.tarnd.requests == [
-        edit_config(
-            '<box xmlns="urn:acme"><size xc:operation="delete"></size><name>2</name></box>'
-        )
+        edit_config('<box xmlns="urn:acme"><size xc:operation="delete"></size><name>2</name></box>')
     ]
     assert profile(machine) == "[pwd]\n/\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n"
 
@@ -135,8 +136,9 @@ def test_rpc_mode(machine):
     assert profile(machine).startswith("[pwd]\n/acme/reset\n\n[config]\n\n\n[rpc]\n/acme/reset\n")
     run(machine, "set", "delay", "5")
     run(machine, "set", "target[name=x]/depth", "1")
-    assert "[rpc_para]\nset /acme/reset/delay 5\nset /acme/reset/target[name=x]/depth 1\n" in profile(
-        machine
+    assert (
+        "[rpc_para]\nset /acme/reset/delay 5\nset /acme/reset/target[name=x]/depth 1\n"
+        in profile(machine)
     )
     run(machine, "commit", prints=printed_ok(1))
     body = "<target><name>x</name><depth>1</depth></target><delay>5</delay>"
@@ -187,8 +189,7 @@ def test_a_refusal_of_the_server_empties_the_profile(machine):
 
 
 def test_local_configuration_is_not_shown(machine):
-    run(machine, "get-config", "-l",
-        prints="irreciprocal mode unsupport get-config -l [path].\r\n")
+    run(machine, "get-config", "-l", prints="irreciprocal mode unsupport get-config -l [path].\r\n")
 
 
 def test_line_length(machine):
@@ -321,8 +322,7 @@ def test_deep_paths_are_replayed(machine):
 
 def test_a_replayed_delete_forgets_the_entry(machine):
     lines = (
-        "set /acme/box/port[id=a]\nadd /acme/box/port port[id=a]\n"
-        "delete /acme/box/port[id=a]\n"
+        "set /acme/box/port[id=a]\nadd /acme/box/port port[id=a]\n" "delete /acme/box/port[id=a]\n"
     )
     requests, _ = replayed(machine, with_lines(lines))
     assert requests == [

@@ -176,7 +176,7 @@ RECORDS = [
     ("set ../hostname x", "", "set /acme/hostname x\n"),
     ("set /acme/box//name/ x", "", "set /acme/box/name x\n"),
     ("set name ''", "", "set /acme/box/name ''\n"),
-    ("set name \"it's [a] b\"", "", "set /acme/box/name \"it's\x03\x0ba\x0c\x03b\"\n"),
+    ('set name "it\'s [a] b"', "", 'set /acme/box/name "it\'s\x03\x0ba\x0c\x03b"\n'),
     ('set name "x y', "error command, please use:set path [value]\r\n", ""),
     ("set name /:%s<&>", "", "set /acme/box/name /:%s<&>\n"),
     ("set port[id=a/b:c]/mtu 1", "", "set /acme/box/port[id=a/b:c]/mtu 1\n"),

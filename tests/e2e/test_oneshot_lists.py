@@ -210,8 +210,7 @@ class TestRpcs:
         run(machine, "add-listentry n 2 m /")
         run(machine, "ls", cyan("step[m=/,n=2]") + "\n")
         config = (
-            "add /net/clean/job job[id=a/b:c]\n"
-            "add /net/clean/job[id=a/b:c]/step step[m=/,n=2]\n"
+            "add /net/clean/job job[id=a/b:c]\n" "add /net/clean/job[id=a/b:c]/step step[m=/,n=2]\n"
         )
         parameters = (
             "set /net/clean/job[id=a/b:c]\n"

@@ -7,9 +7,7 @@ import pytest
 from support.example import EXAMPLE
 
 DISCARDED = b"The discard_changes command executed successfuly!\n"
-INSIDE = (
-    b"invalid operation!!\r\n/acme/reset: no such command, type 'help' for more information.\n"
-)
+INSIDE = b"invalid operation!!\r\n/acme/reset: no such command, type 'help' for more information.\n"
 PROFILE = [b"[pwd]\n/acme\n\n", b"[config]\n\n\n", b"[rpc]\n\n\n", b"[rpc_para]\n\n\n", b"%%%\n"]
 PIECES = [b"[pwd]", b"[config]", b"[rpc]", b"[rpc_para]", b"%%%", b"\n", b"\n\n", b"/acme", b"\0"]
 PIECES += [b"[rpc]\n/acme/reset\n\n", b"set /acme/box/name 1", b"x", b" ", b"\r\n", *PROFILE]
@@ -43,7 +41,10 @@ class Model:
         self.content = content
 
     def fresh(self, pwd, rpc):
-        self.content = b"[pwd]\n%b\n\n[config]\n\n\n[rpc]\n%b\n\n[rpc_para]\n\n\n%%%%%%\n" % (pwd, rpc)
+        self.content = b"[pwd]\n%b\n\n[config]\n\n\n[rpc]\n%b\n\n[rpc_para]\n\n\n%%%%%%\n" % (
+            pwd,
+            rpc,
+        )
 
     def put(self, section, line, replaces):
         """True when the line found its place."""

@@ -229,8 +229,7 @@ def test_an_rpc_that_is_no_path_is_none(machine, rpc):
     assert machine.tarnd.requests[-1] == edit_config(body)
     # What was staged for an rpc waits for one.
     assert profile(machine) == (
-        "[pwd]\n/acme/box\n\n[config]\n\n[rpc]\n\n"
-        "[rpc_para]\nset /acme/reset/delay 5\n\n%%%\n"
+        "[pwd]\n/acme/box\n\n[config]\n\n[rpc]\n\n" "[rpc_para]\nset /acme/reset/delay 5\n\n%%%\n"
     )
 
 
@@ -241,9 +240,7 @@ def test_only_the_lines_that_are_paths_are_replayed(machine):
         "[rpc_para]\nset /acme/reset/delay 5\n\n%%%\n",
     )
     assert machine.one_shot("commit").stdout.decode() == printed_ok(1)
-    assert machine.tarnd.requests == [
-        invoke('<reset xmlns="urn:acme"><delay>5</delay></reset>')
-    ]
+    assert machine.tarnd.requests == [invoke('<reset xmlns="urn:acme"><delay>5</delay></reset>')]
     assert profile(machine) == "[pwd]\n/acme\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n"
 
 

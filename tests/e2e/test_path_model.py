@@ -24,7 +24,9 @@ def below(depth):
     return [*leaves, container("c", *deeper), list_("l", ["k"], leaf("k", config=False), *deeper)]
 
 
-SCHEMA = Schema(module("m", "urn:m", *below(4), rpc("r", *below(3))), module("n", "urn:n", *below(1)))
+SCHEMA = Schema(
+    module("m", "urn:m", *below(4), rpc("r", *below(3))), module("n", "urn:n", *below(1))
+)
 
 
 def mask(path):

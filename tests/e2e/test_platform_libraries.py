@@ -42,9 +42,7 @@ def test_debug_output_that_cannot_be_enabled(machine, arguments, answer):
 def test_a_daemon_that_is_not_there(machine):
     result = machine.one_shot("pwd", env={"TRACED_CONF_ERRNO": "13"})
     assert_ended(result, 255, NO_SERVER, CONNECTED)
-    assert machine.log.texts() == [
-        (ERROR, "[ERROR] Connect to tarnd failed(Permission denied).\n")
-    ]
+    assert machine.log.texts() == [(ERROR, "[ERROR] Connect to tarnd failed(Permission denied).\n")]
 
 
 def test_a_session_that_is_refused(machine):

@@ -33,7 +33,10 @@ FILTERS = [
         '<box xmlns="urn:acme"><route><dest>b</dest><via>a</via></route></box>',
     ),
     # key values with characters that separate elsewhere
-    ("/acme/box/port[id=1/2/3]/mtu", '<box xmlns="urn:acme"><port><id>1/2/3</id><mtu></mtu></port></box>'),
+    (
+        "/acme/box/port[id=1/2/3]/mtu",
+        '<box xmlns="urn:acme"><port><id>1/2/3</id><mtu></mtu></port></box>',
+    ),
     ("/acme/box/port[id=a:b]", '<box xmlns="urn:acme"><port><id>a:b</id></port></box>'),
     ("/acme/box/port[id=/]", '<box xmlns="urn:acme"><port><id>/</id></port></box>'),
     (
@@ -43,8 +46,11 @@ FILTERS = [
     ('/acme/box/port[id="a b"]', '<box xmlns="urn:acme"><port><id>a b</id></port></box>'),
     ("/acme/box/port[id='a b']", '<box xmlns="urn:acme"><port><id>a b</id></port></box>'),
     ('/acme/box/port[id="a=[b],c"]', '<box xmlns="urn:acme"><port><id>a=[b],c</id></port></box>'),
-    ("/acme/box/port[id=\"it's me\"]", '<box xmlns="urn:acme"><port><id>it\'s me</id></port></box>'),
-    ("/acme/box/port[id='say \"x\"']", '<box xmlns="urn:acme"><port><id>say &quot;x&quot;</id></port></box>'),
+    ('/acme/box/port[id="it\'s me"]', '<box xmlns="urn:acme"><port><id>it\'s me</id></port></box>'),
+    (
+        "/acme/box/port[id='say \"x\"']",
+        '<box xmlns="urn:acme"><port><id>say &quot;x&quot;</id></port></box>',
+    ),
     # quotes around nothing that needs them belong to the value
     ('/acme/box/port[id="ab"]', '<box xmlns="urn:acme"><port><id>&quot;ab&quot;</id></port></box>'),
     ("/acme/box/port[id='ab']", "<box xmlns=\"urn:acme\"><port><id>'ab'</id></port></box>"),
@@ -60,7 +66,8 @@ FILTERS = [
     ),
     (
         "/acme/box/extra:paint/acme:gloss",
-        '<box xmlns="urn:acme"><paint xmlns="urn:extra"><gloss xmlns="urn:acme"></gloss></paint></box>',
+        '<box xmlns="urn:acme"><paint xmlns="urn:extra">'
+        '<gloss xmlns="urn:acme"></gloss></paint></box>',
     ),
     (
         "/acme/box/extra:lamp[id=7]/color",
@@ -99,7 +106,11 @@ def test_state_data_is_read_by_get_alone(machine):
     machine.dialogue(
         ("/$ ", "get /acme/box/uptime", printed_no_data(1)),
         ("/$ ", "get-config -r /acme/box/uptime", "/acme/box/uptime's not config node.\r\n"),
-        ("/$ ", "get-config -s acme/box/inner/state", "/acme/box/inner/state's not config node.\r\n"),
+        (
+            "/$ ",
+            "get-config -s acme/box/inner/state",
+            "/acme/box/inner/state's not config node.\r\n",
+        ),
         ("/$ ", "get acme/box/inner/state/load", printed_no_data(2)),
     )
     assert machine.tarnd.requests == [
@@ -192,7 +203,8 @@ def test_options_are_parsed_anew_each_time(machine):
 
 @pytest.mark.parametrize("command", ["get", "get-config -r", "get-config -s"])
 @pytest.mark.parametrize(
-    "path", ["/acme/nothing", "..", "/acme/box/name/x", "nothing", "/acme/..x", "/acme/box/../../.."]
+    "path",
+    ["/acme/nothing", "..", "/acme/box/name/x", "nothing", "/acme/..x", "/acme/box/../../.."],
 )
 def test_a_path_that_leads_nowhere(machine, command, path):
     machine.load(EXAMPLE)
@@ -277,9 +289,7 @@ def test_an_empty_namespace(machine):
 
 
 def test_a_namespace_is_escaped_and_ends_with_its_record(machine):
-    machine.load(
-        Schema(module("m", "", container("c"), record=bytes(43) + b'urn:a&b"c<d'))
-    )
+    machine.load(Schema(module("m", "", container("c"), record=bytes(43) + b'urn:a&b"c<d')))
     machine.dialogue(("/$ ", "get /m/c", printed_no_data(1)))
     assert machine.tarnd.requests == [get('<c xmlns="urn:a&amp;b&quot;c&lt;d"></c>')]
 

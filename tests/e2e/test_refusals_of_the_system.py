@@ -39,9 +39,7 @@ def run_limited(machine, *arguments):
 def test_import(machine):
     write(machine, "in", "<data>1</data>")
     assert run_limited(machine, "import-config", "/tmp/in", "running") == ""
-    assert machine.log.texts(ERROR, DEBUG) == [
-        (ERROR, "[ERROR] Opening input file failed.\r\n\n")
-    ]
+    assert machine.log.texts(ERROR, DEBUG) == [(ERROR, "[ERROR] Opening input file failed.\r\n\n")]
     assert machine.tarnd.requests == []
 
 

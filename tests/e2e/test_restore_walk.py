@@ -65,16 +65,23 @@ def shapes_without_addition():
 EVERY_SHAPE = model.Schema(
     {"urn:walk": "walk", "urn:walk-more": "walk-more"},
     *shapes_without_addition(),
-    list_("item", "name", leaf("name", *KEYS), *shapes_without_addition(),
-          leaf("walk-more:extra-value", *WORDS), leaf_list("walk-more:extra", *WORDS)),
+    list_(
+        "item",
+        "name",
+        leaf("name", *KEYS),
+        *shapes_without_addition(),
+        leaf("walk-more:extra-value", *WORDS),
+        leaf_list("walk-more:extra", *WORDS),
+    ),
     container(
         "box",
         *shapes(),
         list_("item", "name", leaf("name", *KEYS), *shapes_without_addition()),
         container("deep", container("deeper", *shapes_without_addition())),
         leaf("walk-more:extra", *WORDS),
-        container("walk-more:plus",
-                  list_("entry", "name", leaf("name", *KEYS), leaf("value", *WORDS))),
+        container(
+            "walk-more:plus", list_("entry", "name", leaf("name", *KEYS), leaf("value", *WORDS))
+        ),
     ),
     container("walk-more:box", leaf("value", *WORDS)),
 )
@@ -87,21 +94,39 @@ ROUTER = model.Schema(
         leaf("contact", *WORDS),
         leaf("maintenance", ""),
         bits("log-events", "logins", "changes links", "changes logins", default="changes logins"),
-        container("clock", *choice("timezone", (leaf("timezone-name", "Europe/Berlin"),),
-                                   (leaf("utc-offset", "0", "-60"),))),
+        container(
+            "clock",
+            *choice(
+                "timezone",
+                (leaf("timezone-name", "Europe/Berlin"),),
+                (leaf("utc-offset", "0", "-60"),),
+            ),
+        ),
         container(
             "ntp",
             leaf("enabled", "true", "false", default="false"),
-            list_("server", "address", leaf("address", "192.0.2.1", "192.0.2.2", "ntp.example"),
-                  leaf("prefer", ""), leaf("interval", "16", "64", default="64")),
+            list_(
+                "server",
+                "address",
+                leaf("address", "192.0.2.1", "192.0.2.2", "ntp.example"),
+                leaf("prefer", ""),
+                leaf("interval", "16", "64", default="64"),
+            ),
         ),
-        container("dns", leaf_list("server", "192.0.2.9", "192.0.2.1", "2001:db8::1", by_user=True),
-                  leaf_list("search", "example.net", "example.com")),
+        container(
+            "dns",
+            leaf_list("server", "192.0.2.9", "192.0.2.1", "2001:db8::1", by_user=True),
+            leaf_list("search", "example.net", "example.com"),
+        ),
     ),
     container(
         "users",
-        list_("user", "name", leaf("name", "alice", "bob", "carol", "dave"),
-              leaf("role", "viewer", "operator", "administrator", mandatory=True)),
+        list_(
+            "user",
+            "name",
+            leaf("name", "alice", "bob", "carol", "dave"),
+            leaf("role", "viewer", "operator", "administrator", mandatory=True),
+        ),
     ),
     container(
         "interfaces",
@@ -115,28 +140,57 @@ ROUTER = model.Schema(
             *choice(
                 "addressing",
                 (leaf("dhcp", ""), leaf("client-id", *WORDS)),
-                (list_("address", "ip prefix-length", leaf("ip", "192.0.2.1", "2001:db8::1"),
-                       leaf("prefix-length", "24", "64"), leaf("label", *WORDS)),),
+                (
+                    list_(
+                        "address",
+                        "ip prefix-length",
+                        leaf("ip", "192.0.2.1", "2001:db8::1"),
+                        leaf("prefix-length", "24", "64"),
+                        leaf("label", *WORDS),
+                    ),
+                ),
                 (leaf("peer", *WORDS),),
             ),
-            container("vandel-ospf:ospf", leaf("area", "0", "1"),
-                      leaf("cost", "5", "10", default="10")),
+            container(
+                "vandel-ospf:ospf", leaf("area", "0", "1"), leaf("cost", "5", "10", default="10")
+            ),
         ),
     ),
     container(
         "routing",
-        identity("preferred-protocol", "vandel-device:rip", "vandel-device:static",
-                 "vandel-ospf:ospf", default="vandel-device:static"),
-        container("static", list_("route", "destination",
-                                  leaf("destination", "192.0.2.0/24", "2001:db8::/32"),
-                                  leaf("distance", "1", "9", default="1"),
-                                  *choice("next-hop", (leaf("gateway", "192.0.2.1"),),
-                                          (leaf("blackhole", ""),),
-                                          (leaf("vandel-ospf:via-area", "3"),)))),
-        container("vandel-ospf:ospf", leaf("enabled", "true"),
-                  list_("area", "id", leaf("id", "0", "1", "10"),
-                        leaf_list("network", "192.0.2.0/24", "198.51.100.0/24"),
-                        *choice("kind", (leaf("stub", ""),), (leaf("not-so-stubby", ""),)))),
+        identity(
+            "preferred-protocol",
+            "vandel-device:rip",
+            "vandel-device:static",
+            "vandel-ospf:ospf",
+            default="vandel-device:static",
+        ),
+        container(
+            "static",
+            list_(
+                "route",
+                "destination",
+                leaf("destination", "192.0.2.0/24", "2001:db8::/32"),
+                leaf("distance", "1", "9", default="1"),
+                *choice(
+                    "next-hop",
+                    (leaf("gateway", "192.0.2.1"),),
+                    (leaf("blackhole", ""),),
+                    (leaf("vandel-ospf:via-area", "3"),),
+                ),
+            ),
+        ),
+        container(
+            "vandel-ospf:ospf",
+            leaf("enabled", "true"),
+            list_(
+                "area",
+                "id",
+                leaf("id", "0", "1", "10"),
+                leaf_list("network", "192.0.2.0/24", "198.51.100.0/24"),
+                *choice("kind", (leaf("stub", ""),), (leaf("not-so-stubby", ""),)),
+            ),
+        ),
     ),
 )
 YANG = os.path.join(ROOT, "tests", "yang")
@@ -159,8 +213,20 @@ class Device:
             raise
 
     def _start(self, directory):
-        subprocess.run([SCHEMAC, "--search", directory, "--search", MODULES, "--redis",
-                        self.redis.socket, *self.modules], check=True, capture_output=True)
+        subprocess.run(
+            [
+                SCHEMAC,
+                "--search",
+                directory,
+                "--search",
+                MODULES,
+                "--redis",
+                self.redis.socket,
+                *self.modules,
+            ],
+            check=True,
+            capture_output=True,
+        )
         self.machine = Machine(self.redis)
         private = self.machine.path("net")
         os.mkdir(private)
@@ -203,15 +269,17 @@ class Device:
             opened += f'<{local} xmlns="{uri}"{said}>'
             closed = f"</{local}>{closed}"
             if node.kind == "list":
-                opened += "".join(f"<{key}>{escape(content)}</{key}>"
-                                  for key, content in zip(node.keys, step[1]))
+                opened += "".join(
+                    f"<{key}>{escape(content)}</{key}>" for key, content in zip(node.keys, step[1])
+                )
             elif node.kind == "leaf-list":
                 text = escape(step[1])
             elif node.kind != "container":
                 text = escape(value)
         _, tree = self.other.rpc(
             f"<edit-config><target><running/></target><config{self.spaces}>{opened}{text}{closed}"
-            "</config></edit-config>")
+            "</config></edit-config>"
+        )
         return has_ok(tree)
 
     def stop(self):
@@ -292,9 +360,15 @@ class Walk:
 
     def run(self, steps):
         moves = (
-            [self.commit] * 8 + [self.commit_refused] * 2 + [self.edit_elsewhere] * 3
-            + [self.export] * 3 + [self.restore] * 5 + [self.restore_wrong] + [self.save] * 2
-            + [self.give_up] * 3 + [self.copy_staged] * 2
+            [self.commit] * 8
+            + [self.commit_refused] * 2
+            + [self.edit_elsewhere] * 3
+            + [self.export] * 3
+            + [self.restore] * 5
+            + [self.restore_wrong]
+            + [self.save] * 2
+            + [self.give_up] * 3
+            + [self.copy_staged] * 2
         )
         while self.count < steps:
             self.rng.choice(moves)()
@@ -304,7 +378,9 @@ class Walk:
         for source, expected in (("running", self.running), ("startup", self.startup)):
             found = self.device.read(source)
             assert model.plain(self.root, found) == model.plain(self.root, expected), (
-                source, list(self.done))
+                source,
+                list(self.done),
+            )
 
     def edits(self, most, content):
         """Paths to put into a configuration that can stand in one request."""
@@ -320,8 +396,11 @@ class Walk:
 
     def removals(self, chosen):
         """Paths to delete in the same request."""
-        there = [(path, node) for path, node in model.paths(self.root, self.running)
-                 if can_be_deleted(node)]
+        there = [
+            (path, node)
+            for path, node in model.paths(self.root, self.running)
+            if can_be_deleted(node)
+        ]
         self.rng.shuffle(there)
         found = []
         for path, node in there[: self.rng.randint(0, 3)]:
@@ -331,12 +410,16 @@ class Walk:
         return found
 
     def set_lines(self, chosen):
-        return [f"set {typed(self.schema, path)}{last_value(path, node, value)}"
-                for path, node, value in chosen]
+        return [
+            f"set {typed(self.schema, path)}{last_value(path, node, value)}"
+            for path, node, value in chosen
+        ]
 
     def delete_lines(self, chosen):
-        return [f"delete {typed(self.schema, path)}{last_value(path, node, None)}"
-                for path, node in chosen]
+        return [
+            f"delete {typed(self.schema, path)}{last_value(path, node, None)}"
+            for path, node in chosen
+        ]
 
     def commit(self):
         chosen = self.edits(4, self.running)
@@ -355,8 +438,10 @@ class Walk:
     def commit_refused(self):
         """Edits that would be right, and one that is not."""
         chosen = self.edits(3, self.running)
-        wrong = {EVERY_SHAPE: "set /walk/box/number 999",
-                 ROUTER: "set /vandel-device/system/clock/utc-offset 5000"}[self.schema]
+        wrong = {
+            EVERY_SHAPE: "set /walk/box/number 999",
+            ROUTER: "set /vandel-device/system/clock/utc-offset 5000",
+        }[self.schema]
         assert not is_ok(self.type(*self.set_lines(chosen), wrong, "commit"))
 
     def edit_elsewhere(self):
@@ -435,7 +520,8 @@ class Walk:
 
 @pytest.mark.parametrize("seed", [1, 2, 3])
 @pytest.mark.parametrize(
-    "schema, directory", [(EVERY_SHAPE, YANG), (ROUTER, MODELS)], ids=["every shape", "router"])
+    "schema, directory", [(EVERY_SHAPE, YANG), (ROUTER, MODELS)], ids=["every shape", "router"]
+)
 def test_running_and_startup_are_what_the_model_says(schema, directory, seed):
     print(f"seed {seed}, {STEPS} steps")
     device = Device(schema, directory)

@@ -30,7 +30,9 @@ def in_mode(machine, *steps, enter=(ENTER,), end=AT):
 
 def invoked(machine, *lines):
     """Sets lines in RPC mode, commits, and returns the one request."""
-    machine.dialogue(ENTER, *((AT, line, "") for line in lines), (AT, "commit", printed_ok(1)), end=ACME)
+    machine.dialogue(
+        ENTER, *((AT, line, "") for line in lines), (AT, "commit", printed_ok(1)), end=ACME
+    )
     (request,) = machine.tarnd.requests
     return request
 
@@ -220,7 +222,10 @@ def test_inputs(machine, lines, sent):
 
 def test_an_rpc_whose_input_is_empty(machine):
     machine.dialogue(
-        ("/$ ", "/acme/ping", ""), ("\n[ping]$ ", "ls", ""), ("\n[ping]$ ", "commit", printed_ok(1)), end=ACME
+        ("/$ ", "/acme/ping", ""),
+        ("\n[ping]$ ", "ls", ""),
+        ("\n[ping]$ ", "commit", printed_ok(1)),
+        end=ACME,
     )
     assert machine.tarnd.requests == [invoke('<ping xmlns="urn:acme"></ping>')]
 
@@ -325,9 +330,7 @@ def test_an_error_reply_leaves_the_mode_too(machine):
 def test_a_daemon_that_hangs_up_keeps_the_mode(machine):
     machine.tarnd.on_request = lambda request: [daemon.close]
     in_mode(machine, (AT, "set delay 5", ""), (AT, "commit", "Read message failed. \r\n"))
-    assert machine.tarnd.requests == [
-        invoke('<reset xmlns="urn:acme"><delay>5</delay></reset>')
-    ]
+    assert machine.tarnd.requests == [invoke('<reset xmlns="urn:acme"><delay>5</delay></reset>')]
 
 
 def test_reading_works_again_outside(machine):
@@ -344,9 +347,7 @@ def test_reading_works_again_outside(machine):
             "</rpc-reply>\n",
         ),
     )
-    assert machine.tarnd.requests == [
-        get_config('<box xmlns="urn:acme"><name></name></box>')
-    ]
+    assert machine.tarnd.requests == [get_config('<box xmlns="urn:acme"><name></name></box>')]
 
 
 def test_nothing_is_logged_as_an_error(machine):

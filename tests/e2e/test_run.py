@@ -21,9 +21,7 @@ STARTED = valgrind.SCALE * 300
 SOON = valgrind.SCALE * 10  # about a second is meant; a busy machine is given more
 DEVICE = "\n/vandel-device$ "
 SYSTEM = "\n/vandel-device/system$ "
-OPENED = (
-    b"run: a shell on a small router of its own (netconfd), gone when you leave: type quit\n"
-)
+OPENED = b"run: a shell on a small router of its own (netconfd), gone when you leave: type quit\n"
 
 
 def run_command(machine, *arguments):
@@ -46,9 +44,7 @@ def session(machine, *lines):
 
 def reply(number, *lines, declares=""):
     """A reply of the server as the shell shows it."""
-    head = (
-        f'<rpc-reply message-id="{number}" xmlns:nc="{BASE_NS}"\n{declares}xmlns="{BASE_NS}">\n'
-    )
+    head = f'<rpc-reply message-id="{number}" xmlns:nc="{BASE_NS}"\n{declares}xmlns="{BASE_NS}">\n'
     return "\r\n" + head + "".join(line + "\n" for line in lines)
 
 
@@ -159,7 +155,9 @@ def test_a_wrong_value_is_refused_by_the_server(device):
         "      /nc:rpc/nc:edit-config/nc:config/dev:system/dev:ntp/dev:enabled\n"
         "    </error-path>\n"
     ) in output
-    assert '      <bad-value xmlns="http://netconfcentral.org/ns/yuma-ncx">\n        maybe\n' in output
+    assert (
+        '      <bad-value xmlns="http://netconfcentral.org/ns/yuma-ncx">\n        maybe\n' in output
+    )
 
 
 def test_one_wrong_value_rolls_everything_back(device):
@@ -176,9 +174,7 @@ def test_one_wrong_value_rolls_everything_back(device):
 
 
 def test_an_rpc_is_called(device):
-    assert session(
-        device, "vandel-device/ping", "set destination 192.0.2.1", "commit", "quit"
-    ) == (
+    assert session(device, "vandel-device/ping", "set destination 192.0.2.1", "commit", "quit") == (
         "/$ vandel-device/ping\n"
         "\n[ping]$ set destination 192.0.2.1\n"
         "\n[ping]$ commit\n" + ok(1) + DEVICE + "quit\n"
@@ -384,6 +380,8 @@ def check_possible(user, *words):
 
 other_users = pytest.mark.parametrize("user", [65534, 54321], ids=["nobody", "without a name"])
 as_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root becomes somebody else")
+
+
 def test_one_command_with_programs_below_tmp(device):
     result = run_copy(device, os.geteuid(), "pwd").wait(STARTED)
     assert (result.status, result.stdout, result.stderr) == (0, b"/\r\n", b"")

@@ -231,9 +231,7 @@ def test_a_series_of_one_shots(device):
 
 def test_save(device):
     read = f"get-config -s {DEVICE}/system"
-    output = talk(
-        device, read, f"set {DEVICE}/system/hostname r1", "commit", read, "save", read
-    )
+    output = talk(device, read, f"set {DEVICE}/system/hostname r1", "commit", read, "save", read)
     assert EMPTY in output[0]
     assert EMPTY in output[3]
     assert OK in output[4]

@@ -3,7 +3,17 @@
 import os
 
 from support.schemac import (
-    CASE, CHOICE, CONTAINER, good, INPUT, LEAF, LEAF_LIST, LIST, module, node, RPC,
+    CASE,
+    CHOICE,
+    CONTAINER,
+    good,
+    INPUT,
+    LEAF,
+    LEAF_LIST,
+    LIST,
+    module,
+    node,
+    RPC,
 )
 
 pytest_plugins = ("support.schemac_fixtures",)
@@ -13,10 +23,13 @@ pytest_plugins = ("support.schemac_fixtures",)
 
 
 def test_records_byte_for_byte(server, run, write):
-    write("m", """
+    write(
+        "m",
+        """
       leaf a { type uint8; description "Help."; }
       leaf b { type string; config false; }
-      container c { leaf x { type empty; } }""")
+      container c { leaf x { type empty; } }""",
+    )
     good(run("m"))
     assert server.content() == {
         "/": {"m": bytes(43) + b"urn:m\0"},
@@ -35,7 +48,9 @@ def test_records_byte_for_byte(server, run, write):
 
 
 def test_every_kind_of_node(server, run, write):
-    write("m", """
+    write(
+        "m",
+        """
       container c {
         description "A container.";
         leaf l { type string; }
@@ -60,7 +75,8 @@ def test_every_kind_of_node(server, run, write):
       }
       rpc act { input { leaf in { type string; } } output { leaf out { type string; } } }
       rpc bare;
-      notification n { leaf x { type string; } }""")
+      notification n { leaf x { type string; } }""",
+    )
     result = good(run("m"))
     content = server.content()
     assert content == {
@@ -100,18 +116,24 @@ def test_every_kind_of_node(server, run, write):
         "/m/act/input": {"in": node(LEAF, True, "string", "[string]")},
         "/m/bare": {"input": node(INPUT)},
     }
-    size = sum(len(key) + sum(len(field) + len(value) for field, value in fields.items())
-               for key, fields in content.items())
+    size = sum(
+        len(key) + sum(len(field) + len(value) for field, value in fields.items())
+        for key, fields in content.items()
+    )
     assert result.stdout == f"schemac: 1 modules, 19 nodes, {size} bytes\n"
 
 
 def test_actions_are_left_out(server, run, write):
-    write("m", """container c {
+    write(
+        "m",
+        """container c {
         leaf l { type string; }
         action go { input { leaf i { type string; } } }
         notification n { leaf x { type string; } }
         anydata d;
-      }""", version="1.1")
+      }""",
+        version="1.1",
+    )
     good(run("m"))
     assert server.content() == {
         "/": {"m": module("urn:m")},
@@ -121,7 +143,9 @@ def test_actions_are_left_out(server, run, write):
 
 
 def test_choices_and_cases(server, run, write):
-    write("m", """
+    write(
+        "m",
+        """
       choice top { leaf t { type string; } }
       container c {
         choice ch {
@@ -134,7 +158,8 @@ def test_choices_and_cases(server, run, write):
             choice inner { case x { leaf e { type string; } } leaf f { type string; } }
           }
         }
-      }""")
+      }""",
+    )
     good(run("m"))
     string = node(LEAF, True, "string", "[string]")
     assert server.content() == {
@@ -161,11 +186,14 @@ def test_choices_and_cases(server, run, write):
 
 
 def test_choices_within_lists_and_rpcs(server, run, write):
-    write("m", """
+    write(
+        "m",
+        """
       list l { key k; leaf k { type string; }
         choice ch { leaf a { type string; } } }
       rpc r { input { choice ch { case x { leaf b { type string; } } }
-                      list i { key k; leaf k { type string; } leaf v { type string; } } } }""")
+                      list i { key k; leaf k { type string; } leaf v { type string; } } } }""",
+    )
     good(run("m"))
     string = node(LEAF, True, "string", "[string]")
     assert server.content() == {
@@ -188,14 +216,19 @@ def test_choices_within_lists_and_rpcs(server, run, write):
 
 
 def test_augments_name_their_module(server, run, write):
-    write("base", """
+    write(
+        "base",
+        """
       container c {
         leaf x { type string; }
         choice ch { leaf a { type string; } }
       }
       list l { key k; leaf k { type string; } }
-      rpc r { input { leaf i { type string; } } }""")
-    write("more", """
+      rpc r { input { leaf i { type string; } } }""",
+    )
+    write(
+        "more",
+        """
       import base { prefix b; }
       augment "/b:c" {
         container box { leaf in { type string; } list deep { key k; leaf k { type string; } } }
@@ -204,27 +237,41 @@ def test_augments_name_their_module(server, run, write):
       augment "/b:c/b:ch" { case extra { leaf e { type string; } } leaf short { type empty; } }
       augment "/b:c/b:ch/b:a" { leaf beside { type string; } }
       augment "/b:l" { leaf v { type string; } }
-      augment "/b:r/b:input" { leaf j { type string; } }""")
-    write("most", """
+      augment "/b:r/b:input" { leaf j { type string; } }""",
+    )
+    write(
+        "most",
+        """
       import base { prefix b; }
       import more { prefix m; }
-      augment "/b:c/m:box" { leaf far { type string; } }""")
+      augment "/b:c/m:box" { leaf far { type string; } }""",
+    )
     result = good(run("base", "more", "most"))
     string = node(LEAF, True, "string", "[string]")
     assert server.content() == {
         "/": {"base": module("urn:base"), "more": module("urn:more"), "most": module("urn:most")},
-        "/base": {"c": node(CONTAINER), "l": node(LIST, help_text="[key k]"),
-                  "r": node(RPC, False)},
-        "/base/c": {"x": string, "ch": node(CHOICE), "more:box": node(CONTAINER),
-                    "more:own": node(CHOICE)},
+        "/base": {
+            "c": node(CONTAINER),
+            "l": node(LIST, help_text="[key k]"),
+            "r": node(RPC, False),
+        },
+        "/base/c": {
+            "x": string,
+            "ch": node(CHOICE),
+            "more:box": node(CONTAINER),
+            "more:own": node(CHOICE),
+        },
         "/base/c/ch": {"a": node(CASE), "more:extra": node(CASE), "more:short": node(CASE)},
         "/base/c/ch/a": {"a": string, "more:beside": string},
         "/base/c/ch/more:extra": {"more:e": string},
         "/base/c/ch/more:short": {"more:short": node(LEAF, True, "empty", "[empty]")},
         "/base/c/more:own": {"mine": node(CASE)},
         "/base/c/more:own/mine": {"more:o": string},
-        "/base/c/more:box": {"in": string, "deep": node(LIST, help_text="[key k]"),
-                             "most:far": string},
+        "/base/c/more:box": {
+            "in": string,
+            "deep": node(LIST, help_text="[key k]"),
+            "most:far": string,
+        },
         "/base/c/more:box/deep": {"k": string},
         "/base/c/more:box/deep[]": {"k": string},
         "/base/l": {"k": string},
@@ -246,19 +293,25 @@ def test_what_is_augmented_comes_along_unnamed(server, run, write):
 
 def test_submodules(server, run, write, tmp_path):
     write("m", "include part; container c { uses g; } leaf own { type t; }")
-    (tmp_path / "part.yang").write_text("""submodule part {
+    (tmp_path / "part.yang").write_text(
+        """submodule part {
       belongs-to m { prefix m; }
       typedef t { type uint8; }
       grouping g { leaf gl { type t; } }
       container from-part { leaf p { type t; } }
       rpc do-part { input { leaf q { type t; } } }
-    }""")
+    }"""
+    )
     good(run("m"))
     t = node(LEAF, True, "uint8", "[t]")
     expected = {
         "/": {"m": module("urn:m")},
-        "/m": {"c": node(CONTAINER), "own": t, "from-part": node(CONTAINER),
-               "do-part": node(RPC, False)},
+        "/m": {
+            "c": node(CONTAINER),
+            "own": t,
+            "from-part": node(CONTAINER),
+            "do-part": node(RPC, False),
+        },
         "/m/c": {"gl": t},
         "/m/from-part": {"p": t},
         "/m/do-part": {"input": node(INPUT)},
@@ -271,26 +324,34 @@ def test_submodules(server, run, write, tmp_path):
 
 
 def test_groupings_of_other_modules(server, run, write):
-    write("lib", """
+    write(
+        "lib",
+        """
       typedef small { type uint8 { range "0..9"; } default 3; units "spoons"; }
       grouping g {
         leaf a { type small; description "As written."; }
         container box { leaf b { type string; } }
       }
-      container unseen { leaf u { type string; } }""")
-    write("m", """
+      container unseen { leaf u { type string; } }""",
+    )
+    write(
+        "m",
+        """
       import lib { prefix lb; }
       container c { uses lb:g { refine a { description "Refined."; default 7; } } }
-      leaf d { type lb:small; }""")
+      leaf d { type lb:small; }""",
+    )
     good(run("m"))
     assert server.content() == {
         "/": {"m": module("urn:m")},
-        "/m": {"c": node(CONTAINER),
-               "d": node(LEAF, True, "uint8",
-                         "[lb:small, range 0..9, units spoons, default 3]")},
-        "/m/c": {"a": node(LEAF, True, "uint8",
-                           "Refined. [small, range 0..9, units spoons, default 7]"),
-                 "box": node(CONTAINER)},
+        "/m": {
+            "c": node(CONTAINER),
+            "d": node(LEAF, True, "uint8", "[lb:small, range 0..9, units spoons, default 3]"),
+        },
+        "/m/c": {
+            "a": node(LEAF, True, "uint8", "Refined. [small, range 0..9, units spoons, default 7]"),
+            "box": node(CONTAINER),
+        },
         "/m/c/box": {"b": node(LEAF, True, "string", "[string]")},
     }
 
@@ -298,25 +359,32 @@ def test_groupings_of_other_modules(server, run, write):
 def test_modules_whose_identities_are_values_have_a_namespace(server, run, write):
     write("kinds", "identity kind; identity red { base kind; }")
     write("types", "typedef t { type string; }")
-    write("m", """
+    write(
+        "m",
+        """
       import kinds { prefix k; }
       import types { prefix t; }
       leaf a { type identityref { base k:kind; } default k:red; }
-      leaf b { type t:t; }""")
+      leaf b { type t:t; }""",
+    )
     good(run("m"))
     content = server.content()
     assert content["/"] == {"m": module("urn:m"), "kinds": module("urn:kinds")}
-    assert content["/m"]["a"] == node(LEAF, True, "identityref",
-                                      "[identityref: kinds:red, default kinds:red]")
+    assert content["/m"]["a"] == node(
+        LEAF, True, "identityref", "[identityref: kinds:red, default kinds:red]"
+    )
     good(run("m", "types"))  # what is named is there
     assert server.content()["/"].keys() == {"m", "kinds", "types"}
 
 
 def test_features(server, run, write):
-    write("m", """
+    write(
+        "m",
+        """
       feature f; feature g { if-feature f; }
       leaf a { type string; } leaf b { if-feature f; type string; }
-      leaf c { if-feature g; type string; }""")
+      leaf c { if-feature g; type string; }""",
+    )
     good(run("m"))
     assert server.content()["/m"].keys() == {"a"}
     good(run("--feature", "m:f", "m"))
@@ -343,7 +411,9 @@ def test_feature_of_a_module_that_comes_along(server, run, write):
 
 
 def test_deviations(server, run, write):
-    write("base", """
+    write(
+        "base",
+        """
       typedef t { type uint8; }
       container c {
         leaf gone { type string; }
@@ -351,15 +421,19 @@ def test_deviations(server, run, write):
         leaf tuned { type string; }
         leaf state { config true; type string; }
         choice ch { case x { leaf deep { type t; } } }
-      }""")
-    write("dev", """
+      }""",
+    )
+    write(
+        "dev",
+        """
       import base { prefix b; }
       typedef mine { type int32 { range "1..5"; } }
       deviation /b:c/b:gone { deviate not-supported; }
       deviation /b:c/b:retyped { deviate replace { type mine; } }
       deviation /b:c/b:ch/b:x/b:deep { deviate replace { type string; } }
       deviation /b:c/b:tuned { deviate add { default "d"; units "u"; } }
-      deviation /b:c/b:state { deviate replace { config false; } }""")
+      deviation /b:c/b:state { deviate replace { config false; } }""",
+    )
     good(run("base", "dev"))
     content = server.content()
     assert content["/base/c"] == {
@@ -390,8 +464,12 @@ def test_search_directories(server, run, write, tmp_path):
 
 def test_the_newest_revision_is_taken(server, run, write):
     write("m", "revision 2020-01-01; leaf old { type string; }", file="m@2020-01-01.yang")
-    write("m", "revision 2021-01-01; leaf new { type string; }", file="m@2021-01-01.yang",
-          directory="later")
+    write(
+        "m",
+        "revision 2021-01-01; leaf new { type string; }",
+        file="m@2021-01-01.yang",
+        directory="later",
+    )
     write("m", "revision 2020-06-01; leaf mid { type string; }", directory="plain")
     good(run("--search", ".", "m"))
     assert server.content()["/m"].keys() == {"new"}
@@ -407,8 +485,11 @@ def test_the_newest_revision_is_taken(server, run, write):
 def test_imports_by_revision(server, run, write):
     write("lib", "revision 2020-01-01; typedef t { type string; }", file="lib@2020-01-01.yang")
     write("lib", "revision 2021-01-01; typedef t { type uint8; }", file="lib@2021-01-01.yang")
-    write("m", """import lib { prefix l; revision-date 2020-01-01; }
-                  leaf a { type l:t; }""")
+    write(
+        "m",
+        """import lib { prefix l; revision-date 2020-01-01; }
+                  leaf a { type l:t; }""",
+    )
     write("n", "import lib { prefix l; } leaf a { type l:t; }")
     good(run("m", "n"))
     assert server.content()["/m"]["a"] == node(LEAF, True, "string", "[l:t]")
@@ -425,8 +506,11 @@ def test_a_module_named_as_a_file(server, run, write):
 
 
 def test_newer_standard_types_than_the_compiler_knows(server, run, write):
-    write("ietf-yang-types", """revision 2099-01-01;
-          typedef brand-new { type uint8; } typedef counter32 { type uint32; }""")
+    write(
+        "ietf-yang-types",
+        """revision 2099-01-01;
+          typedef brand-new { type uint8; } typedef counter32 { type uint32; }""",
+    )
     write("m", "import ietf-yang-types { prefix y; } leaf a { type y:brand-new; }")
     good(run("m"))
     assert server.content()["/m"]["a"] == node(LEAF, True, "uint8", "[y:brand-new]")

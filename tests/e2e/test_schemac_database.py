@@ -14,7 +14,14 @@ import pytest
 
 from support import valgrind
 from support.schemac import (
-    doubling_groupings, good, LEAF, module, node, SANITIZED, SCHEMAC, Server,
+    doubling_groupings,
+    good,
+    LEAF,
+    module,
+    node,
+    SANITIZED,
+    SCHEMAC,
+    Server,
 )
 
 pytest_plugins = ("support.schemac_fixtures",)
@@ -30,8 +37,10 @@ def test_the_old_schema_is_gone_and_other_databases_stay(server, run, write):
     server.database(4).hset("/old", "field", "old")
     write("m", "leaf a { type string; }")
     good(run("m"))
-    assert server.content() == {"/": {"m": module("urn:m")},
-                                "/m": {"a": node(LEAF, True, "string", "[string]")}}
+    assert server.content() == {
+        "/": {"m": module("urn:m")},
+        "/m": {"a": node(LEAF, True, "string", "[string]")},
+    }
     assert server.database(3).get("kept") == b"3"
     assert server.database(0).hgetall("/") == {b"kept": b"0"}
 
@@ -80,7 +89,9 @@ def fixture_ordered_server(server):
 
 def test_nodes_are_stored_last_first_but_keys_and_cases_as_they_come(ordered_server, run, write):
     long = 'description "' + "Longer than a value that redis keeps in order by itself. " * 2 + '"'
-    write("m", f"""
+    write(
+        "m",
+        f"""
       leaf z {{ type string; {long}; }}
       list l {{
         key "d b c";
@@ -94,7 +105,8 @@ def test_nodes_are_stored_last_first_but_keys_and_cases_as_they_come(ordered_ser
         case w {{ leaf r {{ type string; {long}; }} }}
       }}
       leaf a {{ type string; {long}; }}
-      rpc g {{ {long}; }}""")
+      rpc g {{ {long}; }}""",
+    )
     write("n", "leaf a { type string; }")
     good(run("m", "n"))
     client = ordered_server.database()
@@ -193,9 +205,20 @@ def test_a_server_that_wants_a_password(run, write, tmp_path):
         server.stop()
 
 
-@pytest.mark.parametrize("where", ["", "localhost", "localhost:", ":6379", "localhost:0",
-                                   "localhost:65536", "localhost:x", "localhost:-1",
-                                   "/" + "x" * 107])
+@pytest.mark.parametrize(
+    "where",
+    [
+        "",
+        "localhost",
+        "localhost:",
+        ":6379",
+        "localhost:0",
+        "localhost:65536",
+        "localhost:x",
+        "localhost:-1",
+        "/" + "x" * 107,
+    ],
+)
 def test_a_place_that_is_none(server, run, write, where):
     write("m", "leaf a { type string; }")
     result = run("--redis", where, "m")
@@ -210,14 +233,17 @@ def test_no_server(run, write, tmp_path):
     assert result.stderr == f"schemac: redis at {tmp_path}/none: No such file or directory\n"
 
 
-@pytest.mark.parametrize("option, cause", [
-    (["--requirepass", "secret"], "NOAUTH"),
-    (["--databases", "4"], "DB index is out of range"),
-    (["--rename-command", "FLUSHDB", ""], "unknown command"),
-    (["--rename-command", "HSET", ""], "unknown command"),
-    (["--rename-command", "EXEC", ""], "unknown command"),
-    (["--maxmemory", "1"], "OOM"),
-])
+@pytest.mark.parametrize(
+    "option, cause",
+    [
+        (["--requirepass", "secret"], "NOAUTH"),
+        (["--databases", "4"], "DB index is out of range"),
+        (["--rename-command", "FLUSHDB", ""], "unknown command"),
+        (["--rename-command", "HSET", ""], "unknown command"),
+        (["--rename-command", "EXEC", ""], "unknown command"),
+        (["--maxmemory", "1"], "OOM"),
+    ],
+)
 def test_a_server_that_refuses(run, write, option, cause):
     write("m", "leaf a { type string; }")
     server = Server(*option)
@@ -235,10 +261,19 @@ def test_a_server_that_refuses(run, write, option, cause):
         server.stop()
 
 
-@pytest.mark.parametrize("replies", [
-    b"", b"+OK\r\n", b"+OK\r\n+OK\r\n", b"+OK\r\n+OK\r\n+QUEUED\r\n", b"+OK\r\n+OK\r\n+OK\r\n",
-    b"nonsense\r\n", b"*-1\r\n", b":1\r\n",
-])
+@pytest.mark.parametrize(
+    "replies",
+    [
+        b"",
+        b"+OK\r\n",
+        b"+OK\r\n+OK\r\n",
+        b"+OK\r\n+OK\r\n+QUEUED\r\n",
+        b"+OK\r\n+OK\r\n+OK\r\n",
+        b"nonsense\r\n",
+        b"*-1\r\n",
+        b":1\r\n",
+    ],
+)
 def test_a_server_that_goes_away(run, write, tmp_path, replies):
     write("m", "leaf a { type string; }")
     directory = tempfile.mkdtemp(prefix="schemac")
@@ -263,8 +298,14 @@ def test_a_server_that_goes_away(run, write, tmp_path, replies):
 
 
 def test_a_large_schema(server, run, write):
-    write("m", "".join(f"list l{i} {{ key k; leaf k {{ type string; }} leaf v {{ type string; "
-                       f'description "{"text " * 30}"; }} }}\n' for i in range(5000)))
+    write(
+        "m",
+        "".join(
+            f"list l{i} {{ key k; leaf k {{ type string; }} leaf v {{ type string; "
+            f'description "{"text " * 30}"; }} }}\n'
+            for i in range(5000)
+        ),
+    )
     result = good(run("m"))
     assert result.stdout.startswith("schemac: 1 modules, 15000 nodes, ")
     content = server.content()
@@ -278,12 +319,24 @@ def test_a_large_schema(server, run, write):
 def test_help(run):
     for arguments in (["--help"], ["--help", "m"], ["-h"]):
         result = good(run(*arguments))
-        assert result.stdout.startswith("Usage: schemac [--search DIR]... [--redis WHERE] "
-                                        "[--feature MODULE:FEATURE]... MODULE...\n")
+        assert result.stdout.startswith(
+            "Usage: schemac [--search DIR]... [--redis WHERE] "
+            "[--feature MODULE:FEATURE]... MODULE...\n"
+        )
 
 
-@pytest.mark.parametrize("arguments", [[], ["--search", "."], ["--nonsense", "m"], ["--search"],
-                                       ["m", "--redis"], ["--feature"], ["-x", "m"]])
+@pytest.mark.parametrize(
+    "arguments",
+    [
+        [],
+        ["--search", "."],
+        ["--nonsense", "m"],
+        ["--search"],
+        ["m", "--redis"],
+        ["--feature"],
+        ["-x", "m"],
+    ],
+)
 def test_mistakes_on_the_command_line(server, run, write, arguments):
     write("m", "leaf a { type string; }")
     result = run(*arguments)

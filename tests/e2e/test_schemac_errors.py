@@ -15,33 +15,53 @@ BROKEN = {
     "keyword": ("\n\n  laef a { type string; }", 6, '"laef"'),
     "type": ("leaf a {\n  type nosuch;\n}", 4, '"nosuch" not found'),
     "import_": ("\n import nothere { prefix n; }", 5, "no module nothere"),
-    "import_rev": ("import ietf-yang-types { prefix n; revision-date 1999-01-01; }", 4,
-                   "no module ietf-yang-types@1999-01-01"),
+    "import_rev": (
+        "import ietf-yang-types { prefix n; revision-date 1999-01-01; }",
+        4,
+        "no module ietf-yang-types@1999-01-01",
+    ),
     "include_": ("\n\n include nothere;", 6, "no module nothere"),
     "key": ("container c {\n list l { key k;\n leaf j { type string; } } }", 5, '"k" not found'),
-    "augment": ("container c;\n augment /c/y { leaf z { type string; } }", 5,
-                'target node "/c/y"'),
-    "default": ("container c {\n  container d {\n\n leaf x { type uint8; default 300; } } }", 7,
-                "300"),
+    "augment": ("container c;\n augment /c/y { leaf z { type string; } }", 5, 'target node "/c/y"'),
+    "default": (
+        "container c {\n  container d {\n\n leaf x { type uint8; default 300; } } }",
+        7,
+        "300",
+    ),
     "leafref": ("leaf x {\n type leafref { path '../nono'; } }", 4, '"nono"'),
-    "duplicate": ("leaf x { type string; }\n leaf y { type string; }\n leaf x { type string; }", 4,
-                  'Duplicate identifier "x"'),
-    "in_grouping": ("container cc {\n uses g; }\n grouping g {\n leaf q { type nada; } }", 7,
-                    '"nada"'),
-    "nested_uses": ("grouping h { uses g; }\n container cc {\n uses h; }\n"
-                    " grouping g { container i {\n leaf q { type nada; } } }", 8, '"nada"'),
+    "duplicate": (
+        "leaf x { type string; }\n leaf y { type string; }\n leaf x { type string; }",
+        4,
+        'Duplicate identifier "x"',
+    ),
+    "in_grouping": (
+        "container cc {\n uses g; }\n grouping g {\n leaf q { type nada; } }",
+        7,
+        '"nada"',
+    ),
+    "nested_uses": (
+        "grouping h { uses g; }\n container cc {\n uses h; }\n"
+        " grouping g { container i {\n leaf q { type nada; } } }",
+        8,
+        '"nada"',
+    ),
     "no_grouping": ("container cc {\n uses gg; }", 5, '"gg"'),
     "no_feature": ("leaf a { type string; }\n leaf x { if-feature no; type string; }", 5, '"no"'),
-    "range": ("list l { key k; leaf k { type string; }\n leaf x { type uint8 { range 1..; } } }",
-              5, "range"),
+    "range": (
+        "list l { key k; leaf k { type string; }\n leaf x { type uint8 { range 1..; } } }",
+        5,
+        "range",
+    ),
     "pattern": ("leaf x { type string { pattern '[a'; } }", 4, '"[a"'),
-    "circle": ("typedef a { type b; }\n typedef b { type a; }\n leaf x { type a; }", 6,
-               "circular"),
+    "circle": ("typedef a { type b; }\n typedef b { type a; }\n leaf x { type a; }", 6, "circular"),
     "must": ("rpc r { input {\n leaf x { type string; must '..(('; } } }", 5, "XPath"),
     "identity": ("identity a { base b; }\n identity b { base a; }", 5, '"a"'),
-    "quote": ("description \"unterminated;\n", 7, "end-of-input"),
-    "config": ("container a { config false;\n leaf b { config true; type string; } }", 5,
-               "state data"),
+    "quote": ('description "unterminated;\n', 7, "end-of-input"),
+    "config": (
+        "container a { config false;\n leaf b { config true; type string; } }",
+        5,
+        "state data",
+    ),
     "comment": ("/* leaf x {\n */ // leaf x {\n leaf x { type 'no'+\n 'such'; }", 6, '"nosuch"'),
 }
 
@@ -69,8 +89,10 @@ def test_all_broken_modules_are_named_and_no_others(server, run, write):
         write(name, body)
     result = run("good", *BROKEN)
     assert result.returncode == 1
-    named = [re.match(r"schemac: (\S+): line (\d+): ", text).groups()
-             for text in result.stderr.splitlines()]
+    named = [
+        re.match(r"schemac: (\S+): line (\d+): ", text).groups()
+        for text in result.stderr.splitlines()
+    ]
     assert named == [(name, str(line)) for name, (_, line, _) in BROKEN.items()]
     assert server.content() == {}
 
@@ -78,7 +100,8 @@ def test_all_broken_modules_are_named_and_no_others(server, run, write):
 def test_errors_in_other_files_than_the_named_one(server, run, write, tmp_path):
     write("m", "include part;\n\n")
     (tmp_path / "part.yang").write_text(
-        "submodule part { belongs-to m { prefix m; }\n\n leaf y { type foo; } }")
+        "submodule part { belongs-to m { prefix m; }\n\n leaf y { type foo; } }"
+    )
     assert run("m").stderr.startswith("schemac: part: line 3: ")
     write("user", "import lib { prefix l; }\n uses l:g;")
     write("lib", "\n\n grouping g {\n  leaf x {\n type foo; } }")
@@ -99,7 +122,8 @@ def test_errors_in_other_files_than_the_named_one(server, run, write, tmp_path):
 
 def test_control_characters_of_a_module_do_not_reach_the_terminal(server, run, tmp_path):
     (tmp_path / "m.yang").write_bytes(
-        b'module m { namespace urn:m; prefix m;\n leaf a { type "\xc2\x9b\x1b[2Jx"; } }')
+        b'module m { namespace urn:m; prefix m;\n leaf a { type "\xc2\x9b\x1b[2Jx"; } }'
+    )
     result = run("m")
     assert result.returncode == 1
     assert "\x1b" not in result.stderr
@@ -127,7 +151,7 @@ HOSTILE = {
     "trailing": HEAD + b"} trailing",
     "one brace too many": HEAD + b"leaf a { type string; } } }",
     "inner zero": HEAD + b"\0 leaf a { type string; } }",
-    "open quote": HEAD + b"leaf a { type \"",
+    "open quote": HEAD + b'leaf a { type "',
     "open sum": HEAD + b"leaf a { type 'x' + ",
     "open comment": HEAD + b"/*",
     "submodule of nothing": b"submodule m { }",
@@ -173,9 +197,14 @@ def test_a_module_that_explodes_is_an_error(server, run, write):
 
 def test_a_very_deep_schema(server, run, write):
     depth = 3000
-    write("m", "grouping g0 { leaf x { type string; } }\n" + "".join(
-        f"grouping g{i} {{ container c {{ uses g{i - 1}; }} }}\n" for i in range(1, depth))
-        + f"uses g{depth - 1};")
+    write(
+        "m",
+        "grouping g0 { leaf x { type string; } }\n"
+        + "".join(
+            f"grouping g{i} {{ container c {{ uses g{i - 1}; }} }}\n" for i in range(1, depth)
+        )
+        + f"uses g{depth - 1};",
+    )
     result = run("m")
     if result.returncode == 0:
         assert server.content()["/m" + "/c" * (depth - 1)].keys() == {"x"}

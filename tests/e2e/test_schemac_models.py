@@ -9,8 +9,19 @@ import tempfile
 import time
 
 from support.schemac import (
-    CASE, CHOICE, CONTAINER, good, INPUT, LEAF, LEAF_LIST, LIST, MODELS, module, node,
-    RPC, SYSTEM_MODULES,
+    CASE,
+    CHOICE,
+    CONTAINER,
+    good,
+    INPUT,
+    LEAF,
+    LEAF_LIST,
+    LIST,
+    MODELS,
+    module,
+    node,
+    RPC,
+    SYSTEM_MODULES,
 )
 
 pytest_plugins = ("support.schemac_fixtures",)
@@ -31,7 +42,8 @@ def test_all_ietf_modules_in_one_call(server, run):
     assert int(match[1]) == len(content["/"])
     assert int(match[3]) == sum(
         len(key) + sum(len(field) + len(value) for field, value in fields.items())
-        for key, fields in content.items())
+        for key, fields in content.items()
+    )
     for key, fields in content.items():
         for field, value in fields.items():
             if key != "/":
@@ -42,12 +54,12 @@ def check_node_record(content, key, field, value):
     flags, help_offset, type_offset, bound = struct.unpack_from("<H10xhhxxh", value)
     kind = flags >> 6
     area = value[20:]
-    assert flags & 0x3e == 0 and CONTAINER <= kind <= INPUT
+    assert flags & 0x3E == 0 and CONTAINER <= kind <= INPUT
     assert value[2:12] == bytes(10) and value[16:18] == bytes(2)
     assert bound == len(area) < 3000 and area[0] == 0 and area[-1] == 0
     assert (type_offset == 1) == (kind in (LEAF, LEAF_LIST))
     assert 0 <= help_offset < bound
-    area[help_offset:area.index(0, help_offset)].decode()
+    area[help_offset : area.index(0, help_offset)].decode()
     below = key + "/" + field
     if kind in (LEAF, LEAF_LIST):
         assert below not in content and below + "[]" not in content
@@ -58,22 +70,41 @@ def check_node_record(content, key, field, value):
 
 
 def test_our_own_models(server, run):
-    good(run("--search", MODELS, "--search", os.path.join(SYSTEM_MODULES, "ietf"), "vandel-device",
-             "vandel-ospf", "ietf-interfaces", "iana-if-type", "ietf-ip"))
+    good(
+        run(
+            "--search",
+            MODELS,
+            "--search",
+            os.path.join(SYSTEM_MODULES, "ietf"),
+            "vandel-device",
+            "vandel-ospf",
+            "ietf-interfaces",
+            "iana-if-type",
+            "ietf-ip",
+        )
+    )
     content = server.content()
     assert content["/"]["vandel-ospf"] == module("urn:vandel:ospf")
-    kinds = {struct.unpack_from("<H", value)[0] >> 6
-             for key, fields in content.items() if key.startswith("/vandel-device")
-             for value in fields.values()}
+    kinds = {
+        struct.unpack_from("<H", value)[0] >> 6
+        for key, fields in content.items()
+        if key.startswith("/vandel-device")
+        for value in fields.values()
+    }
     assert kinds == {CONTAINER, LEAF, LEAF_LIST, LIST, CHOICE, CASE, RPC, INPUT}
     assert content["/vandel-device/system"]["hostname"] == node(
-        LEAF, True, "string",
+        LEAF,
+        True,
+        "string",
         "Name of the device, shown in its prompt and in its log. "
-        "[string, length 1..64, default router]")
+        "[string, length 1..64, default router]",
+    )
     assert content["/vandel-device/reboot"].keys() == {"input"}
     assert "/vandel-device/reboot/input" not in content
     assert content["/vandel-device/interfaces/interface[]/addressing/manual/address"].keys() == {
-        "ip", "prefix-length"}
+        "ip",
+        "prefix-length",
+    }
     assert "vandel-ospf:ospf" in content["/vandel-device/interfaces/interface[]"]
 
 
@@ -84,10 +115,25 @@ def test_netconfd_takes_our_own_models(tmp_path):
     environment = dict(os.environ, HOME=directory, USER=user)
     log = open(directory + "/log", "wb")
     process = subprocess.Popen(
-        ["netconfd", "--target=running", "--with-startup=true", "--indent=0", "--no-startup",
-         f"--superuser={user}", "--module=vandel-device", "--module=vandel-ospf",
-         f"--modpath={MODELS}:{SYSTEM_MODULES}", "--port=20830", f"--ncxserver-sockname={path}"],
-        cwd=directory, env=environment, stdin=subprocess.DEVNULL, stdout=log, stderr=log)
+        [
+            "netconfd",
+            "--target=running",
+            "--with-startup=true",
+            "--indent=0",
+            "--no-startup",
+            f"--superuser={user}",
+            "--module=vandel-device",
+            "--module=vandel-ospf",
+            f"--modpath={MODELS}:{SYSTEM_MODULES}",
+            "--port=20830",
+            f"--ncxserver-sockname={path}",
+        ],
+        cwd=directory,
+        env=environment,
+        stdin=subprocess.DEVNULL,
+        stdout=log,
+        stderr=log,
+    )
     try:
         deadline = time.monotonic() + 30
         while not os.path.exists(path):
@@ -95,8 +141,11 @@ def test_netconfd_takes_our_own_models(tmp_path):
             time.sleep(0.05)
         environment["SSH_CONNECTION"] = "127.0.0.1 50000 127.0.0.1 20830"
         session = subprocess.Popen(
-            ["netconf-subsystem", f"--ncxserver-sockname=20830@{path}"], env=environment,
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+            ["netconf-subsystem", f"--ncxserver-sockname=20830@{path}"],
+            env=environment,
+            stdin=subprocess.PIPE,
+            stdout=subprocess.PIPE,
+        )
         hello = b""
         while b"]]>]]>" not in hello:
             piece = os.read(session.stdout.fileno(), 65536)

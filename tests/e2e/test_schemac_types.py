@@ -9,47 +9,81 @@ from support.schemac import CONTAINER, good, LEAF, LEAF_LIST, LIST, node
 pytest_plugins = ("support.schemac_fixtures",)
 
 
-@pytest.mark.parametrize("statement, type_name, help_text", [
-    ("type int8 { range '-3..4 | 9'; }", "int8", "[int8, range -3..4 | 9]"),
-    ("type uint64 { range '0..18446744073709551615'; }", "uint64",
-     "[uint64, range 0..18446744073709551615]"),
-    ("type int64 { range 'min..0'; }", "int64", "[int64, range -9223372036854775808..0]"),
-    ("type decimal64 { fraction-digits 2; range '-0.5..1.25 | 30'; }", "decimal64",
-     "[decimal64, range -0.5..1.25 | 30.0]"),
-    ("type decimal64 { fraction-digits 18; range 'min..0'; }", "decimal64",
-     "[decimal64, range -9.223372036854775808..0.0]"),
-    ("type string { length '1..8 | 12'; }", "string", "[string, length 1..8 | 12]"),
-    ("type binary { length 'max'; }", "binary",
-     "[binary, length 18446744073709551615]"),
-    ("type boolean; default true;", "boolean", "[boolean, default true]"),
-    ("type empty;", "empty", "[empty]"),
-    ("type string; mandatory true; units m;", "string", "[string, units m, mandatory]"),
-    ("type string; default '';", "string", '[string, default ""]'),
-    ("type instance-identifier;", "instance-identifier", "[instance-identifier]"),
-    ("type enumeration { enum a; enum b; } default b;", "enumeration",
-     "[enumeration: a | b, default b]"),
-    ("type bits { bit x; bit y; } default 'y x';", "bits", "[bits: x y, default x y]"),
-    ("type enumeration {" + "".join(f"enum e{i};" for i in range(12)) + "}", "enumeration",
-     "[enumeration: " + " | ".join(f"e{i}" for i in range(12)) + "]"),
-    ("type enumeration {" + "".join(f"enum e{i};" for i in range(13)) + "}", "enumeration",
-     "[enumeration: " + " | ".join(f"e{i}" for i in range(12)) + " | …]"),
-    ("type bits {" + "".join(f"bit b{i};" for i in range(40)) + "}", "bits",
-     "[bits: " + " ".join(f"b{i}" for i in range(12)) + " …]"),
-    ("type union { type uint8 { range 1..3; } type enumeration { enum off; } type t1; }", "union",
-     "[union: uint8 (range 1..3) or enumeration (off) or t1 (range 10..20)]"),
-    ("type u;", "union", "[u]"),
-    ("type t2;", "uint8", "[t2, range 10..20, units t-units, default 12]"),
-    ("type t3 { range '11 | 13'; }", "uint8", "[t3, range 11 | 13, units t-units, default 11]"),
-    ("type identityref { base base-id; }", "identityref",
-     "[identityref: m:one | m:two | m:three]"),
-    ("type leafref { path '/m:target'; }", "leafref", "[leafref, range 1..2]"),
-    ("type leafref { path '/m:idtarget'; }", "identityref",
-     "[leafref: m:one | m:two | m:three]"),
-    ("type leafref { path '/m:utarget'; }", "union", "[leafref]"),
-    ("type leafref { path '/m:chain'; }", "leafref", "[leafref, range 1..2]"),
-])
+@pytest.mark.parametrize(
+    "statement, type_name, help_text",
+    [
+        ("type int8 { range '-3..4 | 9'; }", "int8", "[int8, range -3..4 | 9]"),
+        (
+            "type uint64 { range '0..18446744073709551615'; }",
+            "uint64",
+            "[uint64, range 0..18446744073709551615]",
+        ),
+        ("type int64 { range 'min..0'; }", "int64", "[int64, range -9223372036854775808..0]"),
+        (
+            "type decimal64 { fraction-digits 2; range '-0.5..1.25 | 30'; }",
+            "decimal64",
+            "[decimal64, range -0.5..1.25 | 30.0]",
+        ),
+        (
+            "type decimal64 { fraction-digits 18; range 'min..0'; }",
+            "decimal64",
+            "[decimal64, range -9.223372036854775808..0.0]",
+        ),
+        ("type string { length '1..8 | 12'; }", "string", "[string, length 1..8 | 12]"),
+        ("type binary { length 'max'; }", "binary", "[binary, length 18446744073709551615]"),
+        ("type boolean; default true;", "boolean", "[boolean, default true]"),
+        ("type empty;", "empty", "[empty]"),
+        ("type string; mandatory true; units m;", "string", "[string, units m, mandatory]"),
+        ("type string; default '';", "string", '[string, default ""]'),
+        ("type instance-identifier;", "instance-identifier", "[instance-identifier]"),
+        (
+            "type enumeration { enum a; enum b; } default b;",
+            "enumeration",
+            "[enumeration: a | b, default b]",
+        ),
+        ("type bits { bit x; bit y; } default 'y x';", "bits", "[bits: x y, default x y]"),
+        (
+            "type enumeration {" + "".join(f"enum e{i};" for i in range(12)) + "}",
+            "enumeration",
+            "[enumeration: " + " | ".join(f"e{i}" for i in range(12)) + "]",
+        ),
+        (
+            "type enumeration {" + "".join(f"enum e{i};" for i in range(13)) + "}",
+            "enumeration",
+            "[enumeration: " + " | ".join(f"e{i}" for i in range(12)) + " | …]",
+        ),
+        (
+            "type bits {" + "".join(f"bit b{i};" for i in range(40)) + "}",
+            "bits",
+            "[bits: " + " ".join(f"b{i}" for i in range(12)) + " …]",
+        ),
+        (
+            "type union { type uint8 { range 1..3; } type enumeration { enum off; } type t1; }",
+            "union",
+            "[union: uint8 (range 1..3) or enumeration (off) or t1 (range 10..20)]",
+        ),
+        ("type u;", "union", "[u]"),
+        ("type t2;", "uint8", "[t2, range 10..20, units t-units, default 12]"),
+        ("type t3 { range '11 | 13'; }", "uint8", "[t3, range 11 | 13, units t-units, default 11]"),
+        (
+            "type identityref { base base-id; }",
+            "identityref",
+            "[identityref: m:one | m:two | m:three]",
+        ),
+        ("type leafref { path '/m:target'; }", "leafref", "[leafref, range 1..2]"),
+        (
+            "type leafref { path '/m:idtarget'; }",
+            "identityref",
+            "[leafref: m:one | m:two | m:three]",
+        ),
+        ("type leafref { path '/m:utarget'; }", "union", "[leafref]"),
+        ("type leafref { path '/m:chain'; }", "leafref", "[leafref, range 1..2]"),
+    ],
+)
 def test_types(server, run, write, statement, type_name, help_text):
-    write("m", """
+    write(
+        "m",
+        """
       typedef t1 { type uint8 { range "10..20"; } }
       typedef t2 { type t1; units "t-units"; default 12; }
       typedef t3 { type t2; default 11; }
@@ -62,15 +96,22 @@ def test_types(server, run, write, statement, type_name, help_text):
       leaf idtarget { type identityref { base base-id; } }
       leaf utarget { type u; }
       leaf chain { type leafref { path '/m:target'; } }
-      leaf it { """ + statement + " }")
+      leaf it { """
+        + statement
+        + " }",
+    )
     good(run("m"))
     assert server.content()["/m"]["it"] == node(LEAF, True, type_name, help_text)
 
 
 def test_leaf_lists(server, run, write):
-    write("m", """
+    write(
+        "m",
+        """
       leaf-list a { type uint8; default 1; default 2; units "u"; }
-      leaf-list b { type string; min-elements 1; }""", version="1.1")
+      leaf-list b { type string; min-elements 1; }""",
+        version="1.1",
+    )
     good(run("m"))
     assert server.content()["/m"] == {
         "a": node(LEAF_LIST, True, "uint8", "[uint8, units u, default 1 2]"),
@@ -78,19 +119,22 @@ def test_leaf_lists(server, run, write):
     }
 
 
-@pytest.mark.parametrize("description, help_text", [
-    ("  Two\n       lines\t and\r\n   more.  ", "Two lines and more."),
-    ("", ""),
-    (" \n ", ""),
-    ("x" * 200, "x" * 200),
-    ("x" * 201, "x" * 200 + "…"),
-    ("ü" * 200, "ü" * 200),
-    ("ü" * 201, "ü" * 200 + "…"),
-    ("word " * 60, ("word " * 40).strip() + "…"),
-    ("wordy " * 60, ("wordy " * 33).strip() + "…"),
-    ("a" * 199 + " b", "a" * 199 + "…"),
-    ("a\u009bb\u007fc", "a?b?c"),
-])
+@pytest.mark.parametrize(
+    "description, help_text",
+    [
+        ("  Two\n       lines\t and\r\n   more.  ", "Two lines and more."),
+        ("", ""),
+        (" \n ", ""),
+        ("x" * 200, "x" * 200),
+        ("x" * 201, "x" * 200 + "…"),
+        ("ü" * 200, "ü" * 200),
+        ("ü" * 201, "ü" * 200 + "…"),
+        ("word " * 60, ("word " * 40).strip() + "…"),
+        ("wordy " * 60, ("wordy " * 33).strip() + "…"),
+        ("a" * 199 + " b", "a" * 199 + "…"),
+        ("a\u009bb\u007fc", "a?b?c"),
+    ],
+)
 def test_descriptions(server, run, write, description, help_text):
     write("m", f'container c {{ description "{description}"; leaf x {{ type string; }} }}')
     good(run("m"))
@@ -98,16 +142,21 @@ def test_descriptions(server, run, write, description, help_text):
 
 
 # What turns the direction of a line, separates lines or is not seen.
-UNSEEN = ("\u00ad\u061c\u180e\u200b\u200f\u2028\u202e\u2060\u2066\u206f\ufeff\ufff9\ufffb"
-          "\U000e0001\U000e007f")
+UNSEEN = (
+    "\u00ad\u061c\u180e\u200b\u200f\u2028\u202e\u2060\u2066\u206f\ufeff\ufff9\ufffb"
+    "\U000e0001\U000e007f"
+)
 
 
 @pytest.mark.parametrize("odd", ["\u009b\u0080\u007f", UNSEEN], ids=["controls", "unseen"])
 def test_no_part_of_a_help_text_steers_a_terminal(server, run, write, odd):
     shown = "?" * len(odd)
-    write("m", f"""
+    write(
+        "m",
+        f"""
       leaf a {{ type string; description "D{odd}"; units "u{odd}"; default "d{odd}"; }}
-      leaf b {{ type enumeration {{ enum "e{odd}"; enum "f"; }} }}""")
+      leaf b {{ type enumeration {{ enum "e{odd}"; enum "f"; }} }}""",
+    )
     good(run("m"))
     assert server.content()["/m"] == {
         "a": node(LEAF, True, "string", f"D{shown} [string, units u{shown}, default d{shown}]"),
@@ -116,11 +165,14 @@ def test_no_part_of_a_help_text_steers_a_terminal(server, run, write, odd):
 
 
 def test_description_and_bracket(server, run, write):
-    write("m", """
+    write(
+        "m",
+        """
       leaf a { type string; description "Some
                                          text."; }
       list l { key "a b"; description "A list.";
-               leaf a { type string; } leaf b { type string; } }""")
+               leaf a { type string; } leaf b { type string; } }""",
+    )
     good(run("m"))
     assert server.content()["/m"] == {
         "a": node(LEAF, True, "string", "Some text. [string]"),
@@ -129,9 +181,14 @@ def test_description_and_bracket(server, run, write):
 
 
 def test_offsets_stay_small_whatever_a_module_holds(server, run, write):
-    write("m", "leaf a { type enumeration { "
-          + "".join("enum " + chr(97 + i) * 30000 + "; " for i in range(5))
-          + '} description "' + "€" * 50000 + '"; }')
+    write(
+        "m",
+        "leaf a { type enumeration { "
+        + "".join("enum " + chr(97 + i) * 30000 + "; " for i in range(5))
+        + '} description "'
+        + "€" * 50000
+        + '"; }',
+    )
     good(run("m"))
     value = server.content()["/m"]["a"]
     help_offset, type_offset, bound = struct.unpack_from("<hhxxh", value, 12)

@@ -227,9 +227,7 @@ def notifications_in_between(world):
         victim.send(b"get /acme/empty\n")
         victim.read_until(lambda output: output != b"")
         world.pause(0.02)
-        world.kill_on_pipes(
-            victim, b"/$ get /acme/empty\n" + printed + printed_no_data().encode()
-        )
+        world.kill_on_pipes(victim, b"/$ get /acme/empty\n" + printed + printed_no_data().encode())
 
 
 def nobody_reads_the_pipe(world):

@@ -61,7 +61,8 @@ def test_files_never_include_each_other_in_a_circle():
 
 def test_the_editor_knows_nothing_of_the_shell():
     assert {target for target in included_by("tinyrl") if not target.startswith("tinyrl/")} == {
-        "bounded.h", "terminal_text.h"
+        "bounded.h",
+        "terminal_text.h",
     }
 
 

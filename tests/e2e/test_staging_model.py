@@ -145,8 +145,11 @@ def random_node(chance, nodes, path):
         keys = chance.sample(node.keys, len(node.keys))
         name += "[" + ",".join(f"{key}={chance.choice(KEYS)}" for key in keys) + "]"
     path = (*path, name)
-    if node.children and node.name != "r" and (chance.random() < 0.8) and (
-        "[" in name or not node.keys
+    if (
+        node.children
+        and node.name != "r"
+        and (chance.random() < 0.8)
+        and ("[" in name or not node.keys)
     ):
         return random_node(chance, node.children, path)
     return node, path

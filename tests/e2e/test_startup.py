@@ -202,7 +202,7 @@ def test_arguments_are_split_again_by_the_command(machine):
     for words in (
         ("set", "/acme/box/name", '"a', 'b"'),  # quotes reach across arguments
         ("set /acme/box/name", '"a b"'),
-        ("set\t/acme/box/name\n\"a b\"",),
+        ('set\t/acme/box/name\n"a b"',),
     ):
         machine.one_shot("discard_changes")
         result = machine.one_shot(*words)

@@ -75,9 +75,15 @@ class TestEntries:
     def test_help(self, machine, prompt):
         ports(machine, *self.KEYS)
         walk(prompt, "m", "box", "port")
-        assert prompt.help("get port[id=k") == on_terminal(
-            "\n  port[id=k4?/$]/     \n  port[id=k3?2J]/     \n\r\n", at("/m/box/port"), "get port[id=k"
-        ) + BELL
+        assert (
+            prompt.help("get port[id=k")
+            == on_terminal(
+                "\n  port[id=k4?/$]/     \n  port[id=k3?2J]/     \n\r\n",
+                at("/m/box/port"),
+                "get port[id=k",
+            )
+            + BELL
+        )
 
 
 class TestNames:
@@ -99,23 +105,28 @@ class TestNames:
 
     def test_help(self, prompt):
         walk(prompt, "m", "odd")
-        assert prompt.help("set a") == on_terminal(
-            "\n  a?b      ?2J?Units \u20ac\n  a?[2J    ?]0;mine?Bytes??/$ quit\n\r\n",
-            at("/m/odd"),
-            "set a",
-        ) + BELL
+        assert (
+            prompt.help("set a")
+            == on_terminal(
+                "\n  a?b      ?2J?Units \u20ac\n  a?[2J    ?]0;mine?Bytes??/$ quit\n\r\n",
+                at("/m/odd"),
+                "set a",
+            )
+            + BELL
+        )
 
     def test_help_for_commands(self, prompt):
         walk(prompt, "m", "called")
-        assert prompt.help("res") == on_terminal(
-            "\n  restart?     \n  reset?[2J    \n", at("/m/called"), "res"
-        ) + BELL
+        assert (
+            prompt.help("res")
+            == on_terminal("\n  restart?     \n  reset?[2J    \n", at("/m/called"), "res") + BELL
+        )
 
     def test_help_for_one_rpc(self, prompt):
         walk(prompt, "m", "alone")
-        assert prompt.help("za") == on_terminal(
-            "\n  zap?[2J\n", at("/m/alone"), "zap\x1b[2J"
-        ) + BELL
+        assert (
+            prompt.help("za") == on_terminal("\n  zap?[2J\n", at("/m/alone"), "zap\x1b[2J") + BELL
+        )
 
 
 def test_modules(machine):

@@ -3,8 +3,21 @@
 import pytest
 from support.editor_terminal import start_fixture  # noqa: F401
 from support.editor_terminal import (
-    BACKSPACE, CTRL, DELETE, DOWN, END, ENTER, HOME, LEFT, NEXT_LINE, RIGHT, RUBOUT, UP, shows,
-    wrapped)
+    BACKSPACE,
+    CTRL,
+    DELETE,
+    DOWN,
+    END,
+    ENTER,
+    HOME,
+    LEFT,
+    NEXT_LINE,
+    RIGHT,
+    RUBOUT,
+    UP,
+    shows,
+    wrapped,
+)
 
 
 # The keys of the default table, one after the other
@@ -208,9 +221,21 @@ def test_ctrl_l(start):
     shows(demo, ["/$ abc"], (0, 5))
 
 
-@pytest.mark.parametrize("sequence", [
-    b"\x1b[2~", b"\x1b[5~", b"\x1b[6~", b"\x1b[Z", b"\x1b[15~", b"\x1b[1;5D", b"\x1bO", b"\x1b\x1b@",
-    b"\x1b[12345678", b"\x1b\x03\x0d\x7f"])
+@pytest.mark.parametrize(
+    "sequence",
+    [
+        b"\x1b[2~",
+        b"\x1b[5~",
+        b"\x1b[6~",
+        b"\x1b[Z",
+        b"\x1b[15~",
+        b"\x1b[1;5D",
+        b"\x1bO",
+        b"\x1b\x1b@",
+        b"\x1b[12345678",
+        b"\x1b\x03\x0d\x7f",
+    ],
+)
 def test_sequences_without_meaning(start, sequence):
     demo = start()
     demo.type(b"ab")

@@ -7,13 +7,37 @@ import pytest
 from support.editor_model import EditorModel
 from support.editor_terminal import start_fixture  # noqa: F401
 from support.editor_terminal import (
-    BACKSPACE, CTRL, DELETE, DEMO, DOWN, END, ENTER, HOME, LEFT, PATIENCE, RIGHT, RUBOUT, UP)
+    BACKSPACE,
+    CTRL,
+    DELETE,
+    DEMO,
+    DOWN,
+    END,
+    ENTER,
+    HOME,
+    LEFT,
+    PATIENCE,
+    RIGHT,
+    RUBOUT,
+    UP,
+)
 
-WORDS = ["get", "get-config", "set", "set-of-everything", "interfaces/", "interface[name=a]/",
-         "interface[name=ab]/", "i"]
-KEYS = [UP, DOWN, LEFT, RIGHT, RUBOUT, DELETE] * 3 + [
-    LEFT, RIGHT, CTRL["w"], CTRL["i"], CTRL["y"]] * 3 + [
-    CTRL[letter] for letter in "aedkuyfl"] + [HOME, END, BACKSPACE]
+WORDS = [
+    "get",
+    "get-config",
+    "set",
+    "set-of-everything",
+    "interfaces/",
+    "interface[name=a]/",
+    "interface[name=ab]/",
+    "i",
+]
+KEYS = (
+    [UP, DOWN, LEFT, RIGHT, RUBOUT, DELETE] * 3
+    + [LEFT, RIGHT, CTRL["w"], CTRL["i"], CTRL["y"]] * 3
+    + [CTRL[letter] for letter in "aedkuyfl"]
+    + [HOME, END, BACKSPACE]
+)
 CHARACTERS = b"abc de/f[]=,-1 2gsi\xc3\xa9\xff"
 
 

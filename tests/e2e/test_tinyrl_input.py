@@ -16,8 +16,7 @@ import time
 import pytest
 from support import valgrind
 from support.editor_terminal import start_fixture  # noqa: F401
-from support.editor_terminal import (
-    CTRL, DEMO, ENTER, LEFT, NEXT_LINE, PATIENCE, UP)
+from support.editor_terminal import CTRL, DEMO, ENTER, LEFT, NEXT_LINE, PATIENCE, UP
 
 
 # The terminal's mode
@@ -104,7 +103,8 @@ def test_mode_is_back_after_a_broken_rule(start):
     os.write(demo.master, CTRL["x"])
     assert ended(demo) == -signal.SIGABRT
     assert demo.process.stderr.read() == (
-        b"tinyrl.c: tinyrl_display_matches: Assertion `matches' failed.\n")
+        b"tinyrl.c: tinyrl_display_matches: Assertion `matches' failed.\n"
+    )
 
 
 def test_mode_is_back_after_a_signal(start):
@@ -164,10 +164,11 @@ def test_a_signal_waits_for_the_editor_to_wait(start):
 def test_signals_at_random_moments(start, seed):
     dice = random.Random(seed)
     demo = start("--mask", settings=odd_settings())
-    keys = b"".join(dice.choice([b"word ", UP, LEFT, CTRL["w"], CTRL["l"], b"x\r"])
-                    for _ in range(200))
+    keys = b"".join(
+        dice.choice([b"word ", UP, LEFT, CTRL["w"], CTRL["l"], b"x\r"]) for _ in range(200)
+    )
     os.write(demo.gate, b"x" * 200)
-    os.write(demo.master, keys[:dice.randrange(1, len(keys))])
+    os.write(demo.master, keys[: dice.randrange(1, len(keys))])
     time.sleep(dice.random() * 0.01)
     os.kill(demo.process.pid, signal.SIGTERM)
     assert ended(demo) == 1
@@ -230,8 +231,9 @@ def test_a_paste_is_read_to_its_last_byte(start):
 
 
 def piped(text, *options, output=subprocess.PIPE, **settings):
-    return subprocess.run([*DEMO, *options], input=text, stdout=output, timeout=PATIENCE,
-                          check=True, **settings).stdout
+    return subprocess.run(
+        [*DEMO, *options], input=text, stdout=output, timeout=PATIENCE, check=True, **settings
+    ).stdout
 
 
 def test_a_transcript_of_piped_lines():
@@ -239,7 +241,8 @@ def test_a_transcript_of_piped_lines():
         b"/$ pwd\nline 707764\n"
         b"/$ \nline \n"
         b"/$ ls -l \nline 6c73202d6c20\n"
-        b"/$ quit\nline 71756974\n")
+        b"/$ quit\nline 71756974\n"
+    )
 
 
 def test_the_end_of_piped_lines():
@@ -251,9 +254,11 @@ def test_the_end_of_piped_lines():
 def test_piped_lines_longer_than_a_piece():
     line = b"0123456789" * 8
     assert piped(line + b"\n") == (
-        b"/$ " + line + NEXT_LINE + b"\nline " + line.hex().encode() + b"\nnone 2\n")
+        b"/$ " + line + NEXT_LINE + b"\nline " + line.hex().encode() + b"\nnone 2\n"
+    )
     assert piped(line[:78] + b"\npwd\n") == (
-        b"/$ " + line[:78] + b"pwd\nline " + line[:78].hex().encode() + b"707764\nnone 2\n")
+        b"/$ " + line[:78] + b"pwd\nline " + line[:78].hex().encode() + b"707764\nnone 2\n"
+    )
 
 
 def test_piped_lines_on_a_narrow_terminal():
@@ -267,8 +272,10 @@ def test_piped_lines_on_a_narrow_terminal():
         written += os.read(master, 65536)
     os.close(master)
     os.close(slave)
-    assert written == (b"x" * 19 + b"y" + NEXT_LINE + b"\r\nline " + b"78" * 19 + b"79\r\n"
-                       b"quit\r\nline 71756974\r\n")
+    assert written == (
+        b"x" * 19 + b"y" + NEXT_LINE + b"\r\nline " + b"78" * 19 + b"79\r\n"
+        b"quit\r\nline 71756974\r\n"
+    )
 
 
 def test_a_signal_ends_the_wait_for_piped_input():
@@ -297,7 +304,11 @@ def test_a_line_is_answered_before_the_next_arrives():
 
 @valgrind.keeps_standard_input_open
 def test_a_closed_standard_input_is_an_end():
-    result = subprocess.run(["sh", "-c", 'exec "$@" <&-', "sh", *DEMO], stdout=subprocess.PIPE,
-                            timeout=PATIENCE, check=False)
+    result = subprocess.run(
+        ["sh", "-c", 'exec "$@" <&-', "sh", *DEMO],
+        stdout=subprocess.PIPE,
+        timeout=PATIENCE,
+        check=False,
+    )
     assert result.stdout == b"none 2\n"
     assert result.returncode == 0

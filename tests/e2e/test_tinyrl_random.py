@@ -7,7 +7,19 @@ import select
 import pytest
 from support.editor_terminal import start_fixture  # noqa: F401
 from support.editor_terminal import (
-    BACKSPACE, CTRL, DELETE, DOWN, END, ENTER, HOME, LEFT, RIGHT, RUBOUT, UP, wrapped)
+    BACKSPACE,
+    CTRL,
+    DELETE,
+    DOWN,
+    END,
+    ENTER,
+    HOME,
+    LEFT,
+    RIGHT,
+    RUBOUT,
+    UP,
+    wrapped,
+)
 
 
 class Model:
@@ -35,7 +47,7 @@ class Model:
         self.point = len(self.text)
 
     def insert(self, more):
-        self.set(self.text[:self.point] + more + self.text[self.point:], self.point + len(more))
+        self.set(self.text[: self.point] + more + self.text[self.point :], self.point + len(more))
         return True
 
     def erase(self, first, last):
@@ -76,7 +88,7 @@ class Model:
         return self.kill(0, self.point)
 
     def erase_word(self):
-        first = len(self.text[:self.point].rstrip(" "))
+        first = len(self.text[: self.point].rstrip(" "))
         first = self.text.rfind(" ", 0, first) + 1
         self.erase(first, self.point)
         return True
@@ -95,25 +107,32 @@ class Model:
         if line:
             if line in self.history:
                 self.history.remove(line)
-            self.history = (self.history + [line])[-self.limit:]
+            self.history = (self.history + [line])[-self.limit :]
         self.start()
         return line
 
     def press(self, key):
         """Returns whether the key did not fail."""
         actions = {
-            CTRL["a"]: lambda: self.move(0), HOME: lambda: self.move(0),
+            CTRL["a"]: lambda: self.move(0),
+            HOME: lambda: self.move(0),
             CTRL["e"]: lambda: self.move(len(self.text)),
             END: lambda: self.move(len(self.text)),
-            LEFT: lambda: self.move(self.point - 1), RIGHT: lambda: self.move(self.point + 1),
-            UP: self.up, DOWN: self.down,
+            LEFT: lambda: self.move(self.point - 1),
+            RIGHT: lambda: self.move(self.point + 1),
+            UP: self.up,
+            DOWN: self.down,
             RUBOUT: lambda: self.erase(self.point - 1, self.point),
             BACKSPACE: lambda: self.erase(self.point - 1, self.point),
             CTRL["d"]: lambda: self.erase(self.point, self.point + 1),
             DELETE: lambda: self.erase(self.point, self.point + 1),
             CTRL["k"]: lambda: self.kill(self.point, len(self.text)),
-            CTRL["u"]: self.kill_to_start, CTRL["w"]: self.erase_word, CTRL["y"]: self.yank,
-            CTRL["f"]: lambda: False, b"\x1b[5~": lambda: True, b"\x1b[12345678": lambda: True,
+            CTRL["u"]: self.kill_to_start,
+            CTRL["w"]: self.erase_word,
+            CTRL["y"]: self.yank,
+            CTRL["f"]: lambda: False,
+            b"\x1b[5~": lambda: True,
+            b"\x1b[12345678": lambda: True,
         }
         if key in actions:
             return actions[key]()
@@ -138,7 +157,7 @@ class Paper:
         row += len(self.done)
         last = len(self.done) + (len(self.prompt) + len(text)) // self.columns
         self.top = max(self.top, last + 1 - self.lines)
-        shown = rows[self.top:]
+        shown = rows[self.top :]
         return shown + [""] * (self.lines - len(shown)), (row - self.top, column)
 
     def end_line(self, text):
@@ -147,10 +166,12 @@ class Paper:
         self.done += shown + [""] * (count - len(shown))
 
 
-KEYS = ([UP, DOWN, LEFT, RIGHT, RUBOUT, DELETE] * 3
-        + [LEFT, RIGHT, CTRL["w"]] * 4
-        + [CTRL[letter] for letter in "aedkuy"] + [HOME, END, BACKSPACE, CTRL["f"],
-                                                   b"\x1b[5~", b"\x1b[12345678"])
+KEYS = (
+    [UP, DOWN, LEFT, RIGHT, RUBOUT, DELETE] * 3
+    + [LEFT, RIGHT, CTRL["w"]] * 4
+    + [CTRL[letter] for letter in "aedkuy"]
+    + [HOME, END, BACKSPACE, CTRL["f"], b"\x1b[5~", b"\x1b[12345678"]
+)
 CHARACTERS = "abc de/f[]=,-1 2"
 
 
@@ -165,9 +186,20 @@ def next_key(dice, model, longest):
     return key if len(model.text) + grown <= longest else CTRL["u"]
 
 
-@pytest.mark.parametrize("prompt, columns, longest, seed", [
-    ("", 20, 100, 1), ("", 20, 100, 2), ("", 40, 130, 3), ("", 80, 200, 4), ("", 132, 300, 5),
-    ("/$ ", 20, 16, 6), ("/$ ", 40, 36, 7), ("/a/b$ ", 80, 73, 8), ("/$ ", 132, 128, 9)])
+@pytest.mark.parametrize(
+    "prompt, columns, longest, seed",
+    [
+        ("", 20, 100, 1),
+        ("", 20, 100, 2),
+        ("", 40, 130, 3),
+        ("", 80, 200, 4),
+        ("", 132, 300, 5),
+        ("/$ ", 20, 16, 6),
+        ("/$ ", 40, 36, 7),
+        ("/a/b$ ", 80, 73, 8),
+        ("/$ ", 132, 128, 9),
+    ],
+)
 def test_random_keys_against_a_model(start, prompt, columns, longest, seed):
     dice = random.Random(seed)
     demo = start("--prompt", prompt, columns=columns, lines=30)

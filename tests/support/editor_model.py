@@ -5,7 +5,19 @@ turns a line feed into a carriage return and a line feed.
 """
 
 from .editor_terminal import (
-    BACKSPACE, CTRL, DELETE, DOWN, END, ENTER, HOME, LEFT, NEXT_LINE, RIGHT, RUBOUT, UP)
+    BACKSPACE,
+    CTRL,
+    DELETE,
+    DOWN,
+    END,
+    ENTER,
+    HOME,
+    LEFT,
+    NEXT_LINE,
+    RIGHT,
+    RUBOUT,
+    UP,
+)
 
 BELL = b"\a"
 ERASE_DOWN = b"\x1b[J"

@@ -82,9 +82,13 @@ class Demo:
         self.buffered = b""
         self.process = subprocess.Popen(
             [*DEMO, "--report", str(report), "--gate", str(gate), *options],
-            stdin=self.slave, stdout=self.slave, stderr=subprocess.PIPE,
-            pass_fds=(report, gate), start_new_session=True,
-            preexec_fn=(lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0)) if controlling else None)
+            stdin=self.slave,
+            stdout=self.slave,
+            stderr=subprocess.PIPE,
+            pass_fds=(report, gate),
+            start_new_session=True,
+            preexec_fn=(lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0)) if controlling else None,
+        )
         os.close(report)
         os.close(gate)
         self.wait_for(lambda: self.mode_is_raw())
@@ -212,4 +216,4 @@ def shows(demo, rows, cursor):
 
 
 def wrapped(text, columns):
-    return [text[at:at + columns].rstrip() for at in range(0, len(text), columns)]
+    return [text[at : at + columns].rstrip() for at in range(0, len(text), columns)]

@@ -32,7 +32,9 @@ EXAMPLE = Schema(
             leaf("uptime", "uint32", config=False),
             leaf_list("tag"),
             container("inner", leaf("deep"), container("state", leaf("load"), config=False)),
-            list_("port", ["id"], leaf("id"), leaf("mtu", "uint16"), container("qos", leaf("dscp"))),
+            list_(
+                "port", ["id"], leaf("id"), leaf("mtu", "uint16"), container("qos", leaf("dscp"))
+            ),
             list_("route", ["via", "dest"], leaf("via"), leaf("dest"), leaf("metric", "uint8")),
             list_("extra:lamp", ["id"], leaf("id"), leaf("color")),
             container("extra:paint", leaf("shade"), leaf("acme:gloss")),

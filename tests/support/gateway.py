@@ -41,16 +41,28 @@ def frame(body, sequence=0):
 class Gateway:
     """A gateway in a directory of its own; its log goes to a file there."""
 
-    def __init__(self, directory, command, options=(), environment=None, prepare=None,
-                 inherit=()):
+    def __init__(self, directory, command, options=(), environment=None, prepare=None, inherit=()):
         self.socket = os.path.join(directory, "tarnd.sock")
         self.log_path = os.path.join(directory, "gateway.log")
         self.shells = []
         with open(self.log_path, "wb") as log:
             self.process = subprocess.Popen(
-                [*valgrind.words(directory), PROGRAM, "--listen", self.socket, *options, "--", *command],
-                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=log,
-                env=environment, preexec_fn=prepare, pass_fds=inherit)
+                [
+                    *valgrind.words(directory),
+                    PROGRAM,
+                    "--listen",
+                    self.socket,
+                    *options,
+                    "--",
+                    *command,
+                ],
+                stdin=subprocess.DEVNULL,
+                stdout=subprocess.DEVNULL,
+                stderr=log,
+                env=environment,
+                preexec_fn=prepare,
+                pass_fds=inherit,
+            )
         self.wait_for_log("listening on")
 
     def log(self):

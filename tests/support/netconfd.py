@@ -30,8 +30,13 @@ class Netconfd:
         # fmt: on
         with open(self.log_path, "wb") as log:
             self.process = subprocess.Popen(
-                command, cwd=directory, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
-                env=self.environment)
+                command,
+                cwd=directory,
+                stdin=subprocess.DEVNULL,
+                stdout=log,
+                stderr=log,
+                env=self.environment,
+            )
         try:
             self._wait()
         except BaseException:

@@ -91,8 +91,11 @@ def mask(text):
     text = mask_quoted(text, " []=,", "\3\x0b\x0c\r\x0e")
 
     def mask_keys(predicate):
-        return re.sub(r"=([^,\]]*)(?=[,\]])",
-                      lambda value: value[0].replace("/", "\1").replace(":", "\2"), predicate[0])
+        return re.sub(
+            r"=([^,\]]*)(?=[,\]])",
+            lambda value: value[0].replace("/", "\1").replace(":", "\2"),
+            predicate[0],
+        )
 
     return re.sub(r"\[[^\]]*\]", mask_keys, text)
 
@@ -204,8 +207,11 @@ class PromptModel(EditorModel):
         if path == "/":
             return [(name, "", 0) for name in reversed(found.below)]
         if found.is_plain_list:
-            staged = [entry.rpartition("/")[2] for entry in map(mask, self.staged)
-                      if entry.rpartition("[")[0] == path]
+            staged = [
+                entry.rpartition("/")[2]
+                for entry in map(mask, self.staged)
+                if entry.rpartition("[")[0] == path
+            ]
             held = [] if self.rpc else self.entries.get(found.node.name, [])
             return [(unmask(name), "", LIST) for name in [*reversed(held), *staged]]
         children = self.children_of(found.node, unmask(path))
@@ -269,8 +275,11 @@ class PromptModel(EditorModel):
             return []
         if len(words) // 2 > len(found.node.keys):
             return []
-        return [(key, "", LEAF) for key in found.node.keys
-                if key not in words[1::2] and key.startswith(typed)]
+        return [
+            (key, "", LEAF)
+            for key in found.node.keys
+            if key not in words[1::2] and key.startswith(typed)
+        ]
 
     # Tab
 
@@ -333,8 +342,11 @@ class PromptModel(EditorModel):
             for row in rows:
                 written += self.help_on(row, words, start, True) if not row[3] else ""
             return written.encode() + self.reset()
-        if not self.typed(start) and len(words) > 2 and command in (
-                "copy-config", "export-config", "import-config"):
+        if (
+            not self.typed(start)
+            and len(words) > 2
+            and command in ("copy-config", "export-config", "import-config")
+        ):
             return b""
         written = ""
         for row in rows:
@@ -369,8 +381,11 @@ class PromptModel(EditorModel):
             found = self.keys(words, typed)
         else:
             previous = words[-1] if len(words) > 1 else None
-            found = [(value, help_text, 0) for value, help_text in values.items()
-                     if value.startswith(typed) and value != previous]
+            found = [
+                (value, help_text, 0)
+                for value, help_text in values.items()
+                if value.startswith(typed) and value != previous
+            ]
         if not found:
             return ""
         if kind == "location" and is_list:
@@ -383,8 +398,11 @@ class PromptModel(EditorModel):
     def help_on_path(self, typed, start, is_list):
         cut = self.component(typed)
         found = self.children(typed)
-        if len(found) == 1 and found[0][2] in (LEAF, LEAF_LIST) and (
-                len(found[0][0]) == len(typed) - cut):
+        if (
+            len(found) == 1
+            and found[0][2] in (LEAF, LEAF_LIST)
+            and (len(found[0][0]) == len(typed) - cut)
+        ):
             return "\n<cr>\n"
         if not found:
             return "\n"

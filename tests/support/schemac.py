@@ -51,9 +51,24 @@ class Server:
         self.directory = tempfile.mkdtemp(prefix="schemac", dir="/tmp")
         self.socket = os.path.join(self.directory, "r")
         self.process = subprocess.Popen(
-            ["redis-server", "--port", "0", "--unixsocket", self.socket, "--dir", self.directory,
-             "--save", "", "--appendonly", "no", *options],
-            stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+            [
+                "redis-server",
+                "--port",
+                "0",
+                "--unixsocket",
+                self.socket,
+                "--dir",
+                self.directory,
+                "--save",
+                "",
+                "--appendonly",
+                "no",
+                *options,
+            ],
+            stdin=subprocess.DEVNULL,
+            stdout=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+        )
         deadline = time.monotonic() + 20
         while True:
             try:
@@ -70,9 +85,10 @@ class Server:
     def content(self, number=4):
         """Everything that is stored, as {key: {field: value}}."""
         client = self.database(number)
-        return {key.decode(): {field.decode(): value
-                               for field, value in client.hgetall(key).items()}
-                for key in client.keys()}
+        return {
+            key.decode(): {field.decode(): value for field, value in client.hgetall(key).items()}
+            for key in client.keys()
+        }
 
     def stop(self):
         self.process.kill()
@@ -85,8 +101,8 @@ def compile_run_models(redis_socket):
     search = [MODELS, SYSTEM_MODULES, *glob.glob(os.path.join(SYSTEM_MODULES, "*", ""))]
     options = [word for directory in search for word in ("--search", directory)]
     subprocess.run(
-        [SCHEMAC, *options, "--redis", redis_socket, *RUN_MODULES], check=True,
-        capture_output=True)
+        [SCHEMAC, *options, "--redis", redis_socket, *RUN_MODULES], check=True, capture_output=True
+    )
 
 
 def good(result):
@@ -97,6 +113,12 @@ def good(result):
 
 def doubling_groupings(levels):
     """A few lines that compile to 3 * 2 ** (levels - 1) - 2 nodes."""
-    return "grouping g0 { leaf x { type string; } }\n" + "".join(
-        f"grouping g{i} {{ container a {{ uses g{i - 1}; }} container b {{ uses g{i - 1}; }} }}\n"
-        for i in range(1, levels)) + f"uses g{levels - 1};"
+    return (
+        "grouping g0 { leaf x { type string; } }\n"
+        + "".join(
+            f"grouping g{i} {{ container a {{ uses g{i - 1}; }}"
+            f" container b {{ uses g{i - 1}; }} }}\n"
+            for i in range(1, levels)
+        )
+        + f"uses g{levels - 1};"
+    )

@@ -30,9 +30,16 @@ def run(server, tmp_path):
         environment = dict(os.environ, SCHEMA_REDIS=server.socket)
         environment.update(options.pop("env", {}))
         words = [*valgrind.words(tmp_path), SCHEMAC, *map(str, arguments)]
-        result = subprocess.run(words, cwd=tmp_path, env=environment,
-                                stdin=subprocess.DEVNULL, capture_output=True, text=True,
-                                timeout=180 * valgrind.SCALE, **options)
+        result = subprocess.run(
+            words,
+            cwd=tmp_path,
+            env=environment,
+            stdin=subprocess.DEVNULL,
+            capture_output=True,
+            text=True,
+            timeout=180 * valgrind.SCALE,
+            **options,
+        )
         valgrind.check(tmp_path)
         return result
 
@@ -44,7 +51,7 @@ def write(tmp_path):
     """Writes NAME.yang with a header of its own around the given statements."""
 
     def write_module(name, body, directory=".", file=None, version=None):
-        head = f"module {name} {{\n  namespace \"urn:{name}\";\n  prefix {name};\n"
+        head = f'module {name} {{\n  namespace "urn:{name}";\n  prefix {name};\n'
         if version:
             head = head.replace("{\n", f"{{ yang-version {version};\n", 1)
         path = tmp_path / directory / (file or f"{name}.yang")

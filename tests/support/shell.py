@@ -89,9 +89,7 @@ class Shell:
     def wait_output(self, condition, timeout=TIMEOUT):
         """Waits until condition(output so far) holds; returns the output."""
         with self.changed:
-            self.changed.wait_for(
-                lambda: condition(self.stdout) or self.has_closed_stdout, timeout
-            )
+            self.changed.wait_for(lambda: condition(self.stdout) or self.has_closed_stdout, timeout)
             if not condition(self.stdout):
                 raise TimeoutError(f"the output is only {self.stdout!r}")
             return self.stdout
@@ -184,7 +182,18 @@ class Machine:
         flags = "-m" if os.geteuid() == 0 else "-rm"
         script = os.path.join(HERE, "private_mounts.sh")
         signals = "--default-signal=HUP,INT,QUIT,TERM,PIPE"
-        return ["env", signals, "unshare", flags, script, self.base, self.build, *self.binds, "--", *words]
+        return [
+            "env",
+            signals,
+            "unshare",
+            flags,
+            script,
+            self.base,
+            self.build,
+            *self.binds,
+            "--",
+            *words,
+        ]
 
     def replace_file(self, path, content, mode=0o644):
         """Lets every command from now on see this content in the file at path."""
