@@ -6,7 +6,7 @@
 
 #include "link/xml_memory.h"
 #include "link/xpath.h"
-#include "shell/scrub.h"
+#include "scrub.h"
 
 namespace
 {

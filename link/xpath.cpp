@@ -10,8 +10,8 @@
 #include <string.h>
 
 #include "link/xml_memory.h"
+#include "scrub.h"
 #include "shell/log.h"
-#include "shell/scrub.h"
 #include "shell/text.h"
 
 namespace

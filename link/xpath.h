@@ -10,7 +10,7 @@
 #include <libxml/xpath.h>
 #include <memory>
 
-#include "shell/scrub.h"
+#include "scrub.h"
 
 struct ns_entry {
     char *prefix;     // owned

@@ -1,7 +1,7 @@
 #include "schema/database.h"
 
 #include "schema/path.h"
-#include "shell/scrub.h"
+#include "scrub.h"
 #include "shell/session.h"
 
 namespace

@@ -16,7 +16,7 @@
 
 #include "redisapi.h"
 #include "schema/records.h"
-#include "shell/scrub.h"
+#include "scrub.h"
 #include "shell/text.h"
 
 struct reply_deleter {

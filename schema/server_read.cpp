@@ -12,8 +12,8 @@
 #include "schema/path.h"
 #include "schema/read_requests.h"
 #include "schema/schema_path.h"
+#include "scrub.h"
 #include "shell/log.h"
-#include "shell/scrub.h"
 #include "shell/session.h"
 #include "shell/text.h"
 

@@ -4,7 +4,7 @@
 
 #include "link/listener.h"
 #include "shell/arguments.h"
-#include "shell/scrub.h"
+#include "scrub.h"
 #include "shell/startup.h"
 
 // A core would hold every password that is staged or typed. The process stays

@@ -24,7 +24,7 @@
 #include "link/listener.h"
 #include "redisapi.h"
 #include "schema/local_entries.h"
-#include "shell/scrub.h"
+#include "scrub.h"
 #include "shell/session.h"
 #include "tinyrl/raw_mode.h"
 #include "tinyrl/tinyrl.h"

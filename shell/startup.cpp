@@ -20,7 +20,7 @@
 #include "shell/dispatch.h"
 #include "shell/log.h"
 #include "shell/profile.h"
-#include "shell/scrub.h"
+#include "scrub.h"
 #include "shell/session.h"
 #include "shell/signals.h"
 #include "shell/text.h"

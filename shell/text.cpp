@@ -1,44 +1,19 @@
 #include "shell/text.h"
 
+#include <stdlib.h>
 #include <string.h>
 
 #include "bounded.h"
-#include "shell/scrub.h"
-
-namespace
-{
-
-// Overwrites a block, and what registers hold of it since it was last read.
-void wipe(void *block, size_t size)
-{
-    memset_s(block, size, 0, size);
-    scrub_registers();
-}
-
-} // namespace
-
-void text_wipe(char *text)
-{
-    if (text != nullptr)
-        wipe(text, strlen(text));
-}
-
-void wipe_deleter::operator()(char *text) const noexcept
-{
-    text_wipe(text);
-    std::free(text);
-}
 
 secret_block::~secret_block()
 {
-    if (data != nullptr)
-        wipe(data, size);
-    std::free(data);
+    block_wipe(data, size);
+    free(data);
 }
 
 secret_piece::~secret_piece()
 {
-    wipe(bytes, sizeof bytes);
+    block_wipe(bytes, sizeof bytes);
 }
 
 bool size_add(size_t a, size_t b, size_t *sum)
@@ -91,7 +66,7 @@ void *mem_grow(void *block, size_t used, size_t size)
     void *grown = calloc(1, size);
     if (grown != nullptr)
         memcpy_s(grown, size, block, used);
-    wipe(block, used);
+    block_wipe(block, used);
     free(block);
     return grown;
 }
@@ -149,7 +124,7 @@ int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths)
 void text_clear(text_buffer *buffer)
 {
     if (buffer->data)
-        wipe(buffer->data.get(), buffer->length);
+        block_wipe(buffer->data.get(), buffer->length);
     buffer->length = 0;
 }
 

@@ -3,37 +3,15 @@
 // Every function that allocates returns null (or -1) when memory runs out and
 // changes nothing. Sizes are added with an overflow test, so that a sum which
 // wraps on a 32-bit device is refused like memory that is not there. What wipes a
-// text leaves nothing in registers either (shell/scrub.h).
+// text leaves nothing in registers either (scrub.h).
 #ifndef VANDEL_SHELL_TEXT_H
 #define VANDEL_SHELL_TEXT_H
 
-#include <cstdlib>
 #include <initializer_list>
-#include <memory>
 #include <stddef.h>
 #include <string_view>
 
-struct free_deleter {
-    void operator()(void *block) const noexcept
-    {
-        std::free(block);
-    }
-};
-
-template <class T>
-using malloc_ptr = std::unique_ptr<T, free_deleter>;
-
-// Overwrites a text with zero bytes up to its end; null is accepted. The
-// compiler does not remove it.
-void text_wipe(char *text);
-
-struct wipe_deleter {
-    void operator()(char *text) const noexcept;
-};
-
-// A zero-terminated text that its holder owns. Any text may hold what the
-// operator typed, a password among it, so all are wiped before they are freed.
-using heap_text = std::unique_ptr<char, wipe_deleter>;
+#include "heap.h"
 
 // A block of which every byte is wiped before it is freed.
 struct secret_block {

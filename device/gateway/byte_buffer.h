@@ -10,17 +10,12 @@
 #include <cstdlib>
 #include <memory>
 
-struct free_deleter {
-    void operator()(void *block) const
-    {
-        free(block);
-    }
-};
+#include "heap.h"
 
 struct byte_buffer {
-    std::unique_ptr<char, free_deleter> data; /* null while nothing was stored */
-    size_t size;                              /* bytes in use */
-    size_t capacity;                          /* bytes allocated */
+    malloc_ptr<char> data; /* null while nothing was stored */
+    size_t size;           /* bytes in use */
+    size_t capacity;       /* bytes allocated */
 };
 
 enum buffer_result {

@@ -23,7 +23,7 @@ struct config_entry {
 
 /* All zero: there are none. */
 struct config_entries {
-    std::unique_ptr<config_entry, free_deleter> list;
+    malloc_ptr<config_entry> list;
     size_t count;
 };
 

@@ -24,11 +24,11 @@
 /* All zero: idle. While it is not idle, no other request may be sent. */
 struct copy_exchange {
     uint8_t step;
-    uint8_t edits;                                  /* that the server has taken */
-    std::unique_ptr<char, free_deleter> message_id; /* the shell's */
-    byte_buffer request;                            /* the copy; where it is kept once it is sent */
-    byte_buffer refusal;                            /* the server's answer to it */
-    byte_buffer startup; /* the reply that holds startup, when that is the source */
+    uint8_t edits;               /* that the server has taken */
+    malloc_ptr<char> message_id; /* the shell's */
+    byte_buffer request;         /* the copy; where it is kept once it is sent */
+    byte_buffer refusal;         /* the server's answer to it */
+    byte_buffer startup;         /* the reply that holds startup, when that is the source */
     byte_buffer edit;
     byte_buffer answer; /* to the first edit */
 };

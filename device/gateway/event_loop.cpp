@@ -45,7 +45,7 @@ struct gateway {
     descriptor signals;
     std::unique_ptr<connection> first;
     size_t count; /* connections */
-    std::unique_ptr<struct pollfd, free_deleter> polls;
+    malloc_ptr<struct pollfd> polls;
     size_t poll_capacity;
     unsigned last_number; /* the latest shell's */
     int64_t accept_from;  /* 0: now */

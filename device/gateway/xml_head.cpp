@@ -40,13 +40,12 @@ bool equal(const xmlChar *left, const char *right)
 }
 
 /* attributes: count groups of name, prefix, namespace, value and its end. */
-std::unique_ptr<char, free_deleter> find_message_id(const xmlChar **attributes, int count)
+malloc_ptr<char> find_message_id(const xmlChar **attributes, int count)
 {
     for (; count > 0; --count, attributes += 5) {
         if (equal(attributes[0], "message-id") && !attributes[2])
-            return std::unique_ptr<char, free_deleter>(
-                strndup(reinterpret_cast<const char *>(attributes[3]),
-                        static_cast<size_t>(attributes[4] - attributes[3])));
+            return malloc_ptr<char>(strndup(reinterpret_cast<const char *>(attributes[3]),
+                                            static_cast<size_t>(attributes[4] - attributes[3])));
     }
     return nullptr;
 }

@@ -20,7 +20,7 @@ enum message_kind {
 /* message_id: zero-terminated text, null when the root element has none. */
 struct message_head {
     message_kind kind;
-    std::unique_ptr<char, free_deleter> message_id;
+    malloc_ptr<char> message_id;
     bool is_error; /* a reply whose first child element is an rpc-error */
 };
 

@@ -7,7 +7,7 @@ from support.shell import ROOT
 
 SHELL = ("shell", "link", "schema", "cmdtree", "tinyrl", "complete")
 # For the shell and the host's programs alike.
-TEXT = ("bounded.h", "code_point.h", "terminal_text.h")
+TEXT = ("bounded.h", "heap.h", "scrub.h", "code_point.h", "terminal_text.h")
 INTERFACES = (*TEXT, "conf_agent.h", "redisapi.h")
 INCLUDE = re.compile(r'(?m)^#include "(.+)"')
 

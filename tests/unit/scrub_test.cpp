@@ -1,4 +1,4 @@
-#include "shell/scrub.h"
+#include "scrub.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -2,7 +2,7 @@
 // its string functions by the processor, too. The registers stand in the
 // instructions, and again as what these change, so that no compiler keeps anything
 // in one of them meanwhile.
-#include "shell/scrub.h"
+#include "scrub.h"
 
 #include <stddef.h>
 #ifdef __arm__

@@ -1,0 +1,26 @@
+#include "heap.h"
+
+#include <string.h>
+
+#include "bounded.h"
+#include "scrub.h"
+
+void block_wipe(void *block, size_t size)
+{
+    if (block == nullptr)
+        return;
+    memset_s(block, size, 0, size);
+    scrub_registers();
+}
+
+void text_wipe(char *text)
+{
+    if (text != nullptr)
+        block_wipe(text, strlen(text));
+}
+
+void wipe_deleter::operator()(char *text) const noexcept
+{
+    text_wipe(text);
+    free(text);
+}

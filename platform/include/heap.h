@@ -1,0 +1,38 @@
+// Heap memory that frees itself: one kind for blocks, one for texts.
+//
+// Null means "none" and, from a function that makes something, "no memory".
+// `.release()` is the only way to hand a block over.
+#ifndef VANDEL_HEAP_H
+#define VANDEL_HEAP_H
+
+#include <memory>
+#include <stddef.h>
+#include <stdlib.h>
+
+struct free_deleter {
+    void operator()(void *block) const noexcept
+    {
+        free(block);
+    }
+};
+
+// A block from malloc that its holder owns.
+template <class T>
+using malloc_ptr = std::unique_ptr<T, free_deleter>;
+
+// Overwrites `size` bytes of a block, and what registers hold of them (scrub.h); the
+// compiler does not remove it. Null is accepted.
+void block_wipe(void *block, size_t size);
+
+// The same with a zero-terminated text, up to its end.
+void text_wipe(char *text);
+
+struct wipe_deleter {
+    void operator()(char *text) const noexcept;
+};
+
+// A zero-terminated text that its holder owns. Any text may hold what the
+// operator typed, a password among it, so all are wiped before they are freed.
+using heap_text = std::unique_ptr<char, wipe_deleter>;
+
+#endif
