@@ -6,7 +6,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include "complete/columns.h"
+#include "base/columns.h"
 #include "link/xml_print.h"
 
 namespace

@@ -10,8 +10,8 @@
 #include <stdint.h>
 #include <string_view>
 
-#include "shell/session.h"
-#include "shell/text.h"
+#include "base/session.h"
+#include "base/text.h"
 
 struct output_chunk {
     uint32_t capacity;  // bytes in data

@@ -4,8 +4,8 @@
 #ifndef VANDEL_CMDTREE_FILTER_TREE_H
 #define VANDEL_CMDTREE_FILTER_TREE_H
 
+#include "base/session.h"
 #include "schema/key_set.h"
-#include "shell/session.h"
 
 // A tree that owns itself.
 struct filter_tree : command_tree {

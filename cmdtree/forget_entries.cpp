@@ -3,9 +3,9 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "schema/local_entries.h"
+#include "base/text.h"
+#include "cmdtree/local_entries.h"
 #include "schema/masking.h"
-#include "shell/text.h"
 
 void forget_deleted_entries(const char *path)
 {

@@ -3,9 +3,9 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "base/text.h"
 #include "bounded.h"
 #include "schema/path.h"
-#include "shell/text.h"
 
 namespace
 {

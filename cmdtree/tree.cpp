@@ -6,13 +6,13 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "base/log.h"
 #include "cmdtree/chunk_pool.h"
 #include "cmdtree/element_name.h"
 #include "cmdtree/node.h"
 #include "cmdtree/tree_index.h"
 #include "schema/path.h"
 #include "schema/schema_path.h"
-#include "shell/log.h"
 
 namespace
 {

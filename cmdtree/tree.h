@@ -18,7 +18,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include "shell/session.h"
+#include "base/session.h"
 
 enum cmd_operation : uint32_t {
     operation_structural = 0, // an ancestor that only holds children

@@ -2,12 +2,12 @@
 
 #include <string.h>
 
+#include "base/escape.h"
+#include "base/log.h"
 #include "cmdtree/element_name.h"
-#include "cmdtree/escape.h"
 #include "cmdtree/node.h"
 #include "schema/masking.h"
 #include "schema/path.h"
-#include "shell/log.h"
 
 namespace
 {

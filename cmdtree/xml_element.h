@@ -2,9 +2,9 @@
 #ifndef VANDEL_CMDTREE_XML_ELEMENT_H
 #define VANDEL_CMDTREE_XML_ELEMENT_H
 
+#include "base/text.h"
 #include "cmdtree/tree.h"
 #include "schema/schema_path.h"
-#include "shell/text.h"
 
 // What of a node is written.
 enum element_detail {

@@ -2,12 +2,12 @@
 // node's opening piece and its further values, on the way up its closing piece.
 #include "cmdtree/xml_writer.h"
 
+#include "base/log.h"
+#include "base/text.h"
 #include "bounded.h"
 #include "cmdtree/chunk_pool.h"
 #include "cmdtree/tree.h"
 #include "cmdtree/xml_element.h"
-#include "shell/log.h"
-#include "shell/text.h"
 
 namespace
 {

@@ -8,8 +8,8 @@
 
 #include <stddef.h>
 
+#include "base/session.h"
 #include "schema/schema_path.h"
-#include "shell/session.h"
 
 // Appends the XML of a node and everything below it to the output pool; 0, or
 // non-zero, and then the pool has been released. The scope is that of the tree

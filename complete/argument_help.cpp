@@ -7,6 +7,7 @@
 
 #include <string.h>
 
+#include "base/log.h"
 #include "complete/argument_table.h"
 #include "complete/candidates.h"
 #include "complete/common_prefix.h"
@@ -14,7 +15,6 @@
 #include "complete/line_scan.h"
 #include "complete/match_list.h"
 #include "complete/schema_matches.h"
-#include "shell/log.h"
 #include "tinyrl/tinyrl.h"
 
 namespace

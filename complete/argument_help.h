@@ -2,7 +2,7 @@
 #ifndef VANDEL_COMPLETE_ARGUMENT_HELP_H
 #define VANDEL_COMPLETE_ARGUMENT_HELP_H
 
-#include "shell/command_table.h"
+#include "base/command.h"
 
 struct tinyrl;
 

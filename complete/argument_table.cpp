@@ -2,8 +2,8 @@
 
 #include <string.h>
 
+#include "base/text.h"
 #include "complete/help_line.h"
-#include "shell/text.h"
 #include "tinyrl/tinyrl.h"
 
 namespace

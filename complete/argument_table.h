@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-#include "shell/command_table.h"
+#include "base/command.h"
 
 struct tinyrl;
 

@@ -1,12 +1,12 @@
 #include "complete/candidates.h"
 
+#include "base/log.h"
+#include "base/session.h"
 #include "schema/database.h"
 #include "schema/key_set.h"
 #include "schema/path.h"
 #include "schema/records.h"
 #include "schema/schema_path.h"
-#include "shell/log.h"
-#include "shell/session.h"
 
 namespace
 {
@@ -70,7 +70,7 @@ bool is_typed_key(std::string_view words, std::string_view name)
 
 int add_command_names(const tinyrl *editor, size_t word_start, match_list *list, size_t *commands)
 {
-    for (const cmd_entry *entry = command_table; entry->name != nullptr; entry++) {
+    for (const cmd_entry *entry = command_rows(); entry->name != nullptr; entry++) {
         if (match_add(editor, word_start, list, entry->name) != 0)
             return -1;
     }
@@ -114,7 +114,7 @@ const cmd_entry *typed_command(const line_scan *scan)
         log_error("[ERROR] [complete] malloc cmd is NULL !\n\n");
         return nullptr;
     }
-    return command_find(name.get());
+    return command_find(command_rows(), name.get());
 }
 
 const arg_desc *command_argument(const cmd_entry *command, size_t index)

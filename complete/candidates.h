@@ -9,9 +9,9 @@
 #include <stddef.h>
 #include <string_view>
 
+#include "base/command.h"
 #include "complete/line_scan.h"
 #include "complete/match_list.h"
-#include "shell/command_table.h"
 
 // The commands, then the rpcs of the workspace. *commands is the number of
 // commands among them. Nothing is asked of the server.

@@ -2,8 +2,8 @@
 
 #include <string.h>
 
+#include "base/log.h"
 #include "complete/line_scan.h"
-#include "shell/log.h"
 
 void common_prefix_add(common_prefix *prefix, const char *candidate)
 {

@@ -83,7 +83,8 @@ void print_commands(tinyrl *editor, const match_list *list, size_t commands)
     }
     const size_t width = match_list_width(list);
     for (size_t i = 0; i < list->count; i++) {
-        const cmd_entry *command = i < commands ? command_find(list->entry[i]) : nullptr;
+        const cmd_entry *command =
+            i < commands ? command_find(command_rows(), list->entry[i]) : nullptr;
         help_line_print(editor, width, list->entry[i],
                         command != nullptr ? command->help : nullptr);
     }

@@ -8,7 +8,7 @@
 #include <stddef.h>
 #include <string_view>
 
-#include "shell/text.h"
+#include "base/text.h"
 
 struct tinyrl;
 

@@ -3,7 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "complete/growing_array.h"
+#include "base/growing_array.h"
 #include "complete/line_scan.h"
 
 match_list::~match_list()

@@ -5,7 +5,7 @@
 
 #include <stddef.h>
 
-#include "shell/text.h"
+#include "base/text.h"
 
 struct tinyrl;
 

@@ -3,13 +3,13 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "complete/growing_array.h"
+#include "base/growing_array.h"
+#include "base/log.h"
+#include "base/session.h"
+#include "browse/descendants.h"
 #include "complete/line_scan.h"
-#include "schema/descendants.h"
 #include "schema/masking.h"
 #include "schema/path.h"
-#include "shell/log.h"
-#include "shell/session.h"
 
 namespace
 {

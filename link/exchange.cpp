@@ -6,15 +6,14 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "base/log.h"
+#include "base/session.h"
+#include "base/signals.h"
+#include "base/text.h"
 #include "bounded.h"
 #include "link/exchange_lock.h"
-#include "link/frame.h"
 #include "link/notification.h"
 #include "link/xml_print.h"
-#include "shell/log.h"
-#include "shell/session.h"
-#include "shell/signals.h"
-#include "shell/text.h"
 
 namespace
 {
@@ -50,8 +49,8 @@ secret_block frame_allocate(uint32_t body_length)
 // msg_send.
 int send_frame(const secret_block &frame)
 {
-    frame_write_header(reinterpret_cast<uint8_t *>(frame.data),
-                       static_cast<uint32_t>(frame.size - frame_header_size), session.send_seq);
+    frame_header_write(frame.data, static_cast<uint32_t>(frame.size - frame_header_size),
+                       session.send_seq);
     session.send_seq++;
     if (server_fd <= 0) {
         log_error("[ERROR] Connect to Server first!Send msg error.\n");
@@ -147,7 +146,7 @@ int msg_recv(char **body, uint32_t *length)
     uint8_t header[frame_header_size];
     if (socket_read(header, sizeof header) != static_cast<ssize_t>(sizeof header))
         return -1;
-    const uint32_t announced = frame_body_length(header);
+    const uint32_t announced = frame_header_read(header).length;
     if (announced > frame_body_limit) {
         log_error("[ERROR] Packet is too big :%d\n", static_cast<int>(announced));
         return -1;

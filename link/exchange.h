@@ -1,4 +1,4 @@
-// Requests and replies over the daemon's socket (frames: link/frame.h).
+// Requests and replies over the daemon's socket (frames: format/frame.h).
 //
 // The order of a request is fixed: msg_send; if that returned 0,
 // msg_wait_reply; if that returned 0, use the reply and free it. Between the
@@ -9,8 +9,15 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string_view>
 
-#include "shell/text.h"
+#include "base/text.h"
+#include "format/frame.h"
+
+// What a body begins with while it is written in the place of its frame: the
+// header overwrites it. It holds no zero byte, so that the text is one text.
+constexpr std::string_view frame_room = "(the header)";
+static_assert(frame_room.size() == frame_header_size);
 
 // Sends body (length bytes, the terminating zero of its text among them) as
 // one frame; 0 or -1. On 0 the exchange lock is held, except that a session
@@ -31,7 +38,7 @@ int msg_wait_reply(char **body, uint32_t *length);
 int msg_send_text(heap_text text);
 
 // The same without a copy, for what may be large: the text begins with
-// frame_room (link/frame.h), which the header takes the place of. The buffer is
+// frame_room, which the header takes the place of. The buffer is
 // empty afterwards.
 int msg_send_buffer(text_buffer *text);
 

@@ -2,8 +2,8 @@
 
 #include <pthread.h>
 
-#include "shell/session.h"
-#include "shell/signals.h"
+#include "base/session.h"
+#include "base/signals.h"
 
 namespace
 {

@@ -7,15 +7,15 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "base/log.h"
+#include "base/session.h"
+#include "base/signals.h"
+#include "base/text.h"
 #include "link/exchange.h"
 #include "link/exchange_lock.h"
 #include "link/notification.h"
 #include "link/xml_print.h"
 #include "link/xpath.h"
-#include "shell/log.h"
-#include "shell/session.h"
-#include "shell/signals.h"
-#include "shell/text.h"
 
 namespace
 {

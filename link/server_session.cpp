@@ -3,39 +3,48 @@
 #include <errno.h>
 #include <pwd.h>
 #include <stdint.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/types.h>
 #include <unistd.h>
 
+#include "base/log.h"
+#include "base/session.h"
+#include "base/text.h"
 #include "bounded.h"
 #include "conf_agent.h"
-#include "link/exchange.h"
+#include "format/namespaces.h"
 #include "link/listener.h"
+#include "link/request.h"
 #include "link/xpath.h"
-#include "shell/log.h"
-#include "shell/session.h"
-#include "shell/text.h"
 
 namespace
 {
 
 constexpr size_t request_size = 1024;
 
-// A login name too long for the buffer leaves the empty text, which is sent.
-void create_session_request(char *buffer, const char *login_name)
+// The create-session rpc; a login name too long for it leaves the empty text, which
+// is sent. Null when memory runs out.
+heap_text create_session_request(const char *login_name)
 {
-    (void)sprintf_s(
-        buffer, request_size,
-        "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" "
-        "xmlns:tarnd=\"com:quorvex:netconf:private:vesk:device:tarnd\" message-id=\"%d\">\r\n"
-        "         <tarnd:create-session>\r\n"
-        "         <tarnd:username>%s</tarnd:username>\r\n"
-        "         <tarnd:agent-pid>%d</tarnd:agent-pid>\r\n"
-        "         </tarnd:create-session>\r\n"
-        "         </rpc>",
-        static_cast<int>(session.message_id), login_name, static_cast<int>(getpid()));
-    session.message_id++;
+    const heap_text head = request_head("<rpc xmlns=\"" NETCONF_BASE_NAMESPACE
+                                        "\" xmlns:tarnd=\"" TARND_NAMESPACE "\" message-id=\"");
+    char pid[16] = "";
+    (void)sprintf_s(pid, sizeof pid, "%d", static_cast<int>(getpid()));
+    heap_text request = text_concat({head ? head.get() : "",
+                                     "         <tarnd:create-session>\r\n"
+                                     "         <tarnd:username>",
+                                     login_name,
+                                     "</tarnd:username>\r\n"
+                                     "         <tarnd:agent-pid>",
+                                     pid,
+                                     "</tarnd:agent-pid>\r\n"
+                                     "         </tarnd:create-session>\r\n"
+                                     "         </rpc>"});
+    if (!head || !request)
+        return nullptr;
+    if (strlen(request.get()) >= request_size)
+        *request = '\0';
+    return request;
 }
 
 int read_session_id(const char *reply, uint32_t length)
@@ -46,7 +55,7 @@ int read_session_id(const char *reply, uint32_t length)
         return -1;
     }
     ns_entry *namespaces = nullptr;
-    if (ns_add(&namespaces, "tarnd", "com:quorvex:netconf:private:vesk:device:tarnd") != 0)
+    if (ns_add(&namespaces, "tarnd", TARND_NAMESPACE) != 0)
         return -1;
     const xpath_result found(
         xpath_eval(document.get(), "/base10:rpc-reply/tarnd:session-id", &namespaces));
@@ -65,21 +74,14 @@ int read_session_id(const char *reply, uint32_t length)
 
 int session_create()
 {
-    heap_text request(static_cast<char *>(calloc(1, request_size)));
-    if (!request)
-        return -1;
     const struct passwd *user = getpwuid(getuid());
     if (user == nullptr)
         return -1;
-    create_session_request(request.get(), user->pw_name);
-    if (msg_send_text(std::move(request)) != 0)
+    heap_text request = create_session_request(user->pw_name);
+    reply_text reply;
+    if (!request || request_exchange(std::move(request), &reply) != request_answered)
         return -1;
-    char *reply = nullptr;
-    uint32_t length = 0;
-    if (msg_wait_reply(&reply, &length) != 0)
-        return -1;
-    const malloc_ptr<char> owned_reply(reply);
-    return read_session_id(reply, length);
+    return read_session_id(reply.text.get(), reply.length);
 }
 
 int server_connect()

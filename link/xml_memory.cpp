@@ -13,8 +13,8 @@
 #include <malloc.h>
 #include <pthread.h>
 
+#include "base/text.h"
 #include "bounded.h"
-#include "shell/text.h"
 
 namespace
 {

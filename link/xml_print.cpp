@@ -8,7 +8,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "cmdtree/escape.h"
+#include "base/escape.h"
 
 namespace
 {

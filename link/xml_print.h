@@ -4,7 +4,7 @@
 
 // Prints the message on standard output as one piece that no other thread's
 // output divides, and flushes it. Null or empty text prints nothing. The
-// entities of cmdtree/escape.h appear as their characters.
+// entities of base/escape.h appear as their characters.
 void xml_print(const char *message);
 
 // The indentation of the tag that starts at next, given the start of the tag

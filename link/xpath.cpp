@@ -9,17 +9,18 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "base/log.h"
+#include "base/text.h"
+#include "format/namespaces.h"
 #include "link/xml_memory.h"
 #include "scrub.h"
-#include "shell/log.h"
-#include "shell/text.h"
 
 namespace
 {
 
 constexpr size_t thread_state_size = 8192; // more than libxml2 takes for a thread
 const char base_prefix[] = "base10";
-const char base_namespace[] = "urn:ietf:params:xml:ns:netconf:base:1.0";
+const char base_namespace[] = NETCONF_BASE_NAMESPACE;
 
 struct xpath_context_deleter {
     void operator()(xmlXPathContext *context) const noexcept

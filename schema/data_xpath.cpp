@@ -2,10 +2,10 @@
 
 #include <string.h>
 
+#include "base/log.h"
 #include "schema/database.h"
 #include "schema/masking.h"
 #include "schema/path.h"
-#include "shell/log.h"
 
 namespace
 {

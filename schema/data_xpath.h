@@ -7,8 +7,8 @@
 #ifndef VANDEL_SCHEMA_DATA_XPATH_H
 #define VANDEL_SCHEMA_DATA_XPATH_H
 
+#include "base/text.h"
 #include "link/xpath.h"
-#include "shell/text.h"
 
 // The expression for a masked data path of at least two components, and into
 // *namespaces (null before; released by the caller with ns_free in any case)

@@ -1,8 +1,8 @@
 #include "schema/database.h"
 
+#include "base/session.h"
 #include "schema/path.h"
 #include "scrub.h"
-#include "shell/session.h"
 
 namespace
 {

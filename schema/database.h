@@ -14,10 +14,10 @@
 #include <memory>
 #include <string_view>
 
+#include "base/text.h"
 #include "redisapi.h"
 #include "schema/records.h"
 #include "scrub.h"
-#include "shell/text.h"
 
 struct reply_deleter {
     void operator()(redisReply *reply) const noexcept

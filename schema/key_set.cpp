@@ -3,8 +3,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "base/log.h"
 #include "schema/masking.h"
-#include "shell/log.h"
 
 namespace
 {

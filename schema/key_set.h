@@ -7,7 +7,7 @@
 #include <stddef.h>
 #include <string_view>
 
-#include "shell/text.h"
+#include "base/text.h"
 
 // Names of the key leaves of a list.
 struct key_names {

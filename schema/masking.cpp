@@ -2,8 +2,8 @@
 
 #include <string.h>
 
+#include "base/args.h"
 #include "bounded.h"
-#include "shell/args.h"
 
 namespace
 {

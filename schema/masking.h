@@ -2,7 +2,7 @@
 //
 // Two sets, each one byte for one byte, so that masking never moves text:
 //
-//     inside quotes          blank 3   [ 11   ] 12   = 13   , 14   (shell/args.h)
+//     inside quotes          blank 3   [ 11   ] 12   = 13   , 14   (base/args.h)
 //     inside key predicates  /  1      :  2
 //
 // The workspace, the prompt, the profile and all output hold plain text; every
@@ -11,7 +11,7 @@
 #ifndef VANDEL_SCHEMA_MASKING_H
 #define VANDEL_SCHEMA_MASKING_H
 
-#include "shell/text.h"
+#include "base/text.h"
 
 // Puts both sets of codes into a path.
 void mask_path(char *path);

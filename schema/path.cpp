@@ -2,9 +2,9 @@
 
 #include <string.h>
 
+#include "base/session.h"
 #include "schema/masking.h"
 #include "schema/schema_path.h"
-#include "shell/session.h"
 
 namespace
 {

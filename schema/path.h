@@ -10,7 +10,7 @@
 #include <stddef.h>
 #include <string_view>
 
-#include "shell/text.h"
+#include "base/text.h"
 
 // Number of "/" in a path.
 size_t path_levels(const char *path);

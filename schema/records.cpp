@@ -8,14 +8,6 @@
 namespace
 {
 
-constexpr size_t help_offset_at = 12;
-constexpr size_t type_offset_at = 14;
-constexpr size_t help_bound_at = 18;
-constexpr size_t string_area_at = node_record_minimum;
-constexpr unsigned config_bit = 1U;
-constexpr unsigned kind_shift = 6;
-constexpr unsigned kind_mask = 31;
-
 const uint8_t *bytes_of(const schema_record *record)
 {
     return reinterpret_cast<const uint8_t *>(record + 1);
@@ -44,7 +36,7 @@ std::string_view string_area_text(const schema_record *record, int offset)
 {
     if (offset < 0)
         return {};
-    return text_at(record, string_area_at + static_cast<size_t>(offset));
+    return text_at(record, node_record_minimum + static_cast<size_t>(offset));
 }
 
 } // namespace
@@ -65,7 +57,7 @@ record_ptr record_copy(const void *bytes, size_t size)
 record_ptr record_of_kind(node_kind kind)
 {
     uint8_t bytes[node_record_minimum] = {};
-    const unsigned flags = static_cast<unsigned>(kind) << kind_shift;
+    const unsigned flags = static_cast<unsigned>(kind) << record_kind_shift;
     bytes[0] = static_cast<uint8_t>(flags);
     bytes[1] = static_cast<uint8_t>(flags >> 8);
     return record_copy(bytes, sizeof bytes);
@@ -73,7 +65,7 @@ record_ptr record_of_kind(node_kind kind)
 
 unsigned record_kind_of_bytes(const void *bytes)
 {
-    return read_u16(static_cast<const uint8_t *>(bytes)) >> kind_shift & kind_mask;
+    return read_u16(static_cast<const uint8_t *>(bytes)) >> record_kind_shift & record_kind_mask;
 }
 
 unsigned record_kind(const schema_record *record)
@@ -83,13 +75,13 @@ unsigned record_kind(const schema_record *record)
 
 bool record_is_config(const schema_record *record)
 {
-    return (read_u16(bytes_of(record)) & config_bit) != 0;
+    return (read_u16(bytes_of(record)) & record_config_flag) != 0;
 }
 
 std::string_view record_help(const schema_record *record)
 {
-    const int offset = read_i16(bytes_of(record) + help_offset_at);
-    const int bound = read_i16(bytes_of(record) + help_bound_at);
+    const int offset = read_i16(bytes_of(record) + record_help_offset);
+    const int bound = read_i16(bytes_of(record) + record_bound_offset);
     if (offset == 0 || offset >= bound)
         return {};
     return string_area_text(record, offset);
@@ -97,7 +89,7 @@ std::string_view record_help(const schema_record *record)
 
 std::string_view record_type_name(const schema_record *record)
 {
-    return string_area_text(record, read_i16(bytes_of(record) + type_offset_at));
+    return string_area_text(record, read_i16(bytes_of(record) + record_type_offset));
 }
 
 std::string_view record_namespace(const schema_record *record)

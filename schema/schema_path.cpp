@@ -6,10 +6,10 @@
 
 #include <string.h>
 
+#include "base/log.h"
+#include "base/session.h"
 #include "schema/masking.h"
 #include "schema/path.h"
-#include "shell/log.h"
-#include "shell/session.h"
 
 namespace
 {

@@ -2,7 +2,7 @@
 #ifndef VANDEL_SHELL_ARGUMENTS_H
 #define VANDEL_SHELL_ARGUMENTS_H
 
-#include "shell/text.h"
+#include "base/text.h"
 
 // Takes the line that `count` arguments make, joined with single blanks, and
 // overwrites them where the system keeps them: every user may read that place

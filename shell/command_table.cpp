@@ -1,14 +1,8 @@
 #include "shell/command_table.h"
 
-#include <string.h>
 #include <string_view>
 
-#include "cmdtree/commit.h"
-#include "cmdtree/edit_commands.h"
-#include "link/datastore_commands.h"
-#include "schema/navigation.h"
-#include "schema/read_commands.h"
-#include "shell/help.h"
+#include "commands/commands.h"
 
 namespace
 {
@@ -125,12 +119,3 @@ constexpr bool table_is_consistent()
 static_assert(table_is_consistent(), "rows stand at their numbers, each name once");
 
 } // namespace
-
-const cmd_entry *command_find(const char *name)
-{
-    for (const cmd_entry *entry = command_table; entry->name != nullptr; entry++) {
-        if (strcmp(entry->name, name) == 0)
-            return entry;
-    }
-    return nullptr;
-}

@@ -4,11 +4,11 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "cmdtree/edit_commands.h"
-#include "schema/rpc_mode.h"
+#include "base/session.h"
+#include "base/text.h"
+#include "commands/commands.h"
+#include "commands/rpc_mode.h"
 #include "shell/command_table.h"
-#include "shell/session.h"
-#include "shell/text.h"
 
 namespace
 {
@@ -50,7 +50,7 @@ dispatch_result dispatch(char *line)
         return dispatch_nothing;
     if (strcmp(word.get(), "quit") == 0)
         return quit();
-    const cmd_entry *entry = command_find(word.get());
+    const cmd_entry *entry = command_find(command_table, word.get());
     if (entry != nullptr) {
         entry->handler(line);
         return dispatch_ran;

@@ -3,8 +3,8 @@
 #include <sys/resource.h>
 
 #include "link/listener.h"
-#include "shell/arguments.h"
 #include "scrub.h"
+#include "shell/arguments.h"
 #include "shell/startup.h"
 
 // A core would hold every password that is staged or typed. The process stays

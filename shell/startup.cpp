@@ -8,23 +8,27 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "base/command.h"
+#include "base/log.h"
+#include "base/session.h"
+#include "base/signals.h"
+#include "base/text.h"
+#include "cmdtree/local_entries.h"
 #include "cmdtree/tree.h"
 #include "complete/completion.h"
 #include "conf_agent.h"
 #include "link/exchange_lock.h"
+#include "link/listener.h"
 #include "link/server_session.h"
 #include "link/xpath.h"
+#include "profile/profile.h"
 #include "redisapi.h"
 #include "schema/database.h"
-#include "schema/local_entries.h"
-#include "shell/dispatch.h"
-#include "shell/log.h"
-#include "shell/profile.h"
 #include "scrub.h"
-#include "shell/session.h"
-#include "shell/signals.h"
-#include "shell/text.h"
+#include "shell/command_table.h"
+#include "shell/dispatch.h"
 #include "tinyrl/history.h"
+#include "tinyrl/raw_mode.h"
 #include "tinyrl/tinyrl.h"
 
 namespace
@@ -50,6 +54,21 @@ void release_session()
     free_session_text(&session.pwd);
     free_session_text(&session.prompt);
     close_database();
+}
+
+// The session as a signal finds it: at the prompt the editor is there, too.
+void release_at_signal()
+{
+    free_session_text(&session.pwd);
+    if (session.oneshot != 0)
+        free_session_text(&session.prompt);
+    if (session.tinyrl != nullptr)
+        tinyrl_delete(session.tinyrl);
+    if (session.redis != nullptr) {
+        scrub_registers();
+        redis_freeconn(session.redis);
+    }
+    local_entries_forget(nullptr, nullptr);
 }
 
 // At its end, piped input gives no line at each call from then on.
@@ -122,7 +141,8 @@ int connect_session()
 
 int vandel_init()
 {
-    signal_init();
+    signal_init({listener_park_soon, release_at_signal, raw_mode_rescue});
+    command_rows_use(command_table);
     lock_init();
     log_open();
     if (conf_dbg_enable(7, 0) != 0)

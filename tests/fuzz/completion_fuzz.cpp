@@ -4,8 +4,9 @@
 // staged (paths parted by blanks); what the daemon answers whenever it is asked
 // for data; the line, its cursor at the first "|" or at its end.
 #include "complete/completion.h"
+#include "shell/command_table.h"
 
-#include "schema/local_entries.h"
+#include "cmdtree/local_entries.h"
 #include "schema/masking.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_line.h"
@@ -75,6 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     line.erase(point, 1);
     static fuzz_line editing;
     shell.serve(reply, 20);
+    command_rows_use(command_table);
     const fuzz_struck tab = editing.strike(line, point, completion_tab_key, completion_tab);
     check_tab(line, point, tab);
     shell.serve(reply, 20);

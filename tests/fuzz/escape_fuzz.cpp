@@ -1,5 +1,5 @@
 // Escaping and unescaping of values.
-#include "cmdtree/escape.h"
+#include "base/escape.h"
 
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"

@@ -3,8 +3,8 @@
 //
 // Input: the daemon's answer to every request, in one line; then one command in
 // each line.
+#include "profile/profile.h"
 #include "shell/dispatch.h"
-#include "shell/profile.h"
 
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_output.h"

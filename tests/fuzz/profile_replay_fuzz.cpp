@@ -2,7 +2,7 @@
 // replayed becomes a request, and is written back as a profile that says the
 // same when it is replayed in its turn.
 #include "cmdtree/xml_writer.h"
-#include "shell/profile.h"
+#include "profile/profile.h"
 
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_output.h"

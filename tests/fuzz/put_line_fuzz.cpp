@@ -2,7 +2,7 @@
 //
 // Input: "a" (append) or "r" (replace) and the section in one line, the line to
 // put in the next, then the profile's content.
-#include "shell/profile.h"
+#include "profile/profile.h"
 
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_profile.h"

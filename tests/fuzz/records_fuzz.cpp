@@ -4,9 +4,9 @@
 // Input: a byte that picks the workspace and one that picks who looks around
 // there; then, again and again, a byte that picks a hash, a name and a record,
 // each with its length in a byte before it.
+#include "commands/commands.h"
 #include "complete/completion.h"
 #include "schema/database.h"
-#include "schema/navigation.h"
 
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_line.h"

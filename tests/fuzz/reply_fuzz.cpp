@@ -2,14 +2,13 @@
 // then the printer, a command or the list entries that are read from it.
 //
 // Input: a byte that picks who reads the reply, the reply.
+#include "browse/descendants.h"
+#include "browse/server_read.h"
+#include "commands/commands.h"
 #include "complete/schema_matches.h"
 #include "link/notification.h"
 #include "link/xml_print.h"
-#include "schema/descendants.h"
 #include "schema/masking.h"
-#include "schema/navigation.h"
-#include "schema/read_commands.h"
-#include "schema/server_read.h"
 
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_output.h"

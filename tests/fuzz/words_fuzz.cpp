@@ -1,7 +1,7 @@
 // Words of a command line, the codes inside quotes and key values, and the
 // removal of quotes, against the same rules written down once more.
+#include "base/args.h"
 #include "schema/masking.h"
-#include "shell/args.h"
 
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"

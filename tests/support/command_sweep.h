@@ -8,11 +8,11 @@
 #ifndef VANDEL_TESTS_COMMAND_SWEEP_H
 #define VANDEL_TESTS_COMMAND_SWEEP_H
 
+#include "cmdtree/local_entries.h"
 #include "cmdtree/node.h"
-#include "schema/local_entries.h"
+#include "profile/profile.h"
 #include "shell/arguments.h"
 #include "shell/dispatch.h"
-#include "shell/profile.h"
 #include "shell/startup.h"
 #include "tests/support/shell_world.h"
 

@@ -3,6 +3,7 @@
 #define VANDEL_TESTS_COMPLETION_WORLD_H
 
 #include "complete/completion.h"
+#include "shell/command_table.h"
 #include "tests/support/shell_world.h"
 #include "tests/support/tinyrl_session.h"
 
@@ -28,6 +29,7 @@ class completion_world : public shell_world
     void SetUp() override
     {
         shell_world::SetUp();
+        command_rows_use(command_table);
         editing = std::make_unique<tinyrl_session>();
         tinyrl_bind_key(editing->editor, 9, completion_tab_key);
         tinyrl_bind_key(editing->editor, 63, completion_help_key);

@@ -6,14 +6,14 @@
 #ifndef VANDEL_TESTS_SHELL_WORLD_H
 #define VANDEL_TESTS_SHELL_WORLD_H
 
+#include "base/columns.h"
+#include "base/session.h"
 #include "cmdtree/chunk_pool.h"
+#include "cmdtree/local_entries.h"
 #include "cmdtree/tree.h"
-#include "complete/columns.h"
 #include "link/exchange_lock.h"
 #include "link/xpath.h"
 #include "redisapi.h"
-#include "schema/local_entries.h"
-#include "shell/session.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/fake_conf.h"

@@ -1,5 +1,5 @@
 // The command add-listentry.
-#include "cmdtree/edit_commands.h"
+#include "commands/commands.h"
 
 #include "tests/support/profile_world.h"
 

@@ -1,5 +1,5 @@
 // Argument vectors.
-#include "shell/args.h"
+#include "base/args.h"
 
 #include <cstring>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // The multi-column listing.
-#include "complete/columns.h"
+#include "base/columns.h"
 
-#include "shell/session.h"
+#include "base/session.h"
 #include "tests/support/captured_output.h"
 
 #include <algorithm>

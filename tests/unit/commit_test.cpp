@@ -1,8 +1,7 @@
 // The command commit.
-#include "cmdtree/commit.h"
+#include "commands/commands.h"
 
-#include "cmdtree/edit_commands.h"
-#include "link/datastore_commands.h"
+#include "commands/commands.h"
 #include "tests/support/profile_world.h"
 
 #include <fstream>

@@ -1,5 +1,5 @@
 // The commands export-config and import-config.
-#include "link/datastore_commands.h"
+#include "commands/commands.h"
 
 #include "tests/support/shell_world.h"
 

@@ -1,9 +1,8 @@
 // The commands copy-config, delete-config and save.
-#include "link/datastore_commands.h"
+#include "commands/commands.h"
 
-#include "cmdtree/commit.h"
-#include "cmdtree/edit_commands.h"
-#include "link/copy_config.h"
+#include "commands/commands.h"
+#include "commands/copy_request.h"
 #include "tests/support/shell_world.h"
 
 namespace

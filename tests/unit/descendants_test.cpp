@@ -1,5 +1,5 @@
 // Children of nodes: from the schema, from the server, and staged ones.
-#include "schema/descendants.h"
+#include "browse/descendants.h"
 
 #include "tests/support/shell_world.h"
 

@@ -1,4 +1,5 @@
 // Running input lines: blank ones, commands, rpcs, unknown words, quit.
+#include "shell/command_table.h"
 #include "shell/dispatch.h"
 
 #include "tests/support/shell_world.h"
@@ -12,6 +13,7 @@ class dispatch_test : public shell_world
     void SetUp() override
     {
         shell_world::SetUp();
+        command_rows_use(command_table);
         sample_schema();
     }
 

@@ -1,8 +1,8 @@
 // The commands set, delete and discard_changes, and what they record.
-#include "cmdtree/edit_commands.h"
+#include "commands/commands.h"
 
 #include "cmdtree/forget_entries.h"
-#include "cmdtree/record_command.h"
+#include "commands/record_change.h"
 #include "tests/support/profile_world.h"
 
 namespace

@@ -1,5 +1,5 @@
 // XML entities.
-#include "cmdtree/escape.h"
+#include "base/escape.h"
 
 #include "tests/support/captured_log.h"
 

@@ -1,7 +1,7 @@
 // Who may release the exchange lock.
 #include "link/exchange_lock.h"
 
-#include "shell/session.h"
+#include "base/session.h"
 
 #include <cerrno>
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Sending, receiving, and waiting for a reply.
 #include "link/exchange.h"
 
-#include "link/frame.h"
+#include "link/exchange.h"
 #include "tests/support/shell_world.h"
 
 #include <atomic>

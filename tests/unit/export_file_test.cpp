@@ -1,6 +1,6 @@
 // Where export-config writes: files that are not the operator's, and somebody
 // who changes what stands at the path while the shell looks at it.
-#include "link/export_file.h"
+#include "commands/export_file.h"
 
 #include "tests/support/shell_world.h"
 

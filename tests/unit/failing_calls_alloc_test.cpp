@@ -2,9 +2,9 @@
 // when they do.
 #include "tests/support/alloc_faults.h"
 
-#include "link/datastore_commands.h"
+#include "commands/commands.h"
+#include "profile/profile.h"
 #include "shell/arguments.h"
-#include "shell/profile.h"
 #include "shell/startup.h"
 #include "tests/support/shell_world.h"
 

@@ -1,5 +1,5 @@
 // The frame's header.
-#include "link/frame.h"
+#include "format/frame.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -10,7 +10,7 @@ namespace
 std::string header_of(uint32_t length, uint16_t sequence)
 {
     std::string header(12, 'x');
-    frame_write_header(reinterpret_cast<uint8_t *>(header.data()), length, sequence);
+    frame_header_write(header.data(), length, sequence);
     return header;
 }
 
@@ -24,9 +24,9 @@ TEST(frame, the_header_s_bytes)
 TEST(frame, the_body_length_is_unsigned)
 {
     const uint8_t header[12] = {0, 0, 0, 0, 0xff, 0xff, 0xff, 0xff, 9, 9, 9, 9};
-    EXPECT_EQ(frame_body_length(header), 0xffffffffU);
+    EXPECT_EQ(frame_header_read(header).length, 0xffffffffU);
     const uint8_t other[12] = {1, 2, 3, 4, 0, 0, 0, 0x10, 5, 6, 7, 8};
-    EXPECT_EQ(frame_body_length(other), 0x10000000U);
+    EXPECT_EQ(frame_header_read(other).length, 0x10000000U);
 }
 
 } // namespace

@@ -1,10 +1,11 @@
 // help, its banner, and the table that it prints.
-#include "shell/help.h"
+#include "commands/commands.h"
 
 #include <gtest/gtest.h>
 #include <regex.h>
 #include <string>
 
+#include "shell/command_table.h"
 #include "tests/support/captured_output.h"
 
 namespace
@@ -34,6 +35,7 @@ const std::string all_rows =
 
 std::string help_on(std::string line)
 {
+    command_rows_use(command_table);
     captured_output output;
     EXPECT_EQ(cmd_help(line.data()), 0); // which cuts it
     return output.text();

@@ -1,5 +1,5 @@
 // The command ls.
-#include "schema/navigation.h"
+#include "commands/commands.h"
 
 #include "tests/support/shell_world.h"
 

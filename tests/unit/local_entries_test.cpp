@@ -1,7 +1,7 @@
 // The store of list entries that are not yet committed.
-#include "schema/local_entries.h"
+#include "cmdtree/local_entries.h"
 
-#include "shell/session.h"
+#include "base/session.h"
 
 #include <gtest/gtest.h>
 #include <string>

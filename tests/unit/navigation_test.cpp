@@ -1,5 +1,5 @@
 // The commands cd and pwd.
-#include "schema/navigation.h"
+#include "commands/commands.h"
 
 #include "tests/support/shell_world.h"
 

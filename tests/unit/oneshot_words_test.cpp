@@ -1,7 +1,7 @@
 // Edits of arbitrary words: what the one-shot mode records is what the prompt
 // stages, or it is refused and the profile is as it was.
-#include "cmdtree/edit_commands.h"
-#include "shell/profile.h"
+#include "commands/commands.h"
+#include "profile/profile.h"
 #include "tests/support/profile_world.h"
 
 #include <random>

@@ -1,5 +1,5 @@
 // Lines of the profile, and the words that they are read back as.
-#include "shell/profile_line.h"
+#include "profile/profile_line.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -1,5 +1,5 @@
 // The mode of the profile at every moment.
-#include "shell/profile.h"
+#include "profile/profile.h"
 
 #include "tests/support/shell_world.h"
 

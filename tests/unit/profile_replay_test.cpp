@@ -1,5 +1,5 @@
 // Replay of the profile into the session.
-#include "shell/profile.h"
+#include "profile/profile.h"
 
 #include "tests/support/shell_world.h"
 

@@ -1,5 +1,5 @@
 // Writing the profile file, and what start-up takes from it.
-#include "shell/profile.h"
+#include "profile/profile.h"
 
 #include "tests/support/shell_world.h"
 

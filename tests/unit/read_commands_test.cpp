@@ -1,7 +1,7 @@
 // The commands get and get-config.
-#include "schema/read_commands.h"
+#include "commands/commands.h"
 
-#include "cmdtree/edit_commands.h"
+#include "commands/commands.h"
 #include "tests/support/shell_world.h"
 
 #include <fstream>

@@ -1,5 +1,5 @@
 // The texts of get and get-config requests.
-#include "schema/read_requests.h"
+#include "browse/read_requests.h"
 
 #include "tests/support/shell_world.h"
 

@@ -1,7 +1,7 @@
 // Asking the server whether data exist, and for a list's entries.
-#include "schema/server_read.h"
+#include "browse/server_read.h"
 
-#include "schema/descendants.h"
+#include "browse/descendants.h"
 #include "tests/support/shell_world.h"
 
 namespace

@@ -2,21 +2,17 @@
 // be lost, overrun or left locked, and what is to be told is told.
 #include "tests/support/alloc_faults.h"
 
+#include "base/args.h"
+#include "browse/descendants.h"
 #include "cmdtree/chunk_pool.h"
-#include "cmdtree/commit.h"
-#include "cmdtree/edit_commands.h"
 #include "cmdtree/node.h"
-#include "link/datastore_commands.h"
+#include "commands/commands.h"
+#include "commands/rpc_mode.h"
+#include "commands/workspace.h"
 #include "link/server_session.h"
-#include "schema/descendants.h"
-#include "schema/navigation.h"
+#include "profile/profile.h"
 #include "schema/path.h"
-#include "schema/read_commands.h"
-#include "schema/rpc_mode.h"
-#include "schema/workspace.h"
-#include "shell/args.h"
 #include "shell/dispatch.h"
-#include "shell/profile.h"
 #include "tests/support/shell_world.h"
 
 #include <fstream>

@@ -1,5 +1,5 @@
 // Owned texts and the allocations that grow.
-#include "shell/text.h"
+#include "base/text.h"
 
 #include <cstdint>
 #include <cstring>

@@ -1,7 +1,7 @@
 // The workspace, its prompt, and RPC mode.
-#include "schema/workspace.h"
+#include "commands/workspace.h"
 
-#include "schema/rpc_mode.h"
+#include "commands/rpc_mode.h"
 #include "tests/support/profile_world.h"
 
 namespace

@@ -1,0 +1,185 @@
+#include "base/args.h"
+
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "base/text.h"
+#include "bounded.h"
+
+namespace
+{
+
+constexpr int slots_per_step = 8;
+
+struct protected_character {
+    char character;
+    char code;
+};
+
+constexpr protected_character protected_characters[] = {
+    {' ', 3}, {'[', 11}, {']', 12}, {'=', 13}, {',', 14},
+};
+
+int append_word(args *vector, const char *word)
+{
+    if (args_grow(vector) != 0)
+        return -1;
+    const size_t size = strlen(word) + 1;
+    char *copy = static_cast<char *>(malloc(size));
+    if (copy == nullptr) {
+        perror("Fatal error while allocating memory");
+        return -1;
+    }
+    strcpy_s(copy, size, word);
+    vector->argv[vector->argc] = copy;
+    vector->argc++;
+    vector->argv[vector->argc] = nullptr;
+    return 0;
+}
+
+// Room for what the format makes of the arguments; no block, with errno set,
+// when there is none. Together with vsnprintf this does what vasprintf does,
+// which leaves what it formats in blocks that it frees, and what the operator
+// types may be a password.
+secret_block line_allocate(const char *format, va_list arguments)
+{
+    va_list again;
+    va_copy(again, arguments);
+    const int length = vsnprintf(nullptr, 0, format, again);
+    va_end(again);
+    if (length < 0)
+        return {nullptr, 0};
+    const size_t size = static_cast<size_t>(length) + 1;
+    return {static_cast<char *>(calloc(1, size)), size};
+}
+
+void split_line(args *vector, char *line)
+{
+    char *rest = nullptr;
+    for (char *word = strtok_s(line, " ", &rest); word != nullptr;
+         word = strtok_s(nullptr, " ", &rest)) {
+        if (append_word(vector, word) != 0) {
+            args_free(vector);
+            return;
+        }
+    }
+}
+
+} // namespace
+
+void args_init(args *vector)
+{
+    if (vector != nullptr)
+        *vector = args{};
+}
+
+void addargs(args *vector, const char *format, ...)
+{
+    if (vector == nullptr)
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    const secret_block line = line_allocate(format, arguments);
+    if (line.data != nullptr)
+        vsnprintf(line.data, line.size, format, arguments);
+    va_end(arguments);
+    if (line.data == nullptr) {
+        perror("addargs - vasprintf");
+        vector->argc = 0;
+        return;
+    }
+    char *text = line.data;
+    for (char *at = strpbrk(text, "\n\t"); at != nullptr; at = strpbrk(at, "\n\t"))
+        *at = ' ';
+    args_protect(text);
+    split_line(vector, text);
+}
+
+void args_free(args *vector)
+{
+    if (vector == nullptr)
+        return;
+    if (vector->argv != nullptr) {
+        for (int i = 0; i < vector->argc; i++) {
+            text_wipe(vector->argv[i]);
+            free(vector->argv[i]);
+        }
+        free(vector->argv);
+    }
+    args_init(vector);
+}
+
+int args_grow(args *vector)
+{
+    if (vector->argv == nullptr) {
+        vector->argv = static_cast<char **>(calloc(slots_per_step, sizeof(char *)));
+        if (vector->argv == nullptr) {
+            perror("Fatal error while allocating memory");
+            return -1;
+        }
+        vector->capacity = slots_per_step;
+        vector->argc = 0;
+        return 0;
+    }
+    if (vector->argc + 2 < vector->capacity)
+        return 0;
+    const size_t used = static_cast<size_t>(vector->capacity) * sizeof(char *);
+    // Not mem_grow: it gives the old array up when it fails, and the words with it.
+    char **grown = static_cast<char **>(calloc(1, used + slots_per_step * sizeof(char *)));
+    if (grown == nullptr)
+        return -1;
+    memcpy_s(grown, used, vector->argv, used);
+    free(vector->argv);
+    vector->argv = grown;
+    vector->capacity += slots_per_step;
+    return 0;
+}
+
+void args_protect(char *text)
+{
+    for (char *open = strpbrk(text, "\"'"); open != nullptr; open = strpbrk(open, "\"'")) {
+        char *close = strchr(open + 1, *open);
+        if (close == nullptr)
+            return;
+        args_protect_span(open + 1, close);
+        open = close + 1;
+    }
+}
+
+void args_protect_span(char *from, const char *to)
+{
+    for (; from < to; from++) {
+        for (const protected_character &entry : protected_characters) {
+            if (*from == entry.character) {
+                *from = entry.code;
+                break;
+            }
+        }
+    }
+}
+
+void args_restore(char *text)
+{
+    if (text == nullptr)
+        return;
+    for (char *at = text; *at != '\0'; at++) {
+        for (const protected_character &entry : protected_characters) {
+            if (*at == entry.code) {
+                *at = entry.character;
+                break;
+            }
+        }
+    }
+}
+
+arg_words::arg_words(const char *line) : args{}
+{
+    addargs(this, "%s", line);
+}
+
+arg_words::~arg_words()
+{
+    args_free(this);
+}

@@ -1,0 +1,28 @@
+// XML entities of values:
+//
+//     & "&amp;"   < "&lt;"   > "&gt;"   double quote "&quot;"
+//     tab "&#9;"  carriage return "&#13;"  line feed "&#10;"
+#ifndef VANDEL_BASE_ESCAPE_H
+#define VANDEL_BASE_ESCAPE_H
+
+#include <stddef.h>
+
+#include "base/text.h"
+
+constexpr int escape_mode_unescape = 0;
+constexpr int escape_mode_escape = 1;
+
+// Writes length bytes of source to destination, escaped or unescaped, with a
+// terminating zero. The destination holds the result: 6 bytes for each byte
+// when escaping, length when unescaping, and the zero. Null arguments or a
+// negative length are logged and do nothing.
+void escape_text(char *destination, const char *source, long length, int mode);
+
+// The text escaped, in a buffer of its exact size; null when memory runs out.
+heap_text escape_copy(const char *text);
+
+// Decodes what stands at `at` (at least 1 of `left` bytes): an entity or a
+// single byte. Returns how many bytes were read; *character is the result.
+size_t unescape_one(const char *at, size_t left, char *character);
+
+#endif

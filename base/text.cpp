@@ -1,0 +1,163 @@
+#include "base/text.h"
+
+#include <stdlib.h>
+#include <string.h>
+
+#include "bounded.h"
+
+secret_block::~secret_block()
+{
+    block_wipe(data, size);
+    free(data);
+}
+
+secret_piece::~secret_piece()
+{
+    block_wipe(bytes, sizeof bytes);
+}
+
+bool size_add(size_t a, size_t b, size_t *sum)
+{
+    return !__builtin_add_overflow(a, b, sum);
+}
+
+heap_text text_copy(std::string_view text)
+{
+    return text_concat({text});
+}
+
+heap_text text_concat(std::initializer_list<std::string_view> pieces)
+{
+    size_t size = 1;
+    for (const std::string_view piece : pieces) {
+        if (!size_add(size, piece.size(), &size))
+            return nullptr;
+    }
+    heap_text joined(static_cast<char *>(malloc(size)));
+    if (!joined)
+        return nullptr;
+    size_t used = 0;
+    for (const std::string_view piece : pieces) {
+        if (!piece.empty())
+            memcpy_s(joined.get() + used, size - used, piece.data(), piece.size());
+        used += piece.size();
+    }
+    joined.get()[used] = '\0';
+    return joined;
+}
+
+char *str_join3(const char *a, const char *separator, const char *b)
+{
+    if (a == nullptr || separator == nullptr || b == nullptr)
+        return nullptr;
+    return text_concat({a, separator, b}).release();
+}
+
+void text_replace(char **slot, heap_text text)
+{
+    const heap_text old(*slot);
+    *slot = text.release();
+}
+
+void *mem_grow(void *block, size_t used, size_t size)
+{
+    if (block == nullptr || used >= size)
+        return block;
+    void *grown = calloc(1, size);
+    if (grown != nullptr)
+        memcpy_s(grown, size, block, used);
+    block_wipe(block, used);
+    free(block);
+    return grown;
+}
+
+namespace
+{
+
+constexpr size_t first_capacity = 64;
+
+int buffer_refuse(text_buffer *buffer)
+{
+    *buffer = text_buffer{};
+    return -1;
+}
+
+// Makes room for `needed` bytes in a block of `capacity`, unless there is room.
+int buffer_reserve(text_buffer *buffer, size_t needed, size_t capacity)
+{
+    if (needed <= buffer->capacity)
+        return 0;
+    char *block = buffer->data.release();
+    void *grown =
+        block == nullptr ? calloc(1, capacity) : mem_grow(block, buffer->length, capacity);
+    if (grown == nullptr)
+        return buffer_refuse(buffer);
+    buffer->data.reset(static_cast<char *>(grown));
+    buffer->capacity = capacity;
+    return 0;
+}
+
+// The capacity for `needed` bytes that makes appending linear: what is there is
+// doubled.
+size_t doubled_capacity(size_t capacity, size_t needed)
+{
+    if (capacity < first_capacity)
+        capacity = first_capacity;
+    while (capacity < needed) {
+        if (!size_add(capacity, capacity, &capacity))
+            capacity = needed;
+    }
+    return capacity;
+}
+
+} // namespace
+
+int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths)
+{
+    size_t needed = 0;
+    bool fits = size_add(buffer->length, 1, &needed);
+    for (const size_t length : lengths)
+        fits = fits && size_add(needed, length, &needed);
+    return fits ? buffer_reserve(buffer, needed, needed) : buffer_refuse(buffer);
+}
+
+void text_clear(text_buffer *buffer)
+{
+    if (buffer->data)
+        block_wipe(buffer->data.get(), buffer->length);
+    buffer->length = 0;
+}
+
+int text_append(text_buffer *buffer, std::string_view piece)
+{
+    size_t needed = 0;
+    if (!size_add(buffer->length, piece.size(), &needed) || !size_add(needed, 1, &needed))
+        return buffer_refuse(buffer);
+    if (buffer_reserve(buffer, needed, doubled_capacity(buffer->capacity, needed)) != 0)
+        return -1;
+    char *end = buffer->data.get() + buffer->length;
+    if (!piece.empty())
+        memcpy_s(end, buffer->capacity - buffer->length, piece.data(), piece.size());
+    end[piece.size()] = '\0';
+    buffer->length += piece.size();
+    return 0;
+}
+
+int text_prepend(text_buffer *buffer, std::string_view piece)
+{
+    if (text_reserve(buffer, {piece.size()}) != 0)
+        return -1;
+    char *text = buffer->data.get();
+    memmove(text + piece.size(), text, buffer->length + 1);
+    memcpy_s(text, buffer->capacity, piece.data(), piece.size());
+    buffer->length += piece.size();
+    return 0;
+}
+
+void text_keep(text_buffer *buffer, size_t start, size_t length)
+{
+    char *text = buffer->data.get();
+    memmove(text, text + start, length);
+    memset_s(text + length, buffer->capacity - length, 0, buffer->length - length);
+    buffer->length = length;
+}

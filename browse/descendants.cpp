@@ -1,0 +1,187 @@
+#include "browse/descendants.h"
+
+#include <new>
+#include <string.h>
+
+#include "base/log.h"
+#include "base/session.h"
+#include "browse/server_read.h"
+#include "cmdtree/tree.h"
+#include "schema/masking.h"
+#include "schema/path.h"
+#include "schema/schema_path.h"
+
+namespace
+{
+
+void free_node(descendant *node)
+{
+    free(node->name);
+    free(node->record);
+    free(node);
+}
+
+// Takes the children of the node from the schema.
+bool browses_schema(unsigned kind, const char *path)
+{
+    switch (kind) {
+    case node_kind_module:
+    case node_kind_container:
+    case node_kind_browsable:
+        return true;
+    case node_kind_input:
+        return session.rpc_path != nullptr;
+    case node_kind_list:
+        return path_is_list_entry(path);
+    default:
+        return false;
+    }
+}
+
+const command_tree *current_tree()
+{
+    return session.rpc_path != nullptr ? &session.rpc_tree : &session.config_tree;
+}
+
+int add_staged_entries(const char *list_path, descendant_set *set)
+{
+    for (const cmd_node *node = tree_first_entry(current_tree(), list_path); node != nullptr;
+         node = tree_next_entry(node, list_path)) {
+        if (node->operation == operation_delete)
+            continue;
+        if (descendants_add(set, path_last_component(node->path), record_of_kind(node_kind_list)) !=
+            0)
+            return -1;
+    }
+    return 0;
+}
+
+// Moves to the head of the set, in their order, the entries that are not in it
+// as staged ones.
+int add_unstaged(const char *list_path, descendant_set *entries, descendant_set *set)
+{
+    const size_t name_length = strlen(path_last_component(list_path));
+    descendant **link = &entries->nodes;
+    while (*link != nullptr) {
+        descendant *node = *link;
+        const heap_text path = text_concat({list_path, node->name + name_length});
+        if (!path)
+            return -1;
+        const cmd_node *staged = tree_find(current_tree(), path.get());
+        if (staged != nullptr && staged->operation != operation_delete) {
+            *link = node->next;
+            free_node(node);
+        } else {
+            link = &node->next;
+        }
+    }
+    *link = set->nodes;
+    set->nodes = entries->nodes;
+    entries->nodes = nullptr;
+    return 0;
+}
+
+int add_list_entries(const char *list_path, descendant_set *set)
+{
+    if (add_staged_entries(list_path, set) != 0)
+        return -1;
+    if (session.rpc_path != nullptr)
+        return 0;
+    descendant_set entries;
+    if (server_list_entries(list_path, &entries) != 0) {
+        log_debug("[DEBUG] error:get nclist \r\n \n");
+        return 0;
+    }
+    return add_unstaged(list_path, &entries, set);
+}
+
+void free_cases(case_entry *entry)
+{
+    while (entry != nullptr) {
+        case_entry *next = entry->next;
+        entry->~case_entry();
+        free(entry);
+        entry = next;
+    }
+}
+
+} // namespace
+
+descendant_set::~descendant_set()
+{
+    while (nodes != nullptr) {
+        descendant *next = nodes->next;
+        free_node(nodes);
+        nodes = next;
+    }
+    while (choices != nullptr) {
+        choice_entry *next = choices->next;
+        free_cases(choices->cases);
+        free(choices);
+        choices = next;
+    }
+}
+
+int descendants_add(descendant_set *set, std::string_view name, record_ptr record)
+{
+    heap_text copy = text_copy(name);
+    malloc_ptr<descendant> node(static_cast<descendant *>(calloc(1, sizeof(descendant))));
+    if (!copy || !node || !record)
+        return -1;
+    node->name = copy.release();
+    node->record = record.release();
+    node->next = set->nodes;
+    set->nodes = node.release();
+    return 0;
+}
+
+int descendants_of(const char *path, descendant_set *set)
+{
+    const heap_text schema_path = schema_path_of(path, path_scope_session);
+    if (!schema_path) {
+        log_error("[ERROR] error parameter: %s\r\n\n", shown_text(path).get());
+        return -1;
+    }
+    if (path_levels(path) == 1)
+        return schema_children(schema_path.get(), path, set);
+    const record_pair pair = schema_record_pair(schema_path.get());
+    if (!pair.node)
+        return -1;
+    const unsigned kind = record_kind(pair.node.get());
+    if (browses_schema(kind, path)) {
+        if (schema_children(schema_path.get(), path, set) == 0)
+            return 0;
+        log_error("[ERROR] error:get descendant by schema \r\n \n");
+        return -1;
+    }
+    return kind == node_kind_list ? add_list_entries(path, set) : 0;
+}
+
+const case_entry *choice_active_case(const choice_entry *choice)
+{
+    const case_entry *entry = choice->cases;
+    while (entry != nullptr && !entry->active)
+        entry = entry->next;
+    return entry;
+}
+
+bool descendants_reach(const descendant_set *set, const char *name)
+{
+    for (const descendant *node = set->nodes; node != nullptr; node = node->next) {
+        if (strcmp(node->name, name) == 0)
+            return true;
+    }
+    for (const choice_entry *choice = set->choices; choice != nullptr; choice = choice->next) {
+        const case_entry *active = choice_active_case(choice);
+        if (active != nullptr) {
+            if (descendants_reach(&active->children, name))
+                return true;
+            continue;
+        }
+        for (const case_entry *entry = choice->cases; entry != nullptr; entry = entry->next) {
+            if (descendants_reach(&entry->children, name))
+                return true;
+        }
+    }
+    return false;
+}

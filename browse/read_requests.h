@@ -1,0 +1,27 @@
+// The NETCONF requests that read: get and get-config with a subtree filter.
+//
+// A request is a zero-terminated text in a buffer of 4096 bytes; one that does
+// not fit is refused. Null is returned then, when the filter cannot be built
+// (logged), and when memory runs out; the request has taken its message id all
+// the same. Paths are masked.
+#ifndef VANDEL_BROWSE_READ_REQUESTS_H
+#define VANDEL_BROWSE_READ_REQUESTS_H
+
+#include "base/text.h"
+#include "schema/key_set.h"
+
+enum read_source {
+    read_source_running,
+    read_source_startup,
+};
+
+// Configuration and state below a path.
+heap_text build_get(const char *path);
+
+// Configuration below a path.
+heap_text build_get_config(const char *path, read_source source);
+
+// The keys of all entries of a list in the running datastore.
+heap_text build_get_list_keys(const char *list_path, const key_names *keys);
+
+#endif

@@ -1,0 +1,150 @@
+#include "browse/server_read.h"
+
+#include <string.h>
+
+#include "base/log.h"
+#include "base/session.h"
+#include "base/text.h"
+#include "browse/descendants.h"
+#include "browse/read_requests.h"
+#include "link/request.h"
+#include "link/xpath.h"
+#include "schema/data_xpath.h"
+#include "schema/key_set.h"
+#include "schema/masking.h"
+#include "schema/path.h"
+#include "schema/schema_path.h"
+#include "scrub.h"
+
+namespace
+{
+
+// The reply that a node set points into stays in the session until the node
+// set has been used.
+struct query_result {
+    xpath_result nodes;
+
+    explicit query_result(xpath_result found) : nodes(std::move(found)) {}
+    ~query_result()
+    {
+        nodes.reset();
+        scrub_registers();
+        xmlFreeDoc(session.reply_doc);
+        session.reply_doc = nullptr;
+    }
+    query_result(const query_result &) = delete;
+    query_result &operator=(const query_result &) = delete;
+};
+
+// Sends a request and parses the reply into the session; 0 or -1.
+int exchange_document(heap_text request)
+{
+    if (!request) {
+        log_debug("[DEBUG] Build get msg error\n");
+        return -1;
+    }
+    unmask_keys(request.get());
+    reply_text reply;
+    const request_result result = request_exchange(std::move(request), &reply);
+    if (result == request_unsent) {
+        log_debug("[DEBUG] send get msg error\n");
+        return -1;
+    }
+    if (result == request_unanswered || reply.length == 0) {
+        log_debug("[DEBUG] recv get msg reply error\n");
+        return -1;
+    }
+    session.reply_doc = xml_parse(reply.text.get(), reply.length).release();
+    if (session.reply_doc == nullptr) {
+        log_debug("[DEBUG] Receive a invalid xml document.\n");
+        return -1;
+    }
+    return 0;
+}
+
+// The nodes at a path in the reply to a request; null for none.
+xpath_result query(heap_text request, const char *path)
+{
+    if (exchange_document(std::move(request)) != 0)
+        return nullptr;
+    ns_entry *namespaces = nullptr;
+    const heap_text steps = data_xpath(path, &namespaces);
+    const heap_text expression =
+        steps ? text_concat({"/base10:rpc-reply/base10:data", steps.get()}) : nullptr;
+    xpath_result found;
+    if (expression)
+        found.reset(xpath_eval(session.reply_doc, expression.get(), &namespaces));
+    else if (steps)
+        log_debug("[DEBUG] Out of memory!\n");
+    ns_free(&namespaces);
+    return found;
+}
+
+int add_key(key_value_set *set, const xmlNode *element)
+{
+    const xml_content content = xml_node_content(element);
+    if (!content)
+        return -1;
+    const heap_text value = quote_value(reinterpret_cast<const char *>(content.get()));
+    if (!value)
+        return -1;
+    return key_values_add(set, reinterpret_cast<const char *>(element->name), value.get());
+}
+
+// The name of the entry that an element of the reply stands for; null when its
+// keys are not the list's.
+heap_text read_entry_name(const char *list_name, const xmlNode *entry, key_names *keys)
+{
+    key_value_set set;
+    if (key_values_create(&set, keys->count) != 0)
+        return nullptr;
+    for (const xmlNode *child = entry->children; child != nullptr; child = child->next) {
+        if (child->type == XML_ELEMENT_NODE && add_key(&set, child) != 0)
+            return nullptr;
+    }
+    return entry_name(list_name, &set, keys);
+}
+
+int read_entries(const char *list_path, const xmlNodeSet *nodes, key_names *keys,
+                 descendant_set *found)
+{
+    for (int i = 0; i < nodes->nodeNr; i++) {
+        const heap_text name =
+            read_entry_name(path_last_component(list_path), nodes->nodeTab[i], keys);
+        if (!name)
+            return -1;
+        if (descendants_add(found, name.get(), record_of_kind(node_kind_list)) != 0) {
+            log_debug("[DEBUG] Out of memory!\n");
+            return -1;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+bool server_has_data(const char *path)
+{
+    const query_result result(query(build_get_config(path, read_source_running), path));
+    return result.nodes != nullptr;
+}
+
+int server_list_entries(const char *list_path, descendant_set *entries)
+{
+    if (list_path == nullptr) {
+        log_debug("[DEBUG] listpath is null\n");
+        return -1;
+    }
+    key_names keys;
+    // Without keys its entries have no names; they are not asked for.
+    if (list_keys(list_path, &keys) != 0 || keys.count == 0) {
+        log_debug("[DEBUG] failed to get list[%s] key\n", shown_text(list_path).get());
+        return -1;
+    }
+    const query_result result(query(build_get_list_keys(list_path, &keys), list_path));
+    if (!result.nodes) {
+        log_debug("[DEBUG] netserver didn't configure list\n");
+        return 0;
+    }
+    return read_entries(list_path, result.nodes->nodesetval, &keys, entries);
+}

@@ -1,0 +1,18 @@
+// What the shell asks the server for its own use: whether data exist, and which
+// entries a list has.
+//
+// Paths are masked. Failures are logged, never shown to the operator.
+#ifndef VANDEL_BROWSE_SERVER_READ_H
+#define VANDEL_BROWSE_SERVER_READ_H
+
+struct descendant_set;
+
+// True when the running datastore holds data at the path.
+bool server_has_data(const char *path);
+
+// The entries of a list in the running datastore, into an empty set, as nodes
+// of kind list. 0, or -1 when they cannot be told, and then the set is of no
+// use. A server without entries is success.
+int server_list_entries(const char *list_path, descendant_set *entries);
+
+#endif

@@ -1,0 +1,40 @@
+// The list entries that were added here and are not yet committed.
+//
+// An index by list path beside the command tree: it keeps an entry from being
+// staged twice and is what the profile writes as "add" lines. Paths and keys
+// are masked (schema/masking.h) and compared whole. Newest records and entries
+// come first. The store owns copies of all texts.
+#ifndef VANDEL_CMDTREE_LOCAL_ENTRIES_H
+#define VANDEL_CMDTREE_LOCAL_ENTRIES_H
+
+#include <string_view>
+
+struct list_entry {
+    char *key;
+    list_entry *next;
+    list_entry **pprev; // address of the link that points at this entry
+};
+
+struct list_record {
+    list_record *next;
+    list_record **pprev; // address of the link that points at this record
+    list_entry *entries;
+    char *path; // of the list, without predicate
+};
+
+// 1 when the entry with this key is stored under the list, else 0.
+int local_entries_has(const char *list_path, const char *key);
+
+// Stores an entry; 0 (also when it is there already), or -1 when memory runs
+// out.
+int local_entries_add(const char *list_path, const char *key);
+
+// Forgets entries. With a path those of the lists at or below it, without one
+// all, and the store itself; with a key at most one entry, the first in store
+// order. The record of a list that lost its last entry this way stays.
+void local_entries_forget(const char *path, const char *key);
+
+// The same with a path.
+void local_entries_forget_below(std::string_view path, const char *key);
+
+#endif

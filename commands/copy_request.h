@@ -1,0 +1,34 @@
+// The copy-config request.
+#ifndef VANDEL_COMMANDS_COPY_REQUEST_H
+#define VANDEL_COMMANDS_COPY_REQUEST_H
+
+#include <stddef.h>
+
+#include "base/text.h"
+
+enum datastore {
+    datastore_candidate = 0,
+    datastore_running = 1,
+    datastore_startup = 2,
+    datastore_config = 3, // configuration given in the request itself
+    datastore_url = 4,
+    datastore_none = 5,
+};
+
+// The code of a word: a name above, any other word a url, null none.
+datastore datastore_code(const char *word);
+
+// Whether a word names a datastore that exports and imports know.
+bool is_stored_datastore(const char *word);
+
+// The request takes this much at most besides a configuration and two words.
+constexpr size_t copy_config_room = 512;
+
+// Copies a datastore: sends the request, prints the reply, reports failures.
+// A source of code datastore_config is the staged configuration, which is
+// dropped with it, when `config` is null, and otherwise the text in this buffer,
+// which the request takes over; with room for the rest of it, nothing is copied.
+void copy_config(const char *source, datastore source_code, text_buffer *config, const char *target,
+                 datastore target_code);
+
+#endif

@@ -1,0 +1,171 @@
+#include "commands/commands.h"
+
+#include <stdio.h>
+#include <string.h>
+
+#include "base/args.h"
+#include "base/escape.h"
+#include "base/log.h"
+#include "base/session.h"
+#include "base/text.h"
+#include "browse/read_requests.h"
+#include "cmdtree/chunk_pool.h"
+#include "cmdtree/tree.h"
+#include "cmdtree/xml_writer.h"
+#include "commands/refusals.h"
+#include "link/request.h"
+#include "profile/profile.h"
+#include "schema/masking.h"
+#include "schema/path.h"
+#include "schema/schema_path.h"
+
+namespace
+{
+
+const char get_config_usage[] = "please input : get-config -r|-s path or get-config -l [path]\r";
+
+void exchange_get(heap_text request)
+{
+    if (!request) {
+        log_error("[ERROR] failed to build netconf get msg!\n");
+        return;
+    }
+    unmask_keys(request.get());
+    reply_text reply;
+    if (request_exchange(std::move(request), &reply) == request_answered)
+        reply_print(reply);
+}
+
+void exchange_get_config(heap_text request)
+{
+    if (!request) {
+        puts("fail !!\r");
+        return;
+    }
+    unmask_keys(request.get());
+    reply_text reply;
+    const request_result result = request_exchange(std::move(request), &reply);
+    if (result == request_unsent)
+        puts("send error!\r");
+    else if (result == request_unanswered)
+        puts("recv error!\r");
+    else
+        reply_print(reply);
+}
+
+void get_config_from(read_source source, char *argument)
+{
+    const heap_text path = path_absolute(argument);
+    const record_pair pair = data_record_pair(path.get(), path_scope_session);
+    if (!pair) {
+        print_error_parameter(argument);
+        return;
+    }
+    if (!pair.node || !record_is_config(pair.node.get())) {
+        print_not_config_node(path.get());
+        return;
+    }
+    exchange_get_config(build_get_config(path.get(), source));
+}
+
+// Prints one chunk as plain text: entities, and the bytes that stand for
+// others, appear as their characters.
+int print_chunk(std::string_view chunk)
+{
+    const heap_text text = text_copy(chunk);
+    const heap_text plain = text_copy(chunk);
+    if (!text || !plain) {
+        log_error("[ERROR] cmdtree2netconf malloc error \r\n\n");
+        return -1;
+    }
+    unmask_keys(text.get());
+    escape_text(plain.get(), text.get(), static_cast<long>(chunk.size()), escape_mode_unescape);
+    args_restore(plain.get());
+    puts(plain.get());
+    return 0;
+}
+
+void print_staged(const cmd_node *node, path_scope scope)
+{
+    if (tree_to_xml(node, scope) != 0) {
+        log_error("[ERROR] cmdtree2netconf error \r\n\n");
+        return;
+    }
+    for (unsigned slot = 0; slot < output_chunk_slots; slot++) {
+        const std::string_view chunk = pool_chunk_text(slot);
+        if (!chunk.empty() && print_chunk(chunk) != 0)
+            break;
+    }
+    pool_release();
+}
+
+void get_config_local(char *argument)
+{
+    if (session.oneshot != 0) {
+        puts("irreciprocal mode unsupport get-config -l [path].\r");
+        return;
+    }
+    const bool in_rpc = session.rpc_path != nullptr;
+    const command_tree *tree = in_rpc ? &session.rpc_tree : &session.config_tree;
+    const cmd_node *node = tree->root;
+    if (argument != nullptr) {
+        const heap_text path = path_absolute(argument);
+        node = path ? tree_find_staged(tree, path.get()) : nullptr;
+        if (node == nullptr) {
+            unmask_all(argument);
+            printf("%s not exist in local configuration buffer \r\n", argument);
+            return;
+        }
+    }
+    if (node != nullptr)
+        print_staged(node, in_rpc ? path_scope_session : path_scope_configuration);
+}
+
+} // namespace
+
+int cmd_get(const char *line)
+{
+    if (session.rpc_path != nullptr) {
+        puts("rpc mode not support get operation\r");
+        return 0;
+    }
+    const arg_words words(line);
+    if (words.argc != 2) {
+        printf("error command, please use:get path\r\n ");
+        return 0;
+    }
+    const heap_text path = path_absolute(words.argv[1]);
+    const record_pair pair = data_record_pair(path.get(), path_scope_session);
+    if (!pair)
+        print_error_parameter(words.argv[1]);
+    else if (!pair.node)
+        print_not_config_node(path.get());
+    else
+        exchange_get(build_get(path.get()));
+    return 0;
+}
+
+int cmd_get_config(const char *line)
+{
+    if (session.oneshot != 0)
+        profile_load();
+    const arg_words words(line);
+    const char *option = words.argc == 2 || words.argc == 3 ? words.argv[1] : "";
+    char *argument = words.argc == 3 ? words.argv[2] : nullptr;
+    if (strcmp(option, "-l") == 0) {
+        get_config_local(argument);
+    } else if (strcmp(option, "-r") == 0 && argument != nullptr) {
+        if (session.rpc_path != nullptr)
+            puts("rpc mode not support get-config -r operation\r");
+        else
+            get_config_from(read_source_running, argument);
+    } else if (strcmp(option, "-s") == 0 && argument != nullptr) {
+        if (session.rpc_path != nullptr)
+            puts("rpc mode not support get-config -s operation\r");
+        else
+            get_config_from(read_source_startup, argument);
+    } else {
+        puts(get_config_usage);
+    }
+    return 0;
+}

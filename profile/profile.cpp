@@ -1,0 +1,248 @@
+#include "profile/profile.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "base/log.h"
+#include "base/session.h"
+#include "base/text.h"
+#include "cmdtree/local_entries.h"
+#include "cmdtree/tree.h"
+#include "profile/profile_file.h"
+#include "schema/masking.h"
+
+namespace
+{
+
+constexpr size_t max_line_length = 1000;
+
+const char *const sections[] = {"[pwd]", "[config]", "[rpc]", "[rpc_para]"};
+
+bool is_section(const char *name)
+{
+    for (const char *section : sections) {
+        if (strcmp(section, name) == 0)
+            return true;
+    }
+    return false;
+}
+
+int append_all(text_buffer *out, std::initializer_list<std::string_view> pieces)
+{
+    for (const std::string_view piece : pieces) {
+        if (text_append(out, piece) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+void log_open_failure()
+{
+    log_debug("[DEBUG] open %s failed! errno:%d\n", profile_name, errno);
+}
+
+// A file that could not be filled would keep the next command from starting.
+void remove_if_empty(int fd)
+{
+    struct stat status = {};
+    if (fstat(fd, &status) == 0 && status.st_size == 0)
+        unlink(profile_name);
+}
+
+// Writes the whole file anew.
+int write_file(const text_buffer &content)
+{
+    const descriptor file(profile_open(O_WRONLY | O_CREAT));
+    if (file.fd < 0) {
+        log_open_failure();
+        return -1;
+    }
+    if (ftruncate(file.fd, 0) == 0 && fchmod(file.fd, S_IRUSR | S_IWUSR) == 0 &&
+        profile_write(file.fd, {content.data.get(), content.length}, 0) == 0)
+        return 0;
+    remove_if_empty(file.fd);
+    return -1;
+}
+
+// A masked text as a line holds it: unmasked. With its codes when these are not
+// what a reader would put in their place: then they stood in the file before.
+heap_text line_text(const char *masked)
+{
+    heap_text plain = unmasked_copy(masked);
+    const heap_text again = masked_copy(plain.get());
+    if (!plain || !again)
+        return nullptr;
+    return strcmp(again.get(), masked) == 0 ? std::move(plain) : text_copy(masked);
+}
+
+int append_command(text_buffer *out, const cmd_node *node)
+{
+    const heap_text path = line_text(node->path);
+    const char *word = node->operation == operation_delete ? "delete " : "set ";
+    if (!path || append_all(out, {word, path.get()}) != 0)
+        return -1;
+    if (node->value != nullptr && append_all(out, {" ", node->value}) != 0)
+        return -1;
+    return text_append(out, "\n");
+}
+
+int append_commands(text_buffer *out, const command_log *log)
+{
+    for (const cmd_node *node = log->first; node != nullptr; node = node->log_next) {
+        if (append_command(out, node) != 0)
+            return -1;
+    }
+    return 0;
+}
+
+int append_entries(text_buffer *out)
+{
+    const list_record *record = session.entries != nullptr ? *session.entries : nullptr;
+    for (; record != nullptr; record = record->next) {
+        const heap_text path = line_text(record->path);
+        for (const list_entry *entry = record->entries; entry != nullptr; entry = entry->next) {
+            const heap_text key = line_text(entry->key);
+            if (!path || !key || append_all(out, {"add ", path.get(), " ", key.get(), "\n"}) != 0)
+                return -1;
+        }
+    }
+    return 0;
+}
+
+// Where a line goes, and what of the old text follows it.
+struct put_place {
+    size_t line;
+    size_t rest;
+};
+
+bool find_place(std::string_view content, std::string_view section, profile_mode mode,
+                put_place *place)
+{
+    const size_t header = content.find(section);
+    if (header == std::string_view::npos)
+        return false;
+    const size_t end = content.find("\n\n", header);
+    if (end == std::string_view::npos)
+        return false;
+    place->rest = end + 1;
+    place->line = mode == profile_append ? place->rest : header + section.size() + 1;
+    return true;
+}
+
+// The file's section value: the line behind the header, up to a zero byte in it;
+// empty for none.
+std::string_view section_value(std::string_view content, std::string_view section)
+{
+    const size_t header = content.find(section);
+    if (header == std::string_view::npos)
+        return {};
+    content.remove_prefix(header + section.size());
+    if (content.empty() || content.front() != '\n')
+        return {};
+    content.remove_prefix(1);
+    const size_t end = content.find('\n');
+    if (end == std::string_view::npos)
+        return {};
+    const std::string_view line = content.substr(0, end);
+    return line.substr(0, line.find('\0'));
+}
+
+int take_value(std::string_view content, std::string_view section, char **slot)
+{
+    const std::string_view value = section_value(content, section);
+    if (value.empty() || value.front() != '/') // no path
+        return 0;
+    heap_text copy = text_copy(value);
+    if (!copy)
+        return -1;
+    text_replace(slot, std::move(copy));
+    return 0;
+}
+
+// The rpc's path as it is written, empty for none; null when memory runs out.
+heap_text plain_rpc_path()
+{
+    return unmasked_copy(session.rpc_path != nullptr ? session.rpc_path : "");
+}
+
+} // namespace
+
+int profile_write_fresh()
+{
+    const heap_text rpc = plain_rpc_path();
+    text_buffer content;
+    if (!rpc || append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n\n\n", "[rpc]\n",
+                                      rpc.get(), "\n\n", "[rpc_para]\n\n\n", "%%%\n"}) != 0)
+        return -1;
+    return write_file(content);
+}
+
+int profile_write_back()
+{
+    const heap_text rpc = plain_rpc_path();
+    text_buffer content;
+    if (!rpc || append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n"}) != 0 ||
+        append_commands(&content, &session.config_tree.log) != 0 || append_entries(&content) != 0 ||
+        append_all(&content, {"\n", "[rpc]\n", rpc.get(), *rpc != '\0' ? "\n" : "", "\n",
+                              "[rpc_para]\n"}) != 0 ||
+        append_commands(&content, &session.rpc_tree.log) != 0 ||
+        append_all(&content, {"\n", "%%%\n"}) != 0)
+        return -1;
+    return write_file(content);
+}
+
+int profile_put_line(const char *section, const char *line, profile_mode mode)
+{
+    if (strlen(line) > max_line_length) {
+        log_error("[ERROR] command is too 1000 byts\n");
+        return -1;
+    }
+    if (!is_section(section)) {
+        log_error("[ERROR] invalid domain:%s\n", section);
+        return -1;
+    }
+    if (access(profile_name, F_OK) != 0 && errno == ENOENT && profile_write_fresh() != 0)
+        return -1;
+    const descriptor file(profile_open(O_RDWR));
+    if (file.fd < 0) {
+        log_open_failure();
+        return -1;
+    }
+    text_buffer content;
+    put_place place = {};
+    if (profile_read(file.fd, &content) != 0 ||
+        !find_place({content.data.get(), content.length}, section, mode, &place))
+        return -1;
+    const std::string_view rest(content.data.get() + place.rest, content.length - place.rest);
+    text_buffer written;
+    if (append_all(&written, {line, "\n", rest}) != 0)
+        return -1;
+    return profile_write(file.fd, {written.data.get(), written.length},
+                         static_cast<off_t>(place.line));
+}
+
+int profile_load_start()
+{
+    const descriptor file(profile_open(O_RDONLY));
+    if (file.fd < 0)
+        return 0;
+    struct stat status = {};
+    if (fstat(file.fd, &status) != 0 || status.st_size == 0) {
+        log_error("[ERROR] VDL's profile <%s> is invalid.\n", profile_name);
+        return -1;
+    }
+    text_buffer content;
+    if (profile_read(file.fd, &content) != 0) {
+        log_error("[ERROR] Mapping file %s to memory failed(%s).\n", profile_name, strerror(errno));
+        return -1;
+    }
+    const std::string_view text(content.data.get(), content.length);
+    if (take_value(text, "[pwd]", &session.pwd) != 0 ||
+        take_value(text, "[rpc]", &session.rpc_path) != 0)
+        return -1;
+    if (session.rpc_path != nullptr)
+        mask_path(session.rpc_path);
+    return 0;
+}

@@ -1,0 +1,28 @@
+// The bytes of the profile file.
+#ifndef VANDEL_PROFILE_PROFILE_FILE_H
+#define VANDEL_PROFILE_PROFILE_FILE_H
+
+#include <fcntl.h>
+#include <string_view>
+#include <sys/types.h>
+
+#include "base/descriptor.h"
+#include "base/text.h"
+
+constexpr char profile_name[] = "/tmp/vandel.conf";
+
+// Opens the profile with access O_RDONLY, O_RDWR or O_WRONLY, O_CREAT added to
+// create it. Returns a descriptor of a regular file, or -1 with errno set: also
+// for a symbolic link, another user's file, a file with a second name, and one that
+// its group or others may write, in whose place O_CREAT puts a new one. What it is
+// that is not taken for the profile is logged once in a process.
+int profile_open(int access);
+
+// Reads a whole file from its beginning; 0 or -1.
+int profile_read(int fd, text_buffer *content);
+
+// Writes all of a text at an offset; 0 or -1. What lies beyond the file's end
+// goes first: when there is no room for it, the file stays as it was.
+int profile_write(int fd, std::string_view text, off_t offset);
+
+#endif

@@ -1,0 +1,23 @@
+// The lines of the profile that hold a staged change: word, path and, for some,
+// a last word (profile/profile.h).
+//
+// A line is split like a command line, and quotes pair up over the whole of it.
+// So words that were split one by one, or that came from the workspace, may
+// make a line that says something else; such a line is not written.
+#ifndef VANDEL_PROFILE_PROFILE_LINE_H
+#define VANDEL_PROFILE_PROFILE_LINE_H
+
+#include "base/args.h"
+#include "base/text.h"
+
+// The words of a line as they are staged: the path masked, and the last word of
+// an "add", which is the name of an entry, too.
+struct profile_words : arg_words {
+    explicit profile_words(const char *line);
+};
+
+// The line for words as they are staged; last is null for none. Null when the
+// line would not be read back as these words, and when memory runs out.
+heap_text profile_line(const char *word, const char *path, const char *last);
+
+#endif
