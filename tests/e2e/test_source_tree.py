@@ -1,21 +1,46 @@
-"""The source tree: who includes whom."""
+"""The source tree: who stands on whom."""
 
+import json
 import os
 import re
+import subprocess
 
-from support.shell import ROOT
+from support.shell import BUILD, ROOT
 
-SHELL = ("shell", "link", "schema", "cmdtree", "tinyrl", "complete")
-# For the shell and the host's programs alike.
-TEXT = ("bounded.h", "heap.h", "scrub.h", "code_point.h", "terminal_text.h")
-INTERFACES = (*TEXT, "conf_agent.h", "redisapi.h")
+# Each folder, and those that it stands on.
+STANDS_ON = {
+    "platform": (),
+    "format": (),
+    "tinyrl": ("platform",),
+    "base": ("platform",),
+    "link": ("base", "format"),
+    "schema": ("link",),
+    "cmdtree": ("schema",),
+    "browse": ("cmdtree",),
+    "profile": ("cmdtree",),
+    "complete": ("browse", "tinyrl"),
+    "commands": ("browse", "profile"),
+    "shell": ("commands", "complete"),
+    "device": ("platform", "format"),
+}
+STOREYS = [folder for folder in STANDS_ON if folder not in ("platform", "format", "device")]
+INTERFACES = os.path.join(ROOT, "platform", "include")
 INCLUDE = re.compile(r'(?m)^#include "(.+)"')
+
+
+def below(folder):
+    """All folders that a folder may know, itself included."""
+    return {folder}.union(*(below(other) for other in STANDS_ON[folder]))
+
+
+def folder_of(target):
+    return target.split("/")[0] if "/" in target else "platform"
 
 
 def read_includes():
     """{file: the files of ours that it includes}, by their paths from the root."""
     found = {}
-    for folder in (*SHELL, "platform", "device"):
+    for folder in STANDS_ON:
         for directory, _, names in os.walk(os.path.join(ROOT, folder)):
             for name in names:
                 if name.endswith((".h", ".cpp")):
@@ -28,20 +53,20 @@ def read_includes():
 INCLUDES = read_includes()
 
 
-def included_by(folder):
-    return {
-        target
-        for path, targets in INCLUDES.items()
-        if path.startswith(f"{folder}/")
-        for target in targets
-    }
+def test_the_design_names_every_folder():
+    folders = {path.split("/")[0] for path in INCLUDES}
+    assert folders == set(STANDS_ON)
+    with open(os.path.join(ROOT, "CMakeLists.txt"), encoding="utf-8") as build:
+        built = re.findall(r"(?m)^add_subdirectory\((\w+)\)", build.read())
+    assert built == [folder for folder in STANDS_ON if folder != "format"]
 
 
 def test_every_include_names_a_file_from_the_root_or_an_interface():
     assert len(INCLUDES) > 150
     for path, targets in INCLUDES.items():
         for target in targets:
-            assert target in INCLUDES or target in INTERFACES, (path, target)
+            interface = os.path.exists(os.path.join(INTERFACES, target))
+            assert target in INCLUDES or interface, (path, target)
 
 
 def test_files_never_include_each_other_in_a_circle():
@@ -59,29 +84,69 @@ def test_files_never_include_each_other_in_a_circle():
         visit(path)
 
 
-def test_the_editor_knows_nothing_of_the_shell():
-    assert {target for target in included_by("tinyrl") if not target.startswith("tinyrl/")} == {
-        "bounded.h",
-        "terminal_text.h",
-    }
+def test_no_file_includes_one_of_a_folder_above():
+    for path, targets in INCLUDES.items():
+        allowed = below(folder_of(path))
+        for target in targets:
+            assert folder_of(target) in allowed, (path, target)
 
 
-def test_the_host_s_libraries_know_nothing_of_ours():
-    assert {target for target in included_by("platform") if not target.startswith("platform/")} == {
-        *INTERFACES
-    }
+def test_the_shell_knows_interfaces_of_the_platform_only():
+    for path, targets in INCLUDES.items():
+        if folder_of(path) in STOREYS:
+            assert not [target for target in targets if target.startswith("platform/")], path
 
 
-def test_the_host_s_programs_know_nothing_of_the_shell():
-    for target in included_by("device"):
-        assert target.startswith(("device/", "platform/")) or target in TEXT
+def test_the_compiler_finds_the_headers_of_those_below_only():
+    with open(os.path.join(BUILD, "compile_commands.json"), encoding="utf-8") as commands:
+        entries = json.load(commands)
+    seen = set()
+    for entry in entries:
+        folder = os.path.relpath(entry["file"], ROOT).split("/")[0]
+        if folder not in STOREYS:
+            continue
+        seen.add(folder)
+        words = entry["command"].split()
+        paths = [os.path.relpath(word[2:], BUILD) for word in words if word.startswith("-I")]
+        doors = {path.removeprefix("storeys/") for path in paths if path.startswith("storeys/")}
+        outside = [path for path in paths if not path.startswith("storeys/")]
+        assert doors | {"platform"} == below(folder) | {"platform"}, entry["file"]
+        assert [os.path.normpath(os.path.join(BUILD, path)) for path in outside] == [
+            os.path.join(ROOT, "platform", "include")
+        ], entry["file"]
+    assert seen == set(STOREYS)
+
+
+def symbols(folder, *options):
+    library = os.path.join(BUILD, folder, f"lib{folder}.a")
+    listed = subprocess.run(
+        ["nm", "--format=just-symbols", *options, library],
+        stdout=subprocess.PIPE,
+        check=True,
+        text=True,
+    ).stdout
+    return {line for line in listed.splitlines() if line and not line.endswith(":")}
+
+
+def test_no_library_calls_one_above():
+    defined = {folder: symbols(folder, "--defined-only", "--extern-only") for folder in STOREYS}
+    assert all(defined.values())
+    for folder in STOREYS:
+        wanted = symbols(folder, "--undefined-only")
+        own = set().union(*(defined[other] for other in below(folder) if other in defined))
+        for other in set(STOREYS) - below(folder):
+            # What a header defines inline stands in several libraries.
+            assert not wanted & defined[other] - own, (folder, other)
 
 
 def test_only_the_top_knows_the_editor():
-    assert {path for path, targets in INCLUDES.items()
-            if not path.startswith(("tinyrl/", "complete/"))
-            and any(target.startswith("tinyrl/") for target in targets)} == {
-        "shell/startup.cpp", "base/signals.cpp"}  # fmt: skip
+    knowing = {
+        path
+        for path, targets in INCLUDES.items()
+        if not path.startswith(("tinyrl/", "complete/"))
+        and any(target.startswith("tinyrl/") for target in targets)
+    }
+    assert knowing == {"shell/startup.cpp"}
 
 
 def test_the_session_record_includes_nothing_of_ours():
