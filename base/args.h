@@ -9,7 +9,7 @@
 #define VANDEL_BASE_ARGS_H
 
 struct args {
-    char **argv;  // owned words; the slot behind the last word holds null
+    char **argv;  // owned words; the slot after the last word holds null
     int argc;     // number of words
     int capacity; // number of slots in argv
 };

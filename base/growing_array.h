@@ -4,7 +4,7 @@
 
 #include <stddef.h>
 
-// Makes room behind count entries for one more and the empty one. Returns the
+// Makes room after count entries for one more and the empty one. Returns the
 // array, which may have moved, with *capacity entries of entry_size bytes; null
 // when memory runs out, and then the array is what it was. A null array has a
 // capacity of 0.

@@ -90,7 +90,7 @@ void end_past_limit(int)
 }
 
 // The alarm is held off once there is room for the message, so that it is never
-// printed twice. The stream stays locked: nothing is printed behind it.
+// printed twice. The stream stays locked: nothing is printed after it.
 void print_message(int number)
 {
     flockfile(stdout);

@@ -50,7 +50,7 @@ void text_replace(char **slot, heap_text text);
 // a + b into *sum; false when it would wrap.
 bool size_add(size_t a, size_t b, size_t *sum);
 
-// True when text begins with prefix.
+// Whether text begins with prefix.
 inline bool text_starts_with(std::string_view text, std::string_view prefix)
 {
     return text.size() >= prefix.size() && text.compare(0, prefix.size(), prefix) == 0;
@@ -73,8 +73,8 @@ struct text_buffer {
 // out (the buffer is empty then).
 int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths);
 
-// Empties the buffer, wiped, for the next text: a shorter one would end in front
-// of what is left of a longer one.
+// Empties the buffer, wiped, for the next text: a shorter one would end before
+// what is left of a longer one.
 void text_clear(text_buffer *buffer);
 
 // Appends piece; 0, or -1 when memory runs out (the buffer is empty then).

@@ -10,7 +10,7 @@ int thread_create(void *(*body)(void *), void *argument);
 void *notify_listener(void *argument);
 
 // Waits until the listener handles no message and keeps it from handling
-// another one, for good. The main thread does so before the process ends, for
+// another one, for good. The main thread does so before the process ends, because
 // exit() takes down the libraries that a message is handled with. SIGTERM may
 // strike meanwhile.
 void listener_park();

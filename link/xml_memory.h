@@ -14,7 +14,7 @@ void xml_memory_init();
 // Watches the calling thread's allocations for libxml2 from here on.
 void xml_memory_watch();
 
-// True when the heap had nothing for one of them since then.
+// Whether the heap had nothing for one of them since then.
 bool xml_memory_ran_out();
 
 #endif

@@ -131,7 +131,7 @@ bool find_place(std::string_view content, std::string_view section, profile_mode
     return true;
 }
 
-// The file's section value: the line behind the header, up to a zero byte in it;
+// The file's section value: the line after the header, up to a zero byte in it;
 // empty for none.
 std::string_view section_value(std::string_view content, std::string_view section)
 {

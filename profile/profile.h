@@ -4,7 +4,7 @@
 //     [config]      set PATH [VALUE] | delete PATH [VALUE] | add LISTPATH KEYS
 //     [rpc]         none or one line: the path of the current rpc
 //     [rpc_para]    set PATH [VALUE]
-//     %%%           end; what stands behind it is ignored
+//     %%%           end; what stands after it is ignored
 //
 // An empty line ends a section. Paths are written unmasked, but for codes that
 // masking would not put there, values with their codes (base/args.h). A line of
@@ -17,7 +17,7 @@
 #define VANDEL_PROFILE_PROFILE_H
 
 enum profile_mode {
-    profile_append,  // behind the last line of the section
+    profile_append,  // after the last line of the section
     profile_replace, // in place of the lines of the section
 };
 

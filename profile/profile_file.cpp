@@ -120,7 +120,7 @@ int profile_write(int fd, std::string_view text, off_t offset)
     if (text.size() > inside) {
         const off_t end = offset + static_cast<off_t>(inside);
         if (write_all(fd, text.substr(inside), end) != 0) {
-            // Should this fail, there are bytes behind the end marker.
+            // Should this fail, there are bytes after the end marker.
             (void)!ftruncate(fd, status.st_size);
             return -1;
         }

@@ -83,7 +83,7 @@ int take_config(const char *line, replay_state *state)
         return -1;
     const char *word = words.argv[0];
     const char *path = words.argv[1];
-    const char *value = words.argv[2]; // null behind the last word
+    const char *value = words.argv[2]; // null after the last word
     if (strcmp(word, "set") == 0)
         return tree_stage_config(path, value, operation_set);
     if (strcmp(word, "delete") == 0)
