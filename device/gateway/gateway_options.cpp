@@ -25,6 +25,7 @@ const char gateway_help[] =
     "                   close a shell that asks nothing for so long; without this\n"
     "                   option none is\n"
     "  --help           print this text\n"
+    "  --version        print the version\n"
     "\n"
     "SIGTERM or SIGINT ends the gateway and all its sessions.\n";
 
@@ -113,6 +114,8 @@ const char *read_options(int count, char *const arguments[], int *at, gateway_op
             options->subscribe = false;
         else if (strcmp(arguments[*at], "--help") == 0)
             options->help = true;
+        else if (strcmp(arguments[*at], "--version") == 0)
+            options->version = true;
         else if (strcmp(arguments[*at], "--") == 0)
             break;
         else
@@ -138,7 +141,7 @@ const char *gateway_options_read(int count, char *const arguments[], gateway_opt
         *culprit = arguments[at];
         return reason;
     }
-    if (options->help)
+    if (options->help || options->version)
         return nullptr;
     if (!options->socket_path || options->socket_path[0] == '\0')
         return "--listen SOCKET is missing";

@@ -8,6 +8,7 @@ struct gateway_options {
     const char *socket_path;
     bool subscribe;
     bool help;              /* nothing else matters then */
+    bool version;           /* the same; help comes first */
     uint32_t max_shells;    /* that are served at a time */
     uint32_t max_buffered;  /* bytes of requests that are held for all shells together */
     uint32_t idle_timeout;  /* seconds that a shell may ask nothing; 0: as long as it likes */

@@ -43,6 +43,10 @@ int main(int count, char **arguments)
         fputs(gateway_help, stdout);
         return 0;
     }
+    if (options.version) {
+        puts("tarnd-gateway " VANDEL_VERSION);
+        return 0;
+    }
     xml_start();
     return gateway_run(&options);
 }

@@ -56,6 +56,10 @@ int main(int count, char **words)
         fputs(options_help, stdout);
         return 0;
     }
+    if (options.wants_version) {
+        puts("schemac " VANDEL_VERSION);
+        return 0;
+    }
     signal(SIGPIPE, SIG_IGN); /* a redis that goes away is an error, not the end */
     progress_start();
     int descriptor = spool_create();

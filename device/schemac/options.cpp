@@ -22,6 +22,7 @@ const char options_help[] =
     "  --feature MODULE:FEATURE  enable a feature, or with MODULE:* all of the module;\n"
     "                            all others are disabled\n"
     "  --help                    show this text\n"
+    "  --version                 show the version\n"
     "\n"
     "On success prints the numbers of modules, nodes and bytes stored. On failure names\n"
     "module, line and cause, leaves the database as it was, and exits with status 1.\n";
@@ -58,11 +59,10 @@ static int read_where(schemac_options *options, const char *where)
 
 int options_parse(int count, char **words, schemac_options *options)
 {
-    static const option names[] = {{"search", required_argument, nullptr, 's'},
-                                   {"redis", required_argument, nullptr, 'r'},
-                                   {"feature", required_argument, nullptr, 'f'},
-                                   {"help", no_argument, nullptr, 'h'},
-                                   {nullptr, 0, nullptr, 0}};
+    static const option names[] = {
+        {"search", required_argument, nullptr, 's'},  {"redis", required_argument, nullptr, 'r'},
+        {"feature", required_argument, nullptr, 'f'}, {"help", no_argument, nullptr, 'h'},
+        {"version", no_argument, nullptr, 'v'},       {nullptr, 0, nullptr, 0}};
     const char *where = nullptr;
     opterr = 0;
     for (int letter; (letter = getopt_long(count, words, ":h", names, nullptr)) != -1;) {
@@ -72,6 +72,9 @@ int options_parse(int count, char **words, schemac_options *options)
             where = optarg;
         } else if (letter == 'h') {
             options->wants_help = true;
+            return 0;
+        } else if (letter == 'v') {
+            options->wants_version = true;
             return 0;
         } else if (letter != 'f') {
             return complain(letter == ':' ? "argument missing after " : "unknown option ",

@@ -19,6 +19,7 @@ struct schemac_options {
     std::string where; /* as given, for messages */
     redis_endpoint endpoint;
     bool wants_help;
+    bool wants_version;
 };
 
 /* Reads the command line; 0, or -1 after the mistake has been named on

@@ -81,6 +81,14 @@ TEST(gateway_options, help_needs_nothing_else)
     EXPECT_TRUE(result.options.help);
 }
 
+TEST(gateway_options, version_needs_nothing_else)
+{
+    const parsed result = parse({"--version"});
+    EXPECT_EQ(result.reason, "");
+    EXPECT_TRUE(result.options.version);
+    EXPECT_FALSE(parse({"--listen", "x", "--", "cat", "--version"}).options.version);
+}
+
 TEST(gateway_options, numbers)
 {
     const parsed none = parse({"--listen", "x", "--", "cat"});

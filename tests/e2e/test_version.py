@@ -1,0 +1,48 @@
+"""There is one version, CMake's: the programs and the documents say it, too."""
+
+import glob
+import os
+import re
+import subprocess
+
+import pytest
+from support.shell import BUILD, ROOT
+
+
+def read(name):
+    with open(os.path.join(ROOT, name), encoding="utf-8") as document:
+        return document.read()
+
+
+VERSION = re.search(r"(?m)^project\(vandel VERSION ([0-9.]+) ", read("CMakeLists.txt"))[1]
+# The versions of the list of changes, newest first, each with its date.
+RELEASES = re.findall(r"(?m)^## ([0-9.]+) \((.+)\)$", read("CHANGES.md"))
+PAGES = [os.path.relpath(page, ROOT) for page in glob.glob(os.path.join(ROOT, "docs/man/*.1"))]
+
+
+@pytest.mark.parametrize("program", ["schemac", "tarnd-gateway"])
+@pytest.mark.parametrize("arguments", [["--version"], ["--version", "more"]])
+def test_a_program_says_its_version(program, arguments):
+    command = [os.path.join(BUILD, program), *arguments]
+    result = subprocess.run(command, check=False, capture_output=True, timeout=60)
+    expected = f"{program} {VERSION}\n".encode()
+    assert (result.returncode, result.stdout, result.stderr) == (0, expected, b"")
+
+
+def test_the_shell_s_help_says_the_version(machine):
+    assert f"vandel  version v{VERSION}\n".encode() in machine.one_shot("help").stdout
+
+
+def test_the_newest_version_in_the_list_of_changes_is_this_one():
+    assert RELEASES[0][0] == VERSION
+
+
+@pytest.mark.parametrize("page", PAGES)
+def test_a_man_page_has_the_version_and_its_date(page):
+    text = read(page)
+    assert re.findall(r"(?m)^\.Os (.*)$", text) == [f"vandel {VERSION}"]
+    assert re.findall(r"(?m)^\.Dd (.*)$", text) == [RELEASES[0][1]]
+
+
+def test_there_are_man_pages():
+    assert len(PAGES) >= 3
