@@ -38,12 +38,18 @@ step_done() {
 }
 step_start=0
 
+# The first Debian mirror among the sources of the machine's apt, in whichever of
+# its formats they are written: apt reads them itself. It tells of those only whose
+# lists it has. Others than Debian may use the same code name, and neither debootstrap
+# nor the root reads from all that apt does, such as a directory of this machine.
 mirror_of_apt() {
     # shellcheck disable=SC2016 # apt-get expands $(SITE)
-    apt-get indextargets --format '$(SITE)' 'Created-By: Packages' \
-        "Codename: $root_suite" 'Component: main' 2>/dev/null | sed -n 1p || true
+    apt-get indextargets --format '$(SITE)' 'Created-By: Packages' 'Origin: Debian' \
+        "Codename: $root_suite" 'Component: main' 2>/dev/null |
+        grep -E -m 1 '^(https?|ftp):' || true
 }
 
+# Where the root comes from; says so and fails where nobody has said it.
 mirror() {
     local uri=${VANDEL_MIRROR:-$(mirror_of_apt)}
     if [[ -z $uri ]]; then # apt may have no lists yet
@@ -51,7 +57,7 @@ mirror() {
         uri=$(mirror_of_apt)
     fi
     if [[ -z $uri ]]; then
-        say "this machine's apt takes nothing from $root_suite: name a mirror in VANDEL_MIRROR"
+        say "this machine's apt has no Debian mirror with $root_suite: name one in VANDEL_MIRROR"
         return 1
     fi
     printf '%s\n' "$uri"
