@@ -7,7 +7,7 @@ import subprocess
 import tempfile
 
 import pytest
-from support.shell import BUILD
+from support.shell import BUILD, ROOT
 
 PROGRAMS = ("vandel", "installed/vandel", "schemac", "tarnd-gateway")
 LIBRARIES = ("libconf.so", "libredisapi.so")
@@ -113,6 +113,29 @@ def test_the_installation_makes_the_profile_at_boot():
             ["cmake", "--install", BUILD, "--prefix", place], check=True, capture_output=True
         )
         assert os.listdir(os.path.join(place, "lib", "tmpfiles.d")) == ["vandel.conf"]
+
+
+def test_the_readme_has_all_that_is_installed():
+    with open(os.path.join(ROOT, "README.md"), encoding="utf-8") as readme:
+        table = readme.read().partition("| folder | files |")[2].partition("\n\n")[0]
+    described = {
+        (folder, name)
+        for folder, names in re.findall(r"(?m)^\| `(.+)` \| (.+) \|$", table)
+        for name in re.findall(r"`(.+?)`", names)
+    }
+    with tempfile.TemporaryDirectory() as place:
+        subprocess.run(
+            ["cmake", "--install", BUILD, "--prefix", place], check=True, capture_output=True
+        )
+        installed = {
+            (os.path.relpath(folder, place), name)
+            for folder, _, names in os.walk(place)
+            for name in names
+        }
+    # A build for /usr has its libraries in a folder of the processor's.
+    assert described == {
+        (re.sub(r"^lib/[\w-]+/vandel$", "lib/vandel", folder), name) for folder, name in installed
+    }
 
 
 @pytest.mark.parametrize("name", ["schemac", "tarnd-gateway", *LIBRARIES])
