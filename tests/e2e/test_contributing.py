@@ -1,5 +1,6 @@
 """What the documents tell engineers to run and to look into is there."""
 
+import glob
 import json
 import os
 import re
@@ -54,6 +55,14 @@ def test_each_program_has_a_source():
     for folder, program in programs:
         source = {"tests": f"unit/{program}", "fuzz": f"fuzz/{program[5:]}_fuzz"}[folder]
         assert os.path.exists(os.path.join(ROOT, "tests", f"{source}.cpp")), program
+
+
+@pytest.mark.parametrize("name", ["CONTRIBUTING.md", "bench/run"])
+def test_the_choice_of_benchmarks_finds_one(name):
+    sources = glob.glob(os.path.join(ROOT, "bench", "*_benchmark.cpp"))
+    benchmarks = re.findall(r"BENCHMARK\((\w+)\)", "".join(read(source) for source in sources))
+    (chosen,) = re.findall(r"--benchmark_filter=(\w+)", read(name))
+    assert any(chosen in benchmark for benchmark in benchmarks)
 
 
 def test_each_variable_is_read_somewhere():
