@@ -9,8 +9,17 @@ import subprocess
 import pytest
 from support.shell import ROOT
 
-DOCUMENTS = ("CONTRIBUTING.md", "README.md", "docs/reliability.md", "bench/README.md")
-FOLDERS = r"(?:\.ci|bench|cmake|docs|packaging|tests)"
+DOCUMENTS = (
+    "CONTRIBUTING.md",
+    "README.md",
+    "bench/README.md",
+    "docs/architecture.md",
+    "docs/reliability.md",
+)
+FOLDERS = (
+    r"(?:\.ci|bench|cmake|docs|packaging|tests|platform|format|tinyrl|base|link|schema|cmdtree"
+    r"|browse|profile|complete|commands|shell|device)"
+)
 
 
 def read(name):
