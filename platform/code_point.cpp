@@ -1,34 +1,36 @@
 #include "code_point.h"
 
-/* The lowest code point that a character of so many bytes is for. */
-static constexpr uint32_t lowest_code[] = {0, 0, 0x80, 0x800, 0x10000};
-static constexpr uint32_t highest_code = 0x10ffff;
+namespace
+{
+
+// The lowest code point that a character of so many bytes is for.
+constexpr uint32_t lowest_code[] = {0, 0, 0x80, 0x800, 0x10000};
+
+constexpr uint32_t highest_code = 0x10ffff;
+
+} // namespace
 
 size_t code_point_length(char lead)
 {
     auto byte = static_cast<unsigned char>(lead);
-    if (byte < 0x80) {
+    if (byte < 0x80)
         return 1;
-    }
-    if (byte < 0xc0 || byte >= 0xf8) {
+    if (byte < 0xc0 || byte >= 0xf8)
         return 0;
-    }
     return byte < 0xe0 ? 2 : byte < 0xf0 ? 3 : 4;
 }
 
 size_t code_point_read(const char *text, size_t size, uint32_t *code)
 {
     size_t length = code_point_length(text[0]);
-    if (length == 0 || length > size) {
+    if (length == 0 || length > size)
         return 0;
-    }
     auto lead = static_cast<unsigned char>(text[0]);
     *code = length == 1 ? lead : lead & (0x7fU >> length);
     for (size_t i = 1; i < length; i++) {
         auto byte = static_cast<unsigned char>(text[i]);
-        if ((byte & 0xc0) != 0x80) {
+        if ((byte & 0xc0) != 0x80)
             return 0;
-        }
         *code = *code << 6 | (byte & 0x3fU);
     }
     bool is_surrogate = *code >= 0xd800 && *code <= 0xdfff;

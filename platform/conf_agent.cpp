@@ -1,41 +1,41 @@
-/* Connection to the configuration daemon: the host version.
- *
- * The daemon of a host is whatever listens on a Unix stream socket; on a
- * development machine that is the gateway to a NETCONF server. In a directory that several
- * users share it may be somebody else, who gets nothing. */
+// Connection to the configuration daemon: the host version.
+//
+// The daemon of a host is whatever listens on a Unix stream socket; on a
+// development machine that is the gateway to a NETCONF server. In a directory that several
+// users share it may be somebody else, who gets nothing.
 #include "conf_agent.h"
 
-#include "bounded.h"
-#include "platform/peer.h"
-
-#include <cerrno>
-#include <cstdlib>
+#include <errno.h>
+#include <stdlib.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-static const char *const default_socket = "/run/tarnd.sock";
+#include "bounded.h"
+#include "platform/peer.h"
 
-/* Connects, however often a signal interrupts; 0 or -1 with errno set. */
-static int connect_patiently(int descriptor, const sockaddr_un *address)
+namespace
+{
+
+const char *const default_socket = "/run/tarnd.sock";
+
+// Connects, however often a signal interrupts; 0 or -1 with errno set.
+int connect_patiently(int descriptor, const sockaddr_un *address)
 {
     while (connect(descriptor, reinterpret_cast<const sockaddr *>(address), sizeof *address) != 0) {
-        if (errno == EISCONN) {
+        if (errno == EISCONN)
             return 0;
-        }
-        if (errno != EINTR) {
+        if (errno != EINTR)
             return -1;
-        }
     }
     return 0;
 }
 
-/* Connects to a daemon of root or of the user; 0 or -1 with errno set. */
-static int connect_to_trusted(int descriptor, const sockaddr_un *address)
+// Connects to a daemon of root or of the user; 0 or -1 with errno set.
+int connect_to_trusted(int descriptor, const sockaddr_un *address)
 {
-    if (connect_patiently(descriptor, address) != 0) {
+    if (connect_patiently(descriptor, address) != 0)
         return -1;
-    }
     if (!peer_is_trusted(descriptor)) {
         errno = EACCES;
         return -1;
@@ -43,12 +43,13 @@ static int connect_to_trusted(int descriptor, const sockaddr_un *address)
     return 0;
 }
 
+} // namespace
+
 int conf_agent_init(void)
 {
     const char *path = getenv("TARND_SOCKET");
-    if (path == nullptr || path[0] == '\0') {
+    if (path == nullptr || path[0] == '\0')
         path = default_socket;
-    }
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     if (strcpy_s(address.sun_path, sizeof address.sun_path, path) != 0) {
@@ -56,9 +57,8 @@ int conf_agent_init(void)
         return -1;
     }
     int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (descriptor < 0) {
+    if (descriptor < 0)
         return -1;
-    }
     if (connect_to_trusted(descriptor, &address) != 0) {
         int cause = errno;
         close(descriptor);
@@ -68,9 +68,7 @@ int conf_agent_init(void)
     return descriptor;
 }
 
-int conf_dbg_enable(int level, int flag)
+int conf_dbg_enable(int /*level*/, int /*flag*/)
 {
-    (void)level;
-    (void)flag;
     return 0;
 }

@@ -1,4 +1,4 @@
-/* Who is at the other end of a Unix socket. */
+// Who is at the other end of a Unix socket.
 #include "platform/peer.h"
 
 #include <sys/socket.h>
@@ -8,8 +8,7 @@ bool peer_is_trusted(int descriptor)
 {
     ucred peer = {};
     socklen_t size = sizeof peer;
-    if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
+    if (getsockopt(descriptor, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
         return false;
-    }
     return peer.uid == 0 || peer.uid == geteuid();
 }

@@ -1,91 +1,69 @@
-/* Where a redis server is. */
+// Where a redis server is.
 #include "platform/redis_endpoint.h"
+
+#include <stdlib.h>
+#include <string.h>
+#include <sys/un.h>
 
 #include "bounded.h"
 #include "platform/peer.h"
 #include "platform/redis_exchange.h"
 #include "platform/redis_password.h"
 
-#include <cstdlib>
-#include <cstring>
-#include <sys/un.h>
+namespace
+{
 
-static const timeval patience = {redis_patience_ms / 1000, redis_patience_ms % 1000 * 1000L};
+const timeval patience = {redis_patience_ms / 1000, redis_patience_ms % 1000 * 1000L};
 
-/* Reads a decimal port number, digits only; 0 when it is none. */
-static int parse_port(const char *text)
+// Reads a decimal port number, digits only; 0 when it is none.
+int parse_port(const char *text)
 {
     int port = 0;
-    for (; *text >= '0' && *text <= '9' && port <= 65535; text++) {
+    for (; *text >= '0' && *text <= '9' && port <= 65535; text++)
         port = port * 10 + (*text - '0');
-    }
     return *text == '\0' && port <= 65535 ? port : 0;
 }
 
-/* Copies the host between start and end, without the brackets of an address. */
-static int parse_host(const char *start, const char *end, redis_endpoint *endpoint)
+// Copies the host between start and end, without the brackets of an address.
+int parse_host(const char *start, const char *end, redis_endpoint *endpoint)
 {
     if (*start == '[') {
-        if (end - start < 2 || end[-1] != ']') {
+        if (end - start < 2 || end[-1] != ']')
             return -1;
-        }
         start++;
         end--;
     }
-    if (start == end) {
+    if (start == end)
         return -1;
-    }
     return strncpy_s(endpoint->host, sizeof endpoint->host, start,
                      static_cast<size_t>(end - start));
 }
 
-static int parse_place(const char *text, redis_endpoint *endpoint)
+int parse_place(const char *text, redis_endpoint *endpoint)
 {
-    if (text == nullptr || text[0] == '\0') {
+    if (text == nullptr || text[0] == '\0')
         text = "127.0.0.1:6379";
-    }
     if (strchr(text, '/') != nullptr) {
-        /* hiredis would cut a longer path and connect to another socket. */
+        // hiredis would cut a longer path and connect to another socket.
         endpoint->port = 0;
         return strcpy_s(endpoint->host, sizeof sockaddr_un::sun_path, text);
     }
     const char *colon = strrchr(text, ':');
-    if (colon == nullptr) {
+    if (colon == nullptr)
         return -1;
-    }
     endpoint->port = parse_port(colon + 1);
-    if (endpoint->port == 0) {
+    if (endpoint->port == 0)
         return -1;
-    }
     return parse_host(text, colon, endpoint);
 }
 
-int redis_endpoint_parse(const char *text, redis_endpoint *endpoint)
-{
-    static const char option[] = ",passwordfile=";
-    endpoint->password_file[0] = '\0';
-    const char *end = text != nullptr ? strstr(text, option) : nullptr;
-    if (end == nullptr) {
-        return parse_place(text, endpoint);
-    }
-    char place[sizeof endpoint->host + sizeof "[]:65535"];
-    const char *path = end + strlen(option);
-    if (*path == '\0' ||
-        strncpy_s(place, sizeof place, text, static_cast<size_t>(end - text)) != 0 ||
-        strcpy_s(endpoint->password_file, sizeof endpoint->password_file, path) != 0) {
-        return -1;
-    }
-    return parse_place(place, endpoint);
-}
-
-/* A connection that is still to be made. It holds already what hiredis would
- * allocate while it connects, and use without looking whether there was memory. */
-static redisContext *new_connection(const redis_endpoint *endpoint)
+// A connection that is still to be made. It holds already what hiredis would
+// allocate while it connects, and use without looking whether there was memory.
+redisContext *new_connection(const redis_endpoint *endpoint)
 {
     redisContext *connection = redisConnectFd(-1);
-    if (connection == nullptr) {
+    if (connection == nullptr)
         return nullptr;
-    }
     char *host = strdup(endpoint->host);
     auto *timeout = static_cast<timeval *>(malloc(sizeof(timeval)));
     connection->timeout = timeout;
@@ -105,43 +83,56 @@ static redisContext *new_connection(const redis_endpoint *endpoint)
     return connection;
 }
 
-redisContext *redis_endpoint_connect(const redis_endpoint *endpoint)
-{
-    redisContext *connection = new_connection(endpoint);
-    if (connection != nullptr) {
-        (void)redis_endpoint_reconnect(connection, endpoint); /* err tells */
-    }
-    return connection;
-}
-
-static int refuse(redisContext *connection, const char *cause)
+int refuse(redisContext *connection, const char *cause)
 {
     connection->err = REDIS_ERR_OTHER;
     (void)strcpy_s(connection->errstr, sizeof connection->errstr, cause);
     return REDIS_ERR;
 }
 
+} // namespace
+
+int redis_endpoint_parse(const char *text, redis_endpoint *endpoint)
+{
+    static const char option[] = ",passwordfile=";
+    endpoint->password_file[0] = '\0';
+    const char *end = text != nullptr ? strstr(text, option) : nullptr;
+    if (end == nullptr)
+        return parse_place(text, endpoint);
+    char place[sizeof endpoint->host + sizeof "[]:65535"];
+    const char *path = end + strlen(option);
+    if (*path == '\0' ||
+        strncpy_s(place, sizeof place, text, static_cast<size_t>(end - text)) != 0 ||
+        strcpy_s(endpoint->password_file, sizeof endpoint->password_file, path) != 0)
+        return -1;
+    return parse_place(place, endpoint);
+}
+
+redisContext *redis_endpoint_connect(const redis_endpoint *endpoint)
+{
+    redisContext *connection = new_connection(endpoint);
+    if (connection != nullptr)
+        (void)redis_endpoint_reconnect(connection, endpoint); // err tells
+    return connection;
+}
+
 int redis_endpoint_reconnect(redisContext *connection, const redis_endpoint *endpoint)
 {
     int connected = redisReconnect(connection);
     if (connection->obuf == nullptr || connection->reader == nullptr) {
-        connection->err = REDIS_ERR_OOM; /* what hiredis does not look at */
+        connection->err = REDIS_ERR_OOM; // what hiredis does not look at
         return REDIS_ERR;
     }
-    if (connected != REDIS_OK) {
+    if (connected != REDIS_OK)
         return REDIS_ERR;
-    }
-    if (connection->connection_type == REDIS_CONN_UNIX && !peer_is_trusted(connection->fd)) {
+    if (connection->connection_type == REDIS_CONN_UNIX && !peer_is_trusted(connection->fd))
         return refuse(connection, "the server is another user's");
-    }
-    /* A reader that gives a large buffer back expects another one to be there. */
+    // A reader that gives a large buffer back expects another one to be there.
     connection->reader->maxbuf = 0;
-    if (redisSetTimeout(connection, patience) != REDIS_OK) {
+    if (redisSetTimeout(connection, patience) != REDIS_OK)
         return REDIS_ERR;
-    }
     if (endpoint->password_file[0] != '\0' &&
-        redis_authenticate(connection, endpoint->password_file) != 0) {
+        redis_authenticate(connection, endpoint->password_file) != 0)
         return REDIS_ERR;
-    }
     return REDIS_OK;
 }

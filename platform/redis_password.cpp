@@ -1,93 +1,88 @@
-/* The password of a redis server, which stands in a file. */
+// The password of a redis server, which stands in a file.
 #include "platform/redis_password.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "bounded.h"
 #include "platform/redis_exchange.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
+namespace
+{
 
-/* A password, with room for its line end and a byte that is too many. */
+// A password, with room for its line end and a byte that is too many.
 struct password {
     char text[redis_password_limit + 2];
     size_t length;
 };
 
-static int refuse(redisContext *connection, const char *cause)
+int refuse(redisContext *connection, const char *cause)
 {
     connection->err = REDIS_ERR_OTHER;
     (void)sprintf_s(connection->errstr, sizeof connection->errstr, "password file: %s", cause);
     return -1;
 }
 
-/* Reads to the end, or until text is full; 0 or -1 with errno set. */
-static int read_whole(int descriptor, password *result)
+// Reads to the end, or until text is full; 0 or -1 with errno set.
+int read_whole(int descriptor, password *result)
 {
     while (result->length < sizeof result->text) {
         ssize_t count =
             read(descriptor, result->text + result->length, sizeof result->text - result->length);
-        if (count == 0) {
+        if (count == 0)
             return 0;
-        }
-        if (count > 0) {
+        if (count > 0)
             result->length += static_cast<size_t>(count);
-        } else if (errno != EINTR) {
+        else if (errno != EINTR)
             return -1;
-        }
     }
     return 0;
 }
 
-/* Null, or what is wrong with an open file. */
-static const char *read_password(int descriptor, password *result)
+// Null, or what is wrong with an open file.
+const char *read_password(int descriptor, password *result)
 {
     struct stat status;
-    if (fstat(descriptor, &status) != 0) {
+    if (fstat(descriptor, &status) != 0)
         return strerror(errno);
-    }
-    if (!S_ISREG(status.st_mode)) {
+    if (!S_ISREG(status.st_mode))
         return "not a regular file";
-    }
-    if (status.st_uid != 0 && status.st_uid != geteuid()) {
+    if (status.st_uid != 0 && status.st_uid != geteuid())
         return "another user's";
-    }
-    if ((status.st_mode & (S_IWGRP | S_IRWXO)) != 0) {
+    if ((status.st_mode & (S_IWGRP | S_IRWXO)) != 0)
         return "open to others";
-    }
-    if (read_whole(descriptor, result) != 0) {
+    if (read_whole(descriptor, result) != 0)
         return strerror(errno);
-    }
-    if (result->length > 0 && result->text[result->length - 1] == '\n') {
+    if (result->length > 0 && result->text[result->length - 1] == '\n')
         result->length--;
-    }
     return result->length == 0                     ? "empty"
            : result->length > redis_password_limit ? "too long"
                                                    : nullptr;
 }
 
-static int send_password(redisContext *connection, const password *secret)
+int send_password(redisContext *connection, const password *secret)
 {
     const char *words[] = {"AUTH", secret->text};
     const size_t lengths[] = {4, secret->length};
     redisReply *reply = redis_exchange(connection, 2, words, lengths);
-    if (reply == nullptr) {
+    if (reply == nullptr)
         return refuse(connection, "no answer from the server");
-    }
     const bool is_taken = reply->type == REDIS_REPLY_STATUS;
     freeReplyObject(reply);
     return is_taken ? 0 : refuse(connection, "the server refused the password");
 }
 
+} // namespace
+
 int redis_authenticate(redisContext *connection, const char *path)
 {
-    /* Not waiting for somebody who writes to a FIFO. */
+    // Not waiting for somebody who writes to a FIFO.
     int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-    if (descriptor < 0) {
+    if (descriptor < 0)
         return refuse(connection, strerror(errno));
-    }
     password secret = {};
     const char *cause = read_password(descriptor, &secret);
     close(descriptor);

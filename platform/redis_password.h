@@ -1,4 +1,4 @@
-/* The password of a redis server, which stands in a file. */
+// The password of a redis server, which stands in a file.
 #ifndef VANDEL_PLATFORM_REDIS_PASSWORD_H
 #define VANDEL_PLATFORM_REDIS_PASSWORD_H
 
@@ -6,11 +6,11 @@
 
 inline constexpr int redis_password_limit = 512;
 
-/* Reads the password from the file at path, sends it, and leaves none of it in
- * memory. The file holds the password, 1 to 512 bytes, and at most one line end
- * after it. It is root's or the effective user's; a group may read it, because
- * root's could serve no user otherwise, but nobody else may, nor the group write.
- * Returns 0, or -1 with err and errstr of the connection set. */
+// Reads the password from the file at path, sends it, and leaves none of it in
+// memory. The file holds the password, 1 to 512 bytes, and at most one line end
+// after it. It is root's or the effective user's; a group may read it, because
+// root's could serve no user otherwise, but nobody else may, nor the group write.
+// Returns 0, or -1 with err and errstr of the connection set.
 int redis_authenticate(redisContext *connection, const char *path);
 
 #endif

@@ -1,16 +1,19 @@
-/* Access to the schema database: the host version, on hiredis.
- *
- * A call is one exchange. When that fails on the way the connection is made
- * anew, at most once in a call, and the database selected again; for this each
- * open connection has a row in a list that remembers its server and its database. */
+// Access to the schema database: the host version, on hiredis.
+//
+// A call is one exchange. When that fails on the way the connection is made
+// anew, at most once in a call, and the database selected again; for this each
+// open connection has a row in a list that remembers its server and its database.
 #include "redisapi.h"
+
+#include <pthread.h>
+#include <stdlib.h>
 
 #include "bounded.h"
 #include "platform/redis_endpoint.h"
 #include "platform/redis_exchange.h"
 
-#include <cstdlib>
-#include <pthread.h>
+namespace
+{
 
 struct open_connection {
     redisContext *connection;
@@ -19,17 +22,17 @@ struct open_connection {
     open_connection *next;
 };
 
-/* Guards the list; a connection itself, and what its row remembers, belongs to
- * one thread at a time. */
-static pthread_mutex_t open_lock = PTHREAD_MUTEX_INITIALIZER;
-static open_connection *open_head;
+// Guards the list; a connection itself, and what its row remembers, belongs to
+// one thread at a time.
+pthread_mutex_t open_lock = PTHREAD_MUTEX_INITIALIZER;
 
-static int open_list_add(redisContext *connection, const redis_endpoint *endpoint)
+open_connection *open_head;
+
+int open_list_add(redisContext *connection, const redis_endpoint *endpoint)
 {
     auto *row = static_cast<open_connection *>(calloc(1, sizeof(open_connection)));
-    if (row == nullptr) {
+    if (row == nullptr)
         return -1;
-    }
     row->connection = connection;
     row->endpoint = *endpoint;
     pthread_mutex_lock(&open_lock);
@@ -39,48 +42,44 @@ static int open_list_add(redisContext *connection, const redis_endpoint *endpoin
     return 0;
 }
 
-static void open_list_remove(const redisContext *connection)
+void open_list_remove(const redisContext *connection)
 {
     pthread_mutex_lock(&open_lock);
     open_connection **link = &open_head;
-    while (*link != nullptr && (*link)->connection != connection) {
+    while (*link != nullptr && (*link)->connection != connection)
         link = &(*link)->next;
-    }
     open_connection *row = *link;
-    if (row != nullptr) {
+    if (row != nullptr)
         *link = row->next;
-    }
     pthread_mutex_unlock(&open_lock);
     free(row);
 }
 
-/* Null for a connection that is not in the list. */
-static open_connection *open_list_find(const redisContext *connection)
+// Null for a connection that is not in the list.
+open_connection *open_list_find(const redisContext *connection)
 {
     pthread_mutex_lock(&open_lock);
     open_connection *row = open_head;
-    while (row != nullptr && row->connection != connection) {
+    while (row != nullptr && row->connection != connection)
         row = row->next;
-    }
     pthread_mutex_unlock(&open_lock);
     return row;
 }
 
-static int reconnect(redisContext *connection)
+int reconnect(redisContext *connection)
 {
     const open_connection *row = open_list_find(connection);
     return row != nullptr ? redis_endpoint_reconnect(connection, &row->endpoint) : REDIS_ERR;
 }
 
-static void remember_database(const redisContext *connection, int database)
+void remember_database(const redisContext *connection, int database)
 {
     open_connection *row = open_list_find(connection);
-    if (row != nullptr) {
+    if (row != nullptr)
         row->database = database;
-    }
 }
 
-static int remembered_database(const redisContext *connection)
+int remembered_database(const redisContext *connection)
 {
     const open_connection *row = open_list_find(connection);
     return row != nullptr ? row->database : 0;
@@ -92,18 +91,17 @@ enum select_result {
     select_unanswered,
 };
 
-static select_result select_on(redisContext *connection, int database)
+select_result select_on(redisContext *connection, int database)
 {
     char number[16];
     int length = sprintf_s(number, sizeof number, "%d", database);
-    if (length < 0) {
+    if (length < 0)
         return select_refused;
-    }
     const char *words[] = {"SELECT", number};
     const size_t lengths[] = {6, static_cast<size_t>(length)};
     redisReply *reply = redis_exchange(connection, 2, words, lengths);
     if (reply == nullptr) {
-        /* Whatever is selected there, it must not be read. */
+        // Whatever is selected there, it must not be read.
         connection->err = connection->err != 0 ? connection->err : REDIS_ERR_OTHER;
         return select_unanswered;
     }
@@ -112,53 +110,61 @@ static select_result select_on(redisContext *connection, int database)
     return is_done ? select_done : select_refused;
 }
 
-static int revive(redisContext *connection)
+int revive(redisContext *connection)
 {
-    if (reconnect(connection) != REDIS_OK) {
+    if (reconnect(connection) != REDIS_OK)
         return -1;
-    }
     if (select_on(connection, remembered_database(connection)) != select_done) {
-        /* Whatever answers there, it must not be read from the wrong database. */
+        // Whatever answers there, it must not be read from the wrong database.
         connection->err = REDIS_ERR_OTHER;
         return -1;
     }
     return 0;
 }
 
-/* True when the server closed the connection or never took the command, so
- * that asking once more is worth it; a server that is silent is not. */
-static bool is_lost(const redisContext *connection)
+// True when the server closed the connection or never took the command, so
+// that asking once more is worth it; a server that is silent is not.
+bool is_lost(const redisContext *connection)
 {
     return connection->err == REDIS_ERR_EOF || connection->err == REDIS_ERR_IO;
 }
 
-static redisReply *command(redisContext *connection, int count, const char **words,
-                           const size_t *lengths)
+redisReply *command(redisContext *connection, int count, const char **words, const size_t *lengths)
 {
     bool revived = false;
     if (connection->err != 0) {
         revived = true;
-        if (revive(connection) != 0) {
+        if (revive(connection) != 0)
             return nullptr;
-        }
     }
     redisReply *reply = redis_exchange(connection, count, words, lengths);
-    if (reply == nullptr && !revived && is_lost(connection) && revive(connection) == 0) {
+    if (reply == nullptr && !revived && is_lost(connection) && revive(connection) == 0)
         reply = redis_exchange(connection, count, words, lengths);
-    }
     return reply;
 }
+
+// Field names and values in turn, at least one pair.
+bool is_hash_content(const redisReply *reply)
+{
+    if (reply->type != REDIS_REPLY_ARRAY || reply->elements == 0 || reply->elements % 2 != 0)
+        return false;
+    for (size_t i = 0; i < reply->elements; i++) {
+        if (reply->element[i] == nullptr || reply->element[i]->type != REDIS_REPLY_STRING)
+            return false;
+    }
+    return true;
+}
+
+} // namespace
 
 redisContext *redis_connect(void)
 {
     redis_endpoint endpoint;
-    if (redis_endpoint_parse(getenv("SCHEMA_REDIS"), &endpoint) != 0) {
+    if (redis_endpoint_parse(getenv("SCHEMA_REDIS"), &endpoint) != 0)
         return nullptr;
-    }
     redisContext *connection = redis_endpoint_connect(&endpoint);
-    if (connection == nullptr) {
+    if (connection == nullptr)
         return nullptr;
-    }
     if (connection->err != 0 || open_list_add(connection, &endpoint) != 0) {
         redisFree(connection);
         return nullptr;
@@ -168,25 +174,21 @@ redisContext *redis_connect(void)
 
 int redis_select(redisContext *connection, int database)
 {
-    if (connection == nullptr) {
+    if (connection == nullptr)
         return -1;
-    }
     select_result result = select_unanswered;
-    if (connection->err == 0 || reconnect(connection) == REDIS_OK) {
+    if (connection->err == 0 || reconnect(connection) == REDIS_OK)
         result = select_on(connection, database);
-    }
-    if (result != select_refused) {
+    if (result != select_refused)
         remember_database(connection, database);
-    }
     return result == select_done ? 0 : -1;
 }
 
 redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, size_t hash_length,
                                     const char *field, size_t field_length)
 {
-    if (connection == nullptr || hash == nullptr || field == nullptr) {
+    if (connection == nullptr || hash == nullptr || field == nullptr)
         return nullptr;
-    }
     const char *words[] = {"HGET", hash, field};
     const size_t lengths[] = {4, hash_length, field_length};
     redisReply *reply = command(connection, 3, words, lengths);
@@ -197,26 +199,11 @@ redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, 
     return reply;
 }
 
-/* Field names and values in turn, at least one pair. */
-static bool is_hash_content(const redisReply *reply)
-{
-    if (reply->type != REDIS_REPLY_ARRAY || reply->elements == 0 || reply->elements % 2 != 0) {
-        return false;
-    }
-    for (size_t i = 0; i < reply->elements; i++) {
-        if (reply->element[i] == nullptr || reply->element[i]->type != REDIS_REPLY_STRING) {
-            return false;
-        }
-    }
-    return true;
-}
-
 redisReply *redis_hash_get_all_bin_safe(redisContext *connection, const char *hash,
                                         size_t hash_length)
 {
-    if (connection == nullptr || hash == nullptr) {
+    if (connection == nullptr || hash == nullptr)
         return nullptr;
-    }
     const char *words[] = {"HGETALL", hash};
     const size_t lengths[] = {7, hash_length};
     redisReply *reply = command(connection, 2, words, lengths);
@@ -234,9 +221,8 @@ void redis_freereply(redisReply *reply)
 
 void redis_freeconn(redisContext *connection)
 {
-    if (connection == nullptr) {
+    if (connection == nullptr)
         return;
-    }
     open_list_remove(connection);
     redisFree(connection);
 }

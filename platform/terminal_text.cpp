@@ -1,47 +1,51 @@
 #include "terminal_text.h"
 
-#include <cstring>
+#include <string.h>
 
 #include "code_point.h"
+
+namespace
+{
 
 struct code_range {
     uint32_t first;
     uint32_t last;
 };
 
-/* Controls, what turns a line or ends it, and what Unicode says nothing is shown of
- * (Default_Ignorable_Code_Point). */
-static constexpr code_range unsafe_ranges[] = {
-    {0x0000, 0x001f},   /* controls */
-    {0x007f, 0x009f},   /* delete and the other controls */
-    {0x00ad, 0x00ad},   /* soft hyphen */
-    {0x034f, 0x034f},   /* grapheme joiner */
-    {0x061c, 0x061c},   /* Arabic letter mark */
-    {0x115f, 0x1160},   /* Hangul fillers */
-    {0x17b4, 0x17b5},   /* Khmer inherent vowels */
-    {0x180b, 0x180f},   /* Mongolian variation selectors, vowel separator */
-    {0x200b, 0x200f},   /* blanks without width, joiners, direction marks */
-    {0x2028, 0x202e},   /* line and paragraph separators, embeddings and overrides */
-    {0x2060, 0x206f},   /* word joiner, invisible operators, isolates */
-    {0x3164, 0x3164},   /* Hangul filler */
-    {0xfe00, 0xfe0f},   /* variation selectors */
-    {0xfeff, 0xfeff},   /* byte order mark */
-    {0xffa0, 0xffa0},   /* halfwidth Hangul filler */
-    {0xfff0, 0xfffb},   /* unassigned, interlinear annotations */
-    {0x1bca0, 0x1bca3}, /* shorthand format controls */
-    {0x1d173, 0x1d17a}, /* beams and slurs of music */
-    {0xe0000, 0xe0fff}, /* tags, variation selectors */
+// Controls, what turns a line or ends it, and what Unicode says nothing is shown of
+// (Default_Ignorable_Code_Point).
+constexpr code_range unsafe_ranges[] = {
+    {0x0000, 0x001f},   // controls
+    {0x007f, 0x009f},   // delete and the other controls
+    {0x00ad, 0x00ad},   // soft hyphen
+    {0x034f, 0x034f},   // grapheme joiner
+    {0x061c, 0x061c},   // Arabic letter mark
+    {0x115f, 0x1160},   // Hangul fillers
+    {0x17b4, 0x17b5},   // Khmer inherent vowels
+    {0x180b, 0x180f},   // Mongolian variation selectors, vowel separator
+    {0x200b, 0x200f},   // blanks without width, joiners, direction marks
+    {0x2028, 0x202e},   // line and paragraph separators, embeddings and overrides
+    {0x2060, 0x206f},   // word joiner, invisible operators, isolates
+    {0x3164, 0x3164},   // Hangul filler
+    {0xfe00, 0xfe0f},   // variation selectors
+    {0xfeff, 0xfeff},   // byte order mark
+    {0xffa0, 0xffa0},   // halfwidth Hangul filler
+    {0xfff0, 0xfffb},   // unassigned, interlinear annotations
+    {0x1bca0, 0x1bca3}, // shorthand format controls
+    {0x1d173, 0x1d17a}, // beams and slurs of music
+    {0xe0000, 0xe0fff}, // tags, variation selectors
 };
 
-static bool is_safe(uint32_t code)
+bool is_safe(uint32_t code)
 {
     for (const code_range &range : unsafe_ranges) {
-        if (code <= range.last) {
+        if (code <= range.last)
             return code < range.first;
-        }
     }
     return true;
 }
+
+} // namespace
 
 size_t terminal_text_next(const char *text, size_t size, bool *safe)
 {
@@ -57,11 +61,10 @@ size_t terminal_text_clean(char *text, size_t size)
     for (size_t at = 0; at < size;) {
         bool safe = false;
         size_t length = terminal_text_next(text + at, size - at, &safe);
-        if (safe) {
+        if (safe)
             memmove(text + kept, text + at, length);
-        } else {
+        else
             text[kept] = '?';
-        }
         kept += safe ? length : 1;
         at += length;
     }

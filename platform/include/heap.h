@@ -2,8 +2,8 @@
 //
 // Null means "none" and, from a function that makes something, "no memory".
 // `.release()` is the only way to hand a block over.
-#ifndef VANDEL_HEAP_H
-#define VANDEL_HEAP_H
+#ifndef VANDEL_PLATFORM_HEAP_H
+#define VANDEL_PLATFORM_HEAP_H
 
 #include <memory>
 #include <stddef.h>

@@ -11,8 +11,8 @@
 //
 // Nothing here fails, allocates, or makes a system call; registers take some
 // nanoseconds, the stack less than a microsecond. A handler of signals may call it.
-#ifndef VANDEL_SCRUB_H
-#define VANDEL_SCRUB_H
+#ifndef VANDEL_PLATFORM_SCRUB_H
+#define VANDEL_PLATFORM_SCRUB_H
 
 // Clears all vector and mask registers that the processor has, and the general
 // ones, as far as a call may change them; the others hold no text, for no string
