@@ -1,7 +1,7 @@
 #include "tinyrl/checks.h"
 
-#include <cstdio>
-#include <cstdlib>
+#include <stdio.h>
+#include <stdlib.h>
 
 #include "tinyrl/raw_mode.h"
 

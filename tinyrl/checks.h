@@ -1,18 +1,17 @@
-/* Programming errors: say what was broken, give the terminal back, abort. */
-#ifndef TINYRL_CHECKS_H
-#define TINYRL_CHECKS_H
+// Programming errors: say what was broken, give the terminal back, abort.
+#ifndef VANDEL_TINYRL_CHECKS_H
+#define VANDEL_TINYRL_CHECKS_H
 
-/* Prints "FILE: FUNCTION: Assertion `EXPRESSION' failed." to standard error and
- * aborts, after a terminal in raw mode has been given back its settings. */
+// Prints "FILE: FUNCTION: Assertion `EXPRESSION' failed." to standard error and
+// aborts, after a terminal in raw mode has been given back its settings.
 [[noreturn]] void tinyrl_check_failed(const char *expression, const char *file,
                                       const char *function);
 
-/* Returns when holds is true and never otherwise. */
+// Returns when holds is true and never otherwise.
 inline void tinyrl_check(bool holds, const char *expression, const char *file, const char *function)
 {
-    if (!holds) {
+    if (!holds)
         tinyrl_check_failed(expression, file, function);
-    }
 }
 
 #endif

@@ -1,90 +1,90 @@
-/* The editor's record and what its files offer each other.
- *
- * line is what is shown: the editor's own buffer or, while the user walks back,
- * the text of a history entry, which is never written to. Positions are byte
- * indexes with point <= end == strlen(line). */
-#ifndef TINYRL_EDITOR_H
-#define TINYRL_EDITOR_H
+// The editor's record and what its files offer each other.
+//
+// line is what is shown: the editor's own buffer or, while the user walks back,
+// the text of a history entry, which is never written to. Positions are byte
+// indexes with point <= end == strlen(line).
+#ifndef VANDEL_TINYRL_EDITOR_H
+#define VANDEL_TINYRL_EDITOR_H
 
-#include <cstddef>
+#include <stddef.h>
 
 #include "tinyrl/history.h"
 #include "tinyrl/raw_mode.h"
 #include "tinyrl/terminal.h"
 #include "tinyrl/tinyrl.h"
 
-/* What the terminal shows, as far as the editor drew it. */
+// What the terminal shows, as far as the editor drew it.
 struct drawn_line {
-    char *text; /* heap; null: nothing has been drawn since the last reset */
+    char *text; // heap; null: nothing has been drawn since the last reset
     size_t size;
     size_t length;
     size_t point;
-    int width;        /* of the terminal; never forgotten */
-    size_t unchanged; /* so many first bytes are the same in text and line */
+    int width;        // of the terminal; never forgotten
+    size_t unchanged; // so many first bytes are the same in text and line
 };
 
-static const size_t key_count = 256;
+inline constexpr size_t key_count = 256;
 
 struct tinyrl {
-    const char *line; /* null outside a read */
+    const char *line; // null outside a read
     size_t max_line_length;
-    const char *prompt;     /* the caller's */
-    char *buffer;           /* heap */
-    size_t buffer_size;     /* without the terminating zero */
-    size_t buffer_capacity; /* bytes allocated; more than buffer_size */
+    const char *prompt;     // the caller's
+    char *buffer;           // heap
+    size_t buffer_size;     // without the terminating zero
+    size_t buffer_capacity; // bytes allocated; more than buffer_size
     bool done;
     size_t point;
     size_t end;
     tinyrl_completion_handler *complete;
     tinyrl_timeout_handler *timeout_handler;
     tinyrl_keypress_hook *keypress_hook;
-    char *kill_string; /* heap; null: none */
+    char *kill_string; // heap; null: none
     tinyrl_key_handler *handlers[key_count];
     struct history *history;
-    struct history_iterator iterator; /* valid while line is not buffer */
+    history_iterator iterator; // valid while line is not buffer
     struct terminal *terminal;
     void *context;
     tinyrl_key_handler *default_handler;
     bool echo_shown;
     char echo_character;
     struct raw_mode raw_mode;
-    struct drawn_line drawn;
+    drawn_line drawn;
     bool utf8;
 };
 
-/* Binds every key to what it does in an editor nobody has changed. */
-void tinyrl_bind_default_keys(struct tinyrl *editor);
+// Binds every key to what it does in an editor nobody has changed.
+void tinyrl_bind_default_keys(tinyrl *editor);
 
-/* Does what an escape sequence stands for; false rings the bell. */
-bool tinyrl_press_special_key(struct tinyrl *editor, enum terminal_key key);
+// Does what an escape sequence stands for; false rings the bell.
+bool tinyrl_press_special_key(tinyrl *editor, terminal_key key);
 
-/* The Tab key of an editor nobody has changed. */
-bool tinyrl_key_complete(struct tinyrl *editor, int key);
+// The Tab key of an editor nobody has changed.
+bool tinyrl_key_complete(tinyrl *editor, int key);
 
-/* Makes the buffer, and so the line, an empty text; false: no memory. */
-bool tinyrl_start_line(struct tinyrl *editor);
+// Makes the buffer, and so the line, an empty text; false: no memory.
+bool tinyrl_start_line(tinyrl *editor);
 
-/* Gives up the buffer, wiped; there is no line any more. */
-void tinyrl_end_line(struct tinyrl *editor);
+// Gives up the buffer, wiped; there is no line any more.
+void tinyrl_end_line(tinyrl *editor);
 
-/* Empties the line, which is the buffer again; cannot fail. */
-void tinyrl_clear_line(struct tinyrl *editor);
+// Empties the line, which is the buffer again; cannot fail.
+void tinyrl_clear_line(tinyrl *editor);
 
-/* Shows text, of a history entry or of the buffer, with the cursor at its end. */
-void tinyrl_show_text(struct tinyrl *editor, const char *text);
+// Shows text, of a history entry or of the buffer, with the cursor at its end.
+void tinyrl_show_text(tinyrl *editor, const char *text);
 
-/* tinyrl_insert_text without the bell. */
-bool tinyrl_insert_silently(struct tinyrl *editor, const char *text, size_t length);
+// tinyrl_insert_text without the bell.
+bool tinyrl_insert_silently(tinyrl *editor, const char *text, size_t length);
 
-/* Makes the kill string a copy of length bytes of text; false: no memory, and
- * the kill string is what it was. */
-bool tinyrl_set_kill_string(struct tinyrl *editor, const char *text, size_t length);
+// Makes the kill string a copy of length bytes of text; false: no memory, and
+// the kill string is what it was.
+bool tinyrl_set_kill_string(tinyrl *editor, const char *text, size_t length);
 
-/* The lengths of the characters before and behind the cursor; 0: there is none. */
-size_t tinyrl_length_before_point(const struct tinyrl *editor);
-size_t tinyrl_length_behind_point(const struct tinyrl *editor);
+// The lengths of the characters before and behind the cursor; 0: there is none.
+size_t tinyrl_length_before_point(const tinyrl *editor);
+size_t tinyrl_length_behind_point(const tinyrl *editor);
 
-/* Forgets what was drawn, without drawing. */
-void tinyrl_forget_drawn_line(struct tinyrl *editor);
+// Forgets what was drawn, without drawing.
+void tinyrl_forget_drawn_line(tinyrl *editor);
 
 #endif

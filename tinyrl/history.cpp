@@ -1,22 +1,114 @@
-/* History: an array of entries, oldest first.
- *
- * An entry's number tells it apart for good: numbers only grow. A line stands
- * in the history once, at its latest use, so that walking back never shows the
- * same line twice. */
+// History: an array of entries, oldest first.
+//
+// An entry's number tells it apart for good: numbers only grow. A line stands
+// in the history once, at its latest use, so that walking back never shows the
+// same line twice.
 #include "tinyrl/history.h"
 
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "tinyrl/checks.h"
 #include "tinyrl/history_record.h"
 #include "tinyrl/memory.h"
 
-static const size_t growth = 10;
-static const size_t slot_size = sizeof(struct history_entry *);
+namespace
+{
 
-struct history *history_new(size_t limit)
+constexpr size_t growth = 10;
+constexpr size_t slot_size = sizeof(history_entry *);
+
+// Copies line into an entry that has no number yet.
+history_entry *entry_new(const char *line)
+{
+    heap_text copy = copy_text(line, strlen(line));
+    auto *entry = static_cast<history_entry *>(calloc(1, sizeof(history_entry)));
+    if (!copy || entry == nullptr) {
+        free(entry);
+        return nullptr;
+    }
+    entry->line = copy.release();
+    return entry;
+}
+
+void free_entries(const struct history *history, size_t start, size_t end)
+{
+    tinyrl_check(start <= end, "start <= end", "history.c", "free_entries");
+    tinyrl_check(end < history->length, "end < this->length", "history.c", "free_entries");
+    for (size_t i = start; i <= end; i++) {
+        history_entry_delete(history->entries[i]);
+        history->entries[i] = nullptr;
+    }
+}
+
+// Closes the gap of the entries from start to end, which are no longer ours.
+void remove_entries(struct history *history, size_t start, size_t end)
+{
+    tinyrl_check(start <= end, "start <= end", "history.c", "remove_entries");
+    tinyrl_check(end < history->length, "end < this->length", "history.c", "remove_entries");
+    size_t later = history->length - (end + 1);
+    memmove(history->entries + start, history->entries + end + 1, later * slot_size);
+    history->length -= end + 1 - start;
+}
+
+void drop_entries(struct history *history, size_t start, size_t end)
+{
+    free_entries(history, start, end);
+    remove_entries(history, start, end);
+}
+
+// Puts entry into the last slot that length counts.
+void insert_entry(struct history *history, history_entry *entry)
+{
+    tinyrl_check(history->length > 0, "this->length", "history.c", "insert_entry");
+    tinyrl_check(history->entries != nullptr, "this->entries", "history.c", "insert_entry");
+    entry->index = history->current_index++;
+    history->entries[history->length - 1] = entry;
+}
+
+// Removes the entry that says line; false when there is none.
+bool drop_duplicate(struct history *history, const char *line)
+{
+    for (size_t i = 0; i < history->length; i++) {
+        if (strcmp(history->entries[i]->line, line) == 0) {
+            drop_entries(history, i, i);
+            return true;
+        }
+    }
+    return false;
+}
+
+// Without memory the array stays as it is.
+void grow(struct history *history)
+{
+    if (history->size > SIZE_MAX / slot_size - growth)
+        return;
+    size_t size = history->size + growth;
+    void *entries = realloc(history->entries, size * slot_size);
+    if (entries != nullptr) {
+        history->entries = static_cast<history_entry **>(entries);
+        history->size = size;
+    }
+}
+
+bool is_full(const struct history *history)
+{
+    return history->length > 0 && history->length == history->stifle;
+}
+
+// The iterator moves to position only if there is an entry.
+const history_entry *move_to(history_iterator *iterator, size_t position)
+{
+    if (position >= iterator->history->length)
+        return nullptr;
+    iterator->position = position;
+    return iterator->history->entries[position];
+}
+
+} // namespace
+
+history *history_new(size_t limit)
 {
     auto *history = static_cast<struct history *>(calloc(1, sizeof(struct history)));
     if (history != nullptr) {
@@ -28,28 +120,14 @@ struct history *history_new(size_t limit)
 
 void history_delete(struct history *history)
 {
-    if (history == nullptr) {
+    if (history == nullptr)
         return;
-    }
     history_clear(history);
     free(history->entries);
     free(history);
 }
 
-/* Copies line into an entry that has no number yet. */
-static struct history_entry *entry_new(const char *line)
-{
-    heap_text copy = copy_text(line, strlen(line));
-    auto *entry = static_cast<struct history_entry *>(calloc(1, sizeof(struct history_entry)));
-    if (!copy || entry == nullptr) {
-        free(entry);
-        return nullptr;
-    }
-    entry->line = copy.release();
-    return entry;
-}
-
-void history_entry_delete(struct history_entry *entry)
+void history_entry_delete(history_entry *entry)
 {
     if (entry != nullptr) {
         wipe_and_free(entry->line);
@@ -57,97 +135,28 @@ void history_entry_delete(struct history_entry *entry)
     }
 }
 
-const char *history_entry_line(const struct history_entry *entry)
+const char *history_entry_line(const history_entry *entry)
 {
     return entry->line;
 }
 
-unsigned history_entry_index(const struct history_entry *entry)
+unsigned history_entry_index(const history_entry *entry)
 {
     return entry->index;
 }
 
-static void free_entries(const struct history *history, size_t start, size_t end)
-{
-    tinyrl_check(start <= end, "start <= end", "history.c", "free_entries");
-    tinyrl_check(end < history->length, "end < this->length", "history.c", "free_entries");
-    for (size_t i = start; i <= end; i++) {
-        history_entry_delete(history->entries[i]);
-        history->entries[i] = nullptr;
-    }
-}
-
-/* Closes the gap of the entries from start to end, which are no longer ours. */
-static void remove_entries(struct history *history, size_t start, size_t end)
-{
-    tinyrl_check(start <= end, "start <= end", "history.c", "remove_entries");
-    tinyrl_check(end < history->length, "end < this->length", "history.c", "remove_entries");
-    size_t later = history->length - (end + 1);
-    memmove(history->entries + start, history->entries + end + 1, later * slot_size);
-    history->length -= end + 1 - start;
-}
-
-static void drop_entries(struct history *history, size_t start, size_t end)
-{
-    free_entries(history, start, end);
-    remove_entries(history, start, end);
-}
-
-/* Puts entry into the last slot that length counts. */
-static void insert_entry(struct history *history, struct history_entry *entry)
-{
-    tinyrl_check(history->length > 0, "this->length", "history.c", "insert_entry");
-    tinyrl_check(history->entries != nullptr, "this->entries", "history.c", "insert_entry");
-    entry->index = history->current_index++;
-    history->entries[history->length - 1] = entry;
-}
-
-/* Removes the entry that says line; false when there is none. */
-static bool drop_duplicate(struct history *history, const char *line)
-{
-    for (size_t i = 0; i < history->length; i++) {
-        if (strcmp(history->entries[i]->line, line) == 0) {
-            drop_entries(history, i, i);
-            return true;
-        }
-    }
-    return false;
-}
-
-/* Without memory the array stays as it is. */
-static void grow(struct history *history)
-{
-    if (history->size > SIZE_MAX / slot_size - growth) {
-        return;
-    }
-    size_t size = history->size + growth;
-    void *entries = realloc(history->entries, size * slot_size);
-    if (entries != nullptr) {
-        history->entries = static_cast<struct history_entry **>(entries);
-        history->size = size;
-    }
-}
-
-static bool is_full(const struct history *history)
-{
-    return history->length > 0 && history->length == history->stifle;
-}
-
 void history_add(struct history *history, const char *line)
 {
-    /* The copy comes first: line may belong to an entry that is about to go. */
-    struct history_entry *entry = entry_new(line);
-    if (entry == nullptr) {
+    // The copy comes first: line may belong to an entry that is about to go.
+    history_entry *entry = entry_new(line);
+    if (entry == nullptr)
         return;
-    }
     if (is_full(history)) {
-        if (!drop_duplicate(history, entry->line)) {
+        if (!drop_duplicate(history, entry->line))
             drop_entries(history, 0, 0);
-        }
     } else {
-        if (history->length == history->size) {
+        if (history->length == history->size)
             grow(history);
-        }
         drop_duplicate(history, entry->line);
     }
     if (history->length < history->size) {
@@ -158,31 +167,27 @@ void history_add(struct history *history, const char *line)
     }
 }
 
-struct history_entry *history_remove(struct history *history, size_t position)
+history_entry *history_remove(struct history *history, size_t position)
 {
-    if (position >= history->length) {
+    if (position >= history->length)
         return nullptr;
-    }
-    struct history_entry *entry = history->entries[position];
+    history_entry *entry = history->entries[position];
     remove_entries(history, position, position);
     return entry;
 }
 
 void history_clear(struct history *history)
 {
-    if (history->length > 0) {
+    if (history->length > 0)
         drop_entries(history, 0, history->length - 1);
-    }
 }
 
 void history_stifle(struct history *history, size_t limit)
 {
-    if (limit == 0) {
+    if (limit == 0)
         return;
-    }
-    if (history->length > limit) {
+    if (history->length > limit)
         drop_entries(history, 0, history->length - limit - 1);
-    }
     history->stifle = limit;
 }
 
@@ -198,46 +203,33 @@ bool history_is_stifled(const struct history *history)
     return history->stifle != 0;
 }
 
-const struct history_entry *history_get(const struct history *history, unsigned index)
+const history_entry *history_get(const struct history *history, unsigned index)
 {
     for (size_t i = 0; i < history->length; i++) {
-        if (history->entries[i]->index == index) {
+        if (history->entries[i]->index == index)
             return history->entries[i];
-        }
     }
     return nullptr;
 }
 
-/* The iterator moves to position only if there is an entry. */
-static const struct history_entry *move_to(struct history_iterator *iterator, size_t position)
-{
-    if (position >= iterator->history->length) {
-        return nullptr;
-    }
-    iterator->position = position;
-    return iterator->history->entries[position];
-}
-
-const struct history_entry *history_first(const struct history *history,
-                                          struct history_iterator *iterator)
+const history_entry *history_first(const struct history *history, history_iterator *iterator)
 {
     *iterator = {history, 0};
     return move_to(iterator, 0);
 }
 
-const struct history_entry *history_last(const struct history *history,
-                                         struct history_iterator *iterator)
+const history_entry *history_last(const struct history *history, history_iterator *iterator)
 {
     *iterator = {history, 0};
     return history->length > 0 ? move_to(iterator, history->length - 1) : nullptr;
 }
 
-const struct history_entry *history_next(struct history_iterator *iterator)
+const history_entry *history_next(history_iterator *iterator)
 {
     return move_to(iterator, iterator->position + 1);
 }
 
-const struct history_entry *history_previous(struct history_iterator *iterator)
+const history_entry *history_previous(history_iterator *iterator)
 {
     return iterator->position > 0 ? move_to(iterator, iterator->position - 1) : nullptr;
 }

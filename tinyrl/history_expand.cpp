@@ -1,20 +1,23 @@
-/* References to earlier lines: "!!", "!NUMBER" and "!-COUNT".
- *
- * A reference takes the whole run of digits, minus signs and exclamation marks
- * with it. A number that names no entry leaves the run as it stands; a mark
- * without a number ends the result. */
+// References to earlier lines: "!!", "!NUMBER" and "!-COUNT".
+//
+// A reference takes the whole run of digits, minus signs and exclamation marks
+// with it. A number that names no entry leaves the run as it stands; a mark
+// without a number ends the result.
 #include "tinyrl/history.h"
 
-#include <cerrno>
-#include <climits>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
+#include <errno.h>
+#include <limits.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "tinyrl/history_record.h"
 #include "tinyrl/memory.h"
 
-/* Text that grows; is_whole is false once memory ran out. */
+namespace
+{
+
+// Text that grows; is_whole is false once memory ran out.
 struct expansion {
     heap_text text;
     size_t length;
@@ -22,7 +25,7 @@ struct expansion {
     bool is_whole;
 };
 
-static void append(struct expansion *expansion, const char *text, size_t length)
+void append(struct expansion *expansion, const char *text, size_t length)
 {
     if (!expansion->is_whole || length > SIZE_MAX / 2 - expansion->length - 1) {
         expansion->is_whole = false;
@@ -45,9 +48,9 @@ static void append(struct expansion *expansion, const char *text, size_t length)
     expansion->length += length;
 }
 
-/* Reads what follows the mark at reference into *number, the number of the entry
- * meant; false when nothing names one. */
-static bool read_target(const struct history *history, const char *reference, long long *number)
+// Reads what follows the mark at reference into *number, the number of the entry
+// meant; false when nothing names one.
+bool read_target(const struct history *history, const char *reference, long long *number)
 {
     long long current = history->current_index;
     if (reference[1] == '!') {
@@ -56,24 +59,25 @@ static bool read_target(const struct history *history, const char *reference, lo
     }
     char *end = nullptr;
     long value = strtol(reference + 1, &end, 10);
-    if (end == reference + 1) {
+    if (end == reference + 1)
         return false;
-    }
     *number = value < 0 ? current + value : value;
     return true;
 }
 
-static const struct history_entry *find_target(const struct history *history, long long number)
+const history_entry *find_target(const struct history *history, long long number)
 {
     return number >= 0 && number <= UINT_MAX ? history_get(history, static_cast<unsigned>(number))
                                              : nullptr;
 }
 
+} // namespace
+
 bool history_expand(const struct history *history, const char *text, char **result)
 {
     struct expansion expansion = {nullptr, 0, 0, true};
     bool is_expanded = false;
-    const char *copied = text; /* what stands before it is in the result */
+    const char *copied = text; // what stands before it is in the result
     const char *at = text;
     long long number = 0;
     append(&expansion, "", 0);
@@ -82,18 +86,17 @@ bool history_expand(const struct history *history, const char *text, char **resu
             at++;
             continue;
         }
-        if (!read_target(history, at, &number)) {
+        if (!read_target(history, at, &number))
             break;
-        }
         size_t run = strspn(at, "!-0123456789");
-        const struct history_entry *entry = find_target(history, number);
+        const history_entry *entry = find_target(history, number);
         if (entry != nullptr) {
             append(&expansion, copied, static_cast<size_t>(at - copied));
             append(&expansion, entry->line, strlen(entry->line));
             copied = at + run;
             is_expanded = true;
         }
-        /* The character behind a reference is not looked at. */
+        // The character behind a reference is not looked at.
         at += run;
         at += *at != '\0' ? 1 : 0;
     }

@@ -1,8 +1,8 @@
-/* The history's record, shared by the files that implement it. */
-#ifndef TINYRL_HISTORY_RECORD_H
-#define TINYRL_HISTORY_RECORD_H
+// The history's record, shared by the files that implement it.
+#ifndef VANDEL_TINYRL_HISTORY_RECORD_H
+#define VANDEL_TINYRL_HISTORY_RECORD_H
 
-#include <cstddef>
+#include <stddef.h>
 
 struct history_entry {
     char *line;
@@ -10,11 +10,11 @@ struct history_entry {
 };
 
 struct history {
-    struct history_entry **entries; /* oldest first */
+    history_entry **entries; // oldest first
     size_t length;
-    size_t size;            /* slots in entries */
-    unsigned current_index; /* the number the next entry gets */
-    size_t stifle;          /* the greatest length; 0: none */
+    size_t size;            // slots in entries
+    unsigned current_index; // the number the next entry gets
+    size_t stifle;          // the greatest length; 0: none
 };
 
 #endif

@@ -1,15 +1,18 @@
-/* What the keys do.
- *
- * Every byte has a handler, which changes the line and leaves the drawing to
- * the loop that reads the keys. A handler that cannot do its work leaves the
- * line as it was and returns false, which rings the bell. */
-#include <cstdlib>
-#include <cstring>
+// What the keys do.
+//
+// Every byte has a handler, which changes the line and leaves the drawing to
+// the loop that reads the keys. A handler that cannot do its work leaves the
+// line as it was and returns false, which rings the bell.
+#include <stdlib.h>
+#include <string.h>
 
 #include "tinyrl/editor.h"
 #include "tinyrl/memory.h"
 
-static const int first_printable = 32;
+namespace
+{
+
+constexpr int first_printable = 32;
 
 enum control_key {
     ctrl_a = 1,
@@ -28,7 +31,7 @@ enum control_key {
     rubout = 127,
 };
 
-static bool key_default(struct tinyrl *editor, int key)
+bool key_default(tinyrl *editor, int key)
 {
     if (key >= first_printable) {
         char byte = static_cast<char>(key);
@@ -37,26 +40,26 @@ static bool key_default(struct tinyrl *editor, int key)
     return editor->default_handler != nullptr && editor->default_handler(editor, key);
 }
 
-static bool key_start_of_line(struct tinyrl *editor, int /*key*/)
+bool key_start_of_line(tinyrl *editor, int /*key*/)
 {
     editor->point = 0;
     return true;
 }
 
-static bool key_end_of_line(struct tinyrl *editor, int /*key*/)
+bool key_end_of_line(tinyrl *editor, int /*key*/)
 {
     editor->point = editor->end;
     return true;
 }
 
-static bool key_enter(struct tinyrl *editor, int /*key*/)
+bool key_enter(tinyrl *editor, int /*key*/)
 {
     tinyrl_crlf(editor);
     editor->done = true;
     return true;
 }
 
-static bool key_interrupt(struct tinyrl *editor, int /*key*/)
+bool key_interrupt(tinyrl *editor, int /*key*/)
 {
     tinyrl_crlf(editor);
     tinyrl_clear_line(editor);
@@ -64,51 +67,50 @@ static bool key_interrupt(struct tinyrl *editor, int /*key*/)
     return true;
 }
 
-/* Removes count bytes at start; a line of the history that cannot be copied for
- * want of memory stays, which the length tells. */
-static bool remove_bytes(struct tinyrl *editor, size_t start, size_t count)
+// Removes count bytes at start; a line of the history that cannot be copied for
+// want of memory stays, which the length tells.
+bool remove_bytes(tinyrl *editor, size_t start, size_t count)
 {
     size_t before = editor->end;
     tinyrl_delete_text(editor, start, start + count - 1);
     return editor->end != before;
 }
 
-static bool key_delete(struct tinyrl *editor, int /*key*/)
+bool key_delete(tinyrl *editor, int /*key*/)
 {
     size_t length = tinyrl_length_behind_point(editor);
     return length > 0 && remove_bytes(editor, editor->point, length);
 }
 
-static bool key_backspace(struct tinyrl *editor, int /*key*/)
+bool key_backspace(tinyrl *editor, int /*key*/)
 {
     size_t length = tinyrl_length_before_point(editor);
     return length > 0 && remove_bytes(editor, editor->point - length, length);
 }
 
-static bool key_left(struct tinyrl *editor)
+bool key_left(tinyrl *editor)
 {
     size_t length = tinyrl_length_before_point(editor);
     editor->point -= length;
     return length > 0;
 }
 
-static bool key_right(struct tinyrl *editor)
+bool key_right(tinyrl *editor)
 {
     size_t length = tinyrl_length_behind_point(editor);
     editor->point += length;
     return length > 0;
 }
 
-static bool key_kill_to_end(struct tinyrl *editor, int /*key*/)
+bool key_kill_to_end(tinyrl *editor, int /*key*/)
 {
     size_t length = editor->end - editor->point;
-    if (!tinyrl_set_kill_string(editor, editor->line + editor->point, length)) {
+    if (!tinyrl_set_kill_string(editor, editor->line + editor->point, length))
         return false;
-    }
     return length == 0 || remove_bytes(editor, editor->point, length);
 }
 
-static bool key_kill_to_start(struct tinyrl *editor, int /*key*/)
+bool key_kill_to_start(tinyrl *editor, int /*key*/)
 {
     if (editor->point == 0) {
         wipe_and_free(editor->kill_string);
@@ -119,30 +121,28 @@ static bool key_kill_to_start(struct tinyrl *editor, int /*key*/)
            remove_bytes(editor, 0, editor->point);
 }
 
-static bool is_space(char byte)
+bool is_space(char byte)
 {
     return byte == ' ' || (byte >= '\t' && byte <= '\r');
 }
 
-static bool key_erase_word(struct tinyrl *editor, int /*key*/)
+bool key_erase_word(tinyrl *editor, int /*key*/)
 {
     size_t start = editor->point;
-    while (start > 0 && is_space(editor->line[start - 1])) {
+    while (start > 0 && is_space(editor->line[start - 1]))
         start--;
-    }
-    while (start > 0 && !is_space(editor->line[start - 1])) {
+    while (start > 0 && !is_space(editor->line[start - 1]))
         start--;
-    }
     return start == editor->point || remove_bytes(editor, start, editor->point - start);
 }
 
-static bool key_yank(struct tinyrl *editor, int /*key*/)
+bool key_yank(tinyrl *editor, int /*key*/)
 {
     return editor->kill_string != nullptr &&
            tinyrl_insert_silently(editor, editor->kill_string, strlen(editor->kill_string));
 }
 
-static bool key_clear_screen(struct tinyrl *editor, int /*key*/)
+bool key_clear_screen(tinyrl *editor, int /*key*/)
 {
     terminal_clear_screen(editor->terminal);
     terminal_cursor_home(editor->terminal);
@@ -150,30 +150,30 @@ static bool key_clear_screen(struct tinyrl *editor, int /*key*/)
     return true;
 }
 
-static bool key_older_line(struct tinyrl *editor)
+bool key_older_line(tinyrl *editor)
 {
-    const struct history_entry *entry = editor->line == editor->buffer
-                                            ? history_last(editor->history, &editor->iterator)
-                                            : history_previous(&editor->iterator);
-    if (entry == nullptr) {
+    const history_entry *entry = editor->line == editor->buffer
+                                     ? history_last(editor->history, &editor->iterator)
+                                     : history_previous(&editor->iterator);
+    if (entry == nullptr)
         return false;
-    }
     tinyrl_show_text(editor, history_entry_line(entry));
     return true;
 }
 
-/* Behind the newest line stands the one that was being typed. */
-static bool key_newer_line(struct tinyrl *editor)
+// Behind the newest line stands the one that was being typed.
+bool key_newer_line(tinyrl *editor)
 {
-    if (editor->line == editor->buffer) {
+    if (editor->line == editor->buffer)
         return false;
-    }
-    const struct history_entry *entry = history_next(&editor->iterator);
+    const history_entry *entry = history_next(&editor->iterator);
     tinyrl_show_text(editor, entry != nullptr ? history_entry_line(entry) : editor->buffer);
     return true;
 }
 
-bool tinyrl_press_special_key(struct tinyrl *editor, enum terminal_key key)
+} // namespace
+
+bool tinyrl_press_special_key(tinyrl *editor, terminal_key key)
 {
     switch (key) {
     case terminal_key_up:
@@ -199,11 +199,10 @@ bool tinyrl_press_special_key(struct tinyrl *editor, enum terminal_key key)
     return true;
 }
 
-void tinyrl_bind_default_keys(struct tinyrl *editor)
+void tinyrl_bind_default_keys(tinyrl *editor)
 {
-    for (tinyrl_key_handler *&handler : editor->handlers) {
+    for (tinyrl_key_handler *&handler : editor->handlers)
         handler = key_default;
-    }
     editor->handlers[ctrl_a] = key_start_of_line;
     editor->handlers[ctrl_c] = key_interrupt;
     editor->handlers[ctrl_d] = key_delete;

@@ -1,33 +1,34 @@
-/* The text of the line and its changes.
- *
- * A line that belongs to the history is copied into the buffer before its first
- * change, so that walking back and typing never alters what is remembered. */
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
+// The text of the line and its changes.
+//
+// A line that belongs to the history is copied into the buffer before its first
+// change, so that walking back and typing never alters what is remembered.
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "tinyrl/checks.h"
 #include "tinyrl/editor.h"
 #include "tinyrl/memory.h"
 #include "tinyrl/utf8.h"
 
-static const size_t spare = 10;
-
-/* From offset on, the line may differ from what is drawn. */
-static void note_change(struct tinyrl *editor, size_t offset)
+namespace
 {
-    if (offset < editor->drawn.unchanged) {
+
+constexpr size_t spare = 10;
+
+// From offset on, the line may differ from what is drawn.
+void note_change(tinyrl *editor, size_t offset)
+{
+    if (offset < editor->drawn.unchanged)
         editor->drawn.unchanged = offset;
-    }
 }
 
-/* Gives the buffer text as its content, and the line the buffer. */
-static bool replace_buffer(struct tinyrl *editor, const char *text, size_t length)
+// Gives the buffer text as its content, and the line the buffer.
+bool replace_buffer(tinyrl *editor, const char *text, size_t length)
 {
     heap_text copy = copy_text(text, length);
-    if (!copy) {
+    if (!copy)
         return false;
-    }
     wipe_and_free(editor->buffer, editor->buffer_capacity);
     editor->buffer = copy.release();
     editor->buffer_size = length;
@@ -36,14 +37,67 @@ static bool replace_buffer(struct tinyrl *editor, const char *text, size_t lengt
     return true;
 }
 
-bool tinyrl_start_line(struct tinyrl *editor)
+// Called before every change; false: no memory for a copy of a history entry.
+bool changed_line(tinyrl *editor)
+{
+    bool is_ready =
+        editor->line == editor->buffer || replace_buffer(editor, editor->line, editor->end);
+    tinyrl_check(editor->line != nullptr, "this->line", "tinyrl.c", "changed_line");
+    return is_ready;
+}
+
+// Moves the buffer to a block of capacity bytes. realloc would leave the text in
+// the old block.
+bool move_buffer(tinyrl *editor, size_t capacity)
+{
+    char *buffer = static_cast<char *>(malloc(capacity));
+    if (buffer == nullptr)
+        return false;
+    memcpy_s(buffer, capacity, editor->buffer, editor->end + 1);
+    wipe_and_free(editor->buffer, editor->buffer_capacity);
+    editor->buffer = buffer;
+    editor->buffer_capacity = capacity;
+    editor->line = buffer;
+    return true;
+}
+
+// Makes room for a line of length bytes. The block at least doubles when it is
+// too small, so that a line of any length is copied only a few times.
+bool extend_buffer(tinyrl *editor, size_t length)
+{
+    if (editor->max_line_length > 0 && length >= editor->max_line_length)
+        return false;
+    if (length <= editor->buffer_size)
+        return true;
+    size_t size = editor->max_line_length;
+    if (size == 0)
+        size = length > editor->buffer_size + spare ? length : editor->buffer_size + spare;
+    size_t doubled = editor->buffer_capacity < SIZE_MAX / 2 ? editor->buffer_capacity * 2 : 0;
+    if (size >= editor->buffer_capacity &&
+        !move_buffer(editor, size < doubled ? doubled : size + 1))
+        return false;
+    editor->buffer_size = size;
+    return true;
+}
+
+// Where the cursor is once the bytes from start to last are gone.
+size_t point_after_removal(size_t point, size_t start, size_t last)
+{
+    if (point > last)
+        return point - (last + 1 - start);
+    return point > start ? start : point;
+}
+
+} // namespace
+
+bool tinyrl_start_line(tinyrl *editor)
 {
     editor->point = 0;
     editor->end = 0;
     return replace_buffer(editor, "", 0);
 }
 
-void tinyrl_end_line(struct tinyrl *editor)
+void tinyrl_end_line(tinyrl *editor)
 {
     wipe_and_free(editor->buffer, editor->buffer_capacity);
     editor->buffer = nullptr;
@@ -54,7 +108,7 @@ void tinyrl_end_line(struct tinyrl *editor)
     editor->end = 0;
 }
 
-void tinyrl_show_text(struct tinyrl *editor, const char *text)
+void tinyrl_show_text(tinyrl *editor, const char *text)
 {
     editor->line = text;
     editor->end = strlen(text);
@@ -62,66 +116,17 @@ void tinyrl_show_text(struct tinyrl *editor, const char *text)
     note_change(editor, 0);
 }
 
-void tinyrl_clear_line(struct tinyrl *editor)
+void tinyrl_clear_line(tinyrl *editor)
 {
     editor->buffer[0] = '\0';
     tinyrl_show_text(editor, editor->buffer);
 }
 
-/* Called before every change; false: no memory for a copy of a history entry. */
-static bool changed_line(struct tinyrl *editor)
-{
-    bool is_ready =
-        editor->line == editor->buffer || replace_buffer(editor, editor->line, editor->end);
-    tinyrl_check(editor->line != nullptr, "this->line", "tinyrl.c", "changed_line");
-    return is_ready;
-}
-
-/* Moves the buffer to a block of capacity bytes. realloc would leave the text in
- * the old block. */
-static bool move_buffer(struct tinyrl *editor, size_t capacity)
-{
-    char *buffer = static_cast<char *>(malloc(capacity));
-    if (buffer == nullptr) {
-        return false;
-    }
-    memcpy_s(buffer, capacity, editor->buffer, editor->end + 1);
-    wipe_and_free(editor->buffer, editor->buffer_capacity);
-    editor->buffer = buffer;
-    editor->buffer_capacity = capacity;
-    editor->line = buffer;
-    return true;
-}
-
-/* Makes room for a line of length bytes. The block at least doubles when it is
- * too small, so that a line of any length is copied only a few times. */
-static bool extend_buffer(struct tinyrl *editor, size_t length)
-{
-    if (editor->max_line_length > 0 && length >= editor->max_line_length) {
-        return false;
-    }
-    if (length <= editor->buffer_size) {
-        return true;
-    }
-    size_t size = editor->max_line_length;
-    if (size == 0) {
-        size = length > editor->buffer_size + spare ? length : editor->buffer_size + spare;
-    }
-    size_t doubled = editor->buffer_capacity < SIZE_MAX / 2 ? editor->buffer_capacity * 2 : 0;
-    if (size >= editor->buffer_capacity &&
-        !move_buffer(editor, size < doubled ? doubled : size + 1)) {
-        return false;
-    }
-    editor->buffer_size = size;
-    return true;
-}
-
-bool tinyrl_insert_silently(struct tinyrl *editor, const char *text, size_t length)
+bool tinyrl_insert_silently(tinyrl *editor, const char *text, size_t length)
 {
     if (!changed_line(editor) || length > SIZE_MAX / 2 - editor->end ||
-        !extend_buffer(editor, editor->end + length)) {
+        !extend_buffer(editor, editor->end + length))
         return false;
-    }
     char *cursor = editor->buffer + editor->point;
     note_change(editor, editor->point);
     memmove(cursor + length, cursor, editor->end - editor->point + 1);
@@ -131,32 +136,20 @@ bool tinyrl_insert_silently(struct tinyrl *editor, const char *text, size_t leng
     return true;
 }
 
-bool tinyrl_insert_text(struct tinyrl *editor, const char *text, size_t length)
+bool tinyrl_insert_text(tinyrl *editor, const char *text, size_t length)
 {
     bool is_inserted = tinyrl_insert_silently(editor, text, length);
-    if (!is_inserted) {
+    if (!is_inserted)
         tinyrl_ding(editor);
-    }
     return is_inserted;
 }
 
-/* Where the cursor is once the bytes from start to last are gone. */
-static size_t point_after_removal(size_t point, size_t start, size_t last)
+void tinyrl_delete_text(tinyrl *editor, size_t start, size_t end)
 {
-    if (point > last) {
-        return point - (last + 1 - start);
-    }
-    return point > start ? start : point;
-}
-
-void tinyrl_delete_text(struct tinyrl *editor, size_t start, size_t end)
-{
-    if (start > end) {
+    if (start > end)
         start = end;
-    }
-    if (editor->line != nullptr && start >= editor->end) {
+    if (editor->line != nullptr && start >= editor->end)
         return;
-    }
     if (!changed_line(editor)) {
         tinyrl_ding(editor);
         return;
@@ -169,30 +162,27 @@ void tinyrl_delete_text(struct tinyrl *editor, size_t start, size_t end)
     editor->end = start + rest;
 }
 
-bool tinyrl_set_kill_string(struct tinyrl *editor, const char *text, size_t length)
+bool tinyrl_set_kill_string(tinyrl *editor, const char *text, size_t length)
 {
     heap_text copy = copy_text(text, length);
-    if (!copy) {
+    if (!copy)
         return false;
-    }
     wipe_and_free(editor->kill_string);
     editor->kill_string = copy.release();
     return true;
 }
 
-size_t tinyrl_length_before_point(const struct tinyrl *editor)
+size_t tinyrl_length_before_point(const tinyrl *editor)
 {
-    if (editor->point == 0) {
+    if (editor->point == 0)
         return 0;
-    }
     return editor->utf8 ? utf8_previous_length(editor->line, editor->point) : 1;
 }
 
-size_t tinyrl_length_behind_point(const struct tinyrl *editor)
+size_t tinyrl_length_behind_point(const tinyrl *editor)
 {
-    if (editor->point == editor->end) {
+    if (editor->point == editor->end)
         return 0;
-    }
     const char *cursor = editor->line + editor->point;
     return editor->utf8 ? utf8_next_length(cursor, editor->end - editor->point) : 1;
 }

@@ -1,31 +1,26 @@
-/* Raw mode: keys one by one, as they are struck.
- *
- * The settings to go back to are those found when the input was attached, so a
- * read that ends in whatever way leaves the terminal as the user set it up. A
- * change of mode waits for pending output, which would otherwise be printed
- * under the wrong output flags, and keeps what was typed ahead. */
+// Raw mode: keys one by one, as they are struck.
+//
+// The settings to go back to are those found when the input was attached, so a
+// read that ends in whatever way leaves the terminal as the user set it up. A
+// change of mode waits for pending output, which would otherwise be printed
+// under the wrong output flags, and keeps what was typed ahead.
 #include "tinyrl/raw_mode.h"
 
 #include <atomic>
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
+#include <errno.h>
 #include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-/* The terminal that is in raw mode now. Whatever thread a signal strikes looks here. */
-static std::atomic<struct raw_mode *> active_mode = nullptr;
-
-void raw_mode_attach(struct raw_mode *mode, FILE *input)
+namespace
 {
-    mode->descriptor = input != nullptr ? fileno(input) : -1;
-    mode->is_terminal = mode->descriptor >= 0 && isatty(mode->descriptor) == 1;
-    mode->is_saved = mode->is_terminal && tcgetattr(mode->descriptor, &mode->saved) == 0;
-    mode->is_active = false;
-}
 
-static bool apply(int descriptor, int when, const struct termios *settings)
+// The terminal that is in raw mode now. Whatever thread a signal strikes looks here.
+std::atomic<raw_mode *> active_mode = nullptr;
+
+bool apply(int descriptor, int when, const termios *settings)
 {
     int result = 0;
     do {
@@ -34,23 +29,22 @@ static bool apply(int descriptor, int when, const struct termios *settings)
     return result == 0;
 }
 
-/* What somebody sends to end a process; in raw mode no key does. */
-static const int ending_signals[] = {SIGHUP, SIGINT, SIGQUIT};
+// What somebody sends to end a process; in raw mode no key does.
+constexpr int ending_signals[] = {SIGHUP, SIGINT, SIGQUIT};
 
-/* The signal then ends the process as if nobody had caught it. */
-static void rescue_and_end(int number)
+// The signal then ends the process as if nobody had caught it.
+void rescue_and_end(int number)
 {
-    const struct raw_mode *mode = active_mode;
-    if (mode != nullptr) {
+    const raw_mode *mode = active_mode;
+    if (mode != nullptr)
         tcsetattr(mode->descriptor, TCSANOW, &mode->saved);
-    }
     signal(number, SIG_DFL);
     kill(getpid(), number);
 }
 
-/* Gives the signals that old handles to wanted; whoever has a handler of his own
- * or ignores a signal keeps it so. */
-static void change_handler(void (*old)(int), void (*wanted)(int))
+// Gives the signals that old handles to wanted; whoever has a handler of his own
+// or ignores a signal keeps it so.
+void change_handler(void (*old)(int), void (*wanted)(int))
 {
     for (int number : ending_signals) {
         struct sigaction action = {};
@@ -63,21 +57,46 @@ static void change_handler(void (*old)(int), void (*wanted)(int))
     }
 }
 
-/* A process may exit inside a read: from a key's handler, or in another thread. */
-static void rescue_at_exit(void)
+// A process may exit inside a read: from a key's handler, or in another thread.
+void rescue_at_exit()
 {
     static bool is_registered = false;
-    if (!is_registered) {
+    if (!is_registered)
         is_registered = atexit(raw_mode_rescue) == 0;
+}
+
+// The mode counts as active until it is left, which may take the terminal long.
+void leave(raw_mode *mode, int when)
+{
+    if (mode->is_active) {
+        apply(mode->descriptor, when, &mode->saved);
+        mode->is_active = false;
+        active_mode = nullptr;
+        change_handler(rescue_and_end, SIG_DFL);
     }
 }
 
-void raw_mode_enter(struct raw_mode *mode)
+bool has_drained(int descriptor)
 {
-    struct termios settings = {};
-    if (!mode->is_saved || mode->is_active || tcgetattr(mode->descriptor, &settings) < 0) {
+    int pending = 0;
+    return ioctl(descriptor, TIOCOUTQ, &pending) < 0 || pending == 0;
+}
+
+} // namespace
+
+void raw_mode_attach(raw_mode *mode, FILE *input)
+{
+    mode->descriptor = input != nullptr ? fileno(input) : -1;
+    mode->is_terminal = mode->descriptor >= 0 && isatty(mode->descriptor) == 1;
+    mode->is_saved = mode->is_terminal && tcgetattr(mode->descriptor, &mode->saved) == 0;
+    mode->is_active = false;
+}
+
+void raw_mode_enter(raw_mode *mode)
+{
+    termios settings = {};
+    if (!mode->is_saved || mode->is_active || tcgetattr(mode->descriptor, &settings) < 0)
         return;
-    }
     settings.c_iflag = 0;
     settings.c_oflag = OPOST | ONLCR;
     settings.c_lflag = 0;
@@ -90,45 +109,25 @@ void raw_mode_enter(struct raw_mode *mode)
     apply(mode->descriptor, TCSADRAIN, &settings);
 }
 
-/* The mode counts as active until it is left, which may take the terminal long. */
-static void leave(struct raw_mode *mode, int when)
-{
-    if (mode->is_active) {
-        apply(mode->descriptor, when, &mode->saved);
-        mode->is_active = false;
-        active_mode = nullptr;
-        change_handler(rescue_and_end, SIG_DFL);
-    }
-}
-
-void raw_mode_leave(struct raw_mode *mode)
+void raw_mode_leave(raw_mode *mode)
 {
     leave(mode, TCSADRAIN);
 }
 
-static bool has_drained(int descriptor)
-{
-    int pending = 0;
-    return ioctl(descriptor, TIOCOUTQ, &pending) < 0 || pending == 0;
-}
-
-void raw_mode_abandon(struct raw_mode *mode)
+void raw_mode_abandon(raw_mode *mode)
 {
     const int steps = 50;
     const int milliseconds_per_step = 10;
-    if (!mode->is_active) {
+    if (!mode->is_active)
         return;
-    }
-    for (int step = 0; step < steps && !has_drained(mode->descriptor); step++) {
+    for (int step = 0; step < steps && !has_drained(mode->descriptor); step++)
         poll(nullptr, 0, milliseconds_per_step);
-    }
     leave(mode, has_drained(mode->descriptor) ? TCSADRAIN : TCSANOW);
 }
 
-void raw_mode_rescue(void)
+void raw_mode_rescue()
 {
-    struct raw_mode *mode = active_mode;
-    if (mode != nullptr) {
+    raw_mode *mode = active_mode;
+    if (mode != nullptr)
         raw_mode_abandon(mode);
-    }
 }

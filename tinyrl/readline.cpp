@@ -1,31 +1,34 @@
-/* Reading a line, from a terminal key by key or from anything else piece by
- * piece.
- *
- * Input that is not a terminal is shown as if it had been typed, so that the
- * output of a piped session reads like a session. */
-#include <cerrno>
-#include <cstring>
+// Reading a line, from a terminal key by key or from anything else piece by
+// piece.
+//
+// Input that is not a terminal is shown as if it had been typed, so that the
+// output of a piped session reads like a session.
+#include <errno.h>
+#include <string.h>
 
 #include "tinyrl/editor.h"
 #include "tinyrl/memory.h"
 #include "tinyrl/utf8.h"
 
-static const int escape = 27;
-static const int first_final_byte = 64;
-static const int enter = 10;
-static const size_t longest_sequence = 9;
-static const size_t piece_size = 80;
+namespace
+{
 
-/* The keys read so far that are not complete yet. */
+constexpr int escape = 27;
+constexpr int first_final_byte = 64;
+constexpr int enter = 10;
+constexpr size_t longest_sequence = 9;
+constexpr size_t piece_size = 80;
+
+// The keys read so far that are not complete yet.
 struct key_state {
     bool in_sequence;
-    char sequence[longest_sequence + 1]; /* without the escape byte */
+    char sequence[longest_sequence + 1]; // without the escape byte
     size_t length;
-    size_t missing_bytes; /* of the character that has begun, in UTF-8 mode */
+    size_t missing_bytes; // of the character that has begun, in UTF-8 mode
 };
 
-/* Collects one more byte. True: the sequence is complete, *key is what it means. */
-static bool collect(struct key_state *state, int byte, enum terminal_key *key)
+// Collects one more byte. True: the sequence is complete, *key is what it means.
+bool collect(key_state *state, int byte, terminal_key *key)
 {
     state->sequence[state->length++] = static_cast<char>(byte);
     state->sequence[state->length] = '\0';
@@ -38,38 +41,33 @@ static bool collect(struct key_state *state, int byte, enum terminal_key *key)
     return true;
 }
 
-/* Whether byte ends a character, which is the time to draw it. */
-static bool ends_character(const struct tinyrl *editor, struct key_state *state, int byte)
+// Whether byte ends a character, which is the time to draw it.
+bool ends_character(const tinyrl *editor, key_state *state, int byte)
 {
     char text = static_cast<char>(byte);
-    if (!editor->utf8) {
+    if (!editor->utf8)
         return true;
-    }
-    if (state->missing_bytes > 0 && utf8_is_continuation(text)) {
+    if (state->missing_bytes > 0 && utf8_is_continuation(text))
         state->missing_bytes--;
-    } else {
+    else
         state->missing_bytes = utf8_continuations(text);
-    }
     return state->missing_bytes == 0;
 }
 
-static void finish_key(struct tinyrl *editor, bool is_done, bool is_drawn)
+void finish_key(tinyrl *editor, bool is_done, bool is_drawn)
 {
-    if (!is_done) {
+    if (!is_done)
         tinyrl_ding(editor);
-    }
-    if (is_drawn && !editor->done) {
+    if (is_drawn && !editor->done)
         tinyrl_redisplay(editor);
-    }
 }
 
-static void handle_byte(struct tinyrl *editor, struct key_state *state, int byte)
+void handle_byte(tinyrl *editor, key_state *state, int byte)
 {
-    enum terminal_key key = terminal_key_unknown;
+    terminal_key key = terminal_key_unknown;
     if (state->in_sequence) {
-        if (collect(state, byte, &key)) {
+        if (collect(state, byte, &key))
             finish_key(editor, tinyrl_press_special_key(editor, key), true);
-        }
     } else if (byte == escape) {
         state->in_sequence = true;
         state->length = 0;
@@ -80,56 +78,51 @@ static void handle_byte(struct tinyrl *editor, struct key_state *state, int byte
     }
 }
 
-/* Reads keys until a handler ends the read; false: the input ended, failed, or
- * nothing came in time. */
-static bool read_keys(struct tinyrl *editor)
+// Reads keys until a handler ends the read; false: the input ended, failed, or
+// nothing came in time.
+bool read_keys(tinyrl *editor)
 {
-    struct key_state state = {};
+    key_state state = {};
     while (!editor->done) {
         terminal_flush(editor->terminal);
         int byte = terminal_get_char(editor->terminal);
         if (byte == terminal_input_timeout) {
-            if (editor->timeout_handler(editor)) {
+            if (editor->timeout_handler(editor))
                 return false;
-            }
             continue;
         }
-        if (byte < 0) {
+        if (byte < 0)
             return false;
-        }
-        if (editor->keypress_hook != nullptr) {
+        if (editor->keypress_hook != nullptr)
             editor->keypress_hook(editor, byte);
-        }
         handle_byte(editor, &state, byte);
     }
     return true;
 }
 
-/* One blank only: completion puts one behind a word, more of them were typed. */
-static void remove_trailing_blank(struct tinyrl *editor)
+// One blank only: completion puts one behind a word, more of them were typed.
+void remove_trailing_blank(tinyrl *editor)
 {
-    if (editor->end > 0 && editor->line[editor->end - 1] == ' ') {
+    if (editor->end > 0 && editor->line[editor->end - 1] == ' ')
         tinyrl_delete_text(editor, editor->end - 1, editor->end - 1);
-    }
 }
 
-/* Returns 0, or the error number of a read without a line. */
-static int read_terminal(struct tinyrl *editor)
+// Returns 0, or the error number of a read without a line.
+int read_terminal(tinyrl *editor)
 {
     terminal_flush(editor->terminal);
     raw_mode_enter(&editor->raw_mode);
     tinyrl_reset_line_state(editor);
     bool is_read = read_keys(editor);
-    if (is_read) {
+    if (is_read)
         remove_trailing_blank(editor);
-    }
     terminal_flush(editor->terminal);
     raw_mode_leave(&editor->raw_mode);
     return is_read ? 0 : ENOENT;
 }
 
-/* Appends a piece up to its line end; blanks before the line are left out. */
-static bool append_piece(struct tinyrl *editor, const char *piece)
+// Appends a piece up to its line end; blanks before the line are left out.
+bool append_piece(tinyrl *editor, const char *piece)
 {
     const char *text = piece;
     size_t length = strcspn(piece, "\r\n");
@@ -140,28 +133,27 @@ static bool append_piece(struct tinyrl *editor, const char *piece)
     return length == 0 || tinyrl_insert_text(editor, text, length);
 }
 
-static void remove_zero_bytes(char *piece, size_t length)
+void remove_zero_bytes(char *piece, size_t length)
 {
     size_t kept = 0;
     for (size_t i = 0; i < length; i++) {
-        if (piece[i] != '\0') {
+        if (piece[i] != '\0')
             piece[kept++] = piece[i];
-        }
     }
     piece[kept] = '\0';
 }
 
-/* Ends a line that nobody types; a line that lacks a piece is not to be used. */
-static int finish_line(struct tinyrl *editor, bool is_whole)
+// Ends a line that nobody types; a line that lacks a piece is not to be used.
+int finish_line(tinyrl *editor, bool is_whole)
 {
     bool is_accepted = editor->handlers[enter](editor, enter);
     return is_whole && is_accepted ? 0 : ENOEXEC;
 }
 
-/* Reads a line in pieces. A piece that fills the buffer is followed by the next,
- * even if it ends in a line end. Nothing is drawn as long as the input may turn
- * out to hold no more than white space before its end. */
-static int read_pieces(struct tinyrl *editor)
+// Reads a line in pieces. A piece that fills the buffer is followed by the next,
+// even if it ends in a line end. Nothing is drawn as long as the input may turn
+// out to hold no more than white space before its end.
+int read_pieces(tinyrl *editor)
 {
     char piece[piece_size];
     bool is_whole = true;
@@ -174,41 +166,39 @@ static int read_pieces(struct tinyrl *editor)
         at_end = length == 0 || (!is_full && terminal_input_ended(editor->terminal));
         remove_zero_bytes(piece, length);
         is_whole = is_whole && append_piece(editor, piece);
-        if (editor->end > 0 || (!is_full && !at_end)) {
+        if (editor->end > 0 || (!is_full && !at_end))
             tinyrl_redisplay(editor);
-        }
     }
     memset_s(piece, sizeof(piece), 0, sizeof(piece));
     return at_end && editor->end == 0 ? ENOENT : finish_line(editor, is_whole);
 }
 
-static int read_preset(struct tinyrl *editor, const char *text)
+int read_preset(tinyrl *editor, const char *text)
 {
     bool is_whole = append_piece(editor, text);
     tinyrl_redisplay(editor);
     return finish_line(editor, is_whole);
 }
 
-static int read_line(struct tinyrl *editor, const char *preset)
+int read_line(tinyrl *editor, const char *preset)
 {
     tinyrl_forget_drawn_line(editor);
-    if (preset != nullptr) {
+    if (preset != nullptr)
         return read_preset(editor, preset);
-    }
     return editor->raw_mode.is_terminal ? read_terminal(editor) : read_pieces(editor);
 }
 
-char *tinyrl_readline_preset(struct tinyrl *editor, const char *prompt, void *context,
-                             const char *text)
+} // namespace
+
+char *tinyrl_readline_preset(tinyrl *editor, const char *prompt, void *context, const char *text)
 {
     heap_text result;
     int error = ENOENT;
     editor->done = false;
     editor->prompt = prompt;
     editor->context = context;
-    if (tinyrl_start_line(editor)) {
+    if (tinyrl_start_line(editor))
         error = read_line(editor, text);
-    }
     if (error == 0) {
         result = copy_text(editor->line, editor->end);
         error = result ? 0 : ENOENT;
@@ -217,13 +207,12 @@ char *tinyrl_readline_preset(struct tinyrl *editor, const char *prompt, void *co
     tinyrl_forget_drawn_line(editor);
     editor->prompt = nullptr;
     editor->context = nullptr;
-    if (error != 0) {
+    if (error != 0)
         errno = error;
-    }
     return result.release();
 }
 
-char *tinyrl_readline(struct tinyrl *editor, const char *prompt, void *context)
+char *tinyrl_readline(tinyrl *editor, const char *prompt, void *context)
 {
     return tinyrl_readline_preset(editor, prompt, context, nullptr);
 }

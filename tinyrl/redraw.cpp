@@ -1,72 +1,70 @@
-/* Drawing the line with as few bytes as possible.
- *
- * The editor keeps a copy of what it drew, finds the first difference, goes
- * back there and writes the rest. Positions are columns counted from the start
- * of the line, as if it began at the left margin, so a line that wraps is placed
- * as far to the right as the prompt is wide. Cursor movements are relative:
- * the editor never knows on which row of the screen it is. */
-#include <climits>
-#include <cstddef>
-#include <cstdlib>
-#include <cstring>
+// Drawing the line with as few bytes as possible.
+//
+// The editor keeps a copy of what it drew, finds the first difference, goes
+// back there and writes the rest. Positions are columns counted from the start
+// of the line, as if it began at the left margin, so a line that wraps is placed
+// as far to the right as the prompt is wide. Cursor movements are relative:
+// the editor never knows on which row of the screen it is.
+#include <limits.h>
+#include <stddef.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "bounded.h"
 #include "tinyrl/editor.h"
 #include "tinyrl/memory.h"
 #include "tinyrl/utf8.h"
 
-/* The columns that length bytes at text take in the way the editor shows them. */
-static long columns(const struct tinyrl *editor, const char *text, size_t length)
+namespace
 {
-    if (!editor->echo_shown) {
+
+// The columns that length bytes at text take in the way the editor shows them.
+long columns(const tinyrl *editor, const char *text, size_t length)
+{
+    if (!editor->echo_shown)
         return editor->echo_character != '\0' ? static_cast<long>(length) : 0;
-    }
     return static_cast<long>(editor->utf8 ? utf8_columns(text, length) : length);
 }
 
-static int as_count(long difference)
+int as_count(long difference)
 {
     long magnitude = difference < 0 ? -difference : difference;
     return magnitude < INT_MAX ? static_cast<int>(magnitude) : INT_MAX;
 }
 
-/* Moves the cursor to the column position target from the one count behind it
- * (before it, when count is negative). */
-static void move_back(const struct tinyrl *editor, long width, long target, long count)
+// Moves the cursor to the column position target from the one count behind it
+// (before it, when count is negative).
+void move_back(const tinyrl *editor, long width, long target, long count)
 {
     long rows = (target + count) / width - target / width;
     long back = (target + count) % width - target % width;
-    if (back > 0) {
+    if (back > 0)
         terminal_cursor_back(editor->terminal, as_count(back));
-    } else if (back < 0) {
+    else if (back < 0)
         terminal_cursor_forward(editor->terminal, as_count(back));
-    }
-    if (rows > 0) {
+    if (rows > 0)
         terminal_cursor_up(editor->terminal, as_count(rows));
-    } else if (rows < 0) {
+    else if (rows < 0)
         terminal_cursor_down(editor->terminal, as_count(rows));
-    }
 }
 
-/* The length of the longest common prefix of line and drawn text. */
-static size_t common_prefix(const struct tinyrl *editor, const char *line)
+// The length of the longest common prefix of line and drawn text.
+size_t common_prefix(const tinyrl *editor, const char *line)
 {
-    const struct drawn_line *drawn = &editor->drawn;
+    const drawn_line *drawn = &editor->drawn;
     size_t length = drawn->unchanged;
-    while (length < editor->end && length < drawn->length && line[length] == drawn->text[length]) {
+    while (length < editor->end && length < drawn->length && line[length] == drawn->text[length])
         length++;
-    }
     while (editor->utf8 && length > 0 &&
-           (utf8_is_continuation(line[length]) || utf8_is_continuation(drawn->text[length]))) {
+           (utf8_is_continuation(line[length]) || utf8_is_continuation(drawn->text[length])))
         length--;
-    }
     return length;
 }
 
-/* Puts the cursor where drawing starts; returns the offset to draw from. */
-static size_t start_drawing(const struct tinyrl *editor, const char *line, int width)
+// Puts the cursor where drawing starts; returns the offset to draw from.
+size_t start_drawing(const tinyrl *editor, const char *line, int width)
 {
-    const struct drawn_line *drawn = &editor->drawn;
+    const drawn_line *drawn = &editor->drawn;
     if (drawn->text == nullptr || drawn->width != width) {
         if (drawn->width != width) {
             terminal_next_line(editor->terminal);
@@ -81,64 +79,51 @@ static size_t start_drawing(const struct tinyrl *editor, const char *line, int w
     return from;
 }
 
-/* Writes length bytes of the line as the echo settings want; returns whether
- * anything appeared. */
-static bool show(const struct tinyrl *editor, const char *text, size_t length)
+// Writes length bytes of the line as the echo settings want; returns whether
+// anything appeared.
+bool show(const tinyrl *editor, const char *text, size_t length)
 {
     if (editor->echo_shown) {
         terminal_write(editor->terminal, text, length);
         return length > 0;
     }
-    if (editor->echo_character == '\0') {
+    if (editor->echo_character == '\0')
         return false;
-    }
-    for (size_t i = 0; i < length; i++) {
+    for (size_t i = 0; i < length; i++)
         terminal_write(editor->terminal, &editor->echo_character, 1);
-    }
     return length > 0;
 }
 
-/* A wide character may have given way to more bytes that take fewer columns. */
-static bool was_longer(const struct tinyrl *editor, const char *line)
+// A wide character may have given way to more bytes that take fewer columns.
+bool was_longer(const tinyrl *editor, const char *line)
 {
-    const struct drawn_line *drawn = &editor->drawn;
-    if (drawn->length > editor->end) {
+    const drawn_line *drawn = &editor->drawn;
+    if (drawn->length > editor->end)
         return true;
-    }
     return editor->utf8 && drawn->text != nullptr &&
            columns(editor, drawn->text, drawn->length) > columns(editor, line, editor->end);
 }
 
-void tinyrl_forget_drawn_line(struct tinyrl *editor)
+bool make_room_for_copy(drawn_line *drawn, size_t length)
 {
-    struct drawn_line *drawn = &editor->drawn;
-    wipe_and_free(drawn->text, drawn->size);
-    *drawn = {nullptr, 0, 0, 0, drawn->width, 0};
-}
-
-static bool make_room_for_copy(struct drawn_line *drawn, size_t length)
-{
-    if (drawn->text != nullptr && length < drawn->size) {
+    if (drawn->text != nullptr && length < drawn->size)
         return true;
-    }
     size_t size = length + length / 2 + 1;
     char *text = static_cast<char *>(calloc(1, size));
-    if (text == nullptr) {
+    if (text == nullptr)
         return false;
-    }
-    if (drawn->text != nullptr) {
+    if (drawn->text != nullptr)
         memcpy_s(text, size, drawn->text, drawn->length);
-    }
     wipe_and_free(drawn->text, drawn->size);
     drawn->text = text;
     drawn->size = size;
     return true;
 }
 
-/* Without memory for the copy the next drawing starts from scratch. */
-static void remember(struct tinyrl *editor, const char *line, int width)
+// Without memory for the copy the next drawing starts from scratch.
+void remember(tinyrl *editor, const char *line, int width)
 {
-    struct drawn_line *drawn = &editor->drawn;
+    drawn_line *drawn = &editor->drawn;
     drawn->width = width;
     if (!make_room_for_copy(drawn, editor->end)) {
         tinyrl_forget_drawn_line(editor);
@@ -152,7 +137,16 @@ static void remember(struct tinyrl *editor, const char *line, int width)
     drawn->unchanged = editor->end;
 }
 
-void tinyrl_redisplay(struct tinyrl *editor)
+} // namespace
+
+void tinyrl_forget_drawn_line(tinyrl *editor)
+{
+    drawn_line *drawn = &editor->drawn;
+    wipe_and_free(drawn->text, drawn->size);
+    *drawn = {nullptr, 0, 0, 0, drawn->width, 0};
+}
+
+void tinyrl_redisplay(tinyrl *editor)
 {
     const char *line = editor->line != nullptr ? editor->line : "";
     int width = terminal_get_width(editor->terminal);
@@ -160,20 +154,17 @@ void tinyrl_redisplay(struct tinyrl *editor)
     bool appeared = show(editor, line + from, editor->end - from);
     long before = columns(editor, line, editor->point);
     long behind = columns(editor, line + editor->point, editor->end - editor->point);
-    if (appeared && (before + behind) % width == 0) {
+    if (appeared && (before + behind) % width == 0)
         terminal_next_line(editor->terminal);
-    }
-    if (was_longer(editor, line)) {
+    if (was_longer(editor, line))
         terminal_erase_down(editor->terminal);
-    }
-    if (editor->point < editor->end) {
+    if (editor->point < editor->end)
         move_back(editor, width, before, behind);
-    }
     terminal_flush(editor->terminal);
     remember(editor, line, width);
 }
 
-void tinyrl_reset_line_state(struct tinyrl *editor)
+void tinyrl_reset_line_state(tinyrl *editor)
 {
     tinyrl_forget_drawn_line(editor);
     tinyrl_redisplay(editor);

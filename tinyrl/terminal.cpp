@@ -1,22 +1,32 @@
-/* Output and geometry of a terminal.
- *
- * The control sequences are those of a VT100, which every terminal and emulator
- * in use understands, so nothing is looked up in a database. */
+// Output and geometry of a terminal.
+//
+// The control sequences are those of a VT100, which every terminal and emulator
+// in use understands, so nothing is looked up in a database.
 #include "tinyrl/terminal.h"
 
-#include <cstdarg>
-#include <cstdlib>
-#include <cstring>
+#include <stdarg.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/ioctl.h>
 
 #include "tinyrl/terminal_record.h"
 
-static const int escape = 27;
-static const int bell = 7;
-static const int default_width = 80;
-static const int default_height = 25;
+namespace
+{
 
-struct terminal *terminal_new(FILE *input, FILE *output)
+constexpr int escape = 27;
+constexpr int bell = 7;
+constexpr int default_width = 80;
+constexpr int default_height = 25;
+
+bool window_size(const struct terminal *terminal, winsize *size)
+{
+    return terminal->output != nullptr && ioctl(fileno(terminal->output), TIOCGWINSZ, size) == 0;
+}
+
+} // namespace
+
+terminal *terminal_new(FILE *input, FILE *output)
 {
     auto *terminal = static_cast<struct terminal *>(calloc(1, sizeof(struct terminal)));
     if (terminal != nullptr) {
@@ -42,20 +52,15 @@ bool terminal_output_failed(const struct terminal *terminal)
     return terminal->output != nullptr && ferror(terminal->output) != 0;
 }
 
-static bool window_size(const struct terminal *terminal, struct winsize *size)
-{
-    return terminal->output != nullptr && ioctl(fileno(terminal->output), TIOCGWINSZ, size) == 0;
-}
-
 int terminal_get_width(const struct terminal *terminal)
 {
-    struct winsize size = {};
+    winsize size = {};
     return window_size(terminal, &size) && size.ws_col > 0 ? size.ws_col : default_width;
 }
 
 int terminal_get_height(const struct terminal *terminal)
 {
-    struct winsize size = {};
+    winsize size = {};
     return window_size(terminal, &size) && size.ws_row > 0 ? size.ws_row : default_height;
 }
 
@@ -75,16 +80,14 @@ int terminal_printf(const struct terminal *terminal, const char *format, ...)
 
 void terminal_write(const struct terminal *terminal, const char *text, size_t length)
 {
-    if (terminal->output != nullptr && length > 0) {
+    if (terminal->output != nullptr && length > 0)
         fwrite(text, 1, length, terminal->output);
-    }
 }
 
 void terminal_flush(const struct terminal *terminal)
 {
-    if (terminal->output != nullptr) {
+    if (terminal->output != nullptr)
         fflush(terminal->output);
-    }
 }
 
 void terminal_ding(const struct terminal *terminal)

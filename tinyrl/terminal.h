@@ -1,27 +1,27 @@
-/* One input stream and one output stream seen as a terminal.
- *
- * Conventions: either stream may be null, which means "none"; streams belong to
- * the caller. A terminal reads its input either byte by byte, straight from the
- * descriptor, or in pieces, through the stream: never both. Output is written to
- * the stream and stays there until it is flushed. Functions that write return
- * what printf returns. */
-#ifndef TINYRL_TERMINAL_H
-#define TINYRL_TERMINAL_H
+// One input stream and one output stream seen as a terminal.
+//
+// Conventions: either stream may be null, which means "none"; streams belong to
+// the caller. A terminal reads its input either byte by byte, straight from the
+// descriptor, or in pieces, through the stream: never both. Output is written to
+// the stream and stays there until it is flushed. Functions that write return
+// what printf returns.
+#ifndef VANDEL_TINYRL_TERMINAL_H
+#define VANDEL_TINYRL_TERMINAL_H
 
-#include <csignal>
-#include <cstddef>
-#include <cstdio>
+#include <signal.h>
+#include <stddef.h>
+#include <stdio.h>
 
 struct terminal;
 
-/* What terminal_get_char returns beside bytes. */
+// What terminal_get_char returns beside bytes.
 enum terminal_input {
     terminal_input_end = -1,
     terminal_input_timeout = -2,
     terminal_input_error = -3,
 };
 
-/* The keys that send escape sequences. */
+// The keys that send escape sequences.
 enum terminal_key {
     terminal_key_unknown,
     terminal_key_up,
@@ -36,40 +36,40 @@ enum terminal_key {
     terminal_key_page_down,
 };
 
-/* Creates a terminal without time-out; null: no memory. */
-struct terminal *terminal_new(FILE *input, FILE *output);
+// Creates a terminal without time-out; null: no memory.
+terminal *terminal_new(FILE *input, FILE *output);
 
-/* Frees the terminal; null is allowed. */
+// Frees the terminal; null is allowed.
 void terminal_delete(struct terminal *terminal);
 
 void terminal_set_input(struct terminal *terminal, FILE *input);
 FILE *terminal_get_input(const struct terminal *terminal);
 FILE *terminal_get_output(const struct terminal *terminal);
 
-/* How many seconds terminal_get_char waits; 0 or less: for ever. */
+// How many seconds terminal_get_char waits; 0 or less: for ever.
 void terminal_set_timeout(struct terminal *terminal, int seconds);
 
-/* The thread's signal mask for the time in which input is waited for and read
- * (copied); null: no change. Nothing is allocated or written in that time. */
+// The thread's signal mask for the time in which input is waited for and read
+// (copied); null: no change. Nothing is allocated or written in that time.
 void terminal_set_wait_mask(struct terminal *terminal, const sigset_t *mask);
 
-/* The next byte, 0 to 255, or one of enum terminal_input. */
+// The next byte, 0 to 255, or one of enum terminal_input.
 int terminal_get_char(struct terminal *terminal);
 
-/* Reads up to the end of a line, but at most size - 1 bytes, into piece and adds
- * a zero byte. Returns the number of bytes, zero bytes in the input included;
- * 0: nothing was left to read, or an error. */
+// Reads up to the end of a line, but at most size - 1 bytes, into piece and adds
+// a zero byte. Returns the number of bytes, zero bytes in the input included;
+// 0: nothing was left to read, or an error.
 size_t terminal_read_piece(struct terminal *terminal, char *piece, size_t size);
 
-/* Whether the input has ended or failed, and whether the output has failed. */
+// Whether the input has ended or failed, and whether the output has failed.
 bool terminal_input_ended(const struct terminal *terminal);
 bool terminal_input_failed(const struct terminal *terminal);
 bool terminal_output_failed(const struct terminal *terminal);
 
-/* The key whose sequence, without the escape byte, is exactly this text. */
-enum terminal_key terminal_decode(const char *sequence);
+// The key whose sequence, without the escape byte, is exactly this text.
+terminal_key terminal_decode(const char *sequence);
 
-/* Columns and rows of the output's window; 80 and 25 when they are not known. */
+// Columns and rows of the output's window; 80 and 25 when they are not known.
 int terminal_get_width(const struct terminal *terminal);
 int terminal_get_height(const struct terminal *terminal);
 
@@ -80,7 +80,7 @@ int terminal_vprintf(const struct terminal *terminal, const char *format, va_lis
 void terminal_write(const struct terminal *terminal, const char *text, size_t length);
 void terminal_flush(const struct terminal *terminal);
 
-/* Rings the bell and flushes. */
+// Rings the bell and flushes.
 void terminal_ding(const struct terminal *terminal);
 
 void terminal_attribute_reset(const struct terminal *terminal);

@@ -1,39 +1,115 @@
-/* Input of a terminal: bytes, pieces of lines, and the keys behind sequences.
- *
- * Whoever stops this program with a signal must find it able to stop: while
- * input is waited for, and only then, the thread runs under the wait mask. A
- * handler may therefore strike inside the window, so nothing in it allocates or
- * writes: bytes come from read, and a stream gets its buffer when it is
- * attached, not at its first use. */
+// Input of a terminal: bytes, pieces of lines, and the keys behind sequences.
+//
+// Whoever stops this program with a signal must find it able to stop: while
+// input is waited for, and only then, the thread runs under the wait mask. A
+// handler may therefore strike inside the window, so nothing in it allocates or
+// writes: bytes come from read, and a stream gets its buffer when it is
+// attached, not at its first use.
 #include "tinyrl/terminal.h"
 
-#include <cerrno>
-#include <cstring>
+#include <errno.h>
 #include <poll.h>
+#include <string.h>
 #include <sys/select.h>
 #include <unistd.h>
 
 #include "bounded.h"
 #include "tinyrl/terminal_record.h"
 
+namespace
+{
+
 struct key_sequence {
     const char *text;
-    enum terminal_key key;
+    terminal_key key;
 };
 
-static const struct key_sequence key_sequences[] = {
+constexpr key_sequence key_sequences[] = {
     {"[A", terminal_key_up},      {"[B", terminal_key_down},     {"[C", terminal_key_right},
     {"[D", terminal_key_left},    {"[H", terminal_key_home},     {"[1~", terminal_key_home},
     {"[F", terminal_key_end},     {"[4~", terminal_key_end},     {"[2~", terminal_key_insert},
     {"[3~", terminal_key_delete}, {"[5~", terminal_key_page_up}, {"[6~", terminal_key_page_down},
 };
 
-enum terminal_key terminal_decode(const char *sequence)
+void open_window(const struct terminal *terminal, sigset_t *previous)
 {
-    for (const struct key_sequence &known : key_sequences) {
-        if (strcmp(known.text, sequence) == 0) {
+    if (terminal->has_wait_mask)
+        pthread_sigmask(SIG_SETMASK, &terminal->wait_mask, previous);
+}
+
+void close_window(const struct terminal *terminal, const sigset_t *previous)
+{
+    if (terminal->has_wait_mask)
+        pthread_sigmask(SIG_SETMASK, previous, nullptr);
+}
+
+// Returns 0 when there is something to read, else one of enum terminal_input.
+int wait_for_input(int descriptor, int seconds)
+{
+    if (descriptor < 0 || descriptor >= FD_SETSIZE)
+        return terminal_input_error;
+    timeval left = {seconds, 0};
+    int ready = 0;
+    do {
+        fd_set descriptors;
+        FD_ZERO(&descriptors);
+        FD_SET(descriptor, &descriptors);
+        ready = select(descriptor + 1, &descriptors, nullptr, nullptr, &left);
+    } while (ready < 0 && (errno == EAGAIN || errno == EINTR));
+    if (ready < 0)
+        return terminal_input_error;
+    return ready == 0 ? terminal_input_timeout : 0;
+}
+
+// Whether a read that failed may be tried again; waits until it makes sense.
+bool wait_after_failure(int descriptor)
+{
+    if (errno == EAGAIN) {
+        pollfd wanted = {descriptor, POLLIN, 0};
+        poll(&wanted, 1, -1);
+        return true;
+    }
+    return errno == EINTR;
+}
+
+int read_byte(int descriptor, int timeout)
+{
+    for (;;) {
+        int result = timeout > 0 ? wait_for_input(descriptor, timeout) : 0;
+        if (result < 0)
+            return result;
+        unsigned char byte = 0;
+        ssize_t count = read(descriptor, &byte, 1);
+        if (count == 1)
+            return byte;
+        if (count == 0)
+            return terminal_input_end;
+        if (!wait_after_failure(descriptor))
+            return terminal_input_error;
+    }
+}
+
+// Reads on at piece + used; returns the number of bytes then in the piece. The
+// rest of the piece holds no zero byte, so the last one is that of fgets, also
+// when the input itself holds some.
+size_t read_more(FILE *input, char *piece, size_t size, size_t used)
+{
+    errno = 0;
+    if (fgets(piece + used, static_cast<int>(size - used), input) == nullptr)
+        return used;
+    size_t length = size - 1;
+    while (piece[length] != '\0')
+        length--;
+    return length;
+}
+
+} // namespace
+
+terminal_key terminal_decode(const char *sequence)
+{
+    for (const key_sequence &known : key_sequences) {
+        if (strcmp(known.text, sequence) == 0)
             return known.key;
-        }
     }
     return terminal_key_unknown;
 }
@@ -43,9 +119,8 @@ void terminal_set_input(struct terminal *terminal, FILE *input)
     terminal->input = input;
     terminal->ended = false;
     terminal->failed = false;
-    if (input != nullptr && isatty(fileno(input)) == 0) {
+    if (input != nullptr && isatty(fileno(input)) == 0)
         setvbuf(input, nullptr, _IOFBF, BUFSIZ);
-    }
 }
 
 FILE *terminal_get_input(const struct terminal *terminal)
@@ -71,82 +146,14 @@ void terminal_set_timeout(struct terminal *terminal, int seconds)
 void terminal_set_wait_mask(struct terminal *terminal, const sigset_t *mask)
 {
     terminal->has_wait_mask = mask != nullptr;
-    if (mask != nullptr) {
+    if (mask != nullptr)
         terminal->wait_mask = *mask;
-    }
-}
-
-static void open_window(const struct terminal *terminal, sigset_t *previous)
-{
-    if (terminal->has_wait_mask) {
-        pthread_sigmask(SIG_SETMASK, &terminal->wait_mask, previous);
-    }
-}
-
-static void close_window(const struct terminal *terminal, const sigset_t *previous)
-{
-    if (terminal->has_wait_mask) {
-        pthread_sigmask(SIG_SETMASK, previous, nullptr);
-    }
-}
-
-/* Returns 0 when there is something to read, else one of enum terminal_input. */
-static int wait_for_input(int descriptor, int seconds)
-{
-    if (descriptor < 0 || descriptor >= FD_SETSIZE) {
-        return terminal_input_error;
-    }
-    struct timeval left = {seconds, 0};
-    int ready = 0;
-    do {
-        fd_set descriptors;
-        FD_ZERO(&descriptors);
-        FD_SET(descriptor, &descriptors);
-        ready = select(descriptor + 1, &descriptors, nullptr, nullptr, &left);
-    } while (ready < 0 && (errno == EAGAIN || errno == EINTR));
-    if (ready < 0) {
-        return terminal_input_error;
-    }
-    return ready == 0 ? terminal_input_timeout : 0;
-}
-
-/* Whether a read that failed may be tried again; waits until it makes sense. */
-static bool wait_after_failure(int descriptor)
-{
-    if (errno == EAGAIN) {
-        struct pollfd wanted = {descriptor, POLLIN, 0};
-        poll(&wanted, 1, -1);
-        return true;
-    }
-    return errno == EINTR;
-}
-
-static int read_byte(int descriptor, int timeout)
-{
-    for (;;) {
-        int result = timeout > 0 ? wait_for_input(descriptor, timeout) : 0;
-        if (result < 0) {
-            return result;
-        }
-        unsigned char byte = 0;
-        ssize_t count = read(descriptor, &byte, 1);
-        if (count == 1) {
-            return byte;
-        }
-        if (count == 0) {
-            return terminal_input_end;
-        }
-        if (!wait_after_failure(descriptor)) {
-            return terminal_input_error;
-        }
-    }
 }
 
 int terminal_get_char(struct terminal *terminal)
 {
-    if (terminal->input == nullptr) {
+    if (terminal->input == nullptr)
         return terminal_input_error;
-    }
     sigset_t previous;
     int descriptor = fileno(terminal->input);
     open_window(terminal, &previous);
@@ -157,28 +164,11 @@ int terminal_get_char(struct terminal *terminal)
     return result;
 }
 
-/* Reads on at piece + used; returns the number of bytes then in the piece. The
- * rest of the piece holds no zero byte, so the last one is that of fgets, also
- * when the input itself holds some. */
-static size_t read_more(FILE *input, char *piece, size_t size, size_t used)
-{
-    errno = 0;
-    if (fgets(piece + used, static_cast<int>(size - used), input) == nullptr) {
-        return used;
-    }
-    size_t length = size - 1;
-    while (piece[length] != '\0') {
-        length--;
-    }
-    return length;
-}
-
 size_t terminal_read_piece(struct terminal *terminal, char *piece, size_t size)
 {
     FILE *input = terminal->input;
-    if (input == nullptr) {
+    if (input == nullptr)
         return 0;
-    }
     const char filler = 1;
     memset_s(piece, size, filler, size);
     sigset_t previous;
@@ -189,9 +179,8 @@ size_t terminal_read_piece(struct terminal *terminal, char *piece, size_t size)
         used = read_more(input, piece, size, used);
         bool complete = used == size - 1 || (used > 0 && piece[used - 1] == '\n');
         again = !complete && ferror(input) != 0 && wait_after_failure(fileno(input));
-        if (again) {
+        if (again)
             clearerr(input);
-        }
     } while (again);
     close_window(terminal, &previous);
     piece[used] = '\0';

@@ -1,26 +1,29 @@
-/* The editor: its creation, its end and its settings.
- *
- * One editor serves one input and one output for as long as the program reads
- * commands. A read starts from an empty buffer and leaves nothing behind but
- * the kill string; the history is filled by the caller, who alone knows which
- * lines are worth remembering. */
+// The editor: its creation, its end and its settings.
+//
+// One editor serves one input and one output for as long as the program reads
+// commands. A read starts from an empty buffer and leaves nothing behind but
+// the kill string; the history is filled by the caller, who alone knows which
+// lines are worth remembering.
 #include "tinyrl/tinyrl.h"
 
-#include <cstdarg>
-#include <cstdlib>
-#include <cstring>
+#include <stdarg.h>
+#include <stdlib.h>
+#include <string.h>
 
 #include "terminal_text.h"
 #include "tinyrl/checks.h"
 #include "tinyrl/editor.h"
 #include "tinyrl/memory.h"
 
-static bool end_read_on_timeout(struct tinyrl * /*editor*/)
+namespace
+{
+
+bool end_read_on_timeout(tinyrl * /*editor*/)
 {
     return true;
 }
 
-static void release(struct tinyrl *editor)
+void release(tinyrl *editor)
 {
     history_delete(editor->history);
     terminal_delete(editor->terminal);
@@ -30,13 +33,13 @@ static void release(struct tinyrl *editor)
     free(editor);
 }
 
-struct tinyrl *tinyrl_new(FILE *in, FILE *out, size_t history_limit,
-                          tinyrl_completion_handler *complete)
+} // namespace
+
+tinyrl *tinyrl_new(FILE *in, FILE *out, size_t history_limit, tinyrl_completion_handler *complete)
 {
-    auto *editor = static_cast<struct tinyrl *>(calloc(1, sizeof(struct tinyrl)));
-    if (editor == nullptr) {
+    auto *editor = static_cast<tinyrl *>(calloc(1, sizeof(tinyrl)));
+    if (editor == nullptr)
         return nullptr;
-    }
     editor->complete = complete;
     editor->timeout_handler = end_read_on_timeout;
     editor->echo_shown = true;
@@ -53,7 +56,7 @@ struct tinyrl *tinyrl_new(FILE *in, FILE *out, size_t history_limit,
     return editor;
 }
 
-void tinyrl_delete(struct tinyrl *editor)
+void tinyrl_delete(tinyrl *editor)
 {
     tinyrl_check(editor != nullptr, "this", "tinyrl.c", "tinyrl_delete");
     if (editor->raw_mode.is_active) {
@@ -63,41 +66,40 @@ void tinyrl_delete(struct tinyrl *editor)
     release(editor);
 }
 
-bool tinyrl_bind_key(struct tinyrl *editor, int key, tinyrl_key_handler *handler)
+bool tinyrl_bind_key(tinyrl *editor, int key, tinyrl_key_handler *handler)
 {
-    if (key < 0 || key >= static_cast<int>(key_count)) {
+    if (key < 0 || key >= static_cast<int>(key_count))
         return false;
-    }
     editor->handlers[key] = handler;
     return true;
 }
 
-void *tinyrl_get_context(const struct tinyrl *editor)
+void *tinyrl_get_context(const tinyrl *editor)
 {
     return editor->context;
 }
 
-const char *tinyrl_get_line(const struct tinyrl *editor)
+const char *tinyrl_get_line(const tinyrl *editor)
 {
     return editor->line;
 }
 
-size_t tinyrl_get_point(const struct tinyrl *editor)
+size_t tinyrl_get_point(const tinyrl *editor)
 {
     return editor->point;
 }
 
-struct history *tinyrl_get_history(struct tinyrl *editor)
+history *tinyrl_get_history(tinyrl *editor)
 {
     return editor->history;
 }
 
-void tinyrl_crlf(struct tinyrl *editor)
+void tinyrl_crlf(tinyrl *editor)
 {
     terminal_printf(editor->terminal, "\n");
 }
 
-int tinyrl_printf(struct tinyrl *editor, const char *format, ...)
+int tinyrl_printf(tinyrl *editor, const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
@@ -106,7 +108,7 @@ int tinyrl_printf(struct tinyrl *editor, const char *format, ...)
     return written;
 }
 
-void tinyrl_print_safe(struct tinyrl *editor, const char *text, size_t width)
+void tinyrl_print_safe(tinyrl *editor, const char *text, size_t width)
 {
     size_t left = strlen(text);
     size_t written = 0;
@@ -119,53 +121,52 @@ void tinyrl_print_safe(struct tinyrl *editor, const char *text, size_t width)
         left -= length;
         written += shown;
     }
-    for (; written < width; written++) {
+    for (; written < width; written++)
         terminal_write(editor->terminal, " ", 1);
-    }
 }
 
-void tinyrl_ding(struct tinyrl *editor)
+void tinyrl_ding(tinyrl *editor)
 {
     terminal_ding(editor->terminal);
 }
 
-void tinyrl_set_echo(struct tinyrl *editor, bool shown, char character)
+void tinyrl_set_echo(tinyrl *editor, bool shown, char character)
 {
     editor->echo_shown = shown;
     editor->echo_character = character;
 }
 
-void tinyrl_set_utf8(struct tinyrl *editor, bool utf8)
+void tinyrl_set_utf8(tinyrl *editor, bool utf8)
 {
     editor->utf8 = utf8;
 }
 
-void tinyrl_set_default_handler(struct tinyrl *editor, tinyrl_key_handler *handler)
+void tinyrl_set_default_handler(tinyrl *editor, tinyrl_key_handler *handler)
 {
     editor->default_handler = handler;
 }
 
-void tinyrl_set_max_line_length(struct tinyrl *editor, size_t maximum)
+void tinyrl_set_max_line_length(tinyrl *editor, size_t maximum)
 {
     editor->max_line_length = maximum;
 }
 
-void tinyrl_set_timeout(struct tinyrl *editor, int seconds)
+void tinyrl_set_timeout(tinyrl *editor, int seconds)
 {
     terminal_set_timeout(editor->terminal, seconds);
 }
 
-void tinyrl_set_timeout_handler(struct tinyrl *editor, tinyrl_timeout_handler *handler)
+void tinyrl_set_timeout_handler(tinyrl *editor, tinyrl_timeout_handler *handler)
 {
     editor->timeout_handler = handler != nullptr ? handler : end_read_on_timeout;
 }
 
-void tinyrl_set_keypress_hook(struct tinyrl *editor, tinyrl_keypress_hook *hook)
+void tinyrl_set_keypress_hook(tinyrl *editor, tinyrl_keypress_hook *hook)
 {
     editor->keypress_hook = hook;
 }
 
-void tinyrl_set_wait_mask(struct tinyrl *editor, const sigset_t *mask)
+void tinyrl_set_wait_mask(tinyrl *editor, const sigset_t *mask)
 {
     terminal_set_wait_mask(editor->terminal, mask);
 }

@@ -1,14 +1,14 @@
-/* A line editor for terminals that reads piped input as well.
- *
- * Conventions: positions are byte indexes into the line; a function that
- * returns bool returns false for failure. The editor is used by one thread.
- * Every function but tinyrl_new requires an editor; a null one is a programming
- * error. The line exists only while a read is in progress: editing it at any
- * other time is a programming error too. Programming errors that are checked
- * print the broken condition to standard error and abort, after the terminal is
- * back in the mode it had. */
-#ifndef TINYRL_TINYRL_H
-#define TINYRL_TINYRL_H
+// A line editor for terminals that reads piped input as well.
+//
+// Conventions: positions are byte indexes into the line; a function that
+// returns bool returns false for failure. The editor is used by one thread.
+// Every function but tinyrl_new requires an editor; a null one is a programming
+// error. The line exists only while a read is in progress: editing it at any
+// other time is a programming error too. Programming errors that are checked
+// print the broken condition to standard error and abort, after the terminal is
+// back in the mode it had.
+#ifndef VANDEL_TINYRL_TINYRL_H
+#define VANDEL_TINYRL_TINYRL_H
 
 #include <signal.h>
 #include <stddef.h>
@@ -17,131 +17,126 @@
 struct history;
 struct tinyrl;
 
-/* Does what a key stands for; false rings the bell. key is 0 to 255. */
-typedef bool tinyrl_key_handler(struct tinyrl *editor, int key);
+// Does what a key stands for; false rings the bell. key is 0 to 255.
+using tinyrl_key_handler = bool(tinyrl *editor, int key);
 
-/* Finds what the word from start to end of line may become: a heap array, ended
- * by null, of heap strings, all of which the editor frees; null for nothing. */
-typedef char **tinyrl_completion_handler(struct tinyrl *editor, const char *line, size_t start,
-                                         size_t end);
+// Finds what the word from start to end of line may become: a heap array, ended
+// by null, of heap strings, all of which the editor frees; null for nothing.
+using tinyrl_completion_handler = char **(tinyrl *editor, const char *line, size_t start,
+                                          size_t end);
 
-/* Called when no key came in time: true ends the read, false keeps waiting. */
-typedef bool tinyrl_timeout_handler(struct tinyrl *editor);
+// Called when no key came in time: true ends the read, false keeps waiting.
+using tinyrl_timeout_handler = bool(tinyrl *editor);
 
-/* Called with every byte read from the terminal, before it is acted on. */
-typedef void tinyrl_keypress_hook(struct tinyrl *editor, int key);
+// Called with every byte read from the terminal, before it is acted on.
+using tinyrl_keypress_hook = void(tinyrl *editor, int key);
 
-/* Creates an editor that reads in and draws on out and remembers history_limit
- * lines (0: any number). complete may be null; it serves only the Tab key's own
- * handler. The streams stay the caller's and must outlive the editor. in must
- * not have been read yet: it gets its buffer here. Null: no memory. */
-struct tinyrl *tinyrl_new(FILE *in, FILE *out, size_t history_limit,
-                          tinyrl_completion_handler *complete);
+// Creates an editor that reads in and draws on out and remembers history_limit
+// lines (0: any number). complete may be null; it serves only the Tab key's own
+// handler. The streams stay the caller's and must outlive the editor. in must
+// not have been read yet: it gets its buffer here. Null: no memory.
+tinyrl *tinyrl_new(FILE *in, FILE *out, size_t history_limit, tinyrl_completion_handler *complete);
 
-/* Frees the editor; a terminal that a read in progress holds gets its mode back
- * first. May be called from a signal handler that strikes while the editor waits
- * for input, provided that the handler does not return. */
-void tinyrl_delete(struct tinyrl *editor);
+// Frees the editor; a terminal that a read in progress holds gets its mode back
+// first. May be called from a signal handler that strikes while the editor waits
+// for input, provided that the handler does not return.
+void tinyrl_delete(tinyrl *editor);
 
-/* Calls handler (not null) for key from now on. False: key is not 0 to 255. Byte
- * 27 always starts an escape sequence, whatever is bound to it. */
-bool tinyrl_bind_key(struct tinyrl *editor, int key, tinyrl_key_handler *handler);
+// Calls handler (not null) for key from now on. False: key is not 0 to 255. Byte
+// 27 always starts an escape sequence, whatever is bound to it.
+bool tinyrl_bind_key(tinyrl *editor, int key, tinyrl_key_handler *handler);
 
-/* Reads a line, showing prompt, which must stay valid for the length of the
- * read. Returns a heap copy, the caller's, without its line end; null with errno
- * ENOENT at the end of the input (also: read error, time-out, no memory), and
- * with errno ENOEXEC for a line of piped input that the Enter key's handler
- * refused or that does not fit: no line is returned in part. context is what
- * tinyrl_get_context returns meanwhile. */
-char *tinyrl_readline(struct tinyrl *editor, const char *prompt, void *context);
+// Reads a line, showing prompt, which must stay valid for the length of the
+// read. Returns a heap copy, the caller's, without its line end; null with errno
+// ENOENT at the end of the input (also: read error, time-out, no memory), and
+// with errno ENOEXEC for a line of piped input that the Enter key's handler
+// refused or that does not fit: no line is returned in part. context is what
+// tinyrl_get_context returns meanwhile.
+char *tinyrl_readline(tinyrl *editor, const char *prompt, void *context);
 
-/* The same with text, up to its first line end, in place of what the input
- * would give; nothing is read. */
-char *tinyrl_readline_preset(struct tinyrl *editor, const char *prompt, void *context,
-                             const char *text);
+// The same with text, up to its first line end, in place of what the input
+// would give; nothing is read.
+char *tinyrl_readline_preset(tinyrl *editor, const char *prompt, void *context, const char *text);
 
-/* The context given to the read in progress; null outside a read. */
-void *tinyrl_get_context(const struct tinyrl *editor);
+// The context given to the read in progress; null outside a read.
+void *tinyrl_get_context(const tinyrl *editor);
 
-/* The line being edited, valid until it is changed; null outside a read. */
-const char *tinyrl_get_line(const struct tinyrl *editor);
+// The line being edited, valid until it is changed; null outside a read.
+const char *tinyrl_get_line(const tinyrl *editor);
 
-/* Where the cursor stands: 0 to the length of the line. */
-size_t tinyrl_get_point(const struct tinyrl *editor);
+// Where the cursor stands: 0 to the length of the line.
+size_t tinyrl_get_point(const tinyrl *editor);
 
-/* Inserts length bytes of text, none of them 0 and none of them the line's own,
- * at the cursor, which moves behind them. Nothing is drawn. False, after the
- * bell: no memory, or the line would reach the maximum length. */
-bool tinyrl_insert_text(struct tinyrl *editor, const char *text, size_t length);
+// Inserts length bytes of text, none of them 0 and none of them the line's own,
+// at the cursor, which moves behind them. Nothing is drawn. False, after the
+// bell: no memory, or the line would reach the maximum length.
+bool tinyrl_insert_text(tinyrl *editor, const char *text, size_t length);
 
-/* Removes the bytes from start to end, both included; end may lie behind the
- * line. When end is before start, one byte at end goes. A start at or behind
- * the line's end removes nothing. Nothing is drawn. */
-void tinyrl_delete_text(struct tinyrl *editor, size_t start, size_t end);
+// Removes the bytes from start to end, both included; end may lie behind the
+// line. When end is before start, one byte at end goes. A start at or behind
+// the line's end removes nothing. Nothing is drawn.
+void tinyrl_delete_text(tinyrl *editor, size_t start, size_t end);
 
-/* Draws what differs from what was drawn last, and flushes. */
-void tinyrl_redisplay(struct tinyrl *editor);
+// Draws what differs from what was drawn last, and flushes.
+void tinyrl_redisplay(tinyrl *editor);
 
-/* Forgets what was drawn and draws prompt and line where the terminal's cursor
- * stands; to be called after other output. */
-void tinyrl_reset_line_state(struct tinyrl *editor);
+// Forgets what was drawn and draws prompt and line where the terminal's cursor
+// stands; to be called after other output.
+void tinyrl_reset_line_state(tinyrl *editor);
 
-/* Writes a line feed to the output. */
-void tinyrl_crlf(struct tinyrl *editor);
+// Writes a line feed to the output.
+void tinyrl_crlf(tinyrl *editor);
 
-/* Writes formatted text to the output; returns the number of bytes, negative
- * for an error. */
-int tinyrl_printf(struct tinyrl *editor, const char *format, ...)
-    __attribute__((format(printf, 2, 3)));
+// Writes formatted text to the output; returns the number of bytes, negative
+// for an error.
+int tinyrl_printf(tinyrl *editor, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
-/* Writes text with a '?' for each character that a terminal would obey or not
- * show (terminal_text.h), then blanks up to width bytes in all. */
-void tinyrl_print_safe(struct tinyrl *editor, const char *text, size_t width);
+// Writes text with a '?' for each character that a terminal would obey or not
+// show (terminal_text.h), then blanks up to width bytes in all.
+void tinyrl_print_safe(tinyrl *editor, const char *text, size_t width);
 
-/* Rings the bell and flushes. */
-void tinyrl_ding(struct tinyrl *editor);
+// Rings the bell and flushes.
+void tinyrl_ding(tinyrl *editor);
 
-/* Lists count candidates in columns, in their order, row by row, as
- * tinyrl_print_safe shows them; longest is the length of the longest of them. */
-void tinyrl_display_matches(struct tinyrl *editor, char *const *matches, size_t count,
-                            size_t longest);
+// Lists count candidates in columns, in their order, row by row, as
+// tinyrl_print_safe shows them; longest is the length of the longest of them.
+void tinyrl_display_matches(tinyrl *editor, char *const *matches, size_t count, size_t longest);
 
-/* Replaces what stands from start to the cursor by the longest common prefix of
- * the candidates (ended by null; null: none). When that changes nothing and
- * several remain, lists them. Returns true for a single candidate, and with
- * allow_prefix also when the prefix is itself a candidate. */
-bool tinyrl_complete_matches(struct tinyrl *editor, size_t start, char *const *matches,
-                             bool allow_prefix);
+// Replaces what stands from start to the cursor by the longest common prefix of
+// the candidates (ended by null; null: none). When that changes nothing and
+// several remain, lists them. Returns true for a single candidate, and with
+// allow_prefix also when the prefix is itself a candidate.
+bool tinyrl_complete_matches(tinyrl *editor, size_t start, char *const *matches, bool allow_prefix);
 
-/* What was typed before. It belongs to the editor; it may be changed only
- * between reads. */
-struct history *tinyrl_get_history(struct tinyrl *editor);
+// What was typed before. It belongs to the editor; it may be changed only
+// between reads.
+history *tinyrl_get_history(tinyrl *editor);
 
-/* Whether typed text is shown; when it is not, character is written for each
- * byte of it (0: nothing is). */
-void tinyrl_set_echo(struct tinyrl *editor, bool shown, char character);
+// Whether typed text is shown; when it is not, character is written for each
+// byte of it (0: nothing is).
+void tinyrl_set_echo(tinyrl *editor, bool shown, char character);
 
-/* Whether the text is UTF-8: the cursor then moves by characters, and wide ones
- * take two columns. */
-void tinyrl_set_utf8(struct tinyrl *editor, bool utf8);
+// Whether the text is UTF-8: the cursor then moves by characters, and wide ones
+// take two columns.
+void tinyrl_set_utf8(tinyrl *editor, bool utf8);
 
-/* The handler of the bytes below 32 that have none of their own; null: none. */
-void tinyrl_set_default_handler(struct tinyrl *editor, tinyrl_key_handler *handler);
+// The handler of the bytes below 32 that have none of their own; null: none.
+void tinyrl_set_default_handler(tinyrl *editor, tinyrl_key_handler *handler);
 
-/* A line never reaches maximum bytes; 0: any length. */
-void tinyrl_set_max_line_length(struct tinyrl *editor, size_t maximum);
+// A line never reaches maximum bytes; 0: any length.
+void tinyrl_set_max_line_length(tinyrl *editor, size_t maximum);
 
-/* How many seconds to wait for a key (0 or less: for ever), and who is asked
- * then; null stands for a handler that ends the read. */
-void tinyrl_set_timeout(struct tinyrl *editor, int seconds);
-void tinyrl_set_timeout_handler(struct tinyrl *editor, tinyrl_timeout_handler *handler);
+// How many seconds to wait for a key (0 or less: for ever), and who is asked
+// then; null stands for a handler that ends the read.
+void tinyrl_set_timeout(tinyrl *editor, int seconds);
+void tinyrl_set_timeout_handler(tinyrl *editor, tinyrl_timeout_handler *handler);
 
-/* null: none. */
-void tinyrl_set_keypress_hook(struct tinyrl *editor, tinyrl_keypress_hook *hook);
+// null: none.
+void tinyrl_set_keypress_hook(tinyrl *editor, tinyrl_keypress_hook *hook);
 
-/* The thread's signal mask while the editor waits for input and at no other
- * time (copied; null: the mask stays as it is). In that window the editor
- * neither allocates nor writes. */
-void tinyrl_set_wait_mask(struct tinyrl *editor, const sigset_t *mask);
+// The thread's signal mask while the editor waits for input and at no other
+// time (copied; null: the mask stays as it is). In that window the editor
+// neither allocates nor writes.
+void tinyrl_set_wait_mask(tinyrl *editor, const sigset_t *mask);
 
 #endif
