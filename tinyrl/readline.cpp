@@ -6,9 +6,9 @@
 #include <errno.h>
 #include <string.h>
 
+#include "code_point.h"
 #include "tinyrl/editor.h"
 #include "tinyrl/memory.h"
-#include "tinyrl/utf8.h"
 
 namespace
 {
@@ -47,10 +47,11 @@ bool ends_character(const tinyrl *editor, key_state *state, int byte)
     char text = static_cast<char>(byte);
     if (!editor->utf8)
         return true;
-    if (state->missing_bytes > 0 && utf8_is_continuation(text))
+    const size_t length = code_point_length(text);
+    if (state->missing_bytes > 0 && code_point_continues(text))
         state->missing_bytes--;
     else
-        state->missing_bytes = utf8_continuations(text);
+        state->missing_bytes = length > 0 ? length - 1 : 0;
     return state->missing_bytes == 0;
 }
 

@@ -11,6 +11,7 @@
 #include <string.h>
 
 #include "bounded.h"
+#include "code_point.h"
 #include "tinyrl/editor.h"
 #include "tinyrl/memory.h"
 #include "tinyrl/utf8.h"
@@ -56,7 +57,7 @@ size_t common_prefix(const tinyrl *editor, const char *line)
     while (length < editor->end && length < drawn->length && line[length] == drawn->text[length])
         length++;
     while (editor->utf8 && length > 0 &&
-           (utf8_is_continuation(line[length]) || utf8_is_continuation(drawn->text[length])))
+           (code_point_continues(line[length]) || code_point_continues(drawn->text[length])))
         length--;
     return length;
 }

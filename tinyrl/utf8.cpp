@@ -2,6 +2,8 @@
 
 #include <stdint.h>
 
+#include "code_point.h"
+
 namespace
 {
 
@@ -19,15 +21,6 @@ constexpr code_range wide_ranges[] = {
     {0xffe0, 0xffe6}, {0x1d300, 0x1d35f}, {0x20000, 0x2b81f}, {0x2f800, 0x2fa1f},
 };
 
-// The code point of a character of length bytes, 2 to 4.
-uint32_t code_point(const char *text, size_t length)
-{
-    uint32_t code = static_cast<unsigned char>(text[0]) & (0x7fU >> length);
-    for (size_t i = 1; i < length; i++)
-        code = code << 6 | (static_cast<unsigned char>(text[i]) & 0x3fU);
-    return code;
-}
-
 bool is_wide(uint32_t code)
 {
     for (const code_range &range : wide_ranges) {
@@ -39,31 +32,11 @@ bool is_wide(uint32_t code)
 
 } // namespace
 
-bool utf8_is_continuation(char byte)
-{
-    return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;
-}
-
-size_t utf8_continuations(char lead)
-{
-    unsigned byte = static_cast<unsigned char>(lead);
-    if (byte >= 0xf0 && byte < 0xf8)
-        return 3;
-    if (byte >= 0xe0 && byte < 0xf0)
-        return 2;
-    return byte >= 0xc0 && byte < 0xe0 ? 1 : 0;
-}
-
 size_t utf8_next_length(const char *text, size_t length)
 {
-    size_t following = utf8_continuations(text[0]);
-    if (following >= length)
-        return 1;
-    for (size_t i = 1; i <= following; i++) {
-        if (!utf8_is_continuation(text[i]))
-            return 1;
-    }
-    return following + 1;
+    uint32_t code = 0;
+    const size_t bytes = code_point_scan(text, length, &code);
+    return bytes > 0 ? bytes : 1;
 }
 
 size_t utf8_previous_length(const char *text, size_t position)
@@ -79,12 +52,11 @@ size_t utf8_previous_length(const char *text, size_t position)
 size_t utf8_columns(const char *text, size_t length)
 {
     size_t columns = 0;
-    size_t position = 0;
-    while (position < length) {
-        size_t bytes = utf8_next_length(text + position, length - position);
-        bool wide = bytes > 1 && is_wide(code_point(text + position, bytes));
-        columns += wide ? 2 : 1;
-        position += bytes;
+    for (size_t at = 0; at < length;) {
+        uint32_t code = 0;
+        const size_t bytes = code_point_scan(text + at, length - at, &code);
+        columns += bytes > 0 && is_wide(code) ? 2 : 1;
+        at += bytes > 0 ? bytes : 1;
     }
     return columns;
 }

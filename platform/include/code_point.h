@@ -1,8 +1,8 @@
-// Characters of UTF-8, read strictly: no longer than they need be, no surrogates,
-// none above U+10FFFF.
+// Characters of UTF-8: a lead byte and as many following bytes as it announces.
 #ifndef VANDEL_PLATFORM_CODE_POINT_H
 #define VANDEL_PLATFORM_CODE_POINT_H
 
+#include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -10,11 +10,19 @@
 extern "C" {
 #endif
 
+// Whether a byte follows in a character and begins none.
+bool code_point_continues(char byte);
+
 // How many bytes a character with this first byte has; 0: it begins none.
 size_t code_point_length(char lead);
 
-// Reads the character that the size bytes (at least 1) at text begin with.
-// Returns its length, or 0 where they begin with none.
+// Takes the character that the size bytes (at least 1) at text begin with, whatever
+// its code is. Returns its length, or 0 where they begin with none; *code is then
+// undefined.
+size_t code_point_scan(const char *text, size_t size, uint32_t *code);
+
+// The same, read strictly: no longer than it need be, no surrogate, and not above
+// U+10FFFF.
 size_t code_point_read(const char *text, size_t size, uint32_t *code);
 
 #ifdef __cplusplus

@@ -99,16 +99,12 @@ TEST(tinyrl_utf8, steps_over_broken_text_byte_by_byte)
     EXPECT_EQ(1U, previous("\xa5"));
 }
 
-TEST(tinyrl_utf8, knows_the_bytes_of_a_character)
+TEST(tinyrl_utf8, knows_a_character_by_its_bytes_not_by_its_code)
 {
-    EXPECT_FALSE(utf8_is_continuation('\x7f'));
-    EXPECT_TRUE(utf8_is_continuation('\x80'));
-    EXPECT_TRUE(utf8_is_continuation('\xbf'));
-    EXPECT_FALSE(utf8_is_continuation('\xc0'));
-    EXPECT_EQ(0U, utf8_continuations('a'));
-    EXPECT_EQ(0U, utf8_continuations('\xbf'));
-    EXPECT_EQ(1U, utf8_continuations('\xc3'));
-    EXPECT_EQ(2U, utf8_continuations('\xe6'));
-    EXPECT_EQ(3U, utf8_continuations('\xf0'));
-    EXPECT_EQ(0U, utf8_continuations('\xf8'));
+    EXPECT_EQ(2U, next("\xc1\x81"));
+    EXPECT_EQ(3U, next("\xed\xa0\x80"));
+    EXPECT_EQ(4U, next("\xf7\xbf\xbf\xbf"));
+    EXPECT_EQ(3U, previous("\xed\xa0\x80"));
+    EXPECT_EQ(2U, columns("\xe0\x81\x81\xc0\x80"));
+    EXPECT_EQ(2U, columns("\xf0\x83\x82\x80")); // U+30C0, a byte too long
 }
