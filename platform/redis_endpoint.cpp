@@ -13,7 +13,7 @@
 namespace
 {
 
-const timeval patience = {redis_patience_ms / 1000, redis_patience_ms % 1000 * 1000L};
+constexpr timeval patience = {redis_patience_ms / 1000, redis_patience_ms % 1000 * 1000L};
 
 // Reads a decimal port number, digits only; 0 when it is none.
 int parse_port(const char *text)
@@ -87,7 +87,7 @@ int refuse(redisContext *connection, const char *cause)
 {
     connection->err = REDIS_ERR_OTHER;
     (void)strcpy_s(connection->errstr, sizeof connection->errstr, cause);
-    return REDIS_ERR;
+    return -1;
 }
 
 } // namespace
@@ -121,18 +121,18 @@ int redis_endpoint_reconnect(redisContext *connection, const redis_endpoint *end
     int connected = redisReconnect(connection);
     if (connection->obuf == nullptr || connection->reader == nullptr) {
         connection->err = REDIS_ERR_OOM; // what hiredis does not look at
-        return REDIS_ERR;
+        return -1;
     }
     if (connected != REDIS_OK)
-        return REDIS_ERR;
+        return -1;
     if (connection->connection_type == REDIS_CONN_UNIX && !peer_is_trusted(connection->fd))
         return refuse(connection, "the server is another user's");
     // A reader that gives a large buffer back expects another one to be there.
     connection->reader->maxbuf = 0;
     if (redisSetTimeout(connection, patience) != REDIS_OK)
-        return REDIS_ERR;
+        return -1;
     if (endpoint->password_file[0] != '\0' &&
         redis_authenticate(connection, endpoint->password_file) != 0)
-        return REDIS_ERR;
-    return REDIS_OK;
+        return -1;
+    return 0;
 }

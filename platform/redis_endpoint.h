@@ -26,8 +26,8 @@ int redis_endpoint_parse(const char *text, redis_endpoint *endpoint);
 // memory is exhausted; the caller gives it to redisFree.
 redisContext *redis_endpoint_connect(const redis_endpoint *endpoint);
 
-// Connects a lost connection anew, as it was made to this endpoint; REDIS_OK or
-// REDIS_ERR. The password file is read again.
+// Connects a lost connection anew, as it was made to this endpoint; 0 or -1. The
+// password file is read again.
 int redis_endpoint_reconnect(redisContext *connection, const redis_endpoint *endpoint);
 
 #endif

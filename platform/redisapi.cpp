@@ -69,7 +69,7 @@ open_connection *open_list_find(const redisContext *connection)
 int reconnect(redisContext *connection)
 {
     const open_connection *row = open_list_find(connection);
-    return row != nullptr ? redis_endpoint_reconnect(connection, &row->endpoint) : REDIS_ERR;
+    return row != nullptr ? redis_endpoint_reconnect(connection, &row->endpoint) : -1;
 }
 
 void remember_database(const redisContext *connection, int database)
@@ -85,36 +85,36 @@ int remembered_database(const redisContext *connection)
     return row != nullptr ? row->database : 0;
 }
 
-enum select_result {
-    select_done,
-    select_refused,
-    select_unanswered,
+enum selection {
+    selection_done,
+    selection_refused,
+    selection_unanswered,
 };
 
-select_result select_on(redisContext *connection, int database)
+selection select_on(redisContext *connection, int database)
 {
     char number[16];
     int length = sprintf_s(number, sizeof number, "%d", database);
     if (length < 0)
-        return select_refused;
+        return selection_refused;
     const char *words[] = {"SELECT", number};
     const size_t lengths[] = {6, static_cast<size_t>(length)};
     redisReply *reply = redis_exchange(connection, 2, words, lengths);
     if (reply == nullptr) {
         // Whatever is selected there, it must not be read.
         connection->err = connection->err != 0 ? connection->err : REDIS_ERR_OTHER;
-        return select_unanswered;
+        return selection_unanswered;
     }
     const bool is_done = reply->type == REDIS_REPLY_STATUS;
     freeReplyObject(reply);
-    return is_done ? select_done : select_refused;
+    return is_done ? selection_done : selection_refused;
 }
 
 int revive(redisContext *connection)
 {
-    if (reconnect(connection) != REDIS_OK)
+    if (reconnect(connection) != 0)
         return -1;
-    if (select_on(connection, remembered_database(connection)) != select_done) {
+    if (select_on(connection, remembered_database(connection)) != selection_done) {
         // Whatever answers there, it must not be read from the wrong database.
         connection->err = REDIS_ERR_OTHER;
         return -1;
@@ -122,8 +122,8 @@ int revive(redisContext *connection)
     return 0;
 }
 
-// True when the server closed the connection or never took the command, so
-// that asking once more is worth it; a server that is silent is not.
+// Whether the server closed the connection or never took the command, so that
+// asking once more is worth it; it is not where a server is silent.
 bool is_lost(const redisContext *connection)
 {
     return connection->err == REDIS_ERR_EOF || connection->err == REDIS_ERR_IO;
@@ -143,7 +143,7 @@ redisReply *command(redisContext *connection, int count, const char **words, con
     return reply;
 }
 
-// Field names and values in turn, at least one pair.
+// Whether a reply holds field names and values in turn, at least one pair.
 bool is_hash_content(const redisReply *reply)
 {
     if (reply->type != REDIS_REPLY_ARRAY || reply->elements == 0 || reply->elements % 2 != 0)
@@ -176,12 +176,12 @@ int redis_select(redisContext *connection, int database)
 {
     if (connection == nullptr)
         return -1;
-    select_result result = select_unanswered;
-    if (connection->err == 0 || reconnect(connection) == REDIS_OK)
+    selection result = selection_unanswered;
+    if (connection->err == 0 || reconnect(connection) == 0)
         result = select_on(connection, database);
-    if (result != select_refused)
+    if (result != selection_refused)
         remember_database(connection, database);
-    return result == select_done ? 0 : -1;
+    return result == selection_done ? 0 : -1;
 }
 
 redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, size_t hash_length,
