@@ -55,14 +55,14 @@ struct tinyrl {
 // Binds every key to what it does in an editor nobody has changed.
 void tinyrl_bind_default_keys(tinyrl *editor);
 
-// Does what an escape sequence stands for; false rings the bell.
+// Does what an escape sequence stands for; false rings the bell, as for a handler.
 bool tinyrl_press_special_key(tinyrl *editor, terminal_key key);
 
 // The Tab key of an editor nobody has changed.
 bool tinyrl_key_complete(tinyrl *editor, int key);
 
-// Makes the buffer, and so the line, an empty text; false: no memory.
-bool tinyrl_start_line(tinyrl *editor);
+// Makes the buffer, and so the line, an empty text; 0, or -1 without memory.
+int tinyrl_start_line(tinyrl *editor);
 
 // Gives up the buffer, wiped; there is no line any more.
 void tinyrl_end_line(tinyrl *editor);
@@ -73,16 +73,16 @@ void tinyrl_clear_line(tinyrl *editor);
 // Shows text, of a history entry or of the buffer, with the cursor at its end.
 void tinyrl_show_text(tinyrl *editor, const char *text);
 
-// tinyrl_insert_text without the bell.
-bool tinyrl_insert_silently(tinyrl *editor, const char *text, size_t length);
+// tinyrl_insert_text without the bell; 0 or -1.
+int tinyrl_insert_silently(tinyrl *editor, const char *text, size_t length);
 
-// Makes the kill string a copy of length bytes of text; false: no memory, and
-// the kill string is what it was.
-bool tinyrl_set_kill_string(tinyrl *editor, const char *text, size_t length);
+// Makes the kill string a copy of length bytes of text; 0, or -1 without memory:
+// the kill string is then what it was.
+int tinyrl_set_kill_string(tinyrl *editor, const char *text, size_t length);
 
-// The lengths of the characters before and behind the cursor; 0: there is none.
+// The lengths of the characters before and after the cursor; 0: there is none.
 size_t tinyrl_length_before_point(const tinyrl *editor);
-size_t tinyrl_length_behind_point(const tinyrl *editor);
+size_t tinyrl_length_after_point(const tinyrl *editor);
 
 // Forgets what was drawn, without drawing.
 void tinyrl_forget_drawn_line(tinyrl *editor);

@@ -67,7 +67,7 @@ void insert_entry(struct history *history, history_entry *entry)
     history->entries[history->length - 1] = entry;
 }
 
-// Removes the entry that says line; false when there is none.
+// Removes the entry that says line; returns whether there was one.
 bool drop_duplicate(struct history *history, const char *line)
 {
     for (size_t i = 0; i < history->length; i++) {

@@ -49,20 +49,20 @@ void append(struct expansion *expansion, const char *text, size_t length)
 }
 
 // Reads what follows the mark at reference into *number, the number of the entry
-// meant; false when nothing names one.
-bool read_target(const struct history *history, const char *reference, long long *number)
+// meant; 0, or -1 when nothing names one.
+int read_target(const struct history *history, const char *reference, long long *number)
 {
     long long current = history->current_index;
     if (reference[1] == '!') {
         *number = current - 1;
-        return true;
+        return 0;
     }
     char *end = nullptr;
     long value = strtol(reference + 1, &end, 10);
     if (end == reference + 1)
-        return false;
+        return -1;
     *number = value < 0 ? current + value : value;
-    return true;
+    return 0;
 }
 
 const history_entry *find_target(const struct history *history, long long number)
@@ -86,7 +86,7 @@ bool history_expand(const struct history *history, const char *text, char **resu
             at++;
             continue;
         }
-        if (!read_target(history, at, &number))
+        if (read_target(history, at, &number) != 0)
             break;
         size_t run = strspn(at, "!-0123456789");
         const history_entry *entry = find_target(history, number);
@@ -96,7 +96,7 @@ bool history_expand(const struct history *history, const char *text, char **resu
             copied = at + run;
             is_expanded = true;
         }
-        // The character behind a reference is not looked at.
+        // The character after a reference is not looked at.
         at += run;
         at += *at != '\0' ? 1 : 0;
     }

@@ -10,17 +10,18 @@
 namespace
 {
 
-bool write_entries(const struct history *history, FILE *file)
+// Writes a line for each entry; 0 or -1.
+int write_entries(const struct history *history, FILE *file)
 {
     for (size_t i = 0; i < history->length; i++) {
         if (fprintf(file, "%s\n", history->entries[i]->line) < 0)
-            return false;
+            return -1;
     }
-    return true;
+    return 0;
 }
 
-// Reads the file line by line; false when it cannot be read to its end.
-bool read_entries(struct history *history, FILE *file)
+// Adds each line of the file; 0, or -1 when it cannot be read to its end.
+int read_entries(struct history *history, FILE *file)
 {
     char *memory = nullptr;
     size_t size = 0;
@@ -29,7 +30,7 @@ bool read_entries(struct history *history, FILE *file)
         history_add(history, memory);
     }
     wipe_and_free(memory, size);
-    return feof(file) != 0;
+    return feof(file) != 0 ? 0 : -1;
 }
 
 } // namespace
@@ -43,9 +44,9 @@ int history_save(const struct history *history, const char *path)
     FILE *file = fopen(path, "we");
     if (file == nullptr)
         return -1;
-    bool is_written = write_entries(history, file);
-    bool is_closed = fclose(file) == 0;
-    return is_written && is_closed ? 0 : -1;
+    const int written = write_entries(history, file);
+    const int closed = fclose(file);
+    return written == 0 && closed == 0 ? 0 : -1;
 }
 
 int history_load(struct history *history, const char *path)
@@ -57,7 +58,7 @@ int history_load(struct history *history, const char *path)
     FILE *file = fopen(path, "re");
     if (file == nullptr)
         return 0;
-    bool is_read = read_entries(history, file);
+    const int result = read_entries(history, file);
     fclose(file);
-    return is_read ? 0 : -1;
+    return result;
 }

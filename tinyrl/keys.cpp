@@ -14,28 +14,29 @@ namespace
 
 constexpr int first_printable = 32;
 
-enum control_key {
-    ctrl_a = 1,
-    ctrl_c = 3,
-    ctrl_d = 4,
-    ctrl_e = 5,
-    backspace = 8,
-    tab = 9,
-    line_feed = 10,
-    ctrl_k = 11,
-    ctrl_l = 12,
-    carriage_return = 13,
-    ctrl_u = 21,
-    ctrl_w = 23,
-    ctrl_y = 25,
-    rubout = 127,
+// The keys that send a control byte.
+enum control {
+    control_a = 1,
+    control_c = 3,
+    control_d = 4,
+    control_e = 5,
+    control_backspace = 8,
+    control_tab = 9,
+    control_line_feed = 10,
+    control_k = 11,
+    control_l = 12,
+    control_carriage_return = 13,
+    control_u = 21,
+    control_w = 23,
+    control_y = 25,
+    control_rubout = 127,
 };
 
 bool key_default(tinyrl *editor, int key)
 {
     if (key >= first_printable) {
         char byte = static_cast<char>(key);
-        return tinyrl_insert_silently(editor, &byte, 1);
+        return tinyrl_insert_silently(editor, &byte, 1) == 0;
     }
     return editor->default_handler != nullptr && editor->default_handler(editor, key);
 }
@@ -67,25 +68,25 @@ bool key_interrupt(tinyrl *editor, int /*key*/)
     return true;
 }
 
-// Removes count bytes at start; a line of the history that cannot be copied for
-// want of memory stays, which the length tells.
-bool remove_bytes(tinyrl *editor, size_t start, size_t count)
+// Removes count bytes at start; 0, or -1 without memory to copy a line of the
+// history, which the length tells.
+int remove_bytes(tinyrl *editor, size_t start, size_t count)
 {
-    size_t before = editor->end;
+    const size_t before = editor->end;
     tinyrl_delete_text(editor, start, start + count - 1);
-    return editor->end != before;
+    return editor->end != before ? 0 : -1;
 }
 
 bool key_delete(tinyrl *editor, int /*key*/)
 {
-    size_t length = tinyrl_length_behind_point(editor);
-    return length > 0 && remove_bytes(editor, editor->point, length);
+    size_t length = tinyrl_length_after_point(editor);
+    return length > 0 && remove_bytes(editor, editor->point, length) == 0;
 }
 
 bool key_backspace(tinyrl *editor, int /*key*/)
 {
     size_t length = tinyrl_length_before_point(editor);
-    return length > 0 && remove_bytes(editor, editor->point - length, length);
+    return length > 0 && remove_bytes(editor, editor->point - length, length) == 0;
 }
 
 bool key_left(tinyrl *editor)
@@ -97,7 +98,7 @@ bool key_left(tinyrl *editor)
 
 bool key_right(tinyrl *editor)
 {
-    size_t length = tinyrl_length_behind_point(editor);
+    size_t length = tinyrl_length_after_point(editor);
     editor->point += length;
     return length > 0;
 }
@@ -105,9 +106,9 @@ bool key_right(tinyrl *editor)
 bool key_kill_to_end(tinyrl *editor, int /*key*/)
 {
     size_t length = editor->end - editor->point;
-    if (!tinyrl_set_kill_string(editor, editor->line + editor->point, length))
+    if (tinyrl_set_kill_string(editor, editor->line + editor->point, length) != 0)
         return false;
-    return length == 0 || remove_bytes(editor, editor->point, length);
+    return length == 0 || remove_bytes(editor, editor->point, length) == 0;
 }
 
 bool key_kill_to_start(tinyrl *editor, int /*key*/)
@@ -117,8 +118,8 @@ bool key_kill_to_start(tinyrl *editor, int /*key*/)
         editor->kill_string = nullptr;
         return true;
     }
-    return tinyrl_set_kill_string(editor, editor->line, editor->point) &&
-           remove_bytes(editor, 0, editor->point);
+    return tinyrl_set_kill_string(editor, editor->line, editor->point) == 0 &&
+           remove_bytes(editor, 0, editor->point) == 0;
 }
 
 bool is_space(char byte)
@@ -133,13 +134,13 @@ bool key_erase_word(tinyrl *editor, int /*key*/)
         start--;
     while (start > 0 && !is_space(editor->line[start - 1]))
         start--;
-    return start == editor->point || remove_bytes(editor, start, editor->point - start);
+    return start == editor->point || remove_bytes(editor, start, editor->point - start) == 0;
 }
 
 bool key_yank(tinyrl *editor, int /*key*/)
 {
     return editor->kill_string != nullptr &&
-           tinyrl_insert_silently(editor, editor->kill_string, strlen(editor->kill_string));
+           tinyrl_insert_silently(editor, editor->kill_string, strlen(editor->kill_string)) == 0;
 }
 
 bool key_clear_screen(tinyrl *editor, int /*key*/)
@@ -161,7 +162,7 @@ bool key_older_line(tinyrl *editor)
     return true;
 }
 
-// Behind the newest line stands the one that was being typed.
+// After the newest line comes the one that was being typed.
 bool key_newer_line(tinyrl *editor)
 {
     if (editor->line == editor->buffer)
@@ -185,11 +186,11 @@ bool tinyrl_press_special_key(tinyrl *editor, terminal_key key)
     case terminal_key_right:
         return key_right(editor);
     case terminal_key_home:
-        return key_start_of_line(editor, ctrl_a);
+        return key_start_of_line(editor, control_a);
     case terminal_key_end:
-        return key_end_of_line(editor, ctrl_e);
+        return key_end_of_line(editor, control_e);
     case terminal_key_delete:
-        return key_delete(editor, ctrl_d);
+        return key_delete(editor, control_d);
     case terminal_key_unknown:
     case terminal_key_insert:
     case terminal_key_page_up:
@@ -203,18 +204,18 @@ void tinyrl_bind_default_keys(tinyrl *editor)
 {
     for (tinyrl_key_handler *&handler : editor->handlers)
         handler = key_default;
-    editor->handlers[ctrl_a] = key_start_of_line;
-    editor->handlers[ctrl_c] = key_interrupt;
-    editor->handlers[ctrl_d] = key_delete;
-    editor->handlers[ctrl_e] = key_end_of_line;
-    editor->handlers[backspace] = key_backspace;
-    editor->handlers[tab] = tinyrl_key_complete;
-    editor->handlers[line_feed] = key_enter;
-    editor->handlers[ctrl_k] = key_kill_to_end;
-    editor->handlers[ctrl_l] = key_clear_screen;
-    editor->handlers[carriage_return] = key_enter;
-    editor->handlers[ctrl_u] = key_kill_to_start;
-    editor->handlers[ctrl_w] = key_erase_word;
-    editor->handlers[ctrl_y] = key_yank;
-    editor->handlers[rubout] = key_backspace;
+    editor->handlers[control_a] = key_start_of_line;
+    editor->handlers[control_c] = key_interrupt;
+    editor->handlers[control_d] = key_delete;
+    editor->handlers[control_e] = key_end_of_line;
+    editor->handlers[control_backspace] = key_backspace;
+    editor->handlers[control_tab] = tinyrl_key_complete;
+    editor->handlers[control_line_feed] = key_enter;
+    editor->handlers[control_k] = key_kill_to_end;
+    editor->handlers[control_l] = key_clear_screen;
+    editor->handlers[control_carriage_return] = key_enter;
+    editor->handlers[control_u] = key_kill_to_start;
+    editor->handlers[control_w] = key_erase_word;
+    editor->handlers[control_y] = key_yank;
+    editor->handlers[control_rubout] = key_backspace;
 }

@@ -23,61 +23,61 @@ void note_change(tinyrl *editor, size_t offset)
         editor->drawn.unchanged = offset;
 }
 
-// Gives the buffer text as its content, and the line the buffer.
-bool replace_buffer(tinyrl *editor, const char *text, size_t length)
+// Makes the buffer a copy of text, and the line the buffer; 0 or -1.
+int replace_buffer(tinyrl *editor, const char *text, size_t length)
 {
     heap_text copy = copy_text(text, length);
     if (!copy)
-        return false;
+        return -1;
     wipe_and_free(editor->buffer, editor->buffer_capacity);
     editor->buffer = copy.release();
     editor->buffer_size = length;
     editor->buffer_capacity = length + 1;
     editor->line = editor->buffer;
-    return true;
+    return 0;
 }
 
-// Called before every change; false: no memory for a copy of a history entry.
-bool changed_line(tinyrl *editor)
+// Called before every change; 0, or -1 without memory for a copy of a history entry.
+int changed_line(tinyrl *editor)
 {
-    bool is_ready =
-        editor->line == editor->buffer || replace_buffer(editor, editor->line, editor->end);
+    const bool is_own = editor->line == editor->buffer;
+    const int result = is_own ? 0 : replace_buffer(editor, editor->line, editor->end);
     tinyrl_check(editor->line != nullptr, "this->line", "tinyrl.c", "changed_line");
-    return is_ready;
+    return result;
 }
 
-// Moves the buffer to a block of capacity bytes. realloc would leave the text in
-// the old block.
-bool move_buffer(tinyrl *editor, size_t capacity)
+// Moves the buffer to a block of capacity bytes; 0 or -1. realloc would leave the
+// text in the old block.
+int move_buffer(tinyrl *editor, size_t capacity)
 {
     char *buffer = static_cast<char *>(malloc(capacity));
     if (buffer == nullptr)
-        return false;
+        return -1;
     memcpy_s(buffer, capacity, editor->buffer, editor->end + 1);
     wipe_and_free(editor->buffer, editor->buffer_capacity);
     editor->buffer = buffer;
     editor->buffer_capacity = capacity;
     editor->line = buffer;
-    return true;
+    return 0;
 }
 
-// Makes room for a line of length bytes. The block at least doubles when it is
-// too small, so that a line of any length is copied only a few times.
-bool extend_buffer(tinyrl *editor, size_t length)
+// Makes room for a line of length bytes; 0 or -1. The block at least doubles when it
+// is too small, so that a line of any length is copied only a few times.
+int extend_buffer(tinyrl *editor, size_t length)
 {
     if (editor->max_line_length > 0 && length >= editor->max_line_length)
-        return false;
+        return -1;
     if (length <= editor->buffer_size)
-        return true;
+        return 0;
     size_t size = editor->max_line_length;
     if (size == 0)
         size = length > editor->buffer_size + spare ? length : editor->buffer_size + spare;
     size_t doubled = editor->buffer_capacity < SIZE_MAX / 2 ? editor->buffer_capacity * 2 : 0;
     if (size >= editor->buffer_capacity &&
-        !move_buffer(editor, size < doubled ? doubled : size + 1))
-        return false;
+        move_buffer(editor, size < doubled ? doubled : size + 1) != 0)
+        return -1;
     editor->buffer_size = size;
-    return true;
+    return 0;
 }
 
 // Where the cursor is once the bytes from start to last are gone.
@@ -90,7 +90,7 @@ size_t point_after_removal(size_t point, size_t start, size_t last)
 
 } // namespace
 
-bool tinyrl_start_line(tinyrl *editor)
+int tinyrl_start_line(tinyrl *editor)
 {
     editor->point = 0;
     editor->end = 0;
@@ -122,23 +122,23 @@ void tinyrl_clear_line(tinyrl *editor)
     tinyrl_show_text(editor, editor->buffer);
 }
 
-bool tinyrl_insert_silently(tinyrl *editor, const char *text, size_t length)
+int tinyrl_insert_silently(tinyrl *editor, const char *text, size_t length)
 {
-    if (!changed_line(editor) || length > SIZE_MAX / 2 - editor->end ||
-        !extend_buffer(editor, editor->end + length))
-        return false;
+    if (changed_line(editor) != 0 || length > SIZE_MAX / 2 - editor->end ||
+        extend_buffer(editor, editor->end + length) != 0)
+        return -1;
     char *cursor = editor->buffer + editor->point;
     note_change(editor, editor->point);
     memmove(cursor + length, cursor, editor->end - editor->point + 1);
     memcpy_s(cursor, length, text, length);
     editor->point += length;
     editor->end += length;
-    return true;
+    return 0;
 }
 
 bool tinyrl_insert_text(tinyrl *editor, const char *text, size_t length)
 {
-    bool is_inserted = tinyrl_insert_silently(editor, text, length);
+    const bool is_inserted = tinyrl_insert_silently(editor, text, length) == 0;
     if (!is_inserted)
         tinyrl_ding(editor);
     return is_inserted;
@@ -150,7 +150,7 @@ void tinyrl_delete_text(tinyrl *editor, size_t start, size_t end)
         start = end;
     if (editor->line != nullptr && start >= editor->end)
         return;
-    if (!changed_line(editor)) {
+    if (changed_line(editor) != 0) {
         tinyrl_ding(editor);
         return;
     }
@@ -162,14 +162,14 @@ void tinyrl_delete_text(tinyrl *editor, size_t start, size_t end)
     editor->end = start + rest;
 }
 
-bool tinyrl_set_kill_string(tinyrl *editor, const char *text, size_t length)
+int tinyrl_set_kill_string(tinyrl *editor, const char *text, size_t length)
 {
     heap_text copy = copy_text(text, length);
     if (!copy)
-        return false;
+        return -1;
     wipe_and_free(editor->kill_string);
     editor->kill_string = copy.release();
-    return true;
+    return 0;
 }
 
 size_t tinyrl_length_before_point(const tinyrl *editor)
@@ -179,7 +179,7 @@ size_t tinyrl_length_before_point(const tinyrl *editor)
     return editor->utf8 ? utf8_previous_length(editor->line, editor->point) : 1;
 }
 
-size_t tinyrl_length_behind_point(const tinyrl *editor)
+size_t tinyrl_length_after_point(const tinyrl *editor)
 {
     if (editor->point == editor->end)
         return 0;

@@ -78,11 +78,12 @@ bool are_variants(char *const *matches)
     return true;
 }
 
-bool replace_word(tinyrl *editor, size_t start, const char *word)
+// Puts word in the place of what stands from start to the cursor; 0 or -1.
+int replace_word(tinyrl *editor, size_t start, const char *word)
 {
     size_t length = strlen(word);
     if (editor->point - start == length && stands_at(editor, start, word, length))
-        return true;
+        return 0;
     if (editor->point > start)
         tinyrl_delete_text(editor, start, editor->point - 1);
     return tinyrl_insert_silently(editor, word, length);
@@ -134,9 +135,9 @@ bool tinyrl_key_complete(tinyrl *editor, int /*key*/)
                          : nullptr;
     if (matches == nullptr)
         return false;
-    bool is_inserted = matches[0] != nullptr && replace_word(editor, start, matches[0]);
+    bool is_inserted = matches[0] != nullptr && replace_word(editor, start, matches[0]) == 0;
     if (is_inserted && are_variants(matches))
-        is_inserted = tinyrl_insert_silently(editor, " ", 1);
+        is_inserted = tinyrl_insert_silently(editor, " ", 1) == 0;
     else if (is_inserted)
         list_below_line(editor, matches);
     free_matches(matches);

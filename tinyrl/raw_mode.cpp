@@ -20,13 +20,13 @@ namespace
 // The terminal that is in raw mode now. Whatever thread a signal strikes looks here.
 std::atomic<raw_mode *> active_mode = nullptr;
 
-bool apply(int descriptor, int when, const termios *settings)
+// A failure has no remedy: the terminal has gone.
+void apply(int descriptor, int when, const termios *settings)
 {
     int result = 0;
     do {
         result = tcsetattr(descriptor, when, settings);
     } while (result < 0 && errno == EINTR);
-    return result == 0;
 }
 
 // What somebody sends to end a process; in raw mode no key does.

@@ -27,7 +27,8 @@ struct key_state {
     size_t missing_bytes; // of the character that has begun, in UTF-8 mode
 };
 
-// Collects one more byte. True: the sequence is complete, *key is what it means.
+// Collects one more byte. Returns whether it completes the sequence, of which *key is
+// then the meaning.
 bool collect(key_state *state, int byte, terminal_key *key)
 {
     state->sequence[state->length++] = static_cast<char>(byte);
@@ -79,9 +80,9 @@ void handle_byte(tinyrl *editor, key_state *state, int byte)
     }
 }
 
-// Reads keys until a handler ends the read; false: the input ended, failed, or
+// Reads keys until a handler ends the read; 0, or -1 when the input ended, failed, or
 // nothing came in time.
-bool read_keys(tinyrl *editor)
+int read_keys(tinyrl *editor)
 {
     key_state state = {};
     while (!editor->done) {
@@ -89,19 +90,19 @@ bool read_keys(tinyrl *editor)
         int byte = terminal_get_char(editor->terminal);
         if (byte == terminal_input_timeout) {
             if (editor->timeout_handler(editor))
-                return false;
+                return -1;
             continue;
         }
         if (byte < 0)
-            return false;
+            return -1;
         if (editor->keypress_hook != nullptr)
             editor->keypress_hook(editor, byte);
         handle_byte(editor, &state, byte);
     }
-    return true;
+    return 0;
 }
 
-// One blank only: completion puts one behind a word, more of them were typed.
+// One blank only: completion puts one after a word, more of them were typed.
 void remove_trailing_blank(tinyrl *editor)
 {
     if (editor->end > 0 && editor->line[editor->end - 1] == ' ')
@@ -114,7 +115,7 @@ int read_terminal(tinyrl *editor)
     terminal_flush(editor->terminal);
     raw_mode_enter(&editor->raw_mode);
     tinyrl_reset_line_state(editor);
-    bool is_read = read_keys(editor);
+    const bool is_read = read_keys(editor) == 0;
     if (is_read)
         remove_trailing_blank(editor);
     terminal_flush(editor->terminal);
@@ -122,8 +123,8 @@ int read_terminal(tinyrl *editor)
     return is_read ? 0 : ENOENT;
 }
 
-// Appends a piece up to its line end; blanks before the line are left out.
-bool append_piece(tinyrl *editor, const char *piece)
+// Appends a piece up to its line end; blanks before the line are left out. 0 or -1.
+int append_piece(tinyrl *editor, const char *piece)
 {
     const char *text = piece;
     size_t length = strcspn(piece, "\r\n");
@@ -131,7 +132,7 @@ bool append_piece(tinyrl *editor, const char *piece)
         text++;
         length--;
     }
-    return length == 0 || tinyrl_insert_text(editor, text, length);
+    return length == 0 || tinyrl_insert_text(editor, text, length) ? 0 : -1;
 }
 
 void remove_zero_bytes(char *piece, size_t length)
@@ -162,21 +163,21 @@ int read_pieces(tinyrl *editor)
     bool at_end = false;
     while (is_full && !at_end) {
         terminal_flush(editor->terminal);
-        size_t length = terminal_read_piece(editor->terminal, piece, sizeof(piece));
-        is_full = length == sizeof(piece) - 1;
+        size_t length = terminal_read_piece(editor->terminal, piece, sizeof piece);
+        is_full = length == sizeof piece - 1;
         at_end = length == 0 || (!is_full && terminal_input_ended(editor->terminal));
         remove_zero_bytes(piece, length);
-        is_whole = is_whole && append_piece(editor, piece);
+        is_whole = is_whole && append_piece(editor, piece) == 0;
         if (editor->end > 0 || (!is_full && !at_end))
             tinyrl_redisplay(editor);
     }
-    memset_s(piece, sizeof(piece), 0, sizeof(piece));
+    memset_s(piece, sizeof piece, 0, sizeof piece);
     return at_end && editor->end == 0 ? ENOENT : finish_line(editor, is_whole);
 }
 
 int read_preset(tinyrl *editor, const char *text)
 {
-    bool is_whole = append_piece(editor, text);
+    const bool is_whole = append_piece(editor, text) == 0;
     tinyrl_redisplay(editor);
     return finish_line(editor, is_whole);
 }
@@ -198,7 +199,7 @@ char *tinyrl_readline_preset(tinyrl *editor, const char *prompt, void *context, 
     editor->done = false;
     editor->prompt = prompt;
     editor->context = context;
-    if (tinyrl_start_line(editor))
+    if (tinyrl_start_line(editor) == 0)
         error = read_line(editor, text);
     if (error == 0) {
         result = copy_text(editor->line, editor->end);

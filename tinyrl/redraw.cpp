@@ -105,20 +105,21 @@ bool was_longer(const tinyrl *editor, const char *line)
            columns(editor, drawn->text, drawn->length) > columns(editor, line, editor->end);
 }
 
-bool make_room_for_copy(drawn_line *drawn, size_t length)
+// Makes room for a copy of length bytes, and its end; 0 or -1.
+int make_room_for_copy(drawn_line *drawn, size_t length)
 {
     if (drawn->text != nullptr && length < drawn->size)
-        return true;
+        return 0;
     size_t size = length + length / 2 + 1;
     char *text = static_cast<char *>(calloc(1, size));
     if (text == nullptr)
-        return false;
+        return -1;
     if (drawn->text != nullptr)
         memcpy_s(text, size, drawn->text, drawn->length);
     wipe_and_free(drawn->text, drawn->size);
     drawn->text = text;
     drawn->size = size;
-    return true;
+    return 0;
 }
 
 // Without memory for the copy the next drawing starts from scratch.
@@ -126,7 +127,7 @@ void remember(tinyrl *editor, const char *line, int width)
 {
     drawn_line *drawn = &editor->drawn;
     drawn->width = width;
-    if (!make_room_for_copy(drawn, editor->end)) {
+    if (make_room_for_copy(drawn, editor->end) != 0) {
         tinyrl_forget_drawn_line(editor);
         return;
     }

@@ -19,9 +19,13 @@ constexpr int bell = 7;
 constexpr int default_width = 80;
 constexpr int default_height = 25;
 
-bool window_size(const struct terminal *terminal, winsize *size)
+// The size of the output's window, 0 where it is not known.
+winsize window_size(const struct terminal *terminal)
 {
-    return terminal->output != nullptr && ioctl(fileno(terminal->output), TIOCGWINSZ, size) == 0;
+    winsize size = {};
+    if (terminal->output == nullptr || ioctl(fileno(terminal->output), TIOCGWINSZ, &size) != 0)
+        return {};
+    return size;
 }
 
 } // namespace
@@ -54,14 +58,14 @@ bool terminal_output_failed(const struct terminal *terminal)
 
 int terminal_get_width(const struct terminal *terminal)
 {
-    winsize size = {};
-    return window_size(terminal, &size) && size.ws_col > 0 ? size.ws_col : default_width;
+    const int columns = window_size(terminal).ws_col;
+    return columns > 0 ? columns : default_width;
 }
 
 int terminal_get_height(const struct terminal *terminal)
 {
-    winsize size = {};
-    return window_size(terminal, &size) && size.ws_row > 0 ? size.ws_row : default_height;
+    const int rows = window_size(terminal).ws_row;
+    return rows > 0 ? rows : default_height;
 }
 
 int terminal_vprintf(const struct terminal *terminal, const char *format, va_list arguments)
