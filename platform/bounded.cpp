@@ -32,9 +32,9 @@ int place_text(char *dest, size_t size, size_t used, const char *src, size_t len
 
 bool regions_overlap(const void *first, const void *second, size_t count)
 {
-    auto low = reinterpret_cast<uintptr_t>(first);
-    auto high = reinterpret_cast<uintptr_t>(second);
-    uintptr_t distance = low < high ? high - low : low - high;
+    const auto low = reinterpret_cast<uintptr_t>(first);
+    const auto high = reinterpret_cast<uintptr_t>(second);
+    const uintptr_t distance = low < high ? high - low : low - high;
     return distance < count;
 }
 
@@ -44,7 +44,7 @@ int vsprintf_s(char *dest, size_t size, const char *format, va_list arguments)
 {
     if (dest == nullptr || size == 0 || format == nullptr)
         return fail_text(dest, size);
-    int written = vsnprintf(dest, size, format, arguments);
+    const int written = vsnprintf(dest, size, format, arguments);
     if (written < 0 || static_cast<size_t>(written) >= size)
         return fail_text(dest, size);
     return written;
@@ -54,7 +54,7 @@ int sprintf_s(char *dest, size_t size, const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    int written = vsprintf_s(dest, size, format, arguments);
+    const int written = vsprintf_s(dest, size, format, arguments);
     va_end(arguments);
     return written;
 }
@@ -77,7 +77,7 @@ int strcat_s(char *dest, size_t size, const char *src)
 {
     if (dest == nullptr || size == 0 || src == nullptr)
         return fail_text(dest, size);
-    size_t used = strnlen(dest, size);
+    const size_t used = strnlen(dest, size);
     if (used == size)
         return fail_text(dest, size);
     return place_text(dest, size, used, src, strnlen(src, size - used));

@@ -56,11 +56,11 @@ int conf_agent_init(void)
         errno = ENAMETOOLONG;
         return -1;
     }
-    int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (descriptor < 0)
         return -1;
     if (connect_to_trusted(descriptor, &address) != 0) {
-        int cause = errno;
+        const int cause = errno;
         close(descriptor);
         errno = cause;
         return -1;

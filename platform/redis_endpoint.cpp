@@ -118,7 +118,7 @@ redisContext *redis_endpoint_connect(const redis_endpoint *endpoint)
 
 int redis_endpoint_reconnect(redisContext *connection, const redis_endpoint *endpoint)
 {
-    int connected = redisReconnect(connection);
+    const int connected = redisReconnect(connection);
     if (connection->obuf == nullptr || connection->reader == nullptr) {
         connection->err = REDIS_ERR_OOM; // what hiredis does not look at
         return -1;

@@ -29,11 +29,11 @@ long long monotonic_ms()
 int wait_for(const redisContext *connection, short events, long long deadline)
 {
     for (;;) {
-        long long left = deadline - monotonic_ms();
+        const long long left = deadline - monotonic_ms();
         if (left <= 0)
             return -1;
         pollfd waited = {connection->fd, events, 0};
-        int ready = poll(&waited, 1, static_cast<int>(left));
+        const int ready = poll(&waited, 1, static_cast<int>(left));
         if (ready > 0)
             return 0;
         if (ready < 0 && errno != EINTR)
@@ -45,7 +45,7 @@ int wait_for(const redisContext *connection, short events, long long deadline)
 int send_all(redisContext *connection, const char *text, size_t length, long long deadline)
 {
     while (length > 0) {
-        ssize_t sent = send(connection->fd, text, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t sent = send(connection->fd, text, length, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent >= 0) {
             text += sent;
             length -= static_cast<size_t>(sent);

@@ -30,7 +30,7 @@ int refuse(redisContext *connection, const char *cause)
 int read_whole(int descriptor, password *result)
 {
     while (result->length < sizeof result->text) {
-        ssize_t count =
+        const ssize_t count =
             read(descriptor, result->text + result->length, sizeof result->text - result->length);
         if (count == 0)
             return 0;
@@ -80,13 +80,14 @@ int send_password(redisContext *connection, const password *secret)
 int redis_authenticate(redisContext *connection, const char *path)
 {
     // Not waiting for somebody who writes to a FIFO.
-    int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+    const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     if (descriptor < 0)
         return refuse(connection, strerror(errno));
     password secret = {};
     const char *cause = read_password(descriptor, &secret);
     close(descriptor);
-    int result = cause != nullptr ? refuse(connection, cause) : send_password(connection, &secret);
+    const int result =
+        cause != nullptr ? refuse(connection, cause) : send_password(connection, &secret);
     explicit_bzero(&secret, sizeof secret);
     return result;
 }

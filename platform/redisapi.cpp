@@ -94,7 +94,7 @@ enum selection {
 selection select_on(redisContext *connection, int database)
 {
     char number[16];
-    int length = sprintf_s(number, sizeof number, "%d", database);
+    const int length = sprintf_s(number, sizeof number, "%d", database);
     if (length < 0)
         return selection_refused;
     const char *words[] = {"SELECT", number};

@@ -50,7 +50,7 @@ bool is_safe(uint32_t code)
 size_t terminal_text_next(const char *text, size_t size, bool *safe)
 {
     uint32_t code = 0;
-    size_t length = code_point_read(text, size, &code);
+    const size_t length = code_point_read(text, size, &code);
     *safe = length > 0 && is_safe(code);
     return length > 0 ? length : 1;
 }
@@ -60,7 +60,7 @@ size_t terminal_text_clean(char *text, size_t size)
     size_t kept = 0;
     for (size_t at = 0; at < size;) {
         bool safe = false;
-        size_t length = terminal_text_next(text + at, size - at, &safe);
+        const size_t length = terminal_text_next(text + at, size - at, &safe);
         if (safe)
             memmove(text + kept, text + at, length);
         else

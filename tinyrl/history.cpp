@@ -47,7 +47,7 @@ void remove_entries(struct history *history, size_t start, size_t end)
 {
     tinyrl_check(start <= end, "start <= end", "history.c", "remove_entries");
     tinyrl_check(end < history->length, "end < this->length", "history.c", "remove_entries");
-    size_t later = history->length - (end + 1);
+    const size_t later = history->length - (end + 1);
     memmove(history->entries + start, history->entries + end + 1, later * slot_size);
     history->length -= end + 1 - start;
 }
@@ -84,7 +84,7 @@ void grow(struct history *history)
 {
     if (history->size > SIZE_MAX / slot_size - growth)
         return;
-    size_t size = history->size + growth;
+    const size_t size = history->size + growth;
     void *entries = realloc(history->entries, size * slot_size);
     if (entries != nullptr) {
         history->entries = static_cast<history_entry **>(entries);
@@ -193,7 +193,7 @@ void history_stifle(struct history *history, size_t limit)
 
 size_t history_unstifle(struct history *history)
 {
-    size_t limit = history->stifle;
+    const size_t limit = history->stifle;
     history->stifle = 0;
     return limit;
 }

@@ -31,7 +31,7 @@ void append(struct expansion *expansion, const char *text, size_t length)
         expansion->is_whole = false;
         return;
     }
-    size_t needed = expansion->length + length + 1;
+    const size_t needed = expansion->length + length + 1;
     if (needed > expansion->size) {
         void *grown = realloc(expansion->text.get(), needed * 2);
         if (grown == nullptr) {
@@ -52,13 +52,13 @@ void append(struct expansion *expansion, const char *text, size_t length)
 // meant; 0, or -1 when nothing names one.
 int read_target(const struct history *history, const char *reference, long long *number)
 {
-    long long current = history->current_index;
+    const long long current = history->current_index;
     if (reference[1] == '!') {
         *number = current - 1;
         return 0;
     }
     char *end = nullptr;
-    long value = strtol(reference + 1, &end, 10);
+    const long value = strtol(reference + 1, &end, 10);
     if (end == reference + 1)
         return -1;
     *number = value < 0 ? current + value : value;
@@ -88,7 +88,7 @@ bool history_expand(const struct history *history, const char *text, char **resu
         }
         if (read_target(history, at, &number) != 0)
             break;
-        size_t run = strspn(at, "!-0123456789");
+        const size_t run = strspn(at, "!-0123456789");
         const history_entry *entry = find_target(history, number);
         if (entry != nullptr) {
             append(&expansion, copied, static_cast<size_t>(at - copied));

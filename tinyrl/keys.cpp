@@ -35,7 +35,7 @@ enum control {
 bool key_default(tinyrl *editor, int key)
 {
     if (key >= first_printable) {
-        char byte = static_cast<char>(key);
+        const char byte = static_cast<char>(key);
         return tinyrl_insert_silently(editor, &byte, 1) == 0;
     }
     return editor->default_handler != nullptr && editor->default_handler(editor, key);
@@ -79,33 +79,33 @@ int remove_bytes(tinyrl *editor, size_t start, size_t count)
 
 bool key_delete(tinyrl *editor, int /*key*/)
 {
-    size_t length = tinyrl_length_after_point(editor);
+    const size_t length = tinyrl_length_after_point(editor);
     return length > 0 && remove_bytes(editor, editor->point, length) == 0;
 }
 
 bool key_backspace(tinyrl *editor, int /*key*/)
 {
-    size_t length = tinyrl_length_before_point(editor);
+    const size_t length = tinyrl_length_before_point(editor);
     return length > 0 && remove_bytes(editor, editor->point - length, length) == 0;
 }
 
 bool key_left(tinyrl *editor)
 {
-    size_t length = tinyrl_length_before_point(editor);
+    const size_t length = tinyrl_length_before_point(editor);
     editor->point -= length;
     return length > 0;
 }
 
 bool key_right(tinyrl *editor)
 {
-    size_t length = tinyrl_length_after_point(editor);
+    const size_t length = tinyrl_length_after_point(editor);
     editor->point += length;
     return length > 0;
 }
 
 bool key_kill_to_end(tinyrl *editor, int /*key*/)
 {
-    size_t length = editor->end - editor->point;
+    const size_t length = editor->end - editor->point;
     if (tinyrl_set_kill_string(editor, editor->line + editor->point, length) != 0)
         return false;
     return length == 0 || remove_bytes(editor, editor->point, length) == 0;

@@ -72,7 +72,7 @@ int extend_buffer(tinyrl *editor, size_t length)
     size_t size = editor->max_line_length;
     if (size == 0)
         size = length > editor->buffer_size + spare ? length : editor->buffer_size + spare;
-    size_t doubled = editor->buffer_capacity < SIZE_MAX / 2 ? editor->buffer_capacity * 2 : 0;
+    const size_t doubled = editor->buffer_capacity < SIZE_MAX / 2 ? editor->buffer_capacity * 2 : 0;
     if (size >= editor->buffer_capacity &&
         move_buffer(editor, size < doubled ? doubled : size + 1) != 0)
         return -1;
@@ -154,8 +154,8 @@ void tinyrl_delete_text(tinyrl *editor, size_t start, size_t end)
         tinyrl_ding(editor);
         return;
     }
-    size_t last = end < editor->end ? end : editor->end - 1;
-    size_t rest = editor->end - (last + 1);
+    const size_t last = end < editor->end ? end : editor->end - 1;
+    const size_t rest = editor->end - (last + 1);
     note_change(editor, start);
     memmove(editor->buffer + start, editor->buffer + last + 1, rest + 1);
     editor->point = point_after_removal(editor->point, start, last);

@@ -41,7 +41,7 @@ size_t longest_match(char *const *matches)
 {
     size_t longest = 0;
     for (size_t i = 0; matches[i] != nullptr; i++) {
-        size_t length = strlen(matches[i]);
+        const size_t length = strlen(matches[i]);
         longest = length > longest ? length : longest;
     }
     return longest;
@@ -81,7 +81,7 @@ bool are_variants(char *const *matches)
 // Puts word in the place of what stands from start to the cursor; 0 or -1.
 int replace_word(tinyrl *editor, size_t start, const char *word)
 {
-    size_t length = strlen(word);
+    const size_t length = strlen(word);
     if (editor->point - start == length && stands_at(editor, start, word, length))
         return 0;
     if (editor->point > start)
@@ -94,10 +94,10 @@ int replace_word(tinyrl *editor, size_t start, const char *word)
 void tinyrl_display_matches(tinyrl *editor, char *const *matches, size_t count, size_t longest)
 {
     tinyrl_check(matches != nullptr, "matches", "tinyrl.c", "tinyrl_display_matches");
-    auto width = static_cast<size_t>(terminal_get_width(editor->terminal));
-    size_t columns = longest < width ? (width + 1) / (longest + 1) : 1;
+    const auto width = static_cast<size_t>(terminal_get_width(editor->terminal));
+    const size_t columns = longest < width ? (width + 1) / (longest + 1) : 1;
     for (size_t i = 0; i < count; i++) {
-        bool is_last_column = i % columns == columns - 1;
+        const bool is_last_column = i % columns == columns - 1;
         tinyrl_print_safe(editor, matches[i], is_last_column ? 0 : longest);
         if (!is_last_column)
             tinyrl_printf(editor, " ");
@@ -110,8 +110,8 @@ bool tinyrl_complete_matches(tinyrl *editor, size_t start, char *const *matches,
 {
     if (matches == nullptr || matches[0] == nullptr || matches[0][0] == '\0')
         return false;
-    common_text common = find_common_text(matches);
-    bool is_changed = !stands_at(editor, start, matches[0], common.length);
+    const common_text common = find_common_text(matches);
+    const bool is_changed = !stands_at(editor, start, matches[0], common.length);
     if (is_changed) {
         tinyrl_delete_text(editor, start, editor->point);
         if (!tinyrl_insert_text(editor, matches[0], common.length))

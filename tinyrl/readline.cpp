@@ -45,7 +45,7 @@ bool collect(key_state *state, int byte, terminal_key *key)
 // Whether byte ends a character, which is the time to draw it.
 bool ends_character(const tinyrl *editor, key_state *state, int byte)
 {
-    char text = static_cast<char>(byte);
+    const char text = static_cast<char>(byte);
     if (!editor->utf8)
         return true;
     const size_t length = code_point_length(text);
@@ -75,7 +75,7 @@ void handle_byte(tinyrl *editor, key_state *state, int byte)
         state->length = 0;
         state->missing_bytes = 0;
     } else {
-        bool is_whole = ends_character(editor, state, byte);
+        const bool is_whole = ends_character(editor, state, byte);
         finish_key(editor, editor->handlers[byte](editor, byte), is_whole);
     }
 }
@@ -87,7 +87,7 @@ int read_keys(tinyrl *editor)
     key_state state = {};
     while (!editor->done) {
         terminal_flush(editor->terminal);
-        int byte = terminal_get_char(editor->terminal);
+        const int byte = terminal_get_char(editor->terminal);
         if (byte == terminal_input_timeout) {
             if (editor->timeout_handler(editor))
                 return -1;
@@ -148,7 +148,7 @@ void remove_zero_bytes(char *piece, size_t length)
 // Ends a line that nobody types; a line that lacks a piece is not to be used.
 int finish_line(tinyrl *editor, bool is_whole)
 {
-    bool is_accepted = editor->handlers[enter](editor, enter);
+    const bool is_accepted = editor->handlers[enter](editor, enter);
     return is_whole && is_accepted ? 0 : ENOEXEC;
 }
 
@@ -163,7 +163,7 @@ int read_pieces(tinyrl *editor)
     bool at_end = false;
     while (is_full && !at_end) {
         terminal_flush(editor->terminal);
-        size_t length = terminal_read_piece(editor->terminal, piece, sizeof piece);
+        const size_t length = terminal_read_piece(editor->terminal, piece, sizeof piece);
         is_full = length == sizeof piece - 1;
         at_end = length == 0 || (!is_full && terminal_input_ended(editor->terminal));
         remove_zero_bytes(piece, length);

@@ -29,7 +29,7 @@ long columns(const tinyrl *editor, const char *text, size_t length)
 
 int as_count(long difference)
 {
-    long magnitude = difference < 0 ? -difference : difference;
+    const long magnitude = difference < 0 ? -difference : difference;
     return magnitude < INT_MAX ? static_cast<int>(magnitude) : INT_MAX;
 }
 
@@ -37,8 +37,8 @@ int as_count(long difference)
 // (before it, when count is negative).
 void move_back(const tinyrl *editor, long width, long target, long count)
 {
-    long rows = (target + count) / width - target / width;
-    long back = (target + count) % width - target % width;
+    const long rows = (target + count) / width - target / width;
+    const long back = (target + count) % width - target % width;
     if (back > 0)
         terminal_cursor_back(editor->terminal, as_count(back));
     else if (back < 0)
@@ -74,8 +74,8 @@ size_t start_drawing(const tinyrl *editor, const char *line, int width)
         terminal_printf(editor->terminal, "%s", editor->prompt != nullptr ? editor->prompt : "");
         return 0;
     }
-    size_t from = common_prefix(editor, line);
-    long target = columns(editor, line, from);
+    const size_t from = common_prefix(editor, line);
+    const long target = columns(editor, line, from);
     move_back(editor, width, target, columns(editor, drawn->text, drawn->point) - target);
     return from;
 }
@@ -110,7 +110,7 @@ int make_room_for_copy(drawn_line *drawn, size_t length)
 {
     if (drawn->text != nullptr && length < drawn->size)
         return 0;
-    size_t size = length + length / 2 + 1;
+    const size_t size = length + length / 2 + 1;
     char *text = static_cast<char *>(calloc(1, size));
     if (text == nullptr)
         return -1;
@@ -131,7 +131,7 @@ void remember(tinyrl *editor, const char *line, int width)
         tinyrl_forget_drawn_line(editor);
         return;
     }
-    size_t same = drawn->unchanged;
+    const size_t same = drawn->unchanged;
     memcpy_s(drawn->text + same, drawn->size - same, line + same, editor->end - same);
     drawn->text[editor->end] = '\0';
     drawn->length = editor->end;
@@ -151,11 +151,11 @@ void tinyrl_forget_drawn_line(tinyrl *editor)
 void tinyrl_redisplay(tinyrl *editor)
 {
     const char *line = editor->line != nullptr ? editor->line : "";
-    int width = terminal_get_width(editor->terminal);
-    size_t from = start_drawing(editor, line, width);
-    bool appeared = show(editor, line + from, editor->end - from);
-    long before = columns(editor, line, editor->point);
-    long behind = columns(editor, line + editor->point, editor->end - editor->point);
+    const int width = terminal_get_width(editor->terminal);
+    const size_t from = start_drawing(editor, line, width);
+    const bool appeared = show(editor, line + from, editor->end - from);
+    const long before = columns(editor, line, editor->point);
+    const long behind = columns(editor, line + editor->point, editor->end - editor->point);
     if (appeared && (before + behind) % width == 0)
         terminal_next_line(editor->terminal);
     if (was_longer(editor, line))

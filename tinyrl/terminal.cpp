@@ -77,7 +77,7 @@ int terminal_printf(const struct terminal *terminal, const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    int written = terminal_vprintf(terminal, format, arguments);
+    const int written = terminal_vprintf(terminal, format, arguments);
     va_end(arguments);
     return written;
 }

@@ -75,11 +75,11 @@ bool wait_after_failure(int descriptor)
 int read_byte(int descriptor, int timeout)
 {
     for (;;) {
-        int result = timeout > 0 ? wait_for_input(descriptor, timeout) : 0;
+        const int result = timeout > 0 ? wait_for_input(descriptor, timeout) : 0;
         if (result < 0)
             return result;
         unsigned char byte = 0;
-        ssize_t count = read(descriptor, &byte, 1);
+        const ssize_t count = read(descriptor, &byte, 1);
         if (count == 1)
             return byte;
         if (count == 0)
@@ -155,9 +155,9 @@ int terminal_get_char(struct terminal *terminal)
     if (terminal->input == nullptr)
         return terminal_input_error;
     sigset_t previous;
-    int descriptor = fileno(terminal->input);
+    const int descriptor = fileno(terminal->input);
     open_window(terminal, &previous);
-    int result = read_byte(descriptor, terminal->timeout);
+    const int result = read_byte(descriptor, terminal->timeout);
     close_window(terminal, &previous);
     terminal->ended = terminal->ended || result == terminal_input_end;
     terminal->failed = terminal->failed || result == terminal_input_error;
@@ -177,7 +177,7 @@ size_t terminal_read_piece(struct terminal *terminal, char *piece, size_t size)
     open_window(terminal, &previous);
     do {
         used = read_more(input, piece, size, used);
-        bool complete = used == size - 1 || (used > 0 && piece[used - 1] == '\n');
+        const bool complete = used == size - 1 || (used > 0 && piece[used - 1] == '\n');
         again = !complete && ferror(input) != 0 && wait_after_failure(fileno(input));
         if (again)
             clearerr(input);

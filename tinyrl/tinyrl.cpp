@@ -103,7 +103,7 @@ int tinyrl_printf(tinyrl *editor, const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    int written = terminal_vprintf(editor->terminal, format, arguments);
+    const int written = terminal_vprintf(editor->terminal, format, arguments);
     va_end(arguments);
     return written;
 }
@@ -114,8 +114,8 @@ void tinyrl_print_safe(tinyrl *editor, const char *text, size_t width)
     size_t written = 0;
     while (left > 0) {
         bool safe = false;
-        size_t length = terminal_text_next(text, left, &safe);
-        size_t shown = safe ? length : 1;
+        const size_t length = terminal_text_next(text, left, &safe);
+        const size_t shown = safe ? length : 1;
         terminal_write(editor->terminal, safe ? text : "?", shown);
         text += length;
         left -= length;
