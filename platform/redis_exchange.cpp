@@ -62,7 +62,7 @@ int send_all(redisContext *connection, const char *text, size_t length, long lon
     return 0;
 }
 
-// The functions of every reader at first; guarded until they are known.
+// The functions that every reader has at first; guarded until they are known.
 pthread_mutex_t functions_lock = PTHREAD_MUTEX_INITIALIZER;
 
 redisReplyObjectFunctions *usual_functions;

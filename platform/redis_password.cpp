@@ -42,7 +42,7 @@ int read_whole(int descriptor, password *result)
     return 0;
 }
 
-// Null, or what is wrong with an open file.
+// Reads the password from an open file. Null, or what is wrong with the file.
 const char *read_password(int descriptor, password *result)
 {
     struct stat status;

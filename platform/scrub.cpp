@@ -1,5 +1,5 @@
-// Which vector registers there are is asked at run time, for the C library chooses
-// its string functions by the processor, too. The registers stand in the
+// Which vector registers there are is asked at run time, because the C library
+// chooses its string functions by the processor, too. The registers stand in the
 // instructions, and again as what these change, so that no compiler keeps anything
 // in one of them meanwhile.
 #include "scrub.h"
@@ -137,8 +137,8 @@ constexpr unsigned long has_all_vectors = 1UL << 19;
 #define FIRST_VECTORS // the compiler uses none and does not know their names
 #endif
 
-// vmov d0, r0, r0 up to d7, as numbers, for the assembler refuses instructions of a
-// unit that it is not told of. A call preserves d8 to d15.
+// vmov d0, r0, r0 up to d7, as numbers, because the assembler refuses instructions of
+// a unit that it is not told of. A call preserves d8 to d15.
 void clear_first_vectors()
 {
     __asm__ __volatile__("mov r0, #0\n\t"

@@ -12,7 +12,7 @@ struct code_range {
     uint32_t last;
 };
 
-// Controls, what turns a line or ends it, and what Unicode says nothing is shown of
+// Controls, what turns a line or ends it, and what Unicode says is not to be seen
 // (Default_Ignorable_Code_Point).
 constexpr code_range unsafe_ranges[] = {
     {0x0000, 0x001f},   // controls

@@ -7,7 +7,7 @@
 [[noreturn]] void tinyrl_check_failed(const char *expression, const char *file,
                                       const char *function);
 
-// Returns when holds is true and never otherwise.
+// Does nothing where the expression holds, and does not return where it does not.
 inline void tinyrl_check(bool holds, const char *expression, const char *file, const char *function)
 {
     if (!holds)

@@ -10,7 +10,7 @@
 namespace
 {
 
-// A list of candidates as seen by the one who inserts their prefix.
+// What all candidates begin with.
 struct common_text {
     size_t length;
     bool is_candidate; // a candidate ends where the prefix ends
@@ -68,7 +68,7 @@ void free_matches(char **matches)
     free(matches);
 }
 
-// Whether all candidates are the first one in other letters' case.
+// Whether the candidates differ in upper and lower case only.
 bool are_variants(char *const *matches)
 {
     for (size_t i = 1; matches[i] != nullptr; i++) {

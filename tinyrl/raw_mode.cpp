@@ -17,7 +17,7 @@
 namespace
 {
 
-// The terminal that is in raw mode now. Whatever thread a signal strikes looks here.
+// The terminal that is in raw mode now; any thread may be the one that a signal strikes.
 std::atomic<raw_mode *> active_mode = nullptr;
 
 // A failure has no remedy: the terminal has gone.
@@ -29,7 +29,7 @@ void apply(int descriptor, int when, const termios *settings)
     } while (result < 0 && errno == EINTR);
 }
 
-// What somebody sends to end a process; in raw mode no key does.
+// What ends a process from outside: in raw mode no key sends them.
 constexpr int ending_signals[] = {SIGHUP, SIGINT, SIGQUIT};
 
 // The signal then ends the process as if nobody had caught it.
@@ -42,8 +42,8 @@ void rescue_and_end(int number)
     kill(getpid(), number);
 }
 
-// Gives the signals that old handles to wanted; whoever has a handler of his own
-// or ignores a signal keeps it so.
+// Hands the signals that old handles to wanted. A signal that the program handles
+// itself, or ignores, stays as it is.
 void change_handler(void (*old)(int), void (*wanted)(int))
 {
     for (int number : ending_signals) {
@@ -65,7 +65,8 @@ void rescue_at_exit()
         is_registered = atexit(raw_mode_rescue) == 0;
 }
 
-// The mode counts as active until it is left, which may take the terminal long.
+// The mode counts as active until the terminal has its settings back, which may take
+// long.
 void leave(raw_mode *mode, int when)
 {
     if (mode->is_active) {

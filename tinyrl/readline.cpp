@@ -145,7 +145,8 @@ void remove_zero_bytes(char *piece, size_t length)
     piece[kept] = '\0';
 }
 
-// Ends a line that nobody types; a line that lacks a piece is not to be used.
+// Ends a line that was not typed. Returns 0, or an error number for a line that lacks
+// a piece or that the Enter key refuses.
 int finish_line(tinyrl *editor, bool is_whole)
 {
     const bool is_accepted = editor->handlers[enter](editor, enter);

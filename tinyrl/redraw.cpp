@@ -33,8 +33,8 @@ int as_count(long difference)
     return magnitude < INT_MAX ? static_cast<int>(magnitude) : INT_MAX;
 }
 
-// Moves the cursor to the column position target from the one count behind it
-// (before it, when count is negative).
+// Moves the cursor back by count columns, to the column target; forward when count is
+// negative.
 void move_back(const tinyrl *editor, long width, long target, long count)
 {
     const long rows = (target + count) / width - target / width;
@@ -95,7 +95,8 @@ bool show(const tinyrl *editor, const char *text, size_t length)
     return length > 0;
 }
 
-// A wide character may have given way to more bytes that take fewer columns.
+// Whether what was drawn reaches further than the line. A wide character may have given
+// way to more bytes that take fewer columns.
 bool was_longer(const tinyrl *editor, const char *line)
 {
     const drawn_line *drawn = &editor->drawn;
@@ -155,13 +156,13 @@ void tinyrl_redisplay(tinyrl *editor)
     const size_t from = start_drawing(editor, line, width);
     const bool appeared = show(editor, line + from, editor->end - from);
     const long before = columns(editor, line, editor->point);
-    const long behind = columns(editor, line + editor->point, editor->end - editor->point);
-    if (appeared && (before + behind) % width == 0)
+    const long after = columns(editor, line + editor->point, editor->end - editor->point);
+    if (appeared && (before + after) % width == 0)
         terminal_next_line(editor->terminal);
     if (was_longer(editor, line))
         terminal_erase_down(editor->terminal);
     if (editor->point < editor->end)
-        move_back(editor, width, before, behind);
+        move_back(editor, width, before, after);
     terminal_flush(editor->terminal);
     remember(editor, line, width);
 }

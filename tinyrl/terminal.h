@@ -3,8 +3,8 @@
 // Conventions: either stream may be null, which means "none"; streams belong to
 // the caller. A terminal reads its input either byte by byte, straight from the
 // descriptor, or in pieces, through the stream: never both. Output is written to
-// the stream and stays there until it is flushed. Functions that write return
-// what printf returns.
+// the stream and stays there until it is flushed. terminal_printf and
+// terminal_vprintf return what printf returns; 0 without an output.
 #ifndef VANDEL_TINYRL_TERMINAL_H
 #define VANDEL_TINYRL_TERMINAL_H
 

@@ -1,10 +1,9 @@
-// Input of a terminal: bytes, pieces of lines, and the keys behind sequences.
+// Input of a terminal: bytes, pieces of lines, and the keys that sequences stand for.
 //
-// Whoever stops this program with a signal must find it able to stop: while
-// input is waited for, and only then, the thread runs under the wait mask. A
-// handler may therefore strike inside the window, so nothing in it allocates or
-// writes: bytes come from read, and a stream gets its buffer when it is
-// attached, not at its first use.
+// A signal that ends the program is let in while the thread waits for input, and only
+// then: this is what the wait mask is for. Its handler may strike anywhere in that
+// window, so nothing there allocates or writes: bytes come from read, and a stream
+// gets its buffer when it is attached, not at its first use.
 #include "tinyrl/terminal.h"
 
 #include <errno.h>

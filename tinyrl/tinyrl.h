@@ -1,7 +1,8 @@
 // A line editor for terminals that reads piped input as well.
 //
-// Conventions: positions are byte indexes into the line; a function that
-// returns bool returns false for failure. The editor is used by one thread.
+// Conventions: positions are byte indexes into the line. A key's handler answers
+// whether it could do its work, and so does what a handler may end with, such as
+// tinyrl_insert_text. The editor is used by one thread.
 // Every function but tinyrl_new requires an editor; a null one is a programming
 // error. The line exists only while a read is in progress: editing it at any
 // other time is a programming error too. Programming errors that are checked
@@ -17,7 +18,8 @@
 struct history;
 struct tinyrl;
 
-// Does what a key stands for; false rings the bell. key is 0 to 255.
+// Does what a key, 0 to 255, stands for. Returns whether it could; the bell rings when
+// it could not.
 using tinyrl_key_handler = bool(tinyrl *editor, int key);
 
 // Finds what the word from start to end of line may become: a heap array, ended
@@ -25,7 +27,7 @@ using tinyrl_key_handler = bool(tinyrl *editor, int key);
 using tinyrl_completion_handler = char **(tinyrl *editor, const char *line, size_t start,
                                           size_t end);
 
-// Called when no key came in time: true ends the read, false keeps waiting.
+// Called when no key came in time; returns whether that ends the read.
 using tinyrl_timeout_handler = bool(tinyrl *editor);
 
 // Called with every byte read from the terminal, before it is acted on.
@@ -42,8 +44,8 @@ tinyrl *tinyrl_new(FILE *in, FILE *out, size_t history_limit, tinyrl_completion_
 // for input, provided that the handler does not return.
 void tinyrl_delete(tinyrl *editor);
 
-// Calls handler (not null) for key from now on. False: key is not 0 to 255. Byte
-// 27 always starts an escape sequence, whatever is bound to it.
+// Binds handler (not null) to a key; returns whether key is one, 0 to 255. Byte 27
+// always starts an escape sequence, whatever is bound to it.
 bool tinyrl_bind_key(tinyrl *editor, int key, tinyrl_key_handler *handler);
 
 // Reads a line, showing prompt, which must stay valid for the length of the
@@ -68,13 +70,14 @@ const char *tinyrl_get_line(const tinyrl *editor);
 size_t tinyrl_get_point(const tinyrl *editor);
 
 // Inserts length bytes of text, none of them 0 and none of them the line's own,
-// at the cursor, which moves behind them. Nothing is drawn. False, after the
-// bell: no memory, or the line would reach the maximum length.
+// at the cursor, which then stands after them. Nothing is drawn. Returns whether they
+// went in: without memory, or where the line would reach its maximum length, the
+// bell rings.
 bool tinyrl_insert_text(tinyrl *editor, const char *text, size_t length);
 
-// Removes the bytes from start to end, both included; end may lie behind the
-// line. When end is before start, one byte at end goes. A start at or behind
-// the line's end removes nothing. Nothing is drawn.
+// Removes the bytes from start to end, both included; end may lie after the line.
+// When end is before start, only the byte at end goes. Where start is at the line's
+// end or after it, nothing goes. Nothing is drawn.
 void tinyrl_delete_text(tinyrl *editor, size_t start, size_t end);
 
 // Draws what differs from what was drawn last, and flushes.

@@ -15,8 +15,8 @@
 #define VANDEL_PLATFORM_SCRUB_H
 
 // Clears all vector and mask registers that the processor has, and the general
-// ones, as far as a call may change them; the others hold no text, for no string
-// function uses them. Elsewhere than on x86 and ARM it does nothing.
+// ones, as far as a call may change them; the others hold no text, because no
+// string function uses them. Elsewhere than on x86 and ARM it does nothing.
 void scrub_registers();
 
 // The same, and overwrites the stack below the caller: deeper than any command
