@@ -4,14 +4,13 @@
 // which is the case that libxml2 handles best.
 #include "link/xml_memory.h"
 
+#include <libxml/xmlmemory.h>
+#include <malloc.h>
+#include <pthread.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
-
-#include <libxml/xmlmemory.h>
-#include <malloc.h>
-#include <pthread.h>
 
 #include "base/text.h"
 #include "bounded.h"

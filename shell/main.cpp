@@ -7,21 +7,26 @@
 #include "shell/arguments.h"
 #include "shell/startup.h"
 
+namespace
+{
+
 // A core would hold every password that is staged or typed. The process stays
 // dumpable: otherwise its own user could not attach a debugger to it.
-static void forbid_cores()
+void forbid_cores()
 {
     const struct rlimit none = {0, 0};
     setrlimit(RLIMIT_CORE, &none);
 }
 
-static int run(int argc, char **argv)
+int run(int argc, char **argv)
 {
     const heap_text line = take_arguments(argc - 1, argv + 1);
     if (vandel_init() != 0)
         return -1;
     return argc <= 1 ? run_interactive() : run_oneshot(line.get());
 }
+
+} // namespace
 
 int main(int argc, char **argv)
 {

@@ -1,10 +1,9 @@
 #include "shell/startup.h"
 
-#include <stdlib.h>
-#include <string.h>
-
 #include <errno.h>
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <time.h>
 #include <unistd.h>
 
