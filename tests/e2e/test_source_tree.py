@@ -1,10 +1,11 @@
-"""The source tree: who stands on whom."""
+"""The source tree: who stands on whom, and in what voice it is written."""
 
 import json
 import os
 import re
 import subprocess
 
+import pytest
 from support.shell import BUILD, ROOT
 
 # Each folder, and those that it stands on.
@@ -151,3 +152,64 @@ def test_only_the_top_knows_the_editor():
 
 def test_the_session_record_includes_nothing_of_ours():
     assert INCLUDES["base/session.h"] == []
+
+
+# The folders of one voice, as far as neither clang-format nor clang-tidy hears it.
+ONE_VOICE = [*STOREYS, "platform", "format"]
+LITERAL = re.compile(r'"(?:[^"\\\n]|\\.)*"|\'(?:[^\'\\\n]|\\.)\'')
+C_HEADERS = (
+    "assert|ctype|errno|limits|locale|math|signal|stdarg|stddef|stdint|stdio|stdlib|string|time"
+)
+ONE_LINE = r" \{\n\1    \S[^\n]*;\n\1\}"
+DISCORDS = {
+    "comments in /* */": r"/\*(?!\w+\*/)",
+    "static at file level": r"(?m)^static ",
+    "C headers by another name": rf"(?m)^#include <c(?:{C_HEADERS})>",
+    "steps before the name": r"(?m)(?:^ *|[;,] )(?:\+\+|--)\w+(?=[;,)])",
+    "braces around single lines": r"(?m)^( *)(?:if|for|while) \([^{}]*?\)"
+    + ONE_LINE
+    + r"(?: else(?: if \([^{}]*?\))?"
+    + ONE_LINE
+    + r")*$",
+}
+
+
+def read_sources():
+    """{path from the root: text} of the folders of one voice."""
+    found = {}
+    for path in INCLUDES:
+        if path.split("/")[0] in ONE_VOICE:
+            with open(os.path.join(ROOT, path), encoding="utf-8") as source:
+                found[path] = source.read()
+    return found
+
+
+SOURCES = read_sources()
+
+
+@pytest.mark.parametrize("discord", DISCORDS.values(), ids=DISCORDS)
+def test_one_voice(discord):
+    heard = []
+    for path, text in SOURCES.items():
+        code = LITERAL.sub("0", text)
+        for found in re.finditer(discord, code):
+            line = code.count("\n", 0, found.start()) + 1
+            heard.append(f"{path}:{line}")
+    assert heard == []
+
+
+def order_of_includes(text):
+    """A letter for each block of includes: System, Ours, Mixed; a header that is alone, o."""
+    run = re.search(r"(?m)(?:^#include .*\n+)+", text)
+    letters = ""
+    for block in run.group().strip().split("\n\n") if run else ():
+        kinds = set(re.findall(r'(?m)^#include ([<"])', block))
+        ours = "O" if "\n" in block else "o"
+        letters += "M" if len(kinds) > 1 else "S" if "<" in kinds else ours
+    return letters
+
+
+def test_a_file_includes_its_own_header_then_the_system_s_then_ours():
+    orders = {path: order_of_includes(text) for path, text in SOURCES.items()}
+    assert {path: order for path, order in orders.items()
+            if not re.fullmatch("o?S?[oO]?", order)} == {}  # fmt: skip
