@@ -8,11 +8,11 @@
 // not: where the C library looks for a user, it ends the process by itself when
 // there is no memory.
 #include <atomic>
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <dlfcn.h>
+#include <errno.h>
 #include <pwd.h>
+#include <stdio.h>
+#include <stdlib.h>
 
 extern "C" {
 void *__libc_malloc(size_t size);
@@ -20,9 +20,14 @@ void *__libc_calloc(size_t count, size_t size);
 void *__libc_realloc(void *block, size_t size);
 }
 
-static std::atomic<unsigned long> calls_made;
-static unsigned long failing_call; // 0: none
-static std::atomic<bool> in_getpwuid;
+namespace
+{
+
+std::atomic<unsigned long> calls_made;
+unsigned long failing_call; // 0: none
+std::atomic<bool> in_getpwuid;
+
+} // namespace
 
 __attribute__((constructor)) static void start_counting()
 {
@@ -42,14 +47,18 @@ __attribute__((destructor)) static void tell()
     }
 }
 
-static bool fails()
+namespace
 {
-    if (in_getpwuid || ++calls_made != failing_call) {
+
+bool fails()
+{
+    if (in_getpwuid || ++calls_made != failing_call)
         return false;
-    }
     errno = ENOMEM;
     return true;
 }
+
+} // namespace
 
 extern "C" void *malloc(size_t size)
 {

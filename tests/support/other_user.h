@@ -2,9 +2,9 @@
 #ifndef VANDEL_TESTS_OTHER_USER_H
 #define VANDEL_TESTS_OTHER_USER_H
 
-#include <csignal>
-#include <cstring>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <string.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -25,9 +25,8 @@ struct other_listener {
         ASSERT_EQ(pipe(ready), 0);
         pid = fork();
         ASSERT_GE(pid, 0);
-        if (pid == 0) {
+        if (pid == 0)
             listen_as_other(path, ready[1]);
-        }
         close(ready[1]);
         char letter = 0;
         EXPECT_EQ(read(ready[0], &letter, 1), 1);
@@ -53,9 +52,8 @@ struct other_listener {
             bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
             chmod(path.c_str(), 0777) == 0 && listen(listener, 8) == 0 &&
             write(ready, "r", 1) == 1) {
-            for (;;) {
+            for (;;)
                 pause();
-            }
         }
         _exit(1);
     }
@@ -66,9 +64,8 @@ template <typename Function>
 int as_other_user(Function function)
 {
     pid_t pid = fork();
-    if (pid == 0) {
+    if (pid == 0)
         _exit(setuid(other_user) == 0 ? function() : 255);
-    }
     int status = 0;
     waitpid(pid, &status, 0);
     return WIFEXITED(status) && WEXITSTATUS(status) != 255 ? WEXITSTATUS(status) : -1;

@@ -2,19 +2,19 @@
 #ifndef VANDEL_TESTS_REDIS_WORLD_H
 #define VANDEL_TESTS_REDIS_WORLD_H
 
-#include "redisapi.h"
-
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "redisapi.h"
 
 // A redis-server of our own on a Unix socket, stopped by its process id.
 struct own_redis {
@@ -38,9 +38,8 @@ struct own_redis {
             redisContext *connection = redisConnectUnix(socket_path.c_str());
             bool there = connection != nullptr && connection->err == 0;
             redisFree(connection);
-            if (there) {
+            if (there)
                 return;
-            }
             usleep(20000);
         }
         FAIL() << "redis-server did not start";
@@ -99,9 +98,8 @@ struct redisapi_test : testing::Test {
     {
         redisReply *reply = redis_hash_get_bin_safe(connection, hash.data(), hash.size(),
                                                     field.data(), field.size());
-        if (reply == nullptr) {
+        if (reply == nullptr)
             return "(null)";
-        }
         std::string value(reply->str, reply->len);
         redis_freereply(reply);
         return value;
@@ -143,9 +141,8 @@ struct fake_redis {
     static void *run(void *object)
     {
         auto *self = static_cast<fake_redis *>(object);
-        for (int far; (far = accept(self->listener, nullptr, nullptr)) >= 0; close(far)) {
+        for (int far; (far = accept(self->listener, nullptr, nullptr)) >= 0; close(far))
             self->serve(far);
-        }
         return nullptr;
     }
     void serve(int far) const
@@ -157,9 +154,8 @@ struct fake_redis {
                 continue;
             }
             for (char letter : reply) {
-                if (send(far, &letter, 1, MSG_NOSIGNAL) != 1) {
+                if (send(far, &letter, 1, MSG_NOSIGNAL) != 1)
                     return;
-                }
                 usleep(static_cast<useconds_t>(delay_us));
             }
         }

@@ -1,6 +1,6 @@
 #include "tests/support/scripted_server.h"
 
-#include <cstring>
+#include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
@@ -79,35 +79,30 @@ void scripted_server::start()
 {
     thread = std::thread([this] {
         for (const auto &step : steps) {
-            if (!step()) {
+            if (!step())
                 return;
-            }
         }
     });
 }
 
 const std::vector<server_frame> &scripted_server::finish()
 {
-    if (thread.joinable()) {
+    if (thread.joinable())
         thread.join();
-    }
     return received;
 }
 
 bool scripted_server::receive()
 {
     char header[header_size];
-    if (recv(connection, header, sizeof header, MSG_WAITALL) !=
-        static_cast<ssize_t>(sizeof header)) {
+    if (recv(connection, header, sizeof header, MSG_WAITALL) != static_cast<ssize_t>(sizeof header))
         return false;
-    }
     server_frame frame = {field_at<uint32_t>(header, 0), field_at<uint32_t>(header, 4),
                           field_at<uint16_t>(header, 8), field_at<uint16_t>(header, 10), ""};
     frame.body.resize(frame.length);
     if (frame.length > 0 && recv(connection, frame.body.data(), frame.length, MSG_WAITALL) !=
-                                static_cast<ssize_t>(frame.length)) {
+                                static_cast<ssize_t>(frame.length))
         return false;
-    }
     received.push_back(std::move(frame));
     return true;
 }
@@ -117,9 +112,8 @@ void scripted_server::send(const std::string &bytes)
     size_t done = 0;
     while (done < bytes.size()) {
         ssize_t count = ::send(connection, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
-        if (count <= 0) {
+        if (count <= 0)
             return;
-        }
         done += static_cast<size_t>(count);
     }
 }

@@ -6,8 +6,8 @@
 #ifndef VANDEL_TESTS_SCRIPTED_SERVER_H
 #define VANDEL_TESTS_SCRIPTED_SERVER_H
 
-#include <cstdint>
 #include <functional>
+#include <stdint.h>
 #include <string>
 #include <thread>
 #include <vector>

@@ -1,26 +1,26 @@
-/* Reads lines with the line editor and reports each of them: the program that
- * tests run in a pseudo-terminal.
- *
- * --report FD   write to FD, line by line: "key NUMBER" for each byte read,
- *               "line HEX" for each line, "none ERRNO" for a read without one;
- *               without it the last two go to standard output
- * --gate FD     wait for a byte on FD before each read but the first; exit with
- *               status 0 at its end
- * --prompt TEXT --history LIMIT --utf8 --maximum BYTES --timeout SECONDS
- * --hidden      do not show what is typed; --stars shows asterisks
- * --patient     a time-out does not end the read
- * --words LIST  Tab completes the blank-separated words of LIST
- * --mask        SIGTERM is deliverable only while the editor waits
- *
- * Lines that are not empty are remembered. The line "quit" and a read without a
- * line end the program. Ctrl-T exits with status 3 inside the read; Ctrl-X breaks
- * a rule of the editor's interface. */
-#include <cerrno>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+// Reads lines with the line editor and reports each of them: the program that
+// tests run in a pseudo-terminal.
+//
+// --report FD   write to FD, line by line: "key NUMBER" for each byte read,
+//               "line HEX" for each line, "none ERRNO" for a read without one;
+//               without it the last two go to standard output
+// --gate FD     wait for a byte on FD before each read but the first; exit with
+//               status 0 at its end
+// --prompt TEXT --history LIMIT --utf8 --maximum BYTES --timeout SECONDS
+// --hidden      do not show what is typed; --stars shows asterisks
+// --patient     a time-out does not end the read
+// --words LIST  Tab completes the blank-separated words of LIST
+// --mask        SIGTERM is deliverable only while the editor waits
+//
+// Lines that are not empty are remembered. The line "quit" and a read without a
+// line end the program. Ctrl-T exits with status 3 inside the read; Ctrl-X breaks
+// a rule of the editor's interface.
+#include <errno.h>
 #include <getopt.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -57,9 +57,8 @@ void report(const std::string &text)
         return;
     }
     std::string line = text + "\n";
-    if (write(chosen.report, line.data(), line.size()) < 0) {
+    if (write(chosen.report, line.data(), line.size()) < 0)
         _exit(4);
-    }
 }
 
 void report_key(struct tinyrl * /*editor*/, int key)
@@ -81,9 +80,8 @@ bool complete_word(struct tinyrl *asking, int /*key*/)
     std::string typed = line.substr(start, point - start);
     std::vector<char *> matches;
     for (std::string &word : chosen.words) {
-        if (word.compare(0, typed.size(), typed) == 0) {
+        if (word.compare(0, typed.size(), typed) == 0)
             matches.push_back(word.data());
-        }
     }
     matches.push_back(nullptr);
     tinyrl_complete_matches(asking, start, matches.data(), false);
@@ -119,9 +117,8 @@ std::vector<std::string> split(const char *text)
             word.clear();
         }
     }
-    if (!word.empty()) {
+    if (!word.empty())
         words.push_back(word);
-    }
     return words;
 }
 
@@ -197,9 +194,8 @@ bool read_options(int argc, char **argv)
     };
     int option = 0;
     while ((option = getopt_long(argc, argv, "", options, nullptr)) != -1) {
-        if (!read_option(option)) {
+        if (!read_option(option))
             return false;
-        }
     }
     return optind == argc;
 }
@@ -224,21 +220,16 @@ void set_up_editor()
     tinyrl_set_utf8(editor, chosen.utf8);
     tinyrl_set_max_line_length(editor, chosen.maximum);
     tinyrl_set_timeout(editor, chosen.timeout);
-    if (chosen.report >= 0) {
+    if (chosen.report >= 0)
         tinyrl_set_keypress_hook(editor, report_key);
-    }
-    if (chosen.hidden || chosen.stars) {
+    if (chosen.hidden || chosen.stars)
         tinyrl_set_echo(editor, false, chosen.stars ? '*' : '\0');
-    }
-    if (chosen.patient) {
+    if (chosen.patient)
         tinyrl_set_timeout_handler(editor, keep_waiting);
-    }
-    if (!chosen.words.empty()) {
+    if (!chosen.words.empty())
         tinyrl_bind_key(editor, 9, complete_word);
-    }
-    if (chosen.mask) {
+    if (chosen.mask)
         set_up_signals();
-    }
 }
 
 std::string as_hex(const std::string &text)
@@ -253,14 +244,14 @@ std::string as_hex(const std::string &text)
     return hex;
 }
 
-/* False at the end of the gate. */
+// False at the end of the gate.
 bool pass_gate()
 {
     char byte = 0;
     return chosen.gate < 0 || read(chosen.gate, &byte, 1) == 1;
 }
 
-/* Returns whether another read is to follow. */
+// Returns whether another read is to follow.
 bool read_one_line()
 {
     char *line = tinyrl_readline(editor, chosen.prompt.c_str(), nullptr);
@@ -271,9 +262,8 @@ bool read_one_line()
     std::string text = line;
     free(line);
     report("line " + as_hex(text));
-    if (!text.empty()) {
+    if (!text.empty())
         history_add(tinyrl_get_history(editor), text.c_str());
-    }
     return text != "quit";
 }
 
@@ -281,13 +271,11 @@ bool read_one_line()
 
 int main(int argc, char **argv)
 {
-    if (!read_options(argc, argv)) {
+    if (!read_options(argc, argv))
         return 2;
-    }
     editor = tinyrl_new(stdin, stdout, chosen.history, nullptr);
-    if (editor == nullptr) {
+    if (editor == nullptr)
         return 2;
-    }
     set_up_editor();
     while (read_one_line() && pass_gate()) {
     }

@@ -1,15 +1,15 @@
-/* A line editor on a pseudo-terminal inside the test's own process.
- *
- * Keys are put into the terminal before the read starts; what the editor writes
- * is collected key by key. */
+// A line editor on a pseudo-terminal inside the test's own process.
+//
+// Keys are put into the terminal before the read starts; what the editor writes
+// is collected key by key.
 #ifndef TESTS_SUPPORT_TINYRL_SESSION_H
 #define TESTS_SUPPORT_TINYRL_SESSION_H
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
+#include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -19,7 +19,7 @@
 #include "tinyrl/history.h"
 #include "tinyrl/tinyrl.h"
 
-/* Both ends of a pseudo-terminal that passes every byte on as it is. */
+// Both ends of a pseudo-terminal that passes every byte on as it is.
 class pseudo_terminal
 {
   public:
@@ -53,7 +53,7 @@ class pseudo_terminal
         ioctl(slave, TIOCSWINSZ, &size);
     }
 
-    /* What has been written to the slave since the last call. */
+    // What has been written to the slave since the last call.
     std::string take() const
     {
         std::string text;
@@ -61,9 +61,8 @@ class pseudo_terminal
         struct pollfd wanted = {master, POLLIN, 0};
         while (poll(&wanted, 1, 0) > 0 && (wanted.revents & POLLIN) != 0) {
             ssize_t count = read(master, bytes, sizeof(bytes));
-            if (count <= 0) {
+            if (count <= 0)
                 break;
-            }
             text.append(bytes, static_cast<size_t>(count));
         }
         return text;
@@ -71,9 +70,8 @@ class pseudo_terminal
 
     void type(const std::string &keys) const
     {
-        if (write(master, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size())) {
+        if (write(master, keys.data(), keys.size()) != static_cast<ssize_t>(keys.size()))
             abort();
-        }
     }
 
     int master;
@@ -83,7 +81,7 @@ class pseudo_terminal
 class tinyrl_session
 {
   public:
-    /* columns: the width of the output; 0: the output is no terminal. */
+    // columns: the width of the output; 0: the output is no terminal.
     explicit tinyrl_session(int columns = 0, size_t history_limit = 10)
         : keyboard(80), screen(columns), has_screen(columns > 0)
     {
@@ -108,8 +106,8 @@ class tinyrl_session
     tinyrl_session(const tinyrl_session &) = delete;
     tinyrl_session &operator=(const tinyrl_session &) = delete;
 
-    /* Reads a line while keys are struck; they should end the read, which
-     * otherwise ends a second after the last of them. "(none)" for no line. */
+    // Reads a line while keys are struck; they should end the read, which
+    // otherwise ends a second after the last of them. "(none)" for no line.
     std::string read(const std::string &keys, const char *prompt = "> ")
     {
         drawn.clear();
@@ -124,32 +122,29 @@ class tinyrl_session
         return result;
     }
 
-    /* All that the last read wrote. */
+    // All that the last read wrote.
     std::string all_drawn() const
     {
         std::string all;
-        for (const std::string &part : drawn) {
+        for (const std::string &part : drawn)
             all += part;
-        }
         return all;
     }
 
-    /* What the last read wrote in answer to its last count bytes. */
+    // What the last read wrote in answer to its last count bytes.
     std::string drawn_last(size_t count) const
     {
         std::string all;
-        for (size_t i = drawn.size() - count; i < drawn.size(); i++) {
+        for (size_t i = drawn.size() - count; i < drawn.size(); i++)
             all += drawn[i];
-        }
         return all;
     }
 
-    /* What has been written since the last call. */
+    // What has been written since the last call.
     std::string take()
     {
-        if (has_screen) {
+        if (has_screen)
             return screen.take();
-        }
         std::string text(written + taken, written_size - taken);
         taken = written_size;
         return text;
@@ -160,7 +155,7 @@ class tinyrl_session
         history_add(tinyrl_get_history(editor), line);
     }
 
-    /* The completion function that new sessions give their editor. */
+    // The completion function that new sessions give their editor.
     static tinyrl_completion_handler *&complete_with()
     {
         static tinyrl_completion_handler *handler = nullptr;
@@ -172,7 +167,7 @@ class tinyrl_session
     FILE *output = nullptr;
     pseudo_terminal keyboard;
     pseudo_terminal screen;
-    std::vector<std::string> drawn; /* before the first key, then after each byte */
+    std::vector<std::string> drawn; // before the first key, then after each byte
     int error = 0;
 
   private:

@@ -10,10 +10,15 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-static int number_from(const char *text)
+namespace
+{
+
+int number_from(const char *text)
 {
     return static_cast<int>(strtol(text, nullptr, 10));
 }
+
+} // namespace
 
 int conf_agent_init()
 {

@@ -1,8 +1,7 @@
-/* Which characters of a text may go to a terminal as they are. */
+// Which characters of a text may go to a terminal as they are.
 #include "terminal_text.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 
 namespace
@@ -28,7 +27,7 @@ std::string utf8(uint32_t code)
     return {static_cast<char>(0xf0 | code >> 18), tail(12), tail(6), tail(0)};
 }
 
-/* Checks the range and that it ends there. */
+// Checks the range and that it ends there.
 void expect_unsafe(uint32_t first, uint32_t last)
 {
     for (uint32_t code = first; code <= last; code++)
@@ -84,11 +83,11 @@ TEST(terminal_text, each_byte_that_is_no_utf8_is_unsafe)
     EXPECT_EQ(cleaned("\xc3"), "?");
     EXPECT_EQ(cleaned("\xe2\x82"), "??");
     EXPECT_EQ(cleaned("\xe2\x82z"), "??z");
-    EXPECT_EQ(cleaned("\xc0\x9b\xc1\xbf"), "????");                /* too long for what they say */
-    EXPECT_EQ(cleaned("\xe0\x82\x9b\xe0\x9f\xbf"), "??????");      /* the same in three */
-    EXPECT_EQ(cleaned("\xf0\x80\x82\x9b"), "????");                /* and in four bytes */
-    EXPECT_EQ(cleaned("\xed\xa0\x80\xed\xbf\xbf"), "??????");      /* halves of a pair */
-    EXPECT_EQ(cleaned("\xf4\x90\x80\x80\xf8\x88\x80"), "???????"); /* above all code points */
+    EXPECT_EQ(cleaned("\xc0\x9b\xc1\xbf"), "????");                // too long for what they say
+    EXPECT_EQ(cleaned("\xe0\x82\x9b\xe0\x9f\xbf"), "??????");      // the same in three
+    EXPECT_EQ(cleaned("\xf0\x80\x82\x9b"), "????");                // and in four bytes
+    EXPECT_EQ(cleaned("\xed\xa0\x80\xed\xbf\xbf"), "??????");      // halves of a pair
+    EXPECT_EQ(cleaned("\xf4\x90\x80\x80\xf8\x88\x80"), "???????"); // above all code points
 }
 
 TEST(terminal_text, the_next_character_stays_within_the_text)

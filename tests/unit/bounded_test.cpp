@@ -1,13 +1,13 @@
 #include "bounded.h"
 
-#include <cstdint>
-#include <cstring>
 #include <cwchar>
 #include <gtest/gtest.h>
+#include <stdint.h>
+#include <string.h>
 #include <string>
 #include <vector>
 
-/* A buffer with marked bytes behind the size that a function is told. */
+// A buffer with marked bytes after the size that a function is told.
 struct guarded_buffer {
     explicit guarded_buffer(size_t size) : bytes(size + 8, '#'), told(size) {}
     char *data()
@@ -21,9 +21,8 @@ struct guarded_buffer {
     bool intact() const
     {
         for (size_t i = told; i < bytes.size(); i++) {
-            if (bytes[i] != '#') {
+            if (bytes[i] != '#')
                 return false;
-            }
         }
         return true;
     }
@@ -75,7 +74,7 @@ TEST(sprintf_s_test, has_no_limit_of_its_own)
 TEST(sprintf_s_test, a_format_that_fails_leaves_nothing_behind)
 {
     guarded_buffer buffer(16);
-    /* No multibyte form exists for this character in the C locale. */
+    // No multibyte form exists for this character in the C locale.
     EXPECT_EQ(sprintf_s(buffer.data(), 16, "ab%lc", static_cast<wint_t>(0x20ac)), -1);
     EXPECT_EQ(buffer.text(), "");
     EXPECT_TRUE(buffer.intact());

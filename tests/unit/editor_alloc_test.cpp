@@ -1,11 +1,11 @@
 // The line editor on a terminal with each of its allocations failing in turn.
 #include "tests/support/alloc_faults.h"
 
-#include "tests/support/tinyrl_session.h"
-
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <memory>
+#include <stdio.h>
+
+#include "tests/support/tinyrl_session.h"
 
 namespace
 {
@@ -38,9 +38,8 @@ class editor_alloc_test : public testing::Test
     static std::unique_ptr<tinyrl_session> start()
     {
         auto session = std::make_unique<tinyrl_session>(40);
-        for (const char *line : {"first", "second", "third"}) {
+        for (const char *line : {"first", "second", "third"})
             session->remember(line);
-        }
         return session;
     }
 
@@ -78,9 +77,8 @@ class editor_alloc_test : public testing::Test
             ASSERT_EQ(session->read("next" + up + up + up + "\r"), "first");
             session.reset();
             ASSERT_EQ(alloc_blocks, blocks);
-            if (!failed) {
+            if (!failed)
                 return;
-            }
             (*points)++;
         }
     }
@@ -92,9 +90,8 @@ TEST_F(editor_alloc_test, reading)
 {
     long points = 0;
     for (const editing &what : scenarios) {
-        for (const bool alone : {true, false}) {
+        for (const bool alone : {true, false})
             sweep(what, alone, &points);
-        }
     }
     EXPECT_GT(points, 100);
     printf("swept: %zu scenarios, %ld failure points of allocations: the editor\n",
@@ -113,16 +110,14 @@ TEST_F(editor_alloc_test, beginning_and_remembering)
             alloc_calls_left = calls;
             struct tinyrl *editor = tinyrl_new(nullptr, nullptr, 2, nullptr);
             if (editor != nullptr) {
-                for (const char *line : {"first", "second", "third", "second"}) {
+                for (const char *line : {"first", "second", "third", "second"})
                     history_add(tinyrl_get_history(editor), line);
-                }
             }
             alloc_calls_left = -1;
             failed = alloc_failed;
             ASSERT_TRUE(failed || editor != nullptr);
-            if (editor != nullptr) {
+            if (editor != nullptr)
                 tinyrl_delete(editor);
-            }
             ASSERT_EQ(alloc_blocks, blocks);
             points += failed ? 1 : 0;
         }

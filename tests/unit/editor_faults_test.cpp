@@ -1,11 +1,11 @@
 // The line editor on a terminal with each of its system calls failing in turn.
 #include "tests/support/call_faults.h"
 
-#include "tests/support/tinyrl_session.h"
-
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <memory>
+#include <stdio.h>
+
+#include "tests/support/tinyrl_session.h"
 
 extern "C" {
 int __real_select(int count, fd_set *reading, fd_set *writing, fd_set *failing,
@@ -18,9 +18,8 @@ int __wrap_select(int count, fd_set *reading, fd_set *writing, fd_set *failing,
                   struct timeval *timeout)
 {
     const call_fault *fault = call_fault_of("select");
-    if (fault == nullptr) {
+    if (fault == nullptr)
         return __real_select(count, reading, writing, failing, timeout);
-    }
     return fault->kind == fault_end ? 0 : -1;
 }
 int __wrap_ioctl(int fd, unsigned long request, void *argument)

@@ -1,18 +1,18 @@
 #include "conf_agent.h"
 
-#include "support/other_user.h"
-
-#include <cerrno>
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
+#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
+
+#include "support/other_user.h"
 
 struct conf_agent_test : testing::Test {
     void SetUp() override
@@ -25,9 +25,8 @@ struct conf_agent_test : testing::Test {
     void TearDown() override
     {
         unsetenv("TARND_SOCKET");
-        if (listener >= 0) {
+        if (listener >= 0)
             close(listener);
-        }
         unlink(path.c_str());
         rmdir(directory.c_str());
     }
@@ -85,7 +84,7 @@ TEST_F(conf_agent_test, no_such_socket)
 
 TEST_F(conf_agent_test, a_path_that_no_socket_can_have)
 {
-    /* 107 characters are the longest path; 108 are one too many. */
+    // 107 characters are the longest path; 108 are one too many.
     std::string longest = "/" + std::string(106, 'x');
     setenv("TARND_SOCKET", longest.c_str(), 1);
     errno = 0;
@@ -112,9 +111,8 @@ TEST_F(conf_agent_test, a_failure_leaks_no_descriptor)
 
 TEST_F(conf_agent_test, a_daemon_of_somebody_else_is_refused)
 {
-    if (getuid() != 0) {
+    if (getuid() != 0)
         GTEST_SKIP() << "only root can be another user";
-    }
     other_listener other;
     other.start(directory, path);
     setenv("TARND_SOCKET", path.c_str(), 1);
@@ -132,9 +130,8 @@ TEST_F(conf_agent_test, a_daemon_of_somebody_else_is_refused)
 
 TEST_F(conf_agent_test, roots_daemon_serves_everybody)
 {
-    if (getuid() != 0) {
+    if (getuid() != 0)
         GTEST_SKIP() << "only root can be another user";
-    }
     ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
     listen_there(1);
     ASSERT_EQ(chmod(path.c_str(), 0777), 0);
@@ -142,29 +139,33 @@ TEST_F(conf_agent_test, roots_daemon_serves_everybody)
     EXPECT_EQ(as_other_user([] { return conf_agent_init() >= 0 ? 1 : 0; }), 1);
 }
 
-static volatile sig_atomic_t alarms;
-static int listener_of_alarm;
+namespace
+{
 
-/* Makes room in the full queue when the connect has been interrupted twice. */
-static void count_alarm(int)
+volatile sig_atomic_t alarms;
+int listener_of_alarm;
+
+// Makes room in the full queue when the connect has been interrupted twice.
+void count_alarm(int)
 {
     alarms = alarms + 1;
-    if (alarms == 2) {
+    if (alarms == 2)
         close(accept(listener_of_alarm, nullptr, nullptr));
-    }
 }
+
+} // namespace
 
 TEST_F(conf_agent_test, a_signal_does_not_end_the_attempt)
 {
     listen_there(0);
     setenv("TARND_SOCKET", path.c_str(), 1);
-    int first = conf_agent_init(); /* fills the queue */
+    int first = conf_agent_init(); // fills the queue
     ASSERT_GE(first, 0);
 
     listener_of_alarm = listener;
     alarms = 0;
     struct sigaction action = {};
-    action.sa_handler = count_alarm; /* without SA_RESTART */
+    action.sa_handler = count_alarm; // without SA_RESTART
     struct sigaction before;
     ASSERT_EQ(sigaction(SIGALRM, &action, &before), 0);
     const itimerval every_50_ms = {{0, 50000}, {0, 50000}};

@@ -3,15 +3,19 @@
 #include <gtest/gtest.h>
 #include <string>
 
-static std::string parsed(const char *text)
+namespace
+{
+
+std::string parsed(const char *text)
 {
     redis_endpoint endpoint = {};
-    if (redis_endpoint_parse(text, &endpoint) != 0) {
+    if (redis_endpoint_parse(text, &endpoint) != 0)
         return "refused";
-    }
     std::string place = std::string(endpoint.host) + " " + std::to_string(endpoint.port);
     return endpoint.password_file[0] == '\0' ? place : place + " " + endpoint.password_file;
 }
+
+} // namespace
 
 TEST(redis_endpoint_test, without_text_the_usual_place)
 {
@@ -63,9 +67,8 @@ TEST(redis_endpoint_test, everything_else_is_refused)
 {
     for (const char *text :
          {"localhost", "localhost:", ":6379", ":", "h:0", "h:65536", "h:99999999999999999999",
-          "h:-1", "h:+1", "h: 1", "h:1 ", "h:0x10", "h:6379x", "[]:1", "[::1:6379", "[:1"}) {
+          "h:-1", "h:+1", "h: 1", "h:1 ", "h:0x10", "h:6379x", "[]:1", "[::1:6379", "[:1"})
         EXPECT_EQ(parsed(text), "refused") << text;
-    }
     std::string host(256, 'h');
     EXPECT_EQ(parsed((host + ":1").c_str()), "refused");
 }

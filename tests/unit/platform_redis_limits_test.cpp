@@ -1,4 +1,4 @@
-/* What a reply of the database may take. */
+// What a reply of the database may take.
 #include "support/redis_world.h"
 
 using redis_limits_test = redisapi_test;
@@ -31,9 +31,8 @@ TEST_F(redis_limits_test, an_array_has_a_largest_count)
     for (int count : {1 << 18, (1 << 18) + 2}) {
         fake_redis fake;
         fake.reply = "*" + std::to_string(count) + "\r\n";
-        for (int i = 0; i < count; i++) {
+        for (int i = 0; i < count; i++)
             fake.reply += "$1\r\na\r\n";
-        }
         fake.start(path);
         connection = redis_connect();
         ASSERT_NE(connection, nullptr);
@@ -47,8 +46,8 @@ TEST_F(redis_limits_test, an_array_has_a_largest_count)
     }
 }
 
-/* Sends its first client more and more, up to what a test has memory for, and
- * serves the later ones. */
+// Sends its first client more and more, up to what a test has memory for, and
+// serves the later ones.
 struct flooding_redis : fake_redis {
     size_t sent = 0;
 
@@ -79,15 +78,13 @@ struct flooding_redis : fake_redis {
     {
         char request[512];
         if (read(far, request, sizeof request) <= 0 ||
-            send(far, reply.data(), reply.size(), MSG_NOSIGNAL) < 0) {
+            send(far, reply.data(), reply.size(), MSG_NOSIGNAL) < 0)
             return;
-        }
         const std::string piece(1 << 16, 'x');
         while (sent < 48U << 20) {
             ssize_t taken = send(far, piece.data(), piece.size(), MSG_NOSIGNAL);
-            if (taken < 0) {
+            if (taken < 0)
                 return;
-            }
             sent += static_cast<size_t>(taken);
         }
     }
@@ -107,7 +104,7 @@ TEST_F(redis_limits_test, an_endless_reply_is_given_up)
         connection = nullptr;
         fake.join();
         unlink(path.c_str());
-        /* What is on its way, in the buffers of the socket, has been sent, too. */
+        // What is on its way, in the buffers of the socket, has been sent, too.
         EXPECT_LT(fake.sent, 20U << 20) << start;
     }
 }
@@ -121,7 +118,7 @@ TEST_F(redis_limits_test, an_array_is_not_prepared_for_what_it_announces)
         connection = redis_connect();
         ASSERT_NE(connection, nullptr);
         EXPECT_EQ(redis_hash_get_all_bin_safe(connection, "/m", 2), nullptr);
-        EXPECT_EQ(connection->err, REDIS_ERR_OOM) << start; /* not: nothing came any more */
+        EXPECT_EQ(connection->err, REDIS_ERR_OOM) << start; // not: nothing came any more
         redis_freeconn(connection);
         connection = nullptr;
         fake.join();

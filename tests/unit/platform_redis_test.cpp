@@ -1,6 +1,6 @@
 #include "support/redis_world.h"
 
-#include <ctime>
+#include <time.h>
 
 TEST_F(redisapi_test, reads_a_field)
 {
@@ -118,7 +118,7 @@ TEST_F(redisapi_test, no_server_is_no_connection)
     EXPECT_EQ(redis_connect(), nullptr);
 }
 
-/* SIGPIPE has its deadly default here: the test program would not survive it. */
+// SIGPIPE has its deadly default here: the test program would not survive it.
 TEST_F(redisapi_test, a_server_that_went_away_is_a_missing_record)
 {
     start_and_connect();
@@ -132,12 +132,17 @@ TEST_F(redisapi_test, a_server_that_went_away_is_a_missing_record)
     }
 }
 
-static volatile sig_atomic_t pipe_signals;
+namespace
+{
 
-static void count_pipe_signal(int)
+volatile sig_atomic_t pipe_signals;
+
+void count_pipe_signal(int)
 {
     pipe_signals = pipe_signals + 1;
 }
+
+} // namespace
 
 TEST_F(redisapi_test, the_callers_sigpipe_is_its_own)
 {
@@ -152,7 +157,7 @@ TEST_F(redisapi_test, the_callers_sigpipe_is_its_own)
     EXPECT_EQ(get("/m", "f"), "(null)");
     EXPECT_EQ(pipe_signals, 0);
 
-    /* One that was pending before the call is delivered after it. */
+    // One that was pending before the call is delivered after it.
     sigset_t pipe_set;
     sigemptyset(&pipe_set);
     sigaddset(&pipe_set, SIGPIPE);
@@ -179,19 +184,24 @@ TEST_F(redisapi_test, a_restarted_server_is_found_again_with_its_database)
     store(0, "/m", "f", "zero");
     EXPECT_EQ(get("/m", "f"), "four");
 
-    /* Also when the first the client hears of it is this very call. */
+    // Also when the first the client hears of it is this very call.
     server.stop();
     server.start(directory, path);
     store(4, "/m", "f", "four again");
     EXPECT_EQ(get("/m", "f"), "four again");
 }
 
-static long long now_ms()
+namespace
+{
+
+long long now_ms()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
+
+} // namespace
 
 TEST_F(redisapi_test, a_stalled_server_is_given_up_and_its_late_reply_dropped)
 {

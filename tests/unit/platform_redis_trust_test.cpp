@@ -1,16 +1,15 @@
-/* Whom the database library trusts, and how it makes itself known. */
+// Whom the database library trusts, and how it makes itself known.
+#include <vector>
+
 #include "support/other_user.h"
 #include "support/redis_world.h"
-
-#include <vector>
 
 using redis_trust_test = redisapi_test;
 
 TEST_F(redis_trust_test, a_database_of_somebody_else_is_refused)
 {
-    if (getuid() != 0) {
+    if (getuid() != 0)
         GTEST_SKIP() << "only root can be another user";
-    }
     other_listener other;
     other.start(directory, path);
     EXPECT_EQ(redis_connect(), nullptr);
@@ -20,9 +19,8 @@ TEST_F(redis_trust_test, a_database_of_somebody_else_is_refused)
 
 TEST_F(redis_trust_test, a_database_that_became_somebody_elses_is_refused)
 {
-    if (getuid() != 0) {
+    if (getuid() != 0)
         GTEST_SKIP() << "only root can be another user";
-    }
     start_and_connect();
     server.stop();
     unlink(path.c_str());
@@ -36,16 +34,15 @@ TEST_F(redis_trust_test, a_database_that_became_somebody_elses_is_refused)
 
 TEST_F(redis_trust_test, roots_database_serves_everybody)
 {
-    if (getuid() != 0) {
+    if (getuid() != 0)
         GTEST_SKIP() << "only root can be another user";
-    }
     start_and_connect();
     ASSERT_EQ(chmod(directory.c_str(), 0755), 0);
     ASSERT_EQ(chmod(path.c_str(), 0777), 0);
     EXPECT_EQ(as_other_user([] { return redis_connect() != nullptr ? 1 : 0; }), 1);
 }
 
-/* A server that wants a password, and the file that names it. */
+// A server that wants a password, and the file that names it.
 struct redis_password_test : redisapi_test {
     void SetUp() override
     {
@@ -65,9 +62,8 @@ struct redis_password_test : redisapi_test {
     {
         redisContext *side = redisConnectUnix(path.c_str());
         ASSERT_NE(side, nullptr);
-        if (secret != nullptr) {
+        if (secret != nullptr)
             freeReplyObject(redisCommand(side, "AUTH %s", secret));
-        }
         freeReplyObject(
             redisCommandArgv(side, static_cast<int>(words.size()), words.data(), nullptr));
         redisFree(side);
@@ -102,12 +98,12 @@ TEST_F(redis_password_test, is_sent_with_each_connection)
 
 TEST_F(redis_password_test, has_to_be_the_servers)
 {
-    write_file("two words\n", 0600); /* without its own line end */
+    write_file("two words\n", 0600); // without its own line end
     EXPECT_FALSE(connects());
     tell({"CONFIG", "SET", "requirepass", "two words"}, "two words\r\n");
     EXPECT_TRUE(connects());
     tell({"CONFIG", "SET", "requirepass", ""}, "two words");
-    EXPECT_FALSE(connects()); /* another server, which wants none */
+    EXPECT_FALSE(connects()); // another server, which wants none
 }
 
 TEST_F(redis_password_test, stands_in_a_file_that_is_closed_to_others)

@@ -1,9 +1,9 @@
 #include "scrub.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdint.h>
 #include <unistd.h>
 #include <vector>
 

@@ -1,12 +1,12 @@
 #include "tinyrl/history.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
+#include <errno.h>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
 #include <memory>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -28,13 +28,12 @@ using history_ptr = std::unique_ptr<struct history, history_free>;
 history_ptr make_history(size_t limit, const std::vector<const char *> &lines)
 {
     history_ptr history(history_new(limit));
-    for (const char *line : lines) {
+    for (const char *line : lines)
         history_add(history.get(), line);
-    }
     return history;
 }
 
-/* "1 a|2 b": numbers and lines, oldest first. */
+// "1 a|2 b": numbers and lines, oldest first.
 std::string dump(const history_ptr &history)
 {
     std::string text;
@@ -162,9 +161,8 @@ TEST(tinyrl_history, without_a_limit_everything_is_kept)
 {
     history_ptr history(history_new(0));
     EXPECT_FALSE(history_is_stifled(history.get()));
-    for (int i = 0; i < 1000; i++) {
+    for (int i = 0; i < 1000; i++)
         history_add(history.get(), std::to_string(i).c_str());
-    }
     for (unsigned i = 0; i < 1000; i++) {
         const struct history_entry *entry = history_get(history.get(), i + 1);
         ASSERT_NE(nullptr, entry);

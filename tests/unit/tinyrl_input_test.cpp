@@ -1,9 +1,9 @@
-/* Lines from input that is not a terminal: what is returned and what a
- * transcript shows. */
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
+// Lines from input that is not a terminal: what is returned and what a
+// transcript shows.
+#include <errno.h>
 #include <gtest/gtest.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string>
 #include <unistd.h>
 
@@ -12,7 +12,7 @@
 namespace
 {
 
-/* An editor between two files. */
+// An editor between two files.
 class piped_session
 {
   public:
@@ -39,7 +39,7 @@ class piped_session
     piped_session(const piped_session &) = delete;
     piped_session &operator=(const piped_session &) = delete;
 
-    /* The next line; "(none)" for none. */
+    // The next line; "(none)" for none.
     std::string read()
     {
         return take_line(tinyrl_readline(editor, "> ", this));
@@ -50,7 +50,7 @@ class piped_session
         return take_line(tinyrl_readline_preset(editor, "> ", this, text));
     }
 
-    /* What has been written since the last call. */
+    // What has been written since the last call.
     std::string take()
     {
         fflush(output);
@@ -78,7 +78,7 @@ class piped_session
     size_t taken = 0;
 };
 
-/* Reads one line of text and checks it and what is written. */
+// Reads one line of text and checks it and what is written.
 void expect_line(const std::string &text, const std::string &line, const std::string &transcript)
 {
     piped_session session(text);
@@ -265,7 +265,7 @@ TEST(tinyrl_input, a_line_up_to_the_margin_passes_it)
 
 TEST(tinyrl_input, a_margin_inside_the_line_is_met_by_the_piece_that_ends_there)
 {
-    /* 80 pieces of 79 bytes end at 6320, a multiple of 80 as well. */
+    // 80 pieces of 79 bytes end at 6320, a multiple of 80 as well.
     const std::string text(6320, 'x');
     expect_line(text + "yy\n", text + "yy",
                 "> " + text +
@@ -306,9 +306,8 @@ TEST(tinyrl_input, a_line_that_does_not_fit_is_refused_whole)
 TEST(tinyrl_input, a_line_of_megabytes_is_read_at_once)
 {
     std::string line;
-    for (int i = 0; line.size() < 4000000; i++) {
+    for (int i = 0; line.size() < 4000000; i++)
         line += std::to_string(i) + "/";
-    }
     piped_session session(line + "\n");
     EXPECT_TRUE(line == session.read());
 }

@@ -1,7 +1,7 @@
-/* What each key does to the line. */
-#include <csignal>
-#include <cstring>
+// What each key does to the line.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <string.h>
 #include <string>
 
 #include "tests/support/tinyrl_session.h"
@@ -13,20 +13,19 @@
 namespace
 {
 
-/* The line that keys, followed by Enter, make. */
+// The line that keys, followed by Enter, make.
 std::string typed(const std::string &keys)
 {
     tinyrl_session session;
     return session.read(keys + "\r");
 }
 
-/* How often the bell rang while keys were struck. */
+// How often the bell rang while keys were struck.
 long bells(tinyrl_session &session)
 {
     long count = 0;
-    for (char byte : session.all_drawn()) {
+    for (char byte : session.all_drawn())
         count += byte == '\a' ? 1 : 0;
-    }
     return count;
 }
 
@@ -70,9 +69,8 @@ char sequence_seen[64];
 void note_byte(struct tinyrl * /*editor*/, int key)
 {
     size_t length = strlen(sequence_seen);
-    if (length + 1 < sizeof(sequence_seen)) {
+    if (length + 1 < sizeof(sequence_seen))
         sequence_seen[length] = static_cast<char>(key);
-    }
 }
 
 } // namespace
@@ -91,9 +89,8 @@ TEST(tinyrl_keys, every_printable_byte_is_inserted)
 {
     std::string all;
     for (int byte = 32; byte < 256; byte++) {
-        if (byte != 127) {
+        if (byte != 127)
             all += static_cast<char>(byte);
-        }
     }
     EXPECT_EQ(all, typed(all));
     EXPECT_EQ(0, bells_of(all));
@@ -376,8 +373,7 @@ TEST(tinyrl_keys, without_utf8_every_byte_is_a_character)
 TEST(tinyrl_keys, long_lines_are_kept_whole)
 {
     std::string line;
-    for (int i = 0; i < 300; i++) {
+    for (int i = 0; i < 300; i++)
         line += std::to_string(i);
-    }
     EXPECT_EQ(line, typed(line));
 }

@@ -1,34 +1,29 @@
-/* Memory that runs out, at every single allocation. */
-#include <cerrno>
-#include <cstddef>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+// Memory that runs out, at every single allocation.
+#include <errno.h>
 #include <gtest/gtest.h>
+#include <stddef.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <unistd.h>
 
 #include "tinyrl/history.h"
 #include "tinyrl/tinyrl.h"
 
+namespace
+{
+
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-static const bool can_fail = false;
-static long allowed = -1;
+constexpr bool can_fail = false;
 #else
-static const bool can_fail = true;
+constexpr bool can_fail = true;
+#endif
 
-/* How many allocations succeed before all fail; negative: any number. */
-static long allowed = -1;
+// How many allocations succeed before all fail; negative: any number.
+long allowed = -1;
 
-/* The C library's own names. NOLINTBEGIN(readability-identifier-naming) */
-extern "C" {
-void *__libc_malloc(size_t size);
-void *__libc_calloc(size_t count, size_t size);
-void *__libc_realloc(void *memory, size_t size);
-}
-/* NOLINTEND(readability-identifier-naming) */
-
-static bool is_refused()
+[[maybe_unused]] bool is_refused()
 {
     if (allowed > 0) {
         allowed--;
@@ -36,6 +31,17 @@ static bool is_refused()
     }
     return allowed == 0;
 }
+
+} // namespace
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// The C library's own names. NOLINTBEGIN(readability-identifier-naming)
+extern "C" {
+void *__libc_malloc(size_t size);
+void *__libc_calloc(size_t count, size_t size);
+void *__libc_realloc(void *memory, size_t size);
+}
+// NOLINTEND(readability-identifier-naming)
 
 void *malloc(size_t size)
 {
@@ -61,9 +67,8 @@ class tinyrl_memory : public testing::Test
   protected:
     void SetUp() override
     {
-        if (!can_fail) {
+        if (!can_fail)
             GTEST_SKIP() << "the sanitizer has its own allocator";
-        }
         setvbuf(output, output_buffer, _IOFBF, sizeof(output_buffer));
     }
 
@@ -72,7 +77,7 @@ class tinyrl_memory : public testing::Test
         fclose(output);
     }
 
-    /* What has been written. */
+    // What has been written.
     std::string written()
     {
         fflush(output);
@@ -129,10 +134,9 @@ TEST_F(tinyrl_memory, a_read_gives_the_whole_line_or_none)
                          "0123456789012345678901234567890123456789",
                          line);
             free(line);
-            /* The copies of what was drawn may have been the ones that failed. */
-            if (failures > 0 && count > 10) {
+            // The copies of what was drawn may have been the ones that failed.
+            if (failures > 0 && count > 10)
                 break;
-            }
             continue;
         }
         EXPECT_TRUE(error == 2 || error == 8) << count;
@@ -156,9 +160,8 @@ TEST_F(tinyrl_memory, history_stays_as_it_was)
 {
     struct history *history = history_new(0);
     const char *lines[] = {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j"};
-    for (const char *line : lines) {
+    for (const char *line : lines)
         history_add(history, line);
-    }
     for (long count = 0; count < 3; count++) {
         allowed = count;
         history_add(history, "k");

@@ -1,4 +1,4 @@
-/* Walking through the history, and what becomes of recalled lines. */
+// Walking through the history, and what becomes of recalled lines.
 #include <gtest/gtest.h>
 #include <string>
 
@@ -11,13 +11,12 @@
 namespace
 {
 
-/* How often the bell rang in the last read. */
+// How often the bell rang in the last read.
 long bells(tinyrl_session &session)
 {
     long count = 0;
-    for (char byte : session.all_drawn()) {
+    for (char byte : session.all_drawn())
         count += byte == '\a' ? 1 : 0;
-    }
     return count;
 }
 
@@ -131,9 +130,8 @@ TEST(tinyrl_recall, each_read_starts_at_the_newest)
 TEST(tinyrl_recall, history_of_ten)
 {
     tinyrl_session session;
-    for (const char *line : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k"}) {
+    for (const char *line : {"a", "b", "c", "d", "e", "f", "g", "h", "i", "j", "k"})
         session.remember(line);
-    }
     EXPECT_EQ("b", session.read(UP UP UP UP UP UP UP UP UP UP UP UP "\r"));
     EXPECT_EQ(2, bells(session));
 }

@@ -1,4 +1,4 @@
-/* The bytes that appear on the terminal, key by key. */
+// The bytes that appear on the terminal, key by key.
 #include <gtest/gtest.h>
 #include <string>
 
@@ -14,7 +14,7 @@
 namespace
 {
 
-/* What the last key of keys makes the editor write, at this width. */
+// What the last key of keys makes the editor write, at this width.
 std::string after_key(int width, const char *prompt, const std::string &keys, size_t key_length = 1)
 {
     tinyrl_session session(width);
@@ -447,9 +447,8 @@ TEST(tinyrl_redraw, utf8_moves_by_columns)
 TEST(tinyrl_redraw, utf8_wide_characters_fill_the_row)
 {
     std::string nine;
-    for (int i = 0; i < 9; i++) {
+    for (int i = 0; i < 9; i++)
         nine += "\xe6\x97\xa5";
-    }
     tinyrl_session session(20);
     tinyrl_set_utf8(session.editor, true);
     session.read(nine + "\xe6\x97\xa5\x7f\r", "");

@@ -1,15 +1,15 @@
 #include "tinyrl/terminal.h"
 
 #include <atomic>
-#include <cerrno>
-#include <csignal>
-#include <cstdio>
-#include <cstdlib>
+#include <errno.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <memory>
 #include <pthread.h>
+#include <signal.h>
+#include <stdio.h>
 #include <stdio_ext.h>
+#include <stdlib.h>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -28,7 +28,7 @@ struct terminal_free {
 
 using terminal_ptr = std::unique_ptr<struct terminal, terminal_free>;
 
-/* What an operation writes. */
+// What an operation writes.
 template <class operation>
 std::string written_by(operation act)
 {
@@ -43,16 +43,15 @@ std::string written_by(operation act)
     return copy;
 }
 
-/* A pipe whose read end is a stream. */
+// A pipe whose read end is a stream.
 class piped_input
 {
   public:
     piped_input()
     {
         int ends[2];
-        if (pipe(ends) != 0) {
+        if (pipe(ends) != 0)
             abort();
-        }
         writer = ends[1];
         stream = fdopen(ends[0], "r");
     }
@@ -68,9 +67,8 @@ class piped_input
 
     void put(const std::string &text) const
     {
-        if (write(writer, text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        if (write(writer, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
             abort();
-        }
     }
 
     void end()
@@ -90,7 +88,7 @@ class piped_input
     int writer;
 };
 
-/* The next piece of at most 79 bytes; "(none)" when there is none. */
+// The next piece of at most 79 bytes; "(none)" when there is none.
 std::string read_piece(const terminal_ptr &terminal)
 {
     char piece[80];
@@ -113,7 +111,7 @@ bool is_blocked(int number)
     return sigismember(&mask, number) == 1;
 }
 
-/* SIGUSR1 blocked, and counted where it is delivered. */
+// SIGUSR1 blocked, and counted where it is delivered.
 class blocked_signal
 {
   public:
@@ -247,9 +245,8 @@ TEST(tinyrl_terminal, decodes_nothing_else)
 {
     const char *unknown[] = {"",    "[",    "A",   "[a", "[AA", "[1",  "[7~",
                              "[1;", "[3~~", "[[A", "OA", "[Z",  "[0~", "\x1b[A"};
-    for (const char *sequence : unknown) {
+    for (const char *sequence : unknown)
         EXPECT_EQ(0, terminal_decode(sequence)) << sequence;
-    }
 }
 
 TEST(tinyrl_terminal, measures_the_window_of_the_output)
@@ -329,9 +326,8 @@ TEST(tinyrl_terminal, a_descriptor_too_great_for_a_time_out_is_an_error)
 {
     piped_input pipe_ends;
     int great = fcntl(fileno(pipe_ends.stream), F_DUPFD, 1024);
-    if (great < 0) {
+    if (great < 0)
         GTEST_SKIP() << "so many descriptors are not allowed here";
-    }
     FILE *input = fdopen(great, "r");
     terminal_ptr terminal(terminal_new(input, nullptr));
     pipe_ends.put("xy");

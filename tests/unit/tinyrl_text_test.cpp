@@ -1,15 +1,15 @@
-/* The operations by which others change the line, and broken rules. */
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+// The operations by which others change the line, and broken rules.
 #include <gtest/gtest.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <vector>
 
 #include "tests/support/tinyrl_session.h"
 
-/* An allocation that is too large fails under the sanitizer as it does elsewhere. */
-/* NOLINTNEXTLINE(readability-identifier-naming) */
+// An allocation that is too large fails under the sanitizer as it does elsewhere.
+// NOLINTNEXTLINE(readability-identifier-naming)
 extern "C" const char *__asan_default_options(void)
 {
     return "allocator_may_return_null=1";
@@ -33,17 +33,16 @@ bool remove_wanted(struct tinyrl *editor, int /*key*/)
     return true;
 }
 
-/* "abcdef" with the cursor back places before its end, after the removal, as
- * text@point. */
+// "abcdef" with the cursor back places before its end, after the removal, as
+// text@point.
 std::string after_removal(size_t start, size_t end, int back)
 {
     tinyrl_session session;
     tinyrl_bind_key(session.editor, 6, remove_wanted);
     wanted = {start, end};
     std::string keys = "abcdef";
-    for (int i = 0; i < back; i++) {
+    for (int i = 0; i < back; i++)
         keys += "\x1b[D";
-    }
     std::string result = session.read(keys + "\x06\r");
     EXPECT_EQ(seen.substr(0, seen.find('@')), result);
     return seen;
@@ -73,17 +72,16 @@ size_t offered_start;
 bool offered_prefix;
 bool offered_result;
 
-/* The words as a list ended by null. */
+// The words as a list ended by null.
 std::vector<char *> as_list(std::vector<std::string> &words)
 {
     std::vector<char *> list(words.size() + 1);
-    for (size_t i = 0; i < words.size(); i++) {
+    for (size_t i = 0; i < words.size(); i++)
         list[i] = words[i].data();
-    }
     return list;
 }
 
-/* Completes with the words of offered. */
+// Completes with the words of offered.
 bool complete_offered(struct tinyrl *editor, int /*key*/)
 {
     std::vector<char *> matches = as_list(offered);
@@ -97,8 +95,8 @@ bool complete_nothing(struct tinyrl *editor, int /*key*/)
     return true;
 }
 
-/* Completes the text that keys make; returns the line, and in *drawn what was
- * written. */
+// Completes the text that keys make; returns the line, and in *drawn what was
+// written.
 std::string completed(const std::string &keys, const std::vector<std::string> &matches,
                       std::string *drawn, size_t start = 0, bool allow_prefix = false)
 {
@@ -112,7 +110,7 @@ std::string completed(const std::string &keys, const std::vector<std::string> &m
     return line;
 }
 
-/* What the listing of matches writes at this width. */
+// What the listing of matches writes at this width.
 std::string listed(int width, std::vector<std::string> words, size_t longest)
 {
     tinyrl_session session(width);
@@ -131,13 +129,11 @@ char **complete_from_offered(struct tinyrl * /*editor*/, const char *line, size_
     asked_line = line;
     asked_start = start;
     asked_end = end;
-    if (offered.empty()) {
+    if (offered.empty())
         return nullptr;
-    }
     char **matches = static_cast<char **>(calloc(offered.size() + 1, sizeof(char *)));
-    for (size_t i = 0; i < offered.size(); i++) {
+    for (size_t i = 0; i < offered.size(); i++)
         matches[i] = strdup(offered[i].c_str());
-    }
     return matches;
 }
 
@@ -293,9 +289,8 @@ TEST(tinyrl_matches, eighty_columns_without_a_terminal)
 {
     std::vector<std::string> words(21, "abc");
     std::string row;
-    for (int i = 0; i < 19; i++) {
+    for (int i = 0; i < 19; i++)
         row += "abc ";
-    }
     EXPECT_EQ(row + "abc\nabc \n", listed(0, words, 3));
 }
 
