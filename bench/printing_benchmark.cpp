@@ -1,10 +1,9 @@
 // What it costs to print a reply, and to lay out a listing.
-#include <cstdio>
-#include <cstdlib>
-#include <iostream>
-#include <string>
-
 #include <benchmark/benchmark.h>
+#include <iostream>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string>
 
 #include "base/columns.h"
 #include "link/xml_print.h"

@@ -2,11 +2,10 @@
 //
 // The argument is the number of leaves, each in an entry of its own. The cost
 // of a leaf must not depend on how many are staged already.
-#include <cstdlib>
+#include <benchmark/benchmark.h>
+#include <stdlib.h>
 #include <string>
 #include <vector>
-
-#include <benchmark/benchmark.h>
 
 #include "cmdtree/chunk_pool.h"
 #include "cmdtree/tree.h"

@@ -26,9 +26,8 @@ bool is_text(const xmlNode *node)
 bool has_element(const xmlNode *first)
 {
     for (const xmlNode *node = first; node != nullptr; node = node->next) {
-        if (node->type == XML_ELEMENT_NODE) {
+        if (node->type == XML_ELEMENT_NODE)
             return true;
-        }
     }
     return false;
 }
@@ -45,9 +44,8 @@ constexpr size_t longest_reference = sizeof "]]>&#x9B;<![CDATA[" - 1;
 size_t longest_result(const std::string &message)
 {
     size_t size = message.size();
-    for (size_t at = 0; at < message.size(); at++) {
+    for (size_t at = 0; at < message.size(); at++)
         size += begins_control(message, at) ? longest_reference : 0;
-    }
     return size;
 }
 
@@ -71,9 +69,8 @@ std::string shown_aside(const std::string &content)
 std::string attributes_of(const xmlNode *element)
 {
     std::string shown;
-    for (const xmlNs *space = element->nsDef; space != nullptr; space = space->next) {
+    for (const xmlNs *space = element->nsDef; space != nullptr; space = space->next)
         shown += " xmlns:" + fuzz_xml_string(space->prefix) + "=" + fuzz_xml_string(space->href);
-    }
     for (xmlAttr *attribute = element->properties; attribute != nullptr;
          attribute = attribute->next) {
         xmlChar *value = xmlNodeGetContent(reinterpret_cast<xmlNode *>(attribute));
@@ -144,9 +141,8 @@ std::string filtered(const std::string &message, size_t piece, filter_result *re
         *result = blank_filter_feed(&filter, fuzz_bytes(bytes).get(), bytes.size(), &out,
                                     longest_result(message) + 1);
     }
-    if (*result == filter_ok) {
+    if (*result == filter_ok)
         *result = blank_filter_end(&filter, &out);
-    }
     return *result == filter_ok ? std::string(out.data.get(), out.size) : "";
 }
 
@@ -154,9 +150,8 @@ void check_meaning(const std::string &message, const std::string &compact, filte
 {
     const fuzz_document before = fuzz_xml_parse(message);
     // A reference to a blank is no blank to the filter, but to the parser.
-    if (!before || message.find('&') != std::string::npos) {
+    if (!before || message.find('&') != std::string::npos)
         return;
-    }
     fuzz_require(result == filter_ok, "a well-formed message passes");
     const fuzz_document after = fuzz_xml_parse(compact);
     fuzz_require(after != nullptr, "a compact message is well-formed");

@@ -22,18 +22,16 @@ bool touches_files(const std::string &line)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size > longest_input) {
+    if (size > longest_input)
         return -1;
-    }
     fuzz_input input(data, size);
     fuzz_shell shell(fuzz_schema_sample);
     const std::string reply = input.line();
     while (!input.empty()) {
         const std::string line = input.text_line();
         const fuzz_block block = fuzz_text(line);
-        if (touches_files(line)) {
+        if (touches_files(line))
             continue;
-        }
         shell.serve(reply, 20);
         const fuzz_output output;
         const dispatch_result result = dispatch(block.get());

@@ -3,16 +3,15 @@
 // Input, a line each: the workspace; the rpc's path or an empty line; what is
 // staged (paths parted by blanks); what the daemon answers whenever it is asked
 // for data; the line, its cursor at the first "|" or at its end.
-#include "complete/completion.h"
-#include "shell/command_table.h"
+#include <sstream>
 
 #include "cmdtree/local_entries.h"
+#include "complete/completion.h"
 #include "schema/masking.h"
+#include "shell/command_table.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_line.h"
 #include "tests/fuzz/fuzz_shell.h"
-
-#include <sstream>
 
 namespace
 {
@@ -30,11 +29,10 @@ void stage(const std::string &paths)
     std::istringstream words(paths);
     for (std::string path; words >> path;) {
         const heap_text masked = masked_copy(path.c_str());
-        if (session.rpc_path != nullptr) {
+        if (session.rpc_path != nullptr)
             tree_stage_rpc(masked.get(), nullptr, operation_set);
-        } else {
+        else
             tree_stage_config(masked.get(), nullptr, operation_set);
-        }
     }
 }
 
@@ -43,9 +41,8 @@ void stage(const std::string &paths)
 void check_tab(const std::string &line, size_t point, const fuzz_struck &struck)
 {
     size_t word = point;
-    while (word > 0 && isspace(static_cast<unsigned char>(line[word - 1])) == 0) {
+    while (word > 0 && isspace(static_cast<unsigned char>(line[word - 1])) == 0)
         word--;
-    }
     const std::string behind = line.substr(std::min(point + 1, line.size()));
     fuzz_require(struck.point <= struck.line.size(), "the cursor is in the line");
     fuzz_require(struck.line.compare(0, word, line, 0, word) == 0, "the words before it stay");
@@ -59,16 +56,14 @@ void check_tab(const std::string &line, size_t point, const fuzz_struck &struck)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size > longest_input) {
+    if (size > longest_input)
         return -1;
-    }
     fuzz_input input(data, size);
     fuzz_shell shell(fuzz_schema_sample);
     fuzz_shell::set_text(&session.pwd, "/" + input.text_line());
     const std::string rpc = input.text_line();
-    if (!rpc.empty()) {
+    if (!rpc.empty())
         fuzz_shell::set_text(&session.rpc_path, "/" + rpc);
-    }
     stage(input.text_line());
     const std::string reply = data_reply(input.line());
     std::string line = input.text_rest();

@@ -6,7 +6,6 @@
 // reply with running.
 #include "device/gateway/copy_request.h"
 #include "device/gateway/running_edit.h"
-
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_xml.h"
@@ -48,15 +47,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const char *reason =
         running_edit_write(&source, {blocks[2].get(), running.size()}, again, &edit);
     fuzz_require(is_copy || reason != nullptr, "what is no copy becomes no edit");
-    if (reason != nullptr) {
+    if (reason != nullptr)
         return 0;
-    }
     std::string_view name;
     fuzz_require(running_edit_check(&source, {blocks[2].get(), running.size()}, &name) == nullptr,
                  "what becomes an edit can be compared");
-    if (copy.from_startup && startup == running) {
+    if (copy.from_startup && startup == running)
         fuzz_require(name.empty(), "running is the same as itself");
-    }
     const bool good_source = !copy.from_startup || fuzz_xml_parse(startup);
     if (good_request && good_source && fuzz_xml_parse(running)) {
         const std::string text(edit.data.get(), edit.size);

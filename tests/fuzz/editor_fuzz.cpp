@@ -4,12 +4,12 @@
 // The terminals are opened once. What is drawn is taken away between keys, and a
 // line is kept as short as its drawing has room in a terminal's buffer: nobody
 // else reads it.
+#include <algorithm>
+
 #include "tests/fuzz/editor_model.h"
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/support/tinyrl_session.h"
-
-#include <algorithm>
 
 namespace
 {
@@ -42,17 +42,15 @@ void strike(tinyrl *editor, int key)
     fuzz_require_equal(tinyrl_get_line(editor), model->text, "the line is the model's");
     fuzz_require(tinyrl_get_point(editor) == model->point, "the cursor is the model's");
     model->strike(key);
-    if (model->text.size() > short_line || model->struck % 8 == 0) {
+    if (model->text.size() > short_line || model->struck % 8 == 0)
         terminals().screen.take();
-    }
 }
 
 void end_line(editor_model *edited)
 {
     const std::string line = edited->result();
-    if (!line.empty()) {
+    if (!line.empty())
         edited->remember(line);
-    }
 }
 
 bool stays_short(const std::string &keys)
@@ -61,9 +59,8 @@ bool stays_short(const std::string &keys)
     imagined.begin_line();
     for (const char key : keys) {
         imagined.strike(static_cast<unsigned char>(key));
-        if (imagined.text.size() > longest_line) {
+        if (imagined.text.size() > longest_line)
             return false;
-        }
         if (imagined.done) {
             end_line(&imagined);
             imagined.begin_line();
@@ -81,9 +78,8 @@ void edit(tinyrl *editor, size_t keys)
         char *line = tinyrl_readline(editor, "> ", nullptr);
         fuzz_require(line != nullptr && expected.done, "a read ends where the model's does");
         fuzz_require_equal(line, expected.result(), "the line that is read is the model's");
-        if (*line != '\0') {
+        if (*line != '\0')
             history_add(tinyrl_get_history(editor), line);
-        }
         end_line(&expected);
         free(line);
         terminals().screen.take();
@@ -94,15 +90,13 @@ void edit(tinyrl *editor, size_t keys)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size == 0 || size > most_keys) {
+    if (size == 0 || size > most_keys)
         return -1;
-    }
     fuzz_input input(data, size);
     const int columns = static_cast<int>(input.byte()) % 100 + 1;
     const std::string keys = input.rest() + last_keys;
-    if (!stays_short(keys)) {
+    if (!stays_short(keys))
         return -1;
-    }
     terminals().screen.set_columns(columns);
     tinyrl *editor = tinyrl_new(terminals().input, terminals().output, 10, nullptr);
     fuzz_require(editor != nullptr, "there is an editor");

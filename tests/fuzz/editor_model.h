@@ -3,7 +3,7 @@
 #define VANDEL_TESTS_EDITOR_MODEL_H
 
 #include <algorithm>
-#include <cstddef>
+#include <stddef.h>
 #include <string>
 #include <vector>
 
@@ -51,9 +51,8 @@ class editor_model
     {
         lines.erase(std::remove(lines.begin(), lines.end(), line), lines.end());
         lines.push_back(line);
-        if (lines.size() > 10) {
+        if (lines.size() > 10)
             lines.erase(lines.begin());
-        }
     }
 
   private:
@@ -100,20 +99,17 @@ class editor_model
 
     void older()
     {
-        if (shown == 0) {
+        if (shown == 0)
             return;
-        }
-        if (shown == lines.size()) {
+        if (shown == lines.size())
             typed = text;
-        }
         show(lines[--shown]);
     }
 
     void newer()
     {
-        if (shown == lines.size()) {
+        if (shown == lines.size())
             return;
-        }
         shown++;
         show(shown == lines.size() ? typed : lines[shown]);
     }
@@ -128,12 +124,10 @@ class editor_model
     void erase_word()
     {
         size_t from = point;
-        while (from > 0 && is_white(text[from - 1])) {
+        while (from > 0 && is_white(text[from - 1]))
             from--;
-        }
-        while (from > 0 && !is_white(text[from - 1])) {
+        while (from > 0 && !is_white(text[from - 1]))
             from--;
-        }
         erase(from, point);
     }
 
@@ -167,17 +161,15 @@ class editor_model
             break;
         case 21:
             has_killed = point > 0;
-            if (has_killed) {
+            if (has_killed)
                 kill(0, point);
-            }
             break;
         case 23:
             erase_word();
             break;
         case 25:
-            if (has_killed) {
+            if (has_killed)
                 insert(killed);
-            }
             break;
         default:
             break;
@@ -200,21 +192,20 @@ class editor_model
 
     void strike_special()
     {
-        if (sequence == "[A") {
+        if (sequence == "[A")
             older();
-        } else if (sequence == "[B") {
+        else if (sequence == "[B")
             newer();
-        } else if (sequence == "[C") {
+        else if (sequence == "[C")
             point = std::min(point + 1, text.size());
-        } else if (sequence == "[D") {
+        else if (sequence == "[D")
             point -= std::min<size_t>(point, 1);
-        } else if (sequence == "[H" || sequence == "[1~") {
+        else if (sequence == "[H" || sequence == "[1~")
             point = 0;
-        } else if (sequence == "[F" || sequence == "[4~") {
+        else if (sequence == "[F" || sequence == "[4~")
             point = text.size();
-        } else if (sequence == "[3~") {
+        else if (sequence == "[3~")
             erase(point, std::min(point + 1, text.size()));
-        }
     }
 };
 

@@ -3,7 +3,6 @@
 #include "link/exchange.h"
 #include "link/notification.h"
 #include "link/xml_print.h"
-
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_output.h"
 #include "tests/fuzz/fuzz_shell.h"
@@ -24,13 +23,11 @@ struct reading {
 bool next_body(std::string *stream, std::string *body)
 {
     uint32_t length = 0;
-    if (stream->size() < 12) {
+    if (stream->size() < 12)
         return false;
-    }
     memcpy(&length, stream->data() + 4, sizeof length);
-    if (length > longest || stream->size() - 12 < length) {
+    if (length > longest || stream->size() - 12 < length)
         return false;
-    }
     *body = stream->substr(12, length);
     stream->erase(0, 12 + size_t{length});
     return true;
@@ -51,9 +48,8 @@ bool announces_much(std::string stream)
     while (next_body(&stream, &body)) {
     }
     uint32_t length = 0;
-    if (stream.size() >= 12) {
+    if (stream.size() >= 12)
         memcpy(&length, stream.data() + 4, sizeof length);
-    }
     return length > most_bytes && length <= longest;
 }
 
@@ -96,13 +92,11 @@ reading actual()
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size > most_bytes) {
+    if (size > most_bytes)
         return -1;
-    }
     const std::string stream = fuzz_input(data, size).rest();
-    if (announces_much(stream)) {
+    if (announces_much(stream))
         return -1;
-    }
     fuzz_shell shell(fuzz_schema_none);
     const reading wanted = expected(stream);
     shell.connect(stream);

@@ -18,9 +18,8 @@ std::string decode_marked(const std::string &stream)
 {
     std::string result;
     size_t at = 0;
-    for (size_t mark; (mark = stream.find("]]>]]>", at)) != std::string::npos; at = mark + 6) {
+    for (size_t mark; (mark = stream.find("]]>]]>", at)) != std::string::npos; at = mark + 6)
         result += stream.substr(at, mark - at) + message_end;
-    }
     // What can be the beginning of a mark is held back.
     std::string rest = stream.substr(at);
     for (size_t length = 5; length > 0; length--) {
@@ -39,36 +38,29 @@ int read_header(std::string *stream, bool first, size_t *chunk)
 {
     std::string rest = *stream;
     uint64_t size = 0;
-    if (rest.empty() || rest[0] != '\n') {
+    if (rest.empty() || rest[0] != '\n')
         return rest.empty() ? 0 : -1;
-    }
     rest.erase(0, 1);
-    while (first && !rest.empty() && rest[0] == '\n') {
+    while (first && !rest.empty() && rest[0] == '\n')
         rest.erase(0, 1);
-    }
-    if (rest.empty() || rest[0] != '#') {
+    if (rest.empty() || rest[0] != '#')
         return rest.empty() ? 0 : -1;
-    }
     rest.erase(0, 1);
     const bool is_end = !rest.empty() && rest[0] == '#' && !first;
     const size_t digits = is_end ? 1 : rest.find_first_not_of("0123456789");
     const std::string number = rest.substr(0, digits);
-    if (!is_end && !number.empty() && number[0] == '0') {
+    if (!is_end && !number.empty() && number[0] == '0')
         return -1;
-    }
     for (size_t i = 0; !is_end && i < number.size(); i++) {
         size = size * 10 + static_cast<uint64_t>(number[i] - '0');
-        if (size > 0xFFFFFFFF) {
+        if (size > 0xFFFFFFFF)
             return -1;
-        }
     }
     rest.erase(0, number.size());
-    if (rest.empty() || number.empty()) {
+    if (rest.empty() || number.empty())
         return rest.empty() ? 0 : -1;
-    }
-    if (rest[0] != '\n') {
+    if (rest[0] != '\n')
         return -1;
-    }
     *stream = rest.substr(1);
     *chunk = static_cast<size_t>(size);
     return 1;
@@ -89,9 +81,8 @@ std::string decode_chunked(std::string stream)
         const std::string data = stream.substr(0, chunk);
         result += data;
         stream.erase(0, data.size());
-        if (data.size() < chunk) {
+        if (data.size() < chunk)
             break;
-        }
         chunk = 0;
     }
     return header < 0 ? result + broken : result;
@@ -109,12 +100,10 @@ std::string decode_in_pieces(const std::string &stream, bool chunked, size_t pie
         for (size_t at = 0; step.event != framing_more; at += step.used) {
             step = framing_decode(&decoder, block.get() + at, bytes.size() - at);
             fuzz_require(step.used <= bytes.size() - at, "no more is used than there is");
-            if (step.event == framing_bad) {
+            if (step.event == framing_bad)
                 return result + broken;
-            }
-            if (step.event == framing_data) {
+            if (step.event == framing_data)
                 result.append(step.data, step.size);
-            }
             result += step.event == framing_end ? message_end : "";
         }
     }

@@ -5,8 +5,8 @@
 #ifndef VANDEL_TESTS_FUZZ_CHECK_H
 #define VANDEL_TESTS_FUZZ_CHECK_H
 
-#include <cstdio>
-#include <cstdlib>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string>
 
 inline void fuzz_require(bool holds, const char *promise)

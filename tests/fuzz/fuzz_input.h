@@ -5,11 +5,11 @@
 #ifndef VANDEL_TESTS_FUZZ_INPUT_H
 #define VANDEL_TESTS_FUZZ_INPUT_H
 
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <memory>
+#include <stddef.h>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string.h>
 #include <string>
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);

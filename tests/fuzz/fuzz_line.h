@@ -3,15 +3,15 @@
 #ifndef VANDEL_TESTS_FUZZ_LINE_H
 #define VANDEL_TESTS_FUZZ_LINE_H
 
+#include <functional>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <string>
+
 #include "tests/fuzz/fuzz_check.h"
 #include "tinyrl/editor.h"
 #include "tinyrl/tinyrl.h"
-
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
-#include <functional>
-#include <string>
 
 // What there is to see after a key was struck.
 struct fuzz_struck {

@@ -6,10 +6,10 @@
 #ifndef VANDEL_TESTS_FUZZ_OUTPUT_H
 #define VANDEL_TESTS_FUZZ_OUTPUT_H
 
-#include "tests/fuzz/fuzz_check.h"
-
-#include <cstdio>
+#include <stdio.h>
 #include <string>
+
+#include "tests/fuzz/fuzz_check.h"
 
 // While one lives, printing goes into it; only one may live at a time.
 class fuzz_output

@@ -2,11 +2,11 @@
 #ifndef VANDEL_TESTS_FUZZ_PROFILE_H
 #define VANDEL_TESTS_FUZZ_PROFILE_H
 
+#include <stdio.h>
+#include <string>
+
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/support/private_tmp.h"
-
-#include <cstdio>
-#include <string>
 
 inline const char fuzz_profile_name[] = "/tmp/vandel.conf";
 

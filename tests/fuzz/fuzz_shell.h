@@ -7,6 +7,12 @@
 #ifndef VANDEL_TESTS_FUZZ_SHELL_H
 #define VANDEL_TESTS_FUZZ_SHELL_H
 
+#include <signal.h>
+#include <string.h>
+#include <string>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include "base/columns.h"
 #include "base/session.h"
 #include "cmdtree/chunk_pool.h"
@@ -20,12 +26,6 @@
 #include "tests/support/fake_redis.h"
 #include "tests/support/sample_schema.h"
 #include "tests/support/scripted_server.h"
-
-#include <csignal>
-#include <cstring>
-#include <string>
-#include <sys/socket.h>
-#include <unistd.h>
 
 enum fuzz_schema {
     fuzz_schema_none,
@@ -79,9 +79,8 @@ class fuzz_shell
     {
         disconnect();
         int ends[2];
-        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
             abort();
-        }
         server_fd = ends[0];
         daemon().shell_end = ends[0];
         daemon().far_end = ends[1];
@@ -101,9 +100,8 @@ class fuzz_shell
             return;
         }
         std::string bytes;
-        for (int i = 0; i < count; i++) {
+        for (int i = 0; i < count; i++)
             bytes += frame_bytes(reply);
-        }
         connect(bytes);
         daemon().is_unasked = true;
         daemon().sequence = session.send_seq;
@@ -162,9 +160,8 @@ class fuzz_shell
     static void use_schema(fuzz_schema schema)
     {
         static fuzz_schema present = fuzz_schema_none;
-        if (schema == fuzz_schema_none || present != schema) {
+        if (schema == fuzz_schema_none || present != schema)
             fake_redis_reset();
-        }
         if (present != schema && schema == fuzz_schema_sample) {
             sample_schema();
             fake_redis_keep_hashes();

@@ -24,14 +24,12 @@ inline void fuzz_xml_ignore(void * /*context*/, xmlError * /*error*/) {}
 inline fuzz_document fuzz_xml_parse(const std::string &text)
 {
     xmlSetStructuredErrorFunc(nullptr, fuzz_xml_ignore);
-    if (text.find('\0') != std::string::npos) {
+    if (text.find('\0') != std::string::npos)
         return nullptr;
-    }
     fuzz_document document(xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr,
                                          "utf-8", XML_PARSE_NONET | XML_PARSE_NOENT));
-    if (document && (document->intSubset != nullptr || document->encoding == nullptr)) {
+    if (document && (document->intSubset != nullptr || document->encoding == nullptr))
         return nullptr;
-    }
     return document;
 }
 

@@ -24,23 +24,18 @@ std::string read_at_once(std::string stream)
             return static_cast<size_t>(static_cast<unsigned char>(stream[at]));
         };
         const size_t length = byte(4) | byte(5) << 8 | byte(6) << 16 | byte(7) << 24;
-        if (stream.compare(0, 4, "\xff\xba\xdc\xfe") != 0) {
+        if (stream.compare(0, 4, "\xff\xba\xdc\xfe") != 0)
             return result + ended_by(frame_bad_magic);
-        }
-        if (length > size_t{1} << 28) {
+        if (length > size_t{1} << 28)
             return result + ended_by(frame_too_large);
-        }
-        if (byte(10) != 0 || byte(11) != 0) {
+        if (byte(10) != 0 || byte(11) != 0)
             return result + ended_by(frame_bad_reserved);
-        }
-        if (length > 0 && stream.size() - 12 < length) {
+        if (length > 0 && stream.size() - 12 < length)
             break;
-        }
         const std::string body = stream.substr(12, length);
         const size_t last = body.find_last_not_of('\0');
-        if (last == std::string::npos) {
+        if (last == std::string::npos)
             return result + ended_by(frame_empty);
-        }
         result += body.substr(0, last + 1) + "\n";
         stream.erase(0, 12 + length);
     }

@@ -4,13 +4,13 @@
 // one is a text with references.
 #include "tinyrl/history.h"
 
-#include "tests/fuzz/fuzz_check.h"
-#include "tests/fuzz/fuzz_input.h"
-
 #include <algorithm>
-#include <climits>
+#include <limits.h>
 #include <utility>
 #include <vector>
+
+#include "tests/fuzz/fuzz_check.h"
+#include "tests/fuzz/fuzz_input.h"
 
 namespace
 {
@@ -24,20 +24,18 @@ struct numbered_lines {
     {
         const auto same = std::find_if(lines.begin(), lines.end(),
                                        [&line](const auto &entry) { return entry.second == line; });
-        if (same != lines.end()) {
+        if (same != lines.end())
             lines.erase(same);
-        } else if (limit > 0 && lines.size() == limit) {
+        else if (limit > 0 && lines.size() == limit)
             lines.erase(lines.begin());
-        }
         lines.emplace_back(next++, line);
     }
 
     const std::string *find(long long number) const
     {
         for (const auto &[known, line] : lines) {
-            if (known == number) {
+            if (known == number)
                 return &line;
-            }
         }
         return nullptr;
     }
@@ -64,9 +62,8 @@ struct numbered_lines {
             result += text.substr(0, plain);
             text.erase(0, plain);
             long long number = 0;
-            if (text.empty() || !target(text, &number)) {
+            if (text.empty() || !target(text, &number))
                 return result;
-            }
             const size_t run = std::min(text.find_first_not_of("!-0123456789"), text.size());
             const std::string *line = find(number);
             result += line != nullptr ? *line : text.substr(0, run);

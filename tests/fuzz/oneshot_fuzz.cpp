@@ -3,16 +3,15 @@
 //
 // Input: the daemon's answer to every request, in one line; then one command in
 // each line.
+#include <sstream>
+#include <sys/stat.h>
+
 #include "profile/profile.h"
 #include "shell/dispatch.h"
-
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_output.h"
 #include "tests/fuzz/fuzz_profile.h"
 #include "tests/fuzz/fuzz_shell.h"
-
-#include <sstream>
-#include <sys/stat.h>
 
 namespace
 {
@@ -51,14 +50,12 @@ void run_command(const std::string &line, const std::string &reply)
 void check_profile(bool is_replayable, std::string *checked)
 {
     struct stat status = {};
-    if (stat(fuzz_profile_name, &status) != 0) {
+    if (stat(fuzz_profile_name, &status) != 0)
         return;
-    }
     fuzz_require((status.st_mode & 0777) == 0600, "the profile is its owner's alone");
     const std::string content = fuzz_profile_read();
-    if (content == *checked) {
+    if (content == *checked)
         return;
-    }
     *checked = content;
     fuzz_require(content.compare(0, 6, "[pwd]\n") == 0, "the profile begins with the workspace");
     const fuzz_shell shell(fuzz_schema_sample);
@@ -76,9 +73,8 @@ extern "C" int LLVMFuzzerInitialize(int * /*count*/, char *** /*words*/)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size > longest_input) {
+    if (size > longest_input)
         return -1;
-    }
     fuzz_input input(data, size);
     const std::string reply = input.line();
     std::string checked;
@@ -86,9 +82,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     remove(fuzz_profile_name);
     while (!input.empty()) {
         const std::string line = input.text_line();
-        if (touches_files(line)) {
+        if (touches_files(line))
             continue;
-        }
         is_replayable = is_replayable && !is_unseen(line);
         run_command(line, reply);
         check_profile(is_replayable, &checked);

@@ -2,16 +2,15 @@
 //
 // Input: the workspace, the rpc's path (or an empty line), the argument, each
 // in a line of its own.
+#include <algorithm>
+#include <vector>
+
 #include "schema/data_xpath.h"
 #include "schema/masking.h"
 #include "schema/path.h"
 #include "schema/schema_path.h"
-
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_shell.h"
-
-#include <algorithm>
-#include <vector>
 
 namespace
 {
@@ -34,9 +33,8 @@ std::vector<std::string> components_of(const std::string &path)
 std::string joined(const std::vector<std::string> &components)
 {
     std::string path;
-    for (const std::string &component : components) {
+    for (const std::string &component : components)
         path += "/" + component;
-    }
     return path.empty() ? "/" : path;
 }
 
@@ -52,23 +50,19 @@ bool resolved(const std::string &path, const std::string &rpc, std::string *resu
     std::vector<std::string> stack;
     for (const std::string &component : components_of(path)) {
         if (component.substr(0, 2) != "..") {
-            if (component != ".") {
+            if (component != ".")
                 stack.push_back(component);
-            }
             continue;
         }
-        if (component != ".." || stack.empty() || (!rpc.empty() && joined(stack) == rpc)) {
+        if (component != ".." || stack.empty() || (!rpc.empty() && joined(stack) == rpc))
             return false;
-        }
         const size_t predicate = stack.back().find('[');
-        if (predicate == 0 || predicate == std::string::npos) {
+        if (predicate == 0 || predicate == std::string::npos)
             stack.pop_back();
-        } else {
+        else
             stack.back().erase(predicate);
-        }
-        if (predicate == 0) {
+        if (predicate == 0)
             stack.emplace_back(); // nothing is left of a bare predicate but its level
-        }
     }
     *result = joined(stack);
     return true;
@@ -78,18 +72,14 @@ bool resolved(const std::string &path, const std::string &rpc, std::string *resu
 bool entered_list(const std::string &workspace, std::string *path)
 {
     const std::string beyond = workspace + "/";
-    if (workspace == "/" || workspace.back() == ']' ||
-        path->compare(0, beyond.size(), beyond) != 0) {
+    if (workspace == "/" || workspace.back() == ']' || path->compare(0, beyond.size(), beyond) != 0)
         return true;
-    }
     const record_pair pair = data_record_pair(workspace.c_str(), path_scope_session);
-    if (!pair.node || record_kind(pair.node.get()) != node_kind_list) {
+    if (!pair.node || record_kind(pair.node.get()) != node_kind_list)
         return true;
-    }
     const std::string name = workspace.substr(workspace.rfind('/') + 1) + "[";
-    if (path->compare(beyond.size(), name.size(), name) != 0) {
+    if (path->compare(beyond.size(), name.size(), name) != 0)
         return false;
-    }
     *path = workspace + path->substr(beyond.size() + name.size() - 1);
     return true;
 }
@@ -119,21 +109,17 @@ bool take_name(std::string *text)
 // value of characters that an expression may hold.
 bool is_well_formed(std::string component)
 {
-    if (!take_name(&component)) {
+    if (!take_name(&component))
         return false;
-    }
-    if (component.empty()) {
+    if (component.empty())
         return true;
-    }
     for (char expected = '['; component[0] == expected; expected = ',') {
         component.erase(0, 1);
-        if (!take_name(&component) || component[0] != '=') {
+        if (!take_name(&component) || component[0] != '=')
             return false;
-        }
         component.erase(0, std::min(component.find_first_of(",]["), component.size()));
-        if (component == "]") {
+        if (component == "]")
             return true;
-        }
     }
     return false;
 }
@@ -173,9 +159,8 @@ void check_schema_path(const char *path)
 {
     for (const path_scope scope : {path_scope_session, path_scope_configuration}) {
         const heap_text schema_path = schema_path_of(path, scope);
-        if (schema_path && path_levels(schema_path.get()) > 1) {
+        if (schema_path && path_levels(schema_path.get()) > 1)
             fuzz_require(schema_path_exists(schema_path.get()), "a schema path leads to a node");
-        }
         const record_pair pair = data_record_pair(path, scope);
         fuzz_require(!pair || schema_path, "a record has a schema path");
     }
@@ -191,9 +176,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const std::string argument = input.text_line();
     fuzz_shell shell(fuzz_schema_sample);
     fuzz_shell::set_text(&session.pwd, "/" + workspace);
-    if (!rpc.empty()) {
+    if (!rpc.empty())
         fuzz_shell::set_text(&session.rpc_path, "/" + rpc);
-    }
     std::string wanted;
     const bool is_good = absolute(argument, &wanted);
     const heap_text path = path_absolute(fuzz_text(argument).get());

@@ -4,10 +4,10 @@
 #define VANDEL_TESTS_PLACE_MODEL_H
 
 #include <algorithm>
-#include <cstddef>
 #include <map>
 #include <optional>
 #include <set>
+#include <stddef.h>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,22 +31,19 @@ class place_model
         std::string path = data_path;
         if (in_session && !rpc.empty() && (path + "/").compare(0, rpc.size() + 1, rpc + "/") == 0) {
             const model_field *input = first_of_kind(rpc, kind_input);
-            if (input == nullptr) {
+            if (input == nullptr)
                 return std::nullopt;
-            }
             path.insert(rpc.size(), "/" + input->name);
         }
         path = without_predicates(path);
         while (std::count(path.begin(), path.end(), '/') > 1 && !exists(path)) {
             std::string beginning = path;
-            while (!beginning.empty() && !exists(beginning)) {
+            while (!beginning.empty() && !exists(beginning))
                 beginning.erase(beginning.rfind('/'));
-            }
             const std::string rest = path.substr(beginning.size() + 1);
             const auto around = case_of(beginning, rest.substr(0, rest.find('/')));
-            if (!around) {
+            if (!around)
                 return std::nullopt;
-            }
             path = *around + "/" + rest;
         }
         return path;
@@ -63,9 +60,8 @@ class place_model
     bool exists(const std::string &schema_path) const
     {
         const size_t slash = schema_path.rfind('/');
-        if (slash == 0) {
+        if (slash == 0)
             return schema_path == "/" || modules.count(before_bracket(schema_path.substr(1))) != 0;
-        }
         return record(schema_path) != nullptr;
     }
 
@@ -73,14 +69,12 @@ class place_model
     std::optional<std::vector<std::string>> keys(const std::string &list_path) const
     {
         const auto path = schema_path(list_path, true);
-        if (!path || (hashes.count(*path) == 0 && !exists(*path))) {
+        if (!path || (hashes.count(*path) == 0 && !exists(*path)))
             return std::nullopt;
-        }
         std::vector<std::string> names;
         if (hashes.count(*path) != 0) {
-            for (const model_field &key : hashes.at(*path)) {
+            for (const model_field &key : hashes.at(*path))
                 names.push_back(key.name);
-            }
         }
         return names;
     }
@@ -99,9 +93,8 @@ class place_model
     {
         for (size_t at = 0; (at = path.find('[', at)) != std::string::npos; at++) {
             const size_t end = path.find(']', at);
-            if (end != std::string::npos) {
+            if (end != std::string::npos)
                 path.erase(at + 1, end - at - 1);
-            }
         }
         return path;
     }
@@ -116,9 +109,8 @@ class place_model
     const model_field *field(const std::string &hash, const std::string &name) const
     {
         for (const model_field &child : fields(hash)) {
-            if (child.name == before_bracket(name)) {
+            if (child.name == before_bracket(name))
                 return &child;
-            }
         }
         return nullptr;
     }
@@ -126,9 +118,8 @@ class place_model
     const model_field *first_of_kind(const std::string &hash, int kind) const
     {
         for (const model_field &child : fields(hash)) {
-            if (child.kind == kind) {
+            if (child.kind == kind)
                 return &child;
-            }
         }
         return nullptr;
     }
@@ -139,9 +130,8 @@ class place_model
         std::vector<std::string> found;
         for (const model_field &choice : fields(path)) {
             for (const model_field &branch : fields(path + "/" + choice.name)) {
-                if (choice.kind == kind_choice && branch.kind == kind_case) {
+                if (choice.kind == kind_choice && branch.kind == kind_case)
                     found.push_back(path + "/" + choice.name + "/" + branch.name);
-                }
             }
         }
         return found;
@@ -151,18 +141,15 @@ class place_model
     // itself comes before those that hold it in a choice of their own.
     std::optional<std::string> case_of(const std::string &path, const std::string &name) const
     {
-        if (path.empty()) {
+        if (path.empty())
             return std::nullopt;
-        }
         for (const std::string &around : cases_below(path)) {
-            if (field(around, name) != nullptr) {
+            if (field(around, name) != nullptr)
                 return around;
-            }
         }
         for (const std::string &around : cases_below(path)) {
-            if (auto inside = case_of(around, name)) {
+            if (auto inside = case_of(around, name))
                 return inside;
-            }
         }
         return std::nullopt;
     }

@@ -6,7 +6,6 @@
 #include "schema/data_xpath.h"
 #include "schema/masking.h"
 #include "schema/schema_path.h"
-
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_shell.h"
 #include "tests/fuzz/place_model.h"
@@ -80,9 +79,8 @@ struct schema_maker {
 
     void make_children(const std::string &path, int level)
     {
-        for (unsigned count = input->byte() % 5; count > 0 && nodes < most_nodes; count--) {
+        for (unsigned count = input->byte() % 5; count > 0 && nodes < most_nodes; count--)
             make_child(path, level);
-        }
     }
 
     void make_cases(const std::string &choice, int level)
@@ -115,9 +113,8 @@ struct schema_maker {
     void make_rpc()
     {
         const unsigned shape = input->byte() % 4;
-        if (shape > 0) {
+        if (shape > 0)
             put("/m", "r", model_rpc, true);
-        }
         if (shape > 1) {
             put("/m/r", shape == 2 ? "input" : "in", model_input, true);
             make_children(shape == 2 ? "/m/r/input" : "/m/r/in", 2);
@@ -148,9 +145,8 @@ struct made_path {
 void add_name(made_path *path, const std::string &name, std::string *module)
 {
     const size_t colon = name.find(':');
-    if (colon != std::string::npos) {
+    if (colon != std::string::npos)
         *module = name.substr(0, colon);
-    }
     path->prefixes.insert(*module);
     path->xpath += *module + ":" + name.substr(colon == std::string::npos ? 0 : colon + 1);
 }
@@ -164,9 +160,8 @@ void add_predicate(fuzz_input *input, made_path *path, const std::string &module
         const std::string name = pick(input, names);
         const typed_value *value = &pick(input, values);
         const bool is_apostrophe = strchr(value->typed, '\'') != nullptr;
-        if (path->has_apostrophe && strpbrk(value->typed, "'\"") != nullptr) {
+        if (path->has_apostrophe && strpbrk(value->typed, "'\"") != nullptr)
             value = &values[0];
-        }
         path->has_apostrophe = path->has_apostrophe || is_apostrophe;
         path->typed += (i > 0 ? "," : "") + name + "=" + value->typed;
         path->xpath += i > 0 ? " and " : "";
@@ -194,9 +189,8 @@ made_path make_path(fuzz_input *input, const std::string &beginning)
         path.typed += "/" + name;
         path.xpath += "/";
         add_name(&path, name, &module);
-        if (shape % 3 == 0) {
+        if (shape % 3 == 0)
             add_predicate(input, &path, module);
-        }
     }
     const auto is_module = [](const std::string &prefix) { return prefix == "m" || prefix == "n"; };
     path.has_xpath = (levels > 0 || !beginning.empty()) &&
@@ -209,9 +203,8 @@ void check_schema_path(const place_model &model, const std::string &masked, path
     const auto wanted = model.schema_path(masked, scope == path_scope_session);
     const heap_text got = schema_path_of(masked.c_str(), scope);
     fuzz_require((got != nullptr) == wanted.has_value(), "resolved where the model resolves it");
-    if (!wanted) {
+    if (!wanted)
         return;
-    }
     fuzz_require_equal(got.get(), *wanted, "the model's schema path");
     const model_field *field = model.record(*wanted);
     const record_pair pair = data_record_pair(masked.c_str(), scope);
@@ -232,9 +225,8 @@ void check_keys(const place_model &model, const std::string &masked)
                  "keys where the model has them");
     if (wanted) {
         fuzz_require(keys.count == wanted->size(), "as many keys");
-        for (size_t i = 0; i < keys.count; i++) {
+        for (size_t i = 0; i < keys.count; i++)
             fuzz_require_equal(keys.name[i], (*wanted)[i], "the keys in their order");
-        }
     }
 }
 
@@ -259,9 +251,8 @@ void check_xpath(const made_path &path, const std::string &masked)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size > longest_input) {
+    if (size > longest_input)
         return -1;
-    }
     fuzz_input input(data, size);
     const fuzz_shell shell(fuzz_schema_none);
     place_model model;

@@ -1,12 +1,12 @@
 // The pretty-printer against one that builds its layout in memory.
 #include "link/xml_print.h"
 
+#include <utility>
+#include <vector>
+
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_output.h"
-
-#include <utility>
-#include <vector>
 
 namespace
 {
@@ -20,12 +20,10 @@ bool closes(const std::string &text, size_t tag)
 
 long next_indentation(const std::string &text, size_t previous, size_t next, long indentation)
 {
-    if (closes(text, previous) && closes(text, next)) {
+    if (closes(text, previous) && closes(text, next))
         return indentation - 2;
-    }
-    if (!closes(text, previous) && !closes(text, next)) {
+    if (!closes(text, previous) && !closes(text, next))
         return indentation + 2;
-    }
     return indentation;
 }
 
@@ -43,13 +41,11 @@ std::string laid_out(const std::string &text)
     for (size_t end = text.find('>'); end != std::string::npos; end = text.find('>', at)) {
         layout += blanks(indentation) + text.substr(at, end + 1 - at) + "\n";
         at = end + 1;
-        while (at < text.size() && text[at] == ' ') {
+        while (at < text.size() && text[at] == ' ')
             at++;
-        }
         const size_t tag = text.find('<', at);
-        if (tag == std::string::npos) {
+        if (tag == std::string::npos)
             break;
-        }
         if (tag != at) {
             layout += blanks(indentation + 2) + text.substr(at, tag - at) + "\n";
             at = tag;
@@ -86,9 +82,8 @@ std::string decoded(const std::string &text)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size > longest_text) {
+    if (size > longest_text)
         return -1;
-    }
     const std::string text = fuzz_input(data, size).text_rest();
     const fuzz_block block = fuzz_text(text);
     fuzz_output output;

@@ -3,7 +3,6 @@
 // same when it is replayed in its turn.
 #include "cmdtree/xml_writer.h"
 #include "profile/profile.h"
-
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_output.h"
 #include "tests/fuzz/fuzz_profile.h"

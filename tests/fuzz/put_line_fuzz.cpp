@@ -4,11 +4,11 @@
 // put in the next, then the profile's content.
 #include "profile/profile.h"
 
+#include <algorithm>
+
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_profile.h"
 #include "tests/fuzz/fuzz_shell.h"
-
-#include <algorithm>
 
 namespace
 {
@@ -22,22 +22,19 @@ bool is_section(const std::string &name)
 std::string overwritten(const std::string &content, size_t at, const std::string &text)
 {
     std::string result = content.substr(0, at) + text;
-    if (result.size() < content.size()) {
+    if (result.size() < content.size())
         result += content.substr(result.size());
-    }
     return result;
 }
 
 bool put(bool appends, const std::string &section, const std::string &line, std::string *content)
 {
-    if (line.size() > 1000 || !is_section(section)) {
+    if (line.size() > 1000 || !is_section(section))
         return false;
-    }
     const size_t header = content->find(section);
     const size_t end = header == std::string::npos ? header : content->find("\n\n", header);
-    if (end == std::string::npos) {
+    if (end == std::string::npos)
         return false;
-    }
     const std::string written = line + "\n" + content->substr(end + 1);
     *content = overwritten(*content, appends ? end + 1 : header + section.size() + 1, written);
     return true;

@@ -4,16 +4,15 @@
 // A reader may say more than a document of a text that is not well-formed, of
 // which no document is made, or whose prefixes are not declared; nothing is
 // compared then.
+#include <algorithm>
+#include <vector>
+
 #include "device/gateway/xml_head.h"
 #include "device/gateway/xml_reader.h"
 #include "device/gateway/xml_scan.h"
-
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_xml.h"
-
-#include <algorithm>
-#include <vector>
 
 namespace
 {
@@ -35,34 +34,29 @@ bool is_base(const xmlNode *element, const char *name)
 
 const xmlNode *next_element(const xmlNode *node)
 {
-    while (node != nullptr && node->type != XML_ELEMENT_NODE) {
+    while (node != nullptr && node->type != XML_ELEMENT_NODE)
         node = node->next;
-    }
     return node;
 }
 
 // False where a prefix has no namespace: the name then keeps its colon.
 bool has_namespaces(const xmlNode *element)
 {
-    if (strchr(reinterpret_cast<const char *>(element->name), ':') != nullptr) {
+    if (strchr(reinterpret_cast<const char *>(element->name), ':') != nullptr)
         return false;
-    }
     for (const xmlAttr *attribute = element->properties; attribute != nullptr;
          attribute = attribute->next) {
-        if (strchr(reinterpret_cast<const char *>(attribute->name), ':') != nullptr) {
+        if (strchr(reinterpret_cast<const char *>(attribute->name), ':') != nullptr)
             return false;
-        }
     }
     for (const xmlNs *space = element->nsDef; space != nullptr; space = space->next) {
-        if (space->prefix != nullptr && fuzz_xml_string(space->href).empty()) {
+        if (space->prefix != nullptr && fuzz_xml_string(space->href).empty())
             return false;
-        }
     }
     for (const xmlNode *child = next_element(element->children); child != nullptr;
          child = next_element(child->next)) {
-        if (!has_namespaces(child)) {
+        if (!has_namespaces(child))
             return false;
-        }
     }
     return true;
 }
@@ -85,9 +79,8 @@ std::vector<std::string> scanned_attributes(const xml_element &element)
     std::vector<std::string> found;
     std::string_view rest = element.attributes;
     xml_attribute attribute;
-    while (xml_attribute_next(&rest, &attribute)) {
+    while (xml_attribute_next(&rest, &attribute))
         found.push_back(std::string(attribute.name) + "=" + std::string(attribute.value));
-    }
     return sorted(found);
 }
 
@@ -141,16 +134,14 @@ void check_children(xml_scan *scan, const xml_element &parent, const xmlNode *no
         check_element(child, wanted);
         if (skips || child.is_empty) {
             const size_t end = xml_scan_skip(scan, &child);
-            if (scan->failed) {
+            if (scan->failed)
                 return;
-            }
             fuzz_require(end >= child.content && end <= scan->at, "an end behind the beginning");
             check_text(scan->text.substr(child.content, end - child.content), wanted);
         } else {
             check_children(scan, child, wanted, !skips);
-            if (scan->failed) {
+            if (scan->failed)
                 return;
-            }
         }
         wanted = next_element(wanted->next);
     }
@@ -171,9 +162,8 @@ void check_scan(const std::string &message, const xmlNode *root, bool skips)
     xml_element scanned;
     const bool is_found = xml_scan_root(&scan, &scanned);
     fuzz_require(is_found == !scan.failed, "a root or a failure");
-    if (root == nullptr) {
+    if (root == nullptr)
         return;
-    }
     if (is_found) {
         check_element(scanned, root);
         check_children(&scan, scanned, root, skips);
@@ -184,15 +174,12 @@ void check_scan(const std::string &message, const xmlNode *root, bool skips)
 message_kind kind_of(const xmlNode *root)
 {
     const xmlNode *first = next_element(root->children);
-    if (is_base(root, "rpc-reply")) {
+    if (is_base(root, "rpc-reply"))
         return message_rpc_reply;
-    }
-    if (!is_base(root, "rpc") || first == nullptr) {
+    if (!is_base(root, "rpc") || first == nullptr)
         return message_other;
-    }
-    if (is_base(first, "copy-config")) {
+    if (is_base(first, "copy-config"))
         return message_copy_config;
-    }
     const bool is_create =
         uri_of(first) == private_namespace && fuzz_xml_string(first->name) == "create-session";
     return is_create ? message_create_session : message_other;
@@ -202,13 +189,11 @@ void check_head(const std::string &message, const xmlNode *root)
 {
     const fuzz_block block = fuzz_bytes(message);
     const message_head head = message_head_read(block.get(), message.size());
-    if (root == nullptr) {
+    if (root == nullptr)
         return;
-    }
     fuzz_require(head.kind == kind_of(root), "the kind of the message");
-    if (head.kind == message_other) {
+    if (head.kind == message_other)
         return;
-    }
     xmlChar *id = xmlGetNoNsProp(root, reinterpret_cast<const xmlChar *>("message-id"));
     fuzz_require((head.message_id != nullptr) == (id != nullptr), "an id where there is one");
     fuzz_require_equal(id != nullptr ? head.message_id.get() : "", fuzz_xml_string(id),
@@ -235,9 +220,8 @@ void collect_texts(const xmlNode *element, const char *name, std::vector<std::st
         xmlFree(content);
     }
     for (const xmlNode *child = next_element(element->children); child != nullptr;
-         child = next_element(child->next)) {
+         child = next_element(child->next))
         collect_texts(child, name, texts);
-    }
 }
 
 void check_errors(const std::string &message, const xmlNode *root)
@@ -248,20 +232,18 @@ void check_errors(const std::string &message, const xmlNode *root)
     const bool is_denied = error_tag_is(block.get(), message.size(), "access-denied");
     // Asides inside a text are no text to the one, but have content to the other.
     if (root == nullptr || message.find("<!") != std::string::npos ||
-        message.find("<?") != std::string::npos) {
+        message.find("<?") != std::string::npos)
         return;
-    }
     std::vector<std::string> messages;
     std::vector<std::string> tags;
     collect_texts(root, "error-message", &messages);
     collect_texts(root, "error-tag", &tags);
     fuzz_require(is_denied == (std::count(tags.begin(), tags.end(), "access-denied") > 0),
                  "the error's tag");
-    if (!messages.empty() && !messages[0].empty()) {
+    if (!messages.empty() && !messages[0].empty())
         fuzz_require_equal(text, messages[0], "the error's message");
-    } else if (messages.empty() && tags.size() == 1) {
+    else if (messages.empty() && tags.size() == 1)
         fuzz_require_equal(text, tags[0], "the error's tag in place of a message");
-    }
 }
 
 } // namespace
@@ -274,17 +256,15 @@ extern "C" int LLVMFuzzerInitialize(int * /*count*/, char *** /*words*/)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size > longest_message) {
+    if (size > longest_message)
         return -1;
-    }
     fuzz_input input(data, size);
     const bool skips = input.byte() % 2 == 1;
     const std::string message = input.rest();
     const fuzz_document document = fuzz_xml_parse(message);
     const xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
-    if (root != nullptr && !has_namespaces(root)) {
+    if (root != nullptr && !has_namespaces(root))
         root = nullptr;
-    }
     check_scan(message, root, skips);
     check_head(message, root);
     check_errors(message, root);

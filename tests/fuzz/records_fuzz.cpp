@@ -7,7 +7,6 @@
 #include "commands/commands.h"
 #include "complete/completion.h"
 #include "schema/database.h"
-
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_line.h"
 #include "tests/fuzz/fuzz_output.h"
@@ -37,9 +36,8 @@ int number_at(const std::string &record, size_t at)
 
 std::string text_at(const std::string &record, int offset)
 {
-    if (offset < 0 || static_cast<size_t>(offset) + 20 >= record.size()) {
+    if (offset < 0 || static_cast<size_t>(offset) + 20 >= record.size())
         return "";
-    }
     return record.substr(static_cast<size_t>(offset) + 20).c_str();
 }
 
@@ -73,12 +71,10 @@ void put_records(fuzz_input *input)
         const std::string name = input->take(input->byte());
         const std::string record = input->take(input->byte());
         fake_redis_put(hash, name, record);
-        if (record.size() >= 20) {
+        if (record.size() >= 20)
             check_node_record(record);
-        }
-        if (record.size() >= 43) {
+        if (record.size() >= 43)
             check_module_record(record);
-        }
     }
 }
 
@@ -110,9 +106,8 @@ void look_around(fuzz_shell *shell, const std::string &workspace, size_t way)
         "<l><name>a b</name></l><a1>1</a1></c></data></rpc-reply>";
     const fuzz_output output;
     fuzz_shell::set_text(&session.pwd, workspace);
-    if (workspace == rpc) {
+    if (workspace == rpc)
         fuzz_shell::set_text(&session.rpc_path, workspace);
-    }
     shell->serve(reply, 12);
     look(way);
 }
@@ -121,9 +116,8 @@ void look_around(fuzz_shell *shell, const std::string &workspace, size_t way)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size > longest_input) {
+    if (size > longest_input)
         return -1;
-    }
     fuzz_input input(data, size);
     const std::string workspace = workspaces[input.byte() % workspace_count];
     const size_t way = input.byte() % looks;

@@ -6,14 +6,13 @@
 //   s  bytes of the server        m  a message of it, in the framing in force
 //   b  bytes of the shell         f  a frame of the shell with this body
 //   n  the server keeps silent    d  the shell is gone
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "device/gateway/xml_head.h"
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/support/relay_bench.h"
-
-#include "device/gateway/xml_head.h"
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace
 {
@@ -62,18 +61,16 @@ void drain(relay_bench *bench, session_log *log)
         const std::string requests = bench->to_server();
         const std::string replies = bench->to_shell();
         log->to_server += requests;
-        if (bench->reason.empty()) {
+        if (bench->reason.empty())
             check_frames(replies, &log->frames);
-        }
         moved = !requests.empty() || !replies.empty();
     }
 }
 
 void nudge(relay_bench *bench)
 {
-    if (relay_may_nudge(bench->session.get())) {
+    if (relay_may_nudge(bench->session.get()))
         relay_nudge(bench->session.get());
-    }
 }
 
 // Until the bytes are gone or cannot go.
@@ -141,9 +138,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     relay_bench bench;
     session_log log;
     drain(&bench, &log);
-    while (!input.empty() && bench.reason.empty()) {
+    while (!input.empty() && bench.reason.empty())
         take_event(&bench, &log, input.line());
-    }
     if (bench.reason.empty()) {
         relay_server_ended(bench.session.get());
         check_messages(log.to_server, bench.session->chunked);

@@ -2,13 +2,13 @@
 // a test: what was found once stays found, and nothing that an input leaves
 // behind may change what the next one meets.
 #include <algorithm>
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,9 +32,8 @@ std::vector<corpus_file> read_files(const std::string &where)
 {
     std::vector<std::filesystem::path> paths;
     if (std::filesystem::is_directory(where)) {
-        for (const auto &entry : std::filesystem::directory_iterator(where)) {
+        for (const auto &entry : std::filesystem::directory_iterator(where))
             paths.push_back(entry.path());
-        }
     } else {
         paths.emplace_back(where);
     }
@@ -55,9 +54,8 @@ std::vector<corpus_file> read_files(const std::string &where)
 void run(const std::string &content)
 {
     auto *block = static_cast<uint8_t *>(malloc(content.size()));
-    if (!content.empty()) {
+    if (!content.empty())
         memcpy(block, content.data(), content.size());
-    }
     LLVMFuzzerTestOneInput(block, content.size());
     free(block);
 }
@@ -75,9 +73,8 @@ int main(int count, char **words)
         fprintf(stderr, "no inputs\n");
         return 1;
     }
-    if (LLVMFuzzerInitialize != nullptr) {
+    if (LLVMFuzzerInitialize != nullptr)
         LLVMFuzzerInitialize(&count, &words);
-    }
     for (int round = 1; round <= 2; round++) {
         for (const auto &[name, content] : files) {
             fprintf(stderr, "%d: %s\n", round, name.c_str());

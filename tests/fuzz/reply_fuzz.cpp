@@ -2,6 +2,8 @@
 // then the printer, a command or the list entries that are read from it.
 //
 // Input: a byte that picks who reads the reply, the reply.
+#include <algorithm>
+
 #include "browse/descendants.h"
 #include "browse/server_read.h"
 #include "commands/commands.h"
@@ -9,12 +11,9 @@
 #include "link/notification.h"
 #include "link/xml_print.h"
 #include "schema/masking.h"
-
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_output.h"
 #include "tests/fuzz/fuzz_shell.h"
-
-#include <algorithm>
 
 namespace
 {
@@ -25,9 +24,8 @@ void check_entries(fuzz_shell *shell, const std::string &reply, const char *list
 {
     shell->serve(reply, 1);
     descendant_set entries;
-    if (server_list_entries(list, &entries) != 0) {
+    if (server_list_entries(list, &entries) != 0)
         return;
-    }
     for (const descendant *entry = entries.nodes; entry != nullptr; entry = entry->next) {
         const std::string name = entry->name;
         fuzz_require(name.find_first_of("/ ") == std::string::npos, "no entry's name is cut");
@@ -72,24 +70,22 @@ void print(const std::string &reply)
 
 void read_reply(fuzz_shell *shell, const std::string &reply, size_t reader)
 {
-    if (reader < command_count) {
+    if (reader < command_count)
         run_command(shell, reply, commands[reader]);
-    } else if (reader == command_count) {
+    else if (reader == command_count)
         check_entries(shell, reply, "/m/c/l");
-    } else if (reader == command_count + 1) {
+    else if (reader == command_count + 1)
         check_entries(shell, reply, "/m/c/l2");
-    } else {
+    else
         print(reply);
-    }
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size > longest_text) {
+    if (size > longest_text)
         return -1;
-    }
     fuzz_input input(data, size);
     const size_t reader = input.byte() % (command_count + 3);
     const std::string reply = input.rest();

@@ -1,7 +1,6 @@
 // The root of a message, found in passing and in a document.
 #include "link/xml_root.h"
 #include "link/xpath.h"
-
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 
@@ -14,9 +13,8 @@ xml_root_result document_says(const std::string &text)
 {
     const xml_doc document = xml_parse(text.data(), text.size());
     ns_entry *namespaces = nullptr;
-    if (!document || ns_add(&namespaces, "n", name_space) != 0) {
+    if (!document || ns_add(&namespaces, "n", name_space) != 0)
         return xml_root_unreadable;
-    }
     const xpath_result found(xpath_eval(document.get(), "/n:a", &namespaces));
     ns_free(&namespaces);
     return found ? xml_root_matches : xml_root_differs;

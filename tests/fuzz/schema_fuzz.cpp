@@ -85,9 +85,8 @@ struct module_maker {
     std::string describe()
     {
         const std::string description = quoted();
-        if (description.empty()) {
+        if (description.empty())
             return "";
-        }
         text += "description \"" + description + "\";\n";
         const std::string folded = folded_by_hand(description);
         return folded.size() <= longest_exact_help ? folded : "";
@@ -195,26 +194,24 @@ struct module_maker {
     {
         const unsigned which = input->byte() % 7;
         const bool is_leaf = place.level >= most_levels || nodes >= most_nodes;
-        if (which == 6) {
+        if (which == 6)
             text += "anydata " + new_name() + ";\n";
-        } else if (which == 1) {
+        else if (which == 1)
             make_leaf(place, "leaf-list", node_kind::leaf_list);
-        } else if (which == 0 || is_leaf) {
+        else if (which == 0 || is_leaf)
             make_leaf(place, "leaf", node_kind::leaf);
-        } else if (which == 2) {
+        else if (which == 2)
             make_container(place);
-        } else if (which == 3) {
+        else if (which == 3)
             make_list(place);
-        } else {
+        else
             make_choice(place);
-        }
     }
 
     void make_nodes(const making_place &place)
     {
-        for (unsigned count = input->byte() % 5; count > 0 && !input->empty(); count--) {
+        for (unsigned count = input->byte() % 5; count > 0 && !input->empty(); count--)
             make_node(place);
-        }
     }
 
     void make_rpc(const std::string &module)
@@ -236,9 +233,8 @@ struct module_maker {
         text = "module " + name + " {\nyang-version 1.1;\nnamespace \"urn:" + name +
                "\";\nprefix p;\nidentity kind;\nidentity one { base kind; }\n";
         make_nodes({"/" + name, true, false, 1});
-        for (unsigned rpcs = input->byte() % 3; rpcs > 0; rpcs--) {
+        for (unsigned rpcs = input->byte() % 3; rpcs > 0; rpcs--)
             make_rpc("/" + name);
-        }
         text += "}\n";
     }
 };
@@ -287,12 +283,10 @@ class shared_context
 
     ly_ctx *with_room()
     {
-        if (looked_at.size() == modules_per_context) {
+        if (looked_at.size() == modules_per_context)
             forget();
-        }
-        if (!context) {
+        if (!context)
             context = make_context();
-        }
         return context.get();
     }
 
@@ -324,9 +318,8 @@ class shared_context
     // libyang frees what it compiled for implemented modules.
     void forget()
     {
-        for (lys_module *module : looked_at) {
+        for (lys_module *module : looked_at)
             module->implemented = 1;
-        }
         looked_at.clear();
         context.reset();
     }
@@ -349,9 +342,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const bool is_good =
         lys_parse_mem(context, maker.text.c_str(), LYS_IN_YANG, &module) == LY_SUCCESS &&
         ly_ctx_compile(context) == LY_SUCCESS;
-    if (!is_good) {
+    if (!is_good)
         fprintf(stderr, "%s\n%s\n", ly_errmsg(context), maker.text.c_str());
-    }
     fuzz_require(is_good, "libyang takes the module");
     check_hashes(maker.wanted, fuzz_stored_schema(context, {{name, "", {}}}, "/" + name));
     shared.hide(module);

@@ -7,12 +7,12 @@
 // faster target, schema.
 #include "device/schemac/compile.h"
 
+#include <sys/stat.h>
+
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_stored.h"
 #include "tests/support/private_tmp.h"
-
-#include <sys/stat.h>
 
 // libyang forgets some memory when it refuses a text.
 extern "C" __attribute__((used, visibility("default"))) const char *__lsan_default_suppressions();
@@ -37,9 +37,8 @@ yang_texts split_texts(const std::string &input)
     while (texts.size() < most_texts) {
         const size_t end = input.find("\n---\n", at);
         texts.push_back(input.substr(at, end - at));
-        if (end == std::string::npos) {
+        if (end == std::string::npos)
             break;
-        }
         at = end + 5;
     }
     return texts;
@@ -109,8 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::vector<module_request> requests = {{names[0], "", {"*"}}};
     fuzz_require(source_index_add_directory(&index, directory, true) == 0, "there are texts");
     const context_ptr context = compile(&index, &requests);
-    if (context) {
+    if (context)
         fuzz_stored_schema(context.get(), requests, "/");
-    }
     return 0;
 }

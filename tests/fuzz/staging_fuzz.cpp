@@ -5,7 +5,6 @@
 // and one that picks the value.
 #include "cmdtree/tree.h"
 #include "cmdtree/xml_writer.h"
-
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_shell.h"
 #include "tests/fuzz/staging_model.h"
@@ -81,9 +80,8 @@ const staged_value values[] = {
 const staged_path *path_named(const std::string &path)
 {
     for (const staged_path &known : paths) {
-        if (path == known.path) {
+        if (path == known.path)
             return &known;
-        }
     }
     return nullptr;
 }
@@ -91,9 +89,8 @@ const staged_path *path_named(const std::string &path)
 const staged_value *value_staged(const std::string &value)
 {
     for (const staged_value &known : values) {
-        if (value == known.staged) {
+        if (value == known.staged)
             return &known;
-        }
     }
     return nullptr;
 }
@@ -107,28 +104,24 @@ bool write_xml(const staging_model::node &node, std::string *xml)
     if (is_element) {
         std::string tag = path->tag;
         if (node.operation == staging_model::set && value != nullptr && value->prefix != nullptr) {
-            if (path->kind == staging_unknown) {
+            if (path->kind == staging_unknown)
                 return false;
-            }
             const std::string prefix = value->prefix;
             // The namespace of a name with a prefix stands in place of all others.
-            if (path->takes_prefix && !prefix.empty()) {
+            if (path->takes_prefix && !prefix.empty())
                 tag += " xmlns:" + prefix + "=\"urn:" + prefix + "\"";
-            }
         }
         tag += node.operation == staging_model::removed ? " xc:operation=\"delete\"" : "";
         *xml += "<" + tag + ">" + (value != nullptr ? value->written : path->keys);
         *xml += value != nullptr ? std::string("</") + path->name + ">" : "";
     }
     for (const staging_model::node &entry : node.values) {
-        if (!write_xml(entry, xml)) {
+        if (!write_xml(entry, xml))
             return false;
-        }
     }
     for (const staging_model::node &child : node.children) {
-        if (!write_xml(child, xml)) {
+        if (!write_xml(child, xml))
             return false;
-        }
     }
     *xml += is_element && value == nullptr ? std::string("</") + path->name + ">" : "";
     return true;
@@ -141,9 +134,8 @@ void check_xml(const staging_model &model)
     fuzz_require((tree_to_xml(session.config_tree.root, path_scope_configuration) == 0) == is_good,
                  "written where the model can be");
     std::string got;
-    for (unsigned slot = 0; slot < output_chunk_slots; slot++) {
+    for (unsigned slot = 0; slot < output_chunk_slots; slot++)
         got += pool_chunk_text(slot);
-    }
     fuzz_require_equal(got, is_good ? wanted : "", "the model's XML");
     pool_release();
 }
@@ -159,9 +151,8 @@ void check_changes(const staging_model &model)
     fuzz_require_equal(got, model.all_changes(), "the model's changes");
     fuzz_require((session.config_tree.root == nullptr) == model.is_empty,
                  "a tree where something is staged");
-    if (!model.is_empty) {
+    if (!model.is_empty)
         check_xml(model);
-    }
 }
 
 // What the read commands ask of a tree.
@@ -170,16 +161,14 @@ void check_staged(staging_model *model, const std::string &path)
     const staging_model::node *deepest = model->find_deepest(path);
     const bool is_there = deepest->path == path;
     bool is_staged = is_there;
-    for (const staging_model::node &child : deepest->children) {
+    for (const staging_model::node &child : deepest->children)
         is_staged = is_staged || staging_model::begins_with(child.path, path + "[");
-    }
     const cmd_node *found = tree_find(&session.config_tree, path.c_str());
     const cmd_node *staged = tree_find_staged(&session.config_tree, path.c_str());
     fuzz_require((found != nullptr) == is_there, "found where the model has it");
     fuzz_require((staged != nullptr) == is_staged, "staged where the model has it");
-    if (staged != nullptr) {
+    if (staged != nullptr)
         fuzz_require_equal(staged->path, deepest->path, "at the model's node");
-    }
 }
 
 void stage(staging_model *model, const staged_path &path, const char *value,
@@ -196,9 +185,8 @@ void stage(staging_model *model, const staged_path &path, const char *value,
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    if (size > longest_input) {
+    if (size > longest_input)
         return -1;
-    }
     fuzz_input input(data, size);
     const fuzz_shell shell(fuzz_schema_sample);
     staging_model model;
@@ -206,17 +194,16 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         const unsigned step = input.byte() % 8;
         const staged_path &path = paths[input.byte() % path_count];
         const char *value = values[input.byte() % (sizeof values / sizeof values[0])].staged;
-        if (step == 7) {
+        if (step == 7)
             check_changes(model);
-        } else if (step == 6) {
+        else if (step == 6)
             check_staged(&model, path.path);
-        } else if (step == 5) {
+        else if (step == 5)
             stage(&model, path, path.kind == staging_leaf_list ? value : nullptr, operation_delete);
-        } else if (step == 4) {
+        else if (step == 4)
             stage(&model, path, nullptr, operation_delete);
-        } else {
+        else
             stage(&model, path, step == 3 ? nullptr : value, operation_set);
-        }
     }
     check_changes(model);
     return 0;

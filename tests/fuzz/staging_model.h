@@ -39,18 +39,17 @@ class staging_model
     bool stage(const std::string &path, const std::optional<std::string> &value, unsigned operation,
                staging_kind kind)
     {
-        node changed = {operation, path, value, ++changes, {}, {}};
+        node changed = {operation, path, value, changes++, {}, {}};
         node *deepest = find_deepest(path);
         bool is_taken = true;
-        if (deepest->path.size() < path.size()) {
+        if (deepest->path.size() < path.size())
             add_below(deepest, changed);
-        } else if (kind == staging_unknown) {
+        else if (kind == staging_unknown)
             is_taken = false;
-        } else if (kind == staging_leaf_list) {
+        else if (kind == staging_leaf_list)
             is_taken = merge_leaf_list(deepest, changed);
-        } else {
+        else
             merge(deepest, changed);
-        }
         is_empty = root.children.empty();
         return is_taken;
     }
@@ -62,9 +61,8 @@ class staging_model
             at = next;
             next = nullptr;
             for (node &child : at->children) {
-                if (next == nullptr && begins_with(path + "/", child.path + "/")) {
+                if (next == nullptr && begins_with(path + "/", child.path + "/"))
                     next = &child;
-                }
             }
         }
         return at;
@@ -106,12 +104,10 @@ class staging_model
 
     static bool merge_leaf_list(node *present, const node &changed)
     {
-        if (!changed.value && changed.operation == set) {
+        if (!changed.value && changed.operation == set)
             return false;
-        }
-        if (!changed.value) {
+        if (!changed.value)
             present->values.clear();
-        }
         for (node &entry : present->values) {
             if (entry.value && entry.value == changed.value) {
                 entry.operation = changed.operation;
@@ -146,15 +142,12 @@ class staging_model
 
     static void collect(const node &from, std::vector<const node *> *found)
     {
-        if (from.operation != structural) {
+        if (from.operation != structural)
             found->push_back(&from);
-        }
-        for (const node &entry : from.values) {
+        for (const node &entry : from.values)
             collect(entry, found);
-        }
-        for (const node &child : from.children) {
+        for (const node &child : from.children)
             collect(child, found);
-        }
     }
 };
 

@@ -1,12 +1,11 @@
 // Words of a command line, the codes inside quotes and key values, and the
 // removal of quotes, against the same rules written down once more.
+#include <vector>
+
 #include "base/args.h"
 #include "schema/masking.h"
-
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
-
-#include <vector>
 
 namespace
 {
@@ -25,9 +24,8 @@ void in_quotes(const std::string &text, Change change)
 {
     for (size_t at = 0; (at = text.find_first_of("\"'", at)) != std::string::npos;) {
         const size_t close = text.find(text[at], at + 1);
-        if (close == std::string::npos) {
+        if (close == std::string::npos)
             return;
-        }
         change(at + 1, close);
         at = close + 1;
     }
@@ -38,9 +36,8 @@ std::string coded(std::string text)
     in_quotes(text, [&text](size_t from, size_t to) {
         for (; from < to; from++) {
             const size_t which = cutting.find(text[from]);
-            if (which != std::string::npos) {
+            if (which != std::string::npos)
                 text[from] = cutting_codes[which];
-            }
         }
     });
     return text;
@@ -49,9 +46,8 @@ std::string coded(std::string text)
 std::vector<std::string> split_by_hand(std::string line)
 {
     for (char &byte : line) {
-        if (byte == '\n' || byte == '\t') {
+        if (byte == '\n' || byte == '\t')
             byte = ' ';
-        }
     }
     std::vector<std::string> words;
     std::string word;
@@ -86,9 +82,8 @@ void check_splitting(const std::string &line)
     const arg_words words(block.get());
     const std::vector<std::string> wanted = split_by_hand(line);
     fuzz_require(words.argc == static_cast<int>(wanted.size()), "as many words");
-    for (size_t i = 0; i < wanted.size(); i++) {
+    for (size_t i = 0; i < wanted.size(); i++)
         fuzz_require_equal(words.argv[i], wanted[i], "the same word");
-    }
     fuzz_require(wanted.empty() || words.argv[wanted.size()] == nullptr, "null ends the words");
 }
 
@@ -117,9 +112,8 @@ void check_quotes(const std::string &text)
     mask_quoted_blanks(block.get());
     std::string wanted = text;
     in_quotes(text, [&wanted](size_t from, size_t to) {
-        for (; from < to; from++) {
+        for (; from < to; from++)
             wanted[from] = wanted[from] == ' ' ? '\x03' : wanted[from];
-        }
     });
     fuzz_require_equal(block.get(), wanted, "blanks in quotes are masked");
 }
@@ -127,9 +121,8 @@ void check_quotes(const std::string &text)
 // A value from the server, put into a path and read again.
 void check_value(const std::string &value)
 {
-    if (holds_code(value)) {
+    if (holds_code(value))
         return;
-    }
     const heap_text quoted = quote_value(value.c_str());
     const std::string masked = quoted.get();
     fuzz_require(masked.find_first_of(cutting + "/:") == std::string::npos,

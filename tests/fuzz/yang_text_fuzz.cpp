@@ -2,14 +2,13 @@
 // their lines, places of errors, and texts shown to an operator.
 //
 // Input: the place that an error names, in one line; then the YANG text.
+#include <algorithm>
+
 #include "device/schemac/locate.h"
 #include "device/schemac/text_tools.h"
 #include "device/schemac/yang_cursor.h"
-
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
-
-#include <algorithm>
 
 namespace
 {

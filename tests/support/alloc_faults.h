@@ -9,13 +9,12 @@
 #define VANDEL_TESTS_ALLOC_FAULTS_H
 
 #include <atomic>
-#include <cerrno>
-#include <cstdarg>
-#include <cstddef>
-
+#include <errno.h>
 #include <libxml/parser.h>
 #include <libxml/xpathInternals.h>
 #include <malloc.h>
+#include <stdarg.h>
+#include <stddef.h>
 
 struct redisReply;
 struct redisContext;
@@ -32,16 +31,14 @@ inline std::atomic<long> alloc_most_bytes = 0;
 
 inline bool alloc_fails()
 {
-    if (alloc_calls_left < 0 || alloc_suspended != 0) {
+    if (alloc_calls_left < 0 || alloc_suspended != 0)
         return false;
-    }
     if (alloc_calls_left > 0) {
         alloc_calls_left -= alloc_counts_libxml2 == (alloc_in_libxml2 != 0) ? 1 : 0;
         return false;
     }
-    if (!alloc_failed && alloc_counts_libxml2 != (alloc_in_libxml2 != 0)) {
+    if (!alloc_failed && alloc_counts_libxml2 != (alloc_in_libxml2 != 0))
         return false;
-    }
     alloc_failed = true;
     alloc_calls_left = alloc_fails_once ? -1 : 0;
     errno = ENOMEM;
@@ -56,9 +53,8 @@ inline long alloc_size(void *block)
 inline void alloc_count_bytes(long change)
 {
     alloc_bytes += change;
-    if (alloc_bytes > alloc_most_bytes) {
+    if (alloc_bytes > alloc_most_bytes)
         alloc_most_bytes = alloc_bytes.load();
-    }
 }
 
 template <class T>
@@ -96,14 +92,12 @@ void *__wrap_calloc(size_t count, size_t size)
 }
 void *__wrap_realloc(void *block, size_t size)
 {
-    if (alloc_fails()) {
+    if (alloc_fails())
         return nullptr;
-    }
     const long old_size = alloc_size(block);
     void *grown = __real_realloc(block, size);
-    if (block == nullptr) {
+    if (block == nullptr)
         return alloc_counted(grown);
-    }
     alloc_count_bytes(grown != nullptr ? alloc_size(grown) - old_size : 0);
     return grown;
 }
@@ -242,9 +236,8 @@ long with_each_allocation_failing(Before before, Action action, After after)
         alloc_calls_left = -1;
         bool failed = alloc_failed;
         after(failed);
-        if (!failed) {
+        if (!failed)
             return failures;
-        }
         failures++;
     }
 }

@@ -5,12 +5,12 @@
 #ifndef VANDEL_TESTS_CALL_FAULTS_H
 #define VANDEL_TESTS_CALL_FAULTS_H
 
-#include <cerrno>
-#include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
+#include <errno.h>
 #include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -48,9 +48,8 @@ inline void call_arm(const call_fault *fault, long calls)
 inline const call_fault *call_fault_of(const char *function)
 {
     if (call_armed == nullptr || strcmp(call_armed->function, function) != 0 ||
-        call_calls_left-- > 0) {
+        call_calls_left-- > 0)
         return nullptr;
-    }
     const call_fault *fault = call_armed;
     call_armed = nullptr;
     call_failed = true;
@@ -104,9 +103,8 @@ ssize_t __wrap_read(int fd, void *into, size_t size)
 ssize_t __wrap_write(int fd, const void *from, size_t size)
 {
     const call_fault *fault = call_fault_of("write");
-    if (fault == nullptr) {
+    if (fault == nullptr)
         return __real_write(fd, from, size);
-    }
     return call_transfer(fault, size, [&](size_t half) {
         const ssize_t written = __real_write(fd, from, half);
         shutdown(fd, SHUT_RDWR);
@@ -174,15 +172,13 @@ inline redisReply *call_spoiled(const call_fault *fault, redisReply *reply)
         redis_freereply(reply);
         return nullptr;
     }
-    if (reply == nullptr) {
+    if (reply == nullptr)
         return nullptr;
-    }
     redisReply *last = reply->elements > 0 ? reply->element[reply->elements - 1] : reply;
-    if (fault->kind == fault_type) {
+    if (fault->kind == fault_type)
         last->type = REDIS_REPLY_INTEGER;
-    } else {
+    else
         last->len = last->len < 7 ? 0 : 7;
-    }
     return reply;
 }
 redisReply *__wrap_redis_hash_get_bin_safe(redisContext *connection, const char *hash,

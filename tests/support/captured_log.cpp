@@ -1,9 +1,9 @@
 #include "tests/support/captured_log.h"
 
-#include <cstdarg>
-#include <cstdio>
-#include <cstdlib>
 #include <mutex>
+#include <stdarg.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <syslog.h>
 
 namespace
@@ -27,9 +27,8 @@ void keep(int priority, const char *format, va_list arguments)
 {
     char *text = nullptr;
     int length = vasprintf(&text, format, arguments);
-    if (length < 0) {
+    if (length < 0)
         abort();
-    }
     {
         log_state &log = state();
         std::lock_guard<std::mutex> guard(log.mutex);

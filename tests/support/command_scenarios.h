@@ -68,9 +68,8 @@ inline std::vector<std::function<void()>> some_of(const std::vector<std::functio
     for (size_t chosen = 0; chosen < size_t{1} << steps.size(); chosen++) {
         all.push_back([steps, chosen] {
             for (size_t i = 0; i < steps.size(); i++) {
-                if ((chosen >> i & 1) != 0) {
+                if ((chosen >> i & 1) != 0)
                     steps[i]();
-                }
             }
         });
     }

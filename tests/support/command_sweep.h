@@ -8,6 +8,11 @@
 #ifndef VANDEL_TESTS_COMMAND_SWEEP_H
 #define VANDEL_TESTS_COMMAND_SWEEP_H
 
+#include <fstream>
+#include <libxml/xmlerror.h>
+#include <set>
+#include <sstream>
+
 #include "cmdtree/local_entries.h"
 #include "cmdtree/node.h"
 #include "profile/profile.h"
@@ -15,11 +20,6 @@
 #include "shell/dispatch.h"
 #include "shell/startup.h"
 #include "tests/support/shell_world.h"
-
-#include <fstream>
-#include <libxml/xmlerror.h>
-#include <set>
-#include <sstream>
 
 // Part of the sanitizer, when the program is built with it.
 extern "C" {
@@ -43,9 +43,8 @@ struct scenario {
 inline std::string file_content(const std::string &path)
 {
     std::ifstream file(path, std::ios::binary);
-    if (!file) {
+    if (!file)
         return "(none)";
-    }
     std::stringstream content;
     content << file.rdbuf();
     return content.str();
@@ -85,9 +84,8 @@ inline std::string memory_state()
     describe(&session.rpc_tree, &text);
     const list_record *record = session.entries != nullptr ? *session.entries : nullptr;
     for (; record != nullptr; record = record->next) {
-        for (const list_entry *entry = record->entries; entry != nullptr; entry = entry->next) {
+        for (const list_entry *entry = record->entries; entry != nullptr; entry = entry->next)
             text += std::string(record->path) + " " + entry->key + "\n";
-        }
     }
     return text;
 }
@@ -121,14 +119,12 @@ class command_sweep : public shell_world
     {
         TearDown();
         SetUp();
-        for (const char *path : {"/tmp/vandel.conf", "/tmp/export"}) {
+        for (const char *path : {"/tmp/vandel.conf", "/tmp/export"})
             ::remove(path);
-        }
         sample_schema();
         what.prepare();
-        if (!what.profile.empty()) {
+        if (!what.profile.empty())
             std::ofstream("/tmp/vandel.conf") << what.profile;
-        }
         serve(std::vector<std::string>(24, what.reply));
         captured_log_take();
     }
@@ -196,9 +192,8 @@ class command_sweep : public shell_world
             serve({what.reply});
         }
         did.next = next_command(what.oneshot);
-        if (!reconnects && server) {
+        if (!reconnects && server)
             did.sent = sent();
-        }
         return did;
     }
 
@@ -209,9 +204,8 @@ class command_sweep : public shell_world
         std::vector<std::string> texts;
         for (const server_frame &frame : server->finish()) {
             const std::string text = without_number(frame.body);
-            if (text.find("<oc xmlns=\"urn:o\">") == std::string::npos) {
+            if (text.find("<oc xmlns=\"urn:o\">") == std::string::npos)
                 texts.push_back(text);
-            }
         }
         return texts;
     }
@@ -229,21 +223,17 @@ class command_sweep : public shell_world
     // A failed exchange leaves its tree detached, in the log alone.
     static void drop_detached(command_tree *tree)
     {
-        if (tree->log.first == nullptr) {
+        if (tree->log.first == nullptr)
             return;
-        }
         const cmd_node *top = tree->log.first;
-        while (top->parent != nullptr) {
+        while (top->parent != nullptr)
             top = top->parent;
-        }
-        if (top == tree->root) {
+        if (top == tree->root)
             return;
-        }
         while (tree->log.first != nullptr) {
             cmd_node *node = tree->log.first;
-            while (node->parent != nullptr) {
+            while (node->parent != nullptr)
                 node = node->parent;
-            }
             tree_free_node(node);
         }
     }
@@ -274,9 +264,8 @@ class command_sweep : public shell_world
     // A listing without the stars of active cases.
     static std::string without_stars(std::string listing)
     {
-        for (size_t at = listing.find(")*"); at != std::string::npos; at = listing.find(")*")) {
+        for (size_t at = listing.find(")*"); at != std::string::npos; at = listing.find(")*"))
             listing.erase(at + 1, 1);
-        }
         return listing;
     }
 
@@ -285,9 +274,8 @@ class command_sweep : public shell_world
     {
         const std::string text = file_content("/tmp/vandel.conf");
         const size_t end = text.find("[config]\n");
-        if (end != std::string::npos) {
+        if (end != std::string::npos)
             std::ofstream("/tmp/vandel.conf") << text.substr(0, end + 9);
-        }
     }
 
     // Runs a scenario undisturbed, which shows what is right.
@@ -326,20 +314,16 @@ class command_sweep : public shell_world
 
     std::string complaint_of_traffic(const scenario &what, const outcome &did)
     {
-        if (!explained(did.printed, prints, what.texts)) {
+        if (!explained(did.printed, prints, what.texts))
             return "it should print:\n" + normal.printed + "\nbut did:\n" + did.printed;
-        }
         for (const std::string &request : did.sent) {
-            if (std::find(normal.sent.begin(), normal.sent.end(), request) == normal.sent.end()) {
+            if (std::find(normal.sent.begin(), normal.sent.end(), request) == normal.sent.end())
                 return "it sent:\n" + request;
-            }
         }
-        if (did.state == normal.state && did.next != normal.next) {
+        if (did.state == normal.state && did.next != normal.next)
             return "the next command should print:\n" + normal.next + "\nbut did:\n" + did.next;
-        }
-        if (did.result != 0 && !(what.oneshot && did.result == -1 && did.printed.empty())) {
+        if (did.result != 0 && !(what.oneshot && did.result == -1 && did.printed.empty()))
             return "it ended with " + std::to_string(did.result);
-        }
         return "";
     }
 

@@ -2,13 +2,13 @@
 #ifndef VANDEL_TESTS_COMPLETION_WORLD_H
 #define VANDEL_TESTS_COMPLETION_WORLD_H
 
+#include <string>
+#include <syslog.h>
+
 #include "complete/completion.h"
 #include "shell/command_table.h"
 #include "tests/support/shell_world.h"
 #include "tests/support/tinyrl_session.h"
-
-#include <string>
-#include <syslog.h>
 
 // A line with a '|' where the cursor stands, and what a key wrote.
 struct struck {
@@ -48,9 +48,8 @@ class completion_world : public shell_world
         const size_t cursor = std::min(line.find('|'), line.size());
         const std::string behind = cursor < line.size() ? line.substr(cursor + 1) : "";
         std::string keys = line.substr(0, cursor) + behind;
-        for (size_t i = 0; i < behind.size(); i++) {
+        for (size_t i = 0; i < behind.size(); i++)
             keys += "\x1b[D";
-        }
         const std::string ending = "|\x05$\r"; // a last "$" keeps a blank at the end
         std::string result = editing->read(keys + key + ending);
         const std::vector<std::string> &drawn = editing->drawn;
@@ -74,9 +73,8 @@ class completion_world : public shell_world
     {
         std::vector<std::string> texts;
         for (const auto &[priority, text] : captured_log_take()) {
-            if (priority == (LOG_USER | LOG_ERR)) {
+            if (priority == (LOG_USER | LOG_ERR))
                 texts.push_back(text);
-            }
         }
         return texts;
     }

@@ -1,12 +1,12 @@
 #include "tests/support/fake_conf.h"
 
-#include "conf_agent.h"
-
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
+#include <errno.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <sys/socket.h>
 #include <unistd.h>
+
+#include "conf_agent.h"
 
 namespace
 {

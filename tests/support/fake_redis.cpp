@@ -1,12 +1,12 @@
 #include "tests/support/fake_redis.h"
 
-#include "redisapi.h"
-
-#include <cstdlib>
-#include <cstring>
 #include <map>
+#include <stdlib.h>
+#include <string.h>
 #include <utility>
 #include <vector>
+
+#include "redisapi.h"
 
 namespace
 {
@@ -31,9 +31,8 @@ fake_state state;
 redisReply *reply_create(int type)
 {
     auto *reply = static_cast<redisReply *>(calloc(1, sizeof(redisReply)));
-    if (reply == nullptr) {
+    if (reply == nullptr)
         abort();
-    }
     reply->type = type;
     return reply;
 }
@@ -43,9 +42,8 @@ redisReply *reply_string(const std::string &text, int type = REDIS_REPLY_STRING)
     redisReply *reply = reply_create(type);
     reply->len = text.size();
     reply->str = static_cast<char *>(malloc(text.size() + 1));
-    if (reply->str == nullptr) {
+    if (reply->str == nullptr)
         abort();
-    }
     memcpy(reply->str, text.c_str(), text.size() + 1);
     return reply;
 }
@@ -55,20 +53,17 @@ redisReply *reply_array(const std::vector<redisReply *> &elements)
     redisReply *reply = reply_create(REDIS_REPLY_ARRAY);
     reply->elements = elements.size();
     reply->element = static_cast<redisReply **>(calloc(elements.size() + 1, sizeof(redisReply *)));
-    if (reply->element == nullptr) {
+    if (reply->element == nullptr)
         abort();
-    }
-    for (size_t i = 0; i < elements.size(); i++) {
+    for (size_t i = 0; i < elements.size(); i++)
         reply->element[i] = elements[i];
-    }
     return reply;
 }
 
 void reply_destroy(redisReply *reply)
 {
-    for (size_t i = 0; reply->type == REDIS_REPLY_ARRAY && i < reply->elements; i++) {
+    for (size_t i = 0; reply->type == REDIS_REPLY_ARRAY && i < reply->elements; i++)
         reply_destroy(reply->element[i]);
-    }
     free(reply->element);
     free(reply->str);
     free(reply);
@@ -101,25 +96,21 @@ bool read_is_arranged(const redisContext *connection, const std::string &hash, r
 {
     *reply = nullptr;
     state.reads++;
-    if (connection == nullptr || state.reads_left == 0) {
+    if (connection == nullptr || state.reads_left == 0)
         return true;
-    }
-    if (state.reads_left > 0) {
+    if (state.reads_left > 0)
         state.reads_left--;
-    }
     auto found = state.answers.find(hash);
-    if (found == state.answers.end() || found->second == fake_reply_true) {
+    if (found == state.answers.end() || found->second == fake_reply_true)
         return false;
-    }
     *reply = reply_arranged(found->second);
     return true;
 }
 
 redisReply *handed_out(redisReply *reply)
 {
-    if (reply != nullptr) {
+    if (reply != nullptr)
         state.open_replies++;
-    }
     return reply;
 }
 
@@ -134,9 +125,8 @@ const field_list &fields_of(const std::string &hash)
 redisReply *find_field(const std::string &hash, const std::string &field)
 {
     for (const auto &[name, value] : fields_of(hash)) {
-        if (name == field) {
+        if (name == field)
             return reply_string(value);
-        }
     }
     return nullptr;
 }
@@ -162,17 +152,15 @@ void fake_redis_keep_hashes()
 
 void fake_redis_undo_puts()
 {
-    for (const auto &[hash, fields] : state.kept) {
+    for (const auto &[hash, fields] : state.kept)
         state.hashes[hash] = fields;
-    }
     state.kept.clear();
 }
 
 void fake_redis_put(const std::string &hash, const std::string &field, const std::string &value)
 {
-    if (state.keeps_hashes && state.kept.count(hash) == 0) {
+    if (state.keeps_hashes && state.kept.count(hash) == 0)
         state.kept.emplace(hash, fields_of(hash));
-    }
     for (auto &[name, old] : state.hashes[hash]) {
         if (name == field) {
             old = value;
@@ -261,21 +249,18 @@ int fake_redis_database()
 
 redisContext *redis_connect(void)
 {
-    if (!state.reachable) {
+    if (!state.reachable)
         return nullptr;
-    }
     auto *connection = static_cast<redisContext *>(calloc(1, sizeof(redisContext)));
-    if (connection != nullptr) {
+    if (connection != nullptr)
         state.open_connections++;
-    }
     return connection;
 }
 
 int redis_select(redisContext *connection, int database)
 {
-    if (connection == nullptr) {
+    if (connection == nullptr)
         return -1;
-    }
     state.database = database;
     return 0;
 }
@@ -285,9 +270,8 @@ redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, 
 {
     std::string name(hash, hash_length);
     redisReply *reply;
-    if (!read_is_arranged(connection, name, &reply)) {
+    if (!read_is_arranged(connection, name, &reply))
         reply = find_field(name, std::string(field, field_length));
-    }
     return handed_out(reply);
 }
 

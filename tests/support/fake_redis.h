@@ -6,7 +6,7 @@
 #ifndef VANDEL_TESTS_FAKE_REDIS_H
 #define VANDEL_TESTS_FAKE_REDIS_H
 
-#include <cstdint>
+#include <stdint.h>
 #include <string>
 
 // Kinds of schema nodes, as records store them.

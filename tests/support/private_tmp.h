@@ -3,10 +3,10 @@
 #ifndef VANDEL_TESTS_PRIVATE_TMP_H
 #define VANDEL_TESTS_PRIVATE_TMP_H
 
-#include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <sched.h>
+#include <stdio.h>
+#include <stdlib.h>
 #include <string>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -17,9 +17,8 @@
 inline void private_tmp()
 {
     static bool done = false;
-    if (done) {
+    if (done)
         return;
-    }
     uid_t user = getuid();
     if (unshare(CLONE_NEWNS) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
         perror("unshare");
@@ -28,9 +27,8 @@ inline void private_tmp()
     if (user != 0) {
         std::string map = "0 " + std::to_string(user) + " 1\n";
         int file = open("/proc/self/uid_map", O_WRONLY | O_CLOEXEC);
-        if (file < 0 || write(file, map.data(), map.size()) < 0) {
+        if (file < 0 || write(file, map.data(), map.size()) < 0)
             perror("uid_map");
-        }
         close(file);
     }
     if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||

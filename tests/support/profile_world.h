@@ -3,9 +3,9 @@
 #ifndef VANDEL_TESTS_PROFILE_WORLD_H
 #define VANDEL_TESTS_PROFILE_WORLD_H
 
-#include "tests/support/shell_world.h"
-
 #include <fstream>
+
+#include "tests/support/shell_world.h"
 
 class profile_world : public shell_world
 {
@@ -25,9 +25,8 @@ class profile_world : public shell_world
     static std::string profile()
     {
         std::ifstream file("/tmp/vandel.conf", std::ios::binary);
-        if (!file.good()) {
+        if (!file.good())
             return "(no file)";
-        }
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 

@@ -1,10 +1,10 @@
-/* A gateway's relay whose four sides are strings, and the bytes that its tests
- * have in common. */
+// A gateway's relay whose four sides are strings, and the bytes that its tests
+// have in common.
 #ifndef VANDEL_TESTS_RELAY_BENCH_H
 #define VANDEL_TESTS_RELAY_BENCH_H
 
-#include <cstring>
 #include <memory>
+#include <string.h>
 #include <string>
 
 #include "device/gateway/relay.h"
@@ -39,10 +39,10 @@ inline std::string chunked(const std::string &message)
     return "\n#" + std::to_string(message.size()) + "\n" + message + "\n##\n";
 }
 
-/* A relay whose four sides are strings. */
+// A relay whose four sides are strings.
 struct relay_bench {
     std::unique_ptr<relay> session = std::make_unique<relay>();
-    std::string reason; /* why it ended */
+    std::string reason; // why it ended
 
     explicit relay_bench(bool subscribe = true)
     {
@@ -63,7 +63,7 @@ struct relay_bench {
             judge(relay_advance(session.get()));
     }
 
-    /* Takes what goes out, up to limit bytes, in pieces of step bytes. */
+    // Takes what goes out, up to limit bytes, in pieces of step bytes.
     std::string drain(outgoing *message, size_t step = 7)
     {
         std::string text;
@@ -88,7 +88,7 @@ struct relay_bench {
         return drain(&session->to_shell);
     }
 
-    /* Gives the shell's bytes as far as they are wanted; returns the rest. */
+    // Gives the shell's bytes as far as they are wanted; returns the rest.
     std::string shell_sends(std::string bytes)
     {
         while (reason.empty() && !bytes.empty() && relay_shell_want(session.get()) > 0) {
@@ -102,7 +102,7 @@ struct relay_bench {
         return bytes;
     }
 
-    /* Gives the server's bytes in pieces; returns what is not wanted now. */
+    // Gives the server's bytes in pieces; returns what is not wanted now.
     std::string server_sends(std::string bytes, size_t piece = 1000000)
     {
         while (reason.empty() && !bytes.empty() && relay_server_wanted(session.get())) {

@@ -6,6 +6,19 @@
 #ifndef VANDEL_TESTS_SHELL_WORLD_H
 #define VANDEL_TESTS_SHELL_WORLD_H
 
+#include <fcntl.h>
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <string>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
 #include "base/columns.h"
 #include "base/session.h"
 #include "cmdtree/chunk_pool.h"
@@ -21,19 +34,6 @@
 #include "tests/support/private_tmp.h"
 #include "tests/support/sample_schema.h"
 #include "tests/support/scripted_server.h"
-
-#include <csignal>
-#include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
-#include <functional>
-#include <gtest/gtest.h>
-#include <memory>
-#include <string>
-#include <sys/socket.h>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <vector>
 
 // An allocation that is too large fails under the sanitizer as it does elsewhere.
 extern "C" inline __attribute__((used, visibility("default"))) const char *
@@ -125,9 +125,8 @@ class shell_world : public testing::Test
     scripted_server &connect()
     {
         int ends[2];
-        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
             abort();
-        }
         server_fd = ends[0];
         server = std::make_unique<scripted_server>(ends[1]);
         return *server;
@@ -138,9 +137,8 @@ class shell_world : public testing::Test
     {
         disconnect();
         connect();
-        for (const std::string &reply : replies) {
+        for (const std::string &reply : replies)
             server->answer(reply);
-        }
         server->hang_up();
         server->start();
     }

@@ -30,9 +30,8 @@ class tree_world : public shell_world
     static std::string shown(const cmd_node *node)
     {
         std::string text = std::to_string(node->operation) + node->path;
-        if (node->value != nullptr) {
+        if (node->value != nullptr)
             text += std::string("=") + node->value;
-        }
         text += shown_list(node, &node->values, "{", "}");
         return text + shown_list(node, &node->children, "(", ")");
     }

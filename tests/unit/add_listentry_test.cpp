@@ -244,9 +244,8 @@ TEST_F(add_listentry_test, odd_values_do_no_harm)
 {
     serve_entries("", 40);
     for (const char *value : {"a,b", "a=b", "[", "]", "a]b", "'", "\"", "'a", "=", ",", "[]", "..",
-                              "/", ":", "\x01", "%n%s"}) {
+                              "/", ":", "\x01", "%n%s"})
         add(std::string(" name ") + value);
-    }
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 // Argument vectors.
 #include "base/args.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
+#include <string.h>
 #include <string>
 #include <vector>
 
@@ -14,9 +14,8 @@ using words = std::vector<std::string>;
 words words_of(const args &vector)
 {
     words result;
-    for (int i = 0; i < vector.argc; i++) {
+    for (int i = 0; i < vector.argc; i++)
         result.emplace_back(vector.argv[i]);
-    }
     if (vector.argv != nullptr) {
         EXPECT_EQ(vector.argv[vector.argc], nullptr);
         EXPECT_LT(vector.argc, vector.capacity);
@@ -160,9 +159,8 @@ TEST(addargs, the_capacity_grows_by_eight_at_the_seventh_word)
     EXPECT_EQ(vector.argc, 7);
     EXPECT_EQ(vector.capacity, 16);
     EXPECT_EQ(words_of(vector), (words{"1", "2", "3", "4", "5", "6", "7"}));
-    for (int i = vector.argc; i < vector.capacity; i++) {
+    for (int i = vector.argc; i < vector.capacity; i++)
         EXPECT_EQ(vector.argv[i], nullptr);
-    }
     addargs(&vector, "%s", "8 9 10 11 12 13 14");
     EXPECT_EQ(vector.capacity, 16);
     addargs(&vector, "%s", "15");
@@ -173,9 +171,8 @@ TEST(addargs, the_capacity_grows_by_eight_at_the_seventh_word)
 TEST(addargs, many_words_and_long_words)
 {
     std::string line;
-    for (int i = 0; i < 20000; i++) {
+    for (int i = 0; i < 20000; i++)
         line += "w" + std::to_string(i) + " ";
-    }
     words got = split(line + std::string(1 << 20, 'x'));
     ASSERT_EQ(got.size(), 20001U);
     EXPECT_EQ(got[19999], "w19999");
@@ -185,9 +182,8 @@ TEST(addargs, many_words_and_long_words)
 TEST(addargs, many_quotes_take_linear_time)
 {
     std::string line;
-    for (int i = 0; i < 200000; i++) {
+    for (int i = 0; i < 200000; i++)
         line += "'a b'";
-    }
     EXPECT_EQ(split(line).size(), 1U);
     EXPECT_EQ(split(std::string(2000000, '\n')).size(), 0U);
     // The partner of each quote is near, but the other quote never comes.
@@ -228,9 +224,8 @@ TEST(args_grow, makes_eight_slots_then_eight_more)
     char **array = vector.argv;
     EXPECT_EQ(args_grow(&vector), 0);
     EXPECT_EQ(vector.argv, array);
-    for (int i = 0; i < 5; i++) {
+    for (int i = 0; i < 5; i++)
         vector.argv[vector.argc++] = strdup("w");
-    }
     EXPECT_EQ(args_grow(&vector), 0); // 5 + 2 < 8
     EXPECT_EQ(vector.capacity, 8);
     vector.argv[vector.argc++] = strdup("w");

@@ -31,9 +31,8 @@ class chunk_pool_test : public testing::Test
         std::string text;
         for (unsigned slot = 0; slot < 16; slot++) {
             const output_chunk *chunk = session.output.slot[slot];
-            if (chunk == nullptr) {
+            if (chunk == nullptr)
                 break;
-            }
             text += std::to_string(chunk->capacity) + "-" + std::to_string(chunk->remaining) + " ";
         }
         return text + "@" + std::to_string(session.output.current);
@@ -107,9 +106,8 @@ TEST_F(chunk_pool_test, texts_stay_in_order)
         all += piece;
     }
     std::string joined;
-    for (unsigned slot = 0; slot < 16; slot++) {
+    for (unsigned slot = 0; slot < 16; slot++)
         joined += pool_chunk_text(slot);
-    }
     EXPECT_EQ(joined, all);
     EXPECT_EQ(pool_text_length(), all.size());
 }
@@ -131,9 +129,8 @@ TEST_F(chunk_pool_test, texts_move_behind_another)
 TEST_F(chunk_pool_test, a_17th_chunk_is_refused)
 {
     // Each piece is one too large for its slot's chunk.
-    for (unsigned slot = 0; slot < 10; slot++) {
+    for (unsigned slot = 0; slot < 10; slot++)
         ASSERT_EQ(append(4096U << slot), 0);
-    }
     for (unsigned slot = 10; slot < 16; slot++) {
         // The standard size, filled to its last byte but one.
         ASSERT_EQ(append((4096U << slot) - 1), 0);

@@ -1,17 +1,17 @@
 // The multi-column listing.
 #include "base/columns.h"
 
-#include "base/session.h"
-#include "tests/support/captured_output.h"
-
 #include <algorithm>
-#include <climits>
-#include <cstdlib>
-#include <cstring>
 #include <gtest/gtest.h>
+#include <limits.h>
 #include <malloc.h>
+#include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <vector>
+
+#include "base/session.h"
+#include "tests/support/captured_output.h"
 
 namespace
 {
@@ -41,14 +41,12 @@ class columns_test : public testing::Test
     {
         session.listing.width = 0;
         start(width);
-        for (const std::string &name : names) {
+        for (const std::string &name : names)
             EXPECT_EQ(listing_add(name.c_str(), 0), 0);
-        }
         std::string text = printed();
         for (const char *code : {"\033[0m"}) {
-            for (size_t at; (at = text.find(code)) != std::string::npos;) {
+            for (size_t at; (at = text.find(code)) != std::string::npos;)
                 text.erase(at, strlen(code));
-            }
         }
         return text;
     }
@@ -206,9 +204,8 @@ TEST_F(columns_test, the_101st_entry_doubles_the_capacity)
 {
     start(80);
     EXPECT_EQ(session.listing.capacity, 100U);
-    for (int i = 0; i < 100; i++) {
+    for (int i = 0; i < 100; i++)
         listing_add("x", 0);
-    }
     EXPECT_EQ(session.listing.capacity, 100U);
     listing_add("y", 0);
     EXPECT_EQ(session.listing.capacity, 200U);
@@ -318,9 +315,8 @@ std::string reference(unsigned width, std::vector<std::string> names)
     }
     for (size_t f = 0; f < n; f++) {
         for (size_t c = 1; c <= most; c++) {
-            if (!valid[c]) {
+            if (!valid[c])
                 continue;
-            }
             size_t idx = f / ((n + c - 1) / c);
             size_t needed = names[f].size() + (idx == c - 1 ? 0 : 2);
             if (widths[c][idx] < needed) {
@@ -331,17 +327,15 @@ std::string reference(unsigned width, std::vector<std::string> names)
         }
     }
     size_t c = most;
-    while (c > 1 && !valid[c]) {
+    while (c > 1 && !valid[c])
         c--;
-    }
     size_t rows = (n + c - 1) / c;
     std::string text;
     for (size_t r = 0; r < rows; r++) {
         for (size_t i = r, column = 0; i < n; i += rows, column++) {
             text += names[i];
-            if (i + rows < n) {
+            if (i + rows < n)
                 text += std::string(widths[c][column] - names[i].size(), ' ');
-            }
         }
         text += "\n";
     }
@@ -358,9 +352,8 @@ TEST_F(columns_test, any_listing_is_laid_out_alike)
     for (int round = 0; round < 400; round++) {
         std::vector<std::string> names;
         unsigned count = 1 + random(60);
-        for (unsigned i = 0; i < count; i++) {
+        for (unsigned i = 0; i < count; i++)
             names.push_back(std::to_string(i) + std::string(random(12), 'x'));
-        }
         unsigned width = 1 + random(140);
         ASSERT_EQ(listed(width, names), reference(width, names)) << width;
     }
@@ -373,9 +366,8 @@ TEST_F(columns_test, a_wide_line_needs_no_more_memory_than_its_listing)
     mallopt(M_TRIM_THRESHOLD, 1 << 30);
     const size_t before = mallinfo2().arena;
     start(10000);
-    for (int i = 0; i < 20; i++) {
+    for (int i = 0; i < 20; i++)
         ASSERT_EQ(listing_add(("entry" + std::to_string(i)).c_str(), 2), 0);
-    }
     const std::string text = printed();
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
     EXPECT_LT(mallinfo2().arena - before, 1U << 20);
@@ -385,9 +377,8 @@ TEST_F(columns_test, a_large_listing_is_laid_out)
 {
     setenv("COLUMNS", "10000", 1);
     ASSERT_EQ(listing_start(), 0);
-    for (int i = 0; i < 20000; i++) {
+    for (int i = 0; i < 20000; i++)
         ASSERT_EQ(listing_add(("entry" + std::to_string(i)).c_str(), 2), 0);
-    }
     EXPECT_GT(printed().size(), 300000U);
 }
 

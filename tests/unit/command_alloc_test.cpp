@@ -2,9 +2,9 @@
 // those of libxml2 among them.
 #include "tests/support/alloc_faults.h"
 
-#include "tests/support/command_scenarios.h"
+#include <stdio.h>
 
-#include <cstdio>
+#include "tests/support/command_scenarios.h"
 
 namespace
 {
@@ -22,13 +22,11 @@ class command_alloc_test : public command_sweep
     {
         for (const scenario &one : all) {
             SCOPED_TRACE(one.name);
-            if (one.loses_tree && __lsan_disable != nullptr) {
+            if (one.loses_tree && __lsan_disable != nullptr)
                 __lsan_disable();
-            }
             sweep(one);
-            if (one.loses_tree && __lsan_enable != nullptr) {
+            if (one.loses_tree && __lsan_enable != nullptr)
                 __lsan_enable();
-            }
         }
     }
 
@@ -58,9 +56,8 @@ class command_alloc_test : public command_sweep
             alloc_fails_once = alone;
             const outcome did = run(
                 what, [&] { alloc_calls_left = calls; }, [] { alloc_calls_left = -1; });
-            if (!alloc_failed) {
+            if (!alloc_failed)
                 return;
-            }
             point_count++;
             SCOPED_TRACE("allocation " + std::to_string(calls + 1) + (alone ? "" : " and on"));
             const std::string wrong = complaint(what, did);

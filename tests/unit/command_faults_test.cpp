@@ -2,9 +2,9 @@
 // lookups in the schema database failing in turn.
 #include "tests/support/call_faults.h"
 
-#include "tests/support/command_scenarios.h"
+#include <stdio.h>
 
-#include <cstdio>
+#include "tests/support/command_scenarios.h"
 
 namespace
 {
@@ -38,22 +38,18 @@ class command_faults_test : public command_sweep
     {
         for (const scenario &one : all) {
             SCOPED_TRACE(one.name);
-            if (one.loses_tree && __lsan_disable != nullptr) {
+            if (one.loses_tree && __lsan_disable != nullptr)
                 __lsan_disable();
-            }
             testing::internal::CaptureStderr();
             learn(one);
             scenario_count++;
-            for (const call_fault &fault : system_faults) {
+            for (const call_fault &fault : system_faults)
                 fail_each(one, fault, true);
-            }
-            for (const call_fault &fault : lookup_faults) {
+            for (const call_fault &fault : lookup_faults)
                 fail_each(one, fault, false);
-            }
             testing::internal::GetCapturedStderr();
-            if (one.loses_tree && __lsan_enable != nullptr) {
+            if (one.loses_tree && __lsan_enable != nullptr)
                 __lsan_enable();
-            }
         }
     }
 
@@ -66,9 +62,8 @@ class command_faults_test : public command_sweep
         for (long calls = 0;; calls++) {
             const outcome did = run(
                 what, [&] { call_arm(&fault, calls); }, [] { call_armed = nullptr; }, breaks);
-            if (!call_failed) {
+            if (!call_failed)
                 return;
-            }
             point_count++;
             SCOPED_TRACE(std::string(fault.function) + " " + std::to_string(calls + 1) +
                          ", fault " + std::to_string(fault.kind) + ": " + strerror(fault.error));

@@ -1,10 +1,10 @@
 // Every row of the command table, spelled out.
 #include "shell/command_table.h"
 
-#include "commands/commands.h"
-
 #include <gtest/gtest.h>
 #include <string>
+
+#include "commands/commands.h"
 
 namespace
 {
@@ -18,17 +18,14 @@ std::string shown(const char *text)
 std::string arguments_of(const char *command)
 {
     const cmd_entry *row = command_find(command_table, command);
-    if (row == nullptr) {
+    if (row == nullptr)
         return "no such row";
-    }
     std::string text;
     for (const arg_desc *arg = row->args; arg->name != nullptr; arg++) {
         text += shown(arg->name) + ";" + shown(arg->type) + ";" + shown(arg->prereq) + ";" +
                 shown(arg->help) + ";" + shown(arg->range_text);
-        for (const range_item *item = arg->range; item != nullptr && item->value != nullptr;
-             item++) {
+        for (const range_item *item = arg->range; item != nullptr && item->value != nullptr; item++)
             text += ";" + shown(item->value) + "=" + shown(item->help);
-        }
         text += "\n";
     }
     return text;
@@ -80,9 +77,8 @@ TEST(command_table, rows_call_their_handlers)
                                cmd_import_config,
                                nullptr,
                                cmd_delete_config};
-    for (int i = 0; i < 17; i++) {
+    for (int i = 0; i < 17; i++)
         EXPECT_EQ(command_table[i].handler, handlers[i]) << i;
-    }
 }
 
 TEST(command_find, takes_whole_words_in_their_case)
@@ -99,9 +95,8 @@ TEST(command_find, takes_whole_words_in_their_case)
 TEST(command_table, commands_without_arguments)
 {
     for (const char *name :
-         {"help", "ls", "pwd", "discard_changes", "commit", "save", "quit", "delete-config"}) {
+         {"help", "ls", "pwd", "discard_changes", "commit", "save", "quit", "delete-config"})
         EXPECT_EQ(arguments_of(name), "") << name;
-    }
 }
 
 TEST(command_table, commands_with_a_path)

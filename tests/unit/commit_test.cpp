@@ -1,10 +1,10 @@
 // The command commit.
 #include "commands/commands.h"
 
+#include <fstream>
+
 #include "commands/commands.h"
 #include "tests/support/profile_world.h"
-
-#include <fstream>
 
 namespace
 {
@@ -37,9 +37,8 @@ class commit_test : public profile_world
     {
         cmd_node *node = tree->log.first;
         ASSERT_NE(node, nullptr);
-        while (node->parent != nullptr) {
+        while (node->parent != nullptr)
             node = node->parent;
-        }
         tree_free_node(node);
     }
 };
@@ -185,9 +184,8 @@ TEST_F(commit_test, many_entries_arrive_in_order)
                   0);
         parts.push_back("<l><name>" + name + "</name><v>x&amp;</v></l>");
     }
-    for (auto part = parts.rbegin(); part != parts.rend(); ++part) {
+    for (auto part = parts.rbegin(); part != parts.rend(); part++)
         body += *part;
-    }
     serve({ok});
     commit();
     EXPECT_TRUE(requests()[0] == edit_request(0, "<c xmlns=\"urn:m\">" + body + "</c>"));

@@ -1,9 +1,9 @@
 // Tab and '?' when memory runs out at any allocation: what is typed stays.
 #include "tests/support/alloc_faults.h"
 
-#include "tests/support/completion_world.h"
-
 #include <set>
+
+#include "tests/support/completion_world.h"
 
 namespace
 {
@@ -60,14 +60,12 @@ class completion_alloc : public completion_world
     void fail_in_this_way(const std::string &line, char key, const std::string &completed)
     {
         for (allocations = 0;; allocations++) {
-            if (!reply.empty()) {
+            if (!reply.empty())
                 serve(std::vector<std::string>(8, reply));
-            }
             alloc_failed = false;
             const struck result = strike(line, key);
-            for (const std::string &text : errors()) {
+            for (const std::string &text : errors())
                 logged.insert(text);
-            }
             if (!alloc_failed) {
                 EXPECT_EQ(result.line, completed);
                 EXPECT_TRUE(in_libxml2 || allocations > 0);

@@ -290,9 +290,8 @@ TEST_F(completion_keys, lines_of_anything)
     const auto below = [&random](size_t limit) { return random() % limit; };
     for (int round = 0; round < 3000; round++) {
         std::string line;
-        for (size_t count = below(8); count > 0; count--) {
+        for (size_t count = below(8); count > 0; count--)
             line += pieces[below(std::size(pieces))];
-        }
         const size_t cursor = below(line.size() + 1);
         const char *const workspaces[] = {"/", "/m", "/m/c", "/m/c/l", "/m/c/l[name=a/b]"};
         stand_at(workspaces[below(std::size(workspaces))]);

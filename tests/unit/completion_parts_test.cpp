@@ -1,4 +1,6 @@
 // What Tab and '?' are made of: words of the line, candidate lists, prefixes.
+#include <set>
+
 #include "complete/candidates.h"
 #include "complete/common_prefix.h"
 #include "complete/line_scan.h"
@@ -6,8 +8,6 @@
 #include "complete/schema_matches.h"
 #include "schema/records.h"
 #include "tests/support/completion_world.h"
-
-#include <set>
 
 namespace
 {
@@ -60,9 +60,8 @@ size_t offset_in(const std::string &word)
 std::string all_of(const match_list &list)
 {
     std::string text;
-    for (size_t i = 0; list.entry != nullptr && list.entry[i] != nullptr; i++) {
+    for (size_t i = 0; list.entry != nullptr && list.entry[i] != nullptr; i++)
         text += std::string(list.entry[i]) + ";";
-    }
     return text;
 }
 
@@ -104,9 +103,8 @@ TEST_F(completion_parts, words_are_taken_one_by_one)
     std::string_view rest = " \t a\v\fbc\r\nd ";
     std::string_view word;
     std::string words;
-    while (next_word(&rest, &word)) {
+    while (next_word(&rest, &word))
         words += std::string(word) + ";";
-    }
     EXPECT_EQ(words, "a;bc;d;");
     EXPECT_FALSE(next_word(&rest, &word));
 }
@@ -160,9 +158,8 @@ TEST_F(completion_parts, candidates_begin_with_what_is_typed)
     edit("set ab|cd", [](tinyrl *editor) {
         match_list list;
         EXPECT_EQ(list.entry, nullptr);
-        for (const char *candidate : {"abc", "a", "", "b", "ab", "zab", "abc", "AB"}) {
+        for (const char *candidate : {"abc", "a", "", "b", "ab", "zab", "abc", "AB"})
             EXPECT_EQ(match_add(editor, 4, &list, candidate), 0);
-        }
         EXPECT_EQ(all_of(list), "abc;ab;abc;");
         EXPECT_EQ(list.count, 3U);
         EXPECT_EQ(match_list_width(&list), 3U);
@@ -234,9 +231,8 @@ TEST_F(completion_parts, schema_matches_begin_with_the_prefix_and_carry_their_he
     const std::string bytes = fake_node_record(fake_leaf, true, "string", "What it is.");
     const record_ptr record = record_copy(bytes.data(), bytes.size());
     schema_match_list list;
-    for (const char *prefix : {"na", "names", "x", "name", ""}) {
+    for (const char *prefix : {"na", "names", "x", "name", ""})
         EXPECT_EQ(aug_option_add_match(&list, prefix, "name", record.get()), 0);
-    }
     ASSERT_EQ(list.count, 3U);
     for (size_t i = 0; i < 3; i++) {
         EXPECT_STREQ(list.entry[i].name, "name");

@@ -21,9 +21,8 @@ class data_xpath_test : public shell_world
         ns_entry *namespaces = nullptr;
         heap_text expression = data_xpath(path, &namespaces);
         std::string text;
-        for (const ns_entry *entry = namespaces; entry != nullptr; entry = entry->next) {
+        for (const ns_entry *entry = namespaces; entry != nullptr; entry = entry->next)
             text = " " + std::string(entry->prefix) + "=" + entry->uri + text;
-        }
         ns_free(&namespaces);
         return expression ? expression.get() + text : "(none)";
     }
@@ -114,9 +113,8 @@ TEST_F(data_xpath_test, odd_predicates_do_no_harm)
                              "/m/'", "/m/\"", "/m//c", "/m/c/", "/m/l[k=v,]"}) {
         ns_entry *namespaces = nullptr;
         heap_text expression = data_xpath(path, &namespaces);
-        if (expression) {
+        if (expression)
             xpath_result result(xpath_eval(parsed.get(), expression.get(), &namespaces));
-        }
         ns_free(&namespaces);
     }
 }

@@ -20,9 +20,8 @@ class database_test : public shell_world
     {
         record_pair pair = schema_record_pair(path);
         EXPECT_FALSE(pair.module && pair.node);
-        if (pair.module) {
+        if (pair.module)
             return "module";
-        }
         return pair.node ? std::to_string(record_kind(pair.node.get())) : "none";
     }
 

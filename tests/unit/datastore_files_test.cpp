@@ -1,12 +1,12 @@
 // The commands export-config and import-config.
 #include "commands/commands.h"
 
-#include "tests/support/shell_world.h"
-
-#include <cstdio>
 #include <fstream>
+#include <stdio.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+
+#include "tests/support/shell_world.h"
 
 namespace
 {
@@ -57,9 +57,8 @@ class datastore_files_test : public shell_world
     static std::string content(const char *name = path)
     {
         std::ifstream file(name, std::ios::binary);
-        if (!file.good()) {
+        if (!file.good())
             return "(no file)";
-        }
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
 
@@ -72,9 +71,8 @@ class datastore_files_test : public shell_world
     static int open_descriptors()
     {
         int count = 0;
-        for (int i = 0; i < 256; i++) {
+        for (int i = 0; i < 256; i++)
             count += fcntl(i, F_GETFD) >= 0 ? 1 : 0;
-        }
         return count;
     }
 

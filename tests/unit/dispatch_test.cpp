@@ -1,7 +1,6 @@
 // Running input lines: blank ones, commands, rpcs, unknown words, quit.
 #include "shell/command_table.h"
 #include "shell/dispatch.h"
-
 #include "tests/support/shell_world.h"
 
 namespace

@@ -1,11 +1,11 @@
 // XML entities.
 #include "base/escape.h"
 
-#include "tests/support/captured_log.h"
-
-#include <cstdlib>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 #include <string>
+
+#include "tests/support/captured_log.h"
 
 namespace
 {
@@ -88,9 +88,8 @@ TEST(unescape_one, tells_how_much_it_read)
 TEST(escape_text, what_is_escaped_comes_back)
 {
     std::string all;
-    for (int i = 1; i < 256; i++) {
+    for (int i = 1; i < 256; i++)
         all.push_back(static_cast<char>(i));
-    }
     EXPECT_EQ(run(run(all, 1), 0), all);
 }
 

@@ -2,15 +2,15 @@
 // requests are under way. Each is printed once and whole, whoever read it, and
 // each request gets its own reply. The listener never ends by itself, so the
 // test runs in a process of its own.
-#include "link/exchange.h"
-#include "link/listener.h"
-#include "link/xml_print.h"
-#include "tests/support/shell_world.h"
-
 #include <atomic>
 #include <chrono>
 #include <mutex>
 #include <sys/wait.h>
+
+#include "link/exchange.h"
+#include "link/listener.h"
+#include "link/xml_print.h"
+#include "tests/support/shell_world.h"
 
 namespace
 {
@@ -99,9 +99,8 @@ class busy_daemon
         uint32_t header[3];
         while (receive(header, sizeof header)) {
             std::string body(header[1], '\0');
-            if (!receive(&body[0], body.size())) {
+            if (!receive(&body[0], body.size()))
                 return;
-            }
             send_frame(reply(number_at(body.c_str() + strlen("<rpc>"))));
         }
     }
@@ -112,9 +111,8 @@ class busy_daemon
         const std::string bytes = frame_bytes(body);
         for (size_t sent = 0; sent < bytes.size();) {
             const ssize_t more = send(connection, &bytes[sent], bytes.size() - sent, MSG_NOSIGNAL);
-            if (more < 0) {
+            if (more < 0)
                 return;
-            }
             sent += static_cast<size_t>(more);
         }
     }
@@ -160,9 +158,8 @@ class exchange_load_test : public shell_world
     {
         const auto end = steady_clock::now() + patience;
         while (steady_clock::now() < end) {
-            if (output.text().find(text) != std::string::npos) {
+            if (output.text().find(text) != std::string::npos)
                 return true;
-            }
             std::this_thread::sleep_for(50ms);
         }
         return false;
@@ -172,16 +169,13 @@ class exchange_load_test : public shell_world
     void wait_for_all(const captured_output &output) const
     {
         size_t wanted = 0;
-        for (int number = 0; number < notifications_in_all; number++) {
+        for (int number = 0; number < notifications_in_all; number++)
             wanted += printed_notification(number).size();
-        }
-        for (int number = 0; number < requests_made; number++) {
+        for (int number = 0; number < requests_made; number++)
             wanted += printed_reply(number).size();
-        }
         const auto end = steady_clock::now() + patience;
-        while (output.text().size() < wanted && steady_clock::now() < end) {
+        while (output.text().size() < wanted && steady_clock::now() < end)
             std::this_thread::sleep_for(100ms);
-        }
         EXPECT_EQ(output.text().size(), wanted);
     }
 

@@ -1,11 +1,11 @@
 // Who may release the exchange lock.
 #include "link/exchange_lock.h"
 
-#include "base/session.h"
-
-#include <cerrno>
+#include <errno.h>
 #include <gtest/gtest.h>
 #include <thread>
+
+#include "base/session.h"
 
 namespace
 {
@@ -24,9 +24,8 @@ class exchange_lock_test : public testing::Test
         int result = -1;
         std::thread other([&] {
             result = exchange_trylock();
-            if (result == 0) {
+            if (result == 0)
                 exchange_unlock();
-            }
         });
         other.join();
         return result;

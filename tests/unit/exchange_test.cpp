@@ -1,11 +1,11 @@
 // Sending, receiving, and waiting for a reply.
 #include "link/exchange.h"
 
+#include <atomic>
+#include <errno.h>
+
 #include "link/exchange.h"
 #include "tests/support/shell_world.h"
-
-#include <atomic>
-#include <cerrno>
 
 namespace
 {
@@ -69,9 +69,8 @@ class exchange_test : public shell_world
         bool free_now = false;
         std::thread other([&] {
             free_now = exchange_trylock() == 0;
-            if (free_now) {
+            if (free_now)
                 exchange_unlock();
-            }
         });
         other.join();
         return free_now;
@@ -231,14 +230,12 @@ TEST_F(exchange_test, a_wait_without_the_lock_releases_nobody_else_s)
     std::thread holder([&] {
         exchange_lock();
         step = 1;
-        while (step == 1) {
+        while (step == 1)
             std::this_thread::yield();
-        }
         exchange_unlock();
     });
-    while (step == 0) {
+    while (step == 0)
         std::this_thread::yield();
-    }
     EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), -1); }), "");
     EXPECT_EQ(exchange_trylock(), EBUSY);
     step = 2;
@@ -312,9 +309,8 @@ TEST_F(exchange_test, a_body_in_pieces)
 {
     connect();
     server->push_raw(frame_bytes(std::string(300000, 'q')).substr(0, 12));
-    for (int i = 0; i < 3; i++) {
+    for (int i = 0; i < 3; i++)
         server->push_raw(std::string(100000, static_cast<char>('0' + i)));
-    }
     server->start();
     EXPECT_EQ(receive(), 0);
     EXPECT_EQ(text(),

@@ -2,14 +2,14 @@
 // who changes what stands at the path while the shell looks at it.
 #include "commands/export_file.h"
 
-#include "tests/support/shell_world.h"
-
 #include <atomic>
-#include <cerrno>
+#include <errno.h>
 #include <fstream>
 #include <poll.h>
 #include <sys/resource.h>
 #include <thread>
+
+#include "tests/support/shell_world.h"
 
 namespace
 {
@@ -119,9 +119,8 @@ void write_content(const char *name, const std::string &text)
 std::string content(const char *name)
 {
     std::ifstream file(name, std::ios::binary);
-    if (!file.good()) {
+    if (!file.good())
         return "(no file)";
-    }
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
@@ -251,9 +250,8 @@ TEST_F(export_file_test, a_file_that_cannot_be_removed_is_written_over)
 TEST_F(export_file_test, others_file_in_a_directory_where_it_cannot_be_removed)
 {
     write_content(path, std::string(1000, 'x'));
-    if (geteuid() != 0 || chown(path, other_id, other_id) != 0) {
+    if (geteuid() != 0 || chown(path, other_id, other_id) != 0)
         GTEST_SKIP() << "only root can make another user's file";
-    }
     ASSERT_EQ(chmod(path, 0666), 0);
     ASSERT_EQ(chmod(directory, 01777), 0);
     ASSERT_EQ(seteuid(operator_id), 0);
@@ -269,9 +267,8 @@ TEST_F(export_file_test, others_file_in_a_directory_where_it_cannot_be_removed)
 TEST_F(export_file_test, others_file_in_a_directory_of_the_operator)
 {
     write_content(path, "old");
-    if (geteuid() != 0 || chown(path, other_id, other_id) != 0) {
+    if (geteuid() != 0 || chown(path, other_id, other_id) != 0)
         GTEST_SKIP() << "only root can make another user's file";
-    }
     ASSERT_EQ(chmod(path, 0666), 0);
     ASSERT_EQ(chown(directory, operator_id, operator_id), 0);
     ASSERT_EQ(seteuid(operator_id), 0);

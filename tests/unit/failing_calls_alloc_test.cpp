@@ -2,17 +2,22 @@
 // when they do.
 #include "tests/support/alloc_faults.h"
 
+#include <errno.h>
+#include <fstream>
+#include <sys/stat.h>
+
 #include "commands/commands.h"
 #include "profile/profile.h"
 #include "shell/arguments.h"
 #include "shell/startup.h"
 #include "tests/support/shell_world.h"
 
-#include <cerrno>
-#include <fstream>
-#include <sys/stat.h>
+namespace
+{
 
-static bool status_fails = false;
+bool status_fails = false;
+
+} // namespace
 
 extern "C" {
 int __real_fstat(int fd, struct stat *status);

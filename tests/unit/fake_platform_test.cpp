@@ -1,19 +1,18 @@
 // The played platform itself: other tests believe what it says.
+#include <errno.h>
+#include <gtest/gtest.h>
+#include <stdio.h>
+#include <sys/socket.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include "conf_agent.h"
+#include "redisapi.h"
 #include "tests/support/captured_log.h"
 #include "tests/support/captured_output.h"
 #include "tests/support/fake_conf.h"
 #include "tests/support/fake_redis.h"
 #include "tests/support/scripted_server.h"
-
-#include "conf_agent.h"
-#include "redisapi.h"
-
-#include <cerrno>
-#include <cstdio>
-#include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <syslog.h>
-#include <unistd.h>
 
 namespace
 {

@@ -1,8 +1,7 @@
-/* Which blanks are taken out of a server's messages, and which stay. */
+// Which blanks are taken out of a server's messages, and which stay.
 #include "device/gateway/blank_filter.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 
 namespace
@@ -13,7 +12,7 @@ struct filtered {
     std::string text;
 };
 
-/* Filters the message in pieces of size bytes, after a first one of first. */
+// Filters the message in pieces of size bytes, after a first one of first.
 filtered filter_pieces(const std::string &message, size_t first, size_t size, size_t limit)
 {
     blank_filter filter{};
@@ -34,10 +33,10 @@ filtered filter_pieces(const std::string &message, size_t first, size_t size, si
     return {result, out.size == 0 ? "" : std::string(out.data.get(), out.size)};
 }
 
-/* Checks the message cut at every position, and byte by byte. */
+// Checks the message cut at every position, and byte by byte.
 void expect_filtered(const std::string &message, const std::string &expected)
 {
-    for (size_t split = 0; split <= message.size(); ++split) {
+    for (size_t split = 0; split <= message.size(); split++) {
         const filtered result = filter_pieces(message, split, message.size(), 1 << 20);
         ASSERT_EQ(result.result, filter_ok) << message << " at " << split;
         ASSERT_EQ(result.text, expected) << message << " at " << split;
@@ -49,14 +48,14 @@ void expect_filtered(const std::string &message, const std::string &expected)
 
 void expect_malformed(const std::string &message)
 {
-    for (size_t split = 0; split <= message.size(); ++split)
+    for (size_t split = 0; split <= message.size(); split++)
         ASSERT_EQ(filter_pieces(message, split, message.size(), 1 << 20).result, filter_malformed)
             << message << " at " << split;
 }
 
 void expect_forbidden(const std::string &message)
 {
-    for (size_t split = 0; split <= message.size(); ++split)
+    for (size_t split = 0; split <= message.size(); split++)
         ASSERT_EQ(filter_pieces(message, split, message.size(), 1 << 20).result, filter_forbidden)
             << message << " at " << split;
     ASSERT_EQ(filter_pieces(message, 1, 1, 1 << 20).result, filter_forbidden) << message;
@@ -275,7 +274,7 @@ TEST(gateway_blank_filter, many_comments_in_one_interval)
 {
     std::string message = "<a>";
     std::string expected = "<a>";
-    for (int at = 0; at < 100000; ++at) {
+    for (int at = 0; at < 100000; at++) {
         message += " <!--" + std::to_string(at) + "-->";
         expected += "<!--" + std::to_string(at) + "-->";
     }

@@ -1,12 +1,11 @@
-/* The growing buffer, and messages on their way out. */
+// The growing buffer, and messages on their way out.
 #include <gtest/gtest.h>
-
 #include <string>
 
 #include "device/gateway/byte_buffer.h"
 #include "device/gateway/outgoing.h"
 
-/* Under AddressSanitizer, too, an allocation that cannot be had gives null. */
+// Under AddressSanitizer, too, an allocation that cannot be had gives null.
 // NOLINTBEGIN(readability-identifier-naming)
 extern "C" const char *__asan_default_options();
 extern "C" const char *__asan_default_options()
@@ -30,7 +29,7 @@ std::string left_of(const outgoing *message)
     struct iovec parts[outgoing_part_count];
     const int count = outgoing_parts(message, parts);
     std::string text;
-    for (int at = 0; at < count; ++at) {
+    for (int at = 0; at < count; at++) {
         EXPECT_GT(parts[at].iov_len, 0U);
         text.append(static_cast<const char *>(parts[at].iov_base), parts[at].iov_len);
     }
@@ -57,7 +56,7 @@ TEST(gateway_buffer, grows_geometrically_but_not_past_the_limit)
     byte_buffer buffer{};
     const std::string piece(1000, 'x');
     size_t growths = 0;
-    for (int at = 0; at < 1000; ++at) {
+    for (int at = 0; at < 1000; at++) {
         const size_t before = buffer.capacity;
         ASSERT_EQ(byte_buffer_append(&buffer, piece.data(), piece.size(), 1000000), buffer_ok);
         growths += buffer.capacity != before ? 1 : 0;
@@ -114,7 +113,7 @@ TEST(gateway_outgoing, is_idle_before_and_after)
 TEST(gateway_outgoing, tells_what_is_left_at_every_position)
 {
     const std::string whole = "head:body:tail";
-    for (size_t sent = 0; sent < whole.size(); ++sent) {
+    for (size_t sent = 0; sent < whole.size(); sent++) {
         outgoing message{};
         byte_buffer body = buffer_of("body");
         outgoing_load(&message, "head:", 5, &body, ":tail", 5);

@@ -1,10 +1,9 @@
-/* One shell and its server, at times that the tests choose. */
+// One shell and its server, at times that the tests choose.
 #include "device/gateway/connection.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-
 #include <string>
+#include <sys/socket.h>
 
 #include "support/relay_bench.h"
 
@@ -13,14 +12,14 @@ namespace
 
 constexpr int64_t start = 1000;
 
-/* A connection whose server is a script of the shell. The last word of a script
- * is "true", so that no shell puts the command before it, which has another
- * output, in its own place: the server would seem to have ended. */
+// A connection whose server is a script of the shell. The last word of a script
+// is "true", so that no shell puts the command before it, which has another
+// output, in its own place: the server would seem to have ended.
 struct connection_bench {
     std::string script;
     char *command[4];
     gateway_options options{};
-    descriptor shell; /* the shell's end */
+    descriptor shell; // the shell's end
     std::unique_ptr<connection> link;
 
     explicit connection_bench(const std::string &text) : script(text)
@@ -45,14 +44,14 @@ struct connection_bench {
         serve(start);
     }
 
-    /* Waits for the hello, which comes at the start. */
+    // Waits for the hello, which comes at the start.
     void greet()
     {
         while (!link->over && !link->session.hello_received)
             turn(start);
     }
 
-    /* The shell asks; the server does not answer. */
+    // The shell asks; the server does not answer.
     void ask(int64_t now)
     {
         const std::string request = frame("<rpc/>");
@@ -68,7 +67,7 @@ struct connection_bench {
         connection_serve(link.get(), nothing, now);
     }
 
-    /* Waits for one event, which happens at that time. */
+    // Waits for one event, which happens at that time.
     void turn(int64_t now)
     {
         struct pollfd polls[connection_poll_count] = {};

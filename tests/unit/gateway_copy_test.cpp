@@ -1,9 +1,8 @@
-/* What the gateway changes in a copy-config, and which ones it can tell as edits. */
+// What the gateway changes in a copy-config, and which ones it can tell as edits.
 #include "device/gateway/copy_request.h"
 
 #include <gtest/gtest.h>
-
-#include <cstring>
+#include <string.h>
 #include <string>
 
 namespace

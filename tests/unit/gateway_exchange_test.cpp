@@ -1,9 +1,8 @@
-/* Copies to running through a relay: what is sent to the server and what the
- * shell gets for it. */
+// Copies to running through a relay: what is sent to the server and what the
+// shell gets for it.
 #include "device/gateway/copy_exchange.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 
 #include "support/relay_bench.h"
@@ -65,7 +64,7 @@ const std::string copy_is_tried =
     "tarnd-gateway: shell 1: the server does not copy to running: an edit "
     "takes the copy's place\n";
 
-/* How the gateway itself answers the copy. */
+// How the gateway itself answers the copy.
 std::string failure(const std::string &why)
 {
     return reply("5", "<rpc-error><error-type>application</error-type>"
@@ -75,7 +74,7 @@ std::string failure(const std::string &why)
                           why + "</error-message></rpc-error>");
 }
 
-/* A session behind its hellos. */
+// A session behind its hellos.
 struct exchange_bench : relay_bench {
     explicit exchange_bench(const std::string &capabilities = writable + rolls_back)
         : relay_bench(false)
@@ -103,7 +102,7 @@ struct exchange_bench : relay_bench {
         return testing::internal::GetCapturedStderr();
     }
 
-    /* What the server gets for a frame of the shell, or for a message of its own. */
+    // What the server gets for a frame of the shell, or for a message of its own.
     std::string ask(const std::string &request)
     {
         EXPECT_EQ(shell_sends(frame(request)), "");
@@ -116,7 +115,7 @@ struct exchange_bench : relay_bench {
         return to_server();
     }
 
-    /* Up to the edit, of running that also holds b. */
+    // Up to the edit, of running that also holds b.
     void refuse_copy()
     {
         EXPECT_EQ(ask(copy(config)), chunked(copy(config)));
@@ -166,7 +165,7 @@ TEST(gateway_exchange, an_edit_takes_the_place_of_a_copy_of_startup)
 TEST(gateway_exchange, it_may_happen_again)
 {
     exchange_bench test;
-    for (unsigned turn = 0; turn < 3; ++turn) {
+    for (unsigned turn = 0; turn < 3; turn++) {
         test.refuse_copy();
         EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
         EXPECT_EQ(test.answer(reply("tarnd-gateway-running", restored)), "");
@@ -205,7 +204,7 @@ TEST(gateway_exchange, a_server_that_says_ok_and_does_not_do_it_is_not_believed)
 {
     exchange_bench test;
     test.refuse_copy();
-    for (int count = 0; count < 2; ++count) {
+    for (int count = 0; count < 2; count++) {
         EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
         EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
     }
@@ -224,7 +223,7 @@ TEST(gateway_exchange, a_long_name_is_cut_in_the_answer)
     const std::string odd = reply("tarnd-gateway-running", "<data><a xmlns=\"urn:a\"/><" + name +
                                                                " xmlns=\"urn:n\"/></data>");
     test.refuse_copy();
-    for (int count = 0; count < 2; ++count) {
+    for (int count = 0; count < 2; count++) {
         EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
         EXPECT_NE(test.answer(odd), "");
     }

@@ -1,8 +1,7 @@
-/* The frames between a shell and the gateway. */
+// The frames between a shell and the gateway.
 #include "device/gateway/frame.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 
 using namespace std::string_literals;
@@ -16,7 +15,7 @@ std::string taken_text(frame_reader *reader)
     return {body.data.get(), body.size};
 }
 
-/* Feeds bytes in two pieces; the result is that of the last piece used. */
+// Feeds bytes in two pieces; the result is that of the last piece used.
 frame_result feed_split(frame_reader *reader, const std::string &bytes, size_t split)
 {
     size_t used;
@@ -41,7 +40,7 @@ TEST(gateway_frame, header_bytes)
 TEST(gateway_frame, body_without_its_zero_byte_at_every_split)
 {
     const std::string frame = "\xFF\xBA\xDC\xFE\x07\0\0\0\x05\0\0\0<rpc/>\0"s;
-    for (size_t split = 0; split <= frame.size(); ++split) {
+    for (size_t split = 0; split <= frame.size(); split++) {
         frame_reader reader{};
         ASSERT_EQ(feed_split(&reader, frame, split), frame_complete) << split;
         EXPECT_EQ(taken_text(&reader), "<rpc/>");
@@ -142,7 +141,7 @@ TEST(gateway_frame, bad_headers_at_every_split)
         {"\xFF\xBA\xDC\xFE\0\0\0\0\0\0\0\0"s, frame_empty},
     };
     for (const auto &bad : cases) {
-        for (size_t split = 0; split <= 12; ++split) {
+        for (size_t split = 0; split <= 12; split++) {
             frame_reader reader{};
             EXPECT_EQ(feed_split(&reader, bad.header, split), bad.result) << split;
         }

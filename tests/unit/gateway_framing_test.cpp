@@ -1,8 +1,7 @@
-/* Where the server's messages end, in both framings, however the stream is cut. */
+// Where the server's messages end, in both framings, however the stream is cut.
 #include "device/gateway/framing.h"
 
 #include <gtest/gtest.h>
-
 #include <random>
 #include <string>
 #include <vector>
@@ -11,12 +10,12 @@ namespace
 {
 
 struct decoded {
-    std::vector<std::string> messages; /* complete ones */
-    std::string rest;                  /* what came of the next one */
+    std::vector<std::string> messages; // complete ones
+    std::string rest;                  // what came of the next one
     bool bad;
 };
 
-/* Decodes pieces of size bytes each, after a first one of first bytes. */
+// Decodes pieces of size bytes each, after a first one of first bytes.
 decoded decode_pieces(bool chunked, const std::string &stream, size_t first, size_t size)
 {
     framing_decoder decoder{};
@@ -48,17 +47,17 @@ decoded decode_pieces(bool chunked, const std::string &stream, size_t first, siz
     return result;
 }
 
-/* Checks the stream cut at every position, and in pieces of every small size. */
+// Checks the stream cut at every position, and in pieces of every small size.
 void expect_messages(bool chunked, const std::string &stream,
                      const std::vector<std::string> &messages, const std::string &rest)
 {
-    for (size_t split = 0; split <= stream.size(); ++split) {
+    for (size_t split = 0; split <= stream.size(); split++) {
         const decoded result = decode_pieces(chunked, stream, split, stream.size());
         EXPECT_FALSE(result.bad) << split;
         EXPECT_EQ(result.messages, messages) << split;
         EXPECT_EQ(result.rest, rest) << split;
     }
-    for (size_t size = 1; size < 8; ++size) {
+    for (size_t size = 1; size < 8; size++) {
         const decoded result = decode_pieces(chunked, stream, size, size);
         EXPECT_FALSE(result.bad) << size;
         EXPECT_EQ(result.messages, messages) << size;
@@ -68,7 +67,7 @@ void expect_messages(bool chunked, const std::string &stream,
 
 void expect_bad(const std::string &stream, const std::vector<std::string> &messages = {})
 {
-    for (size_t split = 0; split <= stream.size(); ++split) {
+    for (size_t split = 0; split <= stream.size(); split++) {
         const decoded result = decode_pieces(true, stream, split, stream.size());
         EXPECT_TRUE(result.bad) << stream << " at " << split;
         EXPECT_EQ(result.messages, messages) << stream << " at " << split;
@@ -97,9 +96,9 @@ TEST(gateway_framing, text_that_looks_like_the_mark)
 TEST(gateway_framing, marked_messages_agree_with_a_plain_search)
 {
     std::mt19937 random(1);
-    for (int round = 0; round < 2000; ++round) {
+    for (int round = 0; round < 2000; round++) {
         std::string stream;
-        for (size_t size = random() % 40; size > 0; --size)
+        for (size_t size = random() % 40; size > 0; size--)
             stream += "]]>a"[random() % 4];
         std::vector<std::string> messages;
         std::string rest = stream + "]]>]]>";
@@ -111,7 +110,7 @@ TEST(gateway_framing, marked_messages_agree_with_a_plain_search)
         const decoded result =
             decode_pieces(false, stream + "]]>]]>", random() % 40, 1 + random() % 7);
         ASSERT_EQ(result.messages, messages) << stream;
-        /* What can still be the beginning of a mark is held back. */
+        // What can still be the beginning of a mark is held back.
         ASSERT_EQ(rest.substr(0, result.rest.size()), result.rest) << stream;
         ASSERT_LT(rest.size() - result.rest.size(), 6U) << stream;
     }
@@ -133,7 +132,7 @@ TEST(gateway_framing, line_feeds_between_chunked_messages_are_overlooked)
 TEST(gateway_framing, chunks_of_every_size)
 {
     const std::string text = "<rpc-reply xmlns=\"urn:x\"><data>]]>]]>\n##\n</data></rpc-reply>";
-    for (size_t size = 1; size <= text.size(); ++size) {
+    for (size_t size = 1; size <= text.size(); size++) {
         std::string stream;
         for (size_t at = 0; at < text.size(); at += size) {
             const std::string chunk = text.substr(at, size);

@@ -1,8 +1,7 @@
-/* What makes a difference to the marks of an element, and the texts in them. */
+// What makes a difference to the marks of an element, and the texts in them.
 #include "device/gateway/content_marks.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 
 #include "device/gateway/text_pieces.h"
@@ -27,7 +26,7 @@ content_marks marks(const std::string &element)
     return found;
 }
 
-/* The marks that are the same: "exact plain loose", as far as they are. */
+// The marks that are the same: "exact plain loose", as far as they are.
 std::string same(const std::string &one, const std::string &other)
 {
     const content_marks left = marks(one);

@@ -1,7 +1,6 @@
-/* What the gateway reads out of hellos, requests and replies, and what it says
- * itself. */
+// What the gateway reads out of hellos, requests and replies, and what it says
+// itself.
 #include <gtest/gtest.h>
-
 #include <string>
 
 #include "device/gateway/hello.h"
@@ -11,7 +10,7 @@
 namespace
 {
 
-/* A hello with the given capabilities and what else is wanted in it. */
+// A hello with the given capabilities and what else is wanted in it.
 std::string hello_with(const std::string &capabilities, const std::string &rest)
 {
     return "<hello xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><capabilities>" +
@@ -92,7 +91,7 @@ TEST(gateway_hello, notifications_and_interleave)
         "<session-id>1</session-id>"));
     EXPECT_TRUE(hello.notifications);
     EXPECT_TRUE(hello.interleave);
-    /* The module of the same name in a capability is not the capability. */
+    // The module of the same name in a capability is not the capability.
     EXPECT_FALSE(accepted(hello_with(base_1_0 + "<capability>urn:ietf:params:xml:ns:netconf:"
                                                 "notification:1.0?module=notifications"
                                                 "</capability>",
@@ -156,7 +155,7 @@ TEST(gateway_head, create_session_in_other_spellings)
                       "xmlns ='com:quorvex:netconf:private:vesk:device:tarnd'/></x:rpc>")
                   .kind,
               message_create_session);
-    /* A user name comes unescaped. */
+    // A user name comes unescaped.
     EXPECT_EQ(head_of("<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"0\">"
                       "<t:create-session xmlns:t=\"com:quorvex:netconf:private:vesk:device:tarnd\">"
                       "<t:username>a<&b</t:username></t:create-session></rpc>")
@@ -237,7 +236,7 @@ TEST(gateway_head, a_long_message_costs_its_head_only)
                        "message-id=\"5\"><data>";
     text.resize(50000000, 'x');
     text += "</data></rpc-reply>";
-    for (int at = 0; at < 1000; ++at)
+    for (int at = 0; at < 1000; at++)
         ASSERT_STREQ(head_of(text).message_id.get(), "5");
 }
 

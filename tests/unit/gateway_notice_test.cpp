@@ -1,8 +1,7 @@
-/* What the gateway tells a shell unasked. */
+// What the gateway tells a shell unasked.
 #include "device/gateway/notice.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 
 TEST(gateway_notice, a_closed_session)

@@ -1,8 +1,7 @@
-/* The command line of tarnd-gateway. */
+// The command line of tarnd-gateway.
 #include "device/gateway/gateway_options.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 #include <vector>
 
@@ -11,7 +10,7 @@ namespace
 
 struct parsed {
     gateway_options options;
-    std::string reason; /* "" when it was accepted */
+    std::string reason; // "" when it was accepted
     std::string culprit;
     std::vector<std::string> command;
 };
@@ -30,7 +29,7 @@ parsed parse(std::vector<std::string> words)
                                               &result.options, &culprit);
     result.reason = reason ? reason : "";
     result.culprit = culprit ? culprit : "";
-    for (char *const *word = result.options.command; word && *word; ++word)
+    for (char *const *word = result.options.command; word && *word; word++)
         result.command.emplace_back(*word);
     return result;
 }

@@ -1,8 +1,7 @@
-/* One shell's session, byte for byte, with the bytes moved by hand. */
+// One shell's session, byte for byte, with the bytes moved by hand.
 #include "device/gateway/relay.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 
 #include "support/relay_bench.h"
@@ -71,7 +70,7 @@ TEST(gateway_relay, the_stream_may_be_cut_anywhere)
     const std::string stream = server_hello_text("1.1", notification_capability) +
                                chunked(subscribed) + chunked("<a> <b/> </a>") +
                                "\n#2\n<n\n#2\n/>\n##\n";
-    for (size_t piece = 1; piece < stream.size(); ++piece) {
+    for (size_t piece = 1; piece < stream.size(); piece++) {
         relay_bench test;
         EXPECT_EQ(test.to_server(), gateway_hello);
         std::string shell;
@@ -110,7 +109,7 @@ TEST(gateway_relay, subscribes_first_and_keeps_the_answer_to_itself)
     EXPECT_EQ(test.server_sends(chunked("<notification/>") + chunked(subscribed) + chunked("<a/>")),
               "");
     EXPECT_EQ(test.to_shell(), frame("<notification/>", 0) + frame("<a/>", 1));
-    /* A shell's own message id of that name is its own business afterwards. */
+    // A shell's own message id of that name is its own business afterwards.
     EXPECT_EQ(test.server_sends(chunked(subscribed)), "");
     EXPECT_EQ(test.to_shell(), frame(subscribed, 2));
 }
@@ -272,7 +271,7 @@ TEST(gateway_relay, a_deaf_shell_gets_nothing_but_its_requests_pass)
 
 TEST(gateway_relay, nudges_go_ahead_of_the_next_chunk_header)
 {
-    for (int nudges = 0; nudges <= 2; ++nudges) {
+    for (int nudges = 0; nudges <= 2; nudges++) {
         relay_bench test;
         EXPECT_EQ(test.to_server(), gateway_hello);
         EXPECT_EQ(test.server_sends(server_hello_text("1.1", "")), "");
@@ -280,7 +279,7 @@ TEST(gateway_relay, nudges_go_ahead_of_the_next_chunk_header)
         EXPECT_EQ(test.shell_sends(frame("<one/>")), "");
         EXPECT_FALSE(relay_may_nudge(test.session.get())) << "it is not out yet";
         std::string sent = test.to_server();
-        for (int count = 0; count < nudges; ++count) {
+        for (int count = 0; count < nudges; count++) {
             EXPECT_TRUE(relay_may_nudge(test.session.get()));
             relay_nudge(test.session.get());
             sent += test.to_server();

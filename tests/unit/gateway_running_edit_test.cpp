@@ -1,8 +1,7 @@
-/* The edit that takes the place of a copy to running, and what it has to become. */
+// The edit that takes the place of a copy to running, and what it has to become.
 #include "device/gateway/running_edit.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 
 namespace
@@ -32,7 +31,7 @@ std::string data(const std::string &inner)
            "</data></rpc-reply>";
 }
 
-/* The edit, or "!" and what is in the way. */
+// The edit, or "!" and what is in the way.
 std::string edit(const std::string &request, const std::string &running,
                  const std::string &startup = "", bool again = false)
 {
@@ -42,7 +41,7 @@ std::string edit(const std::string &request, const std::string &running,
     return reason ? std::string("!") + reason : std::string(out.data.get(), out.size);
 }
 
-/* What the edit of a copy-config is made of. */
+// What the edit of a copy-config is made of.
 std::string edit_of(const std::string &config)
 {
     return rpc("  <edit-config><target><running/></target>"
@@ -57,7 +56,7 @@ std::string operation(const std::string &name)
 
 const std::string spaces = " xmlns:n='" + base + "' xmlns='urn:1'";
 
-/* What the edit does with nodes of urn:1, running's first. */
+// What the edit does with nodes of urn:1, running's first.
 std::string edited(const std::string &running, const std::string &config, bool again = false)
 {
     const std::string reply =
@@ -80,7 +79,7 @@ std::string replaced(const std::string &name, const std::string &content)
     return "<" + name + operation("replace") + ">" + content + "</" + name + ">";
 }
 
-/* The name of a node at the top that differs, or "!" and what is in the way. */
+// The name of a node at the top that differs, or "!" and what is in the way.
 std::string difference(const std::string &running, const std::string &content)
 {
     std::string_view name;
@@ -250,7 +249,7 @@ TEST(gateway_running_edit, replies_that_are_of_no_use)
     EXPECT_EQ(edit(from_config("<a><p:a/></a>"), data("")), unreadable);
     EXPECT_EQ(edit(from("<running/>"), data("")), "!the request cannot be followed");
     std::string deep;
-    for (int count = 0; count < 256; ++count)
+    for (int count = 0; count < 256; count++)
         deep = "<a>" + deep + "</a>";
     EXPECT_EQ(edited("", deep), edited_to("<a" + operation("replace") + deep.substr(2)));
     EXPECT_EQ(edited("", "<a>" + deep + "</a>"), unreadable);
@@ -292,7 +291,7 @@ TEST(gateway_running_edit, many_entries_are_sorted_once)
 {
     std::string entries;
     std::string removals;
-    for (int number = 0; number < 20000; ++number) {
+    for (int number = 0; number < 20000; number++) {
         const std::string content = std::to_string(number);
         entries += "<v>" + content + "</v>";
         removals += removed("v", content);
@@ -307,7 +306,7 @@ TEST(gateway_running_edit, a_long_request_is_gone_through_a_few_times)
     const std::string content = "<x>" + long_value + "</x>";
     EXPECT_TRUE(edited("", "<a>" + content + "</a>") == edited_to(replaced("a", content)));
     std::string leaves;
-    for (int count = 0; count < 200000; ++count)
+    for (int count = 0; count < 200000; count++)
         leaves += "<x y='/'>1</x><z/>";
     EXPECT_TRUE(edited("<a>" + leaves + "</a>", "<a>" + leaves + "</a>") ==
                 edited_to(replaced("a", leaves)));

@@ -1,14 +1,13 @@
-/* The walk through a text's elements. */
+// The walk through a text's elements.
 #include "device/gateway/xml_scan.h"
 
 #include <gtest/gtest.h>
-
 #include <string>
 
 namespace
 {
 
-/* Writes what is below an element: "uri|local(from-end child child)". */
+// Writes what is below an element: "uri|local(from-end child child)".
 std::string outline(xml_scan *scan, const xml_element *element)
 {
     std::string text(element->uri);

@@ -1,12 +1,12 @@
 // Key sets, and the entry names built from them.
 #include "schema/key_set.h"
 
-#include "tests/support/captured_log.h"
-
 #include <gtest/gtest.h>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "tests/support/captured_log.h"
 
 namespace
 {
@@ -20,12 +20,10 @@ std::string name_of(const std::string &list, const pairs &keys,
     key_names key_list;
     EXPECT_EQ(key_values_create(&set, keys.size()), 0);
     EXPECT_EQ(key_names_create(&key_list, names.size()), 0);
-    for (const auto &[key, value] : keys) {
+    for (const auto &[key, value] : keys)
         EXPECT_EQ(key_values_add(&set, key, value), 0);
-    }
-    for (size_t i = 0; i < names.size(); i++) {
+    for (size_t i = 0; i < names.size(); i++)
         EXPECT_EQ(key_names_set(&key_list, i, names[i]), 0);
-    }
     heap_text name = entry_name(list, &set, &key_list);
     return name ? name.get() : "(none)";
 }

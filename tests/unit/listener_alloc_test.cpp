@@ -2,14 +2,14 @@
 // go by a lock that cannot be released, once it has read all there is.
 #include "tests/support/alloc_faults.h"
 
-#include "link/listener.h"
-#include "tests/support/shell_world.h"
-
 #include <atomic>
-#include <cstdio>
 #include <libxml/xmlerror.h>
 #include <pthread.h>
+#include <stdio.h>
 #include <sys/ioctl.h>
+
+#include "link/listener.h"
+#include "tests/support/shell_world.h"
 
 namespace
 {

@@ -2,14 +2,14 @@
 // in a process of its own until it has made so many calls.
 #include "link/listener.h"
 
+#include <algorithm>
+#include <errno.h>
+#include <sys/select.h>
+#include <sys/wait.h>
+
 #include "link/exchange.h"
 #include "link/xml_print.h"
 #include "tests/support/shell_world.h"
-
-#include <algorithm>
-#include <cerrno>
-#include <sys/select.h>
-#include <sys/wait.h>
 
 namespace
 {
@@ -24,9 +24,8 @@ int lock_error = 0;
 // Whether somebody holds the exchange lock.
 std::string lock_state()
 {
-    if (pthread_mutex_trylock(&session.lock) != 0) {
+    if (pthread_mutex_trylock(&session.lock) != 0)
         return " locked";
-    }
     pthread_mutex_unlock(&session.lock);
     return " free";
 }
@@ -34,15 +33,12 @@ std::string lock_state()
 void record(const std::string &call)
 {
     calls.push_back(call + lock_state());
-    if (calls.size() < expected.size()) {
+    if (calls.size() < expected.size())
         return;
-    }
-    if (calls == expected) {
+    if (calls == expected)
         _exit(0);
-    }
-    for (const std::string &one : calls) {
+    for (const std::string &one : calls)
         fprintf(stderr, "%s\n", one.c_str());
-    }
     _exit(1);
 }
 
@@ -51,9 +47,8 @@ std::string members(const fd_set *set)
 {
     std::string text;
     for (int fd = 0; set != nullptr && fd < FD_SETSIZE; fd++) {
-        if (FD_ISSET(fd, set)) {
+        if (FD_ISSET(fd, set))
             text += (text.empty() ? "" : ",") + std::to_string(fd - server_fd);
-        }
     }
     return "{" + text + "}";
 }
@@ -123,9 +118,8 @@ class listener_calls_test : public shell_world
     void sent(const std::vector<std::string> &bytes)
     {
         connect();
-        for (const std::string &one : bytes) {
+        for (const std::string &one : bytes)
             server->push_raw(one);
-        }
         server->start();
         server->finish();
     }

@@ -2,19 +2,24 @@
 // of its own.
 #include "link/listener.h"
 
+#include <atomic>
+#include <chrono>
+#include <errno.h>
+#include <pthread.h>
+#include <sys/wait.h>
+
 #include "link/exchange.h"
 #include "link/server_session.h"
 #include "tests/support/shell_world.h"
 
-#include <atomic>
-#include <cerrno>
-#include <chrono>
-#include <pthread.h>
-#include <sys/wait.h>
+namespace
+{
 
 // What the library's functions were told to fail with; 0 lets them work.
-static std::atomic<int> create_error = 0;
-static std::atomic<int> unlock_error = 0;
+std::atomic<int> create_error = 0;
+std::atomic<int> unlock_error = 0;
+
+} // namespace
 
 extern "C" {
 int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
@@ -23,9 +28,8 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes,
                           void *(*body)(void *), void *argument)
 {
     int detached = -1;
-    if (attributes != nullptr) {
+    if (attributes != nullptr)
         pthread_attr_getdetachstate(attributes, &detached);
-    }
     EXPECT_EQ(detached, PTHREAD_CREATE_DETACHED);
     return create_error != 0 ? create_error.load()
                              : __real_pthread_create(thread, attributes, body, argument);
@@ -87,9 +91,8 @@ class listener_test : public shell_world
     {
         auto end = std::chrono::steady_clock::now() + time;
         while (std::chrono::steady_clock::now() < end) {
-            if (output.text() == text) {
+            if (output.text() == text)
                 return true;
-            }
             std::this_thread::sleep_for(20ms);
         }
         EXPECT_EQ(output.text(), text);
@@ -114,9 +117,8 @@ TEST_F(listener_test, drops_what_is_no_notification_and_goes_on_at_once)
     in_child([this] {
         captured_output output;
         connect();
-        for (int i = 0; i < 50; i++) {
+        for (int i = 0; i < 50; i++)
             server->push("<rpc-reply/>").push("rubbish").push("");
-        }
         server->push(notification);
         server->start();
         server->finish();

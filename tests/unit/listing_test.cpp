@@ -1,10 +1,10 @@
 // The command ls.
 #include "commands/commands.h"
 
-#include "tests/support/shell_world.h"
-
-#include <cstdlib>
 #include <fstream>
+#include <stdlib.h>
+
+#include "tests/support/shell_world.h"
 
 namespace
 {
@@ -43,9 +43,8 @@ TEST_F(listing_test, the_colour_of_each_kind)
                             "01;32", "",      "",  "0", "0",     "0", "0"};
     fake_redis_put_node("/m", "kinds", fake_container);
     for (int kind = 0; kind < 14; kind++) {
-        if (kind == fake_choice) {
+        if (kind == fake_choice)
             continue;
-        }
         fake_redis_remove("/m/kinds");
         fake_redis_put_node("/m/kinds", "node", kind);
         EXPECT_EQ(ls_at("/m/kinds"), std::string("\033[") + colors[kind] + "mnode\033[0m\n")
@@ -159,9 +158,8 @@ TEST_F(listing_test, one_shot_sees_what_the_profile_stages)
 
 TEST_F(listing_test, many_children)
 {
-    for (int i = 0; i < 2000; i++) {
+    for (int i = 0; i < 2000; i++)
         fake_redis_put_node("/m/big", "n" + std::to_string(i), fake_leaf);
-    }
     fake_redis_put_node("/m", "big", fake_container);
     std::string printed = ls_at("/m/big");
     EXPECT_NE(printed.find("\033[0mn1999\033[0m"), std::string::npos);

@@ -1,10 +1,10 @@
 // The store of list entries that are not yet committed.
 #include "cmdtree/local_entries.h"
 
-#include "base/session.h"
-
 #include <gtest/gtest.h>
 #include <string>
+
+#include "base/session.h"
 
 namespace
 {
@@ -25,9 +25,8 @@ class local_entries_test : public testing::Test
     // "path:key,key;" of every record, in store order; checks the links.
     static std::string store()
     {
-        if (session.entries == nullptr) {
+        if (session.entries == nullptr)
             return "(none)";
-        }
         std::string text;
         list_record **link = session.entries;
         for (list_record *record = *link; record != nullptr; record = record->next) {

@@ -1,8 +1,8 @@
 // Nodes of command trees.
 #include "cmdtree/node.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
+#include <string.h>
 #include <string>
 
 namespace
@@ -18,9 +18,8 @@ std::string split(const char *path)
     node_ptr node = make(path);
     std::string_view name;
     std::string_view predicate;
-    if (!node_split_last(node.get(), &name, &predicate)) {
+    if (!node_split_last(node.get(), &name, &predicate))
         return "(none)";
-    }
     return std::string(name) + "|" + std::string(predicate);
 }
 

@@ -1,10 +1,10 @@
 // Edits of arbitrary words: what the one-shot mode records is what the prompt
 // stages, or it is refused and the profile is as it was.
+#include <random>
+
 #include "commands/commands.h"
 #include "profile/profile.h"
 #include "tests/support/profile_world.h"
-
-#include <random>
 
 namespace
 {
@@ -44,18 +44,16 @@ class oneshot_words_test : public profile_world
     std::string some_text()
     {
         std::string text;
-        for (unsigned count = 1 + chance() % 4; count > 0; count--) {
+        for (unsigned count = 1 + chance() % 4; count > 0; count--)
             text += one_of(pieces);
-        }
         return text;
     }
 
     std::string some_operand()
     {
         std::string text;
-        for (const char *at = one_of(operands); *at != '\0'; at++) {
+        for (const char *at = one_of(operands); *at != '\0'; at++)
             text += *at == '%' ? some_text() : std::string(1, *at);
-        }
         return text;
     }
 
@@ -64,9 +62,8 @@ class oneshot_words_test : public profile_world
         std::string text;
         const list_record *record = session.entries != nullptr ? *session.entries : nullptr;
         for (; record != nullptr; record = record->next) {
-            for (const list_entry *entry = record->entries; entry != nullptr; entry = entry->next) {
+            for (const list_entry *entry = record->entries; entry != nullptr; entry = entry->next)
                 text += std::string(record->path) + " " + entry->key + "\n";
-            }
         }
         return text;
     }
@@ -136,11 +133,10 @@ TEST_F(oneshot_words_test, of_an_rpc)
     set_text(&session.rpc_path, "/m/r");
     for (int i = 0; i < 4000; i++) {
         const char *workspace = one_of(rpc_workspaces);
-        if (chance() % 2 != 0) {
+        if (chance() % 2 != 0)
             check("add-listentry n " + some_text(), workspace);
-        } else {
+        else
             check("set " + some_operand() + " " + some_text(), workspace);
-        }
     }
     EXPECT_GT(recorded, 200);
     EXPECT_GT(refused, 50);

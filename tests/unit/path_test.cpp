@@ -287,13 +287,11 @@ TEST_F(path_test, odd_paths_do_no_harm)
         path_parent(path);
     }
     std::string deep;
-    for (int i = 0; i < 50000; i++) {
+    for (int i = 0; i < 50000; i++)
         deep += "/a";
-    }
     std::string up = deep;
-    for (int i = 0; i < 49999; i++) {
+    for (int i = 0; i < 49999; i++)
         up += "/..";
-    }
     EXPECT_EQ(absolute(up.c_str()), "/a");
     EXPECT_EQ(absolute(std::string(100000, '/').c_str()), "/");
 }

@@ -1,9 +1,9 @@
 // Replay of the profile into the session.
 #include "profile/profile.h"
 
-#include "tests/support/shell_world.h"
-
 #include <fstream>
+
+#include "tests/support/shell_world.h"
 
 namespace
 {

@@ -1,11 +1,11 @@
 // Writing the profile file, and what start-up takes from it.
 #include "profile/profile.h"
 
-#include "tests/support/shell_world.h"
-
 #include <fstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
+
+#include "tests/support/shell_world.h"
 
 namespace
 {

@@ -1,10 +1,10 @@
 // The commands get and get-config.
 #include "commands/commands.h"
 
+#include <fstream>
+
 #include "commands/commands.h"
 #include "tests/support/shell_world.h"
-
-#include <fstream>
 
 namespace
 {
@@ -129,9 +129,8 @@ TEST_F(read_commands_test, get_config_refusals)
 {
     testing::internal::CaptureStderr();
     for (const char *words : {"", " -r", " -s", " /m/c", " -x /m/c", " -rx /m/c", " - /m/c",
-                              " -r a b", " -l a b", " /m/c -r", " r /m/c", " -- /m/c", " -? x"}) {
+                              " -r a b", " -l a b", " /m/c -r", " r /m/c", " -- /m/c", " -? x"})
         EXPECT_EQ(get_config(words), usage) << words;
-    }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_EQ(get_config(" -r /m"), "/m's not config node.\r\n");
     EXPECT_EQ(get_config(" -r /m/state"), "/m/state's not config node.\r\n");

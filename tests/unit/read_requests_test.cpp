@@ -23,9 +23,8 @@ class read_requests_test : public shell_world
     static key_names *names(key_names *keys, const std::vector<std::string> &list)
     {
         EXPECT_EQ(key_names_create(keys, list.size()), 0);
-        for (size_t i = 0; i < list.size(); i++) {
+        for (size_t i = 0; i < list.size(); i++)
             key_names_set(keys, i, list[i]);
-        }
         return keys;
     }
 };

@@ -2,11 +2,11 @@
 // a large one little besides the one text before that.
 #include "tests/support/alloc_faults.h"
 
+#include <fstream>
+
 #include "link/server_session.h"
 #include "shell/dispatch.h"
 #include "tests/support/shell_world.h"
-
-#include <fstream>
 
 namespace
 {

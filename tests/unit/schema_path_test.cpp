@@ -24,13 +24,11 @@ class schema_path_test : public shell_world
     static std::string keys_of(const char *list_path)
     {
         key_names keys;
-        if (list_keys(list_path, &keys) != 0) {
+        if (list_keys(list_path, &keys) != 0)
             return "(none)";
-        }
         std::string text;
-        for (size_t i = 0; i < keys.count; i++) {
+        for (size_t i = 0; i < keys.count; i++)
             text += std::string(keys.name[i]) + ";";
-        }
         return text;
     }
 };

@@ -176,16 +176,14 @@ TEST_F(server_read_test, entries_from_a_server_that_fails)
 TEST_F(server_read_test, thousands_of_entries)
 {
     std::string data;
-    for (int i = 0; i < 10000; i++) {
+    for (int i = 0; i < 10000; i++)
         data += "<l><name>" + std::to_string(i) + "</name></l>";
-    }
     serve({data_reply("<c xmlns=\"urn:m\">" + data + "</c>")});
     descendant_set set;
     ASSERT_EQ(server_list_entries("/m/c/l", &set), 0);
     int count = 0;
-    for (const descendant *node = set.nodes; node != nullptr; node = node->next) {
+    for (const descendant *node = set.nodes; node != nullptr; node = node->next)
         count++;
-    }
     EXPECT_EQ(count, 10000);
     EXPECT_STREQ(set.nodes->name, "l[name=9999]");
 }

@@ -1,11 +1,11 @@
 // The create-session request and what becomes of its reply.
 #include "link/server_session.h"
 
+#include <errno.h>
+#include <pwd.h>
+
 #include "link/listener.h"
 #include "tests/support/shell_world.h"
-
-#include <cerrno>
-#include <pwd.h>
 
 namespace
 {
@@ -221,9 +221,8 @@ TEST_F(server_session_test, a_thread_needs_a_body)
 extern "C" struct passwd *getpwuid(uid_t user)
 {
     static struct passwd entry;
-    if (user != getuid() || user_unknown) {
+    if (user != getuid() || user_unknown)
         return nullptr;
-    }
     entry.pw_name = login_name.data();
     return &entry;
 }

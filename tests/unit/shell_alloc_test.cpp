@@ -2,6 +2,9 @@
 // be lost, overrun or left locked, and what is to be told is told.
 #include "tests/support/alloc_faults.h"
 
+#include <fstream>
+#include <set>
+
 #include "base/args.h"
 #include "browse/descendants.h"
 #include "cmdtree/chunk_pool.h"
@@ -14,9 +17,6 @@
 #include "schema/path.h"
 #include "shell/dispatch.h"
 #include "tests/support/shell_world.h"
-
-#include <fstream>
-#include <set>
 
 // Part of the sanitizer, when the program is built with it.
 extern "C" {
@@ -55,9 +55,8 @@ class shell_alloc_test : public shell_world
             [&](bool) {
                 printed.insert(output->text());
                 output.reset();
-                for (const auto &line : captured_log_take()) {
+                for (const auto &line : captured_log_take())
                     logged.insert(line);
-                }
                 drop_detached(&session.config_tree);
                 drop_detached(&session.rpc_tree);
                 EXPECT_EQ(session.output.slot[0], nullptr);
@@ -89,9 +88,8 @@ class shell_alloc_test : public shell_world
         tree_free(tree);
         while (tree->log.first != nullptr) {
             cmd_node *node = tree->log.first;
-            while (node->parent != nullptr) {
+            while (node->parent != nullptr)
                 node = node->parent;
-            }
             tree_free_node(node);
         }
     }
@@ -99,9 +97,8 @@ class shell_alloc_test : public shell_world
     bool was_printed(const std::string &text) const
     {
         for (const std::string &one : printed) {
-            if (one.find(text) != std::string::npos) {
+            if (one.find(text) != std::string::npos)
                 return true;
-            }
         }
         return false;
     }
@@ -348,18 +345,16 @@ TEST_F(shell_alloc_test, committing)
     EXPECT_TRUE(was_printed("\r\n" + printed_ok));
     // The tree of an rpc without input is in no log, so when its exchange fails
     // nothing refers to it any more; what is lost then is not counted.
-    if (__lsan_disable != nullptr) {
+    if (__lsan_disable != nullptr)
         __lsan_disable();
-    }
     sweep_line(
         [&] {
             enter_rpc("/m/r");
             answering(ok);
         },
         "commit");
-    if (__lsan_enable != nullptr) {
+    if (__lsan_enable != nullptr)
         __lsan_enable();
-    }
     sweep_line(
         [&] {
             session.oneshot = 1;

@@ -1,14 +1,19 @@
 // Start-up and whole sessions with each allocation failing in turn.
 #include "tests/support/alloc_faults.h"
 
+#include <pthread.h>
+#include <stdio.h>
+
 #include "link/server_session.h"
 #include "tests/support/command_sweep.h"
 
-#include <cstdio>
-#include <pthread.h>
+namespace
+{
 
 // The listener has a test of its own; here its thread is not started.
-static int threads_started = 0;
+int threads_started = 0;
+
+} // namespace
 
 extern "C" int __wrap_pthread_create(pthread_t *, const pthread_attr_t *, void *(*)(void *), void *)
 {
@@ -42,9 +47,8 @@ class startup_alloc_test : public command_sweep
         server = nullptr;
         threads_started = 0;
         server = std::make_unique<scripted_server>(fake_conf_listen());
-        for (const std::string &reply : replies) {
+        for (const std::string &reply : replies)
             server->answer(reply);
-        }
         server->hang_up();
         server->start();
     }

@@ -2,11 +2,11 @@
 // with nothing of its own left behind.
 #include "tests/support/call_faults.h"
 
-#include "shell/startup.h"
-#include "tests/support/shell_world.h"
-
 #include <pthread.h>
 #include <pwd.h>
+
+#include "shell/startup.h"
+#include "tests/support/shell_world.h"
 
 namespace
 {

@@ -1,9 +1,9 @@
 // Owned texts and the allocations that grow.
 #include "base/text.h"
 
-#include <cstdint>
-#include <cstring>
 #include <gtest/gtest.h>
+#include <stdint.h>
+#include <string.h>
 #include <string>
 
 #include "tests/support/vector_registers.h"

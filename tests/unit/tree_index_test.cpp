@@ -67,9 +67,8 @@ TEST_F(tree_index_test, the_entries_of_a_list)
     remove("/m/c/l[name=3]");
     std::string found;
     for (cmd_node *node = tree_first_entry(&session.config_tree, "/m/c/l"); node != nullptr;
-         node = tree_next_entry(node, "/m/c/l")) {
+         node = tree_next_entry(node, "/m/c/l"))
         found += std::string(node->path) + ";";
-    }
     EXPECT_EQ(found, "/m/c/l[name=3];/m/c/l[name=2];/m/c/l[name=1];");
     EXPECT_EQ(tree_first_entry(&session.config_tree, "/m/nix"), nullptr);
     EXPECT_EQ(tree_first_entry(&session.config_tree, "/m/c/l[name=2]/in"), nullptr);
@@ -82,9 +81,8 @@ TEST_F(tree_index_test, many_entries)
         ASSERT_EQ(set(entry, "1"), 0);
         ASSERT_EQ(set("/m/c/ll", std::to_string(i).c_str()), 0);
     }
-    for (int i = 0; i < 20000; i++) {
+    for (int i = 0; i < 20000; i++)
         ASSERT_EQ(remove("/m/c/ll", std::to_string(i).c_str()), 0);
-    }
     EXPECT_NE(tree_find(&session.config_tree, "/m/c/l[name=12345]/v"), nullptr);
     EXPECT_EQ(remove("/m/c"), 0);
     EXPECT_EQ(config(), "0/(0/m(2/m/c))");

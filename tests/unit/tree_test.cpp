@@ -351,9 +351,8 @@ TEST_F(tree_test, odd_paths_do_no_harm)
 TEST_F(tree_test, a_deep_tree_is_freed_without_recursion)
 {
     std::string path;
-    for (int i = 0; i < 5000; i++) {
+    for (int i = 0; i < 5000; i++)
         path += "/a";
-    }
     EXPECT_EQ(set(path, "v"), 0);
     tree_free(&session.config_tree);
 }

@@ -1,9 +1,9 @@
 // The pretty-printer's layout, quirks included.
 #include "link/xml_print.h"
 
-#include <cstdlib>
-#include <cstring>
 #include <gtest/gtest.h>
+#include <stdlib.h>
+#include <string.h>
 #include <string>
 
 #include "tests/support/captured_output.h"

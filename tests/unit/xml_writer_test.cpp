@@ -1,11 +1,11 @@
 // Command trees as XML: configuration bodies and subtree filters.
 #include "cmdtree/xml_writer.h"
 
+#include <chrono>
+
 #include "cmdtree/filter_tree.h"
 #include "cmdtree/xml_element.h"
 #include "tests/support/shell_world.h"
-
-#include <chrono>
 
 namespace
 {
@@ -32,9 +32,8 @@ class xml_writer_test : public shell_world
     static std::string pool_text()
     {
         std::string text;
-        for (unsigned slot = 0; slot < output_chunk_slots; slot++) {
+        for (unsigned slot = 0; slot < output_chunk_slots; slot++)
             text += pool_chunk_text(slot);
-        }
         return text;
     }
 
@@ -58,9 +57,8 @@ class xml_writer_test : public shell_world
         std::string text = body();
         const std::string open = "<c xmlns=\"urn:m\">";
         const std::string close = "</c>";
-        if (text.size() < open.size() + close.size() || text.substr(0, open.size()) != open) {
+        if (text.size() < open.size() + close.size() || text.substr(0, open.size()) != open)
             return text;
-        }
         EXPECT_EQ(text.substr(text.size() - close.size()), close);
         return text.substr(open.size(), text.size() - open.size() - close.size());
     }
@@ -70,9 +68,8 @@ class xml_writer_test : public shell_world
         filter_tree tree;
         std::vector<char> buffer(size);
         EXPECT_EQ(filter_tree_for_path(&tree, path), 0);
-        if (tree_to_filter(tree.root, buffer.data(), size) != 0) {
+        if (tree_to_filter(tree.root, buffer.data(), size) != 0)
             return "(failed)";
-        }
         return buffer.data();
     }
 };
@@ -430,9 +427,8 @@ TEST_F(xml_writer_test, modules_and_the_root_are_no_elements)
 TEST_F(xml_writer_test, a_hundred_thousand_elements_in_linear_time)
 {
     auto begin = std::chrono::steady_clock::now();
-    for (int i = 0; i < 100000; i++) {
+    for (int i = 0; i < 100000; i++)
         set("/m/c/n" + std::to_string(i), "v");
-    }
     std::string text = body();
     EXPECT_EQ(text.substr(0, 40), "<c xmlns=\"urn:m\"><n99999>v</n99999><n999");
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(30));

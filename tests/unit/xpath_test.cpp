@@ -124,9 +124,8 @@ TEST_F(xpath_test, parsing_drops_blank_text)
     ASSERT_NE(document, nullptr);
     int children = 0;
     for (xmlNode *node = xmlDocGetRootElement(document.get())->children; node != nullptr;
-         node = node->next) {
+         node = node->next)
         children++;
-    }
     EXPECT_EQ(children, 2);
     EXPECT_EQ(xml_parse("", 0), nullptr);
     EXPECT_EQ(xml_parse("<a>", 3), nullptr);
