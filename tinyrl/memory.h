@@ -29,7 +29,7 @@ inline heap_text copy_text(const char *text, size_t length)
     if (length == SIZE_MAX)
         return nullptr;
     heap_text copy(static_cast<char *>(malloc(length + 1)));
-    if (copy != nullptr) {
+    if (copy) {
         memcpy_s(copy.get(), length, text, length);
         copy.get()[length] = '\0';
     }

@@ -2,12 +2,11 @@
 //
 // Conventions: positions are byte indexes into the line. A key's handler answers
 // whether it could do its work, and so does what a handler may end with, such as
-// tinyrl_insert_text. The editor is used by one thread.
-// Every function but tinyrl_new requires an editor; a null one is a programming
-// error. The line exists only while a read is in progress: editing it at any
-// other time is a programming error too. Programming errors that are checked
-// print the broken condition to standard error and abort, after the terminal is
-// back in the mode it had.
+// tinyrl_insert_text. The editor is used by one thread. Every function but
+// tinyrl_new requires an editor; a null one is a programming error. The line exists
+// only while a read is in progress: editing it at any other time is a programming
+// error too. Programming errors that are checked print the broken condition to
+// standard error and abort, after the terminal is back in the mode it had.
 #ifndef VANDEL_TINYRL_TINYRL_H
 #define VANDEL_TINYRL_TINYRL_H
 
@@ -107,8 +106,8 @@ void tinyrl_display_matches(tinyrl *editor, char *const *matches, size_t count, 
 
 // Replaces what stands from start to the cursor by the longest common prefix of
 // the candidates (ended by null; null: none). When that changes nothing and
-// several remain, lists them. Returns true for a single candidate, and with
-// allow_prefix also when the prefix is itself a candidate.
+// several remain, lists them. Returns whether that completes the word: there is a
+// single candidate or, with allow_prefix, the prefix is itself one.
 bool tinyrl_complete_matches(tinyrl *editor, size_t start, char *const *matches, bool allow_prefix);
 
 // What was typed before. It belongs to the editor; it may be changed only
