@@ -172,7 +172,7 @@ int read_pieces(tinyrl *editor)
         if (editor->end > 0 || (!is_full && !at_end))
             tinyrl_redisplay(editor);
     }
-    memset_s(piece, sizeof piece, 0, sizeof piece);
+    block_wipe(piece, sizeof piece);
     return at_end && editor->end == 0 ? ENOENT : finish_line(editor, is_whole);
 }
 
