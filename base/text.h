@@ -50,10 +50,20 @@ void text_replace(char **slot, heap_text text);
 // a + b into *sum; false when it would wrap.
 bool size_add(size_t a, size_t b, size_t *sum);
 
+// What text has of the `length` bytes from `start` on, nothing where it is shorter.
+// (substr() would throw there, and drag in the C++ run-time library.)
+inline std::string_view text_slice(std::string_view text, size_t start,
+                                   size_t length = std::string_view::npos)
+{
+    const size_t from = start < text.size() ? start : text.size();
+    const size_t rest = text.size() - from;
+    return {text.data() + from, length < rest ? length : rest};
+}
+
 // Whether text begins with prefix.
 inline bool text_starts_with(std::string_view text, std::string_view prefix)
 {
-    return text.size() >= prefix.size() && text.compare(0, prefix.size(), prefix) == 0;
+    return text_slice(text, 0, prefix.size()) == prefix;
 }
 
 // Enlarges a block of which `used` bytes are in use to `size` bytes, the new

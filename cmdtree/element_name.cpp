@@ -5,6 +5,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "base/text.h"
+
 namespace
 {
 
@@ -90,8 +92,8 @@ bool names_keys(std::string_view predicate)
     if (predicate.empty())
         return false;
     while (!predicate.empty()) {
-        const std::string_view pair = predicate.substr(0, predicate.find(','));
-        if (!is_named(pair.substr(0, pair.find('='))))
+        const std::string_view pair = text_slice(predicate, 0, predicate.find(','));
+        if (!is_named(text_slice(pair, 0, pair.find('='))))
             return false;
         predicate.remove_prefix(pair.size() < predicate.size() ? pair.size() + 1 : pair.size());
     }
@@ -104,8 +106,8 @@ bool names_element(std::string_view component)
     if (open == std::string_view::npos)
         return is_named(component);
     const size_t close = component.find(']', open);
-    return close != std::string_view::npos && is_named(component.substr(0, open)) &&
-           names_keys(component.substr(open + 1, close - open - 1));
+    return close != std::string_view::npos && is_named(text_slice(component, 0, open)) &&
+           names_keys(text_slice(component, open + 1, close - open - 1));
 }
 
 } // namespace
@@ -115,7 +117,7 @@ element_name element_name_of(std::string_view name)
     const size_t colon = name.find(':');
     if (colon == std::string_view::npos)
         return {false, {}, name};
-    return {true, name.substr(0, colon), name.substr(colon + 1)};
+    return {true, text_slice(name, 0, colon), text_slice(name, colon + 1)};
 }
 
 bool is_xml_name(std::string_view text)
@@ -132,8 +134,8 @@ bool is_xml_name(std::string_view text)
 bool path_names_elements(std::string_view path)
 {
     for (size_t slash = path.find('/', 1); slash < path.size(); slash = path.find('/', slash + 1)) {
-        const std::string_view rest = path.substr(slash + 1);
-        if (!names_element(rest.substr(0, rest.find('/'))))
+        const std::string_view rest = text_slice(path, slash + 1);
+        if (!names_element(text_slice(rest, 0, rest.find('/'))))
             return false;
     }
     return true;

@@ -111,8 +111,8 @@ bool node_split_last(const cmd_node *node, std::string_view *name, std::string_v
     const size_t close = open == std::string_view::npos ? open : last.find(']', open);
     if (close == std::string_view::npos)
         return false;
-    *name = last.substr(0, open);
-    *predicate = last.substr(open + 1, close - open - 1);
+    *name = text_slice(last, 0, open);
+    *predicate = text_slice(last, open + 1, close - open - 1);
     return true;
 }
 

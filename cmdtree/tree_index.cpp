@@ -3,6 +3,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "base/text.h"
+
 namespace
 {
 
@@ -130,7 +132,7 @@ cmd_node *tree_index_deepest(const tree_index *index, std::string_view path)
     for (size_t i = 0; i <= path.size(); i++) {
         const bool ends_component = i == path.size() || path[i] == '/';
         if (ends_component && i > 0) {
-            cmd_node *node = find_node(index, path.substr(0, i), hash);
+            cmd_node *node = find_node(index, text_slice(path, 0, i), hash);
             if (node == nullptr)
                 break; // every node's ancestors are in the tree
             deepest = node;

@@ -159,11 +159,11 @@ int append_key(text_buffer *out, const cmd_node *entry, std::string_view pair, p
 {
     const size_t equals = pair.find('=');
     const bool has_value = equals != std::string_view::npos;
-    const element_name name = element_name_of(pair.substr(0, equals));
-    const heap_text value = text_copy(has_value ? pair.substr(equals + 1) : "");
+    const element_name name = element_name_of(text_slice(pair, 0, equals));
+    const heap_text value = text_copy(has_value ? text_slice(pair, equals + 1) : "");
     heap_text attributes;
     if (!value ||
-        key_attributes(entry, pair.substr(0, equals), value.get(), scope, &attributes) != 0 ||
+        key_attributes(entry, text_slice(pair, 0, equals), value.get(), scope, &attributes) != 0 ||
         apply_name_prefix(name, &attributes) != 0 ||
         append_opening_tag(out, name.local, attributes.get(), nullptr) != 0 ||
         append_value(out, value.get()) != 0)
@@ -175,7 +175,7 @@ int append_keys(text_buffer *out, const cmd_node *entry, path_scope scope)
 {
     std::string_view rest = predicate_of(entry);
     while (!rest.empty()) {
-        const std::string_view pair = rest.substr(0, rest.find(','));
+        const std::string_view pair = text_slice(rest, 0, rest.find(','));
         if (append_key(out, entry, pair, scope) != 0)
             return -1;
         rest.remove_prefix(pair.size() < rest.size() ? pair.size() + 1 : pair.size());

@@ -30,7 +30,7 @@ bool has_one_level(const char *argument)
     unsigned names = 0;
     std::string_view rest = masked.get();
     for (bool behind_slash = false; !rest.empty(); behind_slash = true) {
-        const std::string_view component = rest.substr(0, rest.find('/'));
+        const std::string_view component = text_slice(rest, 0, rest.find('/'));
         if (!component.empty() && component != ".") {
             levels += behind_slash;
             names += component != "..";

@@ -59,7 +59,7 @@ int export_data(const char *path, std::string_view reply)
         puts("no config data to export.\r");
         return -1;
     }
-    const std::string_view section = reply.substr(start, end + data_close.size() - start);
+    const std::string_view section = text_slice(reply, start, end + data_close.size() - start);
     if (section.size() == data_open.size() + data_close.size()) {
         puts("no config data to export.\r");
         return 0;

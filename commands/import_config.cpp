@@ -84,8 +84,8 @@ int keep_data(text_buffer *content)
         puts("the file have no </data>.\r");
         return -1;
     }
-    text = text.substr(0, close_tag);
-    text_keep(content, start, text.substr(0, text.find('\0')).size());
+    text = text_slice(text, 0, close_tag);
+    text_keep(content, start, text_slice(text, 0, text.find('\0')).size());
     return 0;
 }
 

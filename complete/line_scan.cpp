@@ -84,7 +84,7 @@ words_typed count_words_before(const line_scan *scan)
 bool next_word(std::string_view *rest, std::string_view *word)
 {
     rest->remove_prefix(find(*rest, 0, false));
-    *word = rest->substr(0, find(*rest, 0, true));
+    *word = text_slice(*rest, 0, find(*rest, 0, true));
     rest->remove_prefix(word->size());
     return !word->empty();
 }

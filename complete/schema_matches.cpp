@@ -6,6 +6,7 @@
 #include "base/growing_array.h"
 #include "base/log.h"
 #include "base/session.h"
+#include "base/text.h"
 #include "browse/descendants.h"
 #include "complete/line_scan.h"
 #include "schema/masking.h"
@@ -117,12 +118,12 @@ void get_match(const tinyrl *editor, size_t word_start, schema_match_list *list)
     if (last_component_offset(word, &component) != 0 || component == 1)
         return;
     const heap_text path =
-        component == 0 ? copy_workspace() : join_directory(word.substr(0, component - 1));
+        component == 0 ? copy_workspace() : join_directory(text_slice(word, 0, component - 1));
     const heap_text parent = path ? path_absolute(path.get()) : nullptr;
     descendant_set children;
     if (!parent || descendants_of(parent.get(), &children) != 0)
         return;
-    if (add_children(&children, word.substr(component), list) != 0)
+    if (add_children(&children, text_slice(word, component), list) != 0)
         free_matches(list);
 }
 

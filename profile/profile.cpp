@@ -145,8 +145,8 @@ std::string_view section_value(std::string_view content, std::string_view sectio
     const size_t end = content.find('\n');
     if (end == std::string_view::npos)
         return {};
-    const std::string_view line = content.substr(0, end);
-    return line.substr(0, line.find('\0'));
+    const std::string_view line = text_slice(content, 0, end);
+    return text_slice(line, 0, line.find('\0'));
 }
 
 int take_value(std::string_view content, std::string_view section, char **slot)

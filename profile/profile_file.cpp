@@ -119,12 +119,12 @@ int profile_write(int fd, std::string_view text, off_t offset)
         status.st_size > offset ? static_cast<size_t>(status.st_size - offset) : 0;
     if (text.size() > inside) {
         const off_t end = offset + static_cast<off_t>(inside);
-        if (write_all(fd, text.substr(inside), end) != 0) {
+        if (write_all(fd, text_slice(text, inside), end) != 0) {
             // Should this fail, there are bytes after the end marker.
             (void)!ftruncate(fd, status.st_size);
             return -1;
         }
-        text = text.substr(0, inside);
+        text = text_slice(text, 0, inside);
     }
     return write_all(fd, text, offset);
 }

@@ -128,7 +128,7 @@ profile_replay_result replay_lines(std::string_view rest)
 {
     replay_state state = replay_start;
     while (!rest.empty() && state != replay_end) {
-        const std::string_view line = rest.substr(0, rest.find('\n'));
+        const std::string_view line = text_slice(rest, 0, rest.find('\n'));
         rest.remove_prefix(line.size() < rest.size() ? line.size() + 1 : rest.size());
         errno = 0;
         const heap_text copy = text_copy(line);

@@ -35,7 +35,7 @@ int write_name(xpath_writer *writer, std::string_view name, std::string_view *mo
 {
     const size_t colon = name.find(':');
     if (colon != std::string_view::npos) {
-        *module = name.substr(0, colon);
+        *module = text_slice(name, 0, colon);
         name.remove_prefix(colon + 1);
     }
     if (use_module(writer, *module) != 0 || text_append(&writer->text, *module) != 0 ||
@@ -51,7 +51,7 @@ int write_concat(text_buffer *text, std::string_view value)
     int failed = text_append(text, "concat('");
     for (; failed == 0; failed = text_append(text, "',\"'\",'")) {
         const size_t quote = value.find('\'');
-        failed = text_append(text, value.substr(0, quote));
+        failed = text_append(text, text_slice(value, 0, quote));
         if (failed != 0 || quote == std::string_view::npos)
             break;
         value.remove_prefix(quote + 1);
@@ -77,9 +77,9 @@ int write_comparison(xpath_writer *writer, std::string_view pair, std::string_vi
 {
     const size_t equals = pair.find('=');
     const bool has_value = equals != std::string_view::npos;
-    const heap_text masked = text_copy(has_value ? pair.substr(equals + 1) : "");
+    const heap_text masked = text_copy(has_value ? text_slice(pair, equals + 1) : "");
     const heap_text value = masked ? plain_value(masked.get()) : nullptr;
-    if (!value || write_name(writer, pair.substr(0, equals), &module) != 0 ||
+    if (!value || write_name(writer, text_slice(pair, 0, equals), &module) != 0 ||
         text_append(&writer->text, "=") != 0)
         return -1;
     return write_literal(&writer->text, value.get());
@@ -90,7 +90,7 @@ int write_predicate(xpath_writer *writer, std::string_view predicate, std::strin
     if (text_append(&writer->text, "[") != 0)
         return -1;
     for (bool first = true; !predicate.empty(); first = false) {
-        const std::string_view pair = predicate.substr(0, predicate.find(','));
+        const std::string_view pair = text_slice(predicate, 0, predicate.find(','));
         if ((!first && text_append(&writer->text, " and ") != 0) ||
             write_comparison(writer, pair, module) != 0)
             return -1;
@@ -103,12 +103,12 @@ int write_component(xpath_writer *writer, std::string_view component, std::strin
 {
     const size_t open = component.find('[');
     if (text_append(&writer->text, "/") != 0 ||
-        write_name(writer, component.substr(0, open), module) != 0)
+        write_name(writer, text_slice(component, 0, open), module) != 0)
         return -1;
     if (open == std::string_view::npos)
         return 0;
     component.remove_prefix(open + 1);
-    return write_predicate(writer, component.substr(0, component.find(']')), *module);
+    return write_predicate(writer, text_slice(component, 0, component.find(']')), *module);
 }
 
 } // namespace
@@ -122,7 +122,7 @@ heap_text data_xpath(const char *path, ns_entry **namespaces)
     std::string_view rest = path + 1 + module.size();
     while (!rest.empty()) {
         rest.remove_prefix(1);
-        const std::string_view component = rest.substr(0, rest.find('/'));
+        const std::string_view component = text_slice(rest, 0, rest.find('/'));
         if (write_component(&writer, component, &module) != 0)
             return nullptr;
         rest.remove_prefix(component.size());

@@ -20,7 +20,7 @@ std::string_view string_of(const redisReply *reply)
 
 std::string_view without_predicate(std::string_view name)
 {
-    return name.substr(0, name.find('['));
+    return text_slice(name, 0, name.find('['));
 }
 
 reply_ptr read_field(std::string_view hash, std::string_view field)
@@ -54,8 +54,8 @@ field_address address_of(std::string_view schema_path)
     const size_t slash = schema_path.rfind('/');
     if (slash == std::string_view::npos)
         return {};
-    const std::string_view field = schema_path.substr(slash + 1);
-    return {slash == 0 ? "/" : schema_path.substr(0, slash), field};
+    const std::string_view field = text_slice(schema_path, slash + 1);
+    return {slash == 0 ? "/" : text_slice(schema_path, 0, slash), field};
 }
 
 } // namespace

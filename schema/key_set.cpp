@@ -12,7 +12,7 @@ namespace
 std::string_view without_prefix(std::string_view name)
 {
     const size_t colon = name.find(':');
-    return colon == std::string_view::npos ? name : name.substr(colon + 1);
+    return colon == std::string_view::npos ? name : text_slice(name, colon + 1);
 }
 
 int compare_names(const char *a, const char *b)

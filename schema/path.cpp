@@ -16,7 +16,7 @@ bool for_each_component(std::string_view path, Visit visit)
 {
     while (!path.empty()) {
         path.remove_prefix(1);
-        const std::string_view component = path.substr(0, path.find('/'));
+        const std::string_view component = text_slice(path, 0, path.find('/'));
         path.remove_prefix(component.size());
         if (!visit(component))
             return false;
@@ -101,7 +101,7 @@ heap_text enter_list_workspace(heap_text path, const char *workspace)
     if (!text_starts_with(continuation, name) || continuation.size() == name.size() ||
         continuation[name.size()] != '[')
         return nullptr;
-    return text_concat({workspace, continuation.substr(name.size())});
+    return text_concat({workspace, text_slice(continuation, name.size())});
 }
 
 } // namespace

@@ -8,6 +8,7 @@
 
 #include "base/log.h"
 #include "base/session.h"
+#include "base/text.h"
 #include "schema/masking.h"
 #include "schema/path.h"
 
@@ -105,7 +106,7 @@ std::string_view existing_prefix(std::string_view path)
 {
     std::string_view prefix = path;
     while (!prefix.empty() && !schema_path_exists(prefix))
-        prefix = prefix.substr(0, prefix.rfind('/'));
+        prefix = text_slice(prefix, 0, prefix.rfind('/'));
     return prefix;
 }
 
@@ -116,8 +117,8 @@ heap_text insert_choices(heap_text path)
         const std::string_view prefix = existing_prefix(whole);
         if (prefix.size() == whole.size())
             return path;
-        std::string_view rest = whole.substr(prefix.size() + 1);
-        const std::string_view name = rest.substr(0, rest.find('/'));
+        std::string_view rest = text_slice(whole, prefix.size() + 1);
+        const std::string_view name = text_slice(rest, 0, rest.find('/'));
         heap_text case_path;
         const int found = find_case(prefix, name, &case_path);
         if (found == 0)

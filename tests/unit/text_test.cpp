@@ -89,6 +89,18 @@ TEST(size_add, tells_a_sum_that_wraps)
     EXPECT_EQ(sum, 0U);
 }
 
+TEST(text_slice, is_what_there_is_of_the_place)
+{
+    EXPECT_EQ(text_slice("abcd", 1, 2), "bc");
+    EXPECT_EQ(text_slice("abcd", 1), "bcd");
+    EXPECT_EQ(text_slice("abcd", 3, 2), "d");
+    EXPECT_EQ(text_slice("abcd", 3, SIZE_MAX), "d");
+    EXPECT_EQ(text_slice("abcd", 4), "");
+    EXPECT_EQ(text_slice("abcd", 5, 1), "");
+    EXPECT_EQ(text_slice("abcd", SIZE_MAX, SIZE_MAX), "");
+    EXPECT_EQ(text_slice({}, 0, 1), "");
+}
+
 TEST(text_starts_with, compares_whole_prefixes)
 {
     EXPECT_TRUE(text_starts_with("/m/c", "/m"));
