@@ -70,3 +70,15 @@ add_library(vandel_test_options INTERFACE)
 target_link_libraries(vandel_test_options INTERFACE vandel_common)
 target_compile_options(vandel_test_options INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions>
                                                      $<$<COMPILE_LANGUAGE:CXX>:-fno-rtti>)
+
+# The shell and its libraries run where there is no C++ run-time library: nothing
+# of it is used, so they are linked as C programs are. What CMake would add to that
+# for sources in C++ is left out; a program linked by g++ takes it from there. (The
+# sanitizers are C++ themselves.)
+set(CMAKE_CXX_IMPLICIT_LINK_LIBRARIES "")
+function(vandel_link_as_c target)
+  if(NOT VANDEL_SANITIZE AND NOT VANDEL_FUZZ)
+    set_target_properties(${target} PROPERTIES LINKER_LANGUAGE C)
+    target_link_options(${target} PRIVATE -static-libgcc)
+  endif()
+endfunction()
