@@ -1,11 +1,13 @@
 // vandel: view and edit the configuration of a NETCONF device.
 #include <stdio.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include "link/listener.h"
 #include "scrub.h"
 #include "shell/arguments.h"
 #include "shell/startup.h"
+#include "standard_descriptors.h"
 
 namespace
 {
@@ -30,6 +32,9 @@ int run(int argc, char **argv)
 
 int main(int argc, char **argv)
 {
+    // Descriptor 0 is left: a daemon's socket that gets it counts as not connected.
+    if (standard_descriptors_open(STDOUT_FILENO) != 0)
+        return -1;
     forbid_cores();
     const int status = run(argc, argv);
     // What the end of a process calls is bound only then.

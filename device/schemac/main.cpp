@@ -4,6 +4,7 @@
 #include "device/schemac/publish.h"
 #include "device/schemac/report.h"
 #include "device/schemac/worker.h"
+#include "standard_descriptors.h"
 
 #include <cerrno>
 #include <cinttypes>
@@ -12,6 +13,7 @@
 #include <cstring>
 #include <sys/mman.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 static void show_sent(size_t done, size_t total)
 {
@@ -48,6 +50,9 @@ static int publish(const schemac_options *options, int descriptor)
 
 int main(int count, char **words)
 {
+    if (standard_descriptors_open(STDIN_FILENO) != 0) {
+        return 1;
+    }
     schemac_options options = {};
     if (options_parse(count, words, &options) != 0) {
         return 1;

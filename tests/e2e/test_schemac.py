@@ -2,6 +2,7 @@
 
 import os
 
+from support import valgrind
 from support.schemac import (
     CASE,
     CHOICE,
@@ -524,3 +525,17 @@ def test_loops_of_links_and_pipes_do_no_harm(server, run, write, tmp_path):
     good(run("--search", "d", "m"))
     result = run("--search", "d", "pipe")
     assert result.returncode == 1 and "pipe" in result.stderr
+
+
+def close_input_and_output():
+    os.close(0)
+    os.close(1)
+
+
+@valgrind.keeps_standard_input_open
+def test_closed_descriptors_do_no_harm(server, run, write):
+    """Nor is what cannot be printed there taken for a failure."""
+    write("m", "leaf a { type string; }")
+    result = run("m", preexec_fn=close_input_and_output)
+    assert (result.returncode, result.stderr) == (0, "")
+    assert sorted(server.content()) == ["/", "/m"]
