@@ -151,6 +151,7 @@ void signal_init(const signal_duties &work)
     sigfillset(&action.sa_mask);
     sigaction(SIGTERM, &action, nullptr);
     sigaction(SIGPIPE, &action, nullptr);
+    signal(SIGXFSZ, SIG_IGN);
 
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);

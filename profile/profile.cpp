@@ -59,7 +59,8 @@ int write_file(const text_buffer &content)
         log_open_failure();
         return -1;
     }
-    if (ftruncate(file.fd, 0) == 0 && fchmod(file.fd, S_IRUSR | S_IWUSR) == 0 &&
+    if (profile_may_have(static_cast<off_t>(content.length)) && ftruncate(file.fd, 0) == 0 &&
+        fchmod(file.fd, S_IRUSR | S_IWUSR) == 0 &&
         profile_write(file.fd, {content.data.get(), content.length}, 0) == 0)
         return 0;
     remove_if_empty(file.fd);

@@ -1,6 +1,7 @@
 #include "profile/profile_file.h"
 
 #include <errno.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -110,10 +111,16 @@ int profile_read(int fd, text_buffer *content)
     }
 }
 
+bool profile_may_have(off_t size)
+{
+    struct rlimit limit = {};
+    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || static_cast<rlim_t>(size) <= limit.rlim_cur;
+}
+
 int profile_write(int fd, std::string_view text, off_t offset)
 {
     struct stat status = {};
-    if (fstat(fd, &status) != 0)
+    if (fstat(fd, &status) != 0 || !profile_may_have(offset + static_cast<off_t>(text.size())))
         return -1;
     const size_t inside =
         status.st_size > offset ? static_cast<size_t>(status.st_size - offset) : 0;

@@ -1,7 +1,8 @@
-"""What a shell makes of the descriptors that its caller leaves it."""
+"""What a shell makes of the descriptors and the limits that its caller leaves it."""
 
 import os
 import stat
+import subprocess
 
 import pytest
 from support import valgrind
@@ -10,6 +11,11 @@ from support.shell import TIMEOUT
 from support.tarnd import session_reply
 
 pytestmark = pytest.mark.skipif(valgrind.ENABLED, reason="Valgrind is started in its place")
+NOT_ADDED = b"add cmd error!\r\n"
+STAGED = (
+    "[pwd]\n/acme\n\n[config]\nset /acme/box/name 1\nset /acme/box/flag\n\n\n"
+    "[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
+)
 
 
 @pytest.fixture(autouse=True)
@@ -81,3 +87,71 @@ def test_without_a_place_for_its_output_it_does_not_start(machine):
     os.unlink(os.path.join(machine.base, "dev", "null"))
     result = closing(machine, ">&-", "help").wait()
     assert (result.status, result.stderr, machine.tarnd.frames) == (255, b"", [])
+
+
+def write_profile(machine, text):
+    with open(machine.profile, "w", encoding="ascii", opener=private) as file:
+        file.write(text)
+
+
+def private(path, flags):
+    return os.open(path, flags, 0o600)
+
+
+def profile(machine):
+    with open(machine.profile, encoding="ascii") as file:
+        return file.read()
+
+
+def limited_to(machine, size, *arguments):
+    """One command of a shell that may write files of so many bytes."""
+    return started_by(machine, ["prlimit", f"--fsize={size}"], *arguments).wait()
+
+
+@pytest.mark.parametrize(
+    "line",
+    [
+        "set /acme/box/size 1",  # makes the file longer,
+        "cd box",
+        "cd /extra",
+        "cd /",  # or puts a shorter text over a longer one
+        "discard_changes",
+        "commit",
+    ],
+)
+def test_a_profile_changes_wholly_or_not_at_all(machine, line):
+    """However large a file may be."""
+    write_profile(machine, STAGED)
+    assert machine.one_shot(*line.split()).status == 0
+    changed = profile(machine)
+    assert changed != STAGED
+    for size in (*range(0, len(STAGED), 9), *range(len(STAGED) - 3, len(STAGED) + 30, 3)):
+        write_profile(machine, STAGED)
+        result = limited_to(machine, size, *line.split())
+        assert (size, result.status, result.stderr) == (size, 0, b"")
+        assert profile(machine) in ((STAGED,) if size == 0 else (STAGED, changed)), size
+    assert profile(machine) == changed
+
+
+def test_a_change_that_finds_no_room_is_refused(machine):
+    write_profile(machine, STAGED)
+    result = limited_to(machine, 0, "set", "/acme/box/size", "1")
+    assert (result.status, result.stdout) == (0, NOT_ADDED)
+    assert profile(machine) == STAGED
+
+
+def test_no_empty_profile_is_left(machine):
+    result = limited_to(machine, 0, "set", "/acme/box/name", "1")
+    assert (result.status, result.stdout) == (0, NOT_ADDED)
+    assert not os.path.exists(machine.profile)
+
+
+def test_output_to_a_file_that_may_have_no_more(machine):
+    words = machine.command("/bin/sh", "-c", "prlimit --fsize=10 /tmp/.build/vandel help >/tmp/out")
+    # fmt: off
+    result = subprocess.run(words, stdin=subprocess.DEVNULL, capture_output=True,
+                            env=machine.environ(), timeout=TIMEOUT, check=False)
+    # fmt: on
+    assert (result.returncode, result.stdout, result.stderr) == (0, b"", b"")
+    with open(machine.path("out"), "rb") as file:
+        assert file.read() == b"vandel  ve"
