@@ -1,16 +1,20 @@
 """What a shell makes of the descriptors and the limits that its caller leaves it."""
 
 import os
+import re
+import resource
 import stat
 import subprocess
 
 import pytest
 from support import valgrind
 from support.example import EXAMPLE
+from support.schemac import SANITIZED
 from support.shell import TIMEOUT
 from support.tarnd import session_reply
 
 pytestmark = pytest.mark.skipif(valgrind.ENABLED, reason="Valgrind is started in its place")
+NO_SERVER = b"failed to connect ncserver!\r\n"
 NOT_ADDED = b"add cmd error!\r\n"
 STAGED = (
     "[pwd]\n/acme\n\n[config]\nset /acme/box/name 1\nset /acme/box/flag\n\n\n"
@@ -155,3 +159,35 @@ def test_output_to_a_file_that_may_have_no_more(machine):
     assert (result.returncode, result.stdout, result.stderr) == (0, b"", b"")
     with open(machine.path("out"), "rb") as file:
         assert file.read() == b"vandel  ve"
+
+
+def limit_memory(pid, what, field, more):
+    """From now on the process gets so many bytes more than it has."""
+    with open(f"/proc/{pid}/status", encoding="ascii") as status:
+        used = int(re.search(rf"(?m)^{field}:\s*(\d+) kB$", status.read())[1]) * 1024
+    resource.prlimit(pid, what, (used + more, resource.RLIM_INFINITY))
+
+
+# What a shell needs, once its libraries are loaded, is mostly the stack of a thread:
+# this is more. (Below a limit that the loader itself needs, no program starts.)
+MEMORY = (*range(0, 1 << 20, 1 << 15), *range(1 << 20, 10 << 20, 1 << 18), 1 << 30)
+
+
+ENDS = ((0, b""), (0, NOT_ADDED), (255, NO_SERVER), (255, b""))
+
+
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer takes memory for itself")
+@pytest.mark.parametrize(
+    "what, field", [(resource.RLIMIT_DATA, "VmData"), (resource.RLIMIT_AS, "VmSize")]
+)
+def test_memory_may_end_anywhere(machine, what, field):
+    """The shell goes on, or ends as when it cannot connect; no signal ends it."""
+    for more in MEMORY:
+        machine.tarnd.session_reply = [
+            lambda session, more=more: limit_memory(session.pid, what, field, more),
+            session_reply(),
+        ]
+        result = machine.one_shot("set", "/acme/box/name", "1")
+        assert (more, result.stderr) == (more, b"")
+        assert (result.status, result.stdout) in ENDS, more
+    assert (result.status, result.stdout) == (0, b"")
