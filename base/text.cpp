@@ -2,6 +2,7 @@
 
 #include <stdlib.h>
 #include <string.h>
+#include <utility>
 
 #include "bounded.h"
 
@@ -14,6 +15,25 @@ secret_block::~secret_block()
 secret_piece::~secret_piece()
 {
     block_wipe(bytes, sizeof bytes);
+}
+
+text_buffer::text_buffer(text_buffer &&other) noexcept
+{
+    *this = std::move(other);
+}
+
+text_buffer &text_buffer::operator=(text_buffer &&other) noexcept
+{
+    text_clear(this);
+    data = std::move(other.data);
+    length = std::exchange(other.length, 0);
+    capacity = std::exchange(other.capacity, 0);
+    return *this;
+}
+
+text_buffer::~text_buffer()
+{
+    text_clear(this);
 }
 
 bool size_add(size_t a, size_t b, size_t *sum)

@@ -72,11 +72,17 @@ inline bool text_starts_with(std::string_view text, std::string_view prefix)
 // wiped and freed.
 void *mem_grow(void *block, size_t used, size_t size);
 
-// A text that grows at its end; data is null or zero-terminated at length.
+// A text that grows at its end; data is null or zero-terminated at length. All of
+// its length is wiped in the end: what was read from a file may hold zero bytes.
 struct text_buffer {
     heap_text data;
     size_t length = 0;
     size_t capacity = 0;
+
+    text_buffer() = default;
+    text_buffer(text_buffer &&other) noexcept;
+    text_buffer &operator=(text_buffer &&other) noexcept;
+    ~text_buffer();
 };
 
 // Makes room for pieces of these lengths, and no more; 0, or -1 when memory runs

@@ -216,3 +216,22 @@ def test_import_leaves_nothing_of_the_file(machine):
     found, _ = at_exit_of(machine, "import-config", "/tmp/in.xml", "running")
     assert SECRET in machine.tarnd.requests[-1]
     assert found == []
+
+
+def test_import_leaves_nothing_of_a_file_that_it_refuses(machine):
+    with open(machine.path("in.xml"), "w", encoding="ascii") as file:
+        file.write(f"<none>\0{SECRET}</none>")
+    found, output = at_exit_of(machine, "import-config", "/tmp/in.xml", "running")
+    assert output == "the file have no <data>.\r\n"
+    assert found == []
+
+
+@pytest.mark.parametrize("command", ["pwd", "ls", "set /acme/box/size 1", "commit"])
+def test_nothing_is_left_of_what_follows_a_zero_byte_in_the_profile(machine, command):
+    """A line ends there; who edited the file may have put anything after it."""
+    with open(machine.profile, "w", encoding="ascii", opener=private) as file:
+        file.write(
+            f"[pwd]\n/acme\n\n[config]\nset /acme/box/name 1\0{SECRET}\n\n\n"
+            "[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
+        )
+    assert at_exit_of(machine, *command.split(" "))[0] == []

@@ -223,4 +223,17 @@ TEST(text_reserve, a_sum_that_wraps_is_refused)
     EXPECT_STREQ(buffer.data.get(), "cd");
 }
 
+TEST(text_buffer, is_empty_once_its_text_is_handed_over)
+{
+    text_buffer first;
+    ASSERT_EQ(text_append(&first, std::string_view("a\0b", 3)), 0);
+    text_buffer second;
+    ASSERT_EQ(text_append(&second, "old"), 0);
+    second = std::move(first);
+    EXPECT_EQ(std::string_view(second.data.get(), second.length), std::string_view("a\0b", 3));
+    EXPECT_EQ(first.data, nullptr);
+    ASSERT_EQ(text_append(&first, "new"), 0);
+    EXPECT_STREQ(first.data.get(), "new");
+}
+
 } // namespace
