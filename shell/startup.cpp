@@ -70,6 +70,13 @@ void release_at_signal()
     local_entries_forget(nullptr, nullptr);
 }
 
+// Where the daemon's socket stands on descriptor 0 there is no standard input, and
+// what the daemon sends is no line. Null when the system gives no stream.
+FILE *input_stream()
+{
+    return server_fd == STDIN_FILENO ? fopen("/dev/null", "re") : stdin;
+}
+
 // At its end, piped input gives no line at each call from then on.
 void pause_after_end_of_input()
 {
@@ -175,7 +182,9 @@ int run_oneshot(char *line)
 
 int run_interactive()
 {
-    session.tinyrl = tinyrl_new(stdin, stdout, history_limit, nullptr);
+    FILE *input = input_stream();
+    if (input != nullptr)
+        session.tinyrl = tinyrl_new(input, stdout, history_limit, nullptr);
     if (session.tinyrl == nullptr) {
         log_error("[ERROR] tinyrl new error\n");
         release_session();

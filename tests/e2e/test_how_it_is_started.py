@@ -3,6 +3,7 @@
 import os
 import re
 import resource
+import signal
 import stat
 import subprocess
 
@@ -85,6 +86,23 @@ def test_what_nobody_takes_is_not_sent_to_the_daemon(machine):
     machine.tarnd.wait(lambda: machine.tarnd.sessions)
     assert machine.tarnd.sessions[0].closed.wait(TIMEOUT)
     assert b"".join(sent).endswith(b"</rpc>\0")
+
+
+def test_what_the_daemon_sends_is_no_input(machine):
+    """Though its socket stands where standard input would."""
+
+    def greet(session):
+        session.send(session_reply())
+        session.send_raw(b"pwd     \n" * 100)  # no length that a frame may have
+
+    machine.tarnd.on_connect = greet
+    shell = closing(machine, "<&-")
+    machine.tarnd.wait(lambda: machine.tarnd.sessions)
+    with pytest.raises(subprocess.TimeoutExpired):
+        shell.process.wait(0.5)
+    shell.signal(signal.SIGTERM)
+    result = shell.wait()
+    assert (result.status, result.stdout) == (1, b"\nReceive signal=15 and exit\n")
 
 
 def test_without_a_place_for_its_output_it_does_not_start(machine):
