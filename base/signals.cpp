@@ -141,9 +141,9 @@ void signal_handler(int number)
     end_process(ending != 0 ? ending.load() : number);
 }
 
-void signal_init(const signal_duties &work)
+void signal_init(const signal_duties &given)
 {
-    duties = work;
+    duties = given;
     is_main_thread = true;
 
     struct sigaction action = {};

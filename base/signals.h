@@ -24,7 +24,7 @@ struct signal_duties {
 // Installs signal_handler for SIGTERM and SIGPIPE; the caller is the main
 // thread. A signal ends the process at once, without releasing anything. A file
 // that reaches the limit on its size (SIGXFSZ) is one that cannot be written, no more.
-void signal_init(const signal_duties &duties);
+void signal_init(const signal_duties &given);
 
 // From now on the session has things to release, and both signals are blocked
 // in the calling thread, the main thread. Threads made before still take them.
