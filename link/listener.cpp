@@ -30,16 +30,28 @@ constexpr long second_nanoseconds = 1000000000;
 // listener_park on; it tells a thread that holds it already.
 pthread_mutex_t message_lock = PTHREAD_ERRORCHECK_MUTEX_INITIALIZER_NP;
 
+// What a poll has found; both may be so.
+struct poll_result {
+    bool is_readable; // a frame is there, or the end of the stream
+    bool is_wanted;   // a request waits for the lock
+};
+
 // A descriptor that an fd_set cannot hold is never readable.
-bool socket_readable()
+poll_result poll_socket()
 {
     if (server_fd < 0 || server_fd >= FD_SETSIZE)
-        return false;
+        return {false, false};
+    const int wanted_fd = exchange_wanted_fd();
     FD_ZERO(&session.listen_fds);
     FD_SET(server_fd, &session.listen_fds);
+    if (wanted_fd >= 0)
+        FD_SET(wanted_fd, &session.listen_fds);
     struct timeval timeout = {0, poll_microseconds};
-    return select(server_fd + 1, &session.listen_fds, nullptr, nullptr, &timeout) >= 1 &&
-           FD_ISSET(server_fd, &session.listen_fds);
+    const int highest = wanted_fd > server_fd ? wanted_fd : server_fd;
+    if (select(highest + 1, &session.listen_fds, nullptr, nullptr, &timeout) < 1)
+        return {false, false};
+    return {FD_ISSET(server_fd, &session.listen_fds),
+            wanted_fd >= 0 && FD_ISSET(wanted_fd, &session.listen_fds)};
 }
 
 // What libxml2 keeps for this thread is allocated once; without it no message
@@ -85,11 +97,18 @@ int thread_create(void *(*body)(void *), void *argument)
     return 0;
 }
 
-// Shared with the main thread: server_fd (set before this thread starts),
-// session.lock, the socket (read only while the lock is held), the system log
-// and standard output (both lock themselves), libxml2 (initialised before).
+// Shared with the main thread: server_fd and exchange_wanted_fd (set before this
+// thread starts), session.lock, the socket (read only while the lock is held), the
+// system log and standard output (both lock themselves), libxml2 (initialised before).
 // session.listen_fds is this thread's own from here on. A message is handled
 // under message_lock.
+//
+// A request that comes ends the poll, and then this thread rests, so that it does
+// not take the lock again before the request has it: one that comes while a frame is
+// read or printed may see one more frame read before its turn, never two. Nor do
+// requests without a pause silence the device: a frame that is there is read first,
+// whoever waits, and a request prints every notification that comes before its reply.
+// After the last of them this thread has its turn.
 void *notify_listener(void *)
 {
     wait_for_libxml2();
@@ -100,14 +119,15 @@ void *notify_listener(void *)
         }
         char *message = nullptr;
         uint32_t length = 0;
-        const bool received = socket_readable() && msg_recv(&message, &length) == 0;
+        const poll_result found = poll_socket();
+        const bool received = found.is_readable && msg_recv(&message, &length) == 0;
         const malloc_ptr<char> owned_message(message);
         if (exchange_unlock() != 0)
             return nullptr;
-        if (!received)
-            sleep(idle_seconds);
-        else
+        if (received)
             print_if_notification(message, length);
+        if (!received || found.is_wanted)
+            sleep(idle_seconds);
     }
 }
 

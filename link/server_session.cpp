@@ -13,6 +13,7 @@
 #include "bounded.h"
 #include "conf_agent.h"
 #include "format/namespaces.h"
+#include "link/exchange_lock.h"
 #include "link/listener.h"
 #include "link/request.h"
 #include "link/xpath.h"
@@ -103,6 +104,7 @@ int server_connect()
         FD_SET(fd, &session.listen_fds);
     if (session.oneshot != 0)
         return 0;
+    exchange_wanted_init();
     if (thread_create(notify_listener, nullptr) != 0) {
         close(fd);
         log_error("[ERROR] failed to creat notification thread \n");

@@ -7,8 +7,9 @@ from support import valgrind
 from support.example import EXAMPLE
 from support.shell import DEBUG, ERROR
 
-# Standard streams, daemon, log and database: there is none left for a file.
-DESCRIPTORS = 6
+# Standard streams, daemon, log, database and what wakes the listener: there is none left
+# for a file.
+DESCRIPTORS = 7
 UNREADABLE = "/sys/class/net/lo/speed"  # a regular file of 4096 bytes that cannot be read
 FRESH = "[pwd]\n/acme\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
 TOO_MANY = (DEBUG, "[DEBUG] open /tmp/vandel.conf failed! errno:24\n")

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 
 #include "link/exchange.h"
+#include "link/exchange_lock.h"
 #include "link/listener.h"
 #include "link/xml_print.h"
 #include "tests/support/shell_world.h"
@@ -213,6 +214,7 @@ class exchange_load_test : public shell_world
         ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
         server_fd = ends[0];
         busy_daemon daemon(ends[1]);
+        exchange_wanted_init();
         ASSERT_EQ(thread_create(notify_listener, nullptr), 0);
 
         // The requester reads nearly all of them: the listener finds the lock busy.
