@@ -11,13 +11,18 @@
  *  - no request ends with the lock held: not after a failed write, nor a failed
  *    read, nor a failed read behind a notification, nor without a connection
  *    (descriptor 0), where the lock was never taken;
- *  - whoever holds the lock gives it up, and every request comes to its end.
+ *  - whoever holds the lock gives it up, and every request comes to its end;
+ *  - a request never waits for a poll to time out: all this holds, too, when polls
+ *    never do, if only what ends them could be made;
+ *  - a request that waits is passed by one more frame at most, unless the listener
+ *    has rested in between;
+ *  - every notification is read, at the latest by the request whose reply comes after it.
  *
  * Left out: frames that are neither reply nor notification, and a connection on
  * which a frame was refused, as its bytes mean nothing from then on. A failed
  * read is therefore one that every later read shares.
  *
- * BROKEN=1..6 each leave out one precaution, and an error must then be found.
+ * BROKEN=1..12 each leave out one precaution, and an error must then be found.
  * tests/model/check runs them all.
  */
 
@@ -39,6 +44,15 @@ byte holder = NOBODY;
 bool held_here[3];
 bool waiting = false; /* the requester waits for the lock */
 
+/* link/exchange_lock.cpp's wanted_fd: what a request ends the listener's poll with */
+bool made;           /* there was a descriptor for it */
+bool wanted = false; /* it is raised */
+bool times_out;      /* polls end by themselves, too */
+byte passed;         /* frames that may pass a request that has raised it */
+#if BROKEN == 8
+bool polling = false;
+#endif
+
 /* The socket. Header and body of a frame are read one after the other. */
 chan requests = [1] of { byte };
 chan headers = [2] of { mtype, byte };
@@ -49,25 +63,62 @@ bool connected;         /* server_fd > 0 */
 byte awaited = NONE;    /* the request under way */
 bool in_frame = false;  /* somebody has read a header, but not its body */
 bool finished = false;  /* the last request has come to its end */
+byte pushed = 0;        /* notifications sent ... */
+byte heard = 0;         /* ... and read */
+byte due = 0;           /* those sent before the reply */
 
 /* exchange_lock */
 inline lock()
 {
+    atomic {
+        passed = 0;
+#if BROKEN == 8
+        wanted = made && polling
+#elif BROKEN != 7
+        wanted = made
+#endif
+    }
+#if BROKEN == 9
+    wanted = false;
+#endif
     waiting = true;
     atomic { holder == NOBODY; holder = REQUESTER; held_here[REQUESTER] = true; waiting = false }
+#if BROKEN != 10
+    wanted = false
+#endif
 }
 
-/* exchange_trylock. The listener comes here from a sleep of a second or more, or
- * from printing a message: a thread that waits for a free lock has it by then. */
+/* exchange_trylock. A thread that waits for a free lock has it before another comes
+ * from a sleep of a second or more, but maybe not before one that has printed. */
 inline trylock(taken)
 {
     atomic {
-        holder != NOBODY || !waiting;
+        !rested || holder != NOBODY || !waiting;
         taken = holder == NOBODY;
         if
-        :: taken -> holder = LISTENER; held_here[LISTENER] = true
+        :: taken ->
+            holder = LISTENER;
+            held_here[LISTENER] = true;
+            passed = passed + (wanted && !rested -> 1 : 0);
+            assert(passed <= 1)
         :: else
         fi
+    }
+}
+
+/* poll_socket. select finds the end of the stream readable, too. */
+inline poll(readable, sent_away)
+{
+#if BROKEN == 8
+    polling = true;
+#endif
+    atomic {
+        nempty(headers) || gone || wanted || times_out;
+        readable = nempty(headers) || gone;
+        sent_away = wanted;
+#if BROKEN == 8
+        polling = false;
+#endif
     }
 }
 
@@ -99,6 +150,8 @@ inline msg_recv(me, ok, kind)
               bodies?body_kind, body_id ->
               assert(!connected || (body_kind == kind && body_id == id));
               assert(kind != reply || (me == REQUESTER && awaited == id));
+              heard = heard + (kind == notification -> 1 : 0);
+              assert(!connected || kind != reply || heard >= due);
               in_frame = false;
               ok = true
           }
@@ -163,7 +216,7 @@ proctype requester()
             fi
         fi;
 returned:
-        assert(holder != REQUESTER && !held_here[REQUESTER]);
+        assert(holder != REQUESTER && !held_here[REQUESTER] && !wanted);
         awaited = NONE;
         request++
     od;
@@ -175,7 +228,7 @@ proctype listener()
 {
     byte id, body_id;
     mtype kind, body_kind;
-    bool taken, ok;
+    bool taken, readable, sent_away, ok, rested = false;
 
 end:
     do
@@ -186,13 +239,25 @@ end:
         trylock(taken);
 #endif
         if
-        :: !taken /* sleeps */
+        :: !taken -> rested = true
         :: taken ->
-            if /* select finds the end of the stream readable, too */
-            :: nempty(headers) || gone -> msg_recv(LISTENER, ok, kind)
-            :: empty(headers) && !gone /* sleeps */
+            poll(readable, sent_away);
+            if
+            :: readable -> msg_recv(LISTENER, ok, kind)
+            :: else -> ok = false
             fi;
-            unlock(LISTENER)
+            unlock(LISTENER);
+#if BROKEN == 11
+            rested = !ok
+#else
+            rested = !ok || sent_away
+#endif
+#if BROKEN == 12
+            if
+            :: sent_away -> break
+            :: else
+            fi
+#endif
         fi
     od
 }
@@ -208,11 +273,11 @@ inline send(kind, id)
 
 proctype daemon()
 {
-    byte id, pushed = 0;
+    byte id;
 
 end:
     do
-    :: requests?id -> send(reply, id)
+    :: requests?id -> due = pushed; send(reply, id)
     :: pushed < NOTIFICATIONS -> send(notification, pushed); pushed++
     :: finished || !connected || pushed < NOTIFICATIONS -> break
     od;
@@ -226,8 +291,14 @@ init
     :: connected = true
     :: connected = false
     fi;
+    if
+    :: made = true; times_out = true
+    :: made = true; times_out = false
+    :: made = false; times_out = true
+    fi;
     atomic { run requester(); run listener(); run daemon() }
 }
 
 ltl given_up { [] (holder != NOBODY -> <> (holder == NOBODY)) }
 ltl ended { <> finished }
+ltl all_read { [] <> (len(headers) == 0) }
