@@ -188,6 +188,19 @@ def waiting_for_a_reply(world):
         world.kill_on_pipes(victim, b"/$ pwd\n/\r\n/$ " + GET)
 
 
+def waiting_for_the_lock(world):
+    """The listener has it, and reads a frame that does not end."""
+    world.machine.tarnd.session_reply = [
+        daemon.session_reply(),
+        daemon.frame("<notification", length=1000),
+    ]
+    with world.entrance.pipes() as victim:
+        victim.send(b"pwd\n" + GET)
+        victim.read_until(lambda output: GET.strip() in output)
+        world.pause(0.005)
+        world.kill_on_pipes(victim, b"/$ pwd\n/\r\n/$ " + GET)
+
+
 def staging_and_committing(world):
     rounds = 40
     world.machine.tarnd.on_request = None
@@ -336,6 +349,7 @@ STATES = [
     at_the_prompt,
     after_the_end_of_input,
     waiting_for_a_reply,
+    waiting_for_the_lock,
     staging_and_committing,
     printing_a_big_reply,
     notifications_in_between,
