@@ -22,6 +22,13 @@ namespace
 {
 
 constexpr size_t request_size = 1024;
+constexpr const char *before_name = "         <tarnd:create-session>\r\n"
+                                    "         <tarnd:username>";
+constexpr const char *before_pid = "</tarnd:username>\r\n"
+                                   "         <tarnd:agent-pid>";
+constexpr const char *after_pid = "</tarnd:agent-pid>\r\n"
+                                  "         </tarnd:create-session>\r\n"
+                                  "         </rpc>";
 
 // The create-session rpc; a login name too long for it leaves the empty text, which
 // is sent. Null when memory runs out.
@@ -31,16 +38,8 @@ heap_text create_session_request(const char *login_name)
                                         "\" xmlns:tarnd=\"" TARND_NAMESPACE "\" message-id=\"");
     char pid[16] = "";
     (void)sprintf_s(pid, sizeof pid, "%d", static_cast<int>(getpid()));
-    heap_text request = text_concat({head ? head.get() : "",
-                                     "         <tarnd:create-session>\r\n"
-                                     "         <tarnd:username>",
-                                     login_name,
-                                     "</tarnd:username>\r\n"
-                                     "         <tarnd:agent-pid>",
-                                     pid,
-                                     "</tarnd:agent-pid>\r\n"
-                                     "         </tarnd:create-session>\r\n"
-                                     "         </rpc>"});
+    heap_text request =
+        text_concat({head ? head.get() : "", before_name, login_name, before_pid, pid, after_pid});
     if (!head || !request)
         return nullptr;
     if (strlen(request.get()) >= request_size)
