@@ -2,9 +2,8 @@
 // the schema.
 //
 // The texts are parted by lines of "---" and stand in a.yang, b.yang and
-// c.yang; the first is asked for. Each input takes libyang a context of its own,
-// about two milliseconds; what is written for a module that compiles has a
-// faster target, schema.
+// c.yang; the first is asked for. What is written for a module that compiles has
+// a target of its own, schema.
 #include "device/schemac/compile.h"
 
 #include <sys/stat.h>
@@ -12,6 +11,7 @@
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_stored.h"
+#include "tests/fuzz/kept_context.h"
 #include "tests/support/private_tmp.h"
 
 // libyang forgets some memory when it refuses a text.
