@@ -1,51 +1,51 @@
-/* The help texts that an operator sees beside the names of schema nodes. */
+// The help texts that an operator sees beside the names of schema nodes.
 #include "device/schemac/help_text.h"
+
+#include <stdint.h>
 
 #include "device/schemac/text_tools.h"
 
-#include <cstdint>
+namespace
+{
 
-static constexpr size_t longest_description = 200;
-static constexpr size_t longest_bracket = 600;
-static constexpr size_t most_values = 12;
+constexpr size_t longest_description = 200;
+constexpr size_t longest_bracket = 600;
+constexpr size_t most_values = 12;
 
-/* A list of values, of which the first dozen are shown. */
+// A list of values, of which the first dozen are shown.
 struct value_list {
     const char *separator;
     size_t count;
     std::string text;
 };
 
-static void add_value(value_list *values, std::string_view value)
+void add_value(value_list *values, std::string_view value)
 {
     values->count++;
-    if (values->count > most_values + 1) {
+    if (values->count > most_values + 1)
         return;
-    }
-    if (values->count > 1) {
+    if (values->count > 1)
         values->text.append(values->separator);
-    }
     values->text.append(values->count > most_values ? "\xe2\x80\xa6" : value);
 }
 
-/* A decimal64 number, which is kept as its digits without the point. */
-static std::string decimal_text(int64_t value, unsigned fraction_digits)
+// A decimal64 number, which is kept as its digits without the point.
+std::string decimal_text(int64_t value, unsigned fraction_digits)
 {
     auto magnitude = static_cast<uint64_t>(value);
     std::string digits = std::to_string(value < 0 ? 0 - magnitude : magnitude);
-    if (digits.size() <= fraction_digits) {
+    if (digits.size() <= fraction_digits)
         digits.insert(0, fraction_digits + 1 - digits.size(), '0');
-    }
     size_t point = digits.size() - fraction_digits;
-    while (digits.size() > point + 1 && digits.back() == '0') {
-        digits.pop_back(); /* one digit stays behind the point */
-    }
+    // One digit stays after the point.
+    while (digits.size() > point + 1 && digits.back() == '0')
+        digits.pop_back();
     digits.insert(point, 1, '.');
     return (value < 0 ? "-" : "") + digits;
 }
 
-static std::string bound_text(const lysc_type *type, const lysc_range::lysc_range_part *part,
-                              bool is_upper)
+std::string bound_text(const lysc_type *type, const lysc_range::lysc_range_part *part,
+                       bool is_upper)
 {
     switch (type->basetype) {
     case LY_TYPE_DEC64:
@@ -61,11 +61,10 @@ static std::string bound_text(const lysc_type *type, const lysc_range::lysc_rang
     }
 }
 
-static std::string range_text(const char *word, const lysc_type *type, const lysc_range *range)
+std::string range_text(const char *word, const lysc_type *type, const lysc_range *range)
 {
-    if (range == nullptr) {
+    if (range == nullptr)
         return "";
-    }
     value_list parts = {" | ", 0, ""};
     for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(range->parts); i++) {
         std::string lower = bound_text(type, &range->parts[i], false);
@@ -75,28 +74,25 @@ static std::string range_text(const char *word, const lysc_type *type, const lys
     return std::string(", ").append(word).append(" ").append(parts.text);
 }
 
-static std::string names_text(const char *separator, const lysc_type_bitenum_item *items)
+std::string names_text(const char *separator, const lysc_type_bitenum_item *items)
 {
     value_list values = {separator, 0, ""};
-    for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(items); i++) {
+    for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(items); i++)
         add_value(&values, items[i].name);
-    }
     return ": " + values.text;
 }
 
-/* Identities form a graph: one that is derived in two ways is shown once. */
-static void add_identities(value_list *values, const lysc_ident *base,
-                           std::vector<const lysc_ident *> *seen)
+// Identities form a graph: one that is derived in two ways is shown once.
+void add_identities(value_list *values, const lysc_ident *base,
+                    std::vector<const lysc_ident *> *seen)
 {
     for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(base->derived); i++) {
         const lysc_ident *identity = base->derived[i];
-        if (values->count > most_values) {
+        if (values->count > most_values)
             return;
-        }
         bool is_new = true;
-        for (const lysc_ident *known : *seen) {
+        for (const lysc_ident *known : *seen)
             is_new = is_new && known != identity;
-        }
         if (is_new) {
             seen->push_back(identity);
             add_value(values, std::string(identity->module->name) + ":" + identity->name);
@@ -105,19 +101,18 @@ static void add_identities(value_list *values, const lysc_ident *base,
     }
 }
 
-static std::string identities_text(const lysc_type_identityref *type)
+std::string identities_text(const lysc_type_identityref *type)
 {
     value_list values = {" | ", 0, ""};
     std::vector<const lysc_ident *> seen;
-    if (LY_ARRAY_COUNT(type->bases) == 1) {
+    if (LY_ARRAY_COUNT(type->bases) == 1)
         add_identities(&values, type->bases[0], &seen);
-    }
     return values.count > 0 ? ": " + values.text : "";
 }
 
-/* What a type demands of its values, to be written behind its name: nothing, or
- * a text that begins with ": " or ", ". */
-static std::string constraint_text(const lysc_type *type)
+// What a type demands of its values, to be written after its name: nothing, or
+// a text that begins with ": " or ", ".
+std::string constraint_text(const lysc_type *type)
 {
     switch (type->basetype) {
     case LY_TYPE_INT8:
@@ -153,7 +148,7 @@ struct base_type {
     const char *name;
 };
 
-static constexpr base_type base_types[] = {
+constexpr base_type base_types[] = {
     {LY_TYPE_BINARY, "binary"},    {LY_TYPE_UINT8, "uint8"},
     {LY_TYPE_UINT16, "uint16"},    {LY_TYPE_UINT32, "uint32"},
     {LY_TYPE_UINT64, "uint64"},    {LY_TYPE_STRING, "string"},
@@ -166,26 +161,25 @@ static constexpr base_type base_types[] = {
     {LY_TYPE_INT64, "int64"},
 };
 
-static const char *base_type_name(LY_DATA_TYPE type)
+const char *base_type_name(LY_DATA_TYPE type)
 {
     for (const base_type &one : base_types) {
-        if (one.type == type) {
+        if (one.type == type)
             return one.name;
-        }
     }
     return "";
 }
 
-static std::string member_text(const char *name, const lysc_type *type)
+std::string member_text(const char *name, const lysc_type *type)
 {
     std::string constraint = constraint_text(type);
     return constraint.empty() ? name : std::string(name) + " (" + constraint.substr(2) + ")";
 }
 
-/* The members of a union that is written out where it is used. */
-static std::string members_text(const lysp_type *written, const lysc_type_union *type)
+// The members of a union that is written out where it is used.
+std::string members_text(const lysp_type *written, const lysc_type_union *type)
 {
-    /* The compiled type is flat: with a union within the union they differ. */
+    // The compiled type is flat: with a union within the union they differ.
     bool is_flat = LY_ARRAY_COUNT(written->types) == LY_ARRAY_COUNT(type->types);
     value_list members = {" or ", 0, ""};
     for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(written->types); i++) {
@@ -195,57 +189,49 @@ static std::string members_text(const lysp_type *written, const lysc_type_union 
     return ": " + members.text;
 }
 
-static std::string type_text(const lysp_type *written, const lysc_type *type)
+std::string type_text(const lysp_type *written, const lysc_type *type)
 {
-    if (written == nullptr) {
+    if (written == nullptr)
         return base_type_name(type->basetype) + constraint_text(type);
-    }
     std::string text = written->name;
-    if (type->basetype == LY_TYPE_UNION && written->types != nullptr) {
+    if (type->basetype == LY_TYPE_UNION && written->types != nullptr)
         return text + members_text(written, reinterpret_cast<const lysc_type_union *>(type));
-    }
     return text + constraint_text(type);
 }
 
-static std::string default_text(const lysc_node *node, const lyd_value *value)
+std::string default_text(const lysc_node *node, const lyd_value *value)
 {
     const char *text = lyd_value_get_canonical(node->module->ctx, value);
     return text == nullptr || text[0] == '\0' ? " \"\"" : std::string(" ") + text;
 }
 
-static std::string leaf_text(const type_names *names, const lysc_node *node)
+std::string leaf_text(const type_names *names, const lysc_node *node)
 {
     const auto *leaf = reinterpret_cast<const lysc_node_leaf *>(node);
     std::string text = type_text(type_names_find(names, node), leaf->type);
-    if (leaf->units != nullptr) {
+    if (leaf->units != nullptr)
         text.append(", units ").append(leaf->units);
-    }
-    if (leaf->dflt != nullptr) {
+    if (leaf->dflt != nullptr)
         text.append(", default").append(default_text(node, leaf->dflt));
-    }
-    if ((node->flags & LYS_MAND_TRUE) != 0) {
+    if ((node->flags & LYS_MAND_TRUE) != 0)
         text.append(", mandatory");
-    }
     return text;
 }
 
-static std::string leaf_list_text(const type_names *names, const lysc_node *node)
+std::string leaf_list_text(const type_names *names, const lysc_node *node)
 {
     const auto *leaf_list = reinterpret_cast<const lysc_node_leaflist *>(node);
     std::string text = type_text(type_names_find(names, node), leaf_list->type);
-    if (leaf_list->units != nullptr) {
+    if (leaf_list->units != nullptr)
         text.append(", units ").append(leaf_list->units);
-    }
-    for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(leaf_list->dflts); i++) {
+    for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(leaf_list->dflts); i++)
         text.append(i == 0 ? ", default" : "").append(default_text(node, leaf_list->dflts[i]));
-    }
-    if (leaf_list->min > 0) {
+    if (leaf_list->min > 0)
         text.append(", mandatory");
-    }
     return text;
 }
 
-static std::string keys_text(const lysc_node *node)
+std::string keys_text(const lysc_node *node)
 {
     std::string text;
     size_t count = 0;
@@ -256,20 +242,20 @@ static std::string keys_text(const lysc_node *node)
     return count == 0 ? "" : (count == 1 ? "key " : "keys ") + text;
 }
 
+} // namespace
+
 std::string make_help_text(const type_names *names, const lysc_node *node)
 {
     std::string bracket;
-    if (node->nodetype == LYS_LEAF) {
+    if (node->nodetype == LYS_LEAF)
         bracket = leaf_text(names, node);
-    } else if (node->nodetype == LYS_LEAFLIST) {
+    else if (node->nodetype == LYS_LEAFLIST)
         bracket = leaf_list_text(names, node);
-    } else if (node->nodetype == LYS_LIST) {
+    else if (node->nodetype == LYS_LIST)
         bracket = keys_text(node);
-    }
     std::string help;
-    if (node->dsc != nullptr) {
+    if (node->dsc != nullptr)
         help = cut_text(fold_text(node->dsc), longest_description);
-    }
     if (!bracket.empty()) {
         help.append(help.empty() ? "[" : " [");
         help.append(cut_text(fold_text(bracket), longest_bracket)).append("]");
@@ -279,9 +265,8 @@ std::string make_help_text(const type_names *names, const lysc_node *node)
 
 const char *built_in_type_name(const lysc_node *node)
 {
-    if ((node->nodetype & (LYS_LEAF | LYS_LEAFLIST)) == 0) {
+    if ((node->nodetype & (LYS_LEAF | LYS_LEAFLIST)) == 0)
         return "";
-    }
     const lysc_type *type = node->nodetype == LYS_LEAF
                                 ? reinterpret_cast<const lysc_node_leaf *>(node)->type
                                 : reinterpret_cast<const lysc_node_leaflist *>(node)->type;

@@ -1,10 +1,42 @@
-/* The command line of the schema compiler. */
+// The command line of the schema compiler.
 #include "device/schemac/options.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <getopt.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+namespace
+{
+
+int complain(const char *what, const char *word)
+{
+    fprintf(stderr, "schemac: %s%s\nTry 'schemac --help'.\n", what, word);
+    return -1;
+}
+
+int add_feature(schemac_options *options, const char *text)
+{
+    const char *colon = strchr(text, ':');
+    if (colon == nullptr || colon == text || colon[1] == '\0')
+        return complain("--feature needs MODULE:FEATURE, not ", text);
+    options->features.push_back({std::string(text, colon), colon + 1});
+    return 0;
+}
+
+int read_where(schemac_options *options, const char *where)
+{
+    if (where == nullptr)
+        where = getenv("SCHEMA_REDIS");
+    else if (where[0] == '\0')
+        return complain("--redis needs HOST:PORT or a path", "");
+    options->where = where != nullptr && where[0] != '\0' ? where : "127.0.0.1:6379";
+    if (redis_endpoint_parse(where, &options->endpoint) != 0)
+        return complain("no HOST:PORT or path: ", options->where.c_str());
+    return 0;
+}
+
+} // namespace
 
 const char options_help[] =
     "Usage: schemac [--search DIR]... [--redis WHERE] [--feature MODULE:FEATURE]... MODULE...\n"
@@ -26,36 +58,6 @@ const char options_help[] =
     "\n"
     "On success prints the numbers of modules, nodes and bytes stored. On failure names\n"
     "module, line and cause, leaves the database as it was, and exits with status 1.\n";
-
-static int complain(const char *what, const char *word)
-{
-    fprintf(stderr, "schemac: %s%s\nTry 'schemac --help'.\n", what, word);
-    return -1;
-}
-
-static int add_feature(schemac_options *options, const char *text)
-{
-    const char *colon = strchr(text, ':');
-    if (colon == nullptr || colon == text || colon[1] == '\0') {
-        return complain("--feature needs MODULE:FEATURE, not ", text);
-    }
-    options->features.push_back({std::string(text, colon), colon + 1});
-    return 0;
-}
-
-static int read_where(schemac_options *options, const char *where)
-{
-    if (where == nullptr) {
-        where = getenv("SCHEMA_REDIS");
-    } else if (where[0] == '\0') {
-        return complain("--redis needs HOST:PORT or a path", "");
-    }
-    options->where = where != nullptr && where[0] != '\0' ? where : "127.0.0.1:6379";
-    if (redis_endpoint_parse(where, &options->endpoint) != 0) {
-        return complain("no HOST:PORT or path: ", options->where.c_str());
-    }
-    return 0;
-}
 
 int options_parse(int count, char **words, schemac_options *options)
 {
@@ -84,8 +86,7 @@ int options_parse(int count, char **words, schemac_options *options)
         }
     }
     options->modules.assign(words + optind, words + count);
-    if (options->modules.empty()) {
+    if (options->modules.empty())
         return complain("no module named", "");
-    }
     return read_where(options, where);
 }

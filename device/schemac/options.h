@@ -1,11 +1,11 @@
-/* The command line of the schema compiler. */
+// The command line of the schema compiler.
 #ifndef VANDEL_SCHEMAC_OPTIONS_H
 #define VANDEL_SCHEMAC_OPTIONS_H
 
-#include "platform/redis_endpoint.h"
-
 #include <string>
 #include <vector>
+
+#include "platform/redis_endpoint.h"
 
 struct feature_option {
     std::string module;
@@ -16,17 +16,17 @@ struct schemac_options {
     std::vector<const char *> directories;
     std::vector<feature_option> features;
     std::vector<const char *> modules;
-    std::string where; /* as given, for messages */
+    std::string where; // as given, for messages
     redis_endpoint endpoint;
     bool wants_help;
     bool wants_version;
 };
 
-/* Reads the command line; 0, or -1 after the mistake has been named on
- * standard error. */
+// Reads the command line; 0, or -1 after the mistake has been named on
+// standard error.
 int options_parse(int count, char **words, schemac_options *options);
 
-/* The text of --help. */
+// The text of --help.
 extern const char options_help[];
 
 #endif

@@ -1,22 +1,27 @@
-/* What is going on, for an operator who waits at a terminal. */
+// What is going on, for an operator who waits at a terminal.
 #include "device/schemac/progress.h"
 
-#include <cstdio>
-#include <ctime>
+#include <stdio.h>
+#include <time.h>
 #include <unistd.h>
 
-static constexpr long long silence_ms = 1000;
-static constexpr long long interval_ms = 200;
+namespace
+{
 
-static long long next_ms;
-static bool is_shown;
+constexpr long long silence_ms = 1000;
+constexpr long long interval_ms = 200;
 
-static long long now_ms()
+long long next_ms;
+bool is_shown;
+
+long long now_ms()
 {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
 }
+
+} // namespace
 
 void progress_start()
 {

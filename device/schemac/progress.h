@@ -1,20 +1,20 @@
-/* What is going on, for an operator who waits at a terminal. */
+// What is going on, for an operator who waits at a terminal.
 #ifndef VANDEL_SCHEMAC_PROGRESS_H
 #define VANDEL_SCHEMAC_PROGRESS_H
 
 #include <string>
 
-/* Starts the clock. Nothing is shown during the first second, and never
- * anything when standard error is no terminal. */
+// Starts the clock. Nothing is shown during the first second, and never
+// anything when standard error is no terminal.
 void progress_start();
 
-/* True when a change is worth showing: progress_show may be called. */
+// True when a change is worth showing: progress_show may be called.
 bool progress_is_due();
 
-/* Writes a line over the one before. */
+// Writes a line over the one before.
 void progress_show(const std::string &text);
 
-/* Removes the line, before anything else is printed. */
+// Removes the line, before anything else is printed.
 void progress_clear();
 
 #endif

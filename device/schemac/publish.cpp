@@ -1,18 +1,21 @@
-/* Replaces the schema database by the contents of a spool.
- *
- * The commands are sent in batches inside MULTI and EXEC. redis only queues
- * them until EXEC, so that whatever fails before, a lost connection included,
- * leaves the database alone. Every reply is looked at. */
+// Replaces the schema database by the contents of a spool.
+//
+// The commands are sent in batches inside MULTI and EXEC. redis only queues
+// them until EXEC, so that whatever fails before, a lost connection included,
+// leaves the database alone. Every reply is looked at.
 #include "device/schemac/publish.h"
 
 #include <memory>
 
-static constexpr int schema_database = 4;
-static constexpr size_t batch_bytes = 1 << 18;
-static constexpr unsigned batch_commands = 1000;
+namespace
+{
 
-/* EXEC runs the whole transaction before it answers. */
-static constexpr timeval transaction_patience = {120, 0};
+constexpr int schema_database = 4;
+constexpr size_t batch_bytes = 1 << 18;
+constexpr unsigned batch_commands = 1000;
+
+// EXEC runs the whole transaction before it answers.
+constexpr timeval transaction_patience = {120, 0};
 
 struct connection_deleter {
     void operator()(redisContext *connection) const
@@ -30,8 +33,8 @@ struct reply_deleter {
 };
 using reply_ptr = std::unique_ptr<redisReply, reply_deleter>;
 
-/* Takes one reply; null with message set when there is none or it is an error. */
-static reply_ptr take_reply(redisContext *connection, std::string *message)
+// Takes one reply; null with message set when there is none or it is an error.
+reply_ptr take_reply(redisContext *connection, std::string *message)
 {
     void *raw = nullptr;
     if (redisGetReply(connection, &raw) != REDIS_OK || raw == nullptr) {
@@ -46,13 +49,12 @@ static reply_ptr take_reply(redisContext *connection, std::string *message)
     return reply;
 }
 
-/* Takes a reply that must be this status. */
-static bool expect_status(redisContext *connection, const char *status, std::string *message)
+// Takes a reply that must be this status.
+bool expect_status(redisContext *connection, const char *status, std::string *message)
 {
     reply_ptr reply = take_reply(connection, message);
-    if (reply == nullptr) {
+    if (reply == nullptr)
         return false;
-    }
     if (reply->type != REDIS_REPLY_STATUS || std::string(reply->str, reply->len) != status) {
         *message = std::string("no ") + status + " from the server";
         return false;
@@ -60,8 +62,7 @@ static bool expect_status(redisContext *connection, const char *status, std::str
     return true;
 }
 
-static bool run(redisContext *connection, const char *command, const char *status,
-                std::string *message)
+bool run(redisContext *connection, const char *command, const char *status, std::string *message)
 {
     if (redisAppendCommand(connection, command) != REDIS_OK) {
         *message = connection->errstr;
@@ -70,18 +71,17 @@ static bool run(redisContext *connection, const char *command, const char *statu
     return expect_status(connection, status, message);
 }
 
-static bool settle_batch(redisContext *connection, unsigned commands, std::string *message)
+bool settle_batch(redisContext *connection, unsigned commands, std::string *message)
 {
     for (unsigned i = 0; i < commands; i++) {
-        if (!expect_status(connection, "QUEUED", message)) {
+        if (!expect_status(connection, "QUEUED", message))
             return false;
-        }
     }
     return true;
 }
 
-static bool queue_commands(redisContext *connection, spool_reader content, publish_watch watch,
-                           std::string *message)
+bool queue_commands(redisContext *connection, spool_reader content, publish_watch watch,
+                    std::string *message)
 {
     const char *start = content.at;
     const char *command = nullptr;
@@ -96,9 +96,8 @@ static bool queue_commands(redisContext *connection, spool_reader content, publi
         bytes += length;
         waiting++;
         if (bytes >= batch_bytes || waiting >= batch_commands) {
-            if (!settle_batch(connection, waiting, message)) {
+            if (!settle_batch(connection, waiting, message))
                 return false;
-            }
             watch(static_cast<size_t>(content.at - start),
                   static_cast<size_t>(content.end - start));
             bytes = 0;
@@ -108,16 +107,15 @@ static bool queue_commands(redisContext *connection, spool_reader content, publi
     return settle_batch(connection, waiting, message);
 }
 
-static bool execute(redisContext *connection, std::string *message)
+bool execute(redisContext *connection, std::string *message)
 {
     if (redisAppendCommand(connection, "EXEC") != REDIS_OK) {
         *message = connection->errstr;
         return false;
     }
     reply_ptr reply = take_reply(connection, message);
-    if (reply == nullptr) {
+    if (reply == nullptr)
         return false;
-    }
     for (size_t i = 0; i < reply->elements; i++) {
         if (reply->element[i]->type == REDIS_REPLY_ERROR) {
             message->assign(reply->element[i]->str, reply->element[i]->len);
@@ -130,6 +128,8 @@ static bool execute(redisContext *connection, std::string *message)
     }
     return true;
 }
+
+} // namespace
 
 int publish_spool(const redis_endpoint *endpoint, spool_reader content, publish_watch watch,
                   std::string *message)

@@ -1,28 +1,32 @@
-/* The binary records of the schema database. */
+// The binary records of the schema database.
 #include "device/schemac/record.h"
 
-#include <cstdint>
+#include <stdint.h>
 
-/* What the signed 16-bit fields can hold. */
-static constexpr size_t largest_area = INT16_MAX;
+namespace
+{
 
-static void put_u16(std::string *record, size_t offset, size_t value)
+// What the signed 16-bit fields can hold.
+constexpr size_t largest_area = INT16_MAX;
+
+void put_u16(std::string *record, size_t offset, size_t value)
 {
     (*record)[offset] = static_cast<char>(value & 0xff);
     (*record)[offset + 1] = static_cast<char>(value >> 8 & 0xff);
 }
 
-/* Appends a string to the area; its offset, or 0 when it is empty or too long. */
-static size_t add_string(std::string *area, std::string_view text)
+// Appends a string to the area; its offset, or 0 when it is empty or too long.
+size_t add_string(std::string *area, std::string_view text)
 {
-    if (text.empty() || text.size() > largest_area - 1 - area->size()) {
+    if (text.empty() || text.size() > largest_area - 1 - area->size())
         return 0;
-    }
     size_t offset = area->size();
     area->append(text);
     area->push_back('\0');
     return offset;
 }
+
+} // namespace
 
 std::string make_node_record(node_kind kind, bool is_config, std::string_view type,
                              std::string_view help)

@@ -1,21 +1,25 @@
-/* Messages of the schema compiler to the one who runs it. */
+// Messages of the schema compiler to the one who runs it.
 #include "device/schemac/report.h"
+
+#include <stdio.h>
+#include <unistd.h>
 
 #include "device/schemac/text_tools.h"
 
-#include <cstdio>
-#include <unistd.h>
+namespace
+{
 
-/* An error may quote a whole statement of a broken module. */
-static constexpr size_t longest_part = 1000;
+// An error may quote a whole statement of a broken module.
+constexpr size_t longest_part = 1000;
+
+} // namespace
 
 void error_report_add(std::vector<error_report> *reports, const error_report &report)
 {
     for (const error_report &known : *reports) {
         if (known.module == report.module && known.line == report.line &&
-            known.cause == report.cause) {
+            known.cause == report.cause)
             return;
-        }
     }
     reports->push_back(report);
 }
@@ -25,11 +29,10 @@ void report_error(const error_report &report)
     std::string module = cut_text(printable_text(report.module), longest_part);
     std::string cause = cut_text(printable_text(report.cause), longest_part);
     if (isatty(STDERR_FILENO) == 1) {
-        fputs("\r\033[K", stderr); /* a progress line may stand there */
+        fputs("\r\033[K", stderr); // a progress line may stand there
     }
-    if (report.line > 0) {
+    if (report.line > 0)
         fprintf(stderr, "schemac: %s: line %u: %s\n", module.c_str(), report.line, cause.c_str());
-    } else {
+    else
         fprintf(stderr, "schemac: %s: %s\n", module.c_str(), cause.c_str());
-    }
 }

@@ -1,11 +1,11 @@
-/* Writes a compiled schema as the hashes of the schema database. */
+// Writes a compiled schema as the hashes of the schema database.
 #ifndef VANDEL_SCHEMAC_SCHEMA_WRITER_H
 #define VANDEL_SCHEMAC_SCHEMA_WRITER_H
 
+#include <stdint.h>
+
 #include "device/schemac/compile.h"
 #include "device/schemac/spool.h"
-
-#include <cstdint>
 
 struct schema_counts {
     uint64_t modules;
@@ -13,12 +13,12 @@ struct schema_counts {
     uint64_t bytes;
 };
 
-/* Called with the number of nodes that have been written. */
+// Called with the number of nodes that have been written.
 using write_watch = void (*)(uint64_t nodes);
 
-/* Writes all modules of the context that an operator can meet: those that were
- * asked for, those that became part of the schema with them, and those whose
- * identities may be values. Returns the counts of what was written. */
+// Writes all modules of the context that an operator can meet: those that were
+// asked for, those that became part of the schema with them, and those whose
+// identities may be values. Returns the counts of what was written.
 schema_counts write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
                            spool *output, write_watch watch);
 

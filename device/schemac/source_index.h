@@ -1,7 +1,7 @@
-/* The YANG files that may be compiled: found in directories, read on demand.
- *
- * A source belongs to its index and stays where it is until the index ends.
- * Nothing here prints; failures say what happened in errno or in their result. */
+// The YANG files that may be compiled: found in directories, read on demand.
+//
+// A source belongs to its index and stays where it is until the index ends.
+// Nothing here prints; failures say what happened in errno or in their result.
 #ifndef VANDEL_SCHEMAC_SOURCE_INDEX_H
 #define VANDEL_SCHEMAC_SOURCE_INDEX_H
 
@@ -9,11 +9,11 @@
 #include <string>
 #include <vector>
 
-/* One import or include statement. */
+// One import or include statement.
 struct yang_dependency {
     bool is_include;
     std::string name;
-    std::string revision; /* empty: any */
+    std::string revision; // empty: any
     unsigned line;
 };
 
@@ -21,40 +21,40 @@ enum class source_state { unread, readable, unreadable };
 
 struct yang_source {
     std::string path;
-    std::string name;     /* what it is looked up by: from the file name, or of a named file
-                             from its text */
-    std::string revision; /* from the file name, else the newest of the text; may be empty */
-    bool is_pinned;       /* named as a file: preferred to any other of its name */
-    bool is_used;         /* given to the compiler in this run */
+    std::string name;     // what it is looked up by: from the file name, or of a named file
+                          // from its text
+    std::string revision; // from the file name, else the newest of the text; may be empty
+    bool is_pinned;       // named as a file: preferred to any other of its name
+    bool is_used;         // given to the compiler in this run
     source_state state;
-    int failure; /* errno value of an unreadable source */
+    int failure; // errno value of an unreadable source
 
-    /* Once it has been read: */
+    // Once it has been read:
     std::string text;
     std::string declared_name;
     bool is_submodule;
-    std::string belongs_to; /* of a submodule */
-    unsigned line;          /* of its module statement */
+    std::string belongs_to; // of a submodule
+    unsigned line;          // of its module statement
     std::vector<yang_dependency> dependencies;
 };
 
 struct source_index {
-    std::vector<std::string> directories; /* as they were given, for messages */
+    std::vector<std::string> directories; // as they were given, for messages
     std::vector<std::unique_ptr<yang_source>> sources;
 };
 
-/* Adds the files NAME.yang and NAME@REVISION.yang of a directory, and of those
- * below it when told so; symbolic links to directories are not followed. 0, or
- * -1 with errno set. */
+// Adds the files NAME.yang and NAME@REVISION.yang of a directory, and of those
+// below it when told so; symbolic links to directories are not followed. 0, or
+// -1 with errno set.
 int source_index_add_directory(source_index *index, const char *directory, bool is_deep);
 
-/* Adds one file, which is preferred to others of its name, and the directory
- * that it stands in. Null with errno set when it cannot be read. */
+// Adds one file, which is preferred to others of its name, and the directory
+// that it stands in. Null with errno set when it cannot be read.
 yang_source *source_index_add_file(source_index *index, const char *path);
 
-/* Finds the module or submodule of this name: of this revision, or the newest
- * when revision is empty; of several the one found first. The source has been
- * read unless that failed. Null when there is none. */
+// Finds the module or submodule of this name: of this revision, or the newest
+// when revision is empty; of several the one found first. The source has been
+// read unless that failed. Null when there is none.
 yang_source *source_index_find(source_index *index, const std::string &name,
                                const std::string &revision);
 

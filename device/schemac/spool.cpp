@@ -1,10 +1,10 @@
-/* A file of redis commands that waits to be sent. */
+// A file of redis commands that waits to be sent.
 #include "device/schemac/spool.h"
 
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
+#include <errno.h>
 #include <hiredis/hiredis.h>
+#include <stdlib.h>
+#include <string.h>
 #include <sys/mman.h>
 
 int spool_create(void)
@@ -26,7 +26,7 @@ void spool_add_hash(spool *output, const std::string &key, const std::vector<has
     int length = redisFormatCommandArgv(&command, static_cast<int>(words.size()), words.data(),
                                         lengths.data());
     if (length < 0) {
-        abort(); /* no memory: the one who watches this process reports it */
+        abort(); // no memory: the one who watches this process reports it
     }
     auto prefix = static_cast<uint32_t>(length);
     fwrite(&prefix, sizeof prefix, 1, output->file);
@@ -36,9 +36,8 @@ void spool_add_hash(spool *output, const std::string &key, const std::vector<has
 
 int spool_finish(spool *output)
 {
-    if (fflush(output->file) != 0) {
+    if (fflush(output->file) != 0)
         return -1;
-    }
     if (ferror(output->file) != 0) {
         errno = EIO;
         return -1;
@@ -49,14 +48,12 @@ int spool_finish(spool *output)
 bool spool_next(spool_reader *reader, const char **command, size_t *length)
 {
     uint32_t prefix;
-    if (static_cast<size_t>(reader->end - reader->at) < sizeof prefix) {
+    if (static_cast<size_t>(reader->end - reader->at) < sizeof prefix)
         return false;
-    }
     memcpy(&prefix, reader->at, sizeof prefix);
     reader->at += sizeof prefix;
-    if (static_cast<size_t>(reader->end - reader->at) < prefix) {
+    if (static_cast<size_t>(reader->end - reader->at) < prefix)
         return false;
-    }
     *command = reader->at;
     *length = prefix;
     reader->at += prefix;

@@ -1,20 +1,36 @@
-/* Texts of models as one line of bounded length. */
+// Texts of models as one line of bounded length.
 #include "device/schemac/text_tools.h"
 
 #include "terminal_text.h"
 
-static constexpr std::string_view ellipsis = "\xe2\x80\xa6";
+namespace
+{
+
+constexpr std::string_view ellipsis = "\xe2\x80\xa6";
+
+bool is_blank(char letter)
+{
+    return letter == ' ' || (letter >= '\t' && letter <= '\r');
+}
+
+// The offset of the character with this number, or npos when there are fewer.
+size_t character_offset(std::string_view text, size_t number)
+{
+    for (size_t i = 0; i < text.size(); i++) {
+        bool is_start = (static_cast<unsigned char>(text[i]) & 0xc0) != 0x80;
+        if (is_start && number-- == 0)
+            return i;
+    }
+    return std::string_view::npos;
+}
+
+} // namespace
 
 std::string printable_text(std::string_view text)
 {
     std::string shown(text);
     shown.resize(terminal_text_clean(shown.data(), shown.size()));
     return shown;
-}
-
-static bool is_blank(char letter)
-{
-    return letter == ' ' || (letter >= '\t' && letter <= '\r');
 }
 
 std::string fold_text(std::string_view text)
@@ -26,40 +42,24 @@ std::string fold_text(std::string_view text)
             has_gap = true;
             continue;
         }
-        if (has_gap && !folded.empty()) {
+        if (has_gap && !folded.empty())
             folded.push_back(' ');
-        }
         has_gap = false;
         folded.push_back(letter);
     }
     return printable_text(folded);
 }
 
-/* The offset of the character with this number, or npos when there are fewer. */
-static size_t character_offset(std::string_view text, size_t number)
-{
-    for (size_t i = 0; i < text.size(); i++) {
-        bool is_start = (static_cast<unsigned char>(text[i]) & 0xc0) != 0x80;
-        if (is_start && number-- == 0) {
-            return i;
-        }
-    }
-    return std::string_view::npos;
-}
-
 std::string cut_text(std::string_view text, size_t limit)
 {
     size_t end = character_offset(text, limit);
-    if (end == std::string_view::npos) {
+    if (end == std::string_view::npos)
         return std::string(text);
-    }
     std::string_view kept = text.substr(0, end);
     size_t blank = kept.rfind(' ');
-    if (text[end] != ' ' && blank != std::string_view::npos && blank > end - end / 4) {
+    if (text[end] != ' ' && blank != std::string_view::npos && blank > end - end / 4)
         kept = kept.substr(0, blank);
-    }
-    while (!kept.empty() && kept.back() == ' ') {
+    while (!kept.empty() && kept.back() == ' ')
         kept.remove_suffix(1);
-    }
     return std::string(kept).append(ellipsis);
 }

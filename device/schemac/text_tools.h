@@ -1,20 +1,20 @@
-/* Texts of models as one line of bounded length. */
+// Texts of models as one line of bounded length.
 #ifndef VANDEL_SCHEMAC_TEXT_TOOLS_H
 #define VANDEL_SCHEMAC_TEXT_TOOLS_H
 
 #include <string>
 #include <string_view>
 
-/* Shows characters that a terminal would obey or not show (terminal_text.h), and
- * bytes that are not UTF-8, as '?'. */
+// Shows characters that a terminal would obey or not show (terminal_text.h), and
+// bytes that are not UTF-8, as '?'.
 std::string printable_text(std::string_view text);
 
-/* Folds each run of white space to one blank and drops it at both ends; the
- * result is printable. */
+// Folds each run of white space to one blank and drops it at both ends; the
+// result is printable.
 std::string fold_text(std::string_view text);
 
-/* Cuts to at most limit characters (not bytes) of UTF-8, at the end of a word
- * where one is near; a cut text ends in an ellipsis, which is not counted. */
+// Cuts to at most limit characters (not bytes) of UTF-8, at the end of a word
+// where one is near; a cut text ends in an ellipsis, which is not counted.
 std::string cut_text(std::string_view text, size_t limit);
 
 #endif

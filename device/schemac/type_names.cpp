@@ -1,46 +1,45 @@
-/* The types of leaves as their models write them. */
+// The types of leaves as their models write them.
 #include "device/schemac/type_names.h"
 
-#include <cstring>
+#include <string.h>
 #include <string_view>
 
-/* The module that a prefix means in a module or submodule. */
-static const lys_module *module_of_prefix(const lysp_module *parsed, std::string_view prefix)
+namespace
+{
+
+// The module that a prefix means in a module or submodule.
+const lys_module *module_of_prefix(const lysp_module *parsed, std::string_view prefix)
 {
     const lysp_import *imports = parsed->imports;
     for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(imports); i++) {
-        if (prefix == imports[i].prefix) {
+        if (prefix == imports[i].prefix)
             return imports[i].module;
-        }
     }
     return parsed->mod;
 }
 
-static const lysc_node *find_child(const lysc_node *first, const lys_module *module,
-                                   std::string_view name)
+const lysc_node *find_child(const lysc_node *first, const lys_module *module, std::string_view name)
 {
     for (const lysc_node *node = first; node != nullptr; node = node->next) {
-        if (node->module == module && name == node->name) {
+        if (node->module == module && name == node->name)
             return node;
-        }
     }
     return nullptr;
 }
 
-static const lysc_node *find_top(const lys_module *module, std::string_view name)
+const lysc_node *find_top(const lys_module *module, std::string_view name)
 {
     const lysc_module *compiled = module->compiled;
-    if (compiled == nullptr) {
+    if (compiled == nullptr)
         return nullptr;
-    }
     const lysc_node *node = find_child(compiled->data, module, name);
     return node != nullptr
                ? node
                : find_child(reinterpret_cast<const lysc_node *>(compiled->rpcs), module, name);
 }
 
-/* Follows an absolute schema node identifier, "/p:container/p:leaf". */
-static const lysc_node *find_target(const lysp_module *parsed, const char *identifier)
+// Follows an absolute schema node identifier, "/p:container/p:leaf".
+const lysc_node *find_target(const lysp_module *parsed, const char *identifier)
 {
     const lysc_node *node = nullptr;
     std::string_view rest = identifier;
@@ -56,15 +55,14 @@ static const lysc_node *find_target(const lysp_module *parsed, const char *ident
         }
         node = node == nullptr ? find_top(module, step)
                                : find_child(lysc_node_child(node), module, step);
-        if (node == nullptr) {
+        if (node == nullptr)
             return nullptr;
-        }
     }
     return node;
 }
 
-/* Modules and submodules have the same layout up to what is read here. */
-static void collect_from(const lysp_module *parsed, type_names *names)
+// Modules and submodules have the same layout up to what is read here.
+void collect_from(const lysp_module *parsed, type_names *names)
 {
     const lysp_deviation *deviations = parsed->deviations;
     for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(deviations); i++) {
@@ -74,27 +72,26 @@ static void collect_from(const lysp_module *parsed, type_names *names)
                                         : nullptr;
             const lysc_node *node =
                 type != nullptr ? find_target(parsed, deviations[i].nodeid) : nullptr;
-            if (node != nullptr) {
+            if (node != nullptr)
                 names->deviations.push_back({node, type});
-            }
         }
     }
 }
+
+} // namespace
 
 type_names type_names_collect(const ly_ctx *context)
 {
     type_names names;
     uint32_t position = 0;
     while (const lys_module *module = ly_ctx_get_module_iter(context, &position)) {
-        if (!module->implemented || module->parsed == nullptr) {
+        if (!module->implemented || module->parsed == nullptr)
             continue;
-        }
         collect_from(module->parsed, &names);
         const lysp_include *includes = module->parsed->includes;
         for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(includes); i++) {
-            if (includes[i].submodule != nullptr) {
+            if (includes[i].submodule != nullptr)
                 collect_from(reinterpret_cast<const lysp_module *>(includes[i].submodule), &names);
-            }
         }
     }
     return names;
@@ -103,16 +100,13 @@ type_names type_names_collect(const ly_ctx *context)
 const lysp_type *type_names_find(const type_names *names, const lysc_node *node)
 {
     for (const type_deviation &deviation : names->deviations) {
-        if (deviation.node == node) {
+        if (deviation.node == node)
             return deviation.type;
-        }
     }
     const auto *parsed = static_cast<const lysp_node *>(node->priv);
-    if (parsed != nullptr && parsed->nodetype == LYS_LEAF) {
+    if (parsed != nullptr && parsed->nodetype == LYS_LEAF)
         return &reinterpret_cast<const lysp_node_leaf *>(parsed)->type;
-    }
-    if (parsed != nullptr && parsed->nodetype == LYS_LEAFLIST) {
+    if (parsed != nullptr && parsed->nodetype == LYS_LEAFLIST)
         return &reinterpret_cast<const lysp_node_leaflist *>(parsed)->type;
-    }
     return nullptr;
 }

@@ -1,79 +1,72 @@
-/* Reads the statements of a YANG text one by one. */
+// Reads the statements of a YANG text one by one.
 #include "device/schemac/yang_cursor.h"
 
-yang_cursor yang_open(std::string_view text)
+namespace
 {
-    return {text.data(), text.data() + text.size(), 1, 0};
-}
 
-static char peek(const yang_cursor *cursor, size_t ahead)
+char peek(const yang_cursor *cursor, size_t ahead)
 {
     return static_cast<size_t>(cursor->end - cursor->at) > ahead ? cursor->at[ahead] : '\0';
 }
 
-static void advance(yang_cursor *cursor)
+void advance(yang_cursor *cursor)
 {
-    if (*cursor->at == '\n') {
+    if (*cursor->at == '\n')
         cursor->line++;
-    }
     cursor->at++;
 }
 
-static void skip_to_line_end(yang_cursor *cursor)
+void skip_to_line_end(yang_cursor *cursor)
 {
-    while (cursor->at < cursor->end && *cursor->at != '\n') {
+    while (cursor->at < cursor->end && *cursor->at != '\n')
         cursor->at++;
-    }
 }
 
-static void skip_block_comment(yang_cursor *cursor)
+void skip_block_comment(yang_cursor *cursor)
 {
     cursor->at += 2;
-    while (cursor->at < cursor->end && !(peek(cursor, 0) == '*' && peek(cursor, 1) == '/')) {
+    while (cursor->at < cursor->end && !(peek(cursor, 0) == '*' && peek(cursor, 1) == '/'))
         advance(cursor);
-    }
     cursor->at += cursor->at < cursor->end ? 2 : 0;
 }
 
-static bool is_blank(char letter)
+bool is_blank(char letter)
 {
     return letter == ' ' || letter == '\t' || letter == '\r' || letter == '\n';
 }
 
-/* Skips blanks and comments. */
-static void skip_gap(yang_cursor *cursor)
+// Skips blanks and comments.
+void skip_gap(yang_cursor *cursor)
 {
     while (cursor->at < cursor->end) {
-        if (is_blank(*cursor->at)) {
+        if (is_blank(*cursor->at))
             advance(cursor);
-        } else if (peek(cursor, 0) == '/' && peek(cursor, 1) == '/') {
+        else if (peek(cursor, 0) == '/' && peek(cursor, 1) == '/')
             skip_to_line_end(cursor);
-        } else if (peek(cursor, 0) == '/' && peek(cursor, 1) == '*') {
+        else if (peek(cursor, 0) == '/' && peek(cursor, 1) == '*')
             skip_block_comment(cursor);
-        } else {
+        else
             return;
-        }
     }
 }
 
-static bool ends_word(const yang_cursor *cursor)
+bool ends_word(const yang_cursor *cursor)
 {
     char letter = *cursor->at;
     return is_blank(letter) || letter == ';' || letter == '{' || letter == '}' || letter == '"' ||
            letter == '\'';
 }
 
-static std::string_view read_word(yang_cursor *cursor)
+std::string_view read_word(yang_cursor *cursor)
 {
     const char *start = cursor->at;
-    while (cursor->at < cursor->end && !ends_word(cursor)) {
+    while (cursor->at < cursor->end && !ends_word(cursor))
         cursor->at++;
-    }
     return {start, static_cast<size_t>(cursor->at - start)};
 }
 
-/* Appends what stands between the quotes; false when the text ends first. */
-static bool read_quoted(yang_cursor *cursor, std::string *argument)
+// Appends what stands between the quotes; false when the text ends first.
+bool read_quoted(yang_cursor *cursor, std::string *argument)
 {
     char quote = *cursor->at;
     for (cursor->at++; cursor->at < cursor->end; advance(cursor)) {
@@ -81,15 +74,14 @@ static bool read_quoted(yang_cursor *cursor, std::string *argument)
             cursor->at++;
             return true;
         }
-        if (quote == '"' && *cursor->at == '\\' && cursor->at + 1 < cursor->end) {
+        if (quote == '"' && *cursor->at == '\\' && cursor->at + 1 < cursor->end)
             cursor->at++;
-        }
         argument->push_back(*cursor->at);
     }
     return false;
 }
 
-static bool read_argument(yang_cursor *cursor, std::string *argument)
+bool read_argument(yang_cursor *cursor, std::string *argument)
 {
     argument->clear();
     if (peek(cursor, 0) != '"' && peek(cursor, 0) != '\'') {
@@ -97,19 +89,23 @@ static bool read_argument(yang_cursor *cursor, std::string *argument)
         return true;
     }
     for (;;) {
-        if (!read_quoted(cursor, argument)) {
+        if (!read_quoted(cursor, argument))
             return false;
-        }
         skip_gap(cursor);
-        if (peek(cursor, 0) != '+') {
+        if (peek(cursor, 0) != '+')
             return true;
-        }
         cursor->at++;
         skip_gap(cursor);
-        if (peek(cursor, 0) != '"' && peek(cursor, 0) != '\'') {
+        if (peek(cursor, 0) != '"' && peek(cursor, 0) != '\'')
             return false;
-        }
     }
+}
+
+} // namespace
+
+yang_cursor yang_open(std::string_view text)
+{
+    return {text.data(), text.data() + text.size(), 1, 0};
 }
 
 bool yang_next(yang_cursor *cursor, yang_statement *statement)
@@ -123,18 +119,15 @@ bool yang_next(yang_cursor *cursor, yang_statement *statement)
     statement->line = cursor->line;
     statement->depth = cursor->depth;
     statement->keyword = read_word(cursor);
-    if (statement->keyword.empty()) {
+    if (statement->keyword.empty())
         return false;
-    }
     skip_gap(cursor);
-    if (!read_argument(cursor, &statement->argument)) {
+    if (!read_argument(cursor, &statement->argument))
         return false;
-    }
     skip_gap(cursor);
     char end = peek(cursor, 0);
-    if (end != ';' && end != '{') {
+    if (end != ';' && end != '{')
         return false;
-    }
     cursor->depth += end == '{' ? 1 : 0;
     cursor->at++;
     return true;

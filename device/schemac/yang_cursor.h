@@ -1,8 +1,8 @@
-/* Reads the statements of a YANG text one by one, without judging them.
- *
- * The compiler proper is libyang, which keeps no line numbers; this reader
- * finds out where in a text something stands, and what a text imports before
- * it is compiled. It needs no memory that grows with the text. */
+// Reads the statements of a YANG text one by one, without judging them.
+//
+// The compiler proper is libyang, which keeps no line numbers; this reader
+// finds out where in a text something stands, and what a text imports before
+// it is compiled. It needs no memory that grows with the text.
 #ifndef VANDEL_SCHEMAC_YANG_CURSOR_H
 #define VANDEL_SCHEMAC_YANG_CURSOR_H
 
@@ -13,21 +13,21 @@ struct yang_cursor {
     const char *at;
     const char *end;
     unsigned line;
-    unsigned depth; /* of the next statement; that of module is 0 */
+    unsigned depth; // of the next statement; that of module is 0
 };
 
 struct yang_statement {
     std::string_view keyword;
-    std::string argument; /* without quotes, joined at "+" */
+    std::string argument; // without quotes, joined at "+"
     unsigned line;
     unsigned depth;
 };
 
-/* Starts reading text, which the caller keeps. */
+// Starts reading text, which the caller keeps.
 yang_cursor yang_open(std::string_view text);
 
-/* Reads the next statement; false at the end of the text and at the first
- * thing that cannot belong to any YANG text. */
+// Reads the next statement; false at the end of the text and at the first
+// thing that cannot belong to any YANG text.
 bool yang_next(yang_cursor *cursor, yang_statement *statement);
 
 #endif
