@@ -1,17 +1,14 @@
 // Compiles YANG modules with libyang.
 //
 // All modules go into one context and are compiled in one step, so that they
-// see each other's augments and deviations. libyang stops at the first error;
-// to name every broken module, each is then compiled once more by itself, and
-// only what fails in all of them together is reported as such. libyang asks for
-// every text through a callback, so that this program knows which text it is
-// reading and can say what is missing before libyang misses it.
+// see each other's augments and deviations. libyang asks for every text through
+// a callback, so that this program knows which text it is reading and can say
+// what is missing before libyang misses it.
 #include "device/schemac/compile.h"
 
 #include <string.h>
 
 #include "device/schemac/locate.h"
-#include "device/schemac/report.h"
 
 namespace
 {
@@ -142,129 +139,60 @@ context_ptr make_context(compile_attempt *attempt)
     return context_ptr(context);
 }
 
-bool load_module(compile_attempt *attempt, const module_request &request)
+int load_module(compile_attempt *attempt, const module_request &request)
 {
+    if (!is_known(attempt, {false, request.name, request.revision, 0})) {
+        attempt->has_failed = true;
+        attempt->error = {request.name, 0, missing_text(attempt, request.name, request.revision)};
+        return -1;
+    }
     std::vector<const char *> features;
     for (const std::string &feature : request.features)
         features.push_back(feature.c_str());
     features.push_back(nullptr);
     const char *revision = request.revision.empty() ? nullptr : request.revision.c_str();
     attempt->current = source_index_find(attempt->index, request.name, request.revision);
-    const lys_module *module =
-        ly_ctx_load_module(attempt->context, request.name.c_str(), revision, features.data());
-    if (module != nullptr)
-        return true;
+    if (ly_ctx_load_module(attempt->context, request.name.c_str(), revision, features.data()) !=
+        nullptr)
+        return 0;
     set_error(attempt, attempt->current, 0, "libyang cannot load it");
     if (attempt->error.module.empty())
         attempt->error.module = request.name;
-    return false;
+    return -1;
 }
 
-// Compiles these modules in the attempt's context; false with attempt->error set.
-bool try_modules(compile_attempt *attempt, const std::vector<module_request> &requests,
-                 compile_watch watch)
+// Compiles these modules in the attempt's context; 0, or -1 with attempt->error set.
+int try_modules(compile_attempt *attempt, const std::vector<module_request> &requests,
+                compile_watch watch)
 {
-    running_attempt = attempt;
-    bool is_good = true;
-    for (size_t i = 0; is_good && i < requests.size(); i++) {
-        watch(requests[i].name.c_str());
-        is_good = load_module(attempt, requests[i]);
+    for (const module_request &request : requests) {
+        watch(request.name);
+        if (load_module(attempt, request) != 0)
+            return -1;
     }
-    if (is_good) {
-        // What libyang complained about and then overcame is no error.
-        attempt->has_failed = false;
-        is_good = ly_ctx_compile(attempt->context) == LY_SUCCESS;
-        if (!is_good)
-            set_error(attempt, attempt->current, 0, "libyang cannot compile it");
-    }
-    running_attempt = nullptr;
-    return is_good;
-}
-
-// The module that a request stands for; false when it is a submodule of none.
-bool settle_name(source_index *index, module_request *request)
-{
-    const yang_source *source = source_index_find(index, request->name, request->revision);
-    if (source == nullptr || !source->is_submodule)
-        return true;
-    if (source->belongs_to.empty()) {
-        report_error({request->name, source->line, "a submodule of no module"});
-        return false;
-    }
-    request->name = source->belongs_to;
-    request->revision.clear();
-    return true;
-}
-
-// Adds a request, or its features to the one for the same module.
-void merge_request(std::vector<module_request> *requests, const module_request &added)
-{
-    for (module_request &request : *requests) {
-        if (request.name == added.name) {
-            request.features.insert(request.features.end(), added.features.begin(),
-                                    added.features.end());
-            return;
-        }
-    }
-    requests->push_back(added);
-}
-
-// Replaces submodules by their modules, and names what nobody can serve.
-bool settle_requests(const compile_attempt *attempt, std::vector<module_request> *requests)
-{
-    bool is_good = true;
-    std::vector<module_request> settled;
-    for (module_request request : *requests) {
-        if (!settle_name(attempt->index, &request)) {
-            is_good = false;
-        } else if (!is_known(attempt, {false, request.name, request.revision, 0})) {
-            report_error({request.name, 0, missing_text(attempt, request.name, request.revision)});
-            is_good = false;
-        } else {
-            merge_request(&settled, request);
-        }
-    }
-    *requests = std::move(settled);
-    return is_good;
-}
-
-// Names every module that fails by itself, once; else the failure of all.
-void report_failures(source_index *index, const std::vector<module_request> &requests,
-                     const error_report &together, compile_watch watch)
-{
-    std::vector<error_report> reports;
-    for (size_t i = 0; requests.size() > 1 && i < requests.size(); i++) {
-        compile_attempt attempt = {};
-        attempt.index = index;
-        const context_ptr context = make_context(&attempt);
-        if (context == nullptr || !try_modules(&attempt, {requests[i]}, watch))
-            error_report_add(&reports, attempt.error);
-    }
-    if (reports.empty())
-        reports.push_back(together);
-    for (const error_report &report : reports)
-        report_error(report);
+    // What libyang complained about and then overcame is no error.
+    attempt->has_failed = false;
+    if (ly_ctx_compile(attempt->context) == LY_SUCCESS)
+        return 0;
+    set_error(attempt, attempt->current, 0, "libyang cannot compile it");
+    return -1;
 }
 
 } // namespace
 
-context_ptr compile_modules(source_index *index, std::vector<module_request> *requests,
-                            compile_watch watch)
+context_ptr compile_modules(source_index *index, const std::vector<module_request> &requests,
+                            compile_watch watch, error_report *error)
 {
     ly_log_level(LY_LLERR);
     ly_set_log_clb(log_message, 1);
     compile_attempt attempt = {};
     attempt.index = index;
+    running_attempt = &attempt;
     context_ptr context = make_context(&attempt);
-    if (context == nullptr) {
-        report_error(attempt.error);
-        return nullptr;
+    if (context == nullptr || try_modules(&attempt, requests, watch) != 0) {
+        *error = attempt.error;
+        context.reset();
     }
-    if (!settle_requests(&attempt, requests))
-        return nullptr;
-    if (!try_modules(&attempt, *requests, watch)) {
-        report_failures(index, *requests, attempt.error, watch);
-        return nullptr;
-    }
+    running_attempt = nullptr;
     return context;
 }

@@ -28,13 +28,10 @@ void progress_start()
     next_ms = now_ms() + silence_ms;
 }
 
-bool progress_is_due()
-{
-    return isatty(STDERR_FILENO) == 1 && now_ms() >= next_ms;
-}
-
 void progress_show(const std::string &text)
 {
+    if (isatty(STDERR_FILENO) == 0 || now_ms() < next_ms)
+        return;
     fprintf(stderr, "\r\033[Kschemac: %s", text.c_str());
     next_ms = now_ms() + interval_ms;
     is_shown = true;

@@ -8,10 +8,7 @@
 // anything when standard error is no terminal.
 void progress_start();
 
-// True when a change is worth showing: progress_show may be called.
-bool progress_is_due();
-
-// Writes a line over the one before.
+// Writes a line over the one before, unless that has just been written.
 void progress_show(const std::string &text);
 
 // Removes the line, before anything else is printed.

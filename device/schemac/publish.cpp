@@ -1,4 +1,4 @@
-// Replaces the schema database by the contents of a spool.
+// Replaces what the schema database holds.
 //
 // The commands are sent in batches inside MULTI and EXEC. redis only queues
 // them until EXEC, so that whatever fails before, a lost connection included,
@@ -12,7 +12,7 @@ namespace
 
 constexpr int schema_database = 4;
 constexpr size_t batch_bytes = 1 << 18;
-constexpr unsigned batch_commands = 1000;
+constexpr size_t batch_commands = 1000;
 
 // EXEC runs the whole transaction before it answers.
 constexpr timeval transaction_patience = {120, 0};
@@ -49,92 +49,88 @@ reply_ptr take_reply(redisContext *connection, std::string *message)
     return reply;
 }
 
-// Takes a reply that must be this status.
-bool expect_status(redisContext *connection, const char *status, std::string *message)
+// Takes as many replies, which must all be this status.
+int expect_status(redisContext *connection, const char *status, size_t count, std::string *message)
 {
-    reply_ptr reply = take_reply(connection, message);
-    if (reply == nullptr)
-        return false;
-    if (reply->type != REDIS_REPLY_STATUS || std::string(reply->str, reply->len) != status) {
-        *message = std::string("no ") + status + " from the server";
-        return false;
-    }
-    return true;
-}
-
-bool run(redisContext *connection, const char *command, const char *status, std::string *message)
-{
-    if (redisAppendCommand(connection, command) != REDIS_OK) {
-        *message = connection->errstr;
-        return false;
-    }
-    return expect_status(connection, status, message);
-}
-
-bool settle_batch(redisContext *connection, unsigned commands, std::string *message)
-{
-    for (unsigned i = 0; i < commands; i++) {
-        if (!expect_status(connection, "QUEUED", message))
-            return false;
-    }
-    return true;
-}
-
-bool queue_commands(redisContext *connection, spool_reader content, publish_watch watch,
-                    std::string *message)
-{
-    const char *start = content.at;
-    const char *command = nullptr;
-    size_t length = 0;
-    size_t bytes = 0;
-    unsigned waiting = 0;
-    while (spool_next(&content, &command, &length)) {
-        if (redisAppendFormattedCommand(connection, command, length) != REDIS_OK) {
-            *message = connection->errstr;
-            return false;
+    for (; count > 0; count--) {
+        const reply_ptr reply = take_reply(connection, message);
+        if (reply == nullptr)
+            return -1;
+        if (reply->type != REDIS_REPLY_STATUS || std::string(reply->str, reply->len) != status) {
+            *message = std::string("no ") + status + " from the server";
+            return -1;
         }
-        bytes += length;
+    }
+    return 0;
+}
+
+// Notes why a command could not be appended; 0 when it could.
+int check_appended(const redisContext *connection, int result, std::string *message)
+{
+    if (result == REDIS_OK)
+        return 0;
+    *message = connection->errstr;
+    return -1;
+}
+
+int run(redisContext *connection, const char *command, const char *status, std::string *message)
+{
+    if (check_appended(connection, redisAppendCommand(connection, command), message) != 0)
+        return -1;
+    return expect_status(connection, status, 1, message);
+}
+
+int queue_commands(redisContext *connection, const schema_content *content, publish_watch watch,
+                   std::string *message)
+{
+    size_t total = 0;
+    for (const std::string &command : content->commands)
+        total += command.size();
+    size_t sent = 0;
+    size_t settled = 0;
+    size_t waiting = 0;
+    for (const std::string &command : content->commands) {
+        const int result = redisAppendFormattedCommand(connection, command.data(), command.size());
+        if (check_appended(connection, result, message) != 0)
+            return -1;
+        sent += command.size();
         waiting++;
-        if (bytes >= batch_bytes || waiting >= batch_commands) {
-            if (!settle_batch(connection, waiting, message))
-                return false;
-            watch(static_cast<size_t>(content.at - start),
-                  static_cast<size_t>(content.end - start));
-            bytes = 0;
+        if (sent - settled >= batch_bytes || waiting == batch_commands) {
+            if (expect_status(connection, "QUEUED", waiting, message) != 0)
+                return -1;
+            watch(sent, total);
+            settled = sent;
             waiting = 0;
         }
     }
-    return settle_batch(connection, waiting, message);
+    return expect_status(connection, "QUEUED", waiting, message);
 }
 
-bool execute(redisContext *connection, std::string *message)
+int execute(redisContext *connection, std::string *message)
 {
-    if (redisAppendCommand(connection, "EXEC") != REDIS_OK) {
-        *message = connection->errstr;
-        return false;
-    }
-    reply_ptr reply = take_reply(connection, message);
+    if (check_appended(connection, redisAppendCommand(connection, "EXEC"), message) != 0)
+        return -1;
+    const reply_ptr reply = take_reply(connection, message);
     if (reply == nullptr)
-        return false;
+        return -1;
     for (size_t i = 0; i < reply->elements; i++) {
         if (reply->element[i]->type == REDIS_REPLY_ERROR) {
             message->assign(reply->element[i]->str, reply->element[i]->len);
-            return false;
+            return -1;
         }
     }
-    if (reply->type != REDIS_REPLY_ARRAY) {
-        *message = "the transaction was refused";
-        return false;
-    }
-    return true;
+    if (reply->type == REDIS_REPLY_ARRAY)
+        return 0;
+    *message = "the transaction was refused";
+    return -1;
 }
 
 } // namespace
 
-int publish_spool(const redis_endpoint *endpoint, spool_reader content, publish_watch watch,
-                  std::string *message)
+int publish_content(const redis_endpoint *endpoint, const schema_content *content,
+                    publish_watch watch, std::string *message)
 {
-    connection_ptr connection(redis_endpoint_connect(endpoint));
+    const connection_ptr connection(redis_endpoint_connect(endpoint));
     if (connection == nullptr || connection->err != 0) {
         *message = connection == nullptr ? "out of memory" : connection->errstr;
         return -1;
@@ -143,11 +139,11 @@ int publish_spool(const redis_endpoint *endpoint, spool_reader content, publish_
         *message = connection->errstr;
         return -1;
     }
-    std::string select = "SELECT " + std::to_string(schema_database);
-    bool is_done = run(connection.get(), select.c_str(), "OK", message) &&
-                   run(connection.get(), "MULTI", "OK", message) &&
-                   run(connection.get(), "FLUSHDB", "QUEUED", message) &&
-                   queue_commands(connection.get(), content, watch, message) &&
-                   execute(connection.get(), message);
-    return is_done ? 0 : -1;
+    const std::string select = "SELECT " + std::to_string(schema_database);
+    if (run(connection.get(), select.c_str(), "OK", message) != 0 ||
+        run(connection.get(), "MULTI", "OK", message) != 0 ||
+        run(connection.get(), "FLUSHDB", "QUEUED", message) != 0 ||
+        queue_commands(connection.get(), content, watch, message) != 0)
+        return -1;
+    return execute(connection.get(), message);
 }

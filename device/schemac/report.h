@@ -3,7 +3,6 @@
 #define VANDEL_SCHEMAC_REPORT_H
 
 #include <string>
-#include <vector>
 
 struct error_report {
     std::string module;
@@ -11,12 +10,12 @@ struct error_report {
     std::string cause;
 };
 
-// Adds a report unless the same one is there already.
-void error_report_add(std::vector<error_report> *reports, const error_report &report);
+// "schemac: MODULE: line LINE: CAUSE", without the line when it is 0. Control
+// characters are shown as '?': the texts come from files that anybody may have
+// written.
+std::string report_text(const error_report &report);
 
-// Prints "schemac: MODULE: line LINE: CAUSE" on standard error, without the
-// line when it is 0. Control characters are shown as '?': the texts come from
-// files that anybody may have written.
+// Prints the text as a line on standard error.
 void report_error(const error_report &report);
 
 #endif

@@ -21,9 +21,8 @@ namespace
 {
 
 struct schema_writer {
-    spool *output;
     type_names names;
-    schema_counts counts;
+    schema_content content;
     write_watch watch;
 };
 
@@ -34,37 +33,30 @@ struct parent_place {
     const lys_module *data_module; // of the nearest data node, rpc or module
 };
 
-// False for what the shell has no use for.
-bool kind_of_node(const lysc_node *node, node_kind *kind)
+struct stored_kind {
+    uint16_t type;
+    node_kind kind;
+};
+
+constexpr stored_kind stored_kinds[] = {
+    {LYS_CONTAINER, node_kind::container},
+    {LYS_LEAF, node_kind::leaf},
+    {LYS_LEAFLIST, node_kind::leaf_list},
+    {LYS_LIST, node_kind::list},
+    {LYS_CHOICE, node_kind::choice},
+    {LYS_CASE, node_kind::choice_case},
+    {LYS_RPC, node_kind::rpc},
+    {LYS_INPUT, node_kind::input},
+};
+
+// Null for what the shell has no use for.
+const stored_kind *kind_of_node(const lysc_node *node)
 {
-    switch (node->nodetype) {
-    case LYS_CONTAINER:
-        *kind = node_kind::container;
-        return true;
-    case LYS_LEAF:
-        *kind = node_kind::leaf;
-        return true;
-    case LYS_LEAFLIST:
-        *kind = node_kind::leaf_list;
-        return true;
-    case LYS_LIST:
-        *kind = node_kind::list;
-        return true;
-    case LYS_CHOICE:
-        *kind = node_kind::choice;
-        return true;
-    case LYS_CASE:
-        *kind = node_kind::choice_case;
-        return true;
-    case LYS_RPC:
-        *kind = node_kind::rpc;
-        return true;
-    case LYS_INPUT:
-        *kind = node_kind::input;
-        return true;
-    default:
-        return false;
+    for (const stored_kind &one : stored_kinds) {
+        if (one.type == node->nodetype)
+            return &one;
     }
+    return nullptr;
 }
 
 bool is_data_node(const lysc_node *node)
@@ -91,78 +83,58 @@ std::string node_record(const schema_writer *writer, const lysc_node *node, node
                             make_help_text(&writer->names, node));
 }
 
-bool is_key(const lysc_node *node)
+std::vector<hash_field> make_fields(const schema_writer *writer, const parent_place *parent,
+                                    const lysc_node *first, bool only_keys)
 {
-    return lysc_is_key(node);
-}
-
-bool is_any(const lysc_node *node)
-{
-    (void)node;
-    return true;
-}
-
-void add_fields(const schema_writer *writer, const parent_place *parent, const lysc_node *first,
-                bool (*is_wanted)(const lysc_node *), std::vector<hash_field> *fields)
-{
+    std::vector<hash_field> fields;
     for (const lysc_node *node = first; node != nullptr; node = node->next) {
-        node_kind kind;
-        if (kind_of_node(node, &kind) && is_wanted(node))
-            fields->push_back({field_name(parent, node), node_record(writer, node, kind)});
+        const stored_kind *stored = kind_of_node(node);
+        if (stored != nullptr && (!only_keys || lysc_is_key(node)))
+            fields.push_back({field_name(parent, node), node_record(writer, node, stored->kind)});
     }
+    return fields;
 }
 
-void write_hash(const schema_writer *writer, const std::string &path,
+void write_hash(schema_writer *writer, const std::string &path,
                 const std::vector<hash_field> &fields)
 {
     if (!fields.empty())
-        spool_add_hash(writer->output, path, fields);
+        content_add_hash(&writer->content, path, fields);
 }
 
 // The shell prepends each node that it reads, so nodes are stored in reverse.
-void write_nodes(const schema_writer *writer, const std::string &path,
-                 std::vector<hash_field> *fields)
+void write_nodes(schema_writer *writer, const std::string &path, std::vector<hash_field> fields)
 {
-    std::reverse(fields->begin(), fields->end());
-    write_hash(writer, path, *fields);
-}
-
-void write_keys(const schema_writer *writer, const parent_place *list, const lysc_node *first)
-{
-    std::vector<hash_field> keys;
-    add_fields(writer, list, first, is_key, &keys);
-    write_hash(writer, list->path, keys);
+    std::reverse(fields.begin(), fields.end());
+    write_hash(writer, path, fields);
 }
 
 void write_below(schema_writer *writer, const parent_place *parent, const lysc_node *first);
 
 void write_children_of(schema_writer *writer, const parent_place *parent, const lysc_node *node)
 {
-    writer->watch(++writer->counts.nodes);
+    writer->watch(++writer->content.nodes);
     const lysc_node *first = lysc_node_child(node);
     if (first == nullptr)
         return;
     parent_place place = {parent->path + "/" + field_name(parent, node), node->module,
                           is_data_node(node) ? node->module : parent->data_module};
     if (node->nodetype == LYS_LIST) {
-        write_keys(writer, &place, first);
+        write_hash(writer, place.path, make_fields(writer, &place, first, true));
         place.path.append("[]");
     }
-    std::vector<hash_field> fields;
-    add_fields(writer, &place, first, is_any, &fields);
-    if (node->nodetype == LYS_CHOICE) {
+    const std::vector<hash_field> fields = make_fields(writer, &place, first, false);
+    if (node->nodetype == LYS_CHOICE)
         write_hash(writer, place.path, fields); // cases are kept as they come
-    } else {
-        write_nodes(writer, place.path, &fields);
-    }
+    else
+        write_nodes(writer, place.path, fields);
     write_below(writer, &place, first);
 }
 
 void write_below(schema_writer *writer, const parent_place *parent, const lysc_node *first)
 {
     for (const lysc_node *node = first; node != nullptr; node = node->next) {
-        node_kind kind;
-        if (kind_of_node(node, &kind))
+        if (kind_of_node(node) != nullptr)
             write_children_of(writer, parent, node);
     }
 }
@@ -170,15 +142,15 @@ void write_below(schema_writer *writer, const parent_place *parent, const lysc_n
 // The top of a module: its data nodes and its rpcs share one hash.
 void write_module(schema_writer *writer, const lys_module *module)
 {
-    parent_place place = {std::string("/") + module->name, module, module};
-    const lysc_node *tops[] = {module->compiled->data,
-                               reinterpret_cast<const lysc_node *>(module->compiled->rpcs)};
-    std::vector<hash_field> fields;
-    for (const lysc_node *top : tops)
-        add_fields(writer, &place, top, is_any, &fields);
-    write_nodes(writer, place.path, &fields);
-    for (const lysc_node *top : tops)
-        write_below(writer, &place, top);
+    const parent_place place = {std::string("/") + module->name, module, module};
+    const lysc_node *data = module->compiled->data;
+    const auto *rpcs = reinterpret_cast<const lysc_node *>(module->compiled->rpcs);
+    std::vector<hash_field> fields = make_fields(writer, &place, data, false);
+    const std::vector<hash_field> more = make_fields(writer, &place, rpcs, false);
+    fields.insert(fields.end(), more.begin(), more.end());
+    write_nodes(writer, place.path, fields);
+    write_below(writer, &place, data);
+    write_below(writer, &place, rpcs);
 }
 
 bool is_requested(const lys_module *module, const std::vector<module_request> &requests)
@@ -203,22 +175,21 @@ bool is_listed(const lys_module *module, bool is_built_in,
 void add_root_field(std::vector<hash_field> *root, const lys_module *module)
 {
     for (const hash_field &field : *root) {
-        if (field.name == module->name) {
+        if (field.name == module->name)
             return; // another revision, which only serves types
-        }
     }
     root->push_back({module->name, make_module_record(module->ns)});
 }
 
 } // namespace
 
-schema_counts write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
-                           spool *output, write_watch watch)
+schema_content write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
+                            write_watch watch)
 {
-    schema_writer writer = {output, type_names_collect(context), {}, watch};
+    schema_writer writer = {type_names_collect(context), {}, watch};
     std::vector<hash_field> root;
     uint32_t position = 0;
-    uint32_t built_in = ly_ctx_internal_modules_count(context);
+    const uint32_t built_in = ly_ctx_internal_modules_count(context);
     while (const lys_module *module = ly_ctx_get_module_iter(context, &position)) {
         if (!is_listed(module, position <= built_in, requests))
             continue;
@@ -226,8 +197,7 @@ schema_counts write_schema(const ly_ctx *context, const std::vector<module_reque
         if (module->implemented)
             write_module(&writer, module);
     }
-    write_nodes(&writer, "/", &root);
-    writer.counts.modules = root.size();
-    writer.counts.bytes = output->stored_bytes;
-    return writer.counts;
+    writer.content.modules = root.size();
+    write_nodes(&writer, "/", root);
+    return std::move(writer.content);
 }

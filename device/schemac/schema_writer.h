@@ -5,21 +5,15 @@
 #include <stdint.h>
 
 #include "device/schemac/compile.h"
-#include "device/schemac/spool.h"
-
-struct schema_counts {
-    uint64_t modules;
-    uint64_t nodes;
-    uint64_t bytes;
-};
+#include "device/schemac/content.h"
 
 // Called with the number of nodes that have been written.
 using write_watch = void (*)(uint64_t nodes);
 
 // Writes all modules of the context that an operator can meet: those that were
 // asked for, those that became part of the schema with them, and those whose
-// identities may be values. Returns the counts of what was written.
-schema_counts write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
-                           spool *output, write_watch watch);
+// identities may be values.
+schema_content write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
+                            write_watch watch);
 
 #endif

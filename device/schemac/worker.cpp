@@ -1,11 +1,12 @@
-// Runs the compiler in a process of its own.
+// Compiles in a process of its own.
 //
-// Parent and child share one page, in which the child notes what it is working
-// at and the result, and a pipe that the child never writes to: its end is the
-// end of the child.
+// The child writes lines to a pipe: what it works at, what is wrong, and the
+// result. The end of the pipe is the end of the child. libyang stops at the
+// first error; to name every broken module, each is then compiled once more by
+// itself, in another child, so that one that breaks libyang hides no other.
 #include "device/schemac/worker.h"
 
-#include <atomic>
+#include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -13,17 +14,16 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "bounded.h"
 #include "device/schemac/compile.h"
 #include "device/schemac/progress.h"
-#include "device/schemac/report.h"
-#include "device/schemac/source_index.h"
+#include "device/schemac/publish.h"
+#include "device/schemac/schema_writer.h"
+#include "device/schemac/text_tools.h"
 
 namespace
 {
@@ -31,25 +31,77 @@ namespace
 constexpr rlim_t processor_seconds = 120;
 constexpr rlim_t memory_bytes = sizeof(void *) > 4 ? rlim_t{2} << 30 : rlim_t{1} << 30;
 constexpr int progress_interval_ms = 200;
+constexpr uint64_t nodes_per_note = 1000;
 
-struct worker_page {
-    char module[256];
-    std::atomic<uint32_t> nodes; // written so far; 0 while compiling
-    schema_counts counts;
-    bool is_complete;
+// What the first byte of a line says about the rest.
+constexpr char note_module = 'm';   // the module that is worked at; empty: none any more
+constexpr char note_progress = 'p'; // what an operator is to see
+constexpr char note_error = 'e';
+constexpr char note_result = 'r';
+
+struct work {
+    const schemac_options *options;
+    source_index *index;
+    std::vector<module_request> requests;
+    bool is_trial; // nothing is stored
 };
 
-worker_page *page;
+// What is known of a child.
+struct work_result {
+    bool is_good;
+    std::string module; // that it worked at; empty: at none
+    std::string progress;
+    std::vector<std::string> errors;
+    std::string result;
+};
 
-void note_module(const char *module)
+// The child's end of the pipe; libyang's callbacks have no argument for it.
+int notes = -1;
+
+void note(char kind, const std::string &text)
 {
-    if (strncpy_s(page->module, sizeof page->module, module, sizeof page->module - 1) != 0)
-        page->module[0] = '\0';
+    const std::string line = kind + printable_text(text) + "\n";
+    size_t written = 0;
+    while (written < line.size()) {
+        const ssize_t count = write(notes, line.data() + written, line.size() - written);
+        if (count < 0)
+            return; // nobody listens any more
+        written += static_cast<size_t>(count);
+    }
+}
+
+void note_compiling(const std::string &module)
+{
+    note(note_module, module);
+    note(note_progress, "compiling " + module);
 }
 
 void note_nodes(uint64_t nodes)
 {
-    page->nodes.store(static_cast<uint32_t>(nodes), std::memory_order_relaxed);
+    if (nodes % nodes_per_note == 0)
+        note(note_progress, std::to_string(nodes) + " nodes");
+}
+
+void note_sent(size_t done, size_t total)
+{
+    note(note_progress,
+         "storing " + std::to_string(done / 1024) + " of " + std::to_string(total / 1024) + " KiB");
+}
+
+// The lower of this limit and the one that holds already.
+rlim_t lower_limit(__rlimit_resource resource, rlim_t most)
+{
+    rlimit limits;
+    return getrlimit(resource, &limits) == 0 && limits.rlim_cur < most ? limits.rlim_cur : most;
+}
+
+void limit(__rlimit_resource resource, rlim_t most)
+{
+    rlimit limits;
+    if (getrlimit(resource, &limits) == 0) {
+        limits.rlim_cur = lower_limit(resource, most);
+        setrlimit(resource, &limits);
+    }
 }
 
 // The address space that is in use; 0 when it cannot be told.
@@ -61,17 +113,8 @@ rlim_t address_space()
         return 0;
     const char *line = fgets(text, sizeof text, file);
     fclose(file);
-    rlim_t pages = line != nullptr ? strtoull(line, nullptr, 10) : 0;
+    const rlim_t pages = line != nullptr ? strtoull(line, nullptr, 10) : 0;
     return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
-}
-
-void limit(__rlimit_resource resource, rlim_t most)
-{
-    rlimit limits;
-    if (getrlimit(resource, &limits) == 0 && most < limits.rlim_cur) {
-        limits.rlim_cur = most;
-        setrlimit(resource, &limits);
-    }
 }
 
 // What is in use already is not counted: a sanitizer maps a lot in advance.
@@ -79,183 +122,156 @@ void limit_resources()
 {
     limit(RLIMIT_CPU, processor_seconds);
     limit(RLIMIT_AS, address_space() + memory_bytes);
-    limit(RLIMIT_FSIZE, memory_bytes);
-    limit(RLIMIT_CORE, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
 }
 
-bool open_directory(source_index *index, const char *directory, bool is_deep)
-{
-    if (source_index_add_directory(index, directory, is_deep) != 0) {
-        report_error({directory, 0, strerror(errno)});
-        return false;
-    }
-    return true;
-}
-
-bool open_directories(const schemac_options *options, source_index *index)
-{
-    if (options->directories.empty())
-        return open_directory(index, ".", false);
-    for (const char *directory : options->directories) {
-        if (!open_directory(index, directory, true))
-            return false;
-    }
-    return true;
-}
-
-module_request *find_request(std::vector<module_request> *requests, const std::string &name)
-{
-    for (module_request &request : *requests) {
-        if (request.name == name)
-            return &request;
-    }
-    return nullptr;
-}
-
-// NAME, NAME@REVISION, or the path of a file.
-bool add_request(source_index *index, const char *word, std::vector<module_request> *requests)
-{
-    module_request request;
-    std::string_view text = word;
-    if (text.find('/') != std::string_view::npos || text.ends_with(".yang")) {
-        const yang_source *source = source_index_add_file(index, word);
-        if (source == nullptr) {
-            report_error({word, 0, errno == EINVAL ? "not a .yang file" : strerror(errno)});
-            return false;
-        }
-        request.name = source->name;
-        request.revision = source->revision;
-    } else {
-        size_t mark = text.find('@');
-        request.name = text.substr(0, mark);
-        request.revision = mark == std::string_view::npos ? "" : text.substr(mark + 1);
-    }
-    if (find_request(requests, request.name) == nullptr)
-        requests->push_back(request);
-    return true;
-}
-
-// A module that only --feature names is compiled like the others.
-bool make_requests(const schemac_options *options, source_index *index,
-                   std::vector<module_request> *requests)
-{
-    for (const char *word : options->modules) {
-        if (!add_request(index, word, requests))
-            return false;
-    }
-    for (const feature_option &feature : options->features) {
-        module_request *request = find_request(requests, feature.module);
-        if (request == nullptr) {
-            requests->push_back({feature.module, "", {}});
-            request = &requests->back();
-        }
-        request->features.push_back(feature.feature);
-    }
-    return true;
-}
-
-// The child: its exit status.
-int work(const schemac_options *options, int spool_descriptor)
+// The child's work; 0, or -1 after the error has been noted.
+int do_work(const work *wanted)
 {
     limit_resources();
-    source_index index;
-    std::vector<module_request> requests;
-    if (!open_directories(options, &index) || !make_requests(options, &index, &requests))
-        return 1;
-    context_ptr context = compile_modules(&index, &requests, note_module);
-    if (context == nullptr)
-        return 1;
-    note_module("");
-    spool output = {fdopen(dup(spool_descriptor), "w"), 0};
-    if (output.file == nullptr) {
-        report_error({"spool", 0, strerror(errno)});
-        return 1;
+    error_report error;
+    const context_ptr context =
+        compile_modules(wanted->index, wanted->requests, note_compiling, &error);
+    if (context == nullptr) {
+        note(note_error, report_text(error));
+        return -1;
     }
-    page->counts = write_schema(context.get(), requests, &output, note_nodes);
-    if (spool_finish(&output) != 0) {
-        report_error({"spool", 0, strerror(errno)});
-        fclose(output.file);
-        return 1;
+    if (wanted->is_trial)
+        return 0;
+    note(note_module, "");
+    const schema_content content = write_schema(context.get(), wanted->requests, note_nodes);
+    std::string cause;
+    if (publish_content(&wanted->options->endpoint, &content, note_sent, &cause) != 0) {
+        note(note_error, report_text({"redis at " + wanted->options->where, 0, cause}));
+        return -1;
     }
-    fclose(output.file);
-    page->is_complete = true;
+    note(note_result, "schemac: " + std::to_string(content.modules) + " modules, " +
+                          std::to_string(content.nodes) + " nodes, " +
+                          std::to_string(content.bytes) + " bytes");
     return 0;
 }
 
-void show_progress()
+void take_line(const std::string &line, work_result *result)
 {
-    if (!progress_is_due())
-        return;
-    uint32_t nodes = page->nodes.load(std::memory_order_relaxed);
-    if (nodes > 0) {
-        progress_show(std::to_string(nodes) + " nodes");
-    } else if (page->module[0] != '\0') {
-        char module[sizeof page->module];
-        strncpy_s(module, sizeof module, page->module, sizeof module - 1);
-        progress_show(std::string("compiling ") + module);
-    } else {
-        progress_show("looking for modules");
+    const std::string text = line.substr(1);
+    if (line[0] == note_module)
+        result->module = text;
+    else if (line[0] == note_progress)
+        result->progress = text;
+    else if (line[0] == note_error)
+        result->errors.push_back(text);
+    else
+        result->result = text;
+}
+
+// Takes the whole lines off the front of what has been read.
+void take_lines(std::string *pending, work_result *result)
+{
+    for (size_t end; (end = pending->find('\n')) != std::string::npos;) {
+        take_line(pending->substr(0, end), result);
+        pending->erase(0, end + 1);
     }
 }
 
-// Waits for the end of the child; its status as of waitpid.
-int watch_child(pid_t child, int pipe_end)
+// Reads what the child notes, to its end.
+void watch_child(int notes_read, work_result *result)
 {
-    pollfd waited = {pipe_end, POLLIN, 0};
-    while (poll(&waited, 1, progress_interval_ms) == 0)
-        show_progress();
-    int status = 0;
-    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    pollfd waited = {notes_read, POLLIN, 0};
+    std::string pending;
+    for (;;) {
+        if (poll(&waited, 1, progress_interval_ms) > 0) {
+            char bytes[4096];
+            const ssize_t count = read(notes_read, bytes, sizeof bytes);
+            if (count == 0 || (count < 0 && errno != EINTR))
+                return;
+            pending.append(bytes, count > 0 ? static_cast<size_t>(count) : 0);
+            take_lines(&pending, result);
+        }
+        progress_show(result->progress);
     }
-    progress_clear();
-    return status;
 }
 
-void report_death(int status)
+std::string death_text(int status)
 {
-    int number = WTERMSIG(status);
-    std::string cause = "the compiler died of signal " + std::to_string(number);
+    const int number = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
     if (number == SIGXCPU)
-        cause = "compiling takes more than " + std::to_string(processor_seconds) + " seconds";
-    else if (number == SIGABRT || number == SIGKILL)
-        cause = "the compiler gave up, probably for lack of memory";
-    page->module[sizeof page->module - 1] = '\0';
-    report_error({page->module[0] != '\0' ? page->module : "schema", 0, cause});
+        return "compiling takes more than " +
+               std::to_string(lower_limit(RLIMIT_CPU, processor_seconds)) + " seconds";
+    if (number == SIGABRT || number == SIGKILL)
+        return "the compiler gave up, probably for lack of memory";
+    return "the compiler died of signal " + std::to_string(number);
+}
+
+void take_end(pid_t child, work_result *result)
+{
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR)
+        continue;
+    result->is_good = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    if (result->is_good || !result->errors.empty())
+        return;
+    const std::string where = result->module.empty() ? "schema" : result->module;
+    result->errors.push_back(report_text({where, 0, death_text(status)}));
+}
+
+// Does the work in a child.
+work_result run_child(const work *wanted)
+{
+    work_result result = {false, "", "looking for modules", {}, ""};
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        result.errors.push_back(report_text({"worker", 0, strerror(errno)}));
+        return result;
+    }
+    const pid_t child = fork();
+    if (child == 0) {
+        notes = ends[1];
+        const int status = do_work(wanted);
+        fflush(nullptr);
+        _exit(status == 0 ? 0 : 1);
+    }
+    close(ends[1]);
+    if (child > 0) {
+        watch_child(ends[0], &result);
+        take_end(child, &result);
+    } else {
+        result.errors.push_back(report_text({"worker", 0, strerror(errno)}));
+    }
+    close(ends[0]);
+    return result;
+}
+
+// The errors of the modules that fail by themselves, each once.
+std::vector<std::string> find_broken(const work *all)
+{
+    std::vector<std::string> errors;
+    for (const module_request &request : all->requests) {
+        const work one = {all->options, all->index, {request}, true};
+        for (const std::string &error : run_child(&one).errors) {
+            if (std::find(errors.begin(), errors.end(), error) == errors.end())
+                errors.push_back(error);
+        }
+    }
+    return errors;
 }
 
 } // namespace
 
-int run_worker(const schemac_options *options, int spool_descriptor, schema_counts *counts)
+int compile_and_store(const schemac_options *options, source_index *index,
+                      const std::vector<module_request> &requests)
 {
-    void *memory = mmap(nullptr, sizeof(worker_page), PROT_READ | PROT_WRITE,
-                        MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-    int ends[2];
-    if (memory == MAP_FAILED || pipe2(ends, O_CLOEXEC) != 0) {
-        report_error({"worker", 0, strerror(errno)});
-        return -1;
-    }
-    page = new (memory) worker_page{};
-    pid_t child = fork();
-    if (child < 0) {
-        report_error({"worker", 0, strerror(errno)});
-        return -1;
-    }
-    if (child == 0) {
-        close(ends[0]);
-        int status = work(options, spool_descriptor);
-        fflush(nullptr);
-        _exit(status);
-    }
-    close(ends[1]);
-    int status = watch_child(child, ends[0]);
-    close(ends[0]);
-    if (!WIFEXITED(status)) {
-        report_death(status);
-        return -1;
-    }
-    if (WEXITSTATUS(status) != 0 || !page->is_complete)
-        return -1;
-    *counts = page->counts;
-    return 0;
+    const work all = {options, index, requests, false};
+    const work_result result = run_child(&all);
+    std::vector<std::string> errors;
+    if (!result.is_good && !result.module.empty() && requests.size() > 1)
+        errors = find_broken(&all);
+    if (errors.empty())
+        errors = result.errors;
+    progress_clear();
+    for (const std::string &error : errors)
+        fprintf(stderr, "%s\n", error.c_str());
+    if (!result.is_good)
+        return 1;
+    printf("%s\n", result.result.c_str());
+    return fflush(stdout) == 0 ? 0 : 1;
 }

@@ -1,18 +1,19 @@
-// Runs the compiler in a process of its own.
+// Compiles in a process of its own.
 //
-// YANG texts come from anywhere, and a text can be written so that compiling it
-// exhausts the stack, the memory or the patience of whoever compiles it. The
-// compiler therefore works in a child with limits, and all that can happen to
-// it is an error like any other.
+// YANG texts come from anywhere, and one can be written so that compiling it
+// takes all the stack, the memory or the time there is, or finds a mistake of
+// libyang's. So a child with limits does the work, and what becomes of it is an
+// error like any other.
 #ifndef VANDEL_SCHEMAC_WORKER_H
 #define VANDEL_SCHEMAC_WORKER_H
 
 #include "device/schemac/options.h"
-#include "device/schemac/schema_writer.h"
+#include "device/schemac/requests.h"
 
-// Compiles what the options name into the spool behind the descriptor, and
-// shows progress meanwhile. Returns 0 with the counts, or -1 after the errors
-// have been printed.
-int run_worker(const schemac_options *options, int spool_descriptor, schema_counts *counts);
+// Compiles the modules, replaces the database by them and prints what it holds,
+// with progress meanwhile. When that fails, names every module that fails by
+// itself, or else what failed with all of them. Returns the exit status.
+int compile_and_store(const schemac_options *options, source_index *index,
+                      const std::vector<module_request> &requests);
 
 #endif

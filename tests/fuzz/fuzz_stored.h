@@ -1,17 +1,17 @@
-// The schema as schemac stores it: read back from its spool, every record checked
-// for what no reader may meet.
+// The schema as schemac stores it: read back from its commands, every record
+// checked for what no reader may meet.
 #ifndef VANDEL_TESTS_FUZZ_STORED_H
 #define VANDEL_TESTS_FUZZ_STORED_H
-
-#include <map>
-#include <stdlib.h>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "device/schemac/schema_writer.h"
 #include "device/schemac/text_tools.h"
 #include "tests/fuzz/fuzz_check.h"
+
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
 
 // Hashes by their paths; name and record of each child, in the order of storing.
 using fuzz_fields = std::vector<std::pair<std::string, std::string>>;
@@ -74,17 +74,19 @@ inline void fuzz_take_hash(std::string command, const std::string &top, fuzz_has
     fuzz_require(fuzz_take_word(&command) == "HSET", "a hash is stored");
     const std::string key = fuzz_take_word(&command);
     fuzz_require(key[0] == '/' && key.find('\0') == std::string::npos, "under a path");
-    if (key.compare(0, top.size(), top) != 0)
+    if (key.compare(0, top.size(), top) != 0) {
         return;
+    }
     while (!command.empty()) {
         const std::string name = fuzz_take_word(&command);
         const std::string record = fuzz_take_word(&command);
         fuzz_require(!name.empty() && name.find_first_of("/[] ") == std::string::npos,
                      "a child has a name");
-        if (key == "/")
+        if (key == "/") {
             fuzz_require(record.size() > 43 && record.back() == '\0', "a module has a namespace");
-        else
+        } else {
             fuzz_check_record(record);
+        }
         (*hashes)[key].emplace_back(name, record);
     }
 }
@@ -95,20 +97,9 @@ inline fuzz_hashes fuzz_stored_schema(const ly_ctx *context,
                                       const std::string &top)
 {
     fuzz_hashes hashes;
-    char *bytes = nullptr;
-    size_t size = 0;
-    spool output = {open_memstream(&bytes, &size), 0};
-    fuzz_require(output.file != nullptr, "there is a spool");
-    write_schema(context, requests, &output, [](uint64_t) {});
-    fuzz_require(spool_finish(&output) == 0, "the spool is written");
-    fclose(output.file);
-    spool_reader reader = {bytes, bytes + size};
-    const char *command = nullptr;
-    size_t length = 0;
-    while (spool_next(&reader, &command, &length))
-        fuzz_take_hash(std::string(command, length), top, &hashes);
-    fuzz_require(reader.at == reader.end, "the spool is read to its end");
-    free(bytes);
+    const schema_content content = write_schema(context, requests, [](uint64_t) {});
+    for (const std::string &command : content.commands)
+        fuzz_take_hash(command, top, &hashes);
     return hashes;
 }
 

@@ -6,13 +6,13 @@
 // a target of its own, schema.
 #include "device/schemac/compile.h"
 
-#include <sys/stat.h>
-
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_stored.h"
 #include "tests/fuzz/kept_context.h"
 #include "tests/support/private_tmp.h"
+
+#include <sys/stat.h>
 
 // libyang forgets some memory when it refuses a text.
 extern "C" __attribute__((used, visibility("default"))) const char *__lsan_default_suppressions();
@@ -37,8 +37,9 @@ yang_texts split_texts(const std::string &input)
     while (texts.size() < most_texts) {
         const size_t end = input.find("\n---\n", at);
         texts.push_back(input.substr(at, end - at));
-        if (end == std::string::npos)
+        if (end == std::string::npos) {
             break;
+        }
         at = end + 5;
     }
     return texts;
@@ -85,10 +86,14 @@ class quiet_errors
     FILE *original;
 };
 
-context_ptr compile(source_index *index, std::vector<module_request> *requests)
+int ask_for_first(source_index *index, std::vector<module_request> *requests)
 {
     const quiet_errors errors;
-    return compile_modules(index, requests, [](const char *) {});
+    schemac_options options = {};
+    options.directories = {directory};
+    options.modules = {names[0]};
+    options.features = {{names[0], "*"}};
+    return make_requests(&options, index, requests);
 }
 
 } // namespace
@@ -105,10 +110,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const yang_texts texts = split_texts(fuzz_input(data, size).rest());
     write_texts(texts);
     source_index index;
-    std::vector<module_request> requests = {{names[0], "", {"*"}}};
-    fuzz_require(source_index_add_directory(&index, directory, true) == 0, "there are texts");
-    const context_ptr context = compile(&index, &requests);
+    std::vector<module_request> requests;
+    if (ask_for_first(&index, &requests) != 0)
+        return 0;
+    error_report error;
+    const context_ptr context = compile_modules(
+        &index, requests, [](const std::string &) {}, &error);
     if (context)
         fuzz_stored_schema(context.get(), requests, "/");
+    else
+        report_text(error);
     return 0;
 }
