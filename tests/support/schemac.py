@@ -122,3 +122,14 @@ def doubling_groupings(levels):
         )
         + f"uses g{levels - 1};"
     )
+
+
+def nested_groupings(depth):
+    """A module that is so deep."""
+    return (
+        "grouping g0 { leaf x { type string; } }\n"
+        + "".join(
+            f"grouping g{i} {{ container c {{ uses g{i - 1}; }} }}\n" for i in range(1, depth)
+        )
+        + f"uses g{depth - 1};"
+    )

@@ -1,0 +1,105 @@
+"""schemac: modules that take more than there is, and those that break libyang.
+
+Limits of the test stand in for those of the program, which would take minutes
+or all the memory of a small machine to reach."""
+
+import resource
+import subprocess
+import time
+
+import pytest
+
+from support import valgrind
+from support.schemac import doubling_groupings, nested_groupings, SANITIZED, SCHEMAC
+
+pytest_plugins = ("support.schemac_fixtures",)
+
+
+def with_limit(limit, value):
+    return lambda: resource.setrlimit(limit, (value, resource.getrlimit(limit)[1]))
+
+
+NEVER_ENDING = (
+    "grouping g0 { }\n"
+    + "".join(f"grouping g{i} {{ uses g{i - 1}; uses g{i - 1}; }}\n" for i in range(1, 60))
+    + "uses g59;"
+)
+
+
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer needs more address space than the limit")
+def test_a_module_that_explodes_is_an_error(server, run, write):
+    write("m", doubling_groupings(40))
+    result = run("m", preexec_fn=with_limit(resource.RLIMIT_AS, 400 << 20))
+    assert result.returncode == 1
+    assert result.stderr.startswith("schemac: m: ") and "emory" in result.stderr
+    assert server.content() == {}
+
+
+def test_a_module_that_takes_for_ever_is_an_error(server, run, write):
+    write("m", NEVER_ENDING)
+    seconds = 2 * valgrind.SCALE
+    result = run("m", preexec_fn=with_limit(resource.RLIMIT_CPU, seconds))
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == f"schemac: m: compiling takes more than {seconds} seconds\n"
+    assert server.content() == {}
+
+
+def limits_of(pid):
+    with open(f"/proc/{pid}/limits", encoding="ascii") as file:
+        return {line[:25].strip(): line[25:].split()[0] for line in file}
+
+
+def child_of(process):
+    path = f"/proc/{process.pid}/task/{process.pid}/children"
+    for _ in range(2000):
+        with open(path, encoding="ascii") as file:
+            children = file.read().split()
+        if children and "Max cpu time" in limits_of(children[0]):
+            return int(children[0])
+        time.sleep(0.01)
+    raise AssertionError("no child")
+
+
+def is_running(pid):
+    try:
+        with open(f"/proc/{pid}/stat", encoding="ascii") as file:
+            return file.read().rsplit(")", 1)[1].split()[0] != "Z"
+    except FileNotFoundError:
+        return False
+
+
+def wait_until(condition):
+    deadline = time.monotonic() + 60
+    while not condition():
+        assert time.monotonic() < deadline
+        time.sleep(0.01)
+
+
+@pytest.mark.skipif(valgrind.ENABLED, reason="the child is valgrind's")
+def test_the_compiler_has_limits_and_ends_with_the_program(server, write, tmp_path):
+    write("m", NEVER_ENDING)
+    with subprocess.Popen(
+        [SCHEMAC, "--redis", server.socket, "m"], cwd=tmp_path, stdin=subprocess.DEVNULL
+    ) as process:
+        try:
+            child = child_of(process)
+            wait_until(lambda: limits_of(child)["Max cpu time"] == "120")
+            wait_until(lambda: limits_of(child)["Max address space"] != "unlimited")
+        finally:
+            process.kill()
+    wait_until(lambda: not is_running(child))
+    assert server.content() == {}
+
+
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer says itself that the stack is full")
+def test_a_module_that_breaks_the_compiler_hides_no_other(server, run, write):
+    write("good", "leaf a { type string; }")
+    write("deep", nested_groupings(8000))
+    write("bad", "leaf a { type nosuch; }")
+    result = run("good", "deep", "bad", preexec_fn=with_limit(resource.RLIMIT_STACK, 256 << 10))
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == (
+        "schemac: deep: the compiler died of signal 11\n"
+        'schemac: bad: line 4: Referenced type "nosuch" not found. (/bad:a)\n'
+    )
+    assert server.content() == {}
