@@ -16,6 +16,7 @@ namespace
 // The first thing that went wrong in a context, and what was read last.
 struct compile_attempt {
     source_index *index;
+    const compile_watch *watch;
     ly_ctx *context;
     const yang_source *current;
     bool has_failed;
@@ -55,29 +56,45 @@ std::string missing_text(const compile_attempt *attempt, const std::string &name
     return text;
 }
 
-bool is_known(const compile_attempt *attempt, const yang_dependency &wanted)
+// Whether there is a module to load, in the index or among libyang's own.
+bool is_known(const compile_attempt *attempt, const std::string &name, const std::string &revision)
 {
-    if (source_index_find(attempt->index, wanted.name, wanted.revision) != nullptr)
+    if (source_index_find(attempt->index, name, revision) != nullptr)
         return true;
+    return revision.empty()
+               ? ly_ctx_get_module_latest(attempt->context, name.c_str()) != nullptr
+               : ly_ctx_get_module(attempt->context, name.c_str(), revision.c_str()) != nullptr;
+}
+
+bool is_served(const compile_attempt *attempt, const yang_dependency &wanted)
+{
     if (wanted.is_include)
-        return false;
-    const char *revision = wanted.revision.empty() ? nullptr : wanted.revision.c_str();
-    return revision != nullptr
-               ? ly_ctx_get_module(attempt->context, wanted.name.c_str(), revision) != nullptr
-               : ly_ctx_get_module_latest(attempt->context, wanted.name.c_str()) != nullptr;
+        return source_index_find(attempt->index, wanted.name, wanted.revision) != nullptr;
+    return is_known(attempt, wanted.name, wanted.revision);
 }
 
 // Notes the first import or include that nobody can serve, with its line.
 void check_dependencies(compile_attempt *attempt, const yang_source *source)
 {
     for (const yang_dependency &wanted : source->dependencies) {
-        if (!is_known(attempt, wanted)) {
+        if (!is_served(attempt, wanted)) {
             set_error(attempt, source, wanted.line,
                       std::string(wanted.is_include ? "include" : "import") + ": " +
                           missing_text(attempt, wanted.name, wanted.revision));
             return;
         }
     }
+}
+
+// A text is what it says itself, whatever its file is called.
+void check_revision(const compile_attempt *attempt, const yang_source *source)
+{
+    if (source->is_used || source->named_revision.empty() ||
+        source->named_revision == source->revision)
+        return;
+    const std::string revision = source->revision.empty() ? "none" : source->revision;
+    attempt->watch->warning({source->declared_name, source->line,
+                             "the revision is " + revision + ", not that of " + source->path});
 }
 
 // Hands a text to libyang.
@@ -97,6 +114,7 @@ LY_ERR serve_source(const char *module, const char *module_revision, const char 
         return LY_ENOTFOUND;
     }
     attempt->current = source;
+    check_revision(attempt, source);
     source->is_used = true;
     if (source->text.empty()) {
         set_error(attempt, source, 1, source->path + " is empty");
@@ -141,7 +159,7 @@ context_ptr make_context(compile_attempt *attempt)
 
 int load_module(compile_attempt *attempt, const module_request &request)
 {
-    if (!is_known(attempt, {false, request.name, request.revision, 0})) {
+    if (!is_known(attempt, request.name, request.revision)) {
         attempt->has_failed = true;
         attempt->error = {request.name, 0, missing_text(attempt, request.name, request.revision)};
         return -1;
@@ -162,11 +180,10 @@ int load_module(compile_attempt *attempt, const module_request &request)
 }
 
 // Compiles these modules in the attempt's context; 0, or -1 with attempt->error set.
-int try_modules(compile_attempt *attempt, const std::vector<module_request> &requests,
-                compile_watch watch)
+int try_modules(compile_attempt *attempt, const std::vector<module_request> &requests)
 {
     for (const module_request &request : requests) {
-        watch(request.name);
+        attempt->watch->module(request.name);
         if (load_module(attempt, request) != 0)
             return -1;
     }
@@ -181,15 +198,16 @@ int try_modules(compile_attempt *attempt, const std::vector<module_request> &req
 } // namespace
 
 context_ptr compile_modules(source_index *index, const std::vector<module_request> &requests,
-                            compile_watch watch, error_report *error)
+                            const compile_watch *watch, error_report *error)
 {
     ly_log_level(LY_LLERR);
     ly_set_log_clb(log_message, 1);
     compile_attempt attempt = {};
     attempt.index = index;
+    attempt.watch = watch;
     running_attempt = &attempt;
     context_ptr context = make_context(&attempt);
-    if (context == nullptr || try_modules(&attempt, requests, watch) != 0) {
+    if (context == nullptr || try_modules(&attempt, requests) != 0) {
         *error = attempt.error;
         context.reset();
     }

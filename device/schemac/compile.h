@@ -19,12 +19,15 @@ struct context_deleter {
 };
 using context_ptr = std::unique_ptr<ly_ctx, context_deleter>;
 
-// Called with the name of each module before it is worked at.
-using compile_watch = void (*)(const std::string &module);
+// Who is told meanwhile.
+struct compile_watch {
+    void (*module)(const std::string &name); // before it is worked at
+    void (*warning)(const error_report &report);
+};
 
 // Compiles the modules together with all that they need. Returns the context
 // that holds them, or null with the first error.
 context_ptr compile_modules(source_index *index, const std::vector<module_request> &requests,
-                            compile_watch watch, error_report *error);
+                            const compile_watch *watch, error_report *error);
 
 #endif

@@ -1,8 +1,10 @@
 // Which modules are to be compiled, with which features.
 #include "device/schemac/requests.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <string.h>
+#include <sys/stat.h>
 
 #include "device/schemac/report.h"
 
@@ -28,15 +30,6 @@ int open_directories(const schemac_options *options, source_index *index)
     return 0;
 }
 
-module_request *find_request(std::vector<module_request> *requests, const std::string &name)
-{
-    for (module_request &request : *requests) {
-        if (request.name == name)
-            return &request;
-    }
-    return nullptr;
-}
-
 // Adds a request, or its features to the one for the same module.
 int add_request(source_index *index, module_request request, std::vector<module_request> *requests)
 {
@@ -48,39 +41,85 @@ int add_request(source_index *index, module_request request, std::vector<module_
         }
         request.name = source->belongs_to;
         request.revision.clear();
+    } else if (source != nullptr && !request.revision.empty()) {
+        request.revision = source->revision; // which the file name may not tell
     }
-    module_request *known = find_request(requests, request.name);
-    if (known != nullptr)
-        known->features.insert(known->features.end(), request.features.begin(),
-                               request.features.end());
-    else
-        requests->push_back(request);
+    for (module_request &known : *requests) {
+        if (known.name == request.name) {
+            known.features.insert(known.features.end(), request.features.begin(),
+                                  request.features.end());
+            return 0;
+        }
+    }
+    requests->push_back(request);
     return 0;
 }
 
-int add_file(source_index *index, const char *path, std::vector<module_request> *requests)
+const yang_source *open_file(source_index *index, const char *path)
 {
     const yang_source *source = source_index_add_file(index, path);
-    if (source == nullptr) {
+    if (source == nullptr)
         report_error({path, 0, errno == EINVAL ? "not a .yang file" : strerror(errno)});
-        return -1;
-    }
-    return add_request(index, {source->name, source->revision, {}}, requests);
+    return source;
 }
 
-// NAME, NAME@REVISION, or the path of a file.
+// Every module in the directory, as if its files were named, but of each only
+// the newest revision.
+int add_directory(source_index *index, std::string directory, std::vector<module_request> *requests)
+{
+    while (directory.size() > 1 && directory.back() == '/')
+        directory.pop_back();
+    if (open_directory(index, directory.c_str(), false) != 0)
+        return -1;
+    std::vector<std::string> names;
+    for (const std::string &path : source_index_paths_in(index, directory)) {
+        const yang_source *source = open_file(index, path.c_str());
+        if (source == nullptr)
+            return -1;
+        if (!source->is_submodule)
+            names.push_back(source->name);
+    }
+    for (const std::string &name : names) {
+        if (add_request(index, {name, "", {}}, requests) != 0)
+            return -1;
+    }
+    if (!names.empty())
+        return 0;
+    report_error({directory, 0, "no module in it"});
+    return -1;
+}
+
+bool is_directory(const char *path)
+{
+    struct stat status;
+    return stat(path, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+// The path of a file or directory, NAME or NAME@REVISION. A name that stands
+// for a module and for a directory is the module's.
 int add_word(source_index *index, const char *word, std::vector<module_request> *requests)
 {
-    const std::string_view text = word;
-    if (text.find('/') != std::string_view::npos || text.ends_with(".yang"))
-        return add_file(index, word, requests);
+    const std::string text = word;
     const size_t mark = text.find('@');
-    const std::string_view revision = mark == std::string_view::npos ? "" : text.substr(mark + 1);
-    return add_request(index, {std::string(text.substr(0, mark)), std::string(revision), {}},
-                       requests);
+    const std::string name = text.substr(0, mark);
+    const std::string revision = mark == std::string::npos ? "" : text.substr(mark + 1);
+    const bool is_path = text.find('/') != std::string::npos;
+    if (is_directory(word) && (is_path || source_index_find(index, name, revision) == nullptr))
+        return add_directory(index, text, requests);
+    if (!is_path && !text.ends_with(".yang"))
+        return add_request(index, {name, revision, {}}, requests);
+    const yang_source *source = open_file(index, word);
+    return source != nullptr ? add_request(index, {source->name, source->revision, {}}, requests)
+                             : -1;
 }
 
 } // namespace
+
+bool is_requested(const std::vector<module_request> &requests, const char *name)
+{
+    return std::any_of(requests.begin(), requests.end(),
+                       [name](const module_request &one) { return one.name == name; });
+}
 
 int make_requests(const schemac_options *options, source_index *index,
                   std::vector<module_request> *requests)

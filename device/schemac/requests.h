@@ -14,6 +14,8 @@ struct module_request {
     std::vector<std::string> features; // to be enabled; "*" means all
 };
 
+bool is_requested(const std::vector<module_request> &requests, const char *name);
+
 // Opens the directories that the options name and finds out what they ask for.
 // A module is asked for once; a submodule stands for its module. Returns 0, or
 // -1 after the cause has been printed.

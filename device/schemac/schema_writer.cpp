@@ -153,21 +153,12 @@ void write_module(schema_writer *writer, const lys_module *module)
     write_below(writer, &place, rpcs);
 }
 
-bool is_requested(const lys_module *module, const std::vector<module_request> &requests)
-{
-    for (const module_request &request : requests) {
-        if (request.name == module->name)
-            return true;
-    }
-    return false;
-}
-
 // A module stands in the root when its nodes are stored or when its name may be
 // the prefix of a value; libyang's own modules do only when they are asked for.
 bool is_listed(const lys_module *module, bool is_built_in,
                const std::vector<module_request> &requests)
 {
-    if (module->implemented && is_requested(module, requests))
+    if (module->implemented && is_requested(requests, module->name))
         return true;
     return !is_built_in && (module->implemented || LY_ARRAY_COUNT(module->identities) > 0);
 }

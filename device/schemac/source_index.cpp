@@ -1,6 +1,7 @@
 // The YANG files that may be compiled.
 #include "device/schemac/source_index.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
 #include <fts.h>
@@ -34,7 +35,8 @@ bool split_file_name(std::string_view file, yang_source *source)
     size_t mark = file.find('@');
     source->name = file.substr(0, mark);
     if (mark != std::string_view::npos)
-        source->revision = file.substr(mark + 1);
+        source->named_revision = file.substr(mark + 1);
+    source->revision = source->named_revision;
     return true;
 }
 
@@ -45,6 +47,7 @@ yang_source *append_source(source_index *index, const char *path)
     if (!split_file_name(slash != nullptr ? slash + 1 : path, source.get()))
         return nullptr;
     source->path = path;
+    index->by_name[source->name].push_back(source.get());
     index->sources.push_back(std::move(source));
     return index->sources.back().get();
 }
@@ -82,13 +85,35 @@ int read_text(yang_source *source)
     return 0;
 }
 
-void note_top_statement(yang_source *source, const yang_statement &statement, std::string *newest)
+// Reads an import or include to its end.
+void read_dependency(yang_source *source, yang_cursor *cursor, const yang_statement &statement)
+{
+    const char *text = source->text.data();
+    yang_dependency dependency = {statement.keyword == "include",
+                                  statement.argument,
+                                  "",
+                                  statement.line,
+                                  static_cast<size_t>(statement.keyword.data() - text),
+                                  0};
+    yang_statement inner;
+    while (yang_next_within(cursor, statement.depth, &inner)) {
+        if (inner.keyword == "revision-date")
+            dependency.revision = inner.argument;
+    }
+    if (cursor->depth == statement.depth)
+        dependency.end = static_cast<size_t>(cursor->at - text);
+    source->dependencies.push_back(dependency);
+}
+
+void read_top_statement(yang_source *source, yang_cursor *cursor, const yang_statement &statement,
+                        std::string *newest)
 {
     if (statement.keyword == "import" || statement.keyword == "include")
-        source->dependencies.push_back(
-            {statement.keyword == "include", statement.argument, "", statement.line});
+        read_dependency(source, cursor, statement);
     else if (statement.keyword == "belongs-to")
         source->belongs_to = statement.argument;
+    else if (statement.keyword == "yang-version")
+        source->is_version_1_1 = statement.argument == "1.1";
     else if (statement.keyword == "revision" && statement.argument > *newest)
         *newest = statement.argument;
 }
@@ -99,7 +124,6 @@ void read_header(yang_source *source)
     yang_cursor cursor = yang_open(source->text);
     yang_statement statement;
     std::string newest;
-    bool in_dependency = false;
     source->line = 1;
     while (yang_next(&cursor, &statement)) {
         if (statement.depth == 0) {
@@ -107,15 +131,10 @@ void read_header(yang_source *source)
             source->declared_name = statement.argument;
             source->line = statement.line;
         } else if (statement.depth == 1) {
-            size_t known = source->dependencies.size();
-            note_top_statement(source, statement, &newest);
-            in_dependency = source->dependencies.size() > known;
-        } else if (statement.depth == 2 && in_dependency && statement.keyword == "revision-date") {
-            source->dependencies.back().revision = statement.argument;
+            read_top_statement(source, &cursor, statement, &newest);
         }
     }
-    if (source->revision.empty())
-        source->revision = newest;
+    source->revision = newest;
 }
 
 void ensure_read(yang_source *source)
@@ -136,10 +155,63 @@ bool is_better(const yang_source *source, const yang_source *best)
     return source->revision > best->revision;
 }
 
+std::string directory_of(const std::string &path)
+{
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos)
+        return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// The source of a file in a directory that has been added, or a new one for it;
+// null when it is none of ours.
+yang_source *source_of(source_index *index, const std::string &path)
+{
+    const size_t slash = path.rfind('/');
+    const std::string found_path = slash == std::string::npos ? "./" + path : path;
+    yang_source wanted = {};
+    if (!split_file_name(found_path.substr(found_path.rfind('/') + 1), &wanted))
+        return nullptr;
+    for (yang_source *source : index->by_name[wanted.name]) {
+        if (source->path == found_path)
+            return source;
+    }
+    return append_source(index, path.c_str());
+}
+
+// Has a source looked up by the name in its text.
+void look_up_by_text(source_index *index, yang_source *source)
+{
+    if (source->declared_name.empty() || source->declared_name == source->name)
+        return;
+    std::erase(index->by_name[source->name], source);
+    source->name = source->declared_name;
+    index->by_name[source->name].push_back(source);
+}
+
+// The best of these sources, as far as is known without reading more of them;
+// null when none has the revision.
+yang_source *choose(const std::vector<yang_source *> &sources, const std::string &revision)
+{
+    yang_source *best = nullptr;
+    for (yang_source *source : sources) {
+        if (source->revision.empty())
+            ensure_read(source);
+        const bool fits =
+            revision.empty() || source->revision == revision || source->named_revision == revision;
+        if (fits && is_better(source, best))
+            best = source;
+    }
+    return best;
+}
+
 } // namespace
 
 int source_index_add_directory(source_index *index, const char *directory, bool is_deep)
 {
+    const std::vector<std::string> &known = index->directories;
+    if (std::find(known.begin(), known.end(), directory) != known.end())
+        return 0;
     struct stat status;
     if (stat(directory, &status) != 0)
         return -1;
@@ -165,7 +237,9 @@ int source_index_add_directory(source_index *index, const char *directory, bool 
 
 yang_source *source_index_add_file(source_index *index, const char *path)
 {
-    yang_source *source = append_source(index, path);
+    if (source_index_add_directory(index, directory_of(path).c_str(), false) != 0)
+        return nullptr;
+    yang_source *source = source_of(index, path);
     if (source == nullptr) {
         errno = EINVAL;
         return nullptr;
@@ -176,28 +250,32 @@ yang_source *source_index_add_file(source_index *index, const char *path)
         return nullptr;
     }
     source->is_pinned = true;
-    source->name = source->declared_name;
-    const char *slash = strrchr(path, '/');
-    std::string directory = slash != nullptr ? std::string(path, slash) : ".";
-    if (source_index_add_directory(index, directory.empty() ? "/" : directory.c_str(), false) != 0)
-        return nullptr;
+    look_up_by_text(index, source);
     return source;
+}
+
+std::vector<std::string> source_index_paths_in(const source_index *index,
+                                               const std::string &directory)
+{
+    std::vector<std::string> paths;
+    for (const std::unique_ptr<yang_source> &source : index->sources) {
+        if (directory_of(source->path) == directory)
+            paths.push_back(source->path);
+    }
+    return paths;
 }
 
 yang_source *source_index_find(source_index *index, const std::string &name,
                                const std::string &revision)
 {
-    yang_source *best = nullptr;
-    for (const std::unique_ptr<yang_source> &held : index->sources) {
-        yang_source *source = held.get();
-        if (source->name != name)
-            continue;
-        if (source->revision.empty())
-            ensure_read(source);
-        if ((revision.empty() || source->revision == revision) && is_better(source, best))
-            best = source;
-    }
-    if (best != nullptr)
+    const auto named = index->by_name.find(name);
+    if (named == index->by_name.end())
+        return nullptr;
+    // Reading a source may show that it has another revision than its file name says.
+    yang_source *best = choose(named->second, revision);
+    while (best != nullptr && best->state == source_state::unread) {
         ensure_read(best);
+        best = choose(named->second, revision);
+    }
     return best;
 }

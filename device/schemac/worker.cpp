@@ -36,6 +36,7 @@ constexpr uint64_t nodes_per_note = 1000;
 // What the first byte of a line says about the rest.
 constexpr char note_module = 'm';   // the module that is worked at; empty: none any more
 constexpr char note_progress = 'p'; // what an operator is to see
+constexpr char note_warning = 'w';
 constexpr char note_error = 'e';
 constexpr char note_result = 'r';
 
@@ -51,6 +52,7 @@ struct work_result {
     bool is_good;
     std::string module; // that it worked at; empty: at none
     std::string progress;
+    std::vector<std::string> warnings;
     std::vector<std::string> errors;
     std::string result;
 };
@@ -74,6 +76,11 @@ void note_compiling(const std::string &module)
 {
     note(note_module, module);
     note(note_progress, "compiling " + module);
+}
+
+void note_oddity(const error_report &report)
+{
+    note(note_warning, report_text(report));
 }
 
 void note_nodes(uint64_t nodes)
@@ -130,8 +137,8 @@ int do_work(const work *wanted)
 {
     limit_resources();
     error_report error;
-    const context_ptr context =
-        compile_modules(wanted->index, wanted->requests, note_compiling, &error);
+    const compile_watch watch = {note_compiling, note_oddity};
+    const context_ptr context = compile_modules(wanted->index, wanted->requests, &watch, &error);
     if (context == nullptr) {
         note(note_error, report_text(error));
         return -1;
@@ -158,6 +165,8 @@ void take_line(const std::string &line, work_result *result)
         result->module = text;
     else if (line[0] == note_progress)
         result->progress = text;
+    else if (line[0] == note_warning)
+        result->warnings.push_back(text);
     else if (line[0] == note_error)
         result->errors.push_back(text);
     else
@@ -217,7 +226,7 @@ void take_end(pid_t child, work_result *result)
 // Does the work in a child.
 work_result run_child(const work *wanted)
 {
-    work_result result = {false, "", "looking for modules", {}, ""};
+    work_result result = {false, "", "looking for modules", {}, {}, ""};
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         result.errors.push_back(report_text({"worker", 0, strerror(errno)}));
@@ -268,6 +277,8 @@ int compile_and_store(const schemac_options *options, source_index *index,
     if (errors.empty())
         errors = result.errors;
     progress_clear();
+    for (const std::string &warning : result.warnings)
+        fprintf(stderr, "%s\n", warning.c_str());
     for (const std::string &error : errors)
         fprintf(stderr, "%s\n", error.c_str());
     if (!result.is_good)

@@ -132,3 +132,15 @@ bool yang_next(yang_cursor *cursor, yang_statement *statement)
     cursor->at++;
     return true;
 }
+
+bool yang_next_within(yang_cursor *cursor, unsigned depth, yang_statement *statement)
+{
+    while (cursor->depth > depth) {
+        skip_gap(cursor);
+        if (peek(cursor, 0) != '}')
+            return yang_next(cursor, statement);
+        cursor->depth--;
+        cursor->at++;
+    }
+    return false;
+}

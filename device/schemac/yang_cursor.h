@@ -30,4 +30,9 @@ yang_cursor yang_open(std::string_view text);
 // thing that cannot belong to any YANG text.
 bool yang_next(yang_cursor *cursor, yang_statement *statement);
 
+// Reads the next statement in the block of one of that depth, which has just
+// been read; false when there is none left. The cursor then stands after the
+// block, unless it has come to what ends a text.
+bool yang_next_within(yang_cursor *cursor, unsigned depth, yang_statement *statement);
+
 #endif

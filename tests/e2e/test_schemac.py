@@ -506,6 +506,74 @@ def test_a_module_named_as_a_file(server, run, write):
     assert run("a/none.yang").returncode == 1
 
 
+def test_every_module_of_a_directory(server, run, write, tmp_path):
+    write("m", "revision 2020-01-01; leaf old { type string; }", "d", "m@2020-01-01.yang")
+    write("m", "revision 2021-01-01; leaf new { type string; }", "d", "m@2021-01-01.yang")
+    write("user", "import lib { prefix l; } include part; leaf a { type l:t; }", "d")
+    (tmp_path / "d/part.yang").write_text(
+        "submodule part { belongs-to user { prefix u; } leaf b { type string; } }"
+    )
+    write("other", "leaf o { type string; }", "d", "called-otherwise.yang")
+    write("below", "leaf x { type string; }", "d/deeper")
+    write("lib", "typedef t { type string; } leaf y { type string; }", "e")
+    write("m", "revision 2022-01-01; leaf newer { type string; }", "e", "m@2022-01-01.yang")
+    (tmp_path / "d/notes.txt").write_text("no module")
+    for words in (["d"], ["d/"], [f"{tmp_path}/d"], ["./d", "d//"]):
+        server.database().flushdb()
+        good(run("--search", "e", *words))
+        content = server.content()
+        assert content["/"].keys() == {"m", "user", "other"}
+        assert content["/m"].keys() == {"new"}
+        assert content["/user"].keys() == {"a", "b"}
+    good(run("--search", "e", "d", "lib", "d/deeper"))
+    assert server.content()["/"].keys() == {"m", "user", "other", "lib", "below"}
+
+
+def test_a_directory_called_like_a_module(server, run, write):
+    write("m", "leaf module { type string; }")
+    write("n", "leaf directory { type string; }", "m")
+    good(run("m"))
+    assert server.content()["/"].keys() == {"m"}
+    good(run("./m"))
+    assert server.content()["/"].keys() == {"n"}
+
+
+def test_directories_that_cannot_be_taken(server, run, write, tmp_path):
+    write("m", "leaf a { type string; }", "d")
+    os.symlink("nowhere", tmp_path / "d/gone.yang")
+    (tmp_path / "empty").mkdir()
+    (tmp_path / "parts").mkdir()
+    (tmp_path / "parts/part.yang").write_text("submodule part { belongs-to m { prefix m; } }")
+    for word, text in (
+        ("d", "d/gone.yang: No such file or directory"),
+        ("empty", "empty: no module in it"),
+        ("parts", "parts: no module in it"),
+        ("none/", "none/: No such file or directory"),
+    ):
+        result = run(word)
+        assert (result.returncode, result.stdout) == (1, "")
+        assert result.stderr == f"schemac: {text}\n"
+    assert server.content() == {}
+
+
+def test_a_file_name_with_another_revision_than_the_text(server, run, write):
+    write("m", "\n revision 2021-01-01; leaf a { type string; }", file="m@2020-01-01.yang")
+    write("n", "import m { prefix m; } leaf b { type string; }", file="n@2022-01-01.yang")
+    of_m = "schemac: m: line 1: the revision is 2021-01-01, not that of ./m@2020-01-01.yang\n"
+    of_n = "schemac: n: line 1: the revision is none, not that of ./n@2022-01-01.yang\n"
+    for words, warnings in (
+        (["m"], of_m),
+        (["m@2020-01-01"], of_m),
+        (["m@2021-01-01"], "schemac: m: no module m@2021-01-01 in .\n"),
+        (["m@2020-01-01.yang"], of_m),
+        (["n"], of_n + of_m),
+    ):
+        result = run(*words)
+        assert result.stderr == warnings
+        assert result.returncode == (1 if "no module" in warnings else 0)
+    assert server.content()["/"].keys() == {"n"}
+
+
 def test_newer_standard_types_than_the_compiler_knows(server, run, write):
     write(
         "ietf-yang-types",

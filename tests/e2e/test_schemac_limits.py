@@ -10,7 +10,7 @@ import time
 import pytest
 
 from support import valgrind
-from support.schemac import doubling_groupings, nested_groupings, SANITIZED, SCHEMAC
+from support.schemac import doubling_groupings, good, nested_groupings, SANITIZED, SCHEMAC
 
 pytest_plugins = ("support.schemac_fixtures",)
 
@@ -103,3 +103,14 @@ def test_a_module_that_breaks_the_compiler_hides_no_other(server, run, write):
         'schemac: bad: line 4: Referenced type "nosuch" not found. (/bad:a)\n'
     )
     assert server.content() == {}
+
+
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer needs more address space than the limit")
+def test_many_modules_named_as_files_are_read_once(server, run, write):
+    """Were each read again for each other file in its directory, they would take 400 MB."""
+    names = [f"m{number}" for number in range(200)]
+    for name in names:
+        write(name, f'description "{"x" * 10000}"; leaf {name} {{ type string; }}')
+    paths = [f"{name}.yang" for name in names]
+    good(run(*paths, preexec_fn=with_limit(resource.RLIMIT_AS, 200 << 20)))
+    assert server.content()["/"].keys() == set(names)

@@ -113,9 +113,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::vector<module_request> requests;
     if (ask_for_first(&index, &requests) != 0)
         return 0;
+    const compile_watch watch = {[](const std::string &) {}, [](const error_report &) {}};
     error_report error;
-    const context_ptr context = compile_modules(
-        &index, requests, [](const std::string &) {}, &error);
+    const context_ptr context = compile_modules(&index, requests, &watch, &error);
     if (context)
         fuzz_stored_schema(context.get(), requests, "/");
     else
