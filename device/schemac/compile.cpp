@@ -8,6 +8,7 @@
 
 #include <string.h>
 
+#include "device/schemac/includes.h"
 #include "device/schemac/locate.h"
 
 namespace
@@ -120,6 +121,8 @@ LY_ERR serve_source(const char *module, const char *module_revision, const char 
         set_error(attempt, source, 1, source->path + " is empty");
         return LY_ENOTFOUND;
     }
+    if (!source->is_submodule)
+        includes_lift(attempt->index, source);
     check_dependencies(attempt, source);
     *format = LYS_IN_YANG;
     *text = source->text.c_str();

@@ -2,6 +2,7 @@
 
 import os
 
+import pytest
 from support import valgrind
 from support.schemac import (
     CASE,
@@ -322,6 +323,57 @@ def test_submodules(server, run, write, tmp_path):
     server.database().flushdb()
     good(run("part"))  # a submodule stands for its module
     assert server.content() == expected
+
+
+def write_parts(tmp_path, directory, module_text, **parts):
+    (tmp_path / directory).mkdir()
+    head = "module m { namespace urn:m; prefix m; "
+    (tmp_path / directory / "m.yang").write_text(head + module_text)
+    for name, text in parts.items():
+        head = f"submodule {name} {{ belongs-to m {{ prefix m; }} "
+        (tmp_path / directory / f"{name}.yang").write_text(head + text)
+
+
+@pytest.mark.parametrize("words", [["--search", "d", "m"], ["d/m.yang"], ["d"], ["d/a.yang"]])
+def test_extensions_in_a_submodule_of_a_submodule(server, run, tmp_path, words):
+    write_parts(
+        tmp_path,
+        "d",
+        "include a; extension e; }",
+        a="include b; }",
+        b="container c { m:e; leaf x { type string; } } }",
+    )
+    good(run(*words))
+    assert server.content() == {
+        "/": {"m": module("urn:m")},
+        "/m": {"c": node(CONTAINER)},
+        "/m/c": {"x": node(LEAF, True, "string", "[string]")},
+    }
+
+
+def test_submodules_that_include_each_other_see_each_other(server, run, tmp_path):
+    write_parts(
+        tmp_path,
+        "d",
+        """include a { revision-date 2020-01-01; }
+           include b; import lib { prefix l; } extension e; leaf top { type t; } }""",
+        a="""include b { revision-date
+               2021-01-01; } include c;
+             revision 2020-01-01;
+             leaf in-a { type t; } container ca { m:e; uses g; } }""",
+        b="""include
+               "c" + ""; revision 2021-01-01; include d; grouping g { leaf gg { type t; } } }""",
+        c="typedef t { type uint8; m:e; } }",
+        d="leaf in-d { m:e; type t; } }",
+    )
+    (tmp_path / "d/lib.yang").write_text("module lib { namespace urn:lib; prefix lib; }")
+    good(run("--search", "d", "m"))
+    t = node(LEAF, True, "uint8", "[t]")
+    assert server.content() == {
+        "/": {"m": module("urn:m")},
+        "/m": {"top": t, "in-a": t, "ca": node(CONTAINER), "in-d": t},
+        "/m/ca": {"gg": t},
+    }
 
 
 def test_groupings_of_other_modules(server, run, write):

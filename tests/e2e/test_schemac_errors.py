@@ -119,6 +119,40 @@ def test_errors_in_other_files_than_the_named_one(server, run, write, tmp_path):
     assert len(result.stderr.splitlines()) == 1
 
 
+def test_lines_are_those_of_the_files_whatever_is_included(server, run, tmp_path):
+    """What is changed for libyang in texts that include others keeps its line."""
+    module = "module m { namespace urn:m; prefix m;\n include a; leaf x { type %s; }\n}"
+    first = "submodule a { belongs-to m { prefix m; }\n include b\n { description\n 'b'; }\n%s }"
+    second = "submodule b { belongs-to m { prefix m; }\n\n%s }"
+    leaf = "leaf %s { type nosuch; }"
+    for texts, place in (
+        ((module % "nosuch", first % "", second % ""), "m: line 2"),
+        ((module % "string", first % leaf % "y", second % ""), "a: line 5"),
+        ((module % "string", first % "", second % leaf % "z"), "b: line 3"),
+        ((module % "string", first % "include c;", second % ""), "a: line 5"),
+    ):
+        for name, text in zip(("m", "a", "b"), texts):
+            (tmp_path / f"{name}.yang").write_text(text)
+        result = run("m")
+        assert result.returncode == 1
+        assert result.stderr.startswith(f"schemac: {place}: "), result.stderr
+
+
+def test_what_a_module_of_version_1_1_fails_to_include_is_named(server, run, tmp_path):
+    head = "submodule %s { yang-version 1.1; belongs-to m { prefix m; } "
+    (tmp_path / "m.yang").write_text(
+        "module m { yang-version 1.1; namespace urn:m; prefix m; include a; }"
+    )
+    (tmp_path / "a.yang").write_text(head % "a" + "include b; }")
+    (tmp_path / "b.yang").write_text(head % "b" + "leaf x { type string; } }")
+    result = run("m")
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == (
+        "schemac: a: line 1: YANG 1.1 requires all submodules to be included from main module. "
+        'But submodule "a" includes submodule "b" which is not included by main module "m".\n'
+    )
+
+
 def test_control_characters_of_a_module_do_not_reach_the_terminal(server, run, tmp_path):
     (tmp_path / "m.yang").write_bytes(
         b'module m { namespace urn:m; prefix m;\n leaf a { type "\xc2\x9b\x1b[2Jx"; } }'
