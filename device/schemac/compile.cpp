@@ -198,9 +198,25 @@ int try_modules(compile_attempt *attempt, const std::vector<module_request> &req
     return -1;
 }
 
+// Asks for the modules that belong to the schema and were not compiled.
+// libyang leaves them so when it learns only while it compiles that others need
+// them. Returns how many there are.
+size_t request_uncompiled(const ly_ctx *context, std::vector<module_request> *requests)
+{
+    const size_t before = requests->size();
+    uint32_t position = 0;
+    while (const lys_module *module = ly_ctx_get_module_iter(context, &position)) {
+        if (module->implemented && module->compiled == nullptr &&
+            !is_requested(*requests, module->name))
+            requests->push_back(
+                {module->name, module->revision != nullptr ? module->revision : "", {}});
+    }
+    return requests->size() - before;
+}
+
 } // namespace
 
-context_ptr compile_modules(source_index *index, const std::vector<module_request> &requests,
+context_ptr compile_modules(source_index *index, std::vector<module_request> requests,
                             const compile_watch *watch, error_report *error)
 {
     ly_log_level(LY_LLERR);
@@ -209,11 +225,15 @@ context_ptr compile_modules(source_index *index, const std::vector<module_reques
     attempt.index = index;
     attempt.watch = watch;
     running_attempt = &attempt;
-    context_ptr context = make_context(&attempt);
-    if (context == nullptr || try_modules(&attempt, requests) != 0) {
-        *error = attempt.error;
+    context_ptr context;
+    do {
         context.reset();
-    }
+        context = make_context(&attempt);
+        if (context == nullptr || try_modules(&attempt, requests) != 0) {
+            *error = attempt.error;
+            context.reset();
+        }
+    } while (context != nullptr && request_uncompiled(context.get(), &requests) > 0);
     running_attempt = nullptr;
     return context;
 }

@@ -27,7 +27,7 @@ struct compile_watch {
 
 // Compiles the modules together with all that they need. Returns the context
 // that holds them, or null with the first error.
-context_ptr compile_modules(source_index *index, const std::vector<module_request> &requests,
+context_ptr compile_modules(source_index *index, std::vector<module_request> requests,
                             const compile_watch *watch, error_report *error);
 
 #endif

@@ -376,6 +376,55 @@ def test_submodules_that_include_each_other_see_each_other(server, run, tmp_path
     }
 
 
+def write_bridge(write, base_import):
+    """libyang learns of base and eth while it compiles what bridge refers to."""
+    base_import = f"import base {{ prefix b; {base_import} }}"
+    write("eth", base_import + ' augment "/b:top" { container eth { } }')
+    write(
+        "vlan",
+        base_import
+        + """
+      import eth { prefix e; }
+      container vlans { leaf id { type string; } }
+      augment "/b:top/e:eth" { leaf vid { type string; } }""",
+    )
+    write(
+        "bridge",
+        """
+      import vlan { prefix v; }
+      container bridge { leaf l { type leafref { path "/v:vlans/v:id"; } } }""",
+    )
+
+
+def check_bridge(server, result):
+    string = node(LEAF, True, "string", "[string]")
+    assert server.content() == {
+        "/": {name: module(f"urn:{name}") for name in ("base", "eth", "vlan", "bridge")},
+        "/base": {"top": node(CONTAINER)},
+        "/base/top": {"eth:eth": node(CONTAINER)},
+        "/base/top/eth:eth": {"vlan:vid": string},
+        "/vlan": {"vlans": node(CONTAINER)},
+        "/vlan/vlans": {"id": string},
+        "/bridge": {"bridge": node(CONTAINER)},
+        "/bridge/bridge": {"l": node(LEAF, True, "leafref", "[leafref]")},
+    }
+    assert result.stdout.startswith("schemac: 4 modules, 7 nodes, ")
+
+
+@pytest.mark.parametrize("word", ["bridge", "bridge.yang", "."])
+def test_modules_that_are_needed_only_by_what_is_needed(server, run, write, word):
+    write("base", "container top { }")
+    write_bridge(write, "")
+    check_bridge(server, good(run(word)))
+
+
+def test_revisions_that_are_needed_only_by_what_is_needed(server, run, write):
+    write("base", "revision 2020-01-01; container top { }", file="base@2020-01-01.yang")
+    write("base", "revision 2021-01-01; container newer { }", file="base@2021-01-01.yang")
+    write_bridge(write, "revision-date 2020-01-01;")
+    check_bridge(server, good(run("bridge")))
+
+
 def test_groupings_of_other_modules(server, run, write):
     write(
         "lib",
