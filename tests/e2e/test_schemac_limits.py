@@ -35,12 +35,12 @@ def test_a_module_that_explodes_is_an_error(server, run, write):
     assert server.content() == {}
 
 
+@pytest.mark.skipif(valgrind.ENABLED, reason="valgrind reports as lost what the killed child held")
 def test_a_module_that_takes_for_ever_is_an_error(server, run, write):
     write("m", NEVER_ENDING)
-    seconds = 2 * valgrind.SCALE
-    result = run("m", preexec_fn=with_limit(resource.RLIMIT_CPU, seconds))
+    result = run("m", preexec_fn=with_limit(resource.RLIMIT_CPU, 2))
     assert (result.returncode, result.stdout) == (1, "")
-    assert result.stderr == f"schemac: m: compiling takes more than {seconds} seconds\n"
+    assert result.stderr == "schemac: m: compiling takes more than 2 seconds\n"
     assert server.content() == {}
 
 
