@@ -126,28 +126,24 @@ def test_a_tree_that_cannot_be_written_is_kept(machine):
     assert machine.log.texts(ERROR) == logged * 2
 
 
+COPY_USAGE = "please input : copy-config source target\r\n"
+BAD_SOURCE = "Please input correct source database (startup | running | candidate | config).\r\n"
+BAD_TARGET = "Please input correct target database (startup | running | candidate).\r\n"
+SAME = "target and source can't be same.\r\n"
 COPY_REFUSALS = [
-    ("copy-config", "please input : copy-config source target\r\n"),
-    ("copy-config running", "please input : copy-config source target\r\n"),
-    ("copy-config running startup x", "please input : copy-config source target\r\n"),
-    (
-        "copy-config http://h/f running",
-        "Please input correct source database (startup | running | candidate | config).\r\n",
-    ),
-    (
-        "copy-config Running startup",
-        "Please input correct source database (startup | running | candidate | config).\r\n",
-    ),
-    (
-        "copy-config running config",
-        "Please input correct target database (startup | running | candidate).\r\n",
-    ),
-    (
-        "copy-config running http://h/f",
-        "Please input correct target database (startup | running | candidate).\r\n",
-    ),
-    ("copy-config running running", "target and source can't be same.\r\n"),
-    ("copy-config startup startup", "target and source can't be same.\r\n"),
+    ("copy-config", COPY_USAGE),
+    ("copy-config running", COPY_USAGE),
+    ("copy-config running startup x", COPY_USAGE),
+    ("copy-config http://h/f running", BAD_SOURCE),
+    ("copy-config Running startup", BAD_SOURCE),
+    ("copy-config 'running' startup", BAD_SOURCE),
+    ("copy-config x x", BAD_SOURCE),
+    ("copy-config running config", BAD_TARGET),
+    ("copy-config config config", BAD_TARGET),
+    ("copy-config running http://h/f", BAD_TARGET),
+    ("copy-config running running", SAME),
+    ("copy-config startup startup", SAME),
+    ("copy-config candidate candidate", SAME),
 ]
 
 
@@ -190,22 +186,22 @@ def test_save(machine):
     assert machine.tarnd.frames[1].body == request.encode() + b"\0"
 
 
+EXPORT_USAGE = "please input : export-config source dir(file path)\r\n"
+EXPORT_SOURCE = "input source is error,should be running or startup.\r\n"
+IMPORT_USAGE = "please input : import-config file target\r\n"
+IMPORT_TARGET = "input target is error,should be running or startup.\r\n"
 USAGES = [
     ("save now", "error command, please use:save (no param)\r\n"),
     ("delete-config startup", "error command, please use:delete-config\r\n "),
-    ("export-config", "please input : export-config source dir(file path)\r\n"),
-    ("export-config running", "please input : export-config source dir(file path)\r\n"),
-    ("export-config running /tmp/a b", "please input : export-config source dir(file path)\r\n"),
-    (
-        "export-config candidate /tmp/a",
-        "input source is error,should be running or startup.\r\n",
-    ),
-    ("import-config", "please input : import-config file target\r\n"),
-    ("import-config /tmp/a", "please input : import-config file target\r\n"),
-    (
-        "import-config /tmp/a candidate",
-        "input target is error,should be running or startup.\r\n",
-    ),
+    ("export-config", EXPORT_USAGE),
+    ("export-config running", EXPORT_USAGE),
+    ("export-config running /tmp/a b", EXPORT_USAGE),
+    ("export-config candidate /tmp/a", EXPORT_SOURCE),
+    ("export-config config /tmp/a", EXPORT_SOURCE),
+    ("import-config", IMPORT_USAGE),
+    ("import-config /tmp/a", IMPORT_USAGE),
+    ("import-config a b c", IMPORT_USAGE),
+    ("import-config /tmp/a candidate", IMPORT_TARGET),
     ("import-config /tmp/none running", "can't get file infomation.\r\n"),
     ("import-config /tmp running", "can't find the file \r\n"),
     ("export-config running /tmp/no/such", "Opening output file failed."),
@@ -428,6 +424,9 @@ def test_import_leaves_what_is_staged(machine):
         (b"</data>", "the file have no <data>.\r\n"),
         (b"<data>", "the file have no </data>.\r\n"),
         (b"</data><data>", "the file have no </data>.\r\n"),
+        # where the file is read page by page, <data> ends one
+        (b"x" * (4096 - 6) + b"<data>", "the file have no </data>.\r\n"),
+        (b"<" * 8192, "the file have no <data>.\r\n"),
         (b"", "warning:input file is EMPTY."),
     ],
 )

@@ -133,8 +133,17 @@ def test_a_schema_node_that_is_no_rpc(machine):
 
 def test_a_path_that_leads_nowhere(machine):
     machine.load(EXAMPLE)
-    for word in ("/acme/nothing", "..", "/acme/box/nothing/at/all", "/nothing"):
+    for word in ("/acme/nothing", "..", "/acme/box/nothing/at/all", "/nothing", "/"):
         machine.dialogue(("/$ ", word, f"error parameter: {word}\r\n" + no_such(word)))
+
+
+def test_the_two_answers_end_an_unknown_word_where_each_ends_words(machine):
+    """A path keeps what is quoted; the word of a command ends at the first blank."""
+    machine.load(EXAMPLE)
+    path = '/acme/box/nothing[k="a b"]'
+    machine.dialogue(
+        ("/$ ", path, f"error parameter: {path}\r\n" + no_such('/acme/box/nothing[k="a'))
+    )
 
 
 def test_quit_ends_only_when_it_is_the_first_word(machine):

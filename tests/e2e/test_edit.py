@@ -58,7 +58,7 @@ class TestDelete:
     def test_a_path_that_cannot_be_resolved(self, machine, operand):
         refused(machine, f"delete {operand}", f"error parameter: {operand}\r\n")
 
-    @pytest.mark.parametrize("operand", ["/nothing", "nothing", "./nothing"])
+    @pytest.mark.parametrize("operand", ["/nothing", "nothing", "./nothing", "/"])
     def test_an_unknown_module(self, machine, operand):
         refused(machine, f"delete {operand}", missing(operand))
 
@@ -126,6 +126,7 @@ class TestDelete:
             (at("/acme/box"), "delete ./size", ""),
             (at("/acme/box"), "delete ../hostname", ""),
             (at("/acme/box"), "delete none", "error parameter: none\r\n"),
+            (at("/acme/box"), "delete %s%n", "error parameter: %s%n\r\n"),
             (at("/acme/box"), "commit", printed_ok(1)),
         )
         assert machine.tarnd.requests == [

@@ -247,6 +247,16 @@ def test_state_data(machine, name):
     )
 
 
+def test_an_entry_of_state_data_is_no_list(machine):
+    """A predicate counts before what the node is."""
+    machine.load(STATES)
+    machine.tarnd.holds("<peer>", '<box xmlns="urn:acme"><peer><id>1</id></peer></box>')
+    entry = at("/acme/box/peer[id=1]")
+    machine.dialogue(
+        *go("acme", "box", "peer", "peer[id=1]"), (entry, "add-listentry id 1", NO_LIST), end=entry
+    )
+
+
 def test_a_list_without_keys(machine):
     machine.load(STATES)
     line = "\n/acme/box/line$ "

@@ -191,6 +191,16 @@ def test_a_leaf_cannot_be_entered(machine):
     )
 
 
+def test_below_an_entry(machine):
+    machine.tarnd.holds("<port>", PORTS)
+    entry = at("/acme/box/port[id=1]")
+    machine.dialogue(
+        *go("acme", "box", "port", "port[id=1]"),
+        (entry, "cd mtu", LEAF),
+        (entry, "cd nothing", "error parameter: nothing\r\n"),
+    )
+
+
 def test_a_leaf_list_can_be_entered(machine):
     machine.dialogue(*go("acme", "box", "tag"), end=at("/acme/box/tag"))
 

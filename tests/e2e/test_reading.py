@@ -204,7 +204,7 @@ def test_options_are_parsed_anew_each_time(machine):
 @pytest.mark.parametrize("command", ["get", "get-config -r", "get-config -s"])
 @pytest.mark.parametrize(
     "path",
-    ["/acme/nothing", "..", "/acme/box/name/x", "nothing", "/acme/..x", "/acme/box/../../.."],
+    ["/acme/nothing", "..", "/acme/box/name/x", "nothing", "/acme/..x", "/acme/box/../../..", "-s"],
 )
 def test_a_path_that_leads_nowhere(machine, command, path):
     machine.load(EXAMPLE)
