@@ -29,17 +29,6 @@ class profile_world : public shell_world
             return "(no file)";
         return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
     }
-
-    // Staged commands in order: operation, path, value.
-    static std::string log(const command_tree &tree = session.config_tree)
-    {
-        std::string text;
-        for (const cmd_node *node = tree.log.first; node != nullptr; node = node->log_next) {
-            text += std::to_string(node->operation) + " " + node->path +
-                    (node->value != nullptr ? std::string(" ") + node->value : "") + "\n";
-        }
-        return text;
-    }
 };
 
 #endif

@@ -192,6 +192,49 @@ class shell_world : public testing::Test
         set_text(&session.pwd, path);
     }
 
+    // Staged commands in order: operation, path, value.
+    static std::string log(const command_tree &tree = session.config_tree)
+    {
+        std::string text;
+        for (const cmd_node *node = tree.log.first; node != nullptr; node = node->log_next) {
+            text += std::to_string(node->operation) + " " + node->path +
+                    (node->value != nullptr ? std::string(" ") + node->value : "") + "\n";
+        }
+        return text;
+    }
+
+    // All that an operator's commands change.
+    static std::string all_held()
+    {
+        std::string text = std::string(session.pwd) + "|" + session.prompt + "|" +
+                           (session.rpc_path != nullptr ? session.rpc_path : "") + "\n" + log() +
+                           "|" + log(session.rpc_tree);
+        const list_record *list = session.entries != nullptr ? *session.entries : nullptr;
+        for (; list != nullptr; list = list->next) {
+            text += list->path;
+            for (const list_entry *entry = list->entries; entry != nullptr; entry = entry->next) {
+                text += std::string(" ") + entry->key;
+            }
+            text += "\n";
+        }
+        return text;
+    }
+
+    // Whether a command refuses its line: it says something, and changes nothing.
+    // What it says is asserted where an operator reads it, in the end-to-end tests.
+    static testing::AssertionResult refused(int (*command)(const char *), const std::string &line)
+    {
+        const std::string before = all_held();
+        int result = -1;
+        const std::string said = printed_by([&] { result = command(line.c_str()); });
+        if (!said.empty() && result == 0 && all_held() == before) {
+            return testing::AssertionSuccess();
+        }
+        return testing::AssertionFailure()
+               << line << " returned " << result << " and printed \"" << said
+               << "\"\nbefore: " << before << "\nafter: " << all_held();
+    }
+
     std::unique_ptr<scripted_server> server;
 };
 

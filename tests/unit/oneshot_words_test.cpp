@@ -99,8 +99,8 @@ class oneshot_words_test : public profile_world
             EXPECT_EQ(printed, prompt_printed);
             EXPECT_EQ(profile(), "(no file)");
         } else if (profile() == "(no file)") {
-            refused++;
-            EXPECT_EQ(printed, line.compare(0, 3, "set") == 0 ? "add cmd error!\r\n" : "");
+            refusals++;
+            EXPECT_EQ(printed.empty(), line.compare(0, 3, "set") != 0);
         } else {
             recorded++;
             EXPECT_EQ(printed, "");
@@ -114,7 +114,7 @@ class oneshot_words_test : public profile_world
 
     std::minstd_rand chance{1};
     int recorded = 0;
-    int refused = 0;
+    int refusals = 0;
 };
 
 TEST_F(oneshot_words_test, of_the_configuration)
@@ -125,7 +125,7 @@ TEST_F(oneshot_words_test, of_the_configuration)
         check("set " + some_operand() + value, workspace);
     }
     EXPECT_GT(recorded, 200);
-    EXPECT_GT(refused, 50);
+    EXPECT_GT(refusals, 50);
 }
 
 TEST_F(oneshot_words_test, of_an_rpc)
@@ -139,7 +139,7 @@ TEST_F(oneshot_words_test, of_an_rpc)
             check("set " + some_operand() + " " + some_text(), workspace);
     }
     EXPECT_GT(recorded, 200);
-    EXPECT_GT(refused, 50);
+    EXPECT_GT(refusals, 50);
 }
 
 } // namespace
