@@ -19,7 +19,12 @@
 #include "shell/arguments.h"
 #include "shell/dispatch.h"
 #include "shell/startup.h"
+#include "tests/support/files.h"
 #include "tests/support/shell_world.h"
+
+#include <fstream>
+#include <libxml/xmlerror.h>
+#include <set>
 
 // Part of the sanitizer, when the program is built with it.
 extern "C" {
@@ -39,16 +44,6 @@ struct scenario {
     bool lists = false;      // may also print what it prints without a daemon
     bool loses_tree = false; // a failed exchange loses a tree for good
 };
-
-inline std::string file_content(const std::string &path)
-{
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        return "(none)";
-    std::stringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 inline void describe(const cmd_node *node, std::string *text)
 {
@@ -93,7 +88,7 @@ inline std::string memory_state()
 // Everything that outlives a shell that ran one command.
 inline std::string profile_state()
 {
-    std::string text = file_content("/tmp/vandel.conf");
+    std::string text = file_text("/tmp/vandel.conf");
     return text.substr(0, text.find("%%%\n"));
 }
 
@@ -244,7 +239,7 @@ class command_sweep : public shell_world
     }
 
     // Whether a disturbed run's output is messages, with or without the output
-    // of an undisturbed one behind them.
+    // of an undisturbed one after them.
     static bool explained(std::string printed, const std::set<std::string> &normal,
                           const std::vector<std::string> &texts)
     {
@@ -272,7 +267,7 @@ class command_sweep : public shell_world
     // Leaves nothing staged in the profile, as if it could not be opened later on.
     static void keep_workspace_only()
     {
-        const std::string text = file_content("/tmp/vandel.conf");
+        const std::string text = file_text("/tmp/vandel.conf");
         const size_t end = text.find("[config]\n");
         if (end != std::string::npos)
             std::ofstream("/tmp/vandel.conf") << text.substr(0, end + 9);

@@ -3,7 +3,10 @@
 #ifndef VANDEL_TESTS_PROFILE_WORLD_H
 #define VANDEL_TESTS_PROFILE_WORLD_H
 
-#include <fstream>
+#include "tests/support/files.h"
+#include "tests/support/shell_world.h"
+
+inline constexpr char profile_name[] = "/tmp/vandel.conf";
 
 #include "tests/support/shell_world.h"
 
@@ -18,16 +21,13 @@ class profile_world : public shell_world
     void SetUp() override
     {
         shell_world::SetUp();
-        ::remove("/tmp/vandel.conf");
+        ::remove(profile_name);
         sample_schema();
     }
 
     static std::string profile()
     {
-        std::ifstream file("/tmp/vandel.conf", std::ios::binary);
-        if (!file.good())
-            return "(no file)";
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        return file_text(profile_name);
     }
 };
 

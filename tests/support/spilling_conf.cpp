@@ -6,12 +6,12 @@
 // end, how many calls there were.
 #include "conf_agent.h"
 
+#include "connect_tarnd.h"
+
 #include <cpuid.h>
 #include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 // What of libredisapi and libxml2 the shell calls.
 #define EACH_FUNCTION(of)                                                                          \
@@ -184,12 +184,7 @@ __attribute__((destructor)) static void tell()
 
 int conf_agent_init()
 {
-    struct sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    snprintf(address.sun_path, sizeof address.sun_path, "%s", getenv("TARND_SOCKET"));
-    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    return connect(fd, reinterpret_cast<struct sockaddr *>(&address), sizeof address) == 0 ? fd
-                                                                                           : -1;
+    return connect_tarnd();
 }
 
 int conf_dbg_enable(int, int)

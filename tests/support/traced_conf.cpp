@@ -3,12 +3,11 @@
 // fails with that number, else TARND_SOCKET is connected to.
 #include "conf_agent.h"
 
+#include "connect_tarnd.h"
+
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 namespace
 {
@@ -28,12 +27,7 @@ int conf_agent_init()
         errno = number_from(refusal);
         return -1;
     }
-    struct sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    snprintf(address.sun_path, sizeof address.sun_path, "%s", getenv("TARND_SOCKET"));
-    const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-    return connect(fd, reinterpret_cast<struct sockaddr *>(&address), sizeof address) == 0 ? fd
-                                                                                           : -1;
+    return connect_tarnd();
 }
 
 int conf_dbg_enable(int level, int flag)

@@ -22,12 +22,6 @@ class commit_test : public profile_world
         EXPECT_EQ(printed_by([&] { command(line.c_str()); }), "") << line;
     }
 
-    static void write_profile(const std::string &text)
-    {
-        std::ofstream file("/tmp/vandel.conf", std::ios::binary | std::ios::trunc);
-        file << text;
-    }
-
     // Frees what a failed exchange left detached.
     static void free_detached(command_tree *tree)
     {
@@ -336,9 +330,10 @@ TEST_F(commit_test, one_shot_with_nothing_staged)
 TEST_F(commit_test, one_shot_in_rpc_mode)
 {
     session.oneshot = 1;
-    write_profile("[pwd]\n/m/r/pc\n\n[config]\nset /m/c/x 1\nset /m/c/l[name=a]\n"
-                  "add /m/c/l l[name=a]\nadd /m/r/pl pl[n=1]\n\n[rpc]\n/m/r\n\n[rpc_para]\n"
-                  "set /m/r/p 5\n\n%%%\n");
+    write_file(profile_name,
+               "[pwd]\n/m/r/pc\n\n[config]\nset /m/c/x 1\nset /m/c/l[name=a]\n"
+               "add /m/c/l l[name=a]\nadd /m/r/pl pl[n=1]\n\n[rpc]\n/m/r\n\n[rpc_para]\n"
+               "set /m/r/p 5\n\n%%%\n");
     serve({ok});
     EXPECT_EQ(commit(), printed_ok);
     EXPECT_EQ(requests()[0], rpc_line(0) + "<r xmlns=\"urn:m\"><p>5</p></r></rpc>\r\n");
@@ -350,7 +345,7 @@ TEST_F(commit_test, one_shot_keeps_its_lines_when_the_exchange_fails)
 {
     const std::string text = "[pwd]\n/\n\n[config]\nset /m/c/x 1\n\n[rpc]\n\n[rpc_para]\n\n%%%\n";
     session.oneshot = 1;
-    write_profile(text);
+    write_file(profile_name, text);
     commit();
     EXPECT_EQ(profile(), text);
     free_detached(&session.config_tree);
@@ -359,7 +354,7 @@ TEST_F(commit_test, one_shot_keeps_its_lines_when_the_exchange_fails)
 TEST_F(commit_test, one_shot_after_an_error_reply_writes_the_lines_away)
 {
     session.oneshot = 1;
-    write_profile("[pwd]\n/\n\n[config]\nset /m/c/x 1\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
+    write_file(profile_name, "[pwd]\n/\n\n[config]\nset /m/c/x 1\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
     serve({"<rpc-reply><rpc-error/></rpc-reply>"});
     commit();
     EXPECT_EQ(profile(), "[pwd]\n/\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
@@ -368,8 +363,9 @@ TEST_F(commit_test, one_shot_after_an_error_reply_writes_the_lines_away)
 TEST_F(commit_test, one_shot_goes_on_after_a_bad_line)
 {
     session.oneshot = 1;
-    write_profile("[pwd]\n/\n\n[config]\nset /m/c/x 1\nbad line\nset /m/c/y 2\n\n[rpc]\n\n"
-                  "[rpc_para]\n\n%%%\n");
+    write_file(profile_name,
+               "[pwd]\n/\n\n[config]\nset /m/c/x 1\nbad line\nset /m/c/y 2\n\n[rpc]\n\n"
+               "[rpc_para]\n\n%%%\n");
     serve({ok});
     EXPECT_EQ(commit(), printed_ok);
     EXPECT_EQ(requests()[0], edit_request(0, "<c xmlns=\"urn:m\"><x>1</x></c>"));

@@ -1,8 +1,10 @@
 // The commands export-config and import-config.
 #include "commands/commands.h"
 
-#include <fstream>
-#include <stdio.h>
+#include "tests/support/files.h"
+#include "tests/support/shell_world.h"
+
+#include <cstdio>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -55,16 +57,12 @@ class datastore_files_test : public shell_world
 
     static std::string content(const char *name = path)
     {
-        std::ifstream file(name, std::ios::binary);
-        if (!file.good())
-            return "(no file)";
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+        return file_text(name);
     }
 
     static void write_content(const std::string &text)
     {
-        std::ofstream file(path, std::ios::binary | std::ios::trunc);
-        file << text;
+        write_file(path, text);
     }
 
     static int open_descriptors()
@@ -243,7 +241,7 @@ TEST_F(datastore_files_test, import_ends_at_the_first_zero_byte)
     serve({ok, ok});
     write_content(std::string("<data>ab\0cd</data>", 18));
     EXPECT_EQ(import_line("import-config /tmp/export.xml running"), printed_ok);
-    // The search goes on behind zero bytes.
+    // The search goes on after zero bytes.
     write_content(std::string("\0\0<data>ab</data>", 17));
     EXPECT_EQ(import_line("import-config /tmp/export.xml running"), printed_ok);
     EXPECT_EQ(requests(), (std::vector<std::string>{import_request(0, "running", "ab"),

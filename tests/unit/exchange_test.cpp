@@ -31,20 +31,21 @@ class exchange_test : public shell_world
 
     int receive()
     {
-        free(body);
-        body = reinterpret_cast<char *>(1);
-        length = 99;
-        int result = msg_recv(&body, &length);
-        expect_nothing_after_failure(result);
-        return result;
+        return take(msg_recv);
     }
 
     int wait_reply()
     {
+        return take(msg_wait_reply);
+    }
+
+    template <class reader>
+    int take(reader read_one)
+    {
         free(body);
         body = reinterpret_cast<char *>(1);
         length = 99;
-        int result = msg_wait_reply(&body, &length);
+        int result = read_one(&body, &length);
         expect_nothing_after_failure(result);
         return result;
     }
@@ -397,7 +398,7 @@ TEST_F(exchange_test, notifications_before_the_reply_are_printed)
     EXPECT_EQ(text(), "<ok/>");
     EXPECT_TRUE(lock_is_free());
     server->finish();
-    EXPECT_EQ(receive(), 0); // the one behind the reply is still there
+    EXPECT_EQ(receive(), 0); // the one after the reply is still there
     EXPECT_EQ(text(), notification);
 }
 

@@ -2,9 +2,11 @@
 // who changes what stands at the path while the shell looks at it.
 #include "commands/export_file.h"
 
+#include "tests/support/files.h"
+#include "tests/support/shell_world.h"
+
 #include <atomic>
-#include <errno.h>
-#include <fstream>
+#include <cerrno>
 #include <poll.h>
 #include <sys/resource.h>
 #include <thread>
@@ -111,19 +113,6 @@ const log_lines not_written = {{11, "[ERROR] write file fail.\n\n"}};
 const log_lines no_status = {{11, "[ERROR] Unable to get input file information.\n\n"}};
 const log_lines no_file = {{11, "[ERROR] export path is not a file.\r\n\n"}};
 
-void write_content(const char *name, const std::string &text)
-{
-    std::ofstream(name, std::ios::binary | std::ios::trunc) << text;
-}
-
-std::string content(const char *name)
-{
-    std::ifstream file(name, std::ios::binary);
-    if (!file.good())
-        return "(no file)";
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 // What somebody else puts at the path. Each replaces what is there in one step,
 // but for the first.
 struct plant {
@@ -139,7 +128,7 @@ const plant plants[] = {
     {"a FIFO", [](const char *at) { mkfifo(at, 0666); }},
     {"a link to a FIFO", [](const char *at) { (void)!symlink(fifo, at); }},
     {"a directory", [](const char *at) { mkdir(at, 0777); }},
-    {"a file", [](const char *at) { write_content(at, "planted"); }},
+    {"a file", [](const char *at) { write_file(at, "planted"); }},
 };
 
 void clear_place(const char *at)
@@ -178,7 +167,7 @@ class export_file_test : public shell_world
         rmdir(directory);
         ASSERT_EQ(mkdir(directory, 0755), 0);
         clear_place(missing);
-        write_content(victim, "kept");
+        write_file(victim, "kept");
         clear_place(fifo);
         ASSERT_EQ(mkfifo(fifo, 0600), 0);
         reader = open(fifo, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
@@ -187,7 +176,7 @@ class export_file_test : public shell_world
 
     void TearDown() override
     {
-        EXPECT_EQ(content(victim), "kept");
+        EXPECT_EQ(file_text(victim), "kept");
         EXPECT_EQ(access(missing, F_OK), -1) << "what a link leads to was made";
         EXPECT_FALSE(fifo_was_opened());
         close(reader);
@@ -230,9 +219,9 @@ TEST_F(export_file_test, a_file_system_that_gives_every_file_one_owner)
 {
     owner_is_another = true;
     EXPECT_EQ(write_text("new"), "");
-    EXPECT_EQ(content(path), "new");
+    EXPECT_EQ(file_text(path), "new");
     EXPECT_EQ(write_text("newer"), "");
-    EXPECT_EQ(content(path), "newer");
+    EXPECT_EQ(file_text(path), "newer");
     EXPECT_EQ(captured_log_take(), log_lines{});
 }
 
@@ -240,17 +229,17 @@ TEST_F(export_file_test, a_file_that_cannot_be_removed_is_written_over)
 {
     owner_is_another = true;
     unlink_error = EPERM;
-    write_content(path, std::string(1000, 'x'));
+    write_file(path, std::string(1000, 'x'));
     EXPECT_EQ(write_text("new"), "");
-    EXPECT_EQ(content(path), "new");
+    EXPECT_EQ(file_text(path), "new");
     EXPECT_EQ(captured_log_take(), log_lines{});
 }
 
 // The same without any help, for those who are not root.
 TEST_F(export_file_test, others_file_in_a_directory_where_it_cannot_be_removed)
 {
-    write_content(path, std::string(1000, 'x'));
-    if (geteuid() != 0 || chown(path, other_id, other_id) != 0)
+    write_file(path, std::string(1000, 'x'));
+    if (geteuid() != 0 || chown(path, other_id, other_id) != 0) {
         GTEST_SKIP() << "only root can make another user's file";
     ASSERT_EQ(chmod(path, 0666), 0);
     ASSERT_EQ(chmod(directory, 01777), 0);
@@ -261,13 +250,13 @@ TEST_F(export_file_test, others_file_in_a_directory_where_it_cannot_be_removed)
     struct stat status = {};
     EXPECT_EQ(stat(path, &status), 0);
     EXPECT_EQ(status.st_uid, other_id);
-    EXPECT_EQ(content(path), "new");
+    EXPECT_EQ(file_text(path), "new");
 }
 
 TEST_F(export_file_test, others_file_in_a_directory_of_the_operator)
 {
-    write_content(path, "old");
-    if (geteuid() != 0 || chown(path, other_id, other_id) != 0)
+    write_file(path, "old");
+    if (geteuid() != 0 || chown(path, other_id, other_id) != 0) {
         GTEST_SKIP() << "only root can make another user's file";
     ASSERT_EQ(chmod(path, 0666), 0);
     ASSERT_EQ(chown(directory, operator_id, operator_id), 0);
@@ -277,16 +266,16 @@ TEST_F(export_file_test, others_file_in_a_directory_of_the_operator)
     struct stat status = {};
     EXPECT_EQ(stat(path, &status), 0);
     EXPECT_EQ(status.st_uid, operator_id);
-    EXPECT_EQ(content(path), "new");
+    EXPECT_EQ(file_text(path), "new");
 }
 
 TEST_F(export_file_test, what_cannot_be_removed_keeps_nothing_of_a_text_that_does_not_fit)
 {
-    write_content(path, "old");
+    write_file(path, "old");
     unlink_error = EPERM;
     EXPECT_EQ(write_limited(std::string(100000, 'x'), 5000), "failed");
     EXPECT_EQ(captured_log_take(), not_written);
-    EXPECT_EQ(content(path), "");
+    EXPECT_EQ(file_text(path), "");
 }
 
 TEST_F(export_file_test, without_a_status_the_path_stays_as_it_is)
@@ -294,11 +283,11 @@ TEST_F(export_file_test, without_a_status_the_path_stays_as_it_is)
     has_no_status = true;
     EXPECT_EQ(write_text("new"), "");
     EXPECT_EQ(captured_log_take(), no_status);
-    EXPECT_EQ(content(path), "(no file)");
-    write_content(path, "old");
+    EXPECT_EQ(file_text(path), "(no file)");
+    write_file(path, "old");
     EXPECT_EQ(write_text("new"), "");
     EXPECT_EQ(captured_log_take(), no_status);
-    EXPECT_EQ(content(path), "old");
+    EXPECT_EQ(file_text(path), "old");
 }
 
 TEST_F(export_file_test, a_link_to_a_fifo_or_a_device_is_refused_unopened)
@@ -322,7 +311,7 @@ TEST_F(export_file_test, a_link_that_cannot_be_removed_is_refused)
         put(plants[i]);
         EXPECT_EQ(write_text("new"), "") << plants[i].name;
         EXPECT_EQ(captured_log_take(), not_opened) << plants[i].name;
-        EXPECT_EQ(content(victim), "kept");
+        EXPECT_EQ(file_text(victim), "kept");
         EXPECT_EQ(access(missing, F_OK), -1);
     }
 }
@@ -336,7 +325,7 @@ TEST_F(export_file_test, what_comes_in_the_way_is_refused_or_replaced)
         put(what);
         EXPECT_EQ(export_file_write(path, "new"), is_plain ? 0 : -1);
         EXPECT_EQ(captured_log_take(), is_plain ? log_lines{} : not_opened);
-        EXPECT_EQ(content(victim), "kept");
+        EXPECT_EQ(file_text(victim), "kept");
         clear_place(path);
     }
 }
@@ -373,7 +362,7 @@ TEST_F(export_file_test, what_comes_between_two_calls)
                 before_call = [&] { put(second); };
                 calls_left = call;
                 write_text("new");
-                EXPECT_EQ(content(victim), "kept") << "at call " << call;
+                EXPECT_EQ(file_text(victim), "kept") << "at call " << call;
                 ASSERT_EQ(access(missing, F_OK), -1) << "at call " << call;
                 EXPECT_FALSE(fifo_was_opened()) << "at call " << call;
             }
@@ -395,7 +384,7 @@ TEST_F(export_file_test, hundreds_of_races_are_not_won)
     });
     for (int i = 0; i < 500 || rounds < 500; i++) {
         write_text("new");
-        EXPECT_EQ(content(victim), "kept");
+        EXPECT_EQ(file_text(victim), "kept");
     }
     goes_on = false;
     somebody.join();

@@ -10,10 +10,10 @@
 #include "profile/profile.h"
 #include "shell/arguments.h"
 #include "shell/startup.h"
-#include "tests/support/shell_world.h"
+#include "tests/support/profile_world.h"
 
-namespace
-{
+#include <cerrno>
+#include <sys/stat.h>
 
 bool status_fails = false;
 
@@ -44,26 +44,14 @@ int __wrap_fstat64(int fd, struct stat64 *status)
 namespace
 {
 
-class failing_calls_alloc_test : public shell_world
+class failing_calls_alloc_test : public profile_world
 {
   protected:
-    static void SetUpTestSuite()
-    {
-        private_tmp();
-    }
-
     void SetUp() override
     {
-        shell_world::SetUp();
-        remove("/tmp/vandel.conf");
+        profile_world::SetUp();
         remove("/tmp/data");
         captured_log_take();
-    }
-
-    static void write_file(const char *name, const std::string &text)
-    {
-        std::ofstream file(name, std::ios::binary | std::ios::trunc);
-        file << text;
     }
 
     // Runs something while no status can be read.
@@ -98,7 +86,7 @@ class failing_calls_alloc_test : public shell_world
 
 TEST_F(failing_calls_alloc_test, a_profile_without_a_status)
 {
-    write_file("/tmp/vandel.conf", "[pwd]\n/m\n\n");
+    write_file(profile_name, "[pwd]\n/m\n\n");
     int result = 0;
     EXPECT_EQ(without_status([&] { result = profile_load_start(); }), "");
     EXPECT_EQ(result, -1);
@@ -109,7 +97,7 @@ TEST_F(failing_calls_alloc_test, a_profile_without_a_status)
 
 TEST_F(failing_calls_alloc_test, one_command_with_such_a_profile)
 {
-    write_file("/tmp/vandel.conf", "[pwd]\n/m\n\n");
+    write_file(profile_name, "[pwd]\n/m\n\n");
     char line[] = "pwd";
     int result = 0;
     EXPECT_EQ(without_status([&] { result = run_oneshot(line); }), "");

@@ -1,28 +1,20 @@
 // The command ls.
 #include "commands/commands.h"
 
-#include <fstream>
-#include <stdlib.h>
+#include "tests/support/profile_world.h"
 
-#include "tests/support/shell_world.h"
+#include <cstdlib>
 
 namespace
 {
 
-class listing_test : public shell_world
+class listing_test : public profile_world
 {
   protected:
     static void SetUpTestSuite()
     {
-        private_tmp();
+        profile_world::SetUpTestSuite();
         unsetenv("COLUMNS");
-    }
-
-    void SetUp() override
-    {
-        shell_world::SetUp();
-        remove("/tmp/vandel.conf");
-        sample_schema();
     }
 
     static std::string ls_at(const char *path)
@@ -148,10 +140,8 @@ TEST_F(listing_test, a_failure_is_logged)
 
 TEST_F(listing_test, one_shot_sees_what_the_profile_stages)
 {
-    {
-        std::ofstream file("/tmp/vandel.conf");
-        file << "[pwd]\n/m/c/l\n\n[config]\nset /m/c/l[name=s]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n";
-    }
+    write_file(profile_name,
+               "[pwd]\n/m/c/l\n\n[config]\nset /m/c/l[name=s]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
     session.oneshot = 1;
     serve({data_reply("")});
     EXPECT_EQ(printed_by([] { cmd_ls("ls"); }), "\033[01;36ml[name=s]\033[0m\n");

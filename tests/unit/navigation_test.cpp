@@ -1,28 +1,16 @@
 // The commands cd and pwd.
 #include "commands/commands.h"
 
-#include <fstream>
+#include "tests/support/profile_world.h"
 
 #include "tests/support/shell_world.h"
 
 namespace
 {
 
-class navigation_test : public shell_world
+class navigation_test : public profile_world
 {
   protected:
-    static void SetUpTestSuite()
-    {
-        private_tmp();
-    }
-
-    void SetUp() override
-    {
-        shell_world::SetUp();
-        remove("/tmp/vandel.conf");
-        sample_schema();
-    }
-
     static std::string cd(const std::string &argument)
     {
         return printed_by([&] { EXPECT_EQ(cmd_cd(("cd " + argument).c_str()), 0); });
@@ -264,26 +252,19 @@ TEST_F(navigation_test, in_rpc_mode)
 
 TEST_F(navigation_test, one_shot_sees_what_the_profile_stages)
 {
-    {
-        std::ofstream file("/tmp/vandel.conf");
-        file << "[pwd]\n/m/c/l\n\n[config]\nset /m/c/l[name=s]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n";
-    }
+    write_file(profile_name,
+               "[pwd]\n/m/c/l\n\n[config]\nset /m/c/l[name=s]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
     session.oneshot = 1;
     serve({data_reply("")});
     EXPECT_EQ(cd("l[name=s]"), "");
     EXPECT_STREQ(session.pwd, "/m/c/l[name=s]");
-    std::ifstream file("/tmp/vandel.conf");
-    std::string text = {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    EXPECT_EQ(text, "[pwd]\n/m/c/l[name=s]\n\n[config]\nset /m/c/l[name=s]\n\n[rpc]\n\n"
-                    "[rpc_para]\n\n%%%\n");
+    EXPECT_EQ(profile(), "[pwd]\n/m/c/l[name=s]\n\n[config]\nset /m/c/l[name=s]\n\n[rpc]\n\n"
+                         "[rpc_para]\n\n%%%\n");
 }
 
 TEST_F(navigation_test, one_shot_goes_on_after_a_bad_profile)
 {
-    {
-        std::ofstream file("/tmp/vandel.conf");
-        file << "rubbish\n";
-    }
+    write_file(profile_name, "rubbish\n");
     session.oneshot = 1;
     EXPECT_TRUE(refused(cmd_cd, "cd"));
     EXPECT_EQ(cd("m"), "");

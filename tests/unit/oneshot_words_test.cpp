@@ -93,7 +93,7 @@ class oneshot_words_test : public profile_world
         SCOPED_TRACE(std::string(workspace) + " $ " + line);
         const std::string prompt_printed = run(line, workspace, false);
         const std::string expected = staged();
-        ::remove("/tmp/vandel.conf");
+        ::remove(profile_name);
         const std::string printed = run(line, workspace, true);
         if (expected == "\n\n") {
             EXPECT_EQ(printed, prompt_printed);

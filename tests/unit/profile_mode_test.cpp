@@ -1,6 +1,8 @@
 // The mode of the profile at every moment.
 #include "profile/profile.h"
 
+#include "tests/support/profile_world.h"
+
 #include <sys/stat.h>
 
 #include "tests/support/shell_world.h"
@@ -32,20 +34,12 @@ int __wrap_fchmod(int fd, mode_t mode)
 namespace
 {
 
-const char file_name[] = "/tmp/vandel.conf";
-
-class profile_mode_test : public shell_world
+class profile_mode_test : public profile_world
 {
   protected:
-    static void SetUpTestSuite()
-    {
-        private_tmp();
-    }
-
     void SetUp() override
     {
-        shell_world::SetUp();
-        remove(file_name);
+        profile_world::SetUp();
         modes_before.clear();
         mask = umask(0);
     }
@@ -53,13 +47,13 @@ class profile_mode_test : public shell_world
     void TearDown() override
     {
         umask(mask);
-        shell_world::TearDown();
+        profile_world::TearDown();
     }
 
     static unsigned mode()
     {
         struct stat status = {};
-        EXPECT_EQ(lstat(file_name, &status), 0);
+        EXPECT_EQ(lstat(profile_name, &status), 0);
         return mode_of(status);
     }
 
@@ -76,7 +70,7 @@ TEST_F(profile_mode_test, a_new_file_is_private_from_its_first_moment)
 TEST_F(profile_mode_test, an_old_file_is_emptied_and_made_private_before_it_is_written)
 {
     EXPECT_EQ(profile_write_fresh(), 0);
-    ASSERT_EQ(chmod(file_name, 0644), 0);
+    ASSERT_EQ(chmod(profile_name, 0644), 0);
     EXPECT_EQ(profile_write_back(), 0);
     EXPECT_EQ(modes_before, (std::vector<unsigned>{0600, 0644}));
     EXPECT_EQ(mode(), 0600U);
@@ -86,8 +80,8 @@ TEST_F(profile_mode_test, in_place_of_what_others_may_write_comes_a_new_file)
 {
     EXPECT_EQ(profile_write_fresh(), 0);
     for (const mode_t loose : {0620, 0602, 0666}) {
-        ASSERT_EQ(chmod(file_name, loose), 0);
-        const int held = open(file_name, O_WRONLY | O_CLOEXEC);
+        ASSERT_EQ(chmod(profile_name, loose), 0);
+        const int held = open(profile_name, O_WRONLY | O_CLOEXEC);
         modes_before.clear();
         EXPECT_EQ(profile_write_fresh(), 0);
         EXPECT_EQ(modes_before, std::vector<unsigned>{0600});
@@ -101,7 +95,7 @@ TEST_F(profile_mode_test, in_place_of_what_others_may_write_comes_a_new_file)
 TEST_F(profile_mode_test, a_line_leaves_the_mode_alone)
 {
     EXPECT_EQ(profile_write_fresh(), 0);
-    ASSERT_EQ(chmod(file_name, 0640), 0);
+    ASSERT_EQ(chmod(profile_name, 0640), 0);
     EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), 0);
     EXPECT_EQ(mode(), 0640U);
     EXPECT_EQ(modes_before.size(), 1U);

@@ -1,41 +1,22 @@
 // Replay of the profile into the session.
 #include "profile/profile.h"
 
-#include <fstream>
+#include "tests/support/profile_world.h"
 
 #include "tests/support/shell_world.h"
 
 namespace
 {
 
-const char file_name[] = "/tmp/vandel.conf";
-
-class profile_replay_test : public shell_world
+class profile_replay_test : public profile_world
 {
   protected:
-    static void SetUpTestSuite()
-    {
-        private_tmp();
-    }
-
-    void SetUp() override
-    {
-        shell_world::SetUp();
-        remove(file_name);
-        sample_schema();
-    }
-
     static int replay(const std::string &text)
     {
-        {
-            std::ofstream file(file_name, std::ios::binary | std::ios::trunc);
-            file << text;
-        }
+        write_file(profile_name, text);
         captured_log_take();
         int result = profile_load();
-        std::ifstream file(file_name, std::ios::binary);
-        std::string left = {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-        EXPECT_EQ(left, text) << "the replay wrote to the file";
+        EXPECT_EQ(profile(), text) << "the replay wrote to the file";
         return result;
     }
 
@@ -121,7 +102,7 @@ TEST_F(profile_replay_test, the_last_line_needs_no_line_feed)
     EXPECT_EQ(config(), "1 /m/c/x 1\n");
 }
 
-TEST_F(profile_replay_test, lines_behind_the_end_are_ignored)
+TEST_F(profile_replay_test, lines_after_the_end_are_ignored)
 {
     EXPECT_EQ(replay("[pwd]\n/m\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
                      "ara]\n\n\n%%%\nrubbish\n"),

@@ -1,7 +1,8 @@
 // Writing the profile file, and what start-up takes from it.
 #include "profile/profile.h"
 
-#include <fstream>
+#include "tests/support/profile_world.h"
+
 #include <sys/resource.h>
 #include <sys/stat.h>
 
@@ -10,49 +11,26 @@
 namespace
 {
 
-const char file_name[] = "/tmp/vandel.conf";
-
 const std::string fresh_at_root = "[pwd]\n/\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n";
 
-class profile_test : public shell_world
+class profile_test : public profile_world
 {
   protected:
-    static void SetUpTestSuite()
+    static void write_profile(const std::string &text)
     {
-        private_tmp();
-    }
-
-    void SetUp() override
-    {
-        shell_world::SetUp();
-        remove(file_name);
-        sample_schema();
-        captured_log_take();
-    }
-
-    static std::string content()
-    {
-        std::ifstream file(file_name, std::ios::binary);
-        EXPECT_TRUE(file.good());
-        return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-    }
-
-    static void write_content(const std::string &text)
-    {
-        std::ofstream file(file_name, std::ios::binary | std::ios::trunc);
-        file << text;
+        write_file(profile_name, text);
     }
 
     static bool exists()
     {
         struct stat status = {};
-        return lstat(file_name, &status) == 0;
+        return lstat(profile_name, &status) == 0;
     }
 
     static unsigned mode()
     {
         struct stat status = {};
-        EXPECT_EQ(lstat(file_name, &status), 0);
+        EXPECT_EQ(lstat(profile_name, &status), 0);
         return status.st_mode & 07777;
     }
 
@@ -66,7 +44,7 @@ TEST_F(profile_test, a_fresh_file_outside_rpc_mode)
 {
     set_text(&session.pwd, "/m/c");
     EXPECT_EQ(profile_write_fresh(), 0);
-    EXPECT_EQ(content(), "[pwd]\n/m/c\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
+    EXPECT_EQ(profile(), "[pwd]\n/m/c\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
     EXPECT_EQ(mode(), 0600U);
     EXPECT_EQ(captured_log_take(), log_lines{});
 }
@@ -75,15 +53,15 @@ TEST_F(profile_test, a_fresh_file_in_rpc_mode)
 {
     enter_rpc("/m/r");
     EXPECT_EQ(profile_write_fresh(), 0);
-    EXPECT_EQ(content(), "[pwd]\n/m/r\n\n[config]\n\n\n[rpc]\n/m/r\n\n[rpc_para]\n\n\n%%%\n");
+    EXPECT_EQ(profile(), "[pwd]\n/m/r\n\n[config]\n\n\n[rpc]\n/m/r\n\n[rpc_para]\n\n\n%%%\n");
 }
 
-TEST_F(profile_test, a_fresh_file_leaves_staged_lines_out_and_nothing_behind_the_end)
+TEST_F(profile_test, a_fresh_file_has_no_staged_lines_and_nothing_after_its_end)
 {
     stage("/m/c/x", "1");
-    write_content(std::string(10000, 'x'));
+    write_profile(std::string(10000, 'x'));
     EXPECT_EQ(profile_write_fresh(), 0);
-    EXPECT_EQ(content(), fresh_at_root);
+    EXPECT_EQ(profile(), fresh_at_root);
 }
 
 TEST_F(profile_test, the_mode_is_private_whatever_the_umask_and_the_old_file)
@@ -92,23 +70,23 @@ TEST_F(profile_test, the_mode_is_private_whatever_the_umask_and_the_old_file)
     EXPECT_EQ(profile_write_fresh(), 0);
     EXPECT_EQ(mode(), 0600U);
     umask(0777);
-    remove(file_name);
+    remove(profile_name);
     profile_write_fresh();
     umask(mask);
     EXPECT_EQ(mode(), 0600U);
-    chmod(file_name, 0666);
+    chmod(profile_name, 0666);
     EXPECT_EQ(profile_write_back(), 0);
     EXPECT_EQ(mode(), 0600U);
 }
 
 TEST_F(profile_test, what_others_may_write_is_neither_read_nor_added_to)
 {
-    write_content("[pwd]\n/m\n\n[config]\nset /m/c/x 1\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
-    const std::string before = content();
+    write_profile("[pwd]\n/m\n\n[config]\nset /m/c/x 1\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
+    const std::string before = profile();
     const log_lines unopened = {{15, "[DEBUG] open /tmp/vandel.conf failed! errno:1\n"}};
     for (const mode_t loose : {0620, 0602, 0666}) {
         SCOPED_TRACE(loose);
-        chmod(file_name, loose);
+        chmod(profile_name, loose);
         session.profile_refused = 0;
         EXPECT_EQ(profile_load_start(), 0);
         EXPECT_STREQ(session.pwd, "/");
@@ -119,18 +97,18 @@ TEST_F(profile_test, what_others_may_write_is_neither_read_nor_added_to)
         EXPECT_EQ(captured_log_take(), unopened);
         EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 2", profile_append), -1);
         EXPECT_EQ(captured_log_take(), unopened);
-        EXPECT_EQ(content(), before);
+        EXPECT_EQ(profile(), before);
     }
     EXPECT_EQ(profile_write_fresh(), 0);
-    EXPECT_EQ(content(), fresh_at_root);
+    EXPECT_EQ(profile(), fresh_at_root);
     EXPECT_EQ(mode(), 0600U);
 }
 
 TEST_F(profile_test, a_link_in_its_place_is_refused)
 {
-    write_content("untouched");
-    ASSERT_EQ(rename(file_name, "/tmp/target"), 0);
-    ASSERT_EQ(symlink("/tmp/target", file_name), 0);
+    write_profile("untouched");
+    ASSERT_EQ(rename(profile_name, "/tmp/target"), 0);
+    ASSERT_EQ(symlink("/tmp/target", profile_name), 0);
     const log_lines refused = {{15, "[DEBUG] open /tmp/vandel.conf failed! errno:40\n"}};
     EXPECT_EQ(profile_write_fresh(), -1);
     EXPECT_EQ(captured_log_take(),
@@ -172,7 +150,7 @@ TEST_F(profile_test, nothing_is_said_against_a_file_that_is_not_to_blame)
 
 TEST_F(profile_test, a_directory_in_its_place_is_refused)
 {
-    ASSERT_EQ(mkdir(file_name, 0700), 0);
+    ASSERT_EQ(mkdir(profile_name, 0700), 0);
     const log_lines refused = {{15, "[DEBUG] open /tmp/vandel.conf failed! errno:21\n"}};
     EXPECT_EQ(profile_write_fresh(), -1);
     EXPECT_EQ(captured_log_take(),
@@ -187,7 +165,7 @@ TEST_F(profile_test, a_directory_in_its_place_is_refused)
 
 TEST_F(profile_test, a_fifo_in_its_place_does_not_hold_the_shell_up)
 {
-    ASSERT_EQ(mkfifo(file_name, 0600), 0);
+    ASSERT_EQ(mkfifo(profile_name, 0600), 0);
     EXPECT_EQ(profile_write_fresh(), -1);
     EXPECT_EQ(captured_log_take().size(), 2U);
     EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), -1);
@@ -200,7 +178,7 @@ TEST_F(profile_test, a_fifo_in_its_place_does_not_hold_the_shell_up)
 TEST_F(profile_test, the_first_line_creates_the_file)
 {
     EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), 0);
-    EXPECT_EQ(content(),
+    EXPECT_EQ(profile(),
               "[pwd]\n/\n\n[config]\nset /m/c/x 1\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
     EXPECT_EQ(mode(), 0600U);
 }
@@ -211,7 +189,7 @@ TEST_F(profile_test, appended_lines_keep_their_order)
     EXPECT_EQ(profile_put_line("[config]", "delete /m/c/y", profile_append), 0);
     EXPECT_EQ(profile_put_line("[rpc_para]", "set /m/r/p 1", profile_append), 0);
     EXPECT_EQ(profile_put_line("[rpc_para]", "set /m/r/q 2", profile_append), 0);
-    EXPECT_EQ(content(), "[pwd]\n/\n\n[config]\nset /m/c/x 1\ndelete /m/c/y\n\n\n[rpc]\n\n\n"
+    EXPECT_EQ(profile(), "[pwd]\n/\n\n[config]\nset /m/c/x 1\ndelete /m/c/y\n\n\n[rpc]\n\n\n"
                          "[rpc_para]\nset /m/r/p 1\nset /m/r/q 2\n\n\n%%%\n");
 }
 
@@ -222,7 +200,7 @@ TEST_F(profile_test, a_line_of_1000_bytes_is_the_longest)
     EXPECT_FALSE(exists());
     EXPECT_EQ(profile_put_line("[config]", std::string(1000, 'x').c_str(), profile_append), 0);
     EXPECT_EQ(captured_log_take(), log_lines{});
-    EXPECT_EQ(content(), "[pwd]\n/\n\n[config]\n" + std::string(1000, 'x') +
+    EXPECT_EQ(profile(), "[pwd]\n/\n\n[config]\n" + std::string(1000, 'x') +
                              "\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
 }
 
@@ -244,7 +222,7 @@ TEST_F(profile_test, replacing_the_workspace)
 {
     profile_write_fresh();
     EXPECT_EQ(profile_put_line("[pwd]", "/m/long", profile_replace), 0);
-    EXPECT_EQ(content(), "[pwd]\n/m/long\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
+    EXPECT_EQ(profile(), "[pwd]\n/m/long\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
 }
 
 TEST_F(profile_test, a_shorter_workspace_leaves_the_end_of_the_old_file)
@@ -252,7 +230,7 @@ TEST_F(profile_test, a_shorter_workspace_leaves_the_end_of_the_old_file)
     set_text(&session.pwd, "/m/long/path");
     profile_write_fresh();
     EXPECT_EQ(profile_put_line("[pwd]", "/m", profile_replace), 0);
-    EXPECT_EQ(content(), "[pwd]\n/m\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
+    EXPECT_EQ(profile(), "[pwd]\n/m\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
                          "ra]\n\n\n%%%\n");
 }
 
@@ -260,43 +238,43 @@ TEST_F(profile_test, replacing_the_rpc)
 {
     profile_write_fresh();
     EXPECT_EQ(profile_put_line("[rpc]", "/m/r", profile_replace), 0);
-    EXPECT_EQ(content(), "[pwd]\n/\n\n[config]\n\n\n[rpc]\n/m/r\n\n\n[rpc_para]\n\n\n%%%\n");
+    EXPECT_EQ(profile(), "[pwd]\n/\n\n[config]\n\n\n[rpc]\n/m/r\n\n\n[rpc_para]\n\n\n%%%\n");
     EXPECT_EQ(profile_put_line("[rpc]", "", profile_replace), 0);
-    EXPECT_EQ(content(), "[pwd]\n/\n\n[config]\n\n\n[rpc]\n\n\n\n[rpc_para]\n\n\n%%%\n%%%\n");
+    EXPECT_EQ(profile(), "[pwd]\n/\n\n[config]\n\n\n[rpc]\n\n\n\n[rpc_para]\n\n\n%%%\n%%%\n");
 }
 
 TEST_F(profile_test, replacing_drops_every_line_of_the_section)
 {
-    write_content("[pwd]\n/a\n/b\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
+    write_profile("[pwd]\n/a\n/b\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
     EXPECT_EQ(profile_put_line("[pwd]", "/abcde", profile_replace), 0);
-    EXPECT_EQ(content().substr(0, 22), "[pwd]\n/abcde\n\n[config]");
+    EXPECT_EQ(profile().substr(0, 22), "[pwd]\n/abcde\n\n[config]");
 }
 
 TEST_F(profile_test, sections_are_found_as_plain_text)
 {
     // The first "[config]" of the file stands in the workspace.
-    write_content("[pwd]\n/m[config]\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
+    write_profile("[pwd]\n/m[config]\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
     EXPECT_EQ(profile_put_line("[config]", "X", profile_append), 0);
-    EXPECT_EQ(content(), "[pwd]\n/m[config]\nX\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
+    EXPECT_EQ(profile(), "[pwd]\n/m[config]\nX\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
 }
 
 TEST_F(profile_test, a_file_that_has_no_place_for_the_line)
 {
     for (const char *text :
          {"x", "[config]\n", "[config]", "\n\n[config]\nset\n", "[pwd]\n/\n\n"}) {
-        write_content(text);
+        write_profile(text);
         EXPECT_EQ(profile_put_line("[config]", "X", profile_append), -1) << text;
         EXPECT_EQ(profile_put_line("[config]", "X", profile_replace), -1) << text;
-        EXPECT_EQ(content(), text);
+        EXPECT_EQ(profile(), text);
     }
     EXPECT_EQ(captured_log_take(), log_lines{});
 }
 
 TEST_F(profile_test, an_empty_file_takes_no_line)
 {
-    write_content("");
+    write_profile("");
     EXPECT_EQ(profile_put_line("[config]", "X", profile_append), -1);
-    EXPECT_EQ(content(), "");
+    EXPECT_EQ(profile(), "");
     EXPECT_EQ(captured_log_take(), log_lines{});
 }
 
@@ -306,25 +284,25 @@ TEST_F(profile_test, zero_bytes_and_whole_pages_are_kept)
     text += std::string(1, '\0');
     const std::string tail = "\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n";
     text += std::string(4096 - text.size() - tail.size(), 'v');
-    write_content(text + tail);
+    write_profile(text + tail);
     EXPECT_EQ(profile_put_line("[rpc_para]", "set /m/r/p 1", profile_append), 0);
-    EXPECT_EQ(content(), text + "\n\n[rpc]\n\n\n[rpc_para]\nset /m/r/p 1\n\n\n%%%\n");
-    write_content(text + tail);
+    EXPECT_EQ(profile(), text + "\n\n[rpc]\n\n\n[rpc_para]\nset /m/r/p 1\n\n\n%%%\n");
+    write_profile(text + tail);
     EXPECT_EQ(profile_put_line("[config]", "L", profile_append), 0);
-    EXPECT_EQ(content(), text + "\nL\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
+    EXPECT_EQ(profile(), text + "\nL\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
 }
 
 TEST_F(profile_test, a_line_is_no_format)
 {
     EXPECT_EQ(profile_put_line("[config]", "set /m/c/x %n%s", profile_append), 0);
-    EXPECT_EQ(content(),
+    EXPECT_EQ(profile(),
               "[pwd]\n/\n\n[config]\nset /m/c/x %n%s\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
 }
 
 TEST_F(profile_test, write_back_of_nothing)
 {
     EXPECT_EQ(profile_write_back(), 0);
-    EXPECT_EQ(content(), "[pwd]\n/\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
+    EXPECT_EQ(profile(), "[pwd]\n/\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
     EXPECT_EQ(mode(), 0600U);
 }
 
@@ -350,7 +328,7 @@ TEST_F(profile_test, write_back_of_everything)
     local_entries_add("/m/c/l", "l[name=n]");
     local_entries_add("/m/c/l2", "l2[k1=1,k2=2]");
     EXPECT_EQ(profile_write_back(), 0);
-    EXPECT_EQ(content(), "[pwd]\n/m/r/pc\n\n"
+    EXPECT_EQ(profile(), "[pwd]\n/m/r/pc\n\n"
                          "[config]\n"
                          "set /m/c/x \"a\x03"
                          "b\"\n"
@@ -381,7 +359,7 @@ TEST_F(profile_test, write_back_follows_the_staging_order_through_changes)
     stage("/m/c/sub", nullptr, operation_delete); // takes z with it, goes last
     stage("/m/c/un", "5");
     EXPECT_EQ(profile_write_back(), 0);
-    EXPECT_EQ(content(), "[pwd]\n/\n\n[config]\nset /m/c/x 3\ndelete /m/c/y\ndelete /m/c/sub\n"
+    EXPECT_EQ(profile(), "[pwd]\n/\n\n[config]\nset /m/c/x 3\ndelete /m/c/y\ndelete /m/c/sub\n"
                          "set /m/c/un 5\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
 }
 
@@ -390,7 +368,7 @@ TEST_F(profile_test, appending_to_what_was_written_back)
     profile_write_back();
     EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), 0);
     EXPECT_EQ(profile_put_line("[rpc_para]", "set /m/r/p 1", profile_append), 0);
-    EXPECT_EQ(content(), "[pwd]\n/\n\n[config]\nset /m/c/x 1\n\n[rpc]\n\n[rpc_para]\n"
+    EXPECT_EQ(profile(), "[pwd]\n/\n\n[config]\nset /m/c/x 1\n\n[rpc]\n\n[rpc_para]\n"
                          "set /m/r/p 1\n\n%%%\n");
 }
 
@@ -405,7 +383,7 @@ TEST_F(profile_test, start_without_a_file)
 
 TEST_F(profile_test, start_with_an_empty_file)
 {
-    write_content("");
+    write_profile("");
     EXPECT_EQ(profile_load_start(), -1);
     EXPECT_EQ(captured_log_take(),
               (log_lines{{11, "[ERROR] VDL's profile </tmp/vandel.conf> is invalid.\n"}}));
@@ -413,7 +391,7 @@ TEST_F(profile_test, start_with_an_empty_file)
 
 TEST_F(profile_test, start_takes_workspace_and_rpc)
 {
-    write_content("[pwd]\n/m/r/pc\n\n[config]\n\n\n[rpc]\n/m/r\n\n[rpc_para]\n\n\n%%%\n");
+    write_profile("[pwd]\n/m/r/pc\n\n[config]\n\n\n[rpc]\n/m/r\n\n[rpc_para]\n\n\n%%%\n");
     EXPECT_EQ(profile_load_start(), 0);
     EXPECT_STREQ(session.pwd, "/m/r/pc");
     EXPECT_STREQ(session.rpc_path, "/m/r");
@@ -421,7 +399,7 @@ TEST_F(profile_test, start_takes_workspace_and_rpc)
 
 TEST_F(profile_test, start_keeps_defaults_for_empty_values)
 {
-    write_content("[pwd]\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
+    write_profile("[pwd]\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
     EXPECT_EQ(profile_load_start(), 0);
     EXPECT_STREQ(session.pwd, "/");
     EXPECT_EQ(session.rpc_path, nullptr);
@@ -431,19 +409,19 @@ TEST_F(profile_test, start_needs_whole_lines)
 {
     for (const char *text :
          {"[pwd]", "[pwd]\n", "[pwd]\n/m", "[pwd]/m\n/c\n", "x", "[rpc]\n/m/r"}) {
-        write_content(text);
+        write_profile(text);
         EXPECT_EQ(profile_load_start(), 0) << text;
         EXPECT_STREQ(session.pwd, "/") << text;
         EXPECT_EQ(session.rpc_path, nullptr) << text;
     }
-    write_content("[pwd]\n/m\n");
+    write_profile("[pwd]\n/m\n");
     EXPECT_EQ(profile_load_start(), 0);
     EXPECT_STREQ(session.pwd, "/m");
 }
 
 TEST_F(profile_test, start_finds_headers_as_plain_text)
 {
-    write_content("xx[pwd]\n/m\nyy[rpc]\n/m/r\n");
+    write_profile("xx[pwd]\n/m\nyy[rpc]\n/m/r\n");
     EXPECT_EQ(profile_load_start(), 0);
     EXPECT_STREQ(session.pwd, "/m");
     EXPECT_STREQ(session.rpc_path, "/m/r");
@@ -452,21 +430,21 @@ TEST_F(profile_test, start_finds_headers_as_plain_text)
 TEST_F(profile_test, start_with_a_file_of_exactly_one_page)
 {
     const std::string head = "[pwd]\n";
-    write_content(head + "/" + std::string(4096 - head.size() - 1, 'a'));
+    write_profile(head + "/" + std::string(4096 - head.size() - 1, 'a'));
     EXPECT_EQ(profile_load_start(), 0);
     EXPECT_STREQ(session.pwd, "/");
-    write_content(head + "/" + std::string(4096 - head.size() - 2, 'a') + "\n");
+    write_profile(head + "/" + std::string(4096 - head.size() - 2, 'a') + "\n");
     EXPECT_EQ(profile_load_start(), 0);
     EXPECT_EQ(session.pwd, "/" + std::string(4096 - head.size() - 2, 'a'));
-    write_content(std::string(4096 - 5, 'x') + "[pwd]");
+    write_profile(std::string(4096 - 5, 'x') + "[pwd]");
     set_text(&session.pwd, "/");
     EXPECT_EQ(profile_load_start(), 0);
     EXPECT_STREQ(session.pwd, "/");
 }
 
-TEST_F(profile_test, start_looks_behind_zero_bytes)
+TEST_F(profile_test, start_reads_on_after_zero_bytes)
 {
-    write_content(std::string("a\0b[pwd]\n/m\n\n\0[rpc]\n/m/r\n", 25));
+    write_profile(std::string("a\0b[pwd]\n/m\n\n\0[rpc]\n/m/r\n", 25));
     EXPECT_EQ(profile_load_start(), 0);
     EXPECT_STREQ(session.pwd, "/m");
     EXPECT_STREQ(session.rpc_path, "/m/r");
@@ -474,7 +452,7 @@ TEST_F(profile_test, start_looks_behind_zero_bytes)
 
 TEST_F(profile_test, start_ends_a_value_at_a_zero_byte)
 {
-    write_content(std::string("[pwd]\n/m\0x\n\n[rpc]\n\0/m/r\n", 24));
+    write_profile(std::string("[pwd]\n/m\0x\n\n[rpc]\n\0/m/r\n", 24));
     EXPECT_EQ(profile_load_start(), 0);
     EXPECT_STREQ(session.pwd, "/m");
     EXPECT_EQ(session.rpc_path, nullptr);
@@ -486,10 +464,10 @@ TEST_F(profile_test, write_back_of_codes_that_came_by_hand)
                               "b]/v 1\n"
                               "add /m/c/l[name=a\x03"
                               "b]/in in[k=\x03]\n";
-    write_content("[pwd]\n/\n\n[config]\n" + lines + "\n[rpc]\n\n[rpc_para]\n\n%%%\n");
+    write_profile("[pwd]\n/\n\n[config]\n" + lines + "\n[rpc]\n\n[rpc_para]\n\n%%%\n");
     EXPECT_EQ(profile_load(), profile_replayed);
     EXPECT_EQ(profile_write_back(), 0);
-    EXPECT_EQ(content(), "[pwd]\n/\n\n[config]\n" + lines + "\n[rpc]\n\n[rpc_para]\n\n%%%\n");
+    EXPECT_EQ(profile(), "[pwd]\n/\n\n[config]\n" + lines + "\n[rpc]\n\n[rpc_para]\n\n%%%\n");
 }
 
 } // namespace

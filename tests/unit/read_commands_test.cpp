@@ -1,7 +1,7 @@
 // The commands get and get-config.
 #include "commands/commands.h"
 
-#include "tests/support/shell_world.h"
+#include "tests/support/profile_world.h"
 
 namespace
 {
@@ -11,21 +11,9 @@ std::string not_staged(const std::string &path)
     return path + " not exist in local configuration buffer \r\n";
 }
 
-class read_commands_test : public shell_world
+class read_commands_test : public profile_world
 {
   protected:
-    static void SetUpTestSuite()
-    {
-        private_tmp();
-    }
-
-    void SetUp() override
-    {
-        shell_world::SetUp();
-        remove("/tmp/vandel.conf");
-        sample_schema();
-    }
-
     static std::string get(const std::string &words)
     {
         captured_log_take();
@@ -243,10 +231,8 @@ TEST_F(read_commands_test, a_tree_that_cannot_be_written)
 
 TEST_F(read_commands_test, one_shot)
 {
-    {
-        std::ofstream file("/tmp/vandel.conf");
-        file << "[pwd]\n/m/c\n\n[config]\nset /m/c/x 1\n\n[rpc]\n\n[rpc_para]\n\n%%%\n";
-    }
+    write_file(profile_name,
+               "[pwd]\n/m/c\n\n[config]\nset /m/c/x 1\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
     session.oneshot = 1;
     // What is staged is not shown.
     EXPECT_EQ(get_config(" -l").find('<'), std::string::npos);

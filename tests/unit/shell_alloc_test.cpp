@@ -16,6 +16,7 @@
 #include "profile/profile.h"
 #include "schema/path.h"
 #include "shell/dispatch.h"
+#include "tests/support/files.h"
 #include "tests/support/shell_world.h"
 
 // Part of the sanitizer, when the program is built with it.
@@ -459,10 +460,7 @@ TEST_F(shell_alloc_test, a_profile_that_cannot_be_built_is_not_touched)
     sweep([] { std::ofstream("/tmp/vandel.conf") << "old"; },
           [] {
               if (profile_write_back() != 0) {
-                  std::ifstream file("/tmp/vandel.conf");
-                  std::string text;
-                  file >> text;
-                  EXPECT_EQ(text, "old");
+                  EXPECT_EQ(file_text("/tmp/vandel.conf"), "old");
               }
           });
 }

@@ -172,10 +172,7 @@ TEST_F(workspace_test, one_shot_writes_the_end_of_an_rpc)
     set_text(&session.rpc_path, "/m/r");
     set_text(&session.pwd, "/m/r");
     session.oneshot = 1;
-    {
-        std::ofstream file("/tmp/vandel.conf");
-        file << "[pwd]\n/m/r\n\n[config]\n\n\n[rpc]\n/m/r\n\n[rpc_para]\n\n\n%%%\n";
-    }
+    write_file(profile_name, "[pwd]\n/m/r\n\n[config]\n\n\n[rpc]\n/m/r\n\n[rpc_para]\n\n\n%%%\n");
     rpc_mode_leave();
     // "/m" is shorter by two bytes, no rpc by four: the file keeps its length.
     EXPECT_EQ(profile(), "[pwd]\n/m\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n%\n%\n%\n");
