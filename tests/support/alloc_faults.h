@@ -20,7 +20,7 @@ struct redisReply;
 struct redisContext;
 
 inline thread_local long alloc_calls_left = -1;        // -1: none fails
-inline thread_local bool alloc_fails_once = false;     // and those behind it succeed
+inline thread_local bool alloc_fails_once = false;     // and those after it succeed
 inline thread_local bool alloc_counts_libxml2 = false; // in place of all others
 inline thread_local int alloc_in_libxml2 = 0;
 inline thread_local int alloc_suspended = 0;

@@ -106,7 +106,7 @@ TEST_F(add_listentry_test, works_at_configuration_only)
     }
 }
 
-TEST_F(add_listentry_test, other_keys_than_the_list_s)
+TEST_F(add_listentry_test, keys_that_the_list_does_not_have)
 {
     EXPECT_TRUE(refused(cmd_add_listentry, "add-listentry nix a"));
     EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] invalid key:nix\n"}}));

@@ -93,7 +93,7 @@ TEST(addargs, an_unmatched_quote_protects_nothing)
 
 TEST(addargs, an_unmatched_quote_ends_the_protection_of_the_rest)
 {
-    // The first quote has no partner, so nothing behind it is looked at.
+    // The first quote has no partner, so nothing after it is looked at.
     EXPECT_EQ(split("a \"b 'c d'"), (words{"a", "\"b", "'c", "d'"}));
 }
 
@@ -245,7 +245,7 @@ TEST(args_protect, only_inside_quotes)
     EXPECT_EQ(guarded("' '\" "), "'\x03'\" ");
 }
 
-TEST(args_protect, slash_and_colon_are_not_its_business)
+TEST(args_protect, slash_and_colon_stay)
 {
     EXPECT_EQ(guarded("'a/b:c'"), "'a/b:c'");
 }

@@ -112,7 +112,7 @@ TEST_F(chunk_pool_test, texts_stay_in_order)
     EXPECT_EQ(pool_text_length(), all.size());
 }
 
-TEST_F(chunk_pool_test, texts_move_behind_another)
+TEST_F(chunk_pool_test, texts_move_to_the_end_of_another)
 {
     ASSERT_EQ(append(4000), 0);
     ASSERT_EQ(append(5000), 0);

@@ -47,7 +47,7 @@ class command_alloc_test : public command_sweep
     }
 
     // Lets the first allocation fail, then the second and so on, alone or with
-    // all behind it.
+    // all after it.
     void fail_each(const scenario &what, bool alone)
     {
         const long blocks = blocks_in_use();

@@ -9,7 +9,7 @@ namespace
 {
 
 long allocations; // that succeed while a key is handled
-bool alone;       // only one fails, not all behind it
+bool alone;       // only one fails, not all after it
 bool in_libxml2;  // it is one of libxml2's
 
 bool with_little_memory(tinyrl *editor, tinyrl_key_handler *handler, int key)

@@ -252,7 +252,7 @@ TEST_F(completion_keys, a_history_entry_keeps_its_text)
 }
 
 // Lines of words, punctuation and any bytes, with the cursor anywhere: what
-// stands behind the cursor stays (but for its first byte), Tab never shortens
+// stands after the cursor stays (but for its first byte), Tab never shortens
 // what is typed, and the bell rings for every '?'.
 TEST_F(completion_keys, lines_of_anything)
 {

@@ -31,7 +31,7 @@ class completion_parts : public completion_world
         return strike(line, 24);
     }
 
-    // The command, what stands behind it, the word before the cursor, and
+    // The command, what stands after it, the word before the cursor, and
     // whether that is the command, as one text.
     std::string scan(const std::string &line, quoted_blanks quoted = quoted_blanks_part)
     {
@@ -119,7 +119,7 @@ TEST_F(completion_parts, typed_text_ends_at_the_cursor)
     });
 }
 
-TEST_F(completion_parts, the_last_component_begins_behind_a_slash_of_the_path)
+TEST_F(completion_parts, the_last_component_begins_after_a_slash_of_the_path)
 {
     EXPECT_EQ(offset_in(""), 0U);
     EXPECT_EQ(offset_in("abc"), 0U);

@@ -15,7 +15,7 @@ class data_xpath_test : public shell_world
         sample_schema();
     }
 
-    // The expression, and behind a blank the prefixes in order of their use.
+    // The expression, and after a blank the prefixes in order of their use.
     static std::string xpath(const char *path)
     {
         ns_entry *namespaces = nullptr;

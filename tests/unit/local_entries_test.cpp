@@ -133,7 +133,7 @@ TEST_F(local_entries_test, forgetting_a_key_without_a_path_ends_the_store)
     local_entries_add("/m/l", "k");
     local_entries_add("/n/l", "k");
     local_entries_forget(nullptr, "k");
-    // The first match ends the whole operation; nothing behind it is touched.
+    // The first match ends the whole operation; nothing after it is touched.
     EXPECT_EQ(store(), "/n/l:;/m/l:k;");
 }
 

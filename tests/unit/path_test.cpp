@@ -176,7 +176,7 @@ TEST_F(path_test, what_only_begins_with_double_dots_fails)
 
 TEST_F(path_test, the_leftmost_double_dots_are_resolved_first)
 {
-    // Taken from the right, "/.." behind "/b" would fail for neither.
+    // Taken from the right, "/.." after "/b" would fail for neither.
     EXPECT_EQ(absolute("/a/../b/../c"), "/c");
     EXPECT_EQ(absolute("/../a/b/.."), "(none)");
 }

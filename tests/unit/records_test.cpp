@@ -83,7 +83,7 @@ TEST(record_type_name, at_its_offset)
     EXPECT_EQ(record_type_name(node(0, 0, 0, 0, "uni").get()), "uni");
 }
 
-TEST(record_namespace, behind_43_bytes)
+TEST(record_namespace, after_43_bytes)
 {
     EXPECT_EQ(record_namespace(module(43, std::string("urn:m\0x", 7)).get()), "urn:m");
     EXPECT_EQ(record_namespace(module(43, "").get()), "");

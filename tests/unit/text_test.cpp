@@ -41,7 +41,7 @@ TEST(text_copy, copies_the_view_and_ends_it)
     EXPECT_STREQ(text_copy(std::string_view()).get(), "");
 }
 
-TEST(text_concat, puts_the_pieces_one_behind_the_other)
+TEST(text_concat, puts_the_pieces_one_after_the_other)
 {
     EXPECT_STREQ(text_concat({"a", "", "bc", "d"}).get(), "abcd");
     EXPECT_STREQ(text_concat({}).get(), "");

@@ -120,7 +120,7 @@ TEST(xml_print, only_blanks_are_skipped_between_tags)
                                             "  </a>\n");
 }
 
-TEST(xml_print, text_behind_the_last_tag_is_not_shown)
+TEST(xml_print, text_after_the_last_tag_is_not_shown)
 {
     EXPECT_EQ(printed("<a></a>tail"), "<a>\n</a>\n");
     EXPECT_EQ(printed("<a></a>\r\n"), "<a>\n</a>\n");

@@ -146,7 +146,7 @@ TEST_F(xml_writer_test, a_first_value_that_is_none_holds_the_others)
     EXPECT_EQ(body(), "<c xmlns=\"urn:m\"><ll xc:operation=\"delete\"><ll>b</ll></ll></c>");
 }
 
-TEST_F(xml_writer_test, keys_come_right_behind_the_opening_tag)
+TEST_F(xml_writer_test, keys_come_right_after_the_opening_tag)
 {
     set("/m/c/l[name=a]/v", "1");
     EXPECT_EQ(body(), "<c xmlns=\"urn:m\"><l><name>a</name><v>1</v></l></c>");
@@ -217,7 +217,7 @@ TEST_F(xml_writer_test, only_sets_declare_prefixes)
     EXPECT_EQ(body(), "<c xmlns=\"urn:m\"><id xc:operation=\"delete\">o:id1</id></c>");
 }
 
-TEST_F(xml_writer_test, a_declaration_stands_behind_the_namespace)
+TEST_F(xml_writer_test, a_declaration_stands_after_the_namespace)
 {
     fake_redis_put_node("/m", "kind", fake_leaf, true, "identityref");
     set("/m/kind", "o:id1");
