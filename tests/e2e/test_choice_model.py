@@ -9,6 +9,7 @@ import random
 
 import pytest
 from support.example import get_config
+from support.messages import LEAF_OR_RPC, NO_CHILD
 from support.schema_db import (
     CHOICE,
     CONTAINER,
@@ -26,8 +27,6 @@ from support.schema_db import (
 from support.shell import DEBUG
 
 SEED = 20261121
-NO_CHILD = "error: child node is not existed or another choice case is set.\r\n"
-NO_CD = "This is a leaf or rpc node,that can't cd."
 NOT_ACTIVE = (DEBUG, "[DEBUG] failed to get acitve case branch. \r\n\n")
 CODES = {CONTAINER: "01;34"}
 
@@ -148,7 +147,7 @@ def answer(word, node, children):
     if word == "ls":
         return children.text() + "\n"
     if children.reach(node.name):
-        return NO_CD if word == "cd" else ""
+        return LEAF_OR_RPC if word == "cd" else ""
     return NO_CHILD if word == "cd" else f"error: child node:{node.name}  is not existed.\r\n"
 
 

@@ -4,11 +4,10 @@ import os
 
 import pytest
 from support.example import BASE, EXAMPLE
+from support.messages import EXPORTED
 from support.schema_db import Schema, container, leaf, module
 from support.shell import DEBUG, ERROR
 from support.tarnd import close, rpc_reply
-
-DONE = "The export-config command executed successfuly! "
 
 
 @pytest.fixture(autouse=True)
@@ -248,7 +247,7 @@ def content(machine, name="out"):
 @pytest.mark.parametrize("source", ["running", "startup"])
 def test_export(machine, source):
     data = "<data><a>1</a><b><data>2</data></b></data>"
-    assert exported(machine, data, source) == DONE
+    assert exported(machine, data, source) == EXPORTED
     assert content(machine) == "<?xml version='1.0' encoding='UTF-8'?>" + data
     assert machine.tarnd.requests == [
         f'<rpc xmlns="{BASE}" message-id="1">\r\n'
@@ -264,14 +263,14 @@ def test_export(machine, source):
 def test_export_replaces_a_file(machine):
     with open(machine.path("out"), "w", encoding="ascii") as file:
         file.write("x" * 1000)
-    assert exported(machine, "<data><a/></data>") == DONE
+    assert exported(machine, "<data><a/></data>") == EXPORTED
     assert content(machine) == "<?xml version='1.0' encoding='UTF-8'?><data><a/></data>"
 
 
 def test_export_of_an_empty_datastore_leaves_no_file(machine):
     with open(machine.path("out"), "w", encoding="ascii") as file:
         file.write("old")
-    assert exported(machine, "<data></data>") == "no config data to export.\r\n" + DONE
+    assert exported(machine, "<data></data>") == "no config data to export.\r\n" + EXPORTED
     assert not os.path.exists(machine.path("out"))
 
 
@@ -290,7 +289,7 @@ def test_export_through_a_symbolic_link_replaces_the_link(machine):
     with open(machine.path("kept"), "w", encoding="ascii") as file:
         file.write("kept")
     os.symlink("kept", machine.path("out"))
-    assert exported(machine, "<data>1</data>") == DONE
+    assert exported(machine, "<data>1</data>") == EXPORTED
     assert content(machine, "kept") == "kept"
     assert not os.path.islink(machine.path("out"))
 
@@ -366,7 +365,7 @@ def test_export_to_a_fifo_does_not_wait(machine):
 
 def test_export_to_a_name_with_blanks_keeps_the_quotes(machine):
     machine.tarnd.on_request = lambda request: request.reply("<data>1</data>")
-    machine.dialogue(("/$ ", 'export-config running /tmp/"a b"', DONE))
+    machine.dialogue(("/$ ", 'export-config running /tmp/"a b"', EXPORTED))
     assert content(machine, '"a b"').endswith("<data>1</data>")
 
 

@@ -4,6 +4,7 @@ import re
 
 import pytest
 from support.example import EXAMPLE
+from support.messages import no_such
 from support.prompt import BELL, UP, Prompt
 from support.shell import DEBUG, ERROR
 
@@ -33,10 +34,6 @@ BANNER = re.compile(
     r"vandel  version v1\.0\.0\n" r"compile time: [A-Z][a-z]{2} [ \d]\d \d{4}, \d\d:\d\d:\d\d\n"
 )
 USAGE = "error command, please use:help [cmd] \r\n"
-
-
-def no_such(word):
-    return f"{word}: no such command, type 'help' for more information.\n"
 
 
 def test_help_lists_every_command(machine):
@@ -137,7 +134,7 @@ def test_a_path_that_leads_nowhere(machine):
         machine.dialogue(("/$ ", word, f"error parameter: {word}\r\n" + no_such(word)))
 
 
-def test_the_two_answers_end_an_unknown_word_where_each_ends_words(machine):
+def test_an_unknown_path_is_told_whole_and_then_up_to_its_first_blank(machine):
     """A path keeps what is quoted; the word of a command ends at the first blank."""
     machine.load(EXAMPLE)
     path = '/acme/box/nothing[k="a b"]'

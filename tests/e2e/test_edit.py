@@ -2,17 +2,24 @@
 
 import pytest
 from support import tarnd as daemon
-from support.example import EXAMPLE, edit_config, get_config, invoke, printed_ok
+from support.example import (
+    DELETE,
+    EXAMPLE,
+    PORT_KEYS,
+    box,
+    committed,
+    edit_config,
+    get_config,
+    invoke,
+    printed_ok,
+)
+from support.messages import DISCARDED, NOTHING_STAGED
 from support.prompts import ROOT, at, go
 from support.shell import DEBUG
 
-NOTHING = "There is no configuration data. \r\n"
 DELETE_USAGE = "error command, please use:delete path\r\n"
 DISCARD_USAGE = "error command, please use:discard_changes (no param)\r\n"
-DISCARDED = "The discard_changes command executed successfuly!\n"
 NO_DELETE = "current mode not support del cmd\r\n"
-DELETE = 'xc:operation="delete"'
-PORT_KEYS = '<box xmlns="urn:acme"><port><id></id></port></box>'
 
 
 @pytest.fixture(autouse=True)
@@ -24,25 +31,14 @@ def missing(operand):
     return f"error: child node:{operand}  is not existed.\r\n"
 
 
-def box(inner, message_id=1):
-    return edit_config(f'<box xmlns="urn:acme">{inner}</box>', message_id)
-
-
 def ports(*keys):
     entries = "".join(f"<port><id>{key}</id></port>" for key in keys)
     return f'<box xmlns="urn:acme">{entries}</box>'
 
 
-def committed(machine, *lines, message_id=1):
-    """Stages lines at the root, commits, and returns the edit that is sent."""
-    steps = [(ROOT, line, "") for line in lines]
-    machine.dialogue(*steps, (ROOT, "commit", printed_ok(message_id)))
-    return machine.tarnd.requests[-1]
-
-
 def refused(machine, line, message):
     """The line prints the message and stages nothing."""
-    machine.dialogue((ROOT, line, message), (ROOT, "commit", NOTHING))
+    machine.dialogue((ROOT, line, message), (ROOT, "commit", NOTHING_STAGED))
 
 
 class TestDelete:
@@ -353,7 +349,7 @@ class TestDiscard:
             (ROOT, "delete /acme/box/inner", ""),
             (ROOT, "set /extra/shelf/height 1", ""),
             (ROOT, "discard_changes", DISCARDED),
-            (ROOT, "commit", NOTHING),
+            (ROOT, "commit", NOTHING_STAGED),
             (ROOT, "set /acme/box/size 1", ""),
             (ROOT, "commit", printed_ok(1)),
         )

@@ -2,22 +2,19 @@
 
 import pytest
 from support import tarnd as daemon
-from support.example import EXAMPLE, edit_config, get_config, invoke, printed_ok
+from support.example import EXAMPLE, PORT_KEYS, box, get_config, invoke, printed_ok
+from support.messages import DISCARDED, NOTHING_STAGED
 from support.prompts import ROOT, at, go
 from support.schema_db import Schema, container, leaf, list_, module
 from support.shell import DEBUG
 
 RPC = "\n[reset]$ "
 TARGET = "\n[reset]target$ "
-NOTHING = "There is no configuration data. \r\n"
-DISCARDED = "The discard_changes command executed successfuly!\n"
 WRONG_NUMBER = "wrong number of parameters\r\n"
 NO_LIST = "error: the add_listentry cmd only works at list's workspace \r\n"
 NO_KEYS = "failed to get list's key:value \r\n"
 PORT = "\n/acme/box/port$ "
 ROUTE = "\n/acme/box/route$ "
-DELETE = 'xc:operation="delete"'
-PORT_KEYS = '<box xmlns="urn:acme"><port><id></id></port></box>'
 
 
 @pytest.fixture(autouse=True)
@@ -27,10 +24,6 @@ def schema(machine):
 
 def exists(key):
     return f"key:{key} already exist!, use ls cmd to see the current keys\r\n"
-
-
-def box(inner, message_id):
-    return edit_config(f'<box xmlns="urn:acme">{inner}</box>', message_id)
 
 
 def edits(machine):
@@ -101,7 +94,7 @@ def test_an_entry_that_the_server_holds(machine, typed, held):
     in_port(
         machine,
         (PORT, f"add-listentry id {typed}", exists(f"port[id={typed}]")),
-        (PORT, "commit", NOTHING),
+        (PORT, "commit", NOTHING_STAGED),
     )
     assert machine.tarnd.requests == [get_config(PORT_KEYS)]
 
@@ -166,7 +159,9 @@ def test_a_list_of_another_module(machine):
 
 @pytest.mark.parametrize("words", ["", " id", " id 1 x", " via v dest"])
 def test_the_number_of_words(machine, words):
-    in_port(machine, (PORT, f"add-listentry{words}", WRONG_NUMBER), (PORT, "commit", NOTHING))
+    in_port(
+        machine, (PORT, f"add-listentry{words}", WRONG_NUMBER), (PORT, "commit", NOTHING_STAGED)
+    )
     assert machine.tarnd.requests == []
 
 
@@ -185,7 +180,7 @@ def test_the_number_of_words_counts_first(machine):
     ],
 )
 def test_wrong_keys(machine, words, log):
-    in_port(machine, (PORT, f"add-listentry {words}", NO_KEYS), (PORT, "commit", NOTHING))
+    in_port(machine, (PORT, f"add-listentry {words}", NO_KEYS), (PORT, "commit", NOTHING_STAGED))
     assert machine.tarnd.requests == []
     assert machine.log.texts(DEBUG) == [(DEBUG, log)]
 
@@ -206,7 +201,7 @@ def test_a_workspace_that_is_no_list(machine, names):
         *go(*names[:3]),
         *((PORT, f"cd {name}", "") for name in names[3:]),
         (prompt, "add-listentry id 1", NO_LIST),
-        (prompt, "commit", NOTHING),
+        (prompt, "commit", NOTHING_STAGED),
     )
 
 
@@ -243,7 +238,7 @@ def test_state_data(machine, name):
     machine.dialogue(
         *go("acme", "box", name),
         (at(path), "add-listentry id 1", f"{path}'s  not config node.\r\n"),
-        (at(path), "commit", NOTHING),
+        (at(path), "commit", NOTHING_STAGED),
     )
 
 

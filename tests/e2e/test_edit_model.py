@@ -31,7 +31,7 @@ class Node:
         self.operation = operation  # "set", "delete", or None above others
         self.value = value
         self.children = []
-        self.values = []  # of a leaf-list, behind its first
+        self.values = []  # of a leaf-list, after its first
 
     def child(self, name):
         return next((child for child in self.children if child.name == name), None)

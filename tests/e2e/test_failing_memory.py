@@ -10,6 +10,7 @@ import subprocess
 
 import pytest
 from support.example import EXAMPLE
+from support.messages import NO_SERVER
 from support.schema_db import Schema, container, leaf, module
 from support.schemac import SANITIZED
 from support.shell import TIMEOUT
@@ -32,7 +33,6 @@ SESSION = (
     "quit", "quit",
 )  # fmt: skip
 LISTING = b"/$ ls\n\x1b[01;34macme\x1b[0m  \x1b[01;34mextra\x1b[0m  \x1b[01;34mwide\x1b[0m\n"
-NO_SERVER = b"failed to connect ncserver!\r\n"
 NO_WORDS = (
     b"addargs - vasprintf: Cannot allocate memory\n",
     b"Fatal error while allocating memory: Cannot allocate memory\n",

@@ -10,13 +10,13 @@ import time
 import pytest
 from support import tarnd as daemon
 from support.example import EXAMPLE, get
+from support.messages import NO_SERVER
 from support.shell import ERROR, TIMEOUT
 
 REQUEST = "get /acme/empty"
 ASKED = f"/$ {REQUEST}\n".encode()
 ENDED = b"\nReceive signal=15 and exit\n"
 GONE = b"\nReceive signal=13 and exit\n"
-NO_SERVER = b"failed to connect ncserver!\r\n"
 
 
 @pytest.fixture(autouse=True)

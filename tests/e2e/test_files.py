@@ -8,18 +8,16 @@ import threading
 import pytest
 from support import tracing
 from support.example import EXAMPLE
+from support.messages import DISCARDED, EXPORTED, NOTHING_STAGED
+from support.oneshot import filled, run
 from support.shell import DEBUG, ERROR
 from support.tarnd import pause, rpc_reply, session_reply
 
 OTHER = 4711  # a user that no shell runs as
-DISCARDED = "The discard_changes command executed successfuly!\n"
-DONE = "The export-config command executed successfuly! "
 NOT_ADDED = "add cmd error!\r\n"
-NOTHING_STAGED = "There is no configuration data. \r\n"
 STAGED_BY_OTHERS = (
     "[pwd]\n/acme\n\n[config]\nset /acme/box/name evil\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
 )
-FRESH = "[pwd]\n/\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
 as_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root can make another user's file")
 
 
@@ -37,11 +35,6 @@ def write(path, text, mode=0o600):
 def read(path):
     with open(path, encoding="ascii") as file:
         return file.read()
-
-
-def run(machine, line, prints=""):
-    result = machine.one_shot(*line.split(" "))
-    assert (result.status, result.stdout.decode(), result.stderr) == (0, prints, b"")
 
 
 # The profile
@@ -127,7 +120,7 @@ def test_what_is_not_the_profile_is_left_alone(machine, place, what, reading, up
     told = []
     for line, prints, errors in dialogue:
         known = len(machine.log.texts(DEBUG))
-        run(machine, line, prints)
+        run(machine, line, prints=prints)
         logged = [entry for entry in machine.log.texts(DEBUG)[known:] if "failed!" in entry[1]]
         assert logged == [log_of(errno) for errno in errors], line
         told += [(ERROR, f"[ERROR] VDL's profile </tmp/vandel.conf> {what}.\n")]
@@ -143,8 +136,8 @@ def test_what_is_not_the_profile_is_left_alone(machine, place, what, reading, up
 @as_root
 def test_what_others_stage_is_not_committed(machine):
     place_others_file(machine)
-    run(machine, "commit", NOTHING_STAGED)
-    run(machine, "pwd", "/\r\n")
+    run(machine, "commit", prints=NOTHING_STAGED)
+    run(machine, "pwd", prints="/\r\n")
     assert machine.tarnd.requests == []
 
 
@@ -165,7 +158,7 @@ def test_what_others_may_write_is_not_the_profile(machine, mode):
     ]
     for line, prints, errors in dialogue:
         known = len(machine.log.texts())
-        run(machine, line, prints)
+        run(machine, line, prints=prints)
         logged = machine.log.texts()[known:]
         assert [entry for entry in logged if "failed!" in entry[1]] == [log_of(e) for e in errors]
         assert [entry for entry in logged if entry[0] == ERROR] == [MAY_BE_WRITTEN]
@@ -176,10 +169,10 @@ def test_what_others_may_write_is_not_the_profile(machine, mode):
 def test_whoever_has_a_loose_profile_open_stages_nothing_after_it_is_reset(machine):
     write(machine.profile, STAGED_BY_OTHERS, 0o666)
     with open(machine.profile, "r+b", buffering=0) as held:
-        run(machine, "discard_changes", DISCARDED)
+        run(machine, "discard_changes", prints=DISCARDED)
         held.write(STAGED_BY_OTHERS.encode())
     assert stat.S_IMODE(os.lstat(machine.profile).st_mode) == 0o600
-    assert read(machine.profile) == FRESH
+    assert read(machine.profile) == filled()
     run(machine, "set /acme/box/name mine")
     machine.tarnd.on_request = lambda request: request.reply("<ok/>")
     machine.one_shot("commit")
@@ -287,7 +280,7 @@ def test_export_to_a_link_replaces_the_link(machine, there):
     if there:
         write(machine.path("there"), there)
     os.symlink("there", machine.path("out"))
-    assert exported(machine) == DONE
+    assert exported(machine) == EXPORTED
     assert read(machine.path("out")) == EXPORT
     assert stat.S_ISREG(os.lstat(machine.path("out")).st_mode)
     if there:
@@ -302,7 +295,7 @@ def test_export_to_others_file_replaces_it(machine):
     write(machine.path("out"), "old", 0o666)
     os.chown(machine.path("out"), OTHER, OTHER)
     with open(machine.path("out"), encoding="ascii") as held:
-        assert exported(machine) == DONE
+        assert exported(machine) == EXPORTED
         assert held.read() == "old"
     assert os.lstat(machine.path("out")).st_uid == os.geteuid()
     assert read(machine.path("out")) == EXPORT
@@ -354,7 +347,7 @@ def test_a_directory_that_disappears_while_the_datastore_is_read(machine):
 
 def test_a_file_of_the_operator_that_comes_in_the_way_is_replaced(machine):
     path = machine.path("out")
-    assert exported(machine, before_reply=lambda: write(path, "x" * 1000)) == DONE
+    assert exported(machine, before_reply=lambda: write(path, "x" * 1000)) == EXPORTED
     assert read(path) == EXPORT
 
 
@@ -369,7 +362,7 @@ def test_others_file_that_comes_in_the_way_is_replaced(machine):
         os.chown(path, OTHER, OTHER)
         held.append(open(path, encoding="ascii"))  # pylint: disable=consider-using-with
 
-    assert exported(machine, before_reply=plant) == DONE
+    assert exported(machine, before_reply=plant) == EXPORTED
     with held[0] as file:
         assert file.read() == "planted"
     assert read(path) == EXPORT
@@ -394,7 +387,7 @@ def test_import_of_what_is_no_file(machine, kind, target):
         name = "tarnd.sock"
     else:
         message = "can't get file infomation.\r\n"
-    run(machine, f"import-config /tmp/{name} {target}", message)
+    run(machine, f"import-config /tmp/{name} {target}", prints=message)
     assert machine.tarnd.requests == []
     assert machine.log.texts(ERROR) == []
 

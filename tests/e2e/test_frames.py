@@ -5,21 +5,12 @@ import threading
 
 import pytest
 from support import tarnd as daemon
-from support.example import EXAMPLE, get, printed_no_data
+from support.example import EVENT, EXAMPLE, PRINTED_EVENT, get, printed_no_data
 from support.shell import DEBUG, ERROR, INFO
 
 REQUEST = "get /acme/empty"
 SENT = (INFO, "[INFO] Send a message to tarnd.\n")
 RECEIVED = (INFO, "[INFO] Recv a message from tarnd.\n")
-EVENT = daemon.notification("<event/>")
-PRINTED_EVENT = (
-    '<notification xmlns="urn:ietf:params:xml:ns:netconf:notification:1.0">\n'
-    "  <eventTime>\n"
-    "    2024-01-02T03:04:05Z\n"
-    "  </eventTime>\n"
-    "  <event/>\n"
-    "  </notification>\n"
-)
 
 
 @pytest.fixture(autouse=True)

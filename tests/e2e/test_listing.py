@@ -411,7 +411,7 @@ class TestChoices:
             ),
         )
 
-    def test_a_nested_choice_stands_behind_the_direct_nodes(self, machine):
+    def test_a_nested_choice_stands_after_the_direct_nodes(self, machine):
         self.nested(machine)
         # the cases of a choice are judged when it is read, the inner one first
         assert machine.tarnd.requests == [

@@ -4,12 +4,13 @@ import os
 
 import pytest
 from support.example import EXAMPLE, edit_config, get, get_config, printed_no_data, printed_ok
+from support.messages import NOTHING_STAGED
+from support.oneshot import profile, run, with_lines, write_profile
 from support.prompt import BELL, Prompt
+from support.prompts import ROOT
 from support.schema_db import Schema, case, choice, leaf, list_, module, rpc
 from support.shell import DEBUG, ERROR
 
-ROOT = "/$ "
-NOTHING = "There is no configuration data. \r\n"
 READS = ["[name=", "[", "[name", "[name=a", "[]", "[=x]", "[,]", "[=]", "[[name=a]", "[1=a]"]
 EDITS = ["[]", "[=x]", "[,]", "[=]", "[[name=a]", "[name=a,,x=b]", "[name=a,=b]", "[\u00d7=a]"]
 LEAVES = ["x[", "x[]", "x[name", "x[=a]"]
@@ -36,26 +37,6 @@ SCHEMA = Schema(
 @pytest.fixture(autouse=True)
 def schema(machine):
     machine.load(SCHEMA)
-
-
-def run(machine, *words, prints=""):
-    result = machine.one_shot(*words)
-    assert result.stdout.decode() == prints
-    assert (result.status, result.stderr) == (0, b"")
-
-
-def with_lines(lines, pwd="/"):
-    return f"[pwd]\n{pwd}\n\n[config]\n{lines}\n[rpc]\n\n[rpc_para]\n\n%%%\n"
-
-
-def write_profile(machine, text):
-    with open(machine.profile, "w", encoding="utf-8", newline="") as file:
-        file.write(text)
-
-
-def profile(machine):
-    with open(machine.profile, encoding="utf-8", newline="") as file:
-        return file.read()
 
 
 def no_tree(path):
@@ -113,7 +94,7 @@ def test_edits_at_the_prompt(machine):
         (ROOT, "delete /m/x[", "error: child node:/m/x[  is not existed.\r\n"),
         (ROOT, "get-config -l /m/l[", "/m/l[ not exist in local configuration buffer \r\n"),
         (ROOT, "commit", printed_ok(1)),
-        (ROOT, "commit", NOTHING),
+        (ROOT, "commit", NOTHING_STAGED),
     )
     assert machine.tarnd.requests == [edit_config('<x xmlns="urn:m">1</x>')]
 
@@ -122,7 +103,7 @@ def test_deletes_at_the_prompt(machine):
     """The choice in the entry is not asked about."""
     machine.dialogue(
         *((ROOT, f"delete /m/l{predicate}/v", "delete cmd error!\r\n") for predicate in EDITS),
-        (ROOT, "commit", NOTHING),
+        (ROOT, "commit", NOTHING_STAGED),
     )
     assert machine.tarnd.requests == []
 
@@ -134,7 +115,7 @@ def test_edits_as_single_commands(machine):
     for predicate in READS:
         run(machine, "delete", f"/m/l{predicate}")
     assert not os.path.exists(machine.profile)
-    run(machine, "commit", prints=NOTHING)
+    run(machine, "commit", prints=NOTHING_STAGED)
     assert machine.tarnd.requests == []
 
 

@@ -3,15 +3,13 @@
 import pytest
 from support import tarnd as daemon
 from support.example import EXAMPLE, get_config
+from support.messages import LEAF_OR_RPC, NO_CHILD, TOO_MANY_LAYERS
 from support.prompts import at, go
 from support.schema_db import Schema, container, leaf, leaf_list, list_, module
 from support.shell import DEBUG
 
 CD_USAGE = "error command, please use:cd path\r\n"
 PWD_USAGE = "error command, please use:pwd (no param)\r\n"
-LAYERS = "cd cmd only takes one layer relative path as parameters!\r\n"
-NO_CHILD = "error: child node is not existed or another choice case is set.\r\n"
-LEAF = "This is a leaf or rpc node,that can't cd."
 PORTS = (
     '<box xmlns="urn:acme"><port><id>1</id></port><port><id>2/3</id></port>'
     "<port><id>a b</id></port></box>"
@@ -69,7 +67,7 @@ def test_forms_of_one_layer(machine):
     "word", ["acme/box", "/acme/box", "box/inner", "./acme/box", "//acme//box/inner"]
 )
 def test_two_layers_are_too_many(machine, word):
-    machine.dialogue(("/$ ", f"cd {word}", LAYERS))
+    machine.dialogue(("/$ ", f"cd {word}", TOO_MANY_LAYERS))
 
 
 def test_slashes_in_a_key_value_are_no_layers(machine):
@@ -185,9 +183,9 @@ def test_a_leaf_cannot_be_entered(machine):
     prompt = at("/acme/box")
     machine.dialogue(
         *steps,
-        (prompt, "cd name", LEAF),
-        (prompt, "cd uptime", LEAF),
-        (prompt, "cd extra:badge", LEAF),
+        (prompt, "cd name", LEAF_OR_RPC),
+        (prompt, "cd uptime", LEAF_OR_RPC),
+        (prompt, "cd extra:badge", LEAF_OR_RPC),
     )
 
 
@@ -196,7 +194,7 @@ def test_below_an_entry(machine):
     entry = at("/acme/box/port[id=1]")
     machine.dialogue(
         *go("acme", "box", "port", "port[id=1]"),
-        (entry, "cd mtu", LEAF),
+        (entry, "cd mtu", LEAF_OR_RPC),
         (entry, "cd nothing", "error parameter: nothing\r\n"),
     )
 
@@ -206,7 +204,7 @@ def test_a_leaf_list_can_be_entered(machine):
 
 
 def test_an_rpc_cannot_be_entered(machine):
-    machine.dialogue(*go("acme"), (at("/acme"), "cd reset", LEAF), end=at("/acme"))
+    machine.dialogue(*go("acme"), (at("/acme"), "cd reset", LEAF_OR_RPC), end=at("/acme"))
 
 
 def test_a_node_of_another_module(machine):
@@ -224,7 +222,7 @@ def test_nodes_of_other_kinds(machine):
     machine.dialogue(*go("acme", "strange"), end=at("/acme/strange"))
 
 
-def test_to_where_one_is(machine):
+def test_the_workspace_itself(machine):
     machine.dialogue(
         *go("acme", "box"),
         (at("/acme/box"), "cd .", ""),
@@ -302,7 +300,7 @@ class TestChoices:
             *go("acme", "link"),
             (at("/acme/link"), "cd udp-options", NO_CHILD),
             (at("/acme/link"), "cd udp-port", NO_CHILD),
-            (at("/acme/link"), "cd tcp-port", LEAF),
+            (at("/acme/link"), "cd tcp-port", LEAF_OR_RPC),
             end=at("/acme/link"),
         )
 
@@ -316,23 +314,23 @@ class TestChoices:
     def test_a_child_of_a_nested_choice(self, machine):
         machine.dialogue(
             *go("acme", "deep"),
-            (at("/acme/deep"), "cd b1", LEAF),
-            (at("/acme/deep"), "cd c1", LEAF),
-            (at("/acme/deep"), "cd d1", LEAF),
+            (at("/acme/deep"), "cd b1", LEAF_OR_RPC),
+            (at("/acme/deep"), "cd c1", LEAF_OR_RPC),
+            (at("/acme/deep"), "cd d1", LEAF_OR_RPC),
         )
 
     def test_an_outer_case_that_is_active_is_final(self, machine):
         machine.tarnd.holds("<d1>", '<deep xmlns="urn:acme"><d1>1</d1></deep>')
         machine.dialogue(
             *go("acme", "deep"),
-            (at("/acme/deep"), "cd d1", LEAF),
+            (at("/acme/deep"), "cd d1", LEAF_OR_RPC),
         )
 
     def test_an_inner_case_makes_the_outer_one_active(self, machine):
         machine.tarnd.holds("<b1>", '<deep xmlns="urn:acme"><b1>1</b1></deep>')
         machine.dialogue(
             *go("acme", "deep"),
-            (at("/acme/deep"), "cd b2", LEAF),
+            (at("/acme/deep"), "cd b2", LEAF_OR_RPC),
             (at("/acme/deep"), "cd d1", NO_CHILD),
         )
 

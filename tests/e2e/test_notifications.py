@@ -7,18 +7,10 @@ import threading
 import pytest
 from support import tarnd as daemon
 from support import valgrind
-from support.example import EXAMPLE, printed_no_data
+from support.example import EVENT, EXAMPLE, PRINTED_EVENT, printed_no_data
 from support.shell import DEBUG
 
-EVENT = daemon.notification("<event/>")
-PRINTED = (
-    '<notification xmlns="urn:ietf:params:xml:ns:netconf:notification:1.0">\n'
-    "  <eventTime>\n"
-    "    2024-01-02T03:04:05Z\n"
-    "  </eventTime>\n"
-    "  <event/>\n"
-    "  </notification>\n"
-).encode()
+PRINTED = PRINTED_EVENT.encode()
 SOON = valgrind.SCALE * 10  # about a second is meant; a busy machine is given more
 
 

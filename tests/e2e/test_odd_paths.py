@@ -2,13 +2,12 @@
 
 import pytest
 from support.example import EXAMPLE, edit_config, get, printed_no_data, printed_ok
+from support.messages import NO_CHILD, TOO_MANY_LAYERS
+from support.prompts import ROOT
 from support.schema_db import Schema, leaf, list_, module
 from support.shell import DEBUG
 
-ROOT = "/$ "
 BOX = "\n/acme/box$ "
-LAYERS = "cd cmd only takes one layer relative path as parameters!\r\n"
-NO_CHILD = "error: child node is not existed or another choice case is set.\r\n"
 
 
 @pytest.fixture(autouse=True)
@@ -130,16 +129,16 @@ def test_the_log_shows_a_path_as_it_is_typed(machine):
 
 # How many layers an argument of cd has. The answers are those of /acme/box.
 LAYERED = [
-    ("inner/state", LAYERS),
-    ("/acme/box", LAYERS),
-    ("../../x", LAYERS),
-    ("../../..", LAYERS),
-    ("./inner/state", LAYERS),
-    ("//a//b", LAYERS),
-    ("/../x", LAYERS),
-    ("inner/../inner", LAYERS),
-    ("port[id=1]/qos", LAYERS),
-    ("a/./b", LAYERS),
+    ("inner/state", TOO_MANY_LAYERS),
+    ("/acme/box", TOO_MANY_LAYERS),
+    ("../../x", TOO_MANY_LAYERS),
+    ("../../..", TOO_MANY_LAYERS),
+    ("./inner/state", TOO_MANY_LAYERS),
+    ("//a//b", TOO_MANY_LAYERS),
+    ("/../x", TOO_MANY_LAYERS),
+    ("inner/../inner", TOO_MANY_LAYERS),
+    ("port[id=1]/qos", TOO_MANY_LAYERS),
+    ("a/./b", TOO_MANY_LAYERS),
     ("/none", "error: node:/none  is not existed.\r\n"),
     ("/none/", "error: node:/none/  is not existed.\r\n"),
     ("/./none", "error: node:/./none  is not existed.\r\n"),
@@ -170,7 +169,7 @@ UPWARDS = [
     ("../.", "/acme"),
     ("../..", "/"),
     ("../../", "/"),
-    ("./../..", LAYERS),
+    ("./../..", TOO_MANY_LAYERS),
     ("/acme", "/acme"),
     ("//acme//", "/acme"),
     ("/", "/"),
@@ -182,8 +181,8 @@ UPWARDS = [
 
 @pytest.mark.parametrize("operand, where", UPWARDS)
 def test_upwards(machine, operand, where):
-    if where == LAYERS:
-        in_box(machine, (BOX, f"cd {operand}", LAYERS))
+    if where == TOO_MANY_LAYERS:
+        in_box(machine, (BOX, f"cd {operand}", TOO_MANY_LAYERS))
     else:
         in_box(machine, (BOX, f"cd {operand}", ""), end=f"\n{where}$ ")
 

@@ -5,10 +5,9 @@ import stat
 
 import pytest
 from support.example import EXAMPLE, edit_config, invoke, printed_ok
+from support.messages import DISCARDED
+from support.oneshot import filled, profile, run, with_lines, write_profile
 from support.shell import DEBUG, ERROR
-
-FRESH = "[pwd]\n{}\n\n[config]\n\n\n[rpc]\n{}\n\n[rpc_para]\n\n\n%%%\n"
-DISCARDED = "The discard_changes command executed successfuly!\n"
 
 
 @pytest.fixture(autouse=True)
@@ -16,31 +15,9 @@ def schema(machine):
     machine.load(EXAMPLE)
 
 
-def run(machine, *words, prints=""):
-    result = machine.one_shot(*words)
-    assert result.stdout.decode() == prints
-    assert result.status == 0
-
-
-def profile(machine):
-    with open(machine.profile, "rb") as file:
-        return file.read().decode()
-
-
-def write_profile(machine, text, mode=0o600):
-    with open(machine.profile, "wb") as file:
-        file.write(text.encode())
-    os.chmod(machine.profile, mode)
-
-
-def filled(pwd="/", config="", rpc="", parameters=""):
-    """The profile after lines were put into a fresh one."""
-    return f"[pwd]\n{pwd}\n\n[config]\n{config}\n\n[rpc]\n{rpc}\n[rpc_para]\n{parameters}\n\n%%%\n"
-
-
 def test_set_creates_the_profile(machine):
     run(machine, "set", "/acme/box/name", "1")
-    assert profile(machine) == filled(config="set /acme/box/name 1\n", rpc="\n")
+    assert profile(machine) == filled(config="set /acme/box/name 1\n")
     assert stat.S_IMODE(os.stat(machine.profile).st_mode) == 0o600
     assert machine.tarnd.requests == []
 
@@ -56,17 +33,17 @@ def test_appended_lines_keep_their_order(machine):
         "delete /acme/box/tag\n"
         'set /acme/box/port[id="a b"]/mtu "1\x032"\n'
     )
-    assert profile(machine) == filled(config=lines, rpc="\n")
+    assert profile(machine) == filled(config=lines)
 
 
 def test_cd_replaces_the_workspace_and_leaves_a_residue(machine):
     run(machine, "cd", "acme")
     run(machine, "cd", "box")
     run(machine, "pwd", prints="/acme/box\r\n")
-    text = FRESH.format("/acme/box", "")
+    text = filled("/acme/box")
     run(machine, "cd", "/")
     run(machine, "pwd", prints="/\r\n")
-    assert profile(machine) == FRESH.format("/", "") + text[-len("/acme/box") + 1 :]
+    assert profile(machine) == filled() + text[-len("/acme/box") + 1 :]
 
 
 def test_a_series_does_what_a_session_does(machine):
@@ -124,10 +101,10 @@ def test_an_entry_is_committed_with_its_keys(machine):
 
 
 def test_the_two_records_of_an_entry(machine):
-    write_profile(machine, FRESH.format("/acme/box/port", ""))
+    write_profile(machine, filled("/acme/box/port"))
     run(machine, "add-listentry", "id", '"a b"')
     lines = 'set /acme/box/port[id="a b"]\nadd /acme/box/port port[id="a b"]\n'
-    assert profile(machine) == filled("/acme/box/port", lines, "\n")
+    assert profile(machine) == filled("/acme/box/port", lines)
     assert machine.tarnd.requests == []  # no look for duplicates
 
 
@@ -161,14 +138,16 @@ def test_discard_changes_writes_a_fresh_profile(machine):
     run(machine, "cd", "acme")
     run(machine, "set", "box/name", "1")
     run(machine, "discard_changes", prints=DISCARDED)
-    assert profile(machine) == FRESH.format("/acme", "")
+    assert profile(machine) == filled("/acme")
 
 
 def test_discard_changes_keeps_the_rpc(machine):
     run(machine, "/acme/reset")
     run(machine, "set", "delay", "5")
     run(machine, "discard_changes", prints=DISCARDED)
-    assert profile(machine) == FRESH.format("/acme/reset", "/acme/reset")
+    assert profile(machine) == (
+        "[pwd]\n/acme/reset\n\n[config]\n\n\n[rpc]\n/acme/reset\n\n[rpc_para]\n\n\n%%%\n"
+    )
 
 
 def test_a_failed_exchange_keeps_the_lines(machine):
@@ -209,9 +188,9 @@ def test_a_line_too_long_creates_no_profile(machine):
 
 
 def test_an_entry_too_long_for_its_first_record_has_no_second(machine):
-    write_profile(machine, FRESH.format("/acme/box/port", ""))
+    write_profile(machine, filled("/acme/box/port"))
     run(machine, "add-listentry", "id", "x" * 1000)
-    assert profile(machine) == FRESH.format("/acme/box/port", "")
+    assert profile(machine) == filled("/acme/box/port")
 
 
 def test_an_empty_profile_ends_the_start(machine):
@@ -228,7 +207,7 @@ def test_an_empty_profile_ends_the_start(machine):
 def test_what_is_no_file_is_refused(machine, place):
     if place == "link":
         with open(machine.path("victim"), "w", encoding="ascii") as file:
-            file.write(FRESH.format("/acme", ""))
+            file.write(filled("/acme"))
         os.symlink("victim", machine.profile)
     elif place == "fifo":
         os.mkfifo(machine.profile)
@@ -239,7 +218,7 @@ def test_what_is_no_file_is_refused(machine, place):
     run(machine, "discard_changes", prints=DISCARDED)
     if place == "link":
         with open(machine.path("victim"), encoding="ascii") as file:
-            assert file.read() == FRESH.format("/acme", "")
+            assert file.read() == filled("/acme")
 
 
 STARTS = [
@@ -264,10 +243,6 @@ def replayed(machine, text):
     write_profile(machine, text)
     machine.one_shot("commit")
     return machine.tarnd.requests, machine.log.texts(DEBUG)
-
-
-def with_lines(lines):
-    return f"[pwd]\n/\n\n[config]\n{lines}\n[rpc]\n\n[rpc_para]\n\n%%%\n"
 
 
 NAME = edit_config('<box xmlns="urn:acme"><name>1</name></box>')

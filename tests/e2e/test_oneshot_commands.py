@@ -5,6 +5,8 @@ import stat
 
 import pytest
 from support.example import BASE, EXAMPLE, get, get_config, printed_no_data, printed_ok
+from support.messages import DISCARDED
+from support.oneshot import profile, run, write_profile
 from support.shell import DEBUG, ERROR, INFO
 from support.tarnd import rpc_reply
 
@@ -18,7 +20,6 @@ IN_RPC = (
 )
 SENT = (INFO, "[INFO] Send a message to tarnd.\n")
 RECEIVED = (INFO, "[INFO] Recv a message from tarnd.\n")
-DISCARDED = "The discard_changes command executed successfuly!\n"
 OK = f'<rpc-reply xmlns="{BASE}" message-id="1">\n  <ok/>\n  </rpc-reply>\n'
 DATA = "<data><box>1</box></data>"
 EXPORTED = "<?xml version='1.0' encoding='UTF-8'?>" + DATA
@@ -27,24 +28,6 @@ EXPORTED = "<?xml version='1.0' encoding='UTF-8'?>" + DATA
 @pytest.fixture(autouse=True)
 def schema(machine):
     machine.load(EXAMPLE)
-
-
-def write_profile(machine, text):
-    with open(machine.profile, "w", encoding="utf-8", newline="") as file:
-        file.write(text)
-
-
-def profile(machine):
-    if not os.path.lexists(machine.profile):
-        return None
-    with open(machine.profile, encoding="utf-8", newline="") as file:
-        return file.read()
-
-
-def run(machine, *words, prints=""):
-    result = machine.one_shot(*words)
-    assert result.stdout.decode() == prints
-    assert (result.status, result.stderr) == (0, b"")
 
 
 def logged(machine):
@@ -279,7 +262,7 @@ def test_a_line_that_finds_no_section(machine):
     assert machine.log.texts(ERROR, DEBUG) == []
 
 
-def test_a_line_keeps_the_mode_of_the_file_a_writer_sets_it(machine):
+def test_a_line_keeps_the_mode_of_the_file_and_discard_changes_sets_it(machine):
     write_profile(machine, STAGED)
     os.chmod(machine.profile, 0o644)
     run(machine, "set", "name", "2")

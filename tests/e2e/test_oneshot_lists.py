@@ -5,13 +5,10 @@ import os
 import pytest
 from support import tarnd as daemon
 from support.example import edit_config, get, get_config, invoke, printed_no_data, printed_ok
+from support.messages import DISCARDED, NOTHING_STAGED, NO_CHILD, no_such
+from support.nested import NET
+from support.oneshot import filled, profile, run, with_lines, write_profile
 from support.shell import DEBUG, ERROR
-from test_combinations import NET
-
-NO_CHILD = "error: child node is not existed or another choice case is set.\r\n"
-DISCARDED = "The discard_changes command executed successfuly!\n"
-NOTHING = "There is no configuration data. \r\n"
-EMPTY = "[pwd]\n{}\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n"
 
 
 @pytest.fixture(autouse=True)
@@ -19,39 +16,10 @@ def schema(machine):
     machine.load(NET)
 
 
-def run(machine, line, prints=""):
-    result = machine.one_shot(line)
-    assert result.stdout.decode() == prints
-    assert (result.status, result.stderr) == (0, b"")
-
-
-def profile(machine):
-    with open(machine.profile, "rb") as file:
-        return file.read().decode()
-
-
-def write_profile(machine, text):
-    with open(machine.profile, "wb") as file:
-        file.write(text.encode())
-
-
-def filled(pwd="/", config="", rpc="", parameters="", residue=""):
-    """The profile after lines were put into a fresh one."""
-    rpc = f"{rpc}\n" if rpc else ""
-    return (
-        f"[pwd]\n{pwd}\n\n[config]\n{config}\n\n[rpc]\n{rpc}\n\n"
-        f"[rpc_para]\n{parameters}\n\n%%%\n{residue}"
-    )
-
-
 def in_rpc(pwd, config="", parameters="", residue=""):
     """The profile that the first command creates when it enters an rpc."""
     text = filled(pwd, config, "/net/clean", parameters, residue)
     return text.replace("[rpc]\n/net/clean\n\n\n", "[rpc]\n/net/clean\n\n")
-
-
-def no_such(word):
-    return f"{word}: no such command, type 'help' for more information.\n"
 
 
 def cyan(name):
@@ -68,19 +36,19 @@ class TestEntries:
         self.at_users(machine)
         run(machine, "add-listentry name a/b:c")
         run(machine, 'add-listentry name "x y"')
-        run(machine, "ls", cyan('user[name="x y"]') + "  " + cyan("user[name=a/b:c]") + "\n")
-        run(machine, "cd user[name=none]", NO_CHILD)
+        run(machine, "ls", prints=cyan('user[name="x y"]') + "  " + cyan("user[name=a/b:c]") + "\n")
+        run(machine, "cd user[name=none]", prints=NO_CHILD)
         run(machine, 'cd user[name="x y"]')
-        run(machine, "pwd", '/net/user[name="x y"]\r\n')
+        run(machine, "pwd", prints='/net/user[name="x y"]\r\n')
         run(machine, "set role r:1/2")
         run(machine, "cd ..")
-        run(machine, "pwd", "/net/user\r\n")
-        run(machine, "commit", printed_ok(1))
+        run(machine, "pwd", prints="/net/user\r\n")
+        run(machine, "commit", prints=printed_ok(1))
         assert machine.tarnd.requests[-1] == edit_config(
             '<user xmlns="urn:net"><name>x y</name><role>r:1/2</role></user>'
             '<user xmlns="urn:net"><name>a/b:c</name></user>'
         )
-        assert profile(machine).startswith(EMPTY.format(self.USERS))
+        assert profile(machine).startswith(with_lines("", self.USERS))
 
     def test_the_lines_of_added_entries(self, machine):
         self.at_users(machine)
@@ -97,7 +65,7 @@ class TestEntries:
         ]
         assert profile(machine) == filled(self.USERS, "".join(line + "\n" for line in lines))
         assert machine.tarnd.requests == []
-        run(machine, "commit", printed_ok(1))
+        run(machine, "commit", prints=printed_ok(1))
         assert machine.tarnd.requests == [
             edit_config(
                 '<user xmlns="urn:net"><name>x=[y],/ z:</name></user>'
@@ -123,7 +91,7 @@ class TestEntries:
         ("delete ../none", "error parameter: ../none\r\n"),
         ("discard_changes now", "error command, please use:discard_changes (no param)\r\n"),
         ("commit now", "error command, please use:commit \r\n"),
-        ("commit", NOTHING),
+        ("commit", NOTHING_STAGED),
         ("cd", "error command, please use:cd path\r\n"),
         ("cd a b", "error command, please use:cd path\r\n"),
         ("cd role", "error parameter: role\r\n"),
@@ -145,7 +113,7 @@ class TestEntries:
     @pytest.mark.parametrize("line, prints", REFUSALS)
     def test_what_changes_nothing(self, machine, line, prints):
         self.at_users(machine)
-        run(machine, line, prints)
+        run(machine, line, prints=prints)
         assert profile(machine) == filled(self.USERS)
         assert machine.tarnd.requests == []
 
@@ -175,9 +143,9 @@ class TestEntries:
         run(machine, "add-listentry name a/1")
         run(machine, "add-listentry name b")
         run(machine, "delete user[name=a/1]")
-        run(machine, "ls", cyan("user[name=b]") + "\n")
+        run(machine, "ls", prints=cyan("user[name=b]") + "\n")
         machine.tarnd.on_request = lambda request: daemon.close
-        run(machine, "commit", "Read message failed. \r\n")
+        run(machine, "commit", prints="Read message failed. \r\n")
         assert machine.tarnd.requests[-1] == edit_config(
             '<user xmlns="urn:net"><name>b</name></user>'
             '<user xmlns="urn:net" xc:operation="delete"><name>a/1</name></user>'
@@ -185,9 +153,9 @@ class TestEntries:
 
     def test_reading(self, machine):
         self.at_users(machine, "set /net/dns 1\n")
-        run(machine, "get user[name=a/b:c]/role", printed_no_data(1))
-        run(machine, "get-config -r .", printed_no_data(1))
-        run(machine, "get-config -s ../dns", printed_no_data(1))
+        run(machine, "get user[name=a/b:c]/role", prints=printed_no_data(1))
+        run(machine, "get-config -r .", prints=printed_no_data(1))
+        run(machine, "get-config -s ../dns", prints=printed_no_data(1))
         assert machine.tarnd.requests == [
             get('<user xmlns="urn:net"><name>a/b:c</name><role></role></user>'),
             get_config('<user xmlns="urn:net"></user>'),
@@ -205,10 +173,10 @@ class TestRpcs:
         run(machine, "cd job[id=a/b:c]")
         run(machine, "set arg 1")
         run(machine, "set arg 2")
-        run(machine, "delete arg", "current mode not support del cmd\r\n")
+        run(machine, "delete arg", prints="current mode not support del cmd\r\n")
         run(machine, "cd step")
         run(machine, "add-listentry n 2 m /")
-        run(machine, "ls", cyan("step[m=/,n=2]") + "\n")
+        run(machine, "ls", prints=cyan("step[m=/,n=2]") + "\n")
         config = (
             "add /net/clean/job job[id=a/b:c]\n" "add /net/clean/job[id=a/b:c]/step step[m=/,n=2]\n"
         )
@@ -220,14 +188,14 @@ class TestRpcs:
         )
         assert profile(machine) == in_rpc(steps, config, parameters)
         assert machine.tarnd.requests == []
-        run(machine, "commit", printed_ok(1))
+        run(machine, "commit", prints=printed_ok(1))
         assert machine.tarnd.requests == [
             invoke(
                 '<clean xmlns="urn:net"><job><id>a/b:c</id>'
                 "<step><m>/</m><n>2</n></step><arg>1</arg><arg>2</arg></job></clean>"
             )
         ]
-        assert profile(machine) == EMPTY.format("/net")
+        assert profile(machine) == with_lines("", "/net")
 
     def test_staged_configuration_waits(self, machine):
         write_profile(machine, filled("/net/user"))
@@ -237,7 +205,7 @@ class TestRpcs:
         run(machine, "add-listentry name u:2")
         run(machine, "/net/clean")
         run(machine, "set ext:opt 1")
-        run(machine, "commit", printed_ok(1))
+        run(machine, "commit", prints=printed_ok(1))
         staged = (
             'set /net/dns "a\x03b"\n'
             "delete /net/dns\n"
@@ -248,7 +216,7 @@ class TestRpcs:
         )
         text = f"[pwd]\n/net\n\n[config]\n{staged}\n[rpc]\n\n[rpc_para]\n\n%%%\n"
         assert profile(machine) == text
-        run(machine, "commit", printed_ok(1))
+        run(machine, "commit", prints=printed_ok(1))
         assert machine.tarnd.requests == [
             invoke('<clean xmlns="urn:net"><opt xmlns="urn:ext">1</opt></clean>'),
             edit_config(
@@ -257,7 +225,7 @@ class TestRpcs:
                 '<dns xmlns="urn:net">a b</dns><dns xmlns="urn:net" xc:operation="delete"></dns>'
             ),
         ]
-        assert profile(machine) == EMPTY.format("/net")
+        assert profile(machine) == with_lines("", "/net")
 
     REFUSALS = [
         ("get .", "rpc mode not support get operation\r\n"),
@@ -283,11 +251,11 @@ class TestRpcs:
         run(machine, "/net/clean")
         before = profile(machine)
         assert before == in_rpc("/net/clean")
-        run(machine, line, prints)
+        run(machine, line, prints=prints)
         assert profile(machine) == before
         assert machine.tarnd.requests == []
 
-    def test_words_behind_the_rpc_change_nothing(self, machine):
+    def test_words_after_the_rpc_change_nothing(self, machine):
         run(machine, "/net/clean now")
         assert not os.path.exists(machine.profile)
 
@@ -300,10 +268,10 @@ class TestRpcs:
     def test_leaving(self, machine):
         run(machine, "/net/clean")
         run(machine, "set ext:opt 1")
-        run(machine, "quit", DISCARDED)
-        run(machine, "pwd", "/net\r\n")
+        run(machine, "quit", prints=DISCARDED)
+        run(machine, "pwd", prints="/net\r\n")
         run(machine, "quit")
-        run(machine, "commit", NOTHING)
+        run(machine, "commit", prints=NOTHING_STAGED)
         text = profile(machine)
         assert text[: text.index("%%%") + 4] == filled("/net")
 
@@ -324,23 +292,23 @@ class TestOddProfiles:
         expected = filled("/net/sys", "set /net/sys/vrf[name=1]/name 1\n")
         assert text[: len(expected)] == expected
 
-    def test_a_slash_behind_the_workspace_is_not_part_of_it(self, machine):
+    def test_a_slash_after_the_workspace_is_not_part_of_it(self, machine):
         write_profile(machine, filled("/net/sys/"))
         run(machine, "cd .")
         run(machine, "cd ../sys")
         assert profile(machine) == filled("/net/sys/")
-        run(machine, "cd ../dns", "error: node:../dns  is not existed.\r\n")
+        run(machine, "cd ../dns", prints="error: node:../dns  is not existed.\r\n")
         run(machine, "cd ..")
-        run(machine, "pwd", "/net\r\n")
+        run(machine, "pwd", prints="/net\r\n")
 
     def test_a_workspace_that_is_not_there(self, machine):
         write_profile(machine, filled("/net/none"))
-        run(machine, "pwd", "/net/none\r\n")
+        run(machine, "pwd", prints="/net/none\r\n")
         run(machine, "ls")
-        run(machine, "cd x", "error parameter: x\r\n")
-        run(machine, "add-listentry a b", "error parameter: /net/none\r\n")
+        run(machine, "cd x", prints="error parameter: x\r\n")
+        run(machine, "add-listentry a b", prints="error parameter: /net/none\r\n")
         run(machine, "cd ..")
-        run(machine, "pwd", "/net\r\n")
+        run(machine, "pwd", prints="/net\r\n")
         assert machine.log.texts(ERROR) == [
             (ERROR, "[ERROR] error parameter: /net/none\r\n\n"),
             (ERROR, "[ERROR] error:get ls node \r\n\n"),
@@ -349,7 +317,7 @@ class TestOddProfiles:
     def test_a_value_whose_node_is_gone_cannot_be_written(self, machine):
         lines = 'set /net/sys/vrf[name="a b/c"]/none x:y\n'
         write_profile(machine, filled("/", lines))
-        run(machine, "commit", "cmdtree to netconf error \r\n")
+        run(machine, "commit", prints="cmdtree to netconf error \r\n")
         assert (DEBUG, '[DEBUG] Failed to get /net/sys/vrf[name="a b/c"]/none from db\n') in (
             machine.log.texts(DEBUG)
         )
@@ -358,13 +326,13 @@ class TestOddProfiles:
 
     def test_a_module_and_the_root_have_no_element(self, machine):
         write_profile(machine, filled("/", "set /net 1\nset /net/dns 2\nset /ext\n"))
-        run(machine, "commit", printed_ok(1))
+        run(machine, "commit", prints=printed_ok(1))
         assert machine.tarnd.requests == [edit_config('<dns xmlns="urn:net">2</dns>')]
 
     def test_a_value_of_an_entry_stands_for_the_whole_element(self, machine):
         lines = "set /net/user[name=a] v\nset /net/user[name=a]/role r\n"
         write_profile(machine, filled("/", lines))
-        run(machine, "commit", printed_ok(1))
+        run(machine, "commit", prints=printed_ok(1))
         assert machine.tarnd.requests == [
             edit_config('<user xmlns="urn:net">v</user><role>r</role>')
         ]
@@ -372,7 +340,7 @@ class TestOddProfiles:
     def test_deletes_with_values(self, machine):
         lines = "delete /net/dns a\ndelete /net/dns b\nset /net/dns b\n"
         write_profile(machine, filled("/", lines))
-        run(machine, "commit", printed_ok(1))
+        run(machine, "commit", prints=printed_ok(1))
         assert machine.tarnd.requests == [
             edit_config(
                 '<dns xmlns="urn:net" xc:operation="delete">a</dns><dns xmlns="urn:net">b</dns>'

@@ -17,7 +17,7 @@ PROCESSES = 60
 
 
 def start_value(content, section):
-    """The whole line right behind the first header, up to a zero byte; else empty."""
+    """The whole line right after the first header, up to a zero byte; else empty."""
     header = content.find(section + b"\n")
     if header < 0 or header != content.find(section):
         return b""

@@ -2,6 +2,7 @@
 
 import pytest
 from support.example import EXAMPLE, edit_config, get, invoke, printed_no_data, printed_ok
+from support.oneshot import profile, write_profile
 from support.shell import DEBUG, ERROR
 
 PING = invoke('<ping xmlns="urn:acme"></ping>')
@@ -10,16 +11,6 @@ PING = invoke('<ping xmlns="urn:acme"></ping>')
 @pytest.fixture(autouse=True)
 def schema(machine):
     machine.load(EXAMPLE)
-
-
-def write_profile(machine, text):
-    with open(machine.profile, "w", encoding="utf-8", newline="") as file:
-        file.write(text)
-
-
-def profile(machine):
-    with open(machine.profile, encoding="utf-8", newline="") as file:
-        return file.read()
 
 
 def written_back(machine, config):
@@ -87,7 +78,7 @@ CHANGED = [
      "set /acme/box/tag a\ndelete /acme/box/tag b\n"),
     ("set /acme/box/tag a\nset /acme/box/tag b\ndelete /acme/box/tag\n",
      "set /acme/box/tag a\ndelete /acme/box/tag\n"),
-    # entries: newest first, lists and keys, each once, behind the commands
+    # entries: newest first, lists and keys, each once, after the commands
     ("add /acme/box/port port[id=a]\nset /acme/box/name 1\nadd /acme/box/port port[id=b]\n"
      "add /acme/box/route route[dest=1,via=2]\nadd /acme/box/port port[id=a]\n",
      "set /acme/box/name 1\nadd /acme/box/route route[dest=1,via=2]\n"

@@ -4,6 +4,7 @@ import os
 
 import pytest
 from support.example import edit_config, printed_ok
+from support.oneshot import filled, profile, run, write_profile
 from support.schema_db import Schema, leaf, list_, module, rpc
 
 SCHEMA = Schema(
@@ -20,26 +21,6 @@ SCHEMA = Schema(
 @pytest.fixture(autouse=True)
 def schema(machine):
     machine.load(SCHEMA)
-
-
-def run(machine, *words, prints=""):
-    result = machine.one_shot(*words)
-    assert result.stdout.decode() == prints
-    assert (result.status, result.stderr) == (0, b"")
-
-
-def filled(pwd, lines):
-    return f"[pwd]\n{pwd}\n\n[config]\n{lines}\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
-
-
-def write_profile(machine, text):
-    with open(machine.profile, "wb") as file:
-        file.write(text.encode())
-
-
-def profile(machine):
-    with open(machine.profile, "rb") as file:
-        return file.read().decode()
 
 
 APOSTROPHE = "/m/o[k=it's]"

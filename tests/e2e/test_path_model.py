@@ -8,9 +8,9 @@ import random
 import re
 
 import pytest
+from support.prompts import ROOT
 from support.schema_db import Schema, container, leaf, list_, module, rpc
 
-ROOT = "/$ "
 PIECES = ["m", "c", "l", "x", "k", "r", "n", ".", "..", "", "...", ".c", "..c", "l[k=1]", "l[k=/]",
           "l[k=a/../b]", "l[k=:/.]", "c[k=1]", "l[k=1]x", "x[", "l[]", "l]"]  # fmt: skip
 

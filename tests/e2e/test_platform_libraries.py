@@ -5,9 +5,9 @@ import threading
 
 import pytest
 from support import tarnd as daemon
+from support.messages import NO_SERVER
 from support.shell import DEBUG, ERROR, INFO
 
-NO_SERVER = b"failed to connect ncserver!\r\n"
 ENABLED = "conf_dbg_enable(7, 0)\n"
 CONNECTED = ENABLED + "conf_agent_init()\n"
 OPENED = CONNECTED + "redis_connect()\nredis_select(connection, 4)\n"
@@ -79,10 +79,7 @@ def test_a_session_that_is_quit(machine):
 
 @pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGPIPE])
 def test_a_signal_at_the_prompt(machine, number):
-    shell = machine.start()
-    shell.send("pwd\n\n")
-    shell.expect(b"/$ pwd\n/\r\n/$ \n")
-    shell.wait_idle()
+    shell = machine.start_at_prompt()
     shell.signal(number)
     output = f"/$ pwd\n/\r\n/$ \n\nReceive signal={int(number)} and exit\n".encode()
     assert_ended(shell.wait(), 1, output, RELEASED)

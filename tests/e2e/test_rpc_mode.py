@@ -3,12 +3,11 @@
 import pytest
 from support import tarnd as daemon
 from support.example import EXAMPLE, edit_config, get_config, invoke, printed_ok
+from support.messages import DISCARDED, LEAF_OR_RPC, no_such
 from support.schema_db import Schema, leaf, module, rpc
 from support.shell import DEBUG, ERROR
 
-LEAF = "This is a leaf or rpc node,that can't cd."
 INVALID = "invalid operation!!\r\n"
-DISCARDED = "The discard_changes command executed successfuly!\n"
 ENTER = ("/$ ", "/acme/reset", "")
 AT = "\n[reset]$ "
 ACME = "\n/acme$ "
@@ -17,10 +16,6 @@ ACME = "\n/acme$ "
 @pytest.fixture(autouse=True)
 def schema(machine):
     machine.load(EXAMPLE)
-
-
-def no_such(word):
-    return f"{word}: no such command, type 'help' for more information.\n"
 
 
 def in_mode(machine, *steps, enter=(ENTER,), end=AT):
@@ -106,7 +101,7 @@ def test_no_way_out_upwards(machine):
         machine,
         (AT, "cd ..", "error parameter: ..\r\n"),
         (AT, "cd ../box", "error parameter: ../box\r\n"),
-        (AT, "cd delay", LEAF),
+        (AT, "cd delay", LEAF_OR_RPC),
     )
 
 

@@ -4,11 +4,10 @@ import dataclasses
 
 import pytest
 from support.example import invoke, printed_ok
+from support.messages import DISCARDED, no_such
 from support.prompt import BELL, Prompt
 from support.schema_db import Schema, case, choice, container, leaf, list_, module, rpc
 from support.shell import DEBUG, ERROR
-
-DISCARDED = "The discard_changes command executed successfuly!\n"
 
 
 def probe(name):
@@ -167,16 +166,12 @@ def test_ls_shows_its_input(machine, place):
         (place.at, "ls", listing),
         (place.at, "cd ..", "error parameter: ..\r\n"),
         (place.at, "pwd", f"{place.path}\r\n"),
-        (place.at, place.path, "invalid operation!!\r\n" + no_such(place.path)),
+        (place.at, place.path, "invalid operation!!\r\n" + no_such(place.path.split()[0])),
         (place.at, "quit", DISCARDED),
         end=place.outside,
         env={"COLUMNS": "200"},
     )
     assert machine.tarnd.requests == []
-
-
-def no_such(line):
-    return f"{line.split()[0]}: no such command, type 'help' for more information.\n"
 
 
 def test_tab_and_help_offer_its_input(machine, place):

@@ -7,9 +7,8 @@ import random
 
 import pytest
 from support.example import EXAMPLE, edit_config, printed_ok
+from support.messages import NOTHING_STAGED, SET_USAGE
 
-USAGE = "error command, please use:set path [value]\r\n"
-NOTHING = "There is no configuration data. \r\n"
 CODES = {" ": "\x03", "[": "\x0b", "]": "\x0c", "=": "\x0d", ",": "\x0e"}
 CHARACTERS = {code: character for character, code in CODES.items()}
 CHARACTERS.update({"\x01": "/", "\x02": ":"})
@@ -59,7 +58,7 @@ def test_random_values(machine, seed):
         lines += [line.encode("latin-1").decode("utf-8", "surrogateescape"), "commit"]
         expected += f"/$ {line}\n"
         if len(words) > 3:
-            expected += f"{USAGE}/$ commit\n{NOTHING}"
+            expected += f"{SET_USAGE}/$ commit\n{NOTHING_STAGED}"
             continue
         value = sent(words[2]) if len(words) == 3 else ""
         number = len(requests) + 1

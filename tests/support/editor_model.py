@@ -241,7 +241,7 @@ class EditorModel:
         return written
 
     def back(self, position, count):
-        """To a position from the one that is count columns behind it."""
+        """To a position from the one that is count columns after it."""
         rows = (position + count) // self.columns - position // self.columns
         columns = (position + count) % self.columns - position % self.columns
         written = b""

@@ -4,17 +4,18 @@ Records stay below 64 bytes: then the database keeps the order of the fields,
 and the order of a listing can be asserted.
 """
 
-from .schema_db import (
-    Schema,
-    case,
-    choice,
-    container,
-    leaf,
-    leaf_list,
-    list_,
-    module,
-    other,
-    rpc,
+from .prompts import ROOT
+from .schema_db import Schema, case, choice, container, leaf, leaf_list, list_, module, other, rpc
+from .tarnd import notification
+
+EVENT = notification("<event/>")
+PRINTED_EVENT = (
+    '<notification xmlns="urn:ietf:params:xml:ns:netconf:notification:1.0">\n'
+    "  <eventTime>\n"
+    "    2024-01-02T03:04:05Z\n"
+    "  </eventTime>\n"
+    "  <event/>\n"
+    "  </notification>\n"
 )
 
 EXAMPLE = Schema(
@@ -128,6 +129,9 @@ def edit_config(body, message_id=1):
     )
 
 
+DELETE = 'xc:operation="delete"'  # of an element in an edit
+
+
 def invoke(body, message_id=1):
     """The whole text of a request that invokes an rpc."""
     return f'<rpc xmlns="{BASE}" message-id="{message_id}">\r\n{body}</rpc>\r\n'
@@ -152,3 +156,21 @@ def printed_no_data(message_id=1):
         "  </data>\n"
         "</rpc-reply>\n"
     )
+
+
+# What is asked for to know the entries of /acme/box/port.
+PORT_KEYS = '<box xmlns="urn:acme"><port><id></id></port></box>'
+
+
+def box(inner, message_id=1):
+    """The whole text of an edit of what the example has at /acme/box."""
+    return edit_config(f'<box xmlns="urn:acme">{inner}</box>', message_id)
+
+
+def committed(machine, *lines, message_id=1):
+    """Stages lines at the root, commits, and returns the edit that is sent: the last request."""
+    before = len(machine.tarnd.requests)
+    steps = [(ROOT, line, "") for line in lines]
+    machine.dialogue(*steps, (ROOT, "commit", printed_ok(message_id)))
+    assert len(machine.tarnd.requests) - before == message_id
+    return machine.tarnd.requests[-1]

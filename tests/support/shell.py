@@ -227,6 +227,14 @@ class Machine:
         """Starts a shell on pipes."""
         return self.start_command(self.vandel(*arguments), env, **options)
 
+    def start_at_prompt(self):
+        """A shell on pipes that has run a command and waits for a line."""
+        shell = self.start()
+        shell.send("pwd\n\n")
+        shell.expect(b"/$ pwd\n/\r\n/$ \n")
+        shell.wait_idle()
+        return shell
+
     def start_command(self, words, env=None, **options):
         """Starts any program on pipes."""
         pipe = subprocess.PIPE
