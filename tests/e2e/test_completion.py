@@ -1,10 +1,19 @@
 """Tab at the prompt: commands, rpcs, paths and entries."""
 
 import pytest
-from support.completion import ALL_COMMANDS, SCHEMA, in_columns, ports, tab, walk
+from support.completion import SCHEMA, in_columns, ports, tab
 from support.prompt import BELL, TAB, Prompt
 from support.schema_db import Schema, container, leaf, module
 from support.shell import ERROR
+
+
+ALL_COMMANDS = (
+    "\r\n"
+    "help            cd              ls              pwd             set\r\n"
+    "delete          discard_changes get             get-config      copy-config\r\n"
+    "commit          save            add-listentry   export-config   import-config\r\n"
+    "quit            delete-config   \r\n"
+)
 
 
 @pytest.fixture
@@ -83,7 +92,7 @@ def test_the_blanks_before_the_first_word_are_no_word(prompt, line):
 
 
 def test_rpcs_of_the_workspace_follow_the_commands(prompt, machine):
-    at = walk(prompt, "acme")
+    at = prompt.walk("acme")
     assert tab(prompt, "co") == in_columns(at, "co", "copy-config commit      compose     ")
     assert tab(prompt, "rese") == "t"
     assert tab(prompt, "r") == "es"
@@ -92,7 +101,7 @@ def test_rpcs_of_the_workspace_follow_the_commands(prompt, machine):
 
 
 def test_a_completed_rpc_can_be_entered(prompt):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     prompt.line("rese")
     prompt.press(TAB)
     assert prompt.press(b"\r").decode() == "\r\n\r\n[reset]$ "
@@ -103,19 +112,19 @@ def test_a_completed_rpc_can_be_entered(prompt):
 
 
 def test_names_are_looked_up_without_asking_the_server(prompt, machine):
-    at = walk(prompt, "acme", "box", "port")
+    at = prompt.walk("acme", "box", "port")
     asked = len(machine.tarnd.requests)
     assert tab(prompt, "").endswith(at.replace("\n", "\r\n"))
     assert tab(prompt, "pw") == "d"
     assert prompt.help("cd") != b""
-    walk(prompt, "..", "..", "link")
+    prompt.walk("..", "..", "link")
     asked_by_cd = len(machine.tarnd.requests)
     assert tab(prompt, "pw") == "d"
     assert len(machine.tarnd.requests) == asked_by_cd >= asked
 
 
 def test_a_lookup_that_fails_leaves_the_commands(prompt, machine):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     machine.load(Schema(module("other", "urn:o")))
     assert tab(prompt, "r") == BELL.decode()
     assert tab(prompt, "") == ALL_COMMANDS + "\r\n/acme$ "
@@ -162,12 +171,12 @@ def test_the_first_word_is_no_command(prompt, word):
 
 
 def test_an_rpc_is_offered_as_a_path(prompt):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     assert tab(prompt, "get com") == "pose/"
 
 
 def test_relative_and_inner_paths(prompt):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     assert tab(prompt, "set ho") == "stname"
     assert tab(prompt, "set box/stat") == in_columns(
         "\n/acme$ ", "set box/stat", "state   station "
@@ -188,7 +197,7 @@ def test_an_absolute_path_is_joined_to_the_workspace(prompt, machine):
     assert tab(prompt, "cd /ac") == BELL.decode()
     assert tab(prompt, "cd /acme/li") == "nk/"
     assert tab(prompt, "cd //la") == "b/"
-    walk(prompt, "acme")
+    prompt.walk("acme")
     machine.log.lines()
     assert tab(prompt, "set /box/si") == "ze"
     assert tab(prompt, "set /acme/bo") == BELL.decode()
@@ -203,7 +212,7 @@ def test_a_path_that_climbs_too_high(prompt, machine):
 
 
 def test_children_of_choices_follow_the_direct_ones(prompt):
-    walk(prompt, "acme", "link")
+    prompt.walk("acme", "link")
     assert tab(prompt, "set ") == in_columns(
         "\n/acme/link$ ", "set ", "mode      tcp-port  tcp-deep/ udp-port  "
     )
@@ -227,7 +236,7 @@ def test_names_of_modules_below_other_modules(prompt, machine):
 
 def test_entries_staged_and_on_the_server(prompt, machine):
     ports(machine, "1", "2")
-    at = walk(prompt, "acme", "box", "port")
+    at = prompt.walk("acme", "box", "port")
     prompt.run("add-listentry id 3")
     assert tab(prompt, "cd ") == "port[id="
     assert prompt.press(TAB).decode() == in_columns(
@@ -246,7 +255,7 @@ def test_entries_of_a_list_further_down(prompt, machine):
 
 def test_the_server_does_not_tell(prompt, machine):
     machine.tarnd.on_request = lambda request: [request.reply("<rpc-error/>")]
-    walk(prompt, "acme", "box", "port")
+    prompt.walk("acme", "box", "port")
     prompt.run("add-listentry id 3")
     assert tab(prompt, "cd ") == "port[id=3]/"
 
@@ -267,7 +276,7 @@ VALUES = {
 @pytest.mark.parametrize("value, name", VALUES.items())
 def test_key_values_of_every_kind(prompt, machine, value, name):
     ports(machine, value)
-    walk(prompt, "acme", "box", "port")
+    prompt.walk("acme", "box", "port")
     assert tab(prompt, "cd ") == name + "/"
     prompt.type("mt")
     assert prompt.press(TAB).decode() == "u"
@@ -283,7 +292,7 @@ def test_key_values_of_every_kind(prompt, machine, value, name):
 
 def test_an_unfinished_value_with_a_slash_among_several(prompt, machine):
     ports(machine, "1/2", "1/3")
-    walk(prompt, "acme", "box", "port")
+    prompt.walk("acme", "box", "port")
     assert tab(prompt, "cd port[id=1") == "/"
     assert tab(prompt, "cd port[id=1/") == in_columns(
         "\n/acme/box/port$ ", "cd port[id=1/", "port[id=1/3]/ port[id=1/2]/ "

@@ -1,7 +1,7 @@
 """Tab on arguments that are no paths: datastores, the keys of a list."""
 
 import pytest
-from support.completion import SCHEMA, in_columns, tab, walk
+from support.completion import SCHEMA, in_columns, tab
 from support.prompt import BELL, TAB, Prompt
 from support.schema_db import Schema, container, leaf, list_, module
 
@@ -81,7 +81,7 @@ def test_no_datastore_there(prompt, line):
 
 
 def test_list_keys(prompt):
-    at = walk(prompt, "acme", "box", "route")
+    at = prompt.walk("acme", "box", "route")
     assert tab(prompt, "add-listentry ") == in_columns(at, "add-listentry ", "via  dest ")
     assert tab(prompt, "add-listentry d") == "est"
     assert tab(prompt, "add-listentry via ") == BELL.decode()
@@ -99,12 +99,12 @@ def test_list_keys(prompt):
 
 @pytest.mark.parametrize("names", [(), ("acme",), ("acme", "box"), ("acme", "link")])
 def test_list_keys_only_in_a_list(prompt, names):
-    walk(prompt, *names)
+    prompt.walk(*names)
     assert tab(prompt, "add-listentry ") == BELL.decode()
 
 
 def test_an_entry_is_offered_the_keys_of_its_list(prompt):
-    walk(prompt, "acme", "box", "port")
+    prompt.walk("acme", "box", "port")
     prompt.run("add-listentry id 3")
     prompt.run("cd port[id=3]")
     assert tab(prompt, "add-listentry ") == "id"
@@ -112,5 +112,5 @@ def test_an_entry_is_offered_the_keys_of_its_list(prompt):
 
 def test_a_list_without_keys(prompt, machine):
     machine.load(Schema(module("m", "urn:m", container("c", list_("l", [], leaf("x"))))))
-    walk(prompt, "m", "c", "l")
+    prompt.walk("m", "c", "l")
     assert tab(prompt, "add-listentry ") == BELL.decode()

@@ -1,19 +1,48 @@
 """'?' where a word is yet to begin: the commands, and the arguments of each."""
 
 import pytest
-from support.completion_help import (
-    COMMANDS,
-    GET_CONFIG_ROWS,
-    LIST_KEY_ROWS,
-    PATH_ROW,
-    ROOT,
-    SCHEMA,
-    at,
-    at_root,
-    walk,
-)
+from support.completion_help import PATH_ROW, SCHEMA, at, at_root
 from support.prompt import BELL, Prompt
 from support.shell import ERROR
+
+
+COMMANDS = (
+    "\n"
+    "  help               Display the help information. (help [cmd])\n"
+    "  cd                 Change the current workspace. (cd path)\n"
+    "  ls                 List subordinate configurable nodes. \n"
+    "  pwd                Print the current workspace. \n"
+    '  set                Set value of the configurable node. (set key value|"v1 v2")\n'
+    "  delete             Delete value of the configurable node. \n"
+    "  discard_changes    Delete local data. \n"
+    "  get                Get value of the configurable node. \n"
+    "  get-config         Get value from local, running or startup database. "
+    "(get-config -r|-s path or get-config -l [path])\n"
+    "  copy-config        Copy source database to target database.\n"
+    "  commit             Record changes to the server. \n"
+    "  save               Save running database to startup database. \n"
+    "  add-listentry      Create a new listentry. (add-listentry k1 v1 [k2 v2] ...)\n"
+    "  export-config      Export running or startup database to file. "
+    "(export-config running|startup path)\n"
+    "  import-config      Import data to running or startup database from file. "
+    "(import-config file running|startup)\n"
+    "  quit               Quit vandel or quit rpc mode.\n"
+    "  delete-config      Delete startup database.\n"
+)
+GET_CONFIG_ROWS = (
+    "        -l      location        vandel local path\n"
+    "        -r      location        running path\n"
+    "        -s      location        startup path\n"
+    "        path    schema          yang module schema tree path\n"
+    "        path    schema          yang module schema tree path\n"
+    "        path    schema          yang module schema tree path\n"
+)
+ROOT = "path:\n  lab/     \n  acme/    \n"
+LIST_KEY_ROWS = (
+    "\n  add-listentry    Create a new listentry. (add-listentry k1 v1 [k2 v2] ...)\n"
+    "              list-key     list_key        A leaf is a key in the list.\n"
+    "              key-value    string          the value of a leaf which is a key in the list.\n"
+)
 
 
 @pytest.fixture
@@ -32,7 +61,7 @@ def test_all_commands(prompt, line):
 
 
 def test_all_commands_and_the_rpcs_of_the_workspace(prompt, machine):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     asked = len(machine.tarnd.requests)
     rpcs = "  restart            \n  reset              \n"
     assert prompt.help("") == at("/acme", COMMANDS + rpcs, "")
@@ -77,7 +106,7 @@ def test_path_commands(prompt, command, help_text):
 
 
 def test_the_children_of_the_workspace_with_their_help(prompt):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     assert prompt.help("cd ") == at(
         "/acme",
         "\n  cd    Change the current workspace. (cd path)\n" + PATH_ROW + "\n"
@@ -94,7 +123,7 @@ def test_the_children_of_the_workspace_with_their_help(prompt):
 
 
 def test_nothing_below_the_workspace(prompt):
-    walk(prompt, "acme", "empty")
+    prompt.walk("acme", "empty")
     assert prompt.help("cd ") == at(
         "/acme/empty",
         "\n  cd    Change the current workspace. (cd path)\n" + PATH_ROW + "\n",
@@ -148,7 +177,7 @@ def test_datastores(prompt):
 
 
 def test_list_keys(prompt, machine):
-    walk(prompt, "acme", "box", "route")
+    prompt.walk("acme", "box", "route")
     assert prompt.help("add-listentry ") == at(
         "/acme/box/route", LIST_KEY_ROWS + "\nlist-key:\n  via     \n  dest    \n", "add-listentry "
     )

@@ -1,7 +1,7 @@
 """'?' on what is typed: what it lists, and what it inserts."""
 
 import pytest
-from support.completion_help import PATH_ROW, SCHEMA, at, at_root, walk
+from support.completion_help import PATH_ROW, SCHEMA, at, at_root
 from support.prompt import BELL, UP, Prompt
 from support.schema_db import Schema, leaf, module, rpc
 from support.shell import ERROR
@@ -39,7 +39,7 @@ def test_one_command_is_inserted_whole(prompt):
 
 
 def test_commands_and_rpcs(prompt):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     assert prompt.help("rese") == at("/acme", "\n  reset\n", "reset")
     assert prompt.help("r") == at("/acme", "\n  restart    \n  reset      \n", "res")
 
@@ -54,7 +54,7 @@ def test_no_command(prompt, line):
 
 
 def test_a_leaf_typed_in_full(prompt):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     assert prompt.help("set hostname") == at("/acme", "\n<cr>\n\r\n", "set hostname")
     assert prompt.help("set box/tag") == at("/acme", "\n<cr>\n\r\n", "set box/tag")
     assert prompt.help("get-config -l box/size") == at(
@@ -63,7 +63,7 @@ def test_a_leaf_typed_in_full(prompt):
 
 
 def test_the_start_of_a_leaf(prompt):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     assert prompt.help("set hostn") == at(
         "/acme", "\n  hostname    Name of the box. [string 1..64]\n\r\n", "set hostname"
     )
@@ -75,7 +75,7 @@ def test_the_start_of_a_leaf(prompt):
 
 
 def test_a_container(prompt):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     assert prompt.help("set bo") == at("/acme", "\n  box/    What it is made of.\n\r\n", "set box/")
     assert prompt.press(b"?") == at(
         "/acme",
@@ -140,7 +140,7 @@ def test_a_datastore_that_is_begun(prompt, machine):
 
 
 def test_a_list_key_that_is_begun(prompt):
-    walk(prompt, "acme", "box", "route")
+    prompt.walk("acme", "box", "route")
     assert prompt.help("add-listentry d") == at(
         "/acme/box/route", "\n  dest    \n\r\n", "add-listentry dest"
     )
@@ -162,7 +162,7 @@ def ports(machine, *values):
 
 def test_list_entries(prompt, machine):
     ports(machine, "1/2", "1/3", "two words")
-    walk(prompt, "acme", "box", "port")
+    prompt.walk("acme", "box", "port")
     workspace = "/acme/box/port"
     assert prompt.help("cd ") == at(
         workspace,
@@ -194,7 +194,7 @@ def test_list_entries(prompt, machine):
 
 
 def test_quotes_hold_no_word_together(prompt):
-    walk(prompt, "acme", "box", "port")
+    prompt.walk("acme", "box", "port")
     line = 'cd port[id="two words"]/'
     assert prompt.help(line) == at("/acme/box/port", "\r\n", line)
 
@@ -210,7 +210,7 @@ def test_nothing_is_taken_for_a_format(prompt, machine):
         "\n  %n%d/    \n  %n%s/    \n  x%d%n    100%s %n %*d\n\r\n", "set m%s%n/"
     )
     assert prompt.help("set %s%n/%d") == at_root("\n\r\n", "set %s%n/%d")
-    walk(prompt, "m%s%n")
+    prompt.walk("m%s%n")
     assert prompt.help("%") == at("/m%s%n", "\n  %n%d    \n  %n%s    \n", "%n%")
     assert prompt.help("%n%s") == at("/m%s%n", "\n  %n%s\n", "%n%s")
 
@@ -249,7 +249,7 @@ def test_the_prompt_after_help_takes_a_command(prompt):
 
 
 def test_in_rpc_mode(prompt):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     prompt.run("reset")
     assert prompt.help("set ") == (
         '\n  set    Set value of the configurable node. (set key value|"v1 v2")\n'

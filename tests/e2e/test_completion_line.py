@@ -6,7 +6,7 @@ import threading
 
 import pytest
 from support import tarnd as daemon
-from support.completion import SCHEMA, ports, tab, walk
+from support.completion import SCHEMA, ports, tab
 from support.prompt import BELL, TAB, UP, Prompt
 from support.schema_db import Schema, leaf, module
 from support.shell import ERROR
@@ -41,7 +41,7 @@ def test_in_the_middle_of_a_line_the_byte_at_the_cursor_goes(prompt, line, compl
 
 def test_quoted_blanks_belong_to_a_word(prompt, machine):
     ports(machine, "two words")
-    walk(prompt, "acme", "box", "port")
+    prompt.walk("acme", "box", "port")
     assert tab(prompt, 'set port[id="two words"]/q') == "os/"
     assert tab(prompt, "set port[id='any  thing']/q") == "os/"
     assert tab(prompt, 'set "a b" port[id=1]/q') == "os/"
@@ -99,7 +99,7 @@ def is_raw(prompt):
 
 
 def test_sigterm_while_tab_waits_for_the_server(prompt, machine):
-    walk(prompt, "acme", "box", "port")
+    prompt.walk("acme", "box", "port")
     never = threading.Event()
     asked = len(machine.tarnd.requests)
     machine.tarnd.on_request = lambda request: [daemon.pause(never)]
@@ -114,14 +114,14 @@ def test_sigterm_while_tab_waits_for_the_server(prompt, machine):
 
 
 def test_the_server_goes_away_while_tab_waits(prompt, machine):
-    walk(prompt, "acme", "box", "port")
+    prompt.walk("acme", "box", "port")
     prompt.run("add-listentry id 3")
     machine.tarnd.on_request = lambda request: [daemon.close]
     assert tab(prompt, "cd p") == "ort[id=3]/"
 
 
 def test_children_whose_records_are_no_use(prompt, machine):
-    walk(prompt, "acme")
+    prompt.walk("acme")
     machine.load(Schema(module("acme", "urn:acme", leaf("bad", record=b"short"), leaf("good"))))
     assert tab(prompt, "set ") == "good"
     assert machine.log.texts(ERROR) == []

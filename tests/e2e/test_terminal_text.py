@@ -40,11 +40,6 @@ def ports(machine, *values):
     machine.tarnd.holds("<port>", f'<box xmlns="urn:m">{entries}</box>')
 
 
-def walk(prompt, *names):
-    for name in names:
-        prompt.run(f"cd {name}")
-
-
 def on_terminal(text, prompt, line):
     """The bytes of a listing below the line, and of the line below the listing."""
     return (text + prompt + line).replace("\n", "\r\n").encode()
@@ -62,7 +57,7 @@ class TestEntries:
 
     def test_tab_lists_marks_and_inserts_bytes(self, machine, prompt):
         ports(machine, *self.KEYS)
-        walk(prompt, "m", "box", "port")
+        prompt.walk("m", "box", "port")
         assert prompt.tab("get port[id=") == b"k"
         assert prompt.press(TAB) == on_terminal(
             "\nport[id=k4?/$]/  port[id=k3?2J]/  \n", at("/m/box/port"), "get port[id=k"
@@ -74,7 +69,7 @@ class TestEntries:
 
     def test_help(self, machine, prompt):
         ports(machine, *self.KEYS)
-        walk(prompt, "m", "box", "port")
+        prompt.walk("m", "box", "port")
         assert (
             prompt.help("get port[id=k")
             == on_terminal(
@@ -100,11 +95,11 @@ class TestNames:
         )
 
     def test_tab(self, prompt):
-        walk(prompt, "m", "odd")
+        prompt.walk("m", "odd")
         assert prompt.tab("set a") == on_terminal("\na?b   a?[2J \n", at("/m/odd"), "set a")
 
     def test_help(self, prompt):
-        walk(prompt, "m", "odd")
+        prompt.walk("m", "odd")
         assert (
             prompt.help("set a")
             == on_terminal(
@@ -116,14 +111,14 @@ class TestNames:
         )
 
     def test_help_for_commands(self, prompt):
-        walk(prompt, "m", "called")
+        prompt.walk("m", "called")
         assert (
             prompt.help("res")
             == on_terminal("\n  restart?     \n  reset?[2J    \n", at("/m/called"), "res") + BELL
         )
 
     def test_help_for_one_rpc(self, prompt):
-        walk(prompt, "m", "alone")
+        prompt.walk("m", "alone")
         assert (
             prompt.help("za") == on_terminal("\n  zap?[2J\n", at("/m/alone"), "zap\x1b[2J") + BELL
         )

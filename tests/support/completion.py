@@ -32,24 +32,11 @@ SCHEMA = Schema(
     ),
     module("lab", "urn:lab", container("shelf", leaf("height"))),
 )
-ALL_COMMANDS = (
-    "\r\n"
-    "help            cd              ls              pwd             set\r\n"
-    "delete          discard_changes get             get-config      copy-config\r\n"
-    "commit          save            add-listentry   export-config   import-config\r\n"
-    "quit            delete-config   \r\n"
-)
 
 
 def in_columns(prompt, line, *rows):
     """What is written when candidates are listed below the line."""
     return "".join(row + "\r\n" for row in ("", *rows)) + prompt.replace("\n", "\r\n") + line
-
-
-def walk(prompt, *names):
-    for name in names:
-        prompt.run(f"cd {name}")
-    return f"\n/{'/'.join(names)}$ "
 
 
 def tab(prompt, line):

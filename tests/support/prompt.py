@@ -85,6 +85,12 @@ class Prompt:
         self.line(line)
         return self.press(b"\r").decode("utf-8", "surrogateescape")
 
+    def walk(self, *names):
+        """From the root into these, one after the other; returns the prompt there."""
+        for name in names:
+            self.run(f"cd {name}")
+        return f"\n/{'/'.join(names)}$ "
+
     def shown(self):
         """The row of the screen in which the cursor stands."""
         return self.screen.display[self.screen.cursor.y].rstrip()
