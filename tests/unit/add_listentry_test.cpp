@@ -19,8 +19,7 @@ class add_listentry_test : public profile_world
 
     static std::string add(const std::string &words)
     {
-        return printed_by(
-            [&] { EXPECT_EQ(cmd_add_listentry(("add-listentry" + words).c_str()), 0); });
+        return output_of(cmd_add_listentry, "add-listentry" + words);
     }
 
     void serve_entries(const std::string &entries, size_t count = 1)

@@ -14,12 +14,12 @@ class commit_test : public profile_world
   protected:
     static std::string commit()
     {
-        return printed_by([] { EXPECT_EQ(cmd_commit("commit"), 0); });
+        return output_of(cmd_commit, "commit");
     }
 
     static void run(int (*command)(const char *), const std::string &line)
     {
-        EXPECT_EQ(printed_by([&] { command(line.c_str()); }), "") << line;
+        EXPECT_EQ(output_of(command, line), "") << line;
     }
 
     // Frees what a failed exchange left detached.
@@ -86,7 +86,7 @@ TEST_F(commit_test, message_ids_are_shared)
     session.message_id = 41;
     run(cmd_set, "set /m/c/x 1");
     commit();
-    printed_by([] { cmd_save("save"); });
+    output_of(cmd_save, "save");
     run(cmd_set, "set /m/c/x 2");
     commit();
     std::vector<std::string> texts = requests();

@@ -46,13 +46,13 @@ class datastore_files_test : public shell_world
     std::string export_line(const std::string &line)
     {
         captured_log_take();
-        return printed_by([&] { EXPECT_EQ(cmd_export_config(line.c_str()), 0); });
+        return output_of(cmd_export_config, line);
     }
 
     std::string import_line(const std::string &line)
     {
         captured_log_take();
-        return printed_by([&] { EXPECT_EQ(cmd_import_config(line.c_str()), 0); });
+        return output_of(cmd_import_config, line);
     }
 
     static std::string content(const char *name = path)

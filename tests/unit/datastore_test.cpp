@@ -30,25 +30,19 @@ class datastore_test : public shell_world
         shell_world::SetUp();
         sample_schema();
     }
-
-    template <class handler>
-    std::string run(handler command, const std::string &line)
-    {
-        return printed_by([&] { EXPECT_EQ(command(line.c_str()), 0); });
-    }
 };
 
 TEST_F(datastore_test, copy_config_between_datastores)
 {
     serve({ok, ok, ok});
     captured_log_take();
-    EXPECT_EQ(run(cmd_copy_config, "copy-config running startup"), printed_ok);
+    EXPECT_EQ(output_of(cmd_copy_config, "copy-config running startup"), printed_ok);
     EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] source: running\n\n"},
                                               {15, "[DEBUG] target: startup\n\n"},
                                               {14, "[INFO] Send a message to tarnd.\n"},
                                               {14, "[INFO] Recv a message from tarnd.\n"}}));
-    EXPECT_EQ(run(cmd_copy_config, "copy-config  candidate\trunning"), printed_ok);
-    EXPECT_EQ(run(cmd_copy_config, "copy-config startup candidate"), printed_ok);
+    EXPECT_EQ(output_of(cmd_copy_config, "copy-config  candidate\trunning"), printed_ok);
+    EXPECT_EQ(output_of(cmd_copy_config, "copy-config startup candidate"), printed_ok);
     EXPECT_EQ(requests(), (std::vector<std::string>{
                               copy_request(0, "<startup/>", "<running/>\r\n"),
                               copy_request(1, "<running/>", "<candidate/>\r\n"),
@@ -71,16 +65,16 @@ TEST_F(datastore_test, copy_config_refusals)
 TEST_F(datastore_test, copy_config_of_the_staged_changes)
 {
     serve({ok, ok});
-    run(cmd_set, "set /m/c/x a<b");
-    run(cmd_set, "set /m/c/l[name=a/b:c]/v 'x y'");
+    output_of(cmd_set, "set /m/c/x a<b");
+    output_of(cmd_set, "set /m/c/l[name=a/b:c]/v 'x y'");
     local_entries_add("/m/c/l", "l[name=q]");
-    EXPECT_EQ(run(cmd_copy_config, "copy-config config running"), printed_ok);
+    EXPECT_EQ(output_of(cmd_copy_config, "copy-config config running"), printed_ok);
     EXPECT_EQ(session.config_tree.root, nullptr);
     EXPECT_EQ(session.config_tree.log.first, nullptr);
     EXPECT_EQ(session.entries, nullptr);
     EXPECT_EQ(session.output.slot[0], nullptr);
     // Nothing is staged any more.
-    EXPECT_EQ(run(cmd_copy_config, "copy-config config candidate"), printed_ok);
+    EXPECT_EQ(output_of(cmd_copy_config, "copy-config config candidate"), printed_ok);
     EXPECT_EQ(
         requests(),
         (std::vector<std::string>{
@@ -95,7 +89,7 @@ TEST_F(datastore_test, copy_config_of_deletes_declares_no_prefix)
 {
     serve({ok});
     tree_stage_config("/m/c/x", nullptr, operation_delete);
-    run(cmd_copy_config, "copy-config config running");
+    output_of(cmd_copy_config, "copy-config config running");
     EXPECT_EQ(
         requests()[0],
         copy_request(0, "<running/>",
@@ -105,10 +99,10 @@ TEST_F(datastore_test, copy_config_of_deletes_declares_no_prefix)
 TEST_F(datastore_test, copy_config_takes_the_configuration_in_rpc_mode_too)
 {
     serve({ok});
-    run(cmd_set, "set /m/c/x 1");
+    output_of(cmd_set, "set /m/c/x 1");
     enter_rpc("/m/r");
-    run(cmd_set, "set p 2");
-    run(cmd_copy_config, "copy-config config running");
+    output_of(cmd_set, "set p 2");
+    output_of(cmd_copy_config, "copy-config config running");
     EXPECT_EQ(requests()[0],
               copy_request(0, "<running/>", config_source("<c xmlns=\"urn:m\"><x>1</x></c>")));
     EXPECT_NE(session.rpc_tree.root, nullptr);
@@ -118,8 +112,8 @@ TEST_F(datastore_test, copy_config_takes_the_configuration_in_rpc_mode_too)
 TEST_F(datastore_test, copy_config_drops_the_changes_whatever_the_daemon_says)
 {
     serve({"<rpc-reply><rpc-error></rpc-error></rpc-reply>"});
-    run(cmd_set, "set /m/c/x 1");
-    EXPECT_EQ(run(cmd_copy_config, "copy-config config running"),
+    output_of(cmd_set, "set /m/c/x 1");
+    EXPECT_EQ(output_of(cmd_copy_config, "copy-config config running"),
               "<rpc-reply>\n  <rpc-error>\n  </rpc-error>\n</rpc-reply>\n");
     EXPECT_EQ(session.config_tree.root, nullptr);
 }
@@ -130,7 +124,7 @@ TEST_F(datastore_test, copy_config_keeps_the_changes_that_cannot_be_written)
     tree_stage_config("/nix/c/x", "1", operation_set);
     tree_stage_config("/m/c/x", "1", operation_set);
     captured_log_take();
-    EXPECT_EQ(run(cmd_copy_config, "copy-config config running"), "");
+    EXPECT_EQ(output_of(cmd_copy_config, "copy-config config running"), "");
     EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] source: config\n\n"},
                                               {15, "[DEBUG] target: running\n\n"},
                                               {11, "[ERROR] cmdtree to netconf error \r\n\n"},
@@ -140,7 +134,7 @@ TEST_F(datastore_test, copy_config_keeps_the_changes_that_cannot_be_written)
     // The request that failed has taken its message id; the next body is whole.
     tree_free(&session.config_tree);
     tree_stage_config("/m/c/y", "2", operation_set);
-    run(cmd_copy_config, "copy-config config running");
+    output_of(cmd_copy_config, "copy-config config running");
     EXPECT_EQ(requests(), (std::vector<std::string>{copy_request(
                               1, "<running/>", config_source("<c xmlns=\"urn:m\"><y>2</y></c>"))}));
 }
@@ -155,7 +149,7 @@ TEST_F(datastore_test, copy_config_of_a_large_body)
                           std::string(9000, 'v').c_str(), operation_set);
         body.insert(0, "<l><name>" + name + "/</name><v>" + std::string(9000, 'v') + "</v></l>");
     }
-    run(cmd_copy_config, "copy-config config running");
+    output_of(cmd_copy_config, "copy-config config running");
     EXPECT_TRUE(
         requests()[0] ==
         copy_request(0, "<running/>", config_source("<c xmlns=\"urn:m\">" + body + "</c>")));
@@ -166,7 +160,7 @@ TEST_F(datastore_test, copy_config_without_a_daemon)
     connect().hang_up();
     server->start();
     server->finish();
-    EXPECT_EQ(run(cmd_copy_config, "copy-config running startup"),
+    EXPECT_EQ(output_of(cmd_copy_config, "copy-config running startup"),
               "send copy-config message fail.\r\n");
     disconnect();
     connect().expect().hang_up();
@@ -245,7 +239,7 @@ TEST_F(datastore_test, delete_config)
     session.message_id = 6;
     connect().answer(ok);
     server->start();
-    EXPECT_EQ(run(cmd_delete_config, "delete-config"), "\r\n" + printed_ok);
+    EXPECT_EQ(output_of(cmd_delete_config, "delete-config"), "\r\n" + printed_ok);
     auto frames = server->finish();
     ASSERT_EQ(frames.size(), 1U);
     EXPECT_EQ(frames[0].body, rpc_line(6) +
@@ -258,11 +252,11 @@ TEST_F(datastore_test, delete_config_refusals_and_failures)
 {
     EXPECT_TRUE(refused(cmd_delete_config, "delete-config startup"));
     EXPECT_EQ(session.message_id, 0U);
-    EXPECT_EQ(run(cmd_delete_config, "delete-config"), "");
+    EXPECT_EQ(output_of(cmd_delete_config, "delete-config"), "");
     connect().hang_up();
     server->start();
     server->finish();
-    EXPECT_EQ(run(cmd_delete_config, "delete-config"), "");
+    EXPECT_EQ(output_of(cmd_delete_config, "delete-config"), "");
     EXPECT_EQ(session.message_id, 2U);
 }
 
@@ -270,7 +264,7 @@ TEST_F(datastore_test, save)
 {
     session.message_id = 4294967295U; // shown signed, wraps to 0
     serve({ok});
-    EXPECT_EQ(run(cmd_save, "save"), "\r\n" + printed_ok);
+    EXPECT_EQ(output_of(cmd_save, "save"), "\r\n" + printed_ok);
     EXPECT_EQ(requests(),
               std::vector<std::string>{
                   "<rpc xmlns =\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id =\"-1\">\r\n"
@@ -290,7 +284,7 @@ TEST_F(datastore_test, save_refusals_and_failures)
     connect().hang_up();
     server->start();
     server->finish();
-    EXPECT_EQ(run(cmd_save, "save"), "The save command send message fail! ");
+    EXPECT_EQ(output_of(cmd_save, "save"), "The save command send message fail! ");
 }
 
 } // namespace

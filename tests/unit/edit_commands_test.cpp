@@ -13,17 +13,17 @@ class edit_commands_test : public profile_world
   protected:
     static std::string set(const std::string &words)
     {
-        return printed_by([&] { EXPECT_EQ(cmd_set(("set" + words).c_str()), 0); });
+        return output_of(cmd_set, "set" + words);
     }
 
     static std::string del(const std::string &words)
     {
-        return printed_by([&] { EXPECT_EQ(cmd_delete(("delete" + words).c_str()), 0); });
+        return output_of(cmd_delete, "delete" + words);
     }
 
     static void discard()
     {
-        printed_by([] { EXPECT_EQ(cmd_discard_changes("discard_changes"), 0); });
+        output_of(cmd_discard_changes, "discard_changes");
     }
 
     // The profile's lines of one section.

@@ -20,7 +20,7 @@ class listing_test : public profile_world
     static std::string ls_at(const char *path)
     {
         stand_at(path);
-        return printed_by([] { EXPECT_EQ(cmd_ls("ls"), 0); });
+        return output_of(cmd_ls, "ls");
     }
 };
 
@@ -144,7 +144,7 @@ TEST_F(listing_test, one_shot_sees_what_the_profile_stages)
                "[pwd]\n/m/c/l\n\n[config]\nset /m/c/l[name=s]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n");
     session.oneshot = 1;
     serve({data_reply("")});
-    EXPECT_EQ(printed_by([] { cmd_ls("ls"); }), "\033[01;36ml[name=s]\033[0m\n");
+    EXPECT_EQ(output_of(cmd_ls, "ls"), "\033[01;36ml[name=s]\033[0m\n");
 }
 
 TEST_F(listing_test, many_children)

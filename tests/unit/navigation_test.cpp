@@ -13,7 +13,7 @@ class navigation_test : public profile_world
   protected:
     static std::string cd(const std::string &argument)
     {
-        return printed_by([&] { EXPECT_EQ(cmd_cd(("cd " + argument).c_str()), 0); });
+        return output_of(cmd_cd, "cd " + argument);
     }
 
     // Goes from one place to another; the new workspace follows what is printed.
@@ -52,9 +52,9 @@ class navigation_test : public profile_world
 TEST_F(navigation_test, pwd)
 {
     stand_at("/m/c/l[name='a b']");
-    EXPECT_EQ(printed_by([] { cmd_pwd("pwd"); }), "/m/c/l[name='a b']\r\n");
+    EXPECT_EQ(output_of(cmd_pwd, "pwd"), "/m/c/l[name='a b']\r\n");
     stand_at("/%n%s");
-    EXPECT_EQ(printed_by([] { cmd_pwd("pwd"); }), "/%n%s\r\n");
+    EXPECT_EQ(output_of(cmd_pwd, "pwd"), "/%n%s\r\n");
 }
 
 TEST_F(navigation_test, the_number_of_words)

@@ -17,13 +17,13 @@ class read_commands_test : public profile_world
     static std::string get(const std::string &words)
     {
         captured_log_take();
-        return printed_by([&] { EXPECT_EQ(cmd_get(("get" + words).c_str()), 0); });
+        return output_of(cmd_get, "get" + words);
     }
 
     static std::string get_config(const std::string &words)
     {
         captured_log_take();
-        return printed_by([&] { EXPECT_EQ(cmd_get_config(("get-config" + words).c_str()), 0); });
+        return output_of(cmd_get_config, "get-config" + words);
     }
 
     static void stage(const char *path, const char *value)
