@@ -6,6 +6,7 @@ import struct
 import threading
 
 import pytest
+from support import servers
 from support.example import EXAMPLE
 from support.shell import TIMEOUT
 
@@ -25,19 +26,10 @@ class DatabaseProxy:
         self.real = real
         self.spoil = lambda number, data: data
         self.answers = 0
-        self.listener = socket.socket(socket.AF_UNIX)
-        self.listener.bind(path)
-        self.listener.listen(16)
-        self.thread = threading.Thread(target=self._accept, daemon=True)
-        self.thread.start()
+        self.listener = servers.Listener(path, self._take)
 
-    def _accept(self):
-        while True:
-            try:
-                client = self.listener.accept()[0]
-            except OSError:
-                return
-            threading.Thread(target=self._serve, args=(client,), daemon=True).start()
+    def _take(self, client):
+        threading.Thread(target=self._serve, args=(client,), daemon=True).start()
 
     def _serve(self, client):
         with client, socket.socket(socket.AF_UNIX) as server:
@@ -57,9 +49,7 @@ class DatabaseProxy:
                     return
 
     def stop(self):
-        self.listener.shutdown(socket.SHUT_RDWR)
-        self.listener.close()
-        self.thread.join(TIMEOUT)
+        self.listener.stop(TIMEOUT)
 
 
 def read_answer(server):

@@ -6,6 +6,7 @@ import shutil
 import socket
 import subprocess
 import tempfile
+import threading
 import time
 
 from . import valgrind
@@ -35,6 +36,32 @@ def accepts(path):
         except OSError:
             return False
     return True
+
+
+class Listener:
+    """Gives each connection to a Unix socket to take(), in a thread, until it is stopped."""
+
+    def __init__(self, path, take):
+        self.take = take
+        self.listener = socket.socket(socket.AF_UNIX)
+        self.listener.bind(path)
+        self.listener.listen(16)
+        self.thread = threading.Thread(target=self._accept, daemon=True)
+        self.thread.start()
+
+    def _accept(self):
+        while True:
+            try:
+                connection = self.listener.accept()[0]
+            except OSError:
+                return
+            self.take(connection)
+
+    def stop(self, timeout):
+        with contextlib.suppress(OSError):
+            self.listener.shutdown(socket.SHUT_RDWR)
+        self.listener.close()
+        self.thread.join(timeout)
 
 
 def stop(process):

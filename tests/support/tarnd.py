@@ -24,7 +24,7 @@ import struct
 import threading
 import time
 
-from . import valgrind
+from . import servers, valgrind
 
 HEADER = struct.Struct("<IIHH")
 MAGIC = 0xFEDCBAFF
@@ -204,23 +204,14 @@ class Tarnd:
         self.stopping = False
         self.changed = threading.Condition()
         self.rules = collections.OrderedDict()
-        self.listener = socket.socket(socket.AF_UNIX)
-        self.listener.bind(path)
-        self.listener.listen(16)
-        self.thread = threading.Thread(target=self._accept, daemon=True)
-        self.thread.start()
+        self.listener = servers.Listener(path, self._take)
 
-    def _accept(self):
-        while True:
-            try:
-                connection = self.listener.accept()[0]
-            except OSError:
-                return
-            session = Session(self, connection)
-            with self.changed:
-                session.thread.start()
-                self.sessions.append(session)
-                self.changed.notify_all()
+    def _take(self, connection):
+        session = Session(self, connection)
+        with self.changed:
+            session.thread.start()
+            self.sessions.append(session)
+            self.changed.notify_all()
 
     def holds(self, needle, inner):
         """From now on a read whose text contains needle finds this data."""
@@ -271,10 +262,7 @@ class Tarnd:
     def stop(self):
         """Closes every connection; raises what went wrong inside the daemon."""
         self.stopping = True
-        with contextlib.suppress(OSError):
-            self.listener.shutdown(socket.SHUT_RDWR)
-        self.listener.close()
-        self.thread.join(WAIT)
+        self.listener.stop(WAIT)
         for session in self.sessions:
             session.close()
         for session in self.sessions:
