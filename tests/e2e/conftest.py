@@ -6,10 +6,11 @@ import sys
 import pytest
 
 sys.path.insert(0, os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-pytest.register_assert_rewrite("support.shell")
+pytest.register_assert_rewrite("support.example", "support.oneshot", "support.shell")
 os.umask(0o022)  # a profile that others may write is none
 
 from support import valgrind  # noqa: E402  pylint: disable=wrong-import-position
+from support.example import EXAMPLE  # noqa: E402  pylint: disable=wrong-import-position
 from support.servers import RedisServer  # noqa: E402  pylint: disable=wrong-import-position
 from support.shell import Machine  # noqa: E402  pylint: disable=wrong-import-position
 
@@ -33,3 +34,10 @@ def machine(redis_server):  # pylint: disable=redefined-outer-name
     private = Machine(redis_server)
     yield private
     private.stop()
+
+
+@pytest.fixture
+def example(machine):  # pylint: disable=redefined-outer-name
+    """A machine with the schema that most tests walk through."""
+    machine.load(EXAMPLE)
+    return machine

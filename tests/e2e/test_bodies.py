@@ -3,13 +3,10 @@
 import hashlib
 
 import pytest
-from support.example import EXAMPLE, edit_config
+from support.example import edit_config
 from support.schema_db import Schema, container, leaf, module
 
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def same(text, expected):

@@ -4,25 +4,13 @@ import threading
 
 import pytest
 from support import tarnd as daemon
-from support.example import (
-    EXAMPLE,
-    box,
-    committed,
-    edit_config,
-    get_config,
-    printed_no_data,
-    printed_ok,
-)
+from support.example import box, committed, edit_config, get_config, printed_no_data, printed_ok
 from support.messages import NOTHING_STAGED
 from support.schema_db import Schema, container, leaf, module
 from support.shell import DEBUG
 
 COMMIT_USAGE = "error command, please use:commit \r\n"
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def test_one_leaf(machine):

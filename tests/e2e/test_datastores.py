@@ -3,16 +3,13 @@
 import os
 
 import pytest
-from support.example import BASE, EXAMPLE
+from support.example import BASE
 from support.messages import EXPORTED
 from support.schema_db import Schema, container, leaf, module
 from support.shell import DEBUG, ERROR
 from support.tarnd import close, rpc_reply
 
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def copy(target, source, message_id=1):

@@ -4,7 +4,6 @@ import pytest
 from support import tarnd as daemon
 from support.example import (
     DELETE,
-    EXAMPLE,
     PORT_KEYS,
     box,
     committed,
@@ -20,11 +19,7 @@ from support.shell import DEBUG
 DELETE_USAGE = "error command, please use:delete path\r\n"
 DISCARD_USAGE = "error command, please use:discard_changes (no param)\r\n"
 NO_DELETE = "current mode not support del cmd\r\n"
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def missing(operand):

@@ -2,7 +2,7 @@
 
 import pytest
 from support import tarnd as daemon
-from support.example import EXAMPLE, PORT_KEYS, box, get_config, invoke, printed_ok
+from support.example import PORT_KEYS, box, get_config, invoke, printed_ok
 from support.messages import DISCARDED, NOTHING_STAGED
 from support.prompts import ROOT, at, go
 from support.schema_db import Schema, container, leaf, list_, module
@@ -15,11 +15,7 @@ NO_LIST = "error: the add_listentry cmd only works at list's workspace \r\n"
 NO_KEYS = "failed to get list's key:value \r\n"
 PORT = "\n/acme/box/port$ "
 ROUTE = "\n/acme/box/route$ "
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def exists(key):

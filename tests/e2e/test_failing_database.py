@@ -7,13 +7,9 @@ import threading
 
 import pytest
 from support import servers
-from support.example import EXAMPLE
 from support.shell import TIMEOUT
 
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 class DatabaseProxy:

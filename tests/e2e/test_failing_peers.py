@@ -9,7 +9,7 @@ import time
 
 import pytest
 from support import tarnd as daemon
-from support.example import EXAMPLE, get
+from support.example import get
 from support.messages import NO_SERVER
 from support.shell import ERROR, TIMEOUT
 
@@ -17,11 +17,7 @@ REQUEST = "get /acme/empty"
 ASKED = f"/$ {REQUEST}\n".encode()
 ENDED = b"\nReceive signal=15 and exit\n"
 GONE = b"\nReceive signal=13 and exit\n"
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 STARTED = b"/$ pwd\n/\r\n/$ \n"

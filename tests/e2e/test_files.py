@@ -7,7 +7,6 @@ import threading
 
 import pytest
 from support import tracing
-from support.example import EXAMPLE
 from support.messages import DISCARDED, EXPORTED, NOTHING_STAGED
 from support.oneshot import filled, run
 from support.shell import DEBUG, ERROR
@@ -19,11 +18,7 @@ STAGED_BY_OTHERS = (
     "[pwd]\n/acme\n\n[config]\nset /acme/box/name evil\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
 )
 as_root = pytest.mark.skipif(os.geteuid() != 0, reason="only root can make another user's file")
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def write(path, text, mode=0o600):

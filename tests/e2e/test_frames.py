@@ -5,17 +5,13 @@ import threading
 
 import pytest
 from support import tarnd as daemon
-from support.example import EVENT, EXAMPLE, PRINTED_EVENT, get, printed_no_data
+from support.example import EVENT, PRINTED_EVENT, get, printed_no_data
 from support.shell import DEBUG, ERROR, INFO
 
 REQUEST = "get /acme/empty"
 SENT = (INFO, "[INFO] Send a message to tarnd.\n")
 RECEIVED = (INFO, "[INFO] Recv a message from tarnd.\n")
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def logged(machine):

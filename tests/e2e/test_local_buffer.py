@@ -1,13 +1,10 @@
 """get-config -l: what is staged, as XML."""
 
 import pytest
-from support.example import EXAMPLE, box, committed, edit_config, printed_ok
+from support.example import box, committed, edit_config, printed_ok
 from support.schema_db import Schema, container, leaf, leaf_list, module
 
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def test_nothing_staged(machine):

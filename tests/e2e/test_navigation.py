@@ -2,7 +2,7 @@
 
 import pytest
 from support import tarnd as daemon
-from support.example import EXAMPLE, get_config
+from support.example import get_config
 from support.messages import LEAF_OR_RPC, NO_CHILD, TOO_MANY_LAYERS
 from support.prompts import at, go
 from support.schema_db import Schema, container, leaf, leaf_list, list_, module
@@ -14,11 +14,7 @@ PORTS = (
     '<box xmlns="urn:acme"><port><id>1</id></port><port><id>2/3</id></port>'
     "<port><id>a b</id></port></box>"
 )
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def test_down_and_up(machine):

@@ -1,18 +1,14 @@
 """Every way to write a path, and what is refused."""
 
 import pytest
-from support.example import EXAMPLE, edit_config, get, printed_no_data, printed_ok
+from support.example import edit_config, get, printed_no_data, printed_ok
 from support.messages import NO_CHILD, TOO_MANY_LAYERS
 from support.prompts import ROOT
 from support.schema_db import Schema, leaf, list_, module
 from support.shell import DEBUG
 
 BOX = "\n/acme/box$ "
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def in_box(machine, *steps, end=BOX):

@@ -4,15 +4,12 @@ import os
 import stat
 
 import pytest
-from support.example import EXAMPLE, edit_config, invoke, printed_ok
+from support.example import edit_config, invoke, printed_ok
 from support.messages import DISCARDED
 from support.oneshot import filled, profile, run, with_lines, write_profile
 from support.shell import DEBUG, ERROR
 
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def test_set_creates_the_profile(machine):

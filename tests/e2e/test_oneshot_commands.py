@@ -4,7 +4,7 @@ import os
 import stat
 
 import pytest
-from support.example import BASE, EXAMPLE, get, get_config, printed_no_data, printed_ok
+from support.example import BASE, get, get_config, printed_no_data, printed_ok
 from support.messages import DISCARDED
 from support.oneshot import profile, run, write_profile
 from support.shell import DEBUG, ERROR, INFO
@@ -23,11 +23,7 @@ RECEIVED = (INFO, "[INFO] Recv a message from tarnd.\n")
 OK = f'<rpc-reply xmlns="{BASE}" message-id="1">\n  <ok/>\n  </rpc-reply>\n'
 DATA = "<data><box>1</box></data>"
 EXPORTED = "<?xml version='1.0' encoding='UTF-8'?>" + DATA
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def logged(machine):

@@ -1,16 +1,12 @@
 """What a replay of the profile stages, as the commit of an rpc writes it back."""
 
 import pytest
-from support.example import EXAMPLE, edit_config, get, invoke, printed_no_data, printed_ok
+from support.example import edit_config, get, invoke, printed_no_data, printed_ok
 from support.oneshot import profile, write_profile
 from support.shell import DEBUG, ERROR
 
 PING = invoke('<ping xmlns="urn:acme"></ping>')
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def written_back(machine, config):

@@ -4,7 +4,6 @@ import os
 
 import pytest
 from support import valgrind
-from support.example import EXAMPLE
 from support.shell import DEBUG, ERROR
 
 # Standard streams, daemon, log, database and what wakes the listener: there is none left
@@ -13,11 +12,7 @@ DESCRIPTORS = 7
 UNREADABLE = "/sys/class/net/lo/speed"  # a regular file of 4096 bytes that cannot be read
 FRESH = "[pwd]\n/acme\n\n[config]\n\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n"
 TOO_MANY = (DEBUG, "[DEBUG] open /tmp/vandel.conf failed! errno:24\n")
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def write(machine, name, text):

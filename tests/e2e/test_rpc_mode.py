@@ -2,7 +2,7 @@
 
 import pytest
 from support import tarnd as daemon
-from support.example import EXAMPLE, edit_config, get_config, invoke, printed_ok
+from support.example import edit_config, get_config, invoke, printed_ok
 from support.messages import DISCARDED, LEAF_OR_RPC, no_such
 from support.schema_db import Schema, leaf, module, rpc
 from support.shell import DEBUG, ERROR
@@ -11,11 +11,7 @@ INVALID = "invalid operation!!\r\n"
 ENTER = ("/$ ", "/acme/reset", "")
 AT = "\n[reset]$ "
 ACME = "\n/acme$ "
-
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 def in_mode(machine, *steps, enter=(ENTER,), end=AT):

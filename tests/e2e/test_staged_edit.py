@@ -1,15 +1,12 @@
 """set outside RPC mode: each change as the XML that commit sends."""
 
 import pytest
-from support.example import EXAMPLE, box, committed, edit_config, printed_ok
+from support.example import box, committed, edit_config, printed_ok
 from support.messages import NOTHING_STAGED, SET_USAGE
 from support.schema_db import Schema, container, leaf, list_, module
 from support.shell import DEBUG
 
-
-@pytest.fixture(autouse=True)
-def schema(machine):
-    machine.load(EXAMPLE)
+pytestmark = pytest.mark.usefixtures("example")
 
 
 VALUES = [
