@@ -3,15 +3,15 @@
 #ifndef VANDEL_TESTS_FUZZ_STORED_H
 #define VANDEL_TESTS_FUZZ_STORED_H
 
-#include "device/schemac/schema_writer.h"
-#include "device/schemac/text_tools.h"
-#include "tests/fuzz/fuzz_check.h"
-
-#include <cstdlib>
 #include <map>
+#include <stdlib.h>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "device/schemac/schema_writer.h"
+#include "device/schemac/text_tools.h"
+#include "tests/fuzz/fuzz_check.h"
 
 // Hashes by their paths; name and record of each child, in the order of storing.
 using fuzz_fields = std::vector<std::pair<std::string, std::string>>;
@@ -74,19 +74,17 @@ inline void fuzz_take_hash(std::string command, const std::string &top, fuzz_has
     fuzz_require(fuzz_take_word(&command) == "HSET", "a hash is stored");
     const std::string key = fuzz_take_word(&command);
     fuzz_require(key[0] == '/' && key.find('\0') == std::string::npos, "under a path");
-    if (key.compare(0, top.size(), top) != 0) {
+    if (key.compare(0, top.size(), top) != 0)
         return;
-    }
     while (!command.empty()) {
         const std::string name = fuzz_take_word(&command);
         const std::string record = fuzz_take_word(&command);
         fuzz_require(!name.empty() && name.find_first_of("/[] ") == std::string::npos,
                      "a child has a name");
-        if (key == "/") {
+        if (key == "/")
             fuzz_require(record.size() > 43 && record.back() == '\0', "a module has a namespace");
-        } else {
+        else
             fuzz_check_record(record);
-        }
         (*hashes)[key].emplace_back(name, record);
     }
 }

@@ -9,11 +9,10 @@
 #ifndef VANDEL_TESTS_KEPT_CONTEXT_H
 #define VANDEL_TESTS_KEPT_CONTEXT_H
 
+#include <dlfcn.h>
 #include <libyang/libyang.h>
 
 #include "tests/fuzz/fuzz_check.h"
-
-#include <dlfcn.h>
 
 // A finding depends on so many inputs before it at most.
 constexpr unsigned inputs_per_context = 1000;

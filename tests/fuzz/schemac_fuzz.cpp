@@ -6,13 +6,13 @@
 // a target of its own, schema.
 #include "device/schemac/compile.h"
 
+#include <sys/stat.h>
+
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_stored.h"
 #include "tests/fuzz/kept_context.h"
 #include "tests/support/private_tmp.h"
-
-#include <sys/stat.h>
 
 // libyang forgets some memory when it refuses a text.
 extern "C" __attribute__((used, visibility("default"))) const char *__lsan_default_suppressions();
@@ -37,9 +37,8 @@ yang_texts split_texts(const std::string &input)
     while (texts.size() < most_texts) {
         const size_t end = input.find("\n---\n", at);
         texts.push_back(input.substr(at, end - at));
-        if (end == std::string::npos) {
+        if (end == std::string::npos)
             break;
-        }
         at = end + 5;
     }
     return texts;

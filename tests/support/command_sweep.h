@@ -11,7 +11,6 @@
 #include <fstream>
 #include <libxml/xmlerror.h>
 #include <set>
-#include <sstream>
 
 #include "cmdtree/local_entries.h"
 #include "cmdtree/node.h"
@@ -21,10 +20,6 @@
 #include "shell/startup.h"
 #include "tests/support/files.h"
 #include "tests/support/shell_world.h"
-
-#include <fstream>
-#include <libxml/xmlerror.h>
-#include <set>
 
 // Part of the sanitizer, when the program is built with it.
 extern "C" {

@@ -10,9 +10,8 @@
 inline std::string file_text(const std::string &path)
 {
     std::ifstream file(path, std::ios::binary);
-    if (!file.good()) {
+    if (!file.good())
         return "(no file)";
-    }
     return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 

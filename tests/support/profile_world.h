@@ -8,8 +8,6 @@
 
 inline constexpr char profile_name[] = "/tmp/vandel.conf";
 
-#include "tests/support/shell_world.h"
-
 class profile_world : public shell_world
 {
   protected:

@@ -218,9 +218,8 @@ class shell_world : public testing::Test
         const list_record *list = session.entries != nullptr ? *session.entries : nullptr;
         for (; list != nullptr; list = list->next) {
             text += list->path;
-            for (const list_entry *entry = list->entries; entry != nullptr; entry = entry->next) {
+            for (const list_entry *entry = list->entries; entry != nullptr; entry = entry->next)
                 text += std::string(" ") + entry->key;
-            }
             text += "\n";
         }
         return text;
@@ -232,9 +231,8 @@ class shell_world : public testing::Test
     {
         const std::string before = all_held();
         const std::string said = output_of(command, line);
-        if (!said.empty() && all_held() == before) {
+        if (!said.empty() && all_held() == before)
             return testing::AssertionSuccess();
-        }
         return testing::AssertionFailure() << line << " printed \"" << said
                                            << "\"\nbefore: " << before << "\nafter: " << all_held();
     }

@@ -6,12 +6,12 @@
 // end, how many calls there were.
 #include "conf_agent.h"
 
-#include "connect_tarnd.h"
-
 #include <cpuid.h>
 #include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
+
+#include "connect_tarnd.h"
 
 // What of libredisapi and libxml2 the shell calls.
 #define EACH_FUNCTION(of)                                                                          \

@@ -3,11 +3,11 @@
 // fails with that number, else TARND_SOCKET is connected to.
 #include "conf_agent.h"
 
-#include "connect_tarnd.h"
-
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
+
+#include "connect_tarnd.h"
 
 namespace
 {

@@ -1,13 +1,11 @@
 // The commands export-config and import-config.
 #include "commands/commands.h"
 
-#include "tests/support/files.h"
-#include "tests/support/shell_world.h"
-
-#include <cstdio>
+#include <stdio.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include "tests/support/files.h"
 #include "tests/support/shell_world.h"
 
 namespace
@@ -118,10 +116,9 @@ TEST_F(datastore_files_test, export_without_data_leaves_no_file)
 
 TEST_F(datastore_files_test, export_refusals)
 {
-    for (const char *words : {"", " running", " running a b", " candidate /tmp/export.xml",
-                              " config /tmp/export.xml"}) {
+    for (const char *words :
+         {"", " running", " running a b", " candidate /tmp/export.xml", " config /tmp/export.xml"})
         EXPECT_TRUE(refused(cmd_export_config, std::string("export-config") + words));
-    }
     EXPECT_EQ(content(), "(no file)");
     EXPECT_EQ(session.message_id, 0U);
 }
@@ -288,9 +285,8 @@ TEST_F(datastore_files_test, import_refusals)
 {
     const std::string line = "import-config /tmp/export.xml running";
     for (const char *words : {"", " /tmp/export.xml", " a b c", " /tmp/export.xml candidate",
-                              " /tmp/export.xml running", " /tmp running"}) {
+                              " /tmp/export.xml running", " /tmp running"})
         EXPECT_TRUE(refused(cmd_import_config, std::string("import-config") + words));
-    }
     ASSERT_EQ(symlink("/etc/passwd", path), 0);
     EXPECT_TRUE(refused(cmd_import_config, line));
     remove(path);

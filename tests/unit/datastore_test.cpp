@@ -55,9 +55,8 @@ TEST_F(datastore_test, copy_config_refusals)
     for (const char *words :
          {"", " running", " running startup x", " Running startup", " http://x/y startup",
           " 'running' startup", " x x", " running config", " config config", " running http://x/y",
-          " running running", " candidate candidate"}) {
+          " running running", " candidate candidate"})
         EXPECT_TRUE(refused(cmd_copy_config, std::string("copy-config") + words));
-    }
     EXPECT_EQ(captured_log_take(), log_lines{});
     EXPECT_EQ(session.message_id, 0U);
 }

@@ -2,15 +2,13 @@
 // who changes what stands at the path while the shell looks at it.
 #include "commands/export_file.h"
 
-#include "tests/support/files.h"
-#include "tests/support/shell_world.h"
-
 #include <atomic>
-#include <cerrno>
+#include <errno.h>
 #include <poll.h>
 #include <sys/resource.h>
 #include <thread>
 
+#include "tests/support/files.h"
 #include "tests/support/shell_world.h"
 
 namespace
@@ -239,7 +237,7 @@ TEST_F(export_file_test, a_file_that_cannot_be_removed_is_written_over)
 TEST_F(export_file_test, others_file_in_a_directory_where_it_cannot_be_removed)
 {
     write_file(path, std::string(1000, 'x'));
-    if (geteuid() != 0 || chown(path, other_id, other_id) != 0) {
+    if (geteuid() != 0 || chown(path, other_id, other_id) != 0)
         GTEST_SKIP() << "only root can make another user's file";
     ASSERT_EQ(chmod(path, 0666), 0);
     ASSERT_EQ(chmod(directory, 01777), 0);
@@ -256,7 +254,7 @@ TEST_F(export_file_test, others_file_in_a_directory_where_it_cannot_be_removed)
 TEST_F(export_file_test, others_file_in_a_directory_of_the_operator)
 {
     write_file(path, "old");
-    if (geteuid() != 0 || chown(path, other_id, other_id) != 0) {
+    if (geteuid() != 0 || chown(path, other_id, other_id) != 0)
         GTEST_SKIP() << "only root can make another user's file";
     ASSERT_EQ(chmod(path, 0666), 0);
     ASSERT_EQ(chown(directory, operator_id, operator_id), 0);

@@ -3,7 +3,6 @@
 #include "tests/support/alloc_faults.h"
 
 #include <errno.h>
-#include <fstream>
 #include <sys/stat.h>
 
 #include "commands/commands.h"
@@ -12,8 +11,8 @@
 #include "shell/startup.h"
 #include "tests/support/profile_world.h"
 
-#include <cerrno>
-#include <sys/stat.h>
+namespace
+{
 
 bool status_fails = false;
 

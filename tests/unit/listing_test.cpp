@@ -1,9 +1,9 @@
 // The command ls.
 #include "commands/commands.h"
 
-#include "tests/support/profile_world.h"
+#include <stdlib.h>
 
-#include <cstdlib>
+#include "tests/support/profile_world.h"
 
 namespace
 {

@@ -3,8 +3,6 @@
 
 #include "tests/support/profile_world.h"
 
-#include "tests/support/shell_world.h"
-
 namespace
 {
 
@@ -107,9 +105,8 @@ TEST_F(navigation_test, staying)
 TEST_F(navigation_test, two_levels_are_refused)
 {
     for (const char *argument : {"m/c", "/m/c", "/m/c/", "m/c/l", "./m/c", "../../..", "/../m",
-                                 "//m//c", "m/./c", "../m/c", "m/../c"}) {
+                                 "//m//c", "m/./c", "../m/c", "m/../c"})
         EXPECT_TRUE(stays_at("/", argument));
-    }
 }
 
 TEST_F(navigation_test, slashes_in_key_values_are_no_levels)

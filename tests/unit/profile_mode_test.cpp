@@ -1,11 +1,9 @@
 // The mode of the profile at every moment.
 #include "profile/profile.h"
 
-#include "tests/support/profile_world.h"
-
 #include <sys/stat.h>
 
-#include "tests/support/shell_world.h"
+#include "tests/support/profile_world.h"
 
 namespace
 {

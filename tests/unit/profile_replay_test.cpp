@@ -3,8 +3,6 @@
 
 #include "tests/support/profile_world.h"
 
-#include "tests/support/shell_world.h"
-
 namespace
 {
 

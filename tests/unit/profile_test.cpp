@@ -1,12 +1,10 @@
 // Writing the profile file, and what start-up takes from it.
 #include "profile/profile.h"
 
-#include "tests/support/profile_world.h"
-
 #include <sys/resource.h>
 #include <sys/stat.h>
 
-#include "tests/support/shell_world.h"
+#include "tests/support/profile_world.h"
 
 namespace
 {

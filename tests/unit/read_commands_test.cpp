@@ -116,9 +116,8 @@ TEST_F(read_commands_test, get_config_refusals)
 {
     testing::internal::CaptureStderr();
     for (const char *words : {"", " -r", " -s", " /m/c", " -x /m/c", " -rx /m/c", " - /m/c",
-                              " -r a b", " -l a b", " /m/c -r", " r /m/c", " -- /m/c", " -? x"}) {
+                              " -r a b", " -l a b", " /m/c -r", " r /m/c", " -- /m/c", " -? x"})
         EXPECT_TRUE(refused(cmd_get_config, std::string("get-config") + words));
-    }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_TRUE(refused(cmd_get_config, "get-config -r /m"));
     EXPECT_TRUE(refused(cmd_get_config, "get-config -r /m/state"));
@@ -183,9 +182,8 @@ TEST_F(read_commands_test, what_is_not_staged)
 {
     EXPECT_EQ(get_config(" -l /m/c/x"), not_staged("/m/c/x"));
     stage("/m/c/x", "1");
-    for (const char *path : {"/m/c/y", "l[k='a b']", "/..", "%n%s", "-r"}) {
+    for (const char *path : {"/m/c/y", "l[k='a b']", "/..", "%n%s", "-r"})
         EXPECT_EQ(get_config(std::string(" -l ") + path), not_staged(path));
-    }
 }
 
 TEST_F(read_commands_test, staged_deletes)
