@@ -1,22 +1,17 @@
 """What the documents show is what the programs do: transcripts, commands and options."""
 
-import contextlib
 import glob
 import os
 import re
 import shlex
-import shutil
 import subprocess
-import tempfile
 from typing import NamedTuple
 
 import pytest
 from support.example import EXAMPLE
-from support.gateway import Gateway
-from support.netconfd import Netconfd
-from support.printed import printed, texts_of
+from support.printed import NO_MESSAGES, printed, texts_of
 from support.prompt import Prompt
-from support.schemac import MODELS, RUN_MODULES, Server, compile_run_models
+from support.router import router
 from support.shell import BUILD, ROOT
 
 UNSEEN = re.compile(r"\x1b\[[0-9;]*m|[\r\a]")
@@ -71,22 +66,7 @@ def agrees(pattern, lines):
 
 @pytest.fixture(name="device")
 def fixture_device(machine):
-    """A machine whose shells reach the models of ./run on a server without notifications."""
-    with contextlib.ExitStack() as servers:
-        directory = tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
-        servers.callback(shutil.rmtree, directory, ignore_errors=True)
-        database = Server("--hash-max-listpack-value", "4096")
-        servers.callback(database.stop)
-        compile_run_models(database.socket)
-        os.link(database.socket, machine.path("schema.sock"))
-        server = Netconfd(directory, RUN_MODULES, [MODELS])
-        servers.callback(server.stop)
-        command, environment = server.transport()
-        gateway = Gateway(directory, command, ["--no-subscribe"], environment)
-        servers.callback(gateway.stop)
-        os.link(gateway.socket, machine.path("gateway.sock"))
-        machine.environment["TARND_SOCKET"] = "/tmp/gateway.sock"
-        machine.environment["SCHEMA_REDIS"] = "/tmp/schema.sock"
+    with router(machine, "--no-subscribe"):
         yield machine
 
 
@@ -152,31 +132,6 @@ def test_the_man_page_has_every_command(machine):
     assert len(listed) == 17
     described = re.findall(r"(?m)^\.It Ic ([a-z_-]+)", read("docs/man/vandel.1"))
     assert list(dict.fromkeys(described)) == listed
-
-
-# What the shell prints that tells the operator nothing to look up.
-NO_MESSAGES = {
-    "": "the empty line above a reply, or below a listing of '?'",
-    "vandel  version …": "the head of help",
-    "compile time: …, …": "the head of help",
-    "… …": "a row of help, or one name in a row of candidates",
-    "…": "the workspace, or the last name in a row of candidates",
-    "…    …": "a row of '?': a name and its description",
-    "…    …    …    …    …": "a row of '?': an argument of a command",
-    "…:": "the head of the values of an argument",
-    "path:": "the head of the nodes of a path",
-    "<cr>": "'?': nothing may follow",
-    "…………………": "a name of ls with its colour",
-    "fputs(entry->name, stdout)": "a name of ls",
-    "putchar(' ')": "the space between names of ls",
-    "putchar('\\n')": "the end of a row of ls",
-    "puts(plain.get())": "get-config -l",
-    "fwrite(text, 1, length, terminal->output)": "the line that is being typed",
-    "write(fd, text.data(), text.size())": "an export file",
-    "write(server_fd, from, size)": "a request",
-    "write(STDOUT_FILENO, text, strlen(text))": "Receive signal=…, where nobody takes the output",
-    "…: …: Assertion `…' failed.": "a mistake in the program",
-}
 
 
 def test_the_guide_has_every_message():

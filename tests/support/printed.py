@@ -16,6 +16,30 @@ ROW = re.compile(rf"(?:{LITERAL.pattern}\s*)+")  # literals in a row are one
 CONSTANT = re.compile(r'const char (\w+)\[\] =\s*((?:"(?:[^"\\]|\\.)*"\s*)+);')
 FORMAT = re.compile(r"%[-0]*(?:\*|\d+)?[a-z]")
 
+# What the shell prints that tells the operator nothing to look up.
+NO_MESSAGES = {
+    "": "the empty line above a reply, or below a listing of '?'",
+    "vandel  version …": "the head of help",
+    "compile time: …, …": "the head of help",
+    "… …": "a row of help, or one name in a row of candidates",
+    "…": "the workspace, or the last name in a row of candidates",
+    "…    …": "a row of '?': a name and its description",
+    "…    …    …    …    …": "a row of '?': an argument of a command",
+    "…:": "the head of the values of an argument",
+    "path:": "the head of the nodes of a path",
+    "<cr>": "'?': nothing may follow",
+    "…………………": "a name of ls with its colour",
+    "fputs(entry->name, stdout)": "a name of ls",
+    "putchar(' ')": "the space between names of ls",
+    "putchar('\\n')": "the end of a row of ls",
+    "puts(plain.get())": "get-config -l",
+    "fwrite(text, 1, length, terminal->output)": "the line that is being typed",
+    "write(fd, text.data(), text.size())": "an export file",
+    "write(server_fd, from, size)": "a request",
+    "write(STDOUT_FILENO, text, strlen(text))": "Receive signal=…, where nobody takes the output",
+    "…: …: Assertion `…' failed.": "a mistake in the program",
+}
+
 
 def end_of_call(code, position):
     """The end of the call whose arguments begin at position."""
