@@ -8,6 +8,7 @@ import subprocess
 from typing import NamedTuple
 
 import pytest
+from support import vandel_do
 from support.example import EXAMPLE
 from support.printed import NO_MESSAGES, printed, texts_of
 from support.prompt import Prompt
@@ -17,7 +18,11 @@ from support.shell import BUILD, ROOT
 UNSEEN = re.compile(r"\x1b\[[0-9;]*m|[\r\a]")
 COMMAND = re.compile(r"(?P<prompt>(/|\[).*?\$|\$) (?P<line>.+)")
 PROFILE = "/tmp/vandel.conf"
-PAGES = ("vandel", "schemac", "tarnd-gateway")
+PROGRAMS = {
+    "schemac": os.path.join(BUILD, "schemac"),
+    "tarnd-gateway": os.path.join(BUILD, "tarnd-gateway"),
+    "vandel-do": vandel_do.PROGRAM,
+}
 
 
 class Step(NamedTuple):
@@ -88,13 +93,16 @@ class Terminal:
 
 
 def run_words(machine, line):
-    """One command of the system's shell: vandel, or a look at its file."""
+    """One command of the system's shell: vandel, vandel-do, or a look at vandel's file."""
     if line == f"cat {PROFILE}":
         with open(machine.profile, encoding="utf-8") as profile:
             return shown(profile.read())
     program, *arguments = shlex.split(line)
-    assert program == "vandel"
-    result = machine.one_shot(*arguments)
+    assert program in ("vandel", "vandel-do")
+    if program == "vandel":
+        result = machine.one_shot(*arguments)
+    else:
+        result = vandel_do.run(machine, *arguments)
     assert (result.status, result.stderr) == (0, b"")
     return shown(result.stdout.decode())
 
@@ -112,16 +120,16 @@ def test_transcripts(device, name):
         assert agrees(expected, answer), "\n".join([f"{step.prompt} {step.line}", *answer])
 
 
-@pytest.mark.parametrize("page", PAGES)
+@pytest.mark.parametrize("page", ["vandel", *PROGRAMS])
 def test_a_man_page_is_well_formed(page):
     path = os.path.join(ROOT, "docs", "man", f"{page}.1")
     lint = ["mandoc", "-T", "lint", "-W", "warning", path]
     assert subprocess.run(lint, check=False, capture_output=True).stdout == b""
 
 
-@pytest.mark.parametrize("page", PAGES[1:])
+@pytest.mark.parametrize("page", PROGRAMS)
 def test_a_man_page_has_every_option(page):
-    usage = subprocess.run([os.path.join(BUILD, page), "--help"], check=True, capture_output=True)
+    usage = subprocess.run([PROGRAMS[page], "--help"], check=True, capture_output=True)
     options = set(re.findall(r"(?m)^  --([a-z-]+)", usage.stdout.decode()))
     assert "help" in options
     assert set(re.findall(r"(?m)^\.It Fl -([a-z-]+)", read(f"docs/man/{page}.1"))) == options

@@ -70,6 +70,16 @@ def test_every_include_names_a_file_from_the_root_or_an_interface():
             assert target in INCLUDES or interface, (path, target)
 
 
+def test_tools_are_scripts_that_know_the_programs_only():
+    for directory, _, names in os.walk(os.path.join(ROOT, "tools")):
+        for name in names:
+            path = os.path.join(directory, name)
+            assert not name.endswith((".h", ".cpp", ".txt", ".cmake")), path
+            with open(path, encoding="utf-8", errors="replace") as file:
+                text = file.read()
+            assert not re.search(r"\b(build|tests)/", text), path
+
+
 def test_files_never_include_each_other_in_a_circle():
     finished, open_files = set(), []
 

@@ -17,15 +17,17 @@ def read(name):
 VERSION = re.search(r"(?m)^project\(vandel VERSION ([0-9.]+) ", read("CMakeLists.txt"))[1]
 # The versions of the list of changes, newest first, each with its date.
 RELEASES = re.findall(r"(?m)^## ([0-9.]+) \((.+)\)$", read("CHANGES.md"))
+PROGRAMS = [os.path.join(BUILD, name) for name in ("schemac", "tarnd-gateway")]
+PROGRAMS.append(os.path.join(ROOT, "tools", "vandel-do"))
 PAGES = [os.path.relpath(page, ROOT) for page in glob.glob(os.path.join(ROOT, "docs/man/*.1"))]
 
 
-@pytest.mark.parametrize("program", ["schemac", "tarnd-gateway"])
+@pytest.mark.parametrize("path", PROGRAMS, ids=os.path.basename)
 @pytest.mark.parametrize("arguments", [["--version"], ["--version", "more"]])
-def test_a_program_says_its_version(program, arguments):
-    command = [os.path.join(BUILD, program), *arguments]
+def test_a_program_says_its_version(path, arguments):
+    command = [path, *arguments]
     result = subprocess.run(command, check=False, capture_output=True, timeout=60)
-    expected = f"{program} {VERSION}\n".encode()
+    expected = f"{os.path.basename(path)} {VERSION}\n".encode()
     assert (result.returncode, result.stdout, result.stderr) == (0, expected, b"")
 
 
@@ -45,4 +47,4 @@ def test_a_man_page_has_the_version_and_its_date(page):
 
 
 def test_there_are_man_pages():
-    assert len(PAGES) >= 3
+    assert len(PAGES) >= 4

@@ -1,0 +1,141 @@
+"""What vandel-do lets pass between shell and daemon."""
+
+import contextlib
+import os
+import shutil
+import socket
+import stat
+import sys
+
+import pytest
+from support import gateway, servers
+from support import tarnd as daemon
+from support.example import edit_config, get, get_config
+from support.shell import ROOT
+
+sys.path.insert(0, os.path.join(ROOT, "tools"))
+from vandel_do import relay as relays  # noqa: E402  pylint: disable=wrong-import-position
+
+SESSION = b"<rpc><tarnd:create-session xmlns:tarnd='x'/></rpc>"
+EVENT = daemon.notification("<event/>")
+
+
+@pytest.fixture(name="place")
+def fixture_place(monkeypatch):
+    """Where relays look for a daemon."""
+    directory = servers.private_directory()
+    path = os.path.join(directory, "tarnd.sock")
+    monkeypatch.setenv("TARND_SOCKET", path)
+    yield path
+    shutil.rmtree(directory)
+
+
+@pytest.fixture(name="far")
+def fixture_far(place):
+    server = daemon.Tarnd(place)
+    yield server
+    server.stop()
+
+
+@contextlib.contextmanager
+def connected(reads_only=False):
+    """A relay, and the shell's end of it."""
+    events = []
+    relay = relays.Relay(events.append, reads_only)
+    relay.events = events
+    try:
+        yield relay, gateway.Shell(relay.path)
+    finally:
+        relay.stop()
+
+
+def test_frames_pass_as_they_are(far):
+    with connected() as (relay, shell):
+        request = get("<x/>").encode()
+        assert shell.ask(request) == daemon.rpc_reply("<data></data>", "1").encode()
+        assert [frame.body for frame in far.frames] == [request + b"\0"]
+        assert relay.answered() == (daemon.rpc_reply("<data></data>", "1").encode(), False)
+        relay.forget()
+        assert relay.answered() == (None, False)
+
+
+def test_a_notification_does_not_reach_the_shell(far):
+    far.on_request = lambda request: [EVENT, request.reply("<ok/>")]
+    with connected() as (relay, shell):
+        shell.send(get("").encode())
+        shell.expected = 1  # the daemon's count goes on
+        assert shell.receive() == daemon.rpc_reply("<ok/>", "1").encode()
+        assert relay.events == [EVENT.encode()]
+
+
+@pytest.mark.parametrize(
+    "look_alike",
+    ["<notification><event/></notification>", f"<rpc-reply>{EVENT}</rpc-reply>", "no XML", ""],
+)
+def test_what_is_no_notification_reaches_the_shell(far, look_alike):
+    far.on_request = lambda request: look_alike
+    with connected() as (relay, shell):
+        assert shell.ask(get("").encode()) == look_alike.encode()
+        assert relay.events == []
+
+
+def test_nothing_but_reads_passes_in_a_dry_run(far):
+    with connected(reads_only=True) as (_, shell):
+        far.session_reply = daemon.session_reply()
+        shell.ask(SESSION)
+        shell.ask(get("<x/>").encode())
+        shell.ask(get_config("<x/>").encode())
+    assert len(far.frames) == 3
+
+
+@pytest.mark.parametrize("request_text", [edit_config(""), "<rpc><reset/></rpc>", "no XML", ""])
+def test_a_change_in_a_dry_run_ends_the_connection(far, request_text):
+    with connected(reads_only=True) as (relay, shell):
+        shell.send(request_text.encode())
+        assert shell.at_end()
+        assert relay.answered() == (None, True)
+    assert far.frames == []
+
+
+def test_a_request_without_an_answer(far):
+    far.on_request = lambda request: [daemon.close]
+    with connected() as (relay, shell):
+        shell.send(get("").encode())
+        assert shell.at_end()
+        assert relay.is_lost and relay.answered() == (None, True)
+
+
+def test_a_frame_that_is_too_large_ends_the_connection(far):
+    far.on_request = lambda request: [daemon.frame("", length=(1 << 28) + 1)]
+    with connected() as (_, shell):
+        shell.send(get("").encode())
+        assert shell.at_end()
+
+
+def test_the_socket_of_a_run_goes_when_the_shell_is_there(far):
+    with connected() as (relay, shell):
+        shell.ask(get("<x/>").encode())
+        assert not os.path.exists(relay.directory)
+
+
+def test_the_socket_of_a_run_is_out_of_reach_of_others(far):
+    relay = relays.Relay(print, False)
+    assert stat.S_IMODE(os.stat(relay.directory).st_mode) == 0o700
+    relay.stop()
+    assert not os.path.exists(relay.directory)
+    assert not far.frames
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="only root can be another user")
+def test_a_daemon_of_somebody_else_gets_nothing(place):
+    with socket.socket(socket.AF_UNIX) as listener:
+        listener.bind(place)
+        os.seteuid(65534)
+        try:
+            listener.listen()
+        finally:
+            os.seteuid(0)
+        relay = relays.Relay(print, False)
+        assert str(relay.why) == f"{place}: somebody else listens there"
+        assert not os.path.exists(relay.path)
+        relay.stop()

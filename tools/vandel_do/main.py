@@ -1,0 +1,97 @@
+"""Runs the commands of a call in one shell, and finds the exit status."""
+
+import contextlib
+import os
+import resource
+import signal
+import sys
+
+from vandel_do.options import UsageError, find_vandel, parse
+from vandel_do.run import Run
+
+USAGE_STATUS = 64
+ENDING = (signal.SIGHUP, signal.SIGINT, signal.SIGTERM)
+
+
+class Signalled(BaseException):
+    def __init__(self, number):
+        super().__init__()
+        self.number = number
+
+
+def raise_signal(number, _):
+    # One is enough: the next must not disturb what the first has begun to take down.
+    for other in ENDING:
+        signal.signal(other, signal.SIG_IGN)
+    raise Signalled(number)
+
+
+def die_of(number):
+    """Ends as if nobody had caught the signal, so that the caller sees it."""
+    signal.signal(number, signal.SIG_DFL)
+    os.kill(os.getpid(), number)
+
+
+def lines_of(file):
+    """(place, command) of each line of a script that is no comment and not blank."""
+    for number, line in enumerate(file, 1):
+        line = line.removesuffix(b"\n").removesuffix(b"\r").lstrip(b" \t")
+        if line.strip() and not line.startswith(b"#"):
+            yield f"line {number}: ", line
+
+
+@contextlib.contextmanager
+def commands_of(options):
+    """The commands of a call, each with the place where it stands, as messages begin with it."""
+    if options.commands:
+        many = len(options.commands) > 1
+        yield (
+            (f"command {number}: " if many else "", line)
+            for number, line in enumerate(options.commands, 1)
+        )
+    elif options.file in (None, "-"):
+        yield lines_of(sys.stdin.buffer)
+    else:
+        try:
+            file = open(options.file, "rb")  # pylint: disable=consider-using-with
+        except OSError as error:
+            raise UsageError(f"{options.file}: {error.strerror}") from None
+        with file:
+            yield lines_of(file)
+
+
+def carry_out(options, here):
+    program = find_vandel(options, here)
+    if options.save_edits is not None and os.path.lexists(options.save_edits):
+        raise UsageError(f"{options.save_edits}: exists, and is not written over")
+    with commands_of(options) as commands:
+        try:
+            run = Run(options, program)
+        except OSError as error:
+            raise UsageError(str(error)) from None
+        with contextlib.closing(run):
+            return run.all(commands)
+
+
+def main(arguments, here):
+    """The exit status of a call; `here` is the directory of the script."""
+    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))  # it would hold passwords
+    for number in ENDING:
+        if signal.getsignal(number) != signal.SIG_IGN:
+            signal.signal(number, raise_signal)
+    try:
+        options = parse(arguments)
+        if options.told is not None:
+            print(options.told, end="", flush=True)
+            return 0
+        return carry_out(options, here)
+    except UsageError as error:
+        print(f"vandel-do: {error}", file=sys.stderr)
+        return USAGE_STATUS
+    except Signalled as end:
+        die_of(end.number)
+    except BrokenPipeError:
+        # Nobody reads any longer: nothing may be written at the end, either.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        die_of(signal.SIGPIPE)
+    return USAGE_STATUS

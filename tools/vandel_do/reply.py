@@ -1,0 +1,114 @@
+"""Reading what the device sends: its kind, whether it is an error, and as JSON.
+
+Nothing here goes by the text: tags are those that an XML reader finds.
+"""
+
+import json
+from xml.parsers import expat
+
+NOTIFICATION = "urn:ietf:params:xml:ns:netconf:notification:1.0 notification"
+ERROR = "rpc-error"
+DEPTH_LIMIT = 256  # elements within each other; the XML readers of devices stop there, too
+PIECE = 1 << 16
+
+
+class Unreadable(Exception):
+    """This is no XML."""
+
+
+class _Enough(Exception):
+    """What was looked for is found."""
+
+
+def local(name):
+    return name.rpartition(" ")[2]
+
+
+def read(body, start, end=None, text=None):
+    """Calls start(name, depth) and the like; names are "namespace local". Raises Unreadable."""
+    depth = 0
+
+    def opened(name, _):
+        nonlocal depth
+        depth += 1
+        if depth > DEPTH_LIMIT:
+            raise Unreadable
+        start(name, depth)
+
+    def closed(name):
+        nonlocal depth
+        depth -= 1
+        if end is not None:
+            end(name)
+
+    parser = expat.ParserCreate(namespace_separator=" ")
+    parser.buffer_text = True
+    parser.StartElementHandler = opened
+    parser.EndElementHandler = closed
+    parser.CharacterDataHandler = text
+    whole = memoryview(body)[: len(body.rstrip(b"\0"))]
+    try:
+        for offset in range(0, len(whole), PIECE):
+            parser.Parse(whole[offset : offset + PIECE], False)
+        parser.Parse(b"", True)
+    except _Enough:
+        return
+    except expat.ExpatError:
+        raise Unreadable from None
+
+
+def name_at(body, wanted):
+    """The name of the first element at a depth; None where there is none."""
+    found = None
+
+    def start(name, depth):
+        nonlocal found
+        if depth == wanted:
+            found = name
+            raise _Enough
+
+    try:
+        read(body, start)
+    except Unreadable:
+        return None
+    return found
+
+
+def is_notification(body):
+    return name_at(body, 1) == NOTIFICATION
+
+
+def operation(body):
+    """What a request asks for, by its name; None where that cannot be seen."""
+    name = name_at(body, 2)
+    return None if name is None else local(name)
+
+
+def holds_error(body):
+    """Whether an rpc-error stands in a reply, and not in its data. Raises Unreadable."""
+    found = False
+
+    def start(name, depth):
+        nonlocal found
+        found = found or (depth == 2 and local(name) == ERROR)
+
+    read(body, start)
+    return found
+
+
+def to_json(body):
+    """What stands in the root of a reply, by the rules of the man page. Raises Unreadable."""
+    root = [{}, []]
+    path = [root]  # of each open element: its children by name, and the pieces of its text
+
+    def start(_name, _depth):
+        path.append([{}, []])
+
+    def end(name):
+        children, pieces = path.pop()
+        value = children if children else "".join(pieces)
+        path[-1][0].setdefault(local(name), []).append(value)
+
+    read(body, start, end, lambda piece: path[-1][1].append(piece))
+    (content,) = next(iter(root[0].values()))
+    return json.dumps(content if isinstance(content, dict) else {}, ensure_ascii=False)

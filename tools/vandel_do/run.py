@@ -1,0 +1,219 @@
+"""One run: commands in, output and exit status out."""
+
+import os
+import sys
+
+from vandel_do import database, edits, reply
+from vandel_do.messages import Messages
+from vandel_do.relay import Relay
+from vandel_do.shell import Ended, Shell, TookTooLong
+
+START_PATIENCE = 60  # seconds until the first prompt, or those of a command if they are more
+DONE, ERROR, REFUSED, LOST, TIMEOUT = range(5)
+# Commands that ask the device for the operator. What others ask is for the shell itself.
+ASKING = (
+    b"get", b"get-config", b"commit", b"copy-config", b"save", b"delete-config",
+    b"import-config", b"export-config",
+)  # fmt: skip
+CHANGING = (b"save", b"copy-config", b"delete-config", b"import-config", b"export-config")
+# With a database that has ended, these say nothing.
+SILENT = ([b"ls"], [b"get-config", b"-l"])
+REASONS = {
+    ERROR: "the device has refused it",
+    REFUSED: "the shell has refused it",
+    LOST: "the device or the database cannot be reached",
+    TIMEOUT: "it took too long",
+}
+
+
+def shortened(line):
+    """A command without its value, which may be a secret."""
+    words = line.split()
+    text = b" ".join(words[:2]) + (b" ..." if len(words) > 2 else b"")
+    return text[:200].decode("utf-8", "replace")
+
+
+def printable(text):
+    """Without what would steer a terminal."""
+    return "".join(character if character.isprintable() else "?" for character in text)
+
+
+def complain(text):
+    print(f"vandel-do: {printable(text)}", file=sys.stderr, flush=True)
+
+
+def show(data, file=None):
+    file = file or sys.stdout.buffer
+    file.write(data)
+    file.flush()
+
+
+class Run:
+    def __init__(self, options, program):
+        self.options = options
+        self.messages = Messages()
+        self.edits = edits.Edits()
+        self.saved = edits.SaveFile(options.save_edits)
+        self.shell = None
+        self.relay = Relay(self._notified, options.dry_run)
+        try:
+            self.shell = Shell(program, self.relay.path)
+        except BaseException:
+            self.close()
+            raise
+
+    def _notified(self, body):
+        if self.options.notifications:
+            show(body.rstrip(b"\0\n") + b"\n", sys.stderr.buffer)
+
+    def close(self):
+        if self.shell is not None:
+            self.shell.stop()
+        self.relay.stop()
+
+    def all(self, commands):
+        """Runs the commands; the exit status."""
+        worst = self._begin()
+        if worst != DONE:
+            return worst
+        for place, line in commands:
+            status = self._one(place, line)
+            worst = max(worst, status)
+            if self.shell.process.poll() is not None or status in (LOST, TIMEOUT):
+                break
+            if status != DONE and not self.options.keep_going:
+                break
+        if count := self.edits.count():
+            complain(f"{count} staged {'change was' if count == 1 else 'changes were'} not sent")
+        if worst not in (LOST, TIMEOUT) and self.shell.process.poll() is None:
+            self.shell.leave()
+        return worst
+
+    def _begin(self):
+        """Waits for the first prompt."""
+        try:
+            self.shell.begin(max(self.options.timeout, START_PATIENCE))
+        except TookTooLong:
+            complain("the shell does not start: daemon or database do not answer")
+            return TIMEOUT
+        except Ended as end:
+            show(end.output, sys.stdout.buffer)
+            cause = self.relay.why or "see the system log"
+            complain(f"the shell does not start, status {end.status}: {cause}")
+            return LOST
+        if self.relay.shell is None:
+            complain("the shell's libconf.so does not read TARND_SOCKET")
+            return LOST
+        return DONE
+
+    def _one(self, place, line):
+        """Runs a command; its status, which is told when it has failed."""
+        words = line.split()
+        if not words:
+            return DONE
+        if b"\0" in line or b"\r" in line:
+            status = REFUSED  # the shell would read another line
+        elif self.relay.is_lost:
+            status = LOST
+        elif self.options.dry_run and words[0] == b"commit":
+            status = self._show_commit(place, line)
+        elif self.options.dry_run and words[0] in CHANGING:
+            complain(f"{place}{shortened(line)}: not done, this is a dry run")
+            status = DONE
+        else:
+            status = self._ask(place, line)
+        if status != DONE:
+            complain(f"{place}{shortened(line)}: {REASONS[status]}")
+        return status
+
+    def _show_commit(self, place, line):
+        """In the place of a commit: shows what is staged, and drops it."""
+        if not self.edits.count() and not self.shell.in_rpc:
+            return self._ask(place, line)  # which the shell refuses
+        status = self._ask(place, b"get-config -l")
+        drop = b"quit" if self.shell.in_rpc else b"discard_changes"
+        return max(status, self._ask(place, drop, is_shown=False))
+
+    def _ask(self, place, line, is_shown=True):
+        """Runs a line as it is; its status."""
+        self.relay.forget()
+        was_rpc = self.shell.in_rpc
+        try:
+            output = self.shell.run(line, self.options.timeout)
+        except TookTooLong as end:
+            return self._give_up(place, line, end.output, TIMEOUT)
+        except Ended as end:
+            return self._give_up(place, line, end.output, LOST if end.status != 0 else DONE)
+        status, answer = self._judge(line, output)
+        if is_shown:
+            self._show(output, answer)
+        if status == LOST:
+            self._lose(place, line, status)
+        elif status == ERROR and edits.takes_all(line):
+            self._save(place, line, status)
+        if status in (DONE, ERROR):
+            self.edits.note(line, self.shell, was_rpc)
+        return status
+
+    def _give_up(self, place, line, output, status):
+        """After the shell has left, or is about to be ended."""
+        self._show(output, None)
+        if status != DONE:
+            self._lose(place, line, status)
+        return status
+
+    def _lose(self, place, line, status):
+        """What was on its way may have been done or not."""
+        if self.relay.requests and edits.takes_all(line):
+            complain(f"{place}it is not known whether the device has done it")
+            self._save(place, line, status)
+            self.edits.drop()
+
+    def _judge(self, line, output):
+        """The status of a command, and the reply that it has shown, or None."""
+        answer, is_unanswered = self.relay.answered()
+        if is_unanswered:
+            return LOST, None
+        words = line.split()
+        if answer is None or words[0] not in ASKING:
+            return self._judge_text(words, output), None
+        try:
+            if reply.holds_error(answer):
+                return ERROR, answer
+        except reply.Unreadable:
+            complain("the reply is no XML")
+            return ERROR, None
+        if words[0] == b"export-config":
+            return self._judge_text(words, output), None
+        return DONE, answer
+
+    def _judge_text(self, words, output):
+        """The status of a command of which only the shell's own text tells."""
+        said = self.messages.judge(output)
+        if said == "lost":
+            return LOST
+        is_silent = not output and words[:2] in SILENT
+        if (said == "refused" or is_silent) and not database.is_there():
+            return LOST
+        return REFUSED if said == "refused" else DONE
+
+    def _show(self, output, answer):
+        """Prints the output of a command in the form that is wanted."""
+        if self.options.form == "text":
+            show(output)
+        elif answer is None:
+            show(output, sys.stderr.buffer)
+        elif self.options.form == "xml":
+            show(answer.rstrip(b"\0\r\n") + b"\n")
+        else:
+            show(reply.to_json(answer).encode() + b"\n")
+
+    def _save(self, place, line, status):
+        """Keeps the lines of a commit that was not carried out."""
+        if self.options.save_edits is None:
+            return
+        try:
+            self.saved.add(f"{place}{REASONS[status]}", self.edits.block(line))
+            complain(f"the lines of this commit are in {os.path.abspath(self.saved.path)}")
+        except OSError as error:
+            complain(f"{self.saved.path}: {error.strerror}; the lines are not saved")
