@@ -13,6 +13,7 @@ from support.servers import RedisServer, wait_until
 from support.shell import Machine
 from support.vandel_do import script
 
+EVENT = daemon.notification("<event/>")
 LOST = "the device or the database cannot be reached"
 # vandel-do, which waits less for the first prompt.
 IMPATIENT = f"""
@@ -241,3 +242,16 @@ def test_a_reader_that_has_gone(device):
     assert (process.returncode, errors) == (-signal.SIGPIPE, b"")
     assert vandel_do.has_ended(shell)
     assert vandel_do.left_behind(device) == []
+
+
+def test_nobody_who_reads_notifications(device):
+    source, sink = os.pipe()
+    os.close(source)
+    device.tarnd.on_request = lambda request: [EVENT, request.data()]
+    words = device.command(vandel_do.PROGRAM, "--vandel", vandel_do.SHELL, "get", "/acme/box")
+    result = subprocess.run(
+        words, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=sink,
+        env=device.environ(), check=False,
+    )  # fmt: skip
+    os.close(sink)
+    assert (result.returncode, result.stdout) == (0, printed_no_data().encode())

@@ -91,7 +91,5 @@ def main(arguments, here):
     except Signalled as end:
         die_of(end.number)
     except BrokenPipeError:
-        # Nobody reads any longer: nothing may be written at the end, either.
-        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         die_of(signal.SIGPIPE)
     return USAGE_STATUS

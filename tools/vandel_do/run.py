@@ -1,7 +1,7 @@
 """One run: commands in, output and exit status out."""
 
+import contextlib
 import os
-import sys
 
 from vandel_do import database, edits, reply
 from vandel_do.messages import Messages
@@ -9,6 +9,7 @@ from vandel_do.relay import Relay
 from vandel_do.shell import Ended, Shell, TookTooLong
 
 START_PATIENCE = 60  # seconds until the first prompt, or those of a command if they are more
+STDOUT, STDERR = 1, 2
 DONE, ERROR, REFUSED, LOST, TIMEOUT = range(5)
 # Commands that ask the device for the operator. What others ask is for the shell itself.
 ASKING = (
@@ -38,14 +39,15 @@ def printable(text):
     return "".join(character if character.isprintable() else "?" for character in text)
 
 
+def write(descriptor, data):
+    """Writes all of it, past the buffers: notifications come from a thread of their own."""
+    rest = memoryview(data)
+    while rest:
+        rest = rest[os.write(descriptor, rest) :]
+
+
 def complain(text):
-    print(f"vandel-do: {printable(text)}", file=sys.stderr, flush=True)
-
-
-def show(data, file=None):
-    file = file or sys.stdout.buffer
-    file.write(data)
-    file.flush()
+    write(STDERR, f"vandel-do: {printable(text)}\n".encode())
 
 
 class Run:
@@ -63,8 +65,10 @@ class Run:
             raise
 
     def _notified(self, body):
+        # The run goes on where nobody reads them any longer.
         if self.options.notifications:
-            show(body.rstrip(b"\0\n") + b"\n", sys.stderr.buffer)
+            with contextlib.suppress(OSError):
+                write(STDERR, body.rstrip(b"\0\n") + b"\n")
 
     def close(self):
         if self.shell is not None:
@@ -97,7 +101,7 @@ class Run:
             complain("the shell does not start: daemon or database do not answer")
             return TIMEOUT
         except Ended as end:
-            show(end.output, sys.stdout.buffer)
+            write(STDOUT, end.output)
             cause = self.relay.why or "see the system log"
             complain(f"the shell does not start, status {end.status}: {cause}")
             return LOST
@@ -200,13 +204,13 @@ class Run:
     def _show(self, output, answer):
         """Prints the output of a command in the form that is wanted."""
         if self.options.form == "text":
-            show(output)
+            write(STDOUT, output)
         elif answer is None:
-            show(output, sys.stderr.buffer)
+            write(STDERR, output)
         elif self.options.form == "xml":
-            show(answer.rstrip(b"\0\r\n") + b"\n")
+            write(STDOUT, answer.rstrip(b"\0\r\n") + b"\n")
         else:
-            show(reply.to_json(answer).encode() + b"\n")
+            write(STDOUT, reply.to_json(answer).encode() + b"\n")
 
     def _save(self, place, line, status):
         """Keeps the lines of a commit that was not carried out."""
