@@ -178,6 +178,17 @@ def test_a_value_is_taken_for_nothing_else(device, value):
     assert result.stdout == alone.stdout + b"/\r\n"
 
 
+@pytest.mark.parametrize("key", ["x]$ pwd", "$ ", "/$ \u00e9", "[reset]$ ", "x" * 200])
+def test_a_workspace_is_taken_for_nothing_else(device, key):
+    """The prompt shows it."""
+    lines = ["cd acme", "cd box", "cd port", f'add-listentry id "{key}"', f'cd port[id="{key}"]']
+    result = vandel_do.run(
+        device, given=script(*lines, "pwd", "set mtu 7", "commit", "cd ..", "pwd")
+    )
+    printed = f'/acme/box/port[id="{key}"]\r\n{printed_ok(3)}/acme/box/port\r\n'
+    check(result, 0, printed)
+
+
 def test_an_element_in_the_data_is_no_error(device):
     device.tarnd.holds("<get>", f"<box>{REFUSED}</box>{REFUSED}")
     assert vandel_do.run(device, "get", "/acme/box").status == 0

@@ -153,11 +153,11 @@ def test_a_command_that_takes_too_long(device, silence):
     check(result, 4, "", "vandel-do: line 1: save: it took too long\n")
 
 
-def test_a_commit_that_takes_too_long(device, silence):
-    result = vandel_do.run(device, "--timeout", "0.5", given=script("/acme/reset", "commit"))
+def test_what_was_staged_takes_too_long(device, silence):
+    result = vandel_do.run(device, "--timeout", "0.5", given=script("copy-config config startup"))
     errors = (
-        "vandel-do: line 2: it is not known whether the device has done it\n"
-        "vandel-do: line 2: commit: it took too long\n"
+        "vandel-do: line 1: it is not known whether the device has done it\n"
+        "vandel-do: line 1: copy-config config ...: it took too long\n"
     )
     check(result, 4, "", errors)
 

@@ -24,7 +24,7 @@ def local(name):
     return name.rpartition(" ")[2]
 
 
-def read(body, start, end=None, text=None):
+def read(body, start, end=None, characters=None):
     """Calls start(name, depth) and the like; names are "namespace local". Raises Unreadable."""
     depth = 0
 
@@ -45,11 +45,14 @@ def read(body, start, end=None, text=None):
     parser.buffer_text = True
     parser.StartElementHandler = opened
     parser.EndElementHandler = closed
-    parser.CharacterDataHandler = text
-    whole = memoryview(body)[: len(body.rstrip(b"\0"))]
+    parser.CharacterDataHandler = characters
+    length = len(body)
+    while length > 0 and body[length - 1] == 0:
+        length -= 1
+    text = memoryview(body)[:length]  # no copy: a reply may be large
     try:
-        for offset in range(0, len(whole), PIECE):
-            parser.Parse(whole[offset : offset + PIECE], False)
+        for offset in range(0, length, PIECE):
+            parser.Parse(text[offset : offset + PIECE], False)
         parser.Parse(b"", True)
     except _Enough:
         return
