@@ -59,6 +59,13 @@ void shell_is_gone(connection *link, int64_t now)
     link->give_up = now + transport_grace;
 }
 
+/* True when it is not the shell's turn: it waits for an answer. One that does not
+ * read what it gets waits for nothing. */
+bool shell_waits(const connection *link)
+{
+    return outgoing_idle(&link->session.to_shell) && relay_owes_answer(&link->session);
+}
+
 /* What the shell has sent is taken only while there is a server to pass it to,
  * or an answer that says why there is none. */
 size_t shell_want(const connection *link)
@@ -97,7 +104,7 @@ const char *read_shell(connection *link, int64_t now)
         const char *reason = relay_shell_bytes(&link->session, bytes, got);
         if (reason)
             return reason;
-        if (link->session.request_complete)
+        if (shell_waits(link))
             link->idle_from = now;
     }
     return nullptr;
@@ -144,6 +151,8 @@ bool write_shell(connection *link, int64_t now)
         return false;
     bool progress = false;
     const io_result result = write_out(message, link->shell.number, &progress);
+    if (progress)
+        link->idle_from = now;
     if (result == io_failed)
         shell_is_gone(link, now);
     return result != io_blocked;
@@ -198,8 +207,7 @@ const char *give_up_hello(connection *link, int64_t now)
 /* When the shell will have been idle for too long. */
 int64_t idle_deadline(const connection *link)
 {
-    const bool endless =
-        link->idle_limit == 0 || link->session.refusal || relay_owes_answer(&link->session);
+    const bool endless = link->idle_limit == 0 || link->session.refusal || shell_waits(link);
     return endless ? INT64_MAX : link->idle_from + link->idle_limit;
 }
 
@@ -321,7 +329,7 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
     transport_tick(&link->server, now);
     if (link->over)
         return;
-    if (relay_owes_answer(&link->session))
+    if (shell_waits(link))
         link->idle_from = now;
     if ((polls[poll_shell].revents & (POLLHUP | POLLERR)) != 0)
         shell_is_gone(link, now);

@@ -28,7 +28,7 @@ struct connection {
     int64_t give_up;    /* when to stop waiting for the server to take or say more; 0: never */
     size_t room;        /* bytes that its requests may hold, those that they do included */
     int64_t idle_limit; /* milliseconds; 0: none */
-    int64_t idle_from;  /* when the shell last asked, or waited for an answer */
+    int64_t idle_from;  /* when the shell last asked, read, or waited for an answer */
     int64_t hello_by;   /* when the server must have said hello */
     int64_t nudge;      /* when the server is to be nudged; 0: it is not */
     std::unique_ptr<connection> next;

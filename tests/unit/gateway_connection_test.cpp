@@ -93,6 +93,13 @@ const char greets[] =
     "<capability>urn:ietf:params:netconf:base:1.0</capability></capabilities>"
     "<session-id>7</session-id></hello>]]>]]>'; cat >/dev/null; true";
 
+/* The same, and then more than a socket holds. */
+const char greets_and_talks[] =
+    "printf '<hello xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><capabilities>"
+    "<capability>urn:ietf:params:netconf:base:1.0</capability></capabilities>"
+    "<session-id>7</session-id></hello>]]>]]><data>'; head -c 9000000 /dev/zero | tr '\\0' x;"
+    "printf '</data>]]>]]>'; cat >/dev/null; true";
+
 constexpr char idle_too_long[] = "the shell has asked nothing for too long (--idle-timeout)";
 
 } // namespace
@@ -170,4 +177,29 @@ TEST(gateway_connection, half_a_request_is_none)
     while (!test.link->over && test.link->session.request.body.size == 0)
         test.turn(start + 9000);
     EXPECT_EQ(connection_deadline(test.link.get()), start + 10000);
+}
+
+TEST(gateway_connection, a_shell_that_asks_on_and_reads_nothing_is_idle)
+{
+    connection_bench test(greets_and_talks);
+    test.options.idle_timeout = 10;
+    test.connect();
+    test.greet();
+    while (!test.link->over && outgoing_idle(&test.link->session.to_shell))
+        test.turn(start + 1000);
+    EXPECT_EQ(connection_deadline(test.link.get()), start + 11000) << "as long as it takes some";
+    test.ask(start + 5000);
+    EXPECT_EQ(connection_deadline(test.link.get()), start + 11000) << "asking is not reading";
+    char bytes[65536];
+    while (recv(test.shell.number, bytes, sizeof bytes, 0) > 0) {
+    }
+    test.turn(start + 9000);
+    EXPECT_EQ(connection_deadline(test.link.get()), start + 19000) << "it reads";
+    test.serve(start + 18999);
+    EXPECT_EQ(test.link->session.refusal, nullptr);
+    test.serve(start + 19000);
+    EXPECT_STREQ(test.link->session.refusal, idle_too_long);
+    EXPECT_EQ(connection_deadline(test.link.get()), start + 21000) << "it may still read why";
+    test.serve(start + 21000);
+    EXPECT_TRUE(test.link->over);
 }
