@@ -5,7 +5,10 @@
  * once, to keep those; so the whole stays linear, and no byte is moved twice. */
 #include "device/gateway/blank_filter.h"
 
+#include <algorithm>
+#include <cctype>
 #include <cstring>
+#include <string_view>
 
 #include "bounded.h"
 #include "code_point.h"
@@ -87,9 +90,55 @@ filter_result emit_control(filter_pass *pass, uint32_t code)
     return emit(pass, reference, static_cast<size_t>(size));
 }
 
+/* A line end, with the line feed that may follow. */
+filter_result pass_return(filter_pass *pass)
+{
+    ++pass->at;
+    if (pass->at == pass->end)
+        pass->filter->after_return = true;
+    else if (*pass->at == '\n')
+        ++pass->at;
+    return emit(pass, "\n", 1);
+}
+
+/* The size of the number that the output ends in, if that is the one of a carriage
+ * return in a reference that lacks its ';' only; otherwise 0. Leading zeros say
+ * nothing. */
+size_t return_number_size(const byte_buffer *out)
+{
+    const char *bytes = out->data.get();
+    size_t from = out->size;
+    while (from > 0 && isalnum(static_cast<unsigned char>(bytes[from - 1])))
+        --from;
+    if (from < 2 || bytes[from - 1] != '#' || bytes[from - 2] != '&')
+        return 0;
+    const size_t size = out->size - from;
+    std::string_view number(bytes + from, size);
+    const bool is_hex = number.substr(0, 1) == "x";
+    number.remove_prefix(is_hex ? 1 : 0);
+    number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
+    const bool is_return = is_hex ? number == "D" || number == "d" : number == "13";
+    return is_return ? size : 0;
+}
+
+/* A ';', which may end a reference to a carriage return. */
+filter_result pass_semicolon(filter_pass *pass)
+{
+    const uint8_t state = pass->filter->state;
+    ++pass->at;
+    const bool has_references = state == text || state == quoted_value;
+    const size_t size = has_references ? return_number_size(pass->out) : 0;
+    pass->out->size -= size;
+    return size == 0 ? emit(pass, ";", 1) : emit(pass, "xD;", 3);
+}
+
 /* Passes what xml_find_odd found; a character that the input ends in has to wait. */
 filter_result pass_odd(filter_pass *pass, const char *stop)
 {
+    if (*pass->at == '\r')
+        return pass_return(pass);
+    if (*pass->at == ';')
+        return pass_semicolon(pass);
     blank_filter *filter = pass->filter;
     const auto size = static_cast<size_t>(stop - pass->at);
     if (stop == pass->end && xml_begins_character(pass->at, size)) {
@@ -225,7 +274,7 @@ filter_result pass_text(filter_pass *pass)
         return filter_malformed;
     if (!blank)
         filter->has_text = true;
-    const filter_result result = blank ? keep_plain(pass, stop) : keep(pass, stop);
+    const filter_result result = keep(pass, stop);
     if (pass->at < pass->end) {
         ++pass->at;
         filter->state = markup;
@@ -440,6 +489,10 @@ filter_result blank_filter_feed(blank_filter *filter, const char *data, size_t s
         const filter_result result = keep_partial(&pass);
         if (result != filter_ok)
             return result;
+    }
+    if (filter->after_return && size > 0) {
+        filter->after_return = false;
+        pass.at += *data == '\n' ? 1 : 0;
     }
     while (pass.at < pass.end) {
         const filter_result result = state_passes[filter->state](&pass);

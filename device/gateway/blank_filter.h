@@ -8,9 +8,13 @@
  * for byte: tags with their attributes, comments, processing instructions, CDATA
  * sections, and blanks that touch real text or a CDATA section.
  *
- * Only U+007F to U+009F, which XML allows and a terminal obeys, become character
- * references. A CDATA section is interrupted for one; in comments and
- * instructions, where a reference has no meaning, it merely shows what was there.
+ * Two things are written in another way, because a terminal obeys them.
+ * U+007F to U+009F, which XML allows, become character references. A CDATA
+ * section is interrupted for one; in comments and instructions, where a reference
+ * has no meaning, it merely shows what was there. And no carriage return is left
+ * that a shell would print: a raw one is a line end, alone or with the line feed
+ * after it, and becomes a line feed, as every XML parser reads it; a reference to
+ * one becomes "&#xD;", which shells print as it stands.
  *
  * The filter takes the message in pieces cut anywhere. It checks each character,
  * but not what a reference stands for, which nobody here resolves; and of the
@@ -33,6 +37,7 @@ struct blank_filter {
     uint8_t partial_size; /* bytes of partial */
     char partial[4];      /* a character that the last piece ended in, as far as it is there */
     char quote;           /* that ends the attribute value */
+    bool after_return;    /* the last piece ended with a carriage return */
     bool after_start;     /* the interval began behind a start tag */
     bool has_text;        /* the interval holds more than blanks */
     bool has_asides;      /* the interval holds comments or processing instructions */

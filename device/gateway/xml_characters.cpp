@@ -7,17 +7,17 @@ namespace
 
 constexpr size_t block_size = 16;
 
-bool is_printable(char byte)
+bool is_plain(char byte)
 {
-    return byte >= ' ' && byte <= '~';
+    return byte >= ' ' && byte <= '~' && byte != ';';
 }
 
 /* Without an early end, so that the compiler takes all bytes at once. */
-bool is_printable_block(const char *block)
+bool is_plain_block(const char *block)
 {
     bool all = true;
     for (size_t at = 0; at < block_size; ++at)
-        all &= is_printable(block[at]);
+        all &= is_plain(block[at]);
     return all;
 }
 
@@ -29,8 +29,10 @@ bool is_control(uint32_t code)
 /* The length of the character at data when it passes, otherwise 0. */
 size_t passing_length(const char *data, size_t size)
 {
-    if (is_printable(*data) || *data == '\t' || *data == '\n' || *data == '\r')
+    if (is_plain(*data) || *data == '\t' || *data == '\n')
         return 1;
+    if (*data == ';')
+        return 0;
     uint32_t code;
     const size_t length = code_point_read(data, size, &code);
     const bool passes = length > 1 && !is_control(code) && code != 0xfffe && code != 0xffff;
@@ -43,7 +45,7 @@ const char *xml_find_odd(const char *from, const char *stop)
 {
     while (from < stop) {
         const auto size = static_cast<size_t>(stop - from);
-        const bool skips = size >= block_size && is_printable_block(from);
+        const bool skips = size >= block_size && is_plain_block(from);
         const size_t length = skips ? block_size : passing_length(from, size);
         if (length == 0)
             break;

@@ -1,8 +1,8 @@
 /* Which characters of a server's message pass as they are.
  *
  * What does not: bytes that are not UTF-8 and characters that XML forbids, with
- * which no message can go on, and controls: U+007F to U+009F, which XML allows
- * and a terminal obeys. */
+ * which no message can go on; controls: U+007F to U+009F, which XML allows and a
+ * terminal obeys; carriage returns; and ';', which may end a reference to one. */
 #ifndef VANDEL_GATEWAY_XML_CHARACTERS_H
 #define VANDEL_GATEWAY_XML_CHARACTERS_H
 

@@ -328,6 +328,16 @@ def test_controls_arrive_as_references(bench, version):
     assert shell.receive() == "<notification>&#x80;\u00a0</notification>".encode()
 
 
+def test_carriage_returns_do_not_arrive(bench):
+    shell, peer = bench.session((BASE_1_1,))
+    shell.send(b"<rpc/>")
+    peer.request()
+    peer.send(b"<rpc-reply><a b='&#13;'>1&#13;2&#xd;3\r\n4\r5&#9;&#10;</a></rpc-reply>", size=1)
+    assert shell.receive() == (
+        b"<rpc-reply><a b='&#xD;'>1&#xD;2&#xD;3\n4\n5&#9;&#10;</a></rpc-reply>"
+    )
+
+
 # Notifications
 
 

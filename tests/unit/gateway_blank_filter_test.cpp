@@ -284,3 +284,23 @@ TEST(gateway_blank_filter, many_comments_in_one_interval)
     EXPECT_EQ(result.result, filter_ok);
     EXPECT_TRUE(result.text == expected);
 }
+
+TEST(gateway_blank_filter, a_raw_carriage_return_is_a_line_end)
+{
+    expect_filtered("<a>1\r\n2\r3\r\r\n4\n\r5\r</a>", "<a>1\n2\n3\n\n4\n\n5\n</a>");
+    expect_filtered("<r><a>\r\n</a><a>\r</a></r>", "<r><a>\n</a><a>\n</a></r>");
+    expect_filtered("<a\r\nb='1\r\n2\r'\r/>", "<a\nb='1\n2\n'\n/>");
+    expect_filtered("<a><!--\r--><?x \r\n?><![CDATA[\r\n]]></a>",
+                    "<a><!--\n--><?x \n?><![CDATA[\n]]></a>");
+}
+
+TEST(gateway_blank_filter, a_reference_to_a_carriage_return_is_one_that_shells_print)
+{
+    expect_filtered("<a>1&#13;2&#xD;3&#xd;4&#0013;5&#x0d;</a>",
+                    "<a>1&#xD;2&#xD;3&#xD;4&#xD;5&#xD;</a>");
+    expect_filtered("<a b='&#13;' c=\"&#013;\"/>", "<a b='&#xD;' c=\"&#xD;\"/>");
+    expect_filtered("<a>&#9;&#10;&#xA;&lt;&amp;#13;;&#130;&#x13;&#113;&#xDD;&13;#13;</a>",
+                    "<a>&#9;&#10;&#xA;&lt;&amp;#13;;&#130;&#x13;&#113;&#xDD;&13;#13;</a>");
+    expect_filtered("<a><!--&#13;--><?x &#13;?><![CDATA[&#13;]]>13;</a>",
+                    "<a><!--&#13;--><?x &#13;?><![CDATA[&#13;]]>13;</a>");
+}
