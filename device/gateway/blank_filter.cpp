@@ -1,13 +1,13 @@
-/* The output buffer doubles as the place where undecided blanks wait: they are
- * appended like everything else, and when the next tag shows that they stand
- * between elements the output is cut back to where the interval began. Only an
- * interval with comments or processing instructions in it is gone over again,
- * once, to keep those; so the whole stays linear, and no byte is moved twice. */
+// The output buffer doubles as the place where undecided blanks wait: they are
+// appended like everything else, and when the next tag shows that they stand
+// between elements the output is cut back to where the interval began. Only an
+// interval with comments or processing instructions in it is gone over again,
+// once, to keep those; so the whole stays linear, and no byte is moved twice.
 #include "device/gateway/blank_filter.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstring>
+#include <ctype.h>
+#include <string.h>
 #include <string_view>
 
 #include "bounded.h"
@@ -20,19 +20,19 @@ namespace
 enum filter_state : uint8_t {
     order_mark,
     text,
-    markup,       /* behind '<' */
-    markup_bang,  /* behind "<!" */
-    comment_open, /* behind "<!-" */
-    cdata_open,   /* within "<![CDATA[" */
-    comment,      /* behind "<!--" */
-    cdata,        /* behind "<![CDATA[" */
-    instruction,  /* behind "<?" */
-    start_tag,    /* behind '<' and the first byte of a name */
-    quoted_value, /* in a start tag */
-    end_tag,      /* behind "</" */
+    markup,       // behind '<'
+    markup_bang,  // behind "<!"
+    comment_open, // behind "<!-"
+    cdata_open,   // within "<![CDATA["
+    comment,      // behind "<!--"
+    cdata,        // behind "<![CDATA["
+    instruction,  // behind "<?"
+    start_tag,    // behind '<' and the first byte of a name
+    quoted_value, // in a start tag
+    end_tag,      // behind "</"
 };
 
-/* One call's input, and where its result goes. */
+// One call's input, and where its result goes.
 struct filter_pass {
     blank_filter *filter;
     const char *at;
@@ -51,7 +51,7 @@ bool is_blank(char byte)
 
 bool is_all_blank(const char *data, size_t size)
 {
-    for (size_t at = 0; at < size; ++at) {
+    for (size_t at = 0; at < size; at++) {
         if (!is_blank(data[at]))
             return false;
     }
@@ -77,7 +77,7 @@ filter_result emit(filter_pass *pass, const char *data, size_t size)
     }
 }
 
-/* A character of names cannot be written in another way. */
+// A character of names cannot be written in another way.
 filter_result emit_control(filter_pass *pass, uint32_t code)
 {
     const uint8_t state = pass->filter->state;
@@ -90,26 +90,26 @@ filter_result emit_control(filter_pass *pass, uint32_t code)
     return emit(pass, reference, static_cast<size_t>(size));
 }
 
-/* A line end, with the line feed that may follow. */
+// A line end, with the line feed that may follow.
 filter_result pass_return(filter_pass *pass)
 {
-    ++pass->at;
+    pass->at++;
     if (pass->at == pass->end)
         pass->filter->after_return = true;
     else if (*pass->at == '\n')
-        ++pass->at;
+        pass->at++;
     return emit(pass, "\n", 1);
 }
 
-/* The size of the number that the output ends in, if that is the one of a carriage
- * return in a reference that lacks its ';' only; otherwise 0. Leading zeros say
- * nothing. */
+// The size of the number that the output ends in, if that is the one of a carriage
+// return in a reference that lacks its ';' only; otherwise 0. Leading zeros say
+// nothing.
 size_t return_number_size(const byte_buffer *out)
 {
     const char *bytes = out->data.get();
     size_t from = out->size;
-    while (from > 0 && isalnum(static_cast<unsigned char>(bytes[from - 1])))
-        --from;
+    while (from > 0 && (isalnum(static_cast<unsigned char>(bytes[from - 1])) != 0))
+        from--;
     if (from < 2 || bytes[from - 1] != '#' || bytes[from - 2] != '&')
         return 0;
     const size_t size = out->size - from;
@@ -121,18 +121,18 @@ size_t return_number_size(const byte_buffer *out)
     return is_return ? size : 0;
 }
 
-/* A ';', which may end a reference to a carriage return. */
+// A ';', which may end a reference to a carriage return.
 filter_result pass_semicolon(filter_pass *pass)
 {
     const uint8_t state = pass->filter->state;
-    ++pass->at;
+    pass->at++;
     const bool has_references = state == text || state == quoted_value;
     const size_t size = has_references ? return_number_size(pass->out) : 0;
     pass->out->size -= size;
     return size == 0 ? emit(pass, ";", 1) : emit(pass, "xD;", 3);
 }
 
-/* Passes what xml_find_odd found; a character that the input ends in has to wait. */
+// Passes what xml_find_odd found; a character that the input ends in has to wait.
 filter_result pass_odd(filter_pass *pass, const char *stop)
 {
     if (*pass->at == '\r')
@@ -155,7 +155,7 @@ filter_result pass_odd(filter_pass *pass, const char *stop)
     return emit_control(pass, code);
 }
 
-/* Copies the input up to stop, whose characters are known to pass. */
+// Copies the input up to stop, whose characters are known to pass.
 filter_result keep_plain(filter_pass *pass, const char *stop)
 {
     const char *from = pass->at;
@@ -163,7 +163,7 @@ filter_result keep_plain(filter_pass *pass, const char *stop)
     return emit(pass, from, static_cast<size_t>(stop - from));
 }
 
-/* Copies the input up to stop, as far as its characters pass. */
+// Copies the input up to stop, as far as its characters pass.
 filter_result keep(filter_pass *pass, const char *stop)
 {
     filter_result result = filter_ok;
@@ -175,7 +175,7 @@ filter_result keep(filter_pass *pass, const char *stop)
     return result;
 }
 
-/* Goes on with the character that the last input ended in. */
+// Goes on with the character that the last input ended in.
 filter_result keep_partial(filter_pass *pass)
 {
     blank_filter *filter = pass->filter;
@@ -194,14 +194,14 @@ filter_result keep_partial(filter_pass *pass)
     return keep(&character, character.end);
 }
 
-/* The first byte at or after from, or the end of the input. */
+// The first byte at or after from, or the end of the input.
 const char *find_byte(const filter_pass *pass, const char *from, char byte)
 {
     const void *found = memchr(from, byte, static_cast<size_t>(pass->end - from));
-    return found ? static_cast<const char *>(found) : pass->end;
+    return found != nullptr ? static_cast<const char *>(found) : pass->end;
 }
 
-/* The end of the complete comment or instruction that begins at data. */
+// The end of the complete comment or instruction that begins at data.
 size_t aside_size(const char *data, size_t size)
 {
     const bool is_comment = size > 1 && data[1] == '!';
@@ -210,12 +210,12 @@ size_t aside_size(const char *data, size_t size)
     if (size < opener)
         return size;
     const void *found = memmem(data + opener, size - opener, closer, strlen(closer));
-    if (!found)
+    if (found == nullptr)
         return size;
     return static_cast<size_t>(static_cast<const char *>(found) - data) + strlen(closer);
 }
 
-/* Takes the blanks out of the interval, which holds no text. */
+// Takes the blanks out of the interval, which holds no text.
 void squeeze_interval(const blank_filter *filter, byte_buffer *out)
 {
     size_t kept = filter->interval;
@@ -223,7 +223,7 @@ void squeeze_interval(const blank_filter *filter, byte_buffer *out)
         char *bytes = out->data.get();
         for (size_t at = kept; at < out->size;) {
             if (bytes[at] != '<') {
-                ++at;
+                at++;
                 continue;
             }
             const size_t size = aside_size(bytes + at, out->size - at);
@@ -235,7 +235,7 @@ void squeeze_interval(const blank_filter *filter, byte_buffer *out)
     out->size = kept;
 }
 
-/* The next tag is known: decides about the blanks in front of it. */
+// The next tag is known: decides about the blanks in front of it.
 void end_interval(const blank_filter *filter, byte_buffer *out, bool before_end_tag)
 {
     const bool leaf_value = filter->after_start && before_end_tag;
@@ -259,7 +259,7 @@ filter_result pass_order_mark(filter_pass *pass)
         filter->state = text;
         return filter->matched == 0 ? filter_ok : filter_malformed;
     }
-    ++pass->at;
+    pass->at++;
     if (++filter->matched == sizeof order_mark_bytes)
         filter->state = text;
     return filter_ok;
@@ -276,7 +276,7 @@ filter_result pass_text(filter_pass *pass)
         filter->has_text = true;
     const filter_result result = keep(pass, stop);
     if (pass->at < pass->end) {
-        ++pass->at;
+        pass->at++;
         filter->state = markup;
     }
     return result;
@@ -298,7 +298,7 @@ filter_result open_end_tag(filter_pass *pass)
     if (pass->filter->depth == 0)
         return filter_malformed;
     end_interval(pass->filter, pass->out, true);
-    ++pass->at;
+    pass->at++;
     pass->filter->state = end_tag;
     return emit(pass, "</", 2);
 }
@@ -308,11 +308,11 @@ filter_result open_aside(filter_pass *pass, const char *opener, filter_state nex
     pass->filter->aside_from = pass->out->size;
     pass->filter->matched = 0;
     pass->filter->state = next;
-    ++pass->at;
+    pass->at++;
     return emit(pass, opener, 2);
 }
 
-/* Behind '<': the next byte tells what it opens. */
+// Behind '<': the next byte tells what it opens.
 filter_result pass_markup(filter_pass *pass)
 {
     switch (*pass->at) {
@@ -359,20 +359,20 @@ filter_result pass_cdata_open(filter_pass *pass)
     return keep(pass, pass->at + 1);
 }
 
-/* Copies up to the '>' that follows count closing bytes; *ended tells whether
- * it was found. */
+// Copies up to the '>' that follows count closing bytes; *ended tells whether
+// it was found.
 filter_result pass_until_closed(filter_pass *pass, char closing, uint8_t count, bool *ended)
 {
     blank_filter *filter = pass->filter;
     const char *at = pass->at;
     *ended = false;
-    for (; at < pass->end && !*ended; ++at) {
+    for (; at < pass->end && !*ended; at++) {
         const bool closes = *at == closing;
         *ended = *at == '>' && filter->matched == count;
         if (!closes)
             filter->matched = 0;
         else if (filter->matched < count)
-            ++filter->matched;
+            filter->matched++;
     }
     const filter_result result = keep(pass, at);
     if (*ended)
@@ -422,7 +422,7 @@ filter_result close_start_tag(filter_pass *pass)
         return result;
     const bool is_empty = pass->out->data.get()[pass->out->size - 2] == '/';
     if (!is_empty)
-        ++pass->filter->depth;
+        pass->filter->depth++;
     begin_interval(pass->filter, pass->out, !is_empty);
     return filter_ok;
 }
@@ -431,7 +431,7 @@ filter_result pass_start_tag(filter_pass *pass)
 {
     const char *at = pass->at;
     while (at < pass->end && *at != '>' && *at != '"' && *at != '\'' && *at != '<')
-        ++at;
+        at++;
     const filter_result result = keep(pass, at);
     if (result != filter_ok || at == pass->end)
         return result;
@@ -458,7 +458,7 @@ filter_result pass_end_tag(filter_pass *pass)
 {
     const char *stop = find_byte(pass, pass->at, '>');
     const void *open = memchr(pass->at, '<', static_cast<size_t>(stop - pass->at));
-    if (open)
+    if (open != nullptr)
         stop = static_cast<const char *>(open);
     const bool closes = stop < pass->end && *stop == '>';
     const filter_result result = keep(pass, closes ? stop + 1 : stop);
@@ -466,12 +466,12 @@ filter_result pass_end_tag(filter_pass *pass)
         return result;
     if (!closes)
         return filter_malformed;
-    --pass->filter->depth;
+    pass->filter->depth--;
     begin_interval(pass->filter, pass->out, false);
     return result;
 }
 
-/* Each takes at least one byte, or changes the state, or fails. */
+// Each takes at least one byte, or changes the state, or fails.
 constexpr filter_result (*state_passes[])(filter_pass *) = {
     pass_order_mark,   pass_text,       pass_markup,       pass_markup_bang,
     pass_comment_open, pass_cdata_open, pass_comment,      pass_cdata,

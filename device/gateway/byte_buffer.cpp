@@ -10,8 +10,8 @@ namespace
 constexpr size_t first_capacity = 4096;
 constexpr size_t kept_capacity = 65536;
 
-/* The capacity to allocate for needed bytes: double what there is, but at
- * least needed and at most limit. needed is not greater than limit. */
+// The capacity to allocate for needed bytes: double what there is, but at
+// least needed and at most limit. needed is not greater than limit.
 size_t next_capacity(size_t capacity, size_t needed, size_t limit)
 {
     size_t wanted = first_capacity;
@@ -36,7 +36,7 @@ buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t s
     if (needed > buffer->capacity) {
         const size_t capacity = next_capacity(buffer->capacity, needed, limit);
         void *block = realloc(buffer->data.get(), capacity);
-        if (!block)
+        if (block == nullptr)
             return buffer_no_memory;
         (void)buffer->data.release();
         buffer->data.reset(static_cast<char *>(block));
@@ -54,7 +54,7 @@ void byte_buffer_cut(byte_buffer *buffer, size_t limit)
     if (buffer->capacity <= limit)
         return;
     void *block = realloc(buffer->data.get(), limit);
-    if (!block)
+    if (block == nullptr)
         return;
     (void)buffer->data.release();
     buffer->data.reset(static_cast<char *>(block));

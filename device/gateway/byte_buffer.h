@@ -1,43 +1,43 @@
-/* A growing block of bytes whose every growth is checked.
- *
- * Conventions: an all-zero (value-initialised) buffer is empty and valid. The
- * buffer owns its block and frees it when it goes out of scope. The bytes are
- * not zero-terminated. */
+// A growing block of bytes whose every growth is checked.
+//
+// Conventions: an all-zero (value-initialised) buffer is empty and valid. The
+// buffer owns its block and frees it when it goes out of scope. The bytes are
+// not zero-terminated.
 #ifndef VANDEL_GATEWAY_BYTE_BUFFER_H
 #define VANDEL_GATEWAY_BYTE_BUFFER_H
 
-#include <cstddef>
-#include <cstdlib>
 #include <memory>
+#include <stddef.h>
+#include <stdlib.h>
 
 #include "heap.h"
 
 struct byte_buffer {
-    malloc_ptr<char> data; /* null while nothing was stored */
-    size_t size;           /* bytes in use */
-    size_t capacity;       /* bytes allocated */
+    malloc_ptr<char> data; // null while nothing was stored
+    size_t size;           // bytes in use
+    size_t capacity;       // bytes allocated
 };
 
 enum buffer_result {
     buffer_ok,
-    buffer_full,      /* the limit would be passed */
-    buffer_no_memory, /* the allocation failed */
+    buffer_full,      // the limit would be passed
+    buffer_no_memory, // the allocation failed
 };
 
-/* Appends size bytes (data may be null when size is 0) unless the buffer would
- * then hold more than limit bytes. Growth is geometric but never passes limit.
- * After a failure the buffer is as it was. */
+// Appends size bytes (data may be null when size is 0) unless the buffer would
+// then hold more than limit bytes. Growth is geometric but never passes limit.
+// After a failure the buffer is as it was.
 buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t size, size_t limit);
 
-/* Cuts the content to limit bytes, more than 0, and gives back the memory of
- * the rest, if the allocator can. */
+// Cuts the content to limit bytes, more than 0, and gives back the memory of
+// the rest, if the allocator can.
 void byte_buffer_cut(byte_buffer *buffer, size_t limit);
 
-/* Hands the content over; the buffer is empty afterwards. */
+// Hands the content over; the buffer is empty afterwards.
 byte_buffer byte_buffer_take(byte_buffer *buffer);
 
-/* Empties the buffer and releases its block when that is a large one, so that
- * an idle session does not keep the memory of its longest message. */
+// Empties the buffer and releases its block when that is a large one, so that
+// an idle session does not keep the memory of its longest message.
 void byte_buffer_clear(byte_buffer *buffer);
 
 #endif

@@ -1,6 +1,6 @@
 #include "device/gateway/config_entries.h"
 
-#include <cstdlib>
+#include <stdlib.h>
 
 namespace
 {
@@ -25,7 +25,7 @@ size_t count_children(xml_scan *scan, const xml_element *parent)
     xml_element child;
     while (xml_scan_child(scan, parent, &child)) {
         xml_scan_skip(scan, &child);
-        ++count;
+        count++;
     }
     return count;
 }
@@ -38,13 +38,13 @@ bool read_entry(xml_scan *scan, const xml_element *node, config_entry *entry)
     return done;
 }
 
-/* How many entries from at on have the name of that one. */
+// How many entries from at on have the name of that one.
 size_t group_size(const config_entries *entries, size_t at)
 {
     const config_entry *first = entries->list.get() + at;
     size_t size = 1;
     while (at + size < entries->count && compare_names(first, first + size) == 0)
-        ++size;
+        size++;
     return size;
 }
 
@@ -62,7 +62,7 @@ const char *config_entries_read(std::string_view text, const xml_element *parent
     if (count == 0)
         return nullptr;
     entries->list.reset(static_cast<config_entry *>(calloc(count, sizeof(config_entry))));
-    if (!entries->list)
+    if (entries->list == nullptr)
         return "out of memory";
     config_entry *list = entries->list.get();
     scan = {text, parent->content, false};
@@ -70,7 +70,7 @@ const char *config_entries_read(std::string_view text, const xml_element *parent
     while (entries->count < count && xml_scan_child(&scan, parent, &node)) {
         if (!read_entry(&scan, &node, list + entries->count))
             return unreadable;
-        ++entries->count;
+        entries->count++;
     }
     qsort(list, entries->count, sizeof *list, compare_entries);
     return nullptr;

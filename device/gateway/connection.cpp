@@ -1,11 +1,10 @@
 #include "device/gateway/connection.h"
 
+#include <errno.h>
+#include <new>
+#include <string.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
-
-#include <cerrno>
-#include <cstring>
-#include <new>
 #include <utility>
 
 #include "device/gateway/report.h"
@@ -13,16 +12,16 @@
 namespace
 {
 
-/* Bytes that one turn takes from a shell, so that it cannot keep the gateway
- * from the others. */
+// Bytes that one turn takes from a shell, so that it cannot keep the gateway
+// from the others.
 constexpr size_t shell_turn = 262144;
 
-/* Milliseconds that a server may keep silent after the hellos before it is
- * nudged, and nudged again. */
+// Milliseconds that a server may keep silent after the hellos before it is
+// nudged, and nudged again.
 constexpr int64_t nudge_after = 200;
 constexpr int64_t nudge_again_after = 1300;
 
-/* Milliseconds that a refused shell may take to ask and to read the answer. */
+// Milliseconds that a refused shell may take to ask and to read the answer.
 constexpr int64_t refusal_grace = 2000;
 
 enum poll_index { poll_shell, poll_input, poll_output };
@@ -34,7 +33,7 @@ bool would_block()
     return errno == EAGAIN || errno == EINTR;
 }
 
-/* Writes as much as goes; io_done: all of it. */
+// Writes as much as goes; io_done: all of it.
 io_result write_out(outgoing *message, int target, bool *progress)
 {
     while (!outgoing_idle(message)) {
@@ -59,18 +58,18 @@ void shell_is_gone(connection *link, int64_t now)
     link->give_up = now + transport_grace;
 }
 
-/* True when it is not the shell's turn: it waits for an answer. One that does not
- * read what it gets waits for nothing. */
+// True when it is not the shell's turn: it waits for an answer. One that does not
+// read what it gets waits for nothing.
 bool shell_waits(const connection *link)
 {
     return outgoing_idle(&link->session.to_shell) && relay_owes_answer(&link->session);
 }
 
-/* What the shell has sent is taken only while there is a server to pass it to,
- * or an answer that says why there is none. */
+// What the shell has sent is taken only while there is a server to pass it to,
+// or an answer that says why there is none.
 size_t shell_want(const connection *link)
 {
-    const bool heard = link->session.refusal || descriptor_open(&link->server.input);
+    const bool heard = link->session.refusal != nullptr || descriptor_open(&link->server.input);
     return heard && !link->shell_ended ? relay_shell_want(&link->session) : 0;
 }
 
@@ -81,7 +80,7 @@ void take_shell_end(connection *link, int64_t now, bool reset)
         shell_is_gone(link, now);
 }
 
-/* Returns a reason to end, like the relay's functions. */
+// Returns a reason to end, like the relay's functions.
 const char *read_shell(connection *link, int64_t now)
 {
     char bytes[65536];
@@ -102,7 +101,7 @@ const char *read_shell(connection *link, int64_t now)
         if (relay_held(&link->session) + got > link->room)
             relay_no_room(&link->session, got);
         const char *reason = relay_shell_bytes(&link->session, bytes, got);
-        if (reason)
+        if (reason != nullptr)
             return reason;
         if (shell_waits(link))
             link->idle_from = now;
@@ -110,8 +109,8 @@ const char *read_shell(connection *link, int64_t now)
     return nullptr;
 }
 
-/* A command that has ended says no more than what is in the pipe, even if
- * something that it left behind holds the other end open. */
+// A command that has ended says no more than what is in the pipe, even if
+// something that it left behind holds the other end open.
 void read_server(connection *link)
 {
     if (link->server_ended || !relay_server_wanted(&link->session))
@@ -124,7 +123,7 @@ void read_server(connection *link)
         link->server_ended = true;
 }
 
-/* True when the relay has room for more. */
+// True when the relay has room for more.
 bool write_server(connection *link, int64_t now)
 {
     outgoing *message = &link->session.to_server;
@@ -133,7 +132,7 @@ bool write_server(connection *link, int64_t now)
     bool progress = false;
     const io_result result = write_out(message, link->server.input.number, &progress);
     if (result == io_failed) {
-        /* What it still has to say may tell why. */
+        // What it still has to say may tell why.
         outgoing_drop(message);
         descriptor_close(&link->server.input);
         link->give_up = now + transport_grace;
@@ -163,7 +162,7 @@ const char *move_all(connection *link, int64_t now)
     bool again = true;
     while (again) {
         const char *reason = relay_advance(&link->session);
-        if (reason)
+        if (reason != nullptr)
             return reason;
         const bool server_has_room = write_server(link, now);
         const bool shell_has_room = write_shell(link, now);
@@ -193,10 +192,10 @@ void refuse(connection *link, const char *reason, int64_t now)
 
 bool awaits_hello(const connection *link)
 {
-    return !link->session.hello_received && !link->session.refusal;
+    return !link->session.hello_received && link->session.refusal == nullptr;
 }
 
-/* The shell's first request, if it has come, gets an answer after all. */
+// The shell's first request, if it has come, gets an answer after all.
 const char *give_up_hello(connection *link, int64_t now)
 {
     refuse(link, "the server has not said hello in time (--hello-timeout)", now);
@@ -204,10 +203,11 @@ const char *give_up_hello(connection *link, int64_t now)
     return move_all(link, now);
 }
 
-/* When the shell will have been idle for too long. */
+// When the shell will have been idle for too long.
 int64_t idle_deadline(const connection *link)
 {
-    const bool endless = link->idle_limit == 0 || link->session.refusal || shell_waits(link);
+    const bool endless =
+        link->idle_limit == 0 || link->session.refusal != nullptr || shell_waits(link);
     return endless ? INT64_MAX : link->idle_from + link->idle_limit;
 }
 
@@ -219,7 +219,7 @@ const char *dismiss_idle(connection *link, int64_t now)
     return move_all(link, now);
 }
 
-/* True when a shell that is refused knows it, or will not ask any more. */
+// True when a shell that is refused knows it, or will not ask any more.
 bool refusal_done(const connection *link, int64_t now)
 {
     const relay *session = &link->session;
@@ -227,14 +227,14 @@ bool refusal_done(const connection *link, int64_t now)
     return told || link->shell_gone || now >= link->give_up;
 }
 
-/* Why the connection is at its end; null while it is not. */
+// Why the connection is at its end; null while it is not.
 const char *judge_end(const connection *link, int64_t now)
 {
-    if (link->session.refusal)
+    if (link->session.refusal != nullptr)
         return refusal_done(link, now) ? link->session.refusal : nullptr;
     if (link->server_ended && outgoing_idle(&link->session.to_shell)) {
         const char *reason = relay_server_ended(&link->session);
-        return reason ? reason : "the server ended the session";
+        return reason != nullptr ? reason : "the server ended the session";
     }
     if (link->shell_gone && link->shell_ended && relay_requests_done(&link->session))
         return "the shell ended the session";
@@ -247,7 +247,7 @@ const char *judge_end(const connection *link, int64_t now)
 std::unique_ptr<connection> connection_new(descriptor shell, unsigned number)
 {
     std::unique_ptr<connection> link(new (std::nothrow) connection{});
-    if (!link) {
+    if (link == nullptr) {
         report_shell(number, "closed: out of memory");
         return nullptr;
     }
@@ -256,10 +256,10 @@ std::unique_ptr<connection> connection_new(descriptor shell, unsigned number)
     return link;
 }
 
-/* Tells of a failure that ended the session, not of one that its end caused. */
+// Tells of a failure that ended the session, not of one that its end caused.
 void report_status(const connection *link, int status)
 {
-    if (link->session.refusal || (link->over && !link->server_ended))
+    if (link->session.refusal != nullptr || (link->over && !link->server_ended))
         return;
     if (WIFSIGNALED(status))
         report_shell(link->session.number, "the command was ended by signal %d", WTERMSIG(status));
@@ -273,7 +273,7 @@ std::unique_ptr<connection> connection_start(descriptor shell, unsigned number,
                                              const gateway_options *options, int64_t now)
 {
     std::unique_ptr<connection> link = connection_new(std::move(shell), number);
-    if (!link)
+    if (link == nullptr)
         return nullptr;
     const int error = transport_start(&link->server, options->command);
     if (error != 0) {
@@ -293,7 +293,7 @@ std::unique_ptr<connection> connection_refuse(descriptor shell, unsigned number,
                                               int64_t now)
 {
     std::unique_ptr<connection> link = connection_new(std::move(shell), number);
-    if (!link)
+    if (link == nullptr)
         return nullptr;
     link->unserved = true;
     refuse(link.get(), reason, now);
@@ -305,15 +305,15 @@ size_t connection_poll(connection *link, struct pollfd polls[connection_poll_cou
     link->polled = 0;
     if (link->over)
         return 0;
-    for (size_t at = 0; at < connection_poll_count; ++at)
+    for (size_t at = 0; at < connection_poll_count; at++)
         polls[at] = {-1, 0, 0};
-    link->polled = link->session.refusal ? poll_shell + 1 : connection_poll_count;
+    link->polled = link->session.refusal != nullptr ? poll_shell + 1 : connection_poll_count;
     if (shell_want(link) > 0)
         polls[poll_shell].events |= POLLIN;
     if (!outgoing_idle(&link->session.to_shell))
         polls[poll_shell].events |= POLLOUT;
-    /* Without events it still tells when the shell goes away, but then it would
-     * tell so again and again. */
+    // Without events it still tells when the shell goes away, but then it would
+    // tell so again and again.
     if (!link->shell_gone || polls[poll_shell].events != 0)
         polls[poll_shell].fd = link->shell.number;
     if (!outgoing_idle(&link->session.to_server))
@@ -336,21 +336,21 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
     const char *reason = nullptr;
     if ((polls[poll_shell].revents & (POLLIN | POLLHUP | POLLERR)) != 0)
         reason = read_shell(link, now);
-    if (!reason && (polls[poll_output].revents != 0 || link->server.pid == 0))
+    if (reason == nullptr && (polls[poll_output].revents != 0 || link->server.pid == 0))
         read_server(link);
-    if (!reason)
+    if (reason == nullptr)
         reason = move_all(link, now);
-    if (!reason && awaits_hello(link) && now >= link->hello_by)
+    if (reason == nullptr && awaits_hello(link) && now >= link->hello_by)
         reason = give_up_hello(link, now);
-    if (!reason && now >= idle_deadline(link))
+    if (reason == nullptr && now >= idle_deadline(link))
         reason = dismiss_idle(link, now);
-    if (!reason)
+    if (reason == nullptr)
         nudge_server(link, now);
-    if (!reason && link->shell_ended && relay_requests_done(&link->session))
+    if (reason == nullptr && link->shell_ended && relay_requests_done(&link->session))
         descriptor_close(&link->server.input);
-    if (!reason)
+    if (reason == nullptr)
         reason = judge_end(link, now);
-    if (reason)
+    if (reason != nullptr)
         connection_end(link, reason, now, false);
 }
 
@@ -379,7 +379,7 @@ int64_t connection_deadline(const connection *link)
 {
     if (link->over)
         return link->server.pid == 0 ? INT64_MAX : link->server.deadline;
-    /* What the command left in its pipe is to be read without waiting. */
+    // What the command left in its pipe is to be read without waiting.
     if (link->server.pid == 0 && !link->server_ended && relay_server_wanted(&link->session))
         return 0;
     int64_t deadline = idle_deadline(link);

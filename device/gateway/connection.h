@@ -1,12 +1,11 @@
-/* One shell, its relay and the command that reaches the server: the input and
- * output around a relay. */
+// One shell, its relay and the command that reaches the server: the input and
+// output around a relay.
 #ifndef VANDEL_GATEWAY_CONNECTION_H
 #define VANDEL_GATEWAY_CONNECTION_H
 
-#include <poll.h>
-
-#include <cstdint>
 #include <memory>
+#include <poll.h>
+#include <stdint.h>
 
 #include "device/gateway/descriptor.h"
 #include "device/gateway/gateway_options.h"
@@ -19,51 +18,51 @@ struct connection {
     descriptor shell;
     transport server;
     relay session;
-    bool shell_ended;   /* it sends no more, but may still read */
-    bool shell_gone;    /* it does not read either */
-    bool server_ended;  /* its output is at the end */
-    bool unserved;      /* no command was started for it */
-    size_t polled;      /* entries of the last connection_poll() */
-    bool over;          /* only the command is still to be waited for */
-    int64_t give_up;    /* when to stop waiting for the server to take or say more; 0: never */
-    size_t room;        /* bytes that its requests may hold, those that they do included */
-    int64_t idle_limit; /* milliseconds; 0: none */
-    int64_t idle_from;  /* when the shell last asked, read, or waited for an answer */
-    int64_t hello_by;   /* when the server must have said hello */
-    int64_t nudge;      /* when the server is to be nudged; 0: it is not */
+    bool shell_ended;   // it sends no more, but may still read
+    bool shell_gone;    // it does not read either
+    bool server_ended;  // its output is at the end
+    bool unserved;      // no command was started for it
+    size_t polled;      // entries of the last connection_poll()
+    bool over;          // only the command is still to be waited for
+    int64_t give_up;    // when to stop waiting for the server to take or say more; 0: never
+    size_t room;        // bytes that its requests may hold, those that they do included
+    int64_t idle_limit; // milliseconds; 0: none
+    int64_t idle_from;  // when the shell last asked, read, or waited for an answer
+    int64_t hello_by;   // when the server must have said hello
+    int64_t nudge;      // when the server is to be nudged; 0: it is not
     std::unique_ptr<connection> next;
 };
 
-/* Takes over the shell's descriptor and starts the options' command. Null: no
- * memory, or the command cannot be started; both are logged. */
+// Takes over the shell's descriptor and starts the options' command. Null: no
+// memory, or the command cannot be started; both are logged.
 std::unique_ptr<connection> connection_start(descriptor shell, unsigned number,
                                              const gateway_options *options, int64_t now);
 
-/* Takes over the descriptor of a shell that is not to be served: its first
- * request is answered with the reason, a static text, and then, or after a while
- * without one, it is closed. Null: no memory, which is logged. */
+// Takes over the descriptor of a shell that is not to be served: its first
+// request is answered with the reason, a static text, and then, or after a while
+// without one, it is closed. Null: no memory, which is logged.
 std::unique_ptr<connection> connection_refuse(descriptor shell, unsigned number, const char *reason,
                                               int64_t now);
 
-/* Fills in what to poll for. Returns how many of the entries are needed, the
- * first ones; also in link->polled. */
+// Fills in what to poll for. Returns how many of the entries are needed, the
+// first ones; also in link->polled.
 size_t connection_poll(connection *link, struct pollfd polls[connection_poll_count]);
 
-/* Does what the poll results (of entries not needed: zero) and the time allow; call it also when
- * the command was reaped. */
+// Does what the poll results (of entries not needed: zero) and the time allow; call it also when
+// the command was reaped.
 void connection_serve(connection *link, const struct pollfd polls[connection_poll_count],
                       int64_t now);
 
-/* Reaps the command if it has ended; true when it was. */
+// Reaps the command if it has ended; true when it was.
 bool connection_reap(connection *link);
 
-/* Closes the shell's socket, logs the reason and ends the command. */
+// Closes the shell's socket, logs the reason and ends the command.
 void connection_end(connection *link, const char *reason, int64_t now, bool hurry);
 
-/* When connection_serve() has to be called at the latest; INT64_MAX: whenever. */
+// When connection_serve() has to be called at the latest; INT64_MAX: whenever.
 int64_t connection_deadline(const connection *link);
 
-/* True when nothing is left to do, not even a process to wait for. */
+// True when nothing is left to do, not even a process to wait for.
 bool connection_finished(const connection *link);
 
 #endif

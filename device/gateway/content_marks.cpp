@@ -1,6 +1,6 @@
 #include "device/gateway/content_marks.h"
 
-#include <cstddef>
+#include <stddef.h>
 
 #include "device/gateway/text_pieces.h"
 
@@ -9,23 +9,23 @@ namespace
 
 constexpr unsigned depth_limit = 256;
 
-/* A longer word is neither a number nor the name of something. */
+// A longer word is neither a number nor the name of something.
 constexpr size_t word_limit = 256;
 
 constexpr std::string_view blanks = " \t\r\n";
 constexpr uint64_t first_mark = 0xCBF29CE484222325;
 
-/* One word of a value, as far as it is known. */
+// One word of a value, as far as it is known.
 struct value_word {
     char bytes[word_limit];
-    size_t size; /* of all of it; what passes the limit is in the mark only */
+    size_t size; // of all of it; what passes the limit is in the mark only
     uint64_t mark;
 };
 
-/* What is known of a value while its pieces are read. */
+// What is known of a value while its pieces are read.
 struct value_marks {
     uint64_t plain;
-    uint64_t words; /* a sum, so that their order makes no difference */
+    uint64_t words; // a sum, so that their order makes no difference
     value_word word;
 };
 
@@ -36,7 +36,7 @@ uint64_t mark_bytes(uint64_t mark, std::string_view bytes)
     return mark;
 }
 
-/* Spreads each bit over all, so that sums of marks say as much as marks. */
+// Spreads each bit over all, so that sums of marks say as much as marks.
 uint64_t spread(uint64_t mark)
 {
     mark = (mark ^ mark >> 30) * 0xBF58476D1CE4E5B9;
@@ -44,7 +44,7 @@ uint64_t spread(uint64_t mark)
     return mark ^ mark >> 31;
 }
 
-/* Differs with the order of the two. */
+// Differs with the order of the two.
 uint64_t join(uint64_t mark, uint64_t next)
 {
     return spread(mark * 3 + spread(next));
@@ -65,7 +65,7 @@ bool is_digit(char byte)
     return byte >= '0' && byte <= '9';
 }
 
-/* True when the word is digits, maybe with a sign and a fraction. */
+// True when the word is digits, maybe with a sign and a fraction.
 bool is_number(std::string_view word)
 {
     if (!word.empty() && (word.front() == '+' || word.front() == '-'))
@@ -75,14 +75,14 @@ bool is_number(std::string_view word)
     unsigned points = 0;
     for (const char byte : word) {
         if (byte == '.')
-            ++points;
+            points++;
         else if (!is_digit(byte))
             return false;
     }
     return points <= 1;
 }
 
-/* Marks a number without what adds nothing to it. */
+// Marks a number without what adds nothing to it.
 uint64_t mark_number(std::string_view number)
 {
     const bool is_negative = number.front() == '-';
@@ -97,7 +97,7 @@ uint64_t mark_number(std::string_view number)
     return join(mark_of(is_negative && !number.empty() ? "-" : "+"), mark_of(number));
 }
 
-/* Parts a word at a prefix that is declared where it stands. */
+// Parts a word at a prefix that is declared where it stands.
 bool split_name(const xml_element *element, std::string_view word, std::string_view *uri,
                 std::string_view *local)
 {
@@ -155,7 +155,7 @@ void add_piece(const xml_element *element, std::string_view piece, value_marks *
     }
 }
 
-/* Marks what stands between the tags of an element without children. */
+// Marks what stands between the tags of an element without children.
 void mark_value(const xml_element *element, std::string_view text, content_marks *marks)
 {
     const size_t first = text.find_first_not_of(blanks);
@@ -200,8 +200,8 @@ void begin_marks(const xml_element *element, content_marks *marks)
     *marks = {name, name, name, false, says_operation(element)};
 }
 
-/* The text between the tags of an element without children, behind whose end
- * tag the scan stands. No end tag holds a '<'. */
+// The text between the tags of an element without children, behind whose end
+// tag the scan stands. No end tag holds a '<'.
 std::string_view text_of(const xml_scan *scan, const xml_element *element)
 {
     if (element->is_empty)
@@ -210,7 +210,7 @@ std::string_view text_of(const xml_scan *scan, const xml_element *element)
     return scan->text.substr(element->content, end - element->content);
 }
 
-/* Goes as deep as the elements stand in one another, up to the limit. */
+// Goes as deep as the elements stand in one another, up to the limit.
 bool read_marks(xml_scan *scan, const xml_element *element, unsigned depth, content_marks *marks)
 {
     begin_marks(element, marks);

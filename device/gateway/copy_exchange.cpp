@@ -1,6 +1,6 @@
 #include "device/gateway/copy_exchange.h"
 
-#include <cstring>
+#include <string.h>
 #include <utility>
 
 #include "bounded.h"
@@ -14,7 +14,7 @@ namespace
 
 enum exchange_step : uint8_t {
     idle,
-    await_copy, /* the answer to the shell's own request */
+    await_copy, // the answer to the shell's own request
     ask_startup,
     await_startup,
     ask_running,
@@ -23,7 +23,7 @@ enum exchange_step : uint8_t {
     await_edit,
 };
 
-/* Those after the first do what it could not know to be left (running_edit.h). */
+// Those after the first do what it could not know to be left (running_edit.h).
 constexpr uint8_t edit_limit = 3;
 
 constexpr char read_startup_id[] = "tarnd-gateway-startup";
@@ -45,7 +45,7 @@ void end(copy_exchange *exchange)
     *exchange = {};
 }
 
-/* Gives up when nothing has changed: the refusal is the answer. */
+// Gives up when nothing has changed: the refusal is the answer.
 bool refuse(copy_exchange *exchange, unsigned shell, byte_buffer *message, const char *reason)
 {
     report_shell(shell, "the copy to running is refused: %s", reason);
@@ -54,8 +54,8 @@ bool refuse(copy_exchange *exchange, unsigned shell, byte_buffer *message, const
     return true;
 }
 
-/* Gives up when something has. Without memory for the answer the shell gets the
- * refusal, which says less, but nothing wrong. */
+// Gives up when something has. Without memory for the answer the shell gets the
+// refusal, which says less, but nothing wrong.
 bool fail(copy_exchange *exchange, unsigned shell, byte_buffer *message, const char *reason)
 {
     char text[report_text_size];
@@ -107,20 +107,20 @@ running_source source_of(const copy_exchange *exchange)
     return {view(&exchange->request), view(&exchange->startup)};
 }
 
-/* True when running is now what was to be copied; otherwise *fault says why it is
- * not known to be. */
+// True when running is now what was to be copied; otherwise *fault says why it is
+// not known to be.
 bool is_copied(const copy_exchange *exchange, const byte_buffer *message, report_text *fault)
 {
     constexpr size_t name_limit = 100;
     const running_source source = source_of(exchange);
     std::string_view name;
     const char *reason = running_edit_check(&source, view(message), &name);
-    if (!reason && name.empty())
+    if (reason == nullptr && name.empty())
         return true;
     const size_t size = name.size() < name_limit ? name.size() : name_limit;
     char text[name_limit + 16];
     sprintf_s(text, sizeof text, "%.*s differs", static_cast<int>(size), name.data());
-    *fault = report_clean(reason ? reason : text);
+    *fault = report_clean(reason != nullptr ? reason : text);
     return false;
 }
 
@@ -129,7 +129,7 @@ bool make_edit(copy_exchange *exchange, unsigned shell, byte_buffer *message)
     const running_source source = source_of(exchange);
     const char *reason =
         running_edit_write(&source, view(message), exchange->edits > 0, &exchange->edit);
-    if (reason)
+    if (reason != nullptr)
         return give_up(exchange, shell, message, reason);
     byte_buffer_clear(message);
     exchange->step = send_edit;
@@ -165,17 +165,17 @@ bool take_edit_answer(copy_exchange *exchange, unsigned shell, const message_hea
     if (exchange->edits == 0)
         exchange->answer = byte_buffer_take(message);
     byte_buffer_clear(message);
-    ++exchange->edits;
+    exchange->edits++;
     exchange->step = ask_running;
     return false;
 }
 
-/* True when the reply is the one with that message id, or one without any: the
- * answer of a server that could not read the request so far. */
+// True when the reply is the one with that message id, or one without any: the
+// answer of a server that could not read the request so far.
 bool answers(const message_head *head, const char *message_id)
 {
     return head->kind == message_rpc_reply &&
-           (!head->message_id || strcmp(head->message_id.get(), message_id) == 0);
+           (head->message_id == nullptr || strcmp(head->message_id.get(), message_id) == 0);
 }
 
 bool ask(copy_exchange *exchange, const char *text, exchange_step next, byte_buffer *request)
@@ -196,7 +196,7 @@ void copy_exchange_begin(copy_exchange *exchange, const byte_buffer *request)
 {
     running_copy copy;
     message_head head = message_head_read(request->data.get(), request->size);
-    if (!head.message_id || !running_copy_read(view(request), &copy))
+    if (head.message_id == nullptr || !running_copy_read(view(request), &copy))
         return;
     exchange->message_id = std::move(head.message_id);
     exchange->step = await_copy;

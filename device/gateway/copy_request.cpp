@@ -1,13 +1,13 @@
 #include "device/gateway/copy_request.h"
 
-#include <cstring>
+#include <string.h>
 
 #include "device/gateway/xml_reader.h"
 
 namespace
 {
 
-/* A copy-config has two children, or three. */
+// A copy-config has two children, or three.
 constexpr unsigned copy_child_limit = 16;
 
 constexpr std::string_view nothing_but_blanks = " \t\r\n";
@@ -22,14 +22,14 @@ bool is_bare(const xml_element *element)
     return element->attributes.find_first_not_of(nothing_but_blanks) == std::string_view::npos;
 }
 
-/* Moves to the copy-config of an rpc. */
+// Moves to the copy-config of an rpc.
 bool find_copy(xml_scan *scan, xml_element *rpc, xml_element *copy)
 {
     return xml_scan_root(scan, rpc) && is_base(rpc, "rpc") && xml_scan_child(scan, rpc, copy) &&
            is_base(copy, "copy-config");
 }
 
-/* Reads an element that holds one child; *child is skipped too. */
+// Reads an element that holds one child; *child is skipped too.
 bool read_only_child(xml_scan *scan, const xml_element *parent, xml_element *child,
                      size_t *child_end)
 {
@@ -81,7 +81,7 @@ void copy_request_clean(byte_buffer *request)
     if (scan.failed || count == 0)
         return;
     size_t kept = dropped[0].from;
-    for (unsigned at = 0; at < count; ++at) {
+    for (unsigned at = 0; at < count; at++) {
         const size_t next = at + 1 < count ? dropped[at + 1].from : request->size;
         memmove(bytes + kept, bytes + dropped[at].to, next - dropped[at].to);
         kept += next - dropped[at].to;

@@ -1,11 +1,11 @@
-/* A file descriptor that is closed when its owner goes out of scope. */
+// A file descriptor that is closed when its owner goes out of scope.
 #ifndef VANDEL_GATEWAY_DESCRIPTOR_H
 #define VANDEL_GATEWAY_DESCRIPTOR_H
 
 #include <unistd.h>
 
 struct descriptor {
-    int number = -1; /* -1: none */
+    int number = -1; // -1: none
 
     descriptor() = default;
     explicit descriptor(int opened) : number(opened) {}
@@ -31,7 +31,7 @@ struct descriptor {
     }
 };
 
-/* Closes at once; nothing happens when there is none. */
+// Closes at once; nothing happens when there is none.
 inline void descriptor_close(descriptor *owner)
 {
     *owner = descriptor();

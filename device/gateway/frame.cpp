@@ -29,12 +29,12 @@ frame_result judge_header(frame_reader *reader)
     return header.length == 0 ? frame_empty : frame_more;
 }
 
-/* Cuts the zero bytes that end the text; a body of nothing else is no text. */
+// Cuts the zero bytes that end the text; a body of nothing else is no text.
 frame_result finish_body(frame_reader *reader)
 {
     const char *bytes = reader->body.data.get();
     while (reader->body.size > 0 && bytes[reader->body.size - 1] == '\0')
-        --reader->body.size;
+        reader->body.size--;
     return reader->body.size == 0 ? frame_empty : frame_complete;
 }
 

@@ -1,70 +1,70 @@
-/* The frames between a shell and the gateway.
- *
- * A frame is a header of 12 bytes and a body. Header, in the host's byte order:
- * u32 magic FEDCBAFF, u32 body length, u16 sequence (the sender's frame
- * counter), u16 zero. A shell's body is XML text, usually with the zero byte
- * that ends a C text; frames toward a shell carry the text alone, because a
- * shell terminates what it reads itself and parses over the whole length. */
+// The frames between a shell and the gateway.
+//
+// A frame is a header of 12 bytes and a body. Header, in the host's byte order:
+// u32 magic FEDCBAFF, u32 body length, u16 sequence (the sender's frame
+// counter), u16 zero. A shell's body is XML text, usually with the zero byte
+// that ends a C text; frames toward a shell carry the text alone, because a
+// shell terminates what it reads itself and parses over the whole length.
 #ifndef VANDEL_GATEWAY_FRAME_H
 #define VANDEL_GATEWAY_FRAME_H
 
-#include <cstddef>
-#include <cstdint>
+#include <stddef.h>
+#include <stdint.h>
 
 #include "device/gateway/byte_buffer.h"
 
 constexpr size_t frame_header_size = 12;
-constexpr size_t frame_beginning = 4096; /* bytes that are kept of a body that is discarded */
-constexpr uint32_t frame_body_limit = uint32_t{1} << 28; /* bytes; what a shell accepts at most */
+constexpr size_t frame_beginning = 4096; // bytes that are kept of a body that is discarded
+constexpr uint32_t frame_body_limit = uint32_t{1} << 28; // bytes; what a shell accepts at most
 
-/* Collects one frame at a time. An all-zero reader is ready for a frame. */
+// Collects one frame at a time. An all-zero reader is ready for a frame.
 struct frame_reader {
     char header[frame_header_size];
-    size_t header_size; /* header bytes read so far */
-    uint32_t body_left; /* body bytes still to come, once the header is complete */
-    byte_buffer body;   /* body bytes read so far */
-    bool discards;      /* no more of the body is kept than its beginning */
+    size_t header_size; // header bytes read so far
+    uint32_t body_left; // body bytes still to come, once the header is complete
+    byte_buffer body;   // body bytes read so far
+    bool discards;      // no more of the body is kept than its beginning
 };
 
 enum frame_result {
-    frame_more,     /* the frame is not complete yet */
-    frame_complete, /* the body can be taken */
+    frame_more,     // the frame is not complete yet
+    frame_complete, // the body can be taken
     frame_bad_magic,
     frame_bad_reserved,
     frame_too_large,
-    frame_empty, /* no text in it */
+    frame_empty, // no text in it
     frame_no_memory,
 };
 
-/* How many bytes the reader takes before it has to be asked again: the rest of
- * the header, or the rest of the body. 0 when a frame is complete. Reading no
- * more than this keeps what follows in the socket, which is the back pressure
- * that a shell feels. */
+// How many bytes the reader takes before it has to be asked again: the rest of
+// the header, or the rest of the body. 0 when a frame is complete. Reading no
+// more than this keeps what follows in the socket, which is the back pressure
+// that a shell feels.
 size_t frame_reader_want(const frame_reader *reader);
 
-/* Takes bytes up to the end of the current frame at most and stores how many
- * were taken in *used. A bad header is told as soon as it is complete. After a
- * result other than frame_more and frame_complete the reader must not be fed
- * again. Memory grows with the bytes that arrive, not with the length that the
- * header announces. */
+// Takes bytes up to the end of the current frame at most and stores how many
+// were taken in *used. A bad header is told as soon as it is complete. After a
+// result other than frame_more and frame_complete the reader must not be fed
+// again. Memory grows with the bytes that arrive, not with the length that the
+// header announces.
 frame_result frame_reader_feed(frame_reader *reader, const char *data, size_t size, size_t *used);
 
-/* Gives back the memory of the current frame, or of the next one when none has
- * begun, but for the beginning of its body. The frame is read to its end all the
- * same, so that the next one is found. */
+// Gives back the memory of the current frame, or of the next one when none has
+// begun, but for the beginning of its body. The frame is read to its end all the
+// same, so that the next one is found.
 void frame_reader_discard(frame_reader *reader);
 
-/* After frame_complete: hands the body over, without trailing zero bytes, and
- * makes the reader ready for the next frame. */
+// After frame_complete: hands the body over, without trailing zero bytes, and
+// makes the reader ready for the next frame.
 byte_buffer frame_reader_take(frame_reader *reader);
 
-/* True when nothing of a further frame has been read. */
+// True when nothing of a further frame has been read.
 bool frame_reader_idle(const frame_reader *reader);
 
-/* What is wrong with a frame, for the log; a static text. */
+// What is wrong with a frame, for the log; a static text.
 const char *frame_result_text(frame_result result);
 
-/* Writes the header of a frame with a body of length bytes. */
+// Writes the header of a frame with a body of length bytes.
 void frame_header_write(uint32_t length, uint16_t sequence, char header[frame_header_size]);
 
 #endif

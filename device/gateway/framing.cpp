@@ -1,6 +1,6 @@
 #include "device/gateway/framing.h"
 
-#include <cstring>
+#include <string.h>
 
 #include "bounded.h"
 
@@ -12,19 +12,19 @@ namespace
 
 constexpr size_t mark_size = sizeof framing_mark - 1;
 
-/* When the byte after n matching bytes of the mark does not match, this many of
- * them can still be its beginning; the others are text. */
+// When the byte after n matching bytes of the mark does not match, this many of
+// them can still be its beginning; the others are text.
 constexpr uint8_t mark_border[mark_size] = {0, 0, 1, 0, 1, 2};
 
 enum chunk_state : uint8_t {
-    before_message, /* the line feed of the first chunk; a server may put more of them there */
+    before_message, // the line feed of the first chunk; a server may put more of them there
     first_hash,
-    first_digit, /* of the first chunk: a message has one chunk at least */
+    first_digit, // of the first chunk: a message has one chunk at least
     digits,
     chunk_data,
     after_chunk,
     next_hash,
-    next_digit, /* or the second hash of the end */
+    next_digit, // or the second hash of the end
     last_line_feed,
 };
 
@@ -37,12 +37,13 @@ framing_step decode_marked(framing_decoder *decoder, const char *data, size_t si
 {
     if (decoder->matched == 0 && size > 0) {
         const void *bracket = memchr(data, framing_mark[0], size);
-        const size_t run =
-            bracket ? static_cast<size_t>(static_cast<const char *>(bracket) - data) : size;
+        const size_t run = bracket != nullptr
+                               ? static_cast<size_t>(static_cast<const char *>(bracket) - data)
+                               : size;
         if (run > 0)
             return {framing_data, run, data, run};
     }
-    for (size_t at = 0; at < size; ++at) {
+    for (size_t at = 0; at < size; at++) {
         if (data[at] != framing_mark[decoder->matched]) {
             const uint8_t border = mark_border[decoder->matched];
             const size_t text = static_cast<size_t>(decoder->matched) - border;
@@ -66,7 +67,7 @@ bool add_digit(framing_decoder *decoder, char digit)
     return true;
 }
 
-/* The first byte of a size is no zero, so that a size is never zero. */
+// The first byte of a size is no zero, so that a size is never zero.
 bool begin_size(framing_decoder *decoder, char digit)
 {
     decoder->chunk_size = 0;
@@ -80,7 +81,7 @@ bool go_on(framing_decoder *decoder, bool right, chunk_state next)
     return right;
 }
 
-/* Takes one byte that belongs to the framing; false: it may not stand there. */
+// Takes one byte that belongs to the framing; false: it may not stand there.
 bool take_framing_byte(framing_decoder *decoder, char byte)
 {
     switch (decoder->state) {
@@ -107,7 +108,7 @@ bool take_framing_byte(framing_decoder *decoder, char byte)
 
 framing_step decode_chunked(framing_decoder *decoder, const char *data, size_t size)
 {
-    for (size_t at = 0; at < size; ++at) {
+    for (size_t at = 0; at < size; at++) {
         if (decoder->state == chunk_data) {
             const size_t rest = size - at;
             const size_t span = rest < decoder->chunk_size ? rest : decoder->chunk_size;

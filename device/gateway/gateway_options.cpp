@@ -1,6 +1,6 @@
 #include "device/gateway/gateway_options.h"
 
-#include <cstring>
+#include <string.h>
 
 const char gateway_usage[] =
     "usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n";
@@ -32,8 +32,8 @@ const char gateway_help[] =
 namespace
 {
 
-/* The value of an option given as "--name VALUE" or "--name=VALUE"; null when
- * it is not that option. *at moves to the last argument used. */
+// The value of an option given as "--name VALUE" or "--name=VALUE"; null when
+// it is not that option. *at moves to the last argument used.
 const char *option_value(char *const arguments[], int *at, const char *name)
 {
     const size_t size = strlen(name);
@@ -44,13 +44,13 @@ const char *option_value(char *const arguments[], int *at, const char *name)
         return argument + size + 1;
     if (argument[size] != '\0')
         return nullptr;
-    if (!arguments[*at + 1])
+    if (arguments[*at + 1] == nullptr)
         return "";
     ++*at;
     return arguments[*at];
 }
 
-/* An option with a decimal number, which may not be 0. */
+// An option with a decimal number, which may not be 0.
 struct number_option {
     const char *name;
     uint32_t gateway_options::*field;
@@ -69,24 +69,24 @@ const number_option number_options[] = {
      "--idle-timeout takes a number from 1 to 86400"},
 };
 
-/* 0 for what is no number from 1 to most. */
+// 0 for what is no number from 1 to most.
 uint32_t read_number(const char *text, uint32_t most)
 {
     uint64_t number = 0;
-    for (; *text >= '0' && *text <= '9' && number <= most; ++text)
+    for (; *text >= '0' && *text <= '9' && number <= most; text++)
         number = number * 10 + static_cast<uint64_t>(*text - '0');
     return *text != '\0' || number > most ? 0 : static_cast<uint32_t>(number);
 }
 
-/* Takes the argument if it is an option with a number. *reason is null, or tells
- * that the number is none. */
+// Takes the argument if it is an option with a number. *reason is null, or tells
+// that the number is none.
 bool read_number_option(char *const arguments[], int *at, gateway_options *options,
                         const char **reason)
 {
     *reason = nullptr;
     for (const number_option &option : number_options) {
         const char *value = option_value(arguments, at, option.name);
-        if (!value)
+        if (value == nullptr)
             continue;
         const uint32_t number = read_number(value, option.most);
         options->*option.field = number;
@@ -97,18 +97,18 @@ bool read_number_option(char *const arguments[], int *at, gateway_options *optio
     return false;
 }
 
-/* Reads the options in front of the command; *at moves behind them. */
+// Reads the options in front of the command; *at moves behind them.
 const char *read_options(int count, char *const arguments[], int *at, gateway_options *options)
 {
     for (; *at < count && arguments[*at][0] == '-'; ++*at) {
         const char *reason;
         if (read_number_option(arguments, at, options, &reason)) {
-            if (reason)
+            if (reason != nullptr)
                 return reason;
             continue;
         }
         const char *path = option_value(arguments, at, "--listen");
-        if (path)
+        if (path != nullptr)
             options->socket_path = path;
         else if (strcmp(arguments[*at], "--no-subscribe") == 0)
             options->subscribe = false;
@@ -137,13 +137,13 @@ const char *gateway_options_read(int count, char *const arguments[], gateway_opt
     *culprit = nullptr;
     int at = 1;
     const char *reason = read_options(count, arguments, &at, options);
-    if (reason) {
+    if (reason != nullptr) {
         *culprit = arguments[at];
         return reason;
     }
     if (options->help || options->version)
         return nullptr;
-    if (!options->socket_path || options->socket_path[0] == '\0')
+    if (options->socket_path == nullptr || options->socket_path[0] == '\0')
         return "--listen SOCKET is missing";
     if (at < count && strcmp(arguments[at], "--") != 0) {
         *culprit = arguments[at];

@@ -1,23 +1,23 @@
-/* The command line of tarnd-gateway. */
+// The command line of tarnd-gateway.
 #ifndef VANDEL_GATEWAY_GATEWAY_OPTIONS_H
 #define VANDEL_GATEWAY_GATEWAY_OPTIONS_H
 
-#include <cstdint>
+#include <stdint.h>
 
 struct gateway_options {
     const char *socket_path;
     bool subscribe;
-    bool help;              /* nothing else matters then */
-    bool version;           /* the same; help comes first */
-    uint32_t max_shells;    /* that are served at a time */
-    uint32_t max_buffered;  /* bytes of requests that are held for all shells together */
-    uint32_t idle_timeout;  /* seconds that a shell may ask nothing; 0: as long as it likes */
-    uint32_t hello_timeout; /* seconds that a server may take to say hello */
-    char *const *command;   /* null-terminated; points into the arguments */
+    bool help;              // nothing else matters then
+    bool version;           // the same; help comes first
+    uint32_t max_shells;    // that are served at a time
+    uint32_t max_buffered;  // bytes of requests that are held for all shells together
+    uint32_t idle_timeout;  // seconds that a shell may ask nothing; 0: as long as it likes
+    uint32_t hello_timeout; // seconds that a server may take to say hello
+    char *const *command;   // null-terminated; points into the arguments
 };
 
-/* Reads the arguments (arguments[count] is null). Null on success; otherwise
- * what is wrong, a static text, with *culprit the argument or null. */
+// Reads the arguments (arguments[count] is null). Null on success; otherwise
+// what is wrong, a static text, with *culprit the argument or null.
 const char *gateway_options_read(int count, char *const arguments[], gateway_options *options,
                                  const char **culprit);
 

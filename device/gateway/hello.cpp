@@ -1,6 +1,6 @@
 #include "device/gateway/hello.h"
 
-#include <cstring>
+#include <string.h>
 
 #include "device/gateway/xml_reader.h"
 
@@ -13,7 +13,7 @@ const char hello_text[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
 namespace
 {
 
-/* True when the capability is that one, whatever parameters it carries. */
+// True when the capability is that one, whatever parameters it carries.
 bool names_capability(const char *capability, const char *name)
 {
     const size_t size = strlen(name);
@@ -39,11 +39,11 @@ void note_capability(server_hello *hello, const char *capability)
         hello->rollback_on_error = true;
 }
 
-/* A decimal number from 1 to 2^32 - 1; 0 for anything else. */
+// A decimal number from 1 to 2^32 - 1; 0 for anything else.
 uint32_t read_session_id(const char *text)
 {
     uint64_t number = 0;
-    for (; *text >= '0' && *text <= '9' && number <= UINT32_MAX; ++text)
+    for (; *text >= '0' && *text <= '9' && number <= UINT32_MAX; text++)
         number = number * 10 + static_cast<uint64_t>(*text - '0');
     return *text != '\0' || number > UINT32_MAX ? 0 : static_cast<uint32_t>(number);
 }
@@ -55,7 +55,7 @@ void read_hello_element(xmlTextReader *reader, server_hello *hello)
         return;
     xml_text owner;
     const char *text = xml_reader_trimmed_text(reader, &owner);
-    if (!text)
+    if (text == nullptr)
         return;
     if (is_capability)
         note_capability(hello, text);
@@ -71,7 +71,7 @@ const char *server_hello_read(const char *text, size_t size, server_hello *hello
     if (size > hello_size_limit)
         return "the server's hello is too long";
     const xml_reader reader = xml_reader_open(text, size);
-    if (!reader)
+    if (reader == nullptr)
         return "out of memory for the server's hello";
     const bool has_root = xml_reader_next_element(reader.get());
     if (xmlTextReaderReadState(reader.get()) == XML_TEXTREADER_MODE_ERROR)

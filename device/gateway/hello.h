@@ -1,28 +1,28 @@
-/* The hello messages that open a NETCONF session. */
+// The hello messages that open a NETCONF session.
 #ifndef VANDEL_GATEWAY_HELLO_H
 #define VANDEL_GATEWAY_HELLO_H
 
-#include <cstddef>
-#include <cstdint>
+#include <stddef.h>
+#include <stdint.h>
 
-constexpr size_t hello_size_limit = size_t{16} << 20; /* bytes; thousands of modules fit */
+constexpr size_t hello_size_limit = size_t{16} << 20; // bytes; thousands of modules fit
 
-/* What the gateway says; without its end-of-message mark. */
+// What the gateway says; without its end-of-message mark.
 extern const char hello_text[];
 
-/* What the server said. */
+// What the server said.
 struct server_hello {
-    uint32_t session_id; /* greater than 0 */
+    uint32_t session_id; // greater than 0
     bool base_1_0;
     bool base_1_1;
     bool notifications;
-    bool interleave; /* requests are served while a subscription lives */
+    bool interleave; // requests are served while a subscription lives
     bool writable_running;
-    bool rollback_on_error; /* an edit happens as a whole or not at all */
+    bool rollback_on_error; // an edit happens as a whole or not at all
 };
 
-/* Reads the server's hello. Null on success; otherwise what is wrong with it, a
- * static text. */
+// Reads the server's hello. Null on success; otherwise what is wrong with it, a
+// static text.
 const char *server_hello_read(const char *text, size_t size, server_hello *hello);
 
 #endif

@@ -1,9 +1,8 @@
 #include "device/gateway/listener.h"
 
+#include <errno.h>
+#include <string.h>
 #include <sys/socket.h>
-
-#include <cerrno>
-#include <cstring>
 
 #include "bounded.h"
 
@@ -22,7 +21,7 @@ const struct sockaddr *generic(const struct sockaddr_un *address)
     return reinterpret_cast<const struct sockaddr *>(address);
 }
 
-/* Nobody listens there any more. */
+// Nobody listens there any more.
 bool is_abandoned(const struct sockaddr_un *address)
 {
     const descriptor probe = open_socket();
@@ -30,7 +29,7 @@ bool is_abandoned(const struct sockaddr_un *address)
            connect(probe.number, generic(address), sizeof *address) != 0 && errno == ECONNREFUSED;
 }
 
-/* Removes what a gateway left behind; null when the path is free then. */
+// Removes what a gateway left behind; null when the path is free then.
 const char *free_path(const struct sockaddr_un *address)
 {
     struct stat found;
@@ -64,7 +63,7 @@ const char *listener_open(listener *server, const char *path)
     if (strcpy_s(server->address.sun_path, sizeof server->address.sun_path, path) != 0)
         return "the path is too long for a socket";
     const char *reason = free_path(&server->address);
-    if (reason)
+    if (reason != nullptr)
         return reason;
     server->socket = open_socket();
     if (!descriptor_open(&server->socket) || !bind_private(&server->socket, &server->address) ||

@@ -1,9 +1,8 @@
-/* tarnd-gateway: lets shells reach a NETCONF server. */
+// tarnd-gateway: lets shells reach a NETCONF server.
 #include <fcntl.h>
+#include <limits.h>
+#include <stdio.h>
 #include <unistd.h>
-
-#include <climits>
-#include <cstdio>
 
 #include "device/gateway/event_loop.h"
 #include "device/gateway/gateway_options.h"
@@ -13,11 +12,11 @@
 namespace
 {
 
-/* The three standard descriptors exist, and no other one that was inherited
- * reaches the commands. */
+// The three standard descriptors exist, and no other one that was inherited
+// reaches the commands.
 bool settle_descriptors()
 {
-    for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+    for (int number = STDIN_FILENO; number <= STDERR_FILENO; number++) {
         if (fcntl(number, F_GETFD) < 0 && open("/dev/null", O_RDWR) != number)
             return false;
     }
@@ -34,8 +33,8 @@ int main(int count, char **arguments)
     gateway_options options;
     const char *culprit;
     const char *reason = gateway_options_read(count, arguments, &options, &culprit);
-    if (reason) {
-        report("%s%s%s", reason, culprit ? ": " : "", report_clean(culprit).text);
+    if (reason != nullptr) {
+        report("%s%s%s", reason, culprit != nullptr ? ": " : "", report_clean(culprit).text);
         fputs(gateway_usage, stderr);
         return 1;
     }

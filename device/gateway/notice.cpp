@@ -1,6 +1,6 @@
 #include "device/gateway/notice.h"
 
-#include <cstring>
+#include <string.h>
 
 #include "bounded.h"
 
@@ -8,7 +8,7 @@ bool closed_notice_write(const char *reason, time_t when, byte_buffer *out)
 {
     struct tm parts;
     char stamp[32];
-    if (!gmtime_r(&when, &parts) ||
+    if ((gmtime_r(&when, &parts) == nullptr) ||
         strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
         return false;
     char text[512];

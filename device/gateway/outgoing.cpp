@@ -10,14 +10,14 @@ size_t total_size(const outgoing *message)
     return message->head_size + message->body.size + message->tail_size;
 }
 
-/* Adds what is left of one part; *skip counts the bytes already sent. */
+// Adds what is left of one part; *skip counts the bytes already sent.
 int add_part(struct iovec *parts, int count, const char *data, size_t size, size_t *skip)
 {
     if (*skip >= size) {
         *skip -= size;
         return count;
     }
-    /* writev only reads, but its record has no const. */
+    // writev only reads, but its record has no const.
     parts[count].iov_base = const_cast<char *>(data + *skip);
     parts[count].iov_len = size - *skip;
     *skip = 0;
@@ -56,7 +56,7 @@ void outgoing_advance(outgoing *message, size_t size)
     message->sent += size;
     if (message->sent != total_size(message))
         return;
-    if (message->keep)
+    if (message->keep != nullptr)
         *message->keep = byte_buffer_take(&message->body);
     outgoing_drop(message);
 }

@@ -1,45 +1,44 @@
-/* One message on its way out: what frames it, its body, and how far it is sent.
- *
- * The parts stay apart so that framing a long body does not copy it. */
+// One message on its way out: what frames it, its body, and how far it is sent.
+//
+// The parts stay apart so that framing a long body does not copy it.
 #ifndef VANDEL_GATEWAY_OUTGOING_H
 #define VANDEL_GATEWAY_OUTGOING_H
 
+#include <stddef.h>
 #include <sys/uio.h>
-
-#include <cstddef>
 
 #include "device/gateway/byte_buffer.h"
 
 constexpr size_t outgoing_edge_size = 16;
 constexpr int outgoing_part_count = 3;
 
-/* All zero: nothing to send. Owns the body. */
+// All zero: nothing to send. Owns the body.
 struct outgoing {
     char head[outgoing_edge_size];
     size_t head_size;
     byte_buffer body;
-    byte_buffer *keep; /* gets the body when all is sent; null: it is released */
+    byte_buffer *keep; // gets the body when all is sent; null: it is released
     char tail[outgoing_edge_size];
     size_t tail_size;
-    size_t sent; /* bytes of head, body and tail that are out */
+    size_t sent; // bytes of head, body and tail that are out
 };
 
-/* Loads a message into an idle record; body becomes empty. The edges are at
- * most outgoing_edge_size bytes long. */
+// Loads a message into an idle record; body becomes empty. The edges are at
+// most outgoing_edge_size bytes long.
 void outgoing_load(outgoing *message, const char *head, size_t head_size, byte_buffer *body,
                    const char *tail, size_t tail_size);
 
-/* True when nothing is left to send. */
+// True when nothing is left to send.
 bool outgoing_idle(const outgoing *message);
 
-/* Fills parts with what is left to send and returns how many were filled. */
+// Fills parts with what is left to send and returns how many were filled.
 int outgoing_parts(const outgoing *message, struct iovec parts[outgoing_part_count]);
 
-/* Counts size more bytes as sent (no more than are left); the body is released,
- * or kept where the owner has set keep after loading it, when the last one is. */
+// Counts size more bytes as sent (no more than are left); the body is released,
+// or kept where the owner has set keep after loading it, when the last one is.
 void outgoing_advance(outgoing *message, size_t size);
 
-/* Forgets what is left to send. */
+// Forgets what is left to send.
 void outgoing_drop(outgoing *message);
 
 #endif

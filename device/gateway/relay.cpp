@@ -1,14 +1,14 @@
-/* The order of things: the gateway's hello goes out at once; requests wait until
- * the server's hello has come, which also settles the framing; then the
- * subscription, so that its answer is the first one to come back; then the
- * shell's requests, one by one. Replies are not matched with requests, because
- * a server answers in order; only the answer to the subscription is picked out,
- * by a message id that is no number and therefore never one of a shell's, and
- * while a copy to running is going on (copy_exchange.h) no other request goes
- * out. */
+// The order of things: the gateway's hello goes out at once; requests wait until
+// the server's hello has come, which also settles the framing; then the
+// subscription, so that its answer is the first one to come back; then the
+// shell's requests, one by one. Replies are not matched with requests, because
+// a server answers in order; only the answer to the subscription is picked out,
+// by a message id that is no number and therefore never one of a shell's, and
+// while a copy to running is going on (copy_exchange.h) no other request goes
+// out.
 #include "device/gateway/relay.h"
 
-#include <cstring>
+#include <string.h>
 
 #include "device/gateway/copy_request.h"
 #include "device/gateway/hello.h"
@@ -18,8 +18,8 @@
 namespace
 {
 
-/* Requests of so many bytes are taken whatever is held: nobody can keep the
- * others from all that they do by holding much. */
+// Requests of so many bytes are taken whatever is held: nobody can keep the
+// others from all that they do by holding much.
 constexpr size_t always_taken = 65536;
 
 constexpr char no_room[] = "the gateway has no room for the request now (--max-buffered)";
@@ -30,11 +30,11 @@ constexpr char subscription_text[] =
     " message-id=\"tarnd-gateway-subscription\">"
     "<create-subscription xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\"/></rpc>";
 
-/* How a chunk header begins, for nudges. */
+// How a chunk header begins, for nudges.
 constexpr char header_beginning[] = "\n#";
 constexpr uint8_t header_beginning_size = sizeof header_beginning - 1;
 
-/* Frames body for the server; body becomes empty. */
+// Frames body for the server; body becomes empty.
 const char *send_to_server(relay *session, byte_buffer *body)
 {
     session->spoken_to = session->hello_received;
@@ -61,7 +61,7 @@ const char *send_text_to_server(relay *session, const char *text)
     return send_to_server(session, &body);
 }
 
-/* Frames body for the shell; body becomes empty. */
+// Frames body for the shell; body becomes empty.
 void send_to_shell(relay *session, byte_buffer *body)
 {
     if (session->deaf) {
@@ -95,14 +95,14 @@ const char *answer_with_failure(relay *session, const char *message)
     return nullptr;
 }
 
-/* A copy to running that may have to be tried in another way is kept. */
+// A copy to running that may have to be tried in another way is kept.
 const char *pass_copy(relay *session, byte_buffer *request)
 {
     copy_request_clean(request);
     if (session->edits_running)
         copy_exchange_begin(&session->copy, request);
     const char *reason = send_to_server(session, request);
-    if (!reason && !copy_exchange_idle(&session->copy))
+    if (reason == nullptr && !copy_exchange_idle(&session->copy))
         session->to_server.keep = &session->copy.request;
     return reason;
 }
@@ -115,12 +115,12 @@ const char *pass_request(relay *session)
     if (session->request_kind == message_create_session)
         return answer_create_session(session);
     byte_buffer request = frame_reader_take(&session->request);
-    ++session->unanswered;
+    session->unanswered++;
     return session->request_kind == message_copy_config ? pass_copy(session, &request)
                                                         : send_to_server(session, &request);
 }
 
-/* Goes on with the exchange about a copy, as far as it is this side's turn. */
+// Goes on with the exchange about a copy, as far as it is this side's turn.
 const char *advance_copy(relay *session, bool *moved)
 {
     byte_buffer request{};
@@ -130,7 +130,7 @@ const char *advance_copy(relay *session, bool *moved)
     return request.size == 0 ? "out of memory" : send_to_server(session, &request);
 }
 
-/* Starts the next message to the server, if there is one to start. */
+// Starts the next message to the server, if there is one to start.
 const char *advance_requests(relay *session, bool *moved)
 {
     *moved = true;
@@ -160,7 +160,7 @@ const char *take_hello(relay *session)
     const char *reason =
         server_hello_read(session->message.data.get(), session->message.size, &hello);
     byte_buffer_clear(&session->message);
-    if (reason)
+    if (reason != nullptr)
         return reason;
     session->hello_received = true;
     session->session_id = hello.session_id;
@@ -178,11 +178,11 @@ const char *take_hello(relay *session)
 
 bool is_subscription_answer(const message_head *head)
 {
-    return head->kind == message_rpc_reply && head->message_id &&
+    return head->kind == message_rpc_reply && head->message_id != nullptr &&
            strcmp(head->message_id.get(), subscription_id) == 0;
 }
 
-/* Logs a refusal, which is no reason to end: the session works without. */
+// Logs a refusal, which is no reason to end: the session works without.
 void take_subscription_answer(relay *session, const message_head *head)
 {
     session->subscribe_answer_due = false;
@@ -190,12 +190,12 @@ void take_subscription_answer(relay *session, const message_head *head)
         char error[report_text_size];
         error_text_read(session->message.data.get(), session->message.size, error, sizeof error);
         report_shell(session->number, "the server refused the subscription: %s",
-                     error[0] ? report_clean(error).text : "it gives no reason");
+                     error[0] != 0 ? report_clean(error).text : "it gives no reason");
     }
     byte_buffer_clear(&session->message);
 }
 
-/* False: the message is none for the shell. */
+// False: the message is none for the shell.
 bool take_copy_answer(relay *session)
 {
     const message_head head = message_head_read(session->message.data.get(), session->message.size);
@@ -211,11 +211,11 @@ void pass_message(relay *session)
     const byte_buffer *message = &session->message;
     if (session->unanswered > 0 &&
         message_head_read(message->data.get(), message->size).kind == message_rpc_reply)
-        --session->unanswered;
+        session->unanswered--;
     send_to_shell(session, &session->message);
 }
 
-/* The server's current message is complete. */
+// The server's current message is complete.
 const char *take_message(relay *session)
 {
     if (blank_filter_end(&session->filter, &session->message) != filter_ok)
@@ -252,7 +252,7 @@ const char *take_message_part(relay *session, const char *data, size_t size)
     }
 }
 
-/* Decodes the server's bytes up to the end of one message. */
+// Decodes the server's bytes up to the end of one message.
 const char *advance_messages(relay *session, bool *moved)
 {
     *moved = false;
@@ -270,7 +270,7 @@ const char *advance_messages(relay *session, bool *moved)
         if (step.event != framing_data)
             continue;
         const char *reason = take_message_part(session, step.data, step.size);
-        if (reason)
+        if (reason != nullptr)
             return reason;
     }
     return nullptr;
@@ -285,7 +285,7 @@ const char *send_closed_notice(relay *session)
     return nullptr;
 }
 
-/* The request stays complete, so that no other one is taken. */
+// The request stays complete, so that no other one is taken.
 const char *advance_refusal(relay *session)
 {
     const bool due = session->refusal_unasked || session->request_complete;
@@ -319,7 +319,7 @@ bool relay_owes_answer(const relay *session)
 
 const char *relay_advance(relay *session)
 {
-    if (session->refusal)
+    if (session->refusal != nullptr)
         return advance_refusal(session);
     bool requests_moved = true;
     bool messages_moved = true;
@@ -329,9 +329,9 @@ const char *relay_advance(relay *session)
         const char *reason = nullptr;
         if (outgoing_idle(&session->to_server))
             reason = advance_requests(session, &requests_moved);
-        if (!reason && outgoing_idle(&session->to_shell))
+        if (reason == nullptr && outgoing_idle(&session->to_shell))
             reason = advance_messages(session, &messages_moved);
-        if (reason)
+        if (reason != nullptr)
             return reason;
     }
     return nullptr;
@@ -372,7 +372,7 @@ const char *relay_shell_bytes(relay *session, const char *data, size_t size)
 
 bool relay_server_wanted(const relay *session)
 {
-    return !session->refusal && session->input_from == session->input_to &&
+    return session->refusal == nullptr && session->input_from == session->input_to &&
            outgoing_idle(&session->to_shell);
 }
 
@@ -402,7 +402,7 @@ void relay_nudge(relay *session)
 {
     byte_buffer nothing{};
     outgoing_load(&session->to_server, header_beginning + session->nudges, 1, &nothing, "", 0);
-    ++session->nudges;
+    session->nudges++;
 }
 
 bool relay_requests_done(const relay *session)

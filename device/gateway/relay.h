@@ -1,14 +1,14 @@
-/* One shell's NETCONF session, without any input or output of its own.
- *
- * The owner moves bytes: from the shell in, from the server in, to the server
- * out, to the shell out; the relay turns the ones into the others. At most one
- * message per direction is held. The owner reads from a side only when the
- * relay asks for it, so a side that does not read stops the other one. */
+// One shell's NETCONF session, without any input or output of its own.
+//
+// The owner moves bytes: from the shell in, from the server in, to the server
+// out, to the shell out; the relay turns the ones into the others. At most one
+// message per direction is held. The owner reads from a side only when the
+// relay asks for it, so a side that does not read stops the other one.
 #ifndef VANDEL_GATEWAY_RELAY_H
 #define VANDEL_GATEWAY_RELAY_H
 
-#include <cstddef>
-#include <cstdint>
+#include <stddef.h>
+#include <stdint.h>
 
 #include "device/gateway/blank_filter.h"
 #include "device/gateway/byte_buffer.h"
@@ -20,93 +20,93 @@
 
 constexpr size_t relay_input_size = 65536;
 
-/* Value-initialise, then set number and subscribe. A function that returns a
- * reason returns null while all is well; otherwise a static text that tells why
- * the session must end, after which only its memory may be released. */
+// Value-initialise, then set number and subscribe. A function that returns a
+// reason returns null while all is well; otherwise a static text that tells why
+// the session must end, after which only its memory may be released.
 struct relay {
-    unsigned number;     /* the shell's, for the log */
-    bool subscribe;      /* ask for notifications if the server has them */
-    bool deaf;           /* the shell is gone: drop what would go to it */
-    bool hello_sent;     /* or on its way out */
-    bool hello_received; /* requests may pass */
-    bool chunked;        /* framing in both directions, after the hellos */
-    bool subscribe_next; /* the subscription is to be sent now */
+    unsigned number;     // the shell's, for the log
+    bool subscribe;      // ask for notifications if the server has them
+    bool deaf;           // the shell is gone: drop what would go to it
+    bool hello_sent;     // or on its way out
+    bool hello_received; // requests may pass
+    bool chunked;        // framing in both directions, after the hellos
+    bool subscribe_next; // the subscription is to be sent now
     bool subscribe_answer_due;
-    bool spoken_to;        /* something was sent to the server after the hellos ... */
-    bool answered;         /* ... and something came back */
-    uint8_t nudges;        /* bytes of the next chunk header that are out already */
-    bool request_complete; /* request holds a whole frame ... */
+    bool spoken_to;        // something was sent to the server after the hellos ...
+    bool answered;         // ... and something came back
+    uint8_t nudges;        // bytes of the next chunk header that are out already
+    bool request_complete; // request holds a whole frame ...
     message_kind request_kind;
-    bool edits_running;   /* the server takes edits of running, as a whole or not at all */
-    const char *refusal;  /* why no request is served any more; null while they are */
-    bool refusal_unasked; /* it is told without waiting for a request */
-    bool refusal_told;    /* that is on its way or out */
-    size_t unanswered;    /* requests that the server has got and not replied to */
+    bool edits_running;   // the server takes edits of running, as a whole or not at all
+    const char *refusal;  // why no request is served any more; null while they are
+    bool refusal_unasked; // it is told without waiting for a request
+    bool refusal_told;    // that is on its way or out
+    size_t unanswered;    // requests that the server has got and not replied to
     uint32_t session_id;
-    uint16_t sequence; /* of the next frame to the shell */
+    uint16_t sequence; // of the next frame to the shell
     frame_reader request;
     framing_decoder decoder;
     blank_filter filter;
-    byte_buffer message; /* what came of the server's current message */
-    copy_exchange copy;  /* a request that may take several */
+    byte_buffer message; // what came of the server's current message
+    copy_exchange copy;  // a request that may take several
     outgoing to_server;
     outgoing to_shell;
     size_t input_from;
     size_t input_to;
-    char input[relay_input_size]; /* bytes of the server, from..to not yet decoded */
+    char input[relay_input_size]; // bytes of the server, from..to not yet decoded
 };
 
-/* Moves everything as far as it goes without new bytes; call at the beginning
- * and after each change of what is incoming or outgoing. Returns a reason. */
+// Moves everything as far as it goes without new bytes; call at the beginning
+// and after each change of what is incoming or outgoing. Returns a reason.
 const char *relay_advance(relay *session);
 
-/* From now on there is no server: the next request that is complete, or is so
- * already, is answered with an error that gives the reason, a static text, and
- * nothing more is taken. Call relay_advance() after it. */
+// From now on there is no server: the next request that is complete, or is so
+// already, is answered with an error that gives the reason, a static text, and
+// nothing more is taken. Call relay_advance() after it.
 void relay_refuse(relay *session, const char *reason);
 
-/* The same, but the reason is told at once, as a notification. */
+// The same, but the reason is told at once, as a notification.
 void relay_dismiss(relay *session, const char *reason);
 
-/* True while the shell waits for an answer, as far as the gateway knows. */
+// True while the shell waits for an answer, as far as the gateway knows.
 bool relay_owes_answer(const relay *session);
 
-/* How many bytes of the shell the relay takes now; 0: none. */
+// How many bytes of the shell the relay takes now; 0: none.
 size_t relay_shell_want(const relay *session);
 
-/* How many bytes of requests the relay holds, sent in part or not at all. */
+// How many bytes of requests the relay holds, sent in part or not at all.
 size_t relay_held(const relay *session);
 
-/* Tells that there is no room for size more bytes of the current request. If it
- * is a large one, what is held of it is released, it is read to its end, and is
- * answered with an error. */
+// Tells that there is no room for size more bytes of the current request. If it
+// is a large one, what is held of it is released, it is read to its end, and is
+// answered with an error.
 void relay_no_room(relay *session, size_t size);
 
-/* Takes bytes of the shell, no more than wanted. Returns a reason. */
+// Takes bytes of the shell, no more than wanted. Returns a reason.
 const char *relay_shell_bytes(relay *session, const char *data, size_t size);
 
-/* True when the relay takes bytes of the server now: they are to be put into
- * input, from its beginning. */
+// True when the relay takes bytes of the server now: they are to be put into
+// input, from its beginning.
 bool relay_server_wanted(const relay *session);
 
-/* Tells that size bytes were put there. */
+// Tells that size bytes were put there.
 void relay_server_bytes(relay *session, size_t size);
 
-/* The server sends no more and all that it sent was advanced. Returns what is
- * missing, or null when it ended between two messages. */
+// The server sends no more and all that it sent was advanced. Returns what is
+// missing, or null when it ended between two messages.
 const char *relay_server_ended(const relay *session);
 
-/* True while the server has said nothing since the hellos although it was
- * spoken to, and can be nudged. */
+// True while the server has said nothing since the hellos although it was
+// spoken to, and can be nudged.
 bool relay_may_nudge(const relay *session);
 
-/* Sends one byte of the next message ahead of it. Some servers (netconfd for
- * one) leave what they read together with the hello lying until more arrives;
- * the chunk header that comes next always begins with "\n#", so these two bytes
- * may go early without changing what is said. */
+// Sends one byte of the next message ahead of it. Some servers (netconfd for
+// one) leave what they read together with the hello lying until more arrives;
+// the chunk header that comes next always begins with "\n#", so these two bytes
+// may go early without changing what is said.
 void relay_nudge(relay *session);
 
-/* True when no request is on its way and none has begun. */
+// True when no request is on its way and none has begun.
 bool relay_requests_done(const relay *session);
 
 #endif

@@ -1,17 +1,16 @@
 #include "device/gateway/report.h"
 
 #include <poll.h>
+#include <stdarg.h>
+#include <string.h>
 #include <unistd.h>
-
-#include <cstdarg>
-#include <cstring>
 
 #include "bounded.h"
 
 namespace
 {
 
-/* Not above PIPE_BUF: a pipe that polls writable then takes a whole line. */
+// Not above PIPE_BUF: a pipe that polls writable then takes a whole line.
 constexpr size_t line_size = 2048;
 
 void write_line(const char *prefix, const char *format, va_list arguments)
@@ -34,7 +33,7 @@ report_text report_clean(const char *text)
     report_text clean{};
     if (!text)
         return clean;
-    for (size_t at = 0; at < sizeof clean.text - 1 && text[at]; ++at)
+    for (size_t at = 0; at < sizeof clean.text - 1 && text[at]; at++)
         clean.text[at] = text[at] >= ' ' && text[at] <= '~' ? text[at] : '?';
     return clean;
 }

@@ -1,28 +1,28 @@
-/* The gateway's log: one line per event, on standard error.
- *
- * A line is written in one call, and dropped rather than waited for when
- * standard error does not take it: a log that nobody reads must not stop the
- * sessions. Texts of a server, a shell or the command line go through
- * report_clean() first. */
+// The gateway's log: one line per event, on standard error.
+//
+// A line is written in one call, and dropped rather than waited for when
+// standard error does not take it: a log that nobody reads must not stop the
+// sessions. Texts of a server, a shell or the command line go through
+// report_clean() first.
 #ifndef VANDEL_GATEWAY_REPORT_H
 #define VANDEL_GATEWAY_REPORT_H
 
-#include <cstddef>
+#include <stddef.h>
 
 constexpr size_t report_text_size = 512;
 
-/* A text that is safe to print: one line, printable ASCII, cut to fit. */
+// A text that is safe to print: one line, printable ASCII, cut to fit.
 struct report_text {
     char text[report_text_size];
 };
 
-/* Makes text (null counts as empty) safe to print. */
+// Makes text (null counts as empty) safe to print.
 report_text report_clean(const char *text);
 
-/* Writes "tarnd-gateway: " and the message. */
+// Writes "tarnd-gateway: " and the message.
 void report(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
-/* Writes "tarnd-gateway: shell NUMBER: " and the message. */
+// Writes "tarnd-gateway: shell NUMBER: " and the message.
 void report_shell(unsigned number, const char *format, ...) __attribute__((format(printf, 2, 3)));
 
 #endif

@@ -11,33 +11,33 @@ namespace
 
 constexpr size_t edit_size_limit = size_t{1} << 30;
 
-/* No leaf that is longer is taken for a key. */
+// No leaf that is longer is taken for a key.
 constexpr size_t key_limit = 4096;
 
-/* The data element of a reply. Not copied, like running_copy. */
+// The data element of a reply. Not copied, like running_copy.
 struct reply_data {
     xml_element reply;
     xml_element data;
 };
 
-/* A configuration and what stands at its top. */
+// A configuration and what stands at its top.
 struct edit_side {
     std::string_view text;
-    const xml_element *parent; /* of the nodes at its top, in text */
+    const xml_element *parent; // of the nodes at its top, in text
     config_entries entries;
 };
 
-/* All that an edit is made of. Not copied: its elements point to one another. */
+// All that an edit is made of. Not copied: its elements point to one another.
 struct edit_parts {
     running_copy copy;
     reply_data startup_data;
     reply_data running_data;
     edit_side source;
     edit_side running;
-    bool again; /* running is what came of an edit */
+    bool again; // running is what came of an edit
 };
 
-/* A child of an entry that is removed, and what stands around it. */
+// A child of an entry that is removed, and what stands around it.
 struct key_candidate {
     xml_element element;
     size_t end;
@@ -78,7 +78,7 @@ const char *read_source(const running_source *source, edit_parts *parts)
     const char *reason =
         config_entries_read(source->request, parts->source.parent, &parts->source.entries);
     const config_entries *entries = &parts->source.entries;
-    for (size_t at = 0; !reason && at < entries->count; ++at) {
+    for (size_t at = 0; reason == nullptr && at < entries->count; at++) {
         if (entries->list.get()[at].marks.has_operation)
             reason = "the configuration holds operations of its own";
     }
@@ -89,7 +89,8 @@ const char *read_parts(const running_source *source, std::string_view running_re
                        edit_parts *parts)
 {
     const char *reason = read_source(source, parts);
-    return reason ? reason : read_reply(running_reply, &parts->running_data, &parts->running);
+    return reason != nullptr ? reason
+                             : read_reply(running_reply, &parts->running_data, &parts->running);
 }
 
 bool is_declaration(std::string_view name)
@@ -107,7 +108,7 @@ bool has_attribute(std::string_view attributes, std::string_view name)
     return false;
 }
 
-/* True when an element from inner out to outer, which is not asked, has it. */
+// True when an element from inner out to outer, which is not asked, has it.
 bool is_hidden(const xml_element *inner, const xml_element *outer, std::string_view name)
 {
     for (const xml_element *at = inner; at != outer; at = at->parent) {
@@ -117,11 +118,11 @@ bool is_hidden(const xml_element *inner, const xml_element *outer, std::string_v
     return false;
 }
 
-/* Appends the namespaces that an element declares or inherits, so that its name
- * and all in it mean the same anywhere. */
+// Appends the namespaces that an element declares or inherits, so that its name
+// and all in it mean the same anywhere.
 bool append_declarations(byte_buffer *out, const xml_element *element)
 {
-    for (const xml_element *from = element; from; from = from->parent) {
+    for (const xml_element *from = element; from != nullptr; from = from->parent) {
         std::string_view rest = from->attributes;
         xml_attribute attribute;
         while (xml_attribute_next(&rest, &attribute)) {
@@ -136,8 +137,8 @@ bool append_declarations(byte_buffer *out, const xml_element *element)
     return xml_namespace_find(element, "", &uri) || append(out, {" xmlns=\"\""});
 }
 
-/* Appends the attribute that says what to do with an element, with a prefix that
- * means nothing else there. */
+// Appends the attribute that says what to do with an element, with a prefix that
+// means nothing else there.
 const char *append_operation(byte_buffer *out, const xml_element *element,
                              std::string_view operation)
 {
@@ -160,7 +161,7 @@ bool same_name(const xml_element *one, const xml_element *other)
     return one->local == other->local && one->uri == other->uri;
 }
 
-/* Moves over the next child. */
+// Moves over the next child.
 bool read_candidate(xml_scan *scan, const xml_element *entry, key_candidate *candidate)
 {
     xml_element *element = &candidate->element;
@@ -174,8 +175,8 @@ bool read_candidate(xml_scan *scan, const xml_element *entry, key_candidate *can
     return !scan->failed;
 }
 
-/* Appends the children that may be keys: leafs of the entry's own module that
- * stand there once (equal ones are next to each other: a leaf-list). */
+// Appends the children that may be keys: leafs of the entry's own module that
+// stand there once (equal ones are next to each other: a leaf-list).
 bool append_keys(byte_buffer *out, std::string_view text, xml_scan scan, const xml_element *entry)
 {
     key_candidate children[2];
@@ -198,7 +199,7 @@ bool append_keys(byte_buffer *out, std::string_view text, xml_scan scan, const x
     return true;
 }
 
-/* Appends what removes an entry of running. */
+// Appends what removes an entry of running.
 const char *append_removal(byte_buffer *out, const edit_side *running, const config_entry *entry)
 {
     xml_scan scan{running->text, entry->from, false};
@@ -207,7 +208,7 @@ const char *append_removal(byte_buffer *out, const edit_side *running, const con
     if (!append(out, {"<", element.prefix, element.local}) || !append_declarations(out, &element))
         return "out of memory";
     const char *reason = append_operation(out, &element, "remove");
-    if (reason)
+    if (reason != nullptr)
         return reason;
     const std::string_view content =
         running->text.substr(element.content, entry->end - element.content);
@@ -219,7 +220,7 @@ const char *append_removal(byte_buffer *out, const edit_side *running, const con
     return is_done ? nullptr : "out of memory";
 }
 
-/* Appends what puts an entry of the source in its place. */
+// Appends what puts an entry of the source in its place.
 const char *append_replacement(byte_buffer *out, const edit_side *source, const config_entry *entry)
 {
     xml_scan scan{source->text, entry->from, false};
@@ -229,22 +230,22 @@ const char *append_replacement(byte_buffer *out, const edit_side *source, const 
     if (!append(out, {source->text.substr(entry->from, name_end - entry->from)}))
         return "out of memory";
     const char *reason = append_operation(out, &element, "replace");
-    if (reason)
+    if (reason != nullptr)
         return reason;
     return append(out, {source->text.substr(name_end, entry->end - name_end)}) ? nullptr
                                                                                : "out of memory";
 }
 
-/* True when the entries of one name are not the same ones. */
+// True when the entries of one name are not the same ones.
 bool differs(const entry_group *group)
 {
     uint64_t plain = 0;
     uint64_t loose = 0;
-    for (size_t at = 0; at < group->running_count; ++at) {
+    for (size_t at = 0; at < group->running_count; at++) {
         plain += group->running[at].marks.plain;
         loose += group->running[at].marks.loose;
     }
-    for (size_t at = 0; at < group->source_count; ++at) {
+    for (size_t at = 0; at < group->source_count; at++) {
         plain -= group->source[at].marks.plain;
         loose -= group->source[at].marks.loose;
     }
@@ -256,21 +257,21 @@ bool is_pair(const entry_group *group)
     return group->running_count == 1 && group->source_count == 1;
 }
 
-/* True when a leaf is still another one after it was replaced. */
+// True when a leaf is still another one after it was replaced.
 bool is_stuck(const edit_parts *parts, const entry_group *group)
 {
     return parts->again && is_pair(group) && !group->running->marks.has_children &&
            !group->source->marks.has_children && differs(group);
 }
 
-/* True when the entry of running is the source's next one, of which kept stay. */
+// True when the entry of running is the source's next one, of which kept stay.
 bool is_kept(const entry_group *group, size_t at, size_t kept)
 {
     return kept < group->source_count &&
            group->running[at].marks.exact == group->source[kept].marks.exact;
 }
 
-/* Appends the removals of one name. */
+// Appends the removals of one name.
 const char *append_removals(byte_buffer *out, const edit_parts *parts, const entry_group *group)
 {
     if (is_pair(group))
@@ -278,31 +279,31 @@ const char *append_removals(byte_buffer *out, const edit_parts *parts, const ent
                                       : nullptr;
     size_t kept = 0;
     const char *reason = nullptr;
-    for (size_t at = 0; !reason && at < group->running_count; ++at) {
+    for (size_t at = 0; reason == nullptr && at < group->running_count; at++) {
         if (is_kept(group, at, kept))
-            ++kept;
+            kept++;
         else
             reason = append_removal(out, &parts->running, group->running + at);
     }
     return reason;
 }
 
-/* Appends the replacements of one name. */
+// Appends the replacements of one name.
 const char *append_replacements(byte_buffer *out, const edit_parts *parts, const entry_group *group)
 {
     if (is_stuck(parts, group))
         return nullptr;
     size_t kept = 0;
     const bool may_stay = !is_pair(group) || !group->source->marks.has_children;
-    for (size_t at = 0; may_stay && at < group->running_count; ++at)
+    for (size_t at = 0; may_stay && at < group->running_count; at++)
         kept += is_kept(group, at, kept) ? 1 : 0;
     const char *reason = nullptr;
-    for (size_t at = kept; !reason && at < group->source_count; ++at)
+    for (size_t at = kept; reason == nullptr && at < group->source_count; at++)
         reason = append_replacement(out, &parts->source, group->source + at);
     return reason;
 }
 
-/* Appends what one of the two appends for each name. */
+// Appends what one of the two appends for each name.
 const char *append_all(byte_buffer *out, const edit_parts *parts,
                        const char *(*append_group)(byte_buffer *, const edit_parts *,
                                                    const entry_group *))
@@ -310,14 +311,14 @@ const char *append_all(byte_buffer *out, const edit_parts *parts,
     group_walk walk{};
     entry_group group;
     const char *reason = nullptr;
-    while (!reason &&
+    while (reason == nullptr &&
            group_walk_next(&parts->running.entries, &parts->source.entries, &walk, &group))
         reason = append_group(out, parts, &group);
     return reason;
 }
 
-/* Appends the config element. Its name gets the prefix of the element whose
- * content it takes over, so that it means the same among the same namespaces. */
+// Appends the config element. Its name gets the prefix of the element whose
+// content it takes over, so that it means the same among the same namespaces.
 const char *append_config(byte_buffer *out, const edit_parts *parts)
 {
     const xml_element *parent = parts->source.parent;
@@ -326,9 +327,9 @@ const char *append_config(byte_buffer *out, const edit_parts *parts)
                                                     : append(out, {parent->attributes})) &&
                           append(out, {">"});
     const char *reason = is_begun ? append_all(out, parts, append_removals) : "out of memory";
-    if (!reason)
+    if (reason == nullptr)
         reason = append_all(out, parts, append_replacements);
-    if (reason)
+    if (reason != nullptr)
         return reason;
     return append(out, {"</", parent->prefix, "config>"}) ? nullptr : "out of memory";
 }
@@ -342,7 +343,7 @@ const char *append_edit(byte_buffer *out, std::string_view request, const edit_p
               "><", prefix, "target><", prefix, "running/></", prefix, "target><", prefix,
               "error-option>rollback-on-error</", prefix, "error-option>"});
     const char *reason = is_begun ? append_config(out, parts) : "out of memory";
-    if (reason)
+    if (reason != nullptr)
         return reason;
     const std::string_view rest = request.substr(parts->copy.copy_end);
     return append(out, {"</", prefix, "edit-config>", rest}) ? nullptr : "out of memory";
@@ -356,7 +357,7 @@ const char *running_edit_write(const running_source *source, std::string_view ru
     edit_parts parts{};
     parts.again = again;
     const char *reason = read_parts(source, running_reply, &parts);
-    return reason ? reason : append_edit(edit, source->request, &parts);
+    return reason != nullptr ? reason : append_edit(edit, source->request, &parts);
 }
 
 const char *running_edit_check(const running_source *source, std::string_view running_reply,
@@ -367,7 +368,7 @@ const char *running_edit_check(const running_source *source, std::string_view ru
     *name = {};
     group_walk walk{};
     entry_group group;
-    while (!reason && name->empty() &&
+    while (reason == nullptr && name->empty() &&
            group_walk_next(&parts.running.entries, &parts.source.entries, &walk, &group)) {
         if (differs(&group))
             *name = group.running_count > 0 ? group.running->local : group.source->local;

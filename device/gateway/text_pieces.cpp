@@ -1,7 +1,7 @@
 #include "device/gateway/text_pieces.h"
 
-#include <cstddef>
-#include <cstdint>
+#include <stddef.h>
+#include <stdint.h>
 
 namespace
 {
@@ -20,7 +20,7 @@ std::string_view cut(std::string_view *rest, size_t size)
     return piece;
 }
 
-/* Cuts off what stands up to closer, and the closer. */
+// Cuts off what stands up to closer, and the closer.
 std::string_view cut_up_to(std::string_view *rest, std::string_view closer)
 {
     const std::string_view piece = cut(rest, rest->find(closer));
@@ -37,7 +37,7 @@ int digit_value(char digit, uint32_t base)
     return base == 16 && digit >= 'A' && digit <= 'F' ? digit - 'A' + 10 : -1;
 }
 
-/* The number of a character reference's digits; 0: they are none. */
+// The number of a character reference's digits; 0: they are none.
 uint32_t read_number(std::string_view digits)
 {
     const uint32_t base = begins(digits, "x") ? 16 : 10;
@@ -55,7 +55,7 @@ uint32_t read_number(std::string_view digits)
     return number;
 }
 
-/* The character that a reference names; 0: it is not known. */
+// The character that a reference names; 0: it is not known.
 uint32_t read_reference(std::string_view name)
 {
     constexpr struct {
@@ -69,7 +69,7 @@ uint32_t read_reference(std::string_view name)
     return begins(name, "#") ? read_number(name.substr(1)) : 0;
 }
 
-/* Returns how many bytes the character takes. */
+// Returns how many bytes the character takes.
 size_t encode(uint32_t character, char bytes[4])
 {
     if (character < 0x80) {
@@ -77,7 +77,7 @@ size_t encode(uint32_t character, char bytes[4])
         return 1;
     }
     const size_t size = character < 0x800 ? 2 : character < 0x10000 ? 3 : 4;
-    for (size_t at = size - 1; at > 0; --at) {
+    for (size_t at = size - 1; at > 0; at--) {
         bytes[at] = static_cast<char>(0x80 | (character & 0x3F));
         character >>= 6;
     }
@@ -85,7 +85,7 @@ size_t encode(uint32_t character, char bytes[4])
     return size;
 }
 
-/* Takes the reference at the beginning of the rest. */
+// Takes the reference at the beginning of the rest.
 std::string_view take_reference(text_pieces *pieces)
 {
     constexpr size_t longest = 12;
@@ -99,7 +99,7 @@ std::string_view take_reference(text_pieces *pieces)
     return {pieces->character, encode(character, pieces->character)};
 }
 
-/* Takes what begins with '<'; what it gives may be empty. */
+// Takes what begins with '<'; what it gives may be empty.
 std::string_view take_aside(std::string_view *rest)
 {
     constexpr std::string_view section = "<![CDATA[";

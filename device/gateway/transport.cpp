@@ -1,12 +1,11 @@
 #include "device/gateway/transport.h"
 
+#include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
-
-#include <cerrno>
-#include <csignal>
-#include <ctime>
+#include <time.h>
 #include <utility>
 
 namespace
@@ -32,7 +31,7 @@ bool stop_blocking(const descriptor *end)
     return fcntl(end->number, F_SETFL, O_NONBLOCK) == 0;
 }
 
-/* The command starts with no signal blocked and none ignored. */
+// The command starts with no signal blocked and none ignored.
 int set_attributes(posix_spawnattr_t *attributes)
 {
     sigset_t none;
@@ -127,7 +126,7 @@ bool transport_reap(transport *command, int *status)
     if (command->pid == 0)
         return false;
     siginfo_t info{};
-    /* The process id names the group safely only as long as it is not reaped. */
+    // The process id names the group safely only as long as it is not reaped.
     if (waitid(P_PID, static_cast<id_t>(command->pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
         info.si_pid == 0)
         return false;

@@ -1,50 +1,48 @@
-/* The command that carries one NETCONF session over its standard input and
- * output.
- *
- * It runs in a session of its own: a signal reaches it together with what it
- * started itself, Ctrl-C at the gateway's terminal reaches the gateway alone,
- * and a program that would ask for a password fails instead of waiting for a
- * terminal. Its standard error is the gateway's. */
+// The command that carries one NETCONF session over its standard input and
+// output.
+//
+// It runs in a session of its own: a signal reaches it together with what it
+// started itself, Ctrl-C at the gateway's terminal reaches the gateway alone,
+// and a program that would ask for a password fails instead of waiting for a
+// terminal. Its standard error is the gateway's.
 #ifndef VANDEL_GATEWAY_TRANSPORT_H
 #define VANDEL_GATEWAY_TRANSPORT_H
 
+#include <stdint.h>
 #include <sys/types.h>
-
-#include <cstdint>
 
 #include "device/gateway/descriptor.h"
 
-constexpr int64_t transport_grace =
-    2000; /* milliseconds to end by itself, and then after SIGTERM */
+constexpr int64_t transport_grace = 2000; // milliseconds to end by itself, and then after SIGTERM
 
-/* Value-initialised: not running. Times are in milliseconds of clock_now(). */
+// Value-initialised: not running. Times are in milliseconds of clock_now().
 struct transport {
-    pid_t pid;         /* 0: not running, or ended and reaped */
-    descriptor input;  /* the command reads this; not blocking */
-    descriptor output; /* the command writes this; not blocking */
-    int next_signal;   /* what it gets at deadline; 0 while it is wanted */
+    pid_t pid;         // 0: not running, or ended and reaped
+    descriptor input;  // the command reads this; not blocking
+    descriptor output; // the command writes this; not blocking
+    int next_signal;   // what it gets at deadline; 0 while it is wanted
     int64_t deadline;
 };
 
-/* Starts the command (a null-terminated vector, looked up in PATH). Returns 0,
- * or the errno value that tells why it could not be started. */
+// Starts the command (a null-terminated vector, looked up in PATH). Returns 0,
+// or the errno value that tells why it could not be started.
 int transport_start(transport *command, char *const arguments[]);
 
-/* Closes both pipes and lets the command end by itself, or after a while with
- * SIGTERM, or after another while with SIGKILL. hurry: SIGTERM comes at once. */
+// Closes both pipes and lets the command end by itself, or after a while with
+// SIGTERM, or after another while with SIGKILL. hurry: SIGTERM comes at once.
 void transport_end(transport *command, int64_t now, bool hurry);
 
-/* Sends the signal that is due. */
+// Sends the signal that is due.
 void transport_tick(transport *command, int64_t now);
 
-/* Ends the command with SIGKILL, now. */
+// Ends the command with SIGKILL, now.
 void transport_kill(transport *command);
 
-/* Reaps the command if it has ended: true, once, with the status of waitpid().
- * What it left behind gets SIGTERM. */
+// Reaps the command if it has ended: true, once, with the status of waitpid().
+// What it left behind gets SIGTERM.
 bool transport_reap(transport *command, int *status);
 
-/* Milliseconds of a clock that only goes forward. */
+// Milliseconds of a clock that only goes forward.
 int64_t clock_now();
 
 #endif

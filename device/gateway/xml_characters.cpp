@@ -12,11 +12,11 @@ bool is_plain(char byte)
     return byte >= ' ' && byte <= '~' && byte != ';';
 }
 
-/* Without an early end, so that the compiler takes all bytes at once. */
+// Without an early end, so that the compiler takes all bytes at once.
 bool is_plain_block(const char *block)
 {
     bool all = true;
-    for (size_t at = 0; at < block_size; ++at)
+    for (size_t at = 0; at < block_size; at++)
         all &= is_plain(block[at]);
     return all;
 }
@@ -26,7 +26,7 @@ bool is_control(uint32_t code)
     return code >= 0x7f && code <= 0x9f;
 }
 
-/* The length of the character at data when it passes, otherwise 0. */
+// The length of the character at data when it passes, otherwise 0.
 size_t passing_length(const char *data, size_t size)
 {
     if (is_plain(*data) || *data == '\t' || *data == '\n')
@@ -62,7 +62,7 @@ size_t xml_control_read(const char *data, size_t size, uint32_t *code)
 
 bool xml_begins_character(const char *data, size_t size)
 {
-    for (size_t at = 1; at < size; ++at) {
+    for (size_t at = 1; at < size; at++) {
         if ((static_cast<unsigned char>(data[at]) & 0xC0) != 0x80)
             return false;
     }

@@ -1,22 +1,22 @@
-/* Which characters of a server's message pass as they are.
- *
- * What does not: bytes that are not UTF-8 and characters that XML forbids, with
- * which no message can go on; controls: U+007F to U+009F, which XML allows and a
- * terminal obeys; carriage returns; and ';', which may end a reference to one. */
+// Which characters of a server's message pass as they are.
+//
+// What does not: bytes that are not UTF-8 and characters that XML forbids, with
+// which no message can go on; controls: U+007F to U+009F, which XML allows and a
+// terminal obeys; carriage returns; and ';', which may end a reference to one.
 #ifndef VANDEL_GATEWAY_XML_CHARACTERS_H
 #define VANDEL_GATEWAY_XML_CHARACTERS_H
 
-#include <cstddef>
-#include <cstdint>
+#include <stddef.h>
+#include <stdint.h>
 
-/* Returns the first byte of what does not pass from from on, or stop. */
+// Returns the first byte of what does not pass from from on, or stop.
 const char *xml_find_odd(const char *from, const char *stop);
 
-/* Reads the control that the size bytes (at least 1) at data begin with. Returns
- * its length, or 0 where they begin with none. */
+// Reads the control that the size bytes (at least 1) at data begin with. Returns
+// its length, or 0 where they begin with none.
 size_t xml_control_read(const char *data, size_t size, uint32_t *code);
 
-/* True when the size bytes (at least 1) at data lack only the rest of a character. */
+// True when the size bytes (at least 1) at data lack only the rest of a character.
 bool xml_begins_character(const char *data, size_t size);
 
 #endif

@@ -1,49 +1,49 @@
-/* What the gateway has to know of the messages it relays.
- *
- * Only the beginning of a message is looked at, namespaces respected, so the
- * cost does not depend on its size. */
+// What the gateway has to know of the messages it relays.
+//
+// Only the beginning of a message is looked at, namespaces respected, so the
+// cost does not depend on its size.
 #ifndef VANDEL_GATEWAY_XML_HEAD_H
 #define VANDEL_GATEWAY_XML_HEAD_H
 
-#include <cstddef>
-#include <cstdint>
+#include <stddef.h>
+#include <stdint.h>
 
 #include "device/gateway/byte_buffer.h"
 
 enum message_kind {
-    message_other,          /* also what cannot be read */
-    message_create_session, /* a shell's private request, answered by the gateway */
+    message_other,          // also what cannot be read
+    message_create_session, // a shell's private request, answered by the gateway
     message_copy_config,
     message_rpc_reply,
 };
 
-/* message_id: zero-terminated text, null when the root element has none. */
+// message_id: zero-terminated text, null when the root element has none.
 struct message_head {
     message_kind kind;
     malloc_ptr<char> message_id;
-    bool is_error; /* a reply whose first child element is an rpc-error */
+    bool is_error; // a reply whose first child element is an rpc-error
 };
 
-/* Reads the head of a message of size bytes (no zero byte needed behind it).
- * A message that cannot be read as far as needed is a message_other. */
+// Reads the head of a message of size bytes (no zero byte needed behind it).
+// A message that cannot be read as far as needed is a message_other.
 message_head message_head_read(const char *text, size_t size);
 
-/* Copies the error-message of an error reply, or else its error-tag, into dest
- * as zero-terminated text, cut to fit; the empty text when there is none. */
+// Copies the error-message of an error reply, or else its error-tag, into dest
+// as zero-terminated text, cut to fit; the empty text when there is none.
 void error_text_read(const char *text, size_t size, char *dest, size_t dest_size);
 
-/* True when an error of that tag is among those of an error reply. */
+// True when an error of that tag is among those of an error reply.
 bool error_tag_is(const char *text, size_t size, const char *tag);
 
-/* Appends the answer to a create-session request, with that request's message
- * id (null: none). False: out of memory. */
+// Appends the answer to a create-session request, with that request's message
+// id (null: none). False: out of memory.
 bool session_reply_write(const char *message_id, uint32_t session_id, byte_buffer *out);
 
-/* Appends a reply that says that the operation with that message id (null: none)
- * failed; message is escaped. False: out of memory. */
+// Appends a reply that says that the operation with that message id (null: none)
+// failed; message is escaped. False: out of memory.
 bool failure_reply_write(const char *message_id, const char *message, byte_buffer *out);
 
-/* Prepares the XML library; call once, first. */
+// Prepares the XML library; call once, first.
 void xml_start();
 
 #endif

@@ -1,7 +1,7 @@
 #include "device/gateway/xml_reader.h"
 
-#include <climits>
-#include <cstring>
+#include <limits.h>
+#include <string.h>
 
 namespace
 {
@@ -13,7 +13,7 @@ bool is_blank(char byte)
 
 bool equal(const xmlChar *left, const char *right)
 {
-    return left && strcmp(reinterpret_cast<const char *>(left), right) == 0;
+    return left != nullptr && strcmp(reinterpret_cast<const char *>(left), right) == 0;
 }
 
 void ignore_error(void *, const char *, xmlParserSeverities, xmlTextReaderLocatorPtr) {}
@@ -63,13 +63,13 @@ const char *xml_reader_trimmed_text(xmlTextReader *reader, xml_text *owner)
 {
     owner->reset(xmlTextReaderReadString(reader));
     char *text = reinterpret_cast<char *>(owner->get());
-    if (!text)
+    if (text == nullptr)
         return nullptr;
     while (is_blank(*text))
-        ++text;
+        text++;
     size_t size = strlen(text);
     while (size > 0 && is_blank(text[size - 1]))
-        --size;
+        size--;
     text[size] = '\0';
     return text;
 }

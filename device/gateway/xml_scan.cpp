@@ -11,7 +11,7 @@ enum tag_kind { tag_start, tag_empty, tag_end };
 struct xml_tag {
     tag_kind kind;
     size_t from;
-    std::string_view inner; /* between the brackets, without the slash */
+    std::string_view inner; // between the brackets, without the slash
 };
 
 bool fail(xml_scan *scan)
@@ -25,7 +25,7 @@ bool begins(std::string_view text, std::string_view start)
     return text.substr(0, start.size()) == start;
 }
 
-/* Behind the '>' that ends the tag at from; npos: there is none. */
+// Behind the '>' that ends the tag at from; npos: there is none.
 size_t find_tag_end(std::string_view text, size_t from)
 {
     size_t at = from;
@@ -34,12 +34,12 @@ size_t find_tag_end(std::string_view text, size_t from)
             at = text.find(text[at], at + 1);
         if (at == std::string_view::npos)
             return at;
-        ++at;
+        at++;
     }
     return at < text.size() ? at + 1 : std::string_view::npos;
 }
 
-/* What is no tag although it begins with '<'. */
+// What is no tag although it begins with '<'.
 struct xml_aside {
     std::string_view opener;
     std::string_view closer;
@@ -56,7 +56,7 @@ const xml_aside *aside_at(std::string_view text)
     return nullptr;
 }
 
-/* The next '<' that begins a tag; npos: there is none. */
+// The next '<' that begins a tag; npos: there is none.
 size_t find_tag(std::string_view text, size_t at)
 {
     for (;;) {
@@ -64,7 +64,7 @@ size_t find_tag(std::string_view text, size_t at)
         if (from == std::string_view::npos)
             return from;
         const xml_aside *aside = aside_at(text.substr(from));
-        if (!aside)
+        if (aside == nullptr)
             return from;
         at = text.find(aside->closer, from + aside->opener.size());
         if (at == std::string_view::npos)
@@ -95,7 +95,7 @@ bool next_tag(xml_scan *scan, xml_tag *tag)
     return true;
 }
 
-/* True when the attribute declares that prefix, which is given with its colon. */
+// True when the attribute declares that prefix, which is given with its colon.
 bool declares(std::string_view name, std::string_view prefix)
 {
     constexpr std::string_view keyword = "xmlns";
@@ -111,8 +111,8 @@ bool declares(std::string_view name, std::string_view prefix)
 bool resolve(xml_scan *scan, xml_element *element)
 {
     const xml_element *parent = element->parent;
-    if (parent && element->attributes.empty() && element->prefix == parent->prefix) {
-        element->uri = parent->uri; /* what most elements come to, without a search */
+    if (parent != nullptr && element->attributes.empty() && element->prefix == parent->prefix) {
+        element->uri = parent->uri; // what most elements come to, without a search
         return true;
     }
     if (!xml_namespace_find(element, element->prefix, &element->uri))
@@ -143,7 +143,7 @@ bool read_element(xml_scan *scan, const xml_tag *tag, const xml_element *parent,
     return resolve(scan, element);
 }
 
-/* Fails unless the end tag has the element's name. */
+// Fails unless the end tag has the element's name.
 bool check_end(xml_scan *scan, const xml_tag *tag, const xml_element *element)
 {
     const std::string_view name = tag->inner.substr(0, tag->inner.find_first_of(blanks));
@@ -188,9 +188,9 @@ size_t xml_scan_skip(xml_scan *scan, const xml_element *element)
     xml_tag tag{};
     for (size_t depth = 1; depth > 0 && next_tag(scan, &tag);) {
         if (tag.kind == tag_start)
-            ++depth;
+            depth++;
         else if (tag.kind == tag_end)
-            --depth;
+            depth--;
     }
     check_end(scan, &tag, element);
     return tag.from;
@@ -203,7 +203,7 @@ bool xml_element_is(const xml_element *element, std::string_view uri, std::strin
 
 bool xml_namespace_find(const xml_element *element, std::string_view prefix, std::string_view *uri)
 {
-    for (const xml_element *at = element; at; at = at->parent) {
+    for (const xml_element *at = element; at != nullptr; at = at->parent) {
         std::string_view rest = at->attributes;
         xml_attribute attribute;
         while (xml_attribute_next(&rest, &attribute)) {

@@ -93,7 +93,7 @@ const char greets[] =
     "<capability>urn:ietf:params:netconf:base:1.0</capability></capabilities>"
     "<session-id>7</session-id></hello>]]>]]>'; cat >/dev/null; true";
 
-/* The same, and then more than a socket holds. */
+// The same, and then more than a socket holds.
 const char greets_and_talks[] =
     "printf '<hello xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><capabilities>"
     "<capability>urn:ietf:params:netconf:base:1.0</capability></capabilities>"
