@@ -1,39 +1,13 @@
 #include "device/gateway/content_marks.h"
 
-#include <stddef.h>
-
-#include "device/gateway/text_pieces.h"
-
 namespace
 {
 
-constexpr unsigned depth_limit = 256;
-
-// A longer word is neither a number nor the name of something.
-constexpr size_t word_limit = 256;
-
-constexpr std::string_view blanks = " \t\r\n";
 constexpr uint64_t first_mark = 0xCBF29CE484222325;
 
-// One word of a value, as far as it is known.
-struct value_word {
-    char bytes[word_limit];
-    size_t size; // of all of it; what passes the limit is in the mark only
-    uint64_t mark;
-};
-
-// What is known of a value while its pieces are read.
-struct value_marks {
-    uint64_t plain;
-    uint64_t words; // a sum, so that their order makes no difference
-    value_word word;
-};
-
-uint64_t mark_bytes(uint64_t mark, std::string_view bytes)
+uint64_t mark_byte(uint64_t mark, char byte)
 {
-    for (const char byte : bytes)
-        mark = (mark ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
-    return mark;
+    return (mark ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
 }
 
 // Spreads each bit over all, so that sums of marks say as much as marks.
@@ -52,7 +26,10 @@ uint64_t join(uint64_t mark, uint64_t next)
 
 uint64_t mark_of(std::string_view bytes)
 {
-    return spread(mark_bytes(first_mark, bytes));
+    uint64_t mark = first_mark;
+    for (const char byte : bytes)
+        mark = mark_byte(mark, byte);
+    return spread(mark);
 }
 
 uint64_t mark_name(std::string_view uri, std::string_view local)
@@ -97,150 +74,130 @@ uint64_t mark_number(std::string_view number)
     return join(mark_of(is_negative && !number.empty() ? "-" : "+"), mark_of(number));
 }
 
-// Parts a word at a prefix that is declared where it stands.
-bool split_name(const xml_element *element, std::string_view word, std::string_view *uri,
-                std::string_view *local)
+// Parts a word at a prefix that is declared where it stands; the namespace, or null.
+const xml_space *split_name(const xml_walk *walk, std::string_view *word)
 {
-    const size_t colon = word.find(':');
+    const size_t colon = word->find(':');
     if (colon == std::string_view::npos || colon == 0)
-        return false;
-    if (!xml_namespace_find(element, word.substr(0, colon + 1), uri))
-        return false;
-    *local = word.substr(colon + 1);
-    return true;
+        return nullptr;
+    const xml_space *space = xml_walk_space(walk, word->substr(0, colon));
+    if (space != nullptr)
+        word->remove_prefix(colon + 1);
+    return space;
 }
 
-std::string_view short_word(const value_word *word)
+bool is_short(const marks_value *value)
 {
-    return {word->bytes, word->size < word_limit ? word->size : word_limit};
+    return value->word_size > 0 && value->word_size <= marks_word_limit;
 }
 
-void end_word(const xml_element *element, value_marks *marks)
+void end_word(marks_value *value, const xml_walk *walk)
 {
-    value_word *word = &marks->word;
-    if (word->size == 0)
+    if (value->word_size == 0)
         return;
-    uint64_t mark = spread(word->mark);
-    if (word->size <= word_limit) {
-        std::string_view text = short_word(word);
-        std::string_view uri;
-        split_name(element, text, &uri, &text);
+    uint64_t mark = spread(value->word_mark);
+    if (is_short(value)) {
+        std::string_view text(value->word, value->word_size);
+        split_name(walk, &text);
         mark = is_number(text) ? mark_number(text) : mark_of(text);
     }
-    marks->words += mark;
-    word->size = 0;
-    word->mark = first_mark;
+    value->words += mark;
+    value->word_size = 0;
+    value->word_mark = first_mark;
 }
 
-void add_to_word(value_word *word, std::string_view part)
+void add_to_word(marks_value *value, char byte)
 {
-    if (word->size < word_limit) {
-        const size_t room = word_limit - word->size;
-        part.substr(0, room).copy(word->bytes + word->size, room);
+    if (value->word_size < marks_word_limit)
+        value->word[value->word_size] = byte;
+    value->word_size++;
+    value->word_mark = mark_byte(value->word_mark, byte);
+}
+
+void begin_value(marks_value *value)
+{
+    value->exact = value->whole = value->plain = value->word_mark = first_mark;
+    value->words = 0;
+    value->word_size = 0;
+    value->has_blanks = false;
+}
+
+// What the value is exactly. A name is its namespace, whatever prefix stands for it.
+uint64_t exact_value(const marks_value *value, const xml_walk *walk)
+{
+    if (is_short(value) && !value->has_blanks) {
+        std::string_view local(value->word, value->word_size);
+        const xml_space *space = split_name(walk, &local);
+        if (space != nullptr)
+            return mark_name(space->uri, local);
     }
-    word->size += part.size();
-    word->mark = mark_bytes(word->mark, part);
+    return spread(value->exact);
 }
 
-void add_piece(const xml_element *element, std::string_view piece, value_marks *marks)
+void join_value(marks_value *value, const xml_walk *walk, marks_frame *frame)
 {
-    marks->plain = mark_bytes(marks->plain, piece);
-    while (!piece.empty()) {
-        const size_t blank = piece.find_first_of(blanks);
-        add_to_word(&marks->word, piece.substr(0, blank));
-        if (blank == std::string_view::npos)
-            return;
-        end_word(element, marks);
-        piece.remove_prefix(blank + 1);
-    }
+    content_marks *marks = &frame->marks;
+    marks->exact = join(marks->exact, exact_value(value, walk));
+    end_word(value, walk);
+    marks->plain = join(frame->name, spread(value->plain));
+    marks->loose = join(frame->name, value->words);
 }
 
-// Marks what stands between the tags of an element without children.
-void mark_value(const xml_element *element, std::string_view text, content_marks *marks)
+void add_child(content_marks *parent, const content_marks *child)
 {
-    const size_t first = text.find_first_not_of(blanks);
-    const size_t from = first == std::string_view::npos ? text.size() : first;
-    const size_t end = text.find_last_not_of(blanks) + 1;
-    const std::string_view around[] = {text.substr(0, from),
-                                       end > from ? text.substr(end) : std::string_view{}};
-    text_pieces pieces{end > from ? text.substr(from, end - from) : std::string_view{}, {}};
-    value_marks value{first_mark, 0, {{}, 0, first_mark}};
-    std::string_view piece;
-    while (text_pieces_next(&pieces, &piece))
-        add_piece(element, piece, &value);
-    uint64_t exact = spread(value.plain);
-    std::string_view uri;
-    std::string_view local;
-    const bool is_short = value.word.size > 0 && value.word.size <= word_limit;
-    const bool is_one_word = is_short && value.words == 0;
-    if (is_one_word && split_name(element, short_word(&value.word), &uri, &local))
-        exact = mark_name(uri, local);
-    end_word(element, &value);
-    marks->exact = join(marks->exact, join(join(mark_of(around[0]), exact), mark_of(around[1])));
-    marks->plain = join(marks->plain, spread(value.plain));
-    marks->loose = join(marks->loose, value.words);
-}
-
-bool says_operation(const xml_element *element)
-{
-    constexpr std::string_view name = ":operation";
-    std::string_view rest = element->attributes;
-    xml_attribute attribute;
-    while (xml_attribute_next(&rest, &attribute)) {
-        const size_t size = attribute.name.size();
-        if (size > name.size() && attribute.name.substr(size - name.size()) == name)
-            return true;
-    }
-    return false;
-}
-
-void begin_marks(const xml_element *element, content_marks *marks)
-{
-    const uint64_t name = mark_name(element->uri, element->local);
-    *marks = {name, name, name, false, says_operation(element)};
-}
-
-// The text between the tags of an element without children, behind whose end
-// tag the scan stands. No end tag holds a '<'.
-std::string_view text_of(const xml_scan *scan, const xml_element *element)
-{
-    if (element->is_empty)
-        return {};
-    const size_t end = scan->text.rfind('<', scan->at - 1);
-    return scan->text.substr(element->content, end - element->content);
-}
-
-// Goes as deep as the elements stand in one another, up to the limit.
-bool read_marks(xml_scan *scan, const xml_element *element, unsigned depth, content_marks *marks)
-{
-    begin_marks(element, marks);
-    uint64_t plain = 0;
-    uint64_t loose = 0;
-    xml_element child;
-    while (xml_scan_child(scan, element, &child)) {
-        content_marks inner;
-        if (depth == depth_limit || !read_marks(scan, &child, depth + 1, &inner))
-            return false;
-        marks->has_children = true;
-        marks->has_operation = marks->has_operation || inner.has_operation;
-        marks->exact = join(marks->exact, inner.exact);
-        plain += inner.plain;
-        loose += inner.loose;
-    }
-    if (scan->failed)
-        return false;
-    if (!marks->has_children) {
-        mark_value(element, text_of(scan, element), marks);
-        return true;
-    }
-    marks->plain = join(marks->plain, plain);
-    marks->loose = join(marks->loose, loose);
-    return true;
+    parent->has_children = true;
+    parent->has_operation = parent->has_operation || child->has_operation;
+    parent->exact = join(parent->exact, child->exact);
+    parent->plain += child->plain;
+    parent->loose += child->loose;
 }
 
 } // namespace
 
-bool content_marks_read(xml_scan *scan, const xml_element *element, content_marks *marks)
+int marks_start(marks_builder *builder, const xml_walk *walk)
 {
-    return read_marks(scan, element, 1, marks);
+    if (builder->depth == marks_depth_limit)
+        return -1;
+    const xml_element *element = &walk->open[walk->depth - 1];
+    const uint64_t name = mark_name(element->uri, element->local);
+    if (builder->depth > 0)
+        builder->frames[builder->depth - 1].marks.has_children = true;
+    builder->frames[builder->depth++] = {{name, 0, 0, false, element->has_operation}, name};
+    begin_value(&builder->value);
+    return 0;
+}
+
+void marks_text(marks_builder *builder, const xml_walk *walk, std::string_view text)
+{
+    marks_value *value = &builder->value;
+    if (builder->frames[builder->depth - 1].marks.has_children)
+        return;
+    for (const char byte : text) {
+        value->exact = mark_byte(value->exact, byte);
+        const bool is_blank = byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
+        if (value->plain != first_mark || !is_blank)
+            value->whole = mark_byte(value->whole, byte);
+        value->has_blanks = value->has_blanks || is_blank;
+        if (is_blank) {
+            end_word(value, walk);
+            continue;
+        }
+        value->plain = value->whole;
+        add_to_word(value, byte);
+    }
+}
+
+content_marks marks_end(marks_builder *builder, const xml_walk *walk)
+{
+    marks_frame *frame = &builder->frames[--builder->depth];
+    content_marks *marks = &frame->marks;
+    if (!marks->has_children) {
+        join_value(&builder->value, walk, frame);
+    } else {
+        marks->plain = join(frame->name, marks->plain);
+        marks->loose = join(frame->name, marks->loose);
+    }
+    if (builder->depth > 0)
+        add_child(&builder->frames[builder->depth - 1].marks, marks);
+    return *marks;
 }

@@ -1,5 +1,7 @@
 #include "device/gateway/copy_request.h"
 
+#include <memory>
+#include <new>
 #include <string.h>
 
 #include "device/gateway/xml_reader.h"
@@ -7,110 +9,186 @@
 namespace
 {
 
-// A copy-config has two children, or three.
-constexpr unsigned copy_child_limit = 16;
+constexpr unsigned drop_limit = 16;
 
-constexpr std::string_view nothing_but_blanks = " \t\r\n";
+constexpr std::string_view blanks = " \t\r\n";
+
+// The depths of a request's elements.
+enum copy_depth : unsigned {
+    copy_rpc = 1,
+    copy_config = 2,
+    copy_part = 3,      // the target and the source
+    copy_datastore = 4, // or the configuration
+};
 
 bool is_base(const xml_element *element, std::string_view local)
 {
     return xml_element_is(element, netconf_base_namespace, local);
 }
 
-bool is_bare(const xml_element *element)
+// The two outer elements, which all copies have in common.
+xml_step start_outer(const xml_walk *walk)
 {
-    return element->attributes.find_first_not_of(nothing_but_blanks) == std::string_view::npos;
+    const char *name = walk->depth == copy_rpc ? "rpc" : "copy-config";
+    return is_base(&walk->open[walk->depth - 1], name) ? xml_step_on : xml_step_fail;
 }
 
-// Moves to the copy-config of an rpc.
-bool find_copy(xml_scan *scan, xml_element *rpc, xml_element *copy)
+// What is dropped of a copy-config.
+struct copy_cleaning {
+    struct {
+        size_t from;
+        size_t to;
+    } dropped[drop_limit];
+    unsigned count;
+    xml_walk walk;
+};
+
+xml_step cleaning_start(void *, const xml_walk *walk)
 {
-    return xml_scan_root(scan, rpc) && is_base(rpc, "rpc") && xml_scan_child(scan, rpc, copy) &&
-           is_base(copy, "copy-config");
+    return walk->depth <= copy_config ? start_outer(walk) : xml_step_on;
 }
 
-// Reads an element that holds one child; *child is skipped too.
-bool read_only_child(xml_scan *scan, const xml_element *parent, xml_element *child,
-                     size_t *child_end)
+xml_step cleaning_end(void *context, const xml_walk *walk, size_t end)
 {
-    if (!xml_scan_child(scan, parent, child))
-        return false;
-    *child_end = xml_scan_skip(scan, child);
-    xml_element another;
-    return !xml_scan_child(scan, parent, &another) && !scan->failed;
+    auto *cleaning = static_cast<copy_cleaning *>(context);
+    const xml_element *element = &walk->open[walk->depth - 1];
+    if (walk->depth == copy_part && is_base(element, "error-option") &&
+        cleaning->count < drop_limit)
+        cleaning->dropped[cleaning->count++] = {element->from, end};
+    return walk->depth <= copy_config ? xml_step_end : xml_step_on;
 }
 
-bool read_target(xml_scan *scan, const xml_element *target)
+void drop_all(const copy_cleaning *cleaning, byte_buffer *request)
 {
-    xml_element datastore;
-    size_t end;
-    return read_only_child(scan, target, &datastore, &end) && is_base(&datastore, "running");
+    char *bytes = request->data.get();
+    size_t kept = cleaning->dropped[0].from;
+    for (unsigned at = 0; at < cleaning->count; at++) {
+        const bool is_last = at + 1 == cleaning->count;
+        const size_t next = is_last ? request->size : cleaning->dropped[at + 1].from;
+        memmove(bytes + kept, bytes + cleaning->dropped[at].to, next - cleaning->dropped[at].to);
+        kept += next - cleaning->dropped[at].to;
+    }
+    request->size = kept;
 }
 
-bool read_source(xml_scan *scan, running_copy *copy)
+// What is known of a copy to running on the way through it.
+struct copy_reader {
+    running_copy *copy;
+    configuration *config;
+    bool keeps_config; // what is in the configuration is wanted, too
+    bool has_target;
+    bool has_source;
+    bool has_datastore; // in the one of the two that is read
+    bool in_source;
+    bool is_done;
+};
+
+xml_step start_part(copy_reader *reader, const xml_element *element)
 {
-    if (!is_bare(&copy->source) ||
-        !read_only_child(scan, &copy->source, &copy->config, &copy->config_end))
-        return false;
-    copy->from_startup = is_base(&copy->config, "startup");
-    return copy->from_startup || is_base(&copy->config, "config");
+    reader->in_source = !is_base(element, "target");
+    reader->has_datastore = false;
+    bool *seen = reader->in_source ? &reader->has_source : &reader->has_target;
+    if (*seen)
+        return xml_step_fail;
+    *seen = true;
+    const bool is_bare = element->attributes.find_first_not_of(blanks) == std::string_view::npos;
+    const bool is_source = is_base(element, "source") && is_bare;
+    return !reader->in_source || is_source ? xml_step_on : xml_step_fail;
+}
+
+xml_step start_datastore(copy_reader *reader, const xml_element *element)
+{
+    if (reader->has_datastore)
+        return xml_step_fail;
+    reader->has_datastore = true;
+    if (!reader->in_source)
+        return is_base(element, "running") ? xml_step_on : xml_step_fail;
+    reader->copy->from_startup = is_base(element, "startup");
+    if (!reader->copy->from_startup && !is_base(element, "config"))
+        return xml_step_fail;
+    const bool is_kept = reader->keeps_config && !reader->copy->from_startup;
+    return is_kept ? configuration_start(reader->config) : xml_step_on;
+}
+
+// True in the element that is copied, and not only at it.
+bool is_in_config(const copy_reader *reader, const xml_walk *walk)
+{
+    return reader->keeps_config && reader->in_source && walk->depth > copy_datastore &&
+           !reader->copy->from_startup;
+}
+
+xml_step copy_start(void *context, const xml_walk *walk)
+{
+    auto *reader = static_cast<copy_reader *>(context);
+    const xml_element *element = &walk->open[walk->depth - 1];
+    if (walk->depth == copy_config)
+        reader->copy->copy = *element;
+    if (walk->depth <= copy_config)
+        return start_outer(walk);
+    if (walk->depth == copy_part)
+        return start_part(reader, element);
+    if (walk->depth == copy_datastore)
+        return start_datastore(reader, element);
+    return is_in_config(reader, walk) ? configuration_start(reader->config) : xml_step_on;
+}
+
+xml_step copy_text(void *context, const xml_walk *walk, std::string_view text)
+{
+    auto *reader = static_cast<copy_reader *>(context);
+    return is_in_config(reader, walk) ? configuration_text(reader->config, text) : xml_step_on;
+}
+
+xml_step copy_end(void *context, const xml_walk *walk, size_t end)
+{
+    auto *reader = static_cast<copy_reader *>(context);
+    if (is_in_config(reader, walk))
+        return configuration_end(reader->config, end);
+    if (walk->depth == copy_part)
+        return reader->has_datastore ? xml_step_on : xml_step_fail;
+    if (walk->depth > copy_config)
+        return xml_step_on;
+    reader->copy->copy_end = end;
+    reader->is_done = walk->depth == copy_config && reader->has_target && reader->has_source;
+    return reader->is_done ? xml_step_end : xml_step_fail;
+}
+
+bool read_copy(std::string_view request, running_copy *copy, configuration *config,
+               bool keeps_config)
+{
+    static const xml_events events = {copy_start, copy_text, copy_end};
+    copy_reader reader{};
+    *copy = {};
+    reader.copy = copy;
+    reader.config = config;
+    reader.keeps_config = keeps_config;
+    config->text = request;
+    return xml_walk_run(&config->walk, request, &events, &reader) == 0 && reader.is_done;
 }
 
 } // namespace
 
 void copy_request_clean(byte_buffer *request)
 {
-    char *bytes = request->data.get();
-    xml_scan scan{{bytes, request->size}, 0, false};
-    xml_element rpc;
-    xml_element copy;
-    if (!find_copy(&scan, &rpc, &copy))
+    static const xml_events events = {cleaning_start, nullptr, cleaning_end};
+    const std::unique_ptr<copy_cleaning> cleaning(new (std::nothrow) copy_cleaning{});
+    if (cleaning == nullptr)
         return;
-    struct {
-        size_t from;
-        size_t to;
-    } dropped[copy_child_limit];
-    unsigned count = 0;
-    unsigned children = 0;
-    xml_element child;
-    while (children++ < copy_child_limit && xml_scan_child(&scan, &copy, &child)) {
-        xml_scan_skip(&scan, &child);
-        if (is_base(&child, "error-option"))
-            dropped[count++] = {child.from, scan.at};
-    }
-    if (scan.failed || count == 0)
-        return;
-    size_t kept = dropped[0].from;
-    for (unsigned at = 0; at < count; at++) {
-        const size_t next = at + 1 < count ? dropped[at + 1].from : request->size;
-        memmove(bytes + kept, bytes + dropped[at].to, next - dropped[at].to);
-        kept += next - dropped[at].to;
-    }
-    request->size = kept;
+    const std::string_view text(request->data.get(), request->size);
+    if (xml_walk_run(&cleaning->walk, text, &events, cleaning.get()) == 0 && cleaning->count > 0)
+        drop_all(cleaning.get(), request);
 }
 
 bool running_copy_read(std::string_view request, running_copy *copy)
 {
-    *copy = {};
-    xml_scan scan{request, 0, false};
-    if (!find_copy(&scan, &copy->rpc, &copy->copy))
-        return false;
-    bool has_target = false;
-    bool has_source = false;
-    xml_element child;
-    while (xml_scan_child(&scan, &copy->copy, &child)) {
-        bool *seen = is_base(&child, "target") ? &has_target : &has_source;
-        if (*seen)
-            return false;
-        *seen = true;
-        if (seen == &has_source) {
-            copy->source = child;
-            if (!is_base(&child, "source") || !read_source(&scan, copy))
-                return false;
-        } else if (!read_target(&scan, &child)) {
-            return false;
-        }
-    }
-    copy->copy_end = scan.at;
-    return !scan.failed && has_target && has_source;
+    const std::unique_ptr<configuration> config(new (std::nothrow) configuration{});
+    return config != nullptr && read_copy(request, copy, config.get(), false);
+}
+
+const char *running_copy_read_all(std::string_view request, running_copy *copy,
+                                  configuration *config)
+{
+    if (!read_copy(request, copy, config, true))
+        return config->depth == 0 ? "the request cannot be followed" : configuration_unreadable;
+    configuration_sort(config);
+    return nullptr;
 }

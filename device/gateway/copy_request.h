@@ -13,26 +13,26 @@
 #include <string_view>
 
 #include "device/gateway/byte_buffer.h"
-#include "device/gateway/xml_scan.h"
+#include "device/gateway/configuration.h"
 
-// A copy-config to running and its parts. The elements point to one another: it
-// is filled where it stands and not copied.
+// The parts of a copy-config to running.
 struct running_copy {
     bool from_startup; // the source is the startup datastore; else config is
-    xml_element rpc;
-    xml_element copy;
-    xml_element source;
-    xml_element config;
-    size_t config_end; // where config's content ends
-    size_t copy_end;   // behind copy's end tag
+    xml_element copy;  // its namespace is known to be the base one, and not kept
+    size_t copy_end;   // after copy's end tag
 };
 
-// Drops every error-option from a copy-config; what cannot be read as one stays
-// as it is. No byte is moved twice.
+// Drops every error-option, up to 16 of them, from a copy-config; what cannot be read as one
+// stays as it is. No byte is moved twice.
 void copy_request_clean(byte_buffer *request);
 
 // True when the request is a copy-config to running from a configuration of its
 // own or from startup.
 bool running_copy_read(std::string_view request, running_copy *copy);
+
+// The same, and reads the configuration that is copied, if it is not startup. Null on success;
+// otherwise what is in the way, a static text.
+const char *running_copy_read_all(std::string_view request, running_copy *copy,
+                                  configuration *config);
 
 #endif

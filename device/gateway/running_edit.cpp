@@ -1,239 +1,201 @@
 #include "device/gateway/running_edit.h"
 
 #include <initializer_list>
+#include <memory>
+#include <new>
 
-#include "device/gateway/config_entries.h"
+#include "device/gateway/configuration.h"
 #include "device/gateway/copy_request.h"
 #include "device/gateway/xml_reader.h"
 
 namespace
 {
 
+// How long an edit may become: so many times the texts that it is made of, and never longer
+// than what can be told in one chunk. What a removal says of an entry of a few bytes, which
+// is its namespaces and the operation, takes less.
+constexpr size_t edit_growth = 64;
+constexpr size_t edit_beginning = 65536;
 constexpr size_t edit_size_limit = size_t{1} << 30;
 
-// No leaf that is longer is taken for a key.
-constexpr size_t key_limit = 4096;
-
-// The data element of a reply. Not copied, like running_copy.
-struct reply_data {
-    xml_element reply;
-    xml_element data;
-};
-
-// A configuration and what stands at its top.
-struct edit_side {
-    std::string_view text;
-    const xml_element *parent; // of the nodes at its top, in text
-    config_entries entries;
-};
-
-// All that an edit is made of. Not copied: its elements point to one another.
+// All that an edit is made of. Too large for the stack.
 struct edit_parts {
     running_copy copy;
-    reply_data startup_data;
-    reply_data running_data;
-    edit_side source;
-    edit_side running;
+    configuration source;
+    configuration running;
     bool again; // running is what came of an edit
 };
 
-// A child of an entry that is removed, and what stands around it.
-struct key_candidate {
-    xml_element element;
-    size_t end;
-    bool is_leaf;
+// The edit as it grows. After a fault nothing more is appended.
+struct edit_text {
+    byte_buffer *text;
+    size_t limit;
+    const char *fault;
 };
 
-bool append(byte_buffer *out, std::initializer_list<std::string_view> pieces)
+void append(edit_text *out, std::initializer_list<std::string_view> pieces)
 {
     for (const std::string_view piece : pieces) {
-        if (byte_buffer_append(out, piece.data(), piece.size(), edit_size_limit) != buffer_ok)
-            return false;
+        if (out->fault != nullptr)
+            return;
+        const buffer_result result =
+            byte_buffer_append(out->text, piece.data(), piece.size(), out->limit);
+        if (result != buffer_ok)
+            out->fault = result == buffer_full ? "the edit would be too long" : "out of memory";
     }
-    return true;
-}
-
-const char *read_reply(std::string_view text, reply_data *found, edit_side *side)
-{
-    xml_scan scan{text, 0, false};
-    const bool has_data = xml_scan_root(&scan, &found->reply) &&
-                          xml_element_is(&found->reply, netconf_base_namespace, "rpc-reply") &&
-                          xml_scan_child(&scan, &found->reply, &found->data) &&
-                          xml_element_is(&found->data, netconf_base_namespace, "data");
-    if (!has_data)
-        return "the server gives no data";
-    side->text = text;
-    side->parent = &found->data;
-    return config_entries_read(text, side->parent, &side->entries);
 }
 
 const char *read_source(const running_source *source, edit_parts *parts)
 {
-    if (!running_copy_read(source->request, &parts->copy))
-        return "the request cannot be followed";
+    const char *reason = running_copy_read_all(source->request, &parts->copy, &parts->source);
+    if (reason != nullptr)
+        return reason;
     if (parts->copy.from_startup)
-        return read_reply(source->startup_reply, &parts->startup_data, &parts->source);
-    parts->source.text = source->request;
-    parts->source.parent = &parts->copy.config;
-    const char *reason =
-        config_entries_read(source->request, parts->source.parent, &parts->source.entries);
-    const config_entries *entries = &parts->source.entries;
-    for (size_t at = 0; reason == nullptr && at < entries->count; at++) {
-        if (entries->list.get()[at].marks.has_operation)
-            reason = "the configuration holds operations of its own";
+        return configuration_read_reply(&parts->source, source->startup_reply);
+    const config_entry *entries = configuration_entries(&parts->source);
+    for (size_t at = 0; at < configuration_count(&parts->source); at++) {
+        if (entries[at].marks.has_operation)
+            return "the configuration holds operations of its own";
     }
-    return reason;
+    return nullptr;
 }
 
-const char *read_parts(const running_source *source, std::string_view running_reply,
-                       edit_parts *parts)
+// Null, with *reason what is in the way: nothing can be made of them.
+std::unique_ptr<edit_parts> read_parts(const running_source *source, std::string_view running_reply,
+                                       const char **reason)
 {
-    const char *reason = read_source(source, parts);
-    return reason != nullptr ? reason
-                             : read_reply(running_reply, &parts->running_data, &parts->running);
+    std::unique_ptr<edit_parts> parts(new (std::nothrow) edit_parts{});
+    *reason = parts == nullptr ? "out of memory" : read_source(source, parts.get());
+    if (*reason == nullptr)
+        *reason = configuration_read_reply(&parts->running, running_reply);
+    return *reason == nullptr ? std::move(parts) : nullptr;
 }
 
-bool is_declaration(std::string_view name)
+// The name of an entry's element as written.
+std::string_view written_name(const configuration *config, const config_entry *entry)
 {
-    return name == "xmlns" || name.substr(0, 6) == "xmlns:";
+    const char *from = config->text.data() + entry->from + 1;
+    return {from, static_cast<size_t>(entry->local.data() + entry->local.size() - from)};
 }
 
-bool has_attribute(std::string_view attributes, std::string_view name)
+bool is_empty_tag(const configuration *config, const config_entry *entry)
+{
+    return config->text[entry->content - 2] == '/';
+}
+
+std::string_view attributes_of(const configuration *config, const config_entry *entry)
+{
+    const size_t from = entry->from + 1 + written_name(config, entry).size();
+    const size_t end = entry->content - (is_empty_tag(config, entry) ? 2 : 1);
+    return config->text.substr(from, end - from);
+}
+
+// What the attributes say of a name; false: nothing.
+bool find_attribute(std::string_view attributes, std::string_view name, std::string_view *value)
 {
     xml_attribute attribute;
     while (xml_attribute_next(&attributes, &attribute)) {
-        if (attribute.name == name)
-            return true;
+        if (attribute.name != name)
+            continue;
+        *value = attribute.value;
+        return true;
     }
     return false;
 }
 
-// True when an element from inner out to outer, which is not asked, has it.
-bool is_hidden(const xml_element *inner, const xml_element *outer, std::string_view name)
+// What an entry declares or inherits under a name.
+bool find_declaration(const configuration *config, std::string_view own, std::string_view name,
+                      std::string_view *value)
 {
-    for (const xml_element *at = inner; at != outer; at = at->parent) {
-        if (has_attribute(at->attributes, name))
-            return true;
+    if (find_attribute(own, name, value))
+        return true;
+    for (size_t at = 0; at < config->inherited_count; at++) {
+        if (config->inherited[at].name != name)
+            continue;
+        *value = config->inherited[at].value;
+        return true;
     }
     return false;
 }
 
-// Appends the namespaces that an element declares or inherits, so that its name
-// and all in it mean the same anywhere.
-bool append_declarations(byte_buffer *out, const xml_element *element)
+void append_declaration(edit_text *out, const xml_attribute *attribute)
 {
-    for (const xml_element *from = element; from != nullptr; from = from->parent) {
-        std::string_view rest = from->attributes;
-        xml_attribute attribute;
-        while (xml_attribute_next(&rest, &attribute)) {
-            if (!is_declaration(attribute.name) || is_hidden(element, from, attribute.name))
-                continue;
-            const std::string_view quote(&attribute.quote, 1);
-            if (!append(out, {" ", attribute.name, "=", quote, attribute.value, quote}))
-                return false;
-        }
-    }
-    std::string_view uri;
-    return xml_namespace_find(element, "", &uri) || append(out, {" xmlns=\"\""});
+    const std::string_view quote(&attribute->quote, 1);
+    append(out, {" ", attribute->name, "=", quote, attribute->value, quote});
 }
 
-// Appends the attribute that says what to do with an element, with a prefix that
-// means nothing else there.
-const char *append_operation(byte_buffer *out, const xml_element *element,
-                             std::string_view operation)
+// Appends the namespaces that an element with these attributes declares or inherits, so that
+// its name and all in it mean the same anywhere.
+void append_declarations(edit_text *out, const configuration *config, std::string_view own)
 {
-    for (const std::string_view prefix : {"nc:", "netconf:", "edit:", "op:"}) {
+    std::string_view rest = own;
+    xml_attribute attribute;
+    while (xml_attribute_next(&rest, &attribute)) {
+        if (is_declaration(attribute.name))
+            append_declaration(out, &attribute);
+    }
+    std::string_view value;
+    for (size_t at = 0; at < config->inherited_count; at++) {
+        if (!find_attribute(own, config->inherited[at].name, &value))
+            append_declaration(out, &config->inherited[at]);
+    }
+    if (!find_declaration(config, own, "xmlns", &value))
+        append(out, {" xmlns=\"\""});
+}
+
+// Appends the attribute that says what to do with an entry, with a prefix that means
+// nothing else there.
+void append_operation(edit_text *out, const configuration *config, std::string_view own,
+                      std::string_view operation)
+{
+    for (const std::string_view declaration :
+         {"xmlns:nc", "xmlns:netconf", "xmlns:edit", "xmlns:op"}) {
         std::string_view uri;
-        const bool is_declared = xml_namespace_find(element, prefix, &uri);
+        const bool is_declared = find_declaration(config, own, declaration, &uri);
         if (is_declared && uri != netconf_base_namespace)
             continue;
-        const std::string_view name = prefix.substr(0, prefix.size() - 1);
-        const bool is_done =
-            (is_declared || append(out, {" xmlns:", name, "=\"", netconf_base_namespace, "\""})) &&
-            append(out, {" ", prefix, "operation=\"", operation, "\""});
-        return is_done ? nullptr : "out of memory";
+        if (!is_declared)
+            append(out, {" ", declaration, "=\"", netconf_base_namespace, "\""});
+        const std::string_view prefix = declaration.substr(declaration.find(':') + 1);
+        append(out, {" ", prefix, ":operation=\"", operation, "\""});
+        return;
     }
-    return "no prefix is left for the edit's operations";
+    out->fault = "no prefix is left for the edit's operations";
 }
 
-bool same_name(const xml_element *one, const xml_element *other)
+void append_keys(edit_text *out, const configuration *running, const config_entry *entry)
 {
-    return one->local == other->local && one->uri == other->uri;
-}
-
-// Moves over the next child.
-bool read_candidate(xml_scan *scan, const xml_element *entry, key_candidate *candidate)
-{
-    xml_element *element = &candidate->element;
-    if (!xml_scan_child(scan, entry, element))
-        return false;
-    xml_scan inner = *scan;
-    xml_element grandchild;
-    candidate->is_leaf = !xml_scan_child(&inner, element, &grandchild);
-    xml_scan_skip(scan, element);
-    candidate->end = scan->at;
-    return !scan->failed;
-}
-
-// Appends the children that may be keys: leafs of the entry's own module that
-// stand there once (equal ones are next to each other: a leaf-list).
-bool append_keys(byte_buffer *out, std::string_view text, xml_scan scan, const xml_element *entry)
-{
-    key_candidate children[2];
-    bool repeats = false;
-    unsigned at = 0;
-    bool more = read_candidate(&scan, entry, &children[at]);
-    while (more) {
-        const key_candidate *child = &children[at];
-        key_candidate *next = &children[1 - at];
-        more = read_candidate(&scan, entry, next);
-        const bool has_twin = more && same_name(&child->element, &next->element);
-        const size_t from = child->element.from;
-        const bool is_key = child->is_leaf && !repeats && !has_twin &&
-                            child->element.uri == entry->uri && child->end - from <= key_limit;
-        if (is_key && !append(out, {text.substr(from, child->end - from)}))
-            return false;
-        repeats = has_twin;
-        at = 1 - at;
-    }
-    return true;
+    const config_span *keys = configuration_keys(running, entry);
+    for (size_t at = 0; at < entry->key_count; at++)
+        append(out, {running->text.substr(keys[at].from, keys[at].end - keys[at].from)});
 }
 
 // Appends what removes an entry of running.
-const char *append_removal(byte_buffer *out, const edit_side *running, const config_entry *entry)
+void append_removal(edit_text *out, const configuration *running, const config_entry *entry)
 {
-    xml_scan scan{running->text, entry->from, false};
-    xml_element element;
-    xml_scan_child(&scan, running->parent, &element);
-    if (!append(out, {"<", element.prefix, element.local}) || !append_declarations(out, &element))
-        return "out of memory";
-    const char *reason = append_operation(out, &element, "remove");
-    if (reason != nullptr)
-        return reason;
+    const std::string_view name = written_name(running, entry);
+    const std::string_view own = attributes_of(running, entry);
+    append(out, {"<", name});
+    append_declarations(out, running, own);
+    append_operation(out, running, own, "remove");
+    append(out, {">"});
     const std::string_view content =
-        running->text.substr(element.content, entry->end - element.content);
-    const bool has_text = !element.is_empty && !entry->marks.has_children;
-    const bool is_done = append(out, {">"}) &&
-                         (has_text ? append(out, {content.substr(0, content.rfind('<'))})
-                                   : append_keys(out, running->text, scan, &element)) &&
-                         append(out, {"</", element.prefix, element.local, ">"});
-    return is_done ? nullptr : "out of memory";
+        running->text.substr(entry->content, entry->end - entry->content);
+    if (is_empty_tag(running, entry) || entry->marks.has_children)
+        append_keys(out, running, entry);
+    else
+        append(out, {content.substr(0, content.rfind('<'))});
+    append(out, {"</", name, ">"});
 }
 
 // Appends what puts an entry of the source in its place.
-const char *append_replacement(byte_buffer *out, const edit_side *source, const config_entry *entry)
+void append_replacement(edit_text *out, const configuration *source, const config_entry *entry)
 {
-    xml_scan scan{source->text, entry->from, false};
-    xml_element element;
-    xml_scan_child(&scan, source->parent, &element);
-    const size_t name_end = entry->from + 1 + element.prefix.size() + element.local.size();
-    if (!append(out, {source->text.substr(entry->from, name_end - entry->from)}))
-        return "out of memory";
-    const char *reason = append_operation(out, &element, "replace");
-    if (reason != nullptr)
-        return reason;
-    return append(out, {source->text.substr(name_end, entry->end - name_end)}) ? nullptr
-                                                                               : "out of memory";
+    const std::string_view name = written_name(source, entry);
+    const size_t name_end = entry->from + 1 + name.size();
+    append(out, {"<", name});
+    append_operation(out, source, attributes_of(source, entry), "replace");
+    append(out, {source->text.substr(name_end, entry->end - name_end)});
 }
 
 // True when the entries of one name are not the same ones.
@@ -272,81 +234,77 @@ bool is_kept(const entry_group *group, size_t at, size_t kept)
 }
 
 // Appends the removals of one name.
-const char *append_removals(byte_buffer *out, const edit_parts *parts, const entry_group *group)
+void append_removals(edit_text *out, const edit_parts *parts, const entry_group *group)
 {
+    if (is_stuck(parts, group))
+        append_removal(out, &parts->running, group->running);
     if (is_pair(group))
-        return is_stuck(parts, group) ? append_removal(out, &parts->running, group->running)
-                                      : nullptr;
+        return;
     size_t kept = 0;
-    const char *reason = nullptr;
-    for (size_t at = 0; reason == nullptr && at < group->running_count; at++) {
+    for (size_t at = 0; at < group->running_count && out->fault == nullptr; at++) {
         if (is_kept(group, at, kept))
             kept++;
         else
-            reason = append_removal(out, &parts->running, group->running + at);
+            append_removal(out, &parts->running, group->running + at);
     }
-    return reason;
 }
 
 // Appends the replacements of one name.
-const char *append_replacements(byte_buffer *out, const edit_parts *parts, const entry_group *group)
+void append_replacements(edit_text *out, const edit_parts *parts, const entry_group *group)
 {
     if (is_stuck(parts, group))
-        return nullptr;
+        return;
     size_t kept = 0;
     const bool may_stay = !is_pair(group) || !group->source->marks.has_children;
     for (size_t at = 0; may_stay && at < group->running_count; at++)
         kept += is_kept(group, at, kept) ? 1 : 0;
-    const char *reason = nullptr;
-    for (size_t at = kept; reason == nullptr && at < group->source_count; at++)
-        reason = append_replacement(out, &parts->source, group->source + at);
-    return reason;
+    for (size_t at = kept; at < group->source_count && out->fault == nullptr; at++)
+        append_replacement(out, &parts->source, group->source + at);
 }
 
 // Appends what one of the two appends for each name.
-const char *append_all(byte_buffer *out, const edit_parts *parts,
-                       const char *(*append_group)(byte_buffer *, const edit_parts *,
-                                                   const entry_group *))
+void append_all(edit_text *out, const edit_parts *parts,
+                void (*append_group)(edit_text *, const edit_parts *, const entry_group *))
 {
     group_walk walk{};
     entry_group group;
-    const char *reason = nullptr;
-    while (reason == nullptr &&
-           group_walk_next(&parts->running.entries, &parts->source.entries, &walk, &group))
-        reason = append_group(out, parts, &group);
-    return reason;
+    while (out->fault == nullptr && group_walk_next(&parts->running, &parts->source, &walk, &group))
+        append_group(out, parts, &group);
 }
 
 // Appends the config element. Its name gets the prefix of the element whose
 // content it takes over, so that it means the same among the same namespaces.
-const char *append_config(byte_buffer *out, const edit_parts *parts)
+void append_config(edit_text *out, const edit_parts *parts)
 {
-    const xml_element *parent = parts->source.parent;
-    const bool is_begun = append(out, {"<", parent->prefix, "config"}) &&
-                          (parts->copy.from_startup ? append_declarations(out, parent)
-                                                    : append(out, {parent->attributes})) &&
-                          append(out, {">"});
-    const char *reason = is_begun ? append_all(out, parts, append_removals) : "out of memory";
-    if (reason == nullptr)
-        reason = append_all(out, parts, append_replacements);
-    if (reason != nullptr)
-        return reason;
-    return append(out, {"</", parent->prefix, "config>"}) ? nullptr : "out of memory";
+    const xml_element *parent = &parts->source.parent;
+    append(out, {"<", parent->prefix, "config"});
+    if (parts->copy.from_startup)
+        append_declarations(out, &parts->source, {});
+    else
+        append(out, {parent->attributes});
+    append(out, {">"});
+    append_all(out, parts, append_removals);
+    append_all(out, parts, append_replacements);
+    append(out, {"</", parent->prefix, "config>"});
 }
 
-const char *append_edit(byte_buffer *out, std::string_view request, const edit_parts *parts)
+void append_edit(edit_text *out, std::string_view request, const edit_parts *parts)
 {
-    const xml_element *element = &parts->copy.copy;
-    const std::string_view prefix = element->prefix;
-    const bool is_begun = append(
-        out, {request.substr(0, element->from), "<", prefix, "edit-config", element->attributes,
-              "><", prefix, "target><", prefix, "running/></", prefix, "target><", prefix,
-              "error-option>rollback-on-error</", prefix, "error-option>"});
-    const char *reason = is_begun ? append_config(out, parts) : "out of memory";
-    if (reason != nullptr)
-        return reason;
-    const std::string_view rest = request.substr(parts->copy.copy_end);
-    return append(out, {"</", prefix, "edit-config>", rest}) ? nullptr : "out of memory";
+    const xml_element *copy = &parts->copy.copy;
+    const std::string_view prefix = copy->prefix;
+    append(out, {request.substr(0, copy->from), "<", prefix, "edit-config", copy->attributes, "><",
+                 prefix, "target><", prefix, "running/></", prefix, "target><", prefix,
+                 "error-option>rollback-on-error</", prefix, "error-option>"});
+    append_config(out, parts);
+    append(out, {"</", prefix, "edit-config>", request.substr(parts->copy.copy_end)});
+}
+
+size_t edit_limit(const running_source *source, std::string_view running_reply)
+{
+    const size_t size =
+        source->request.size() + source->startup_reply.size() + running_reply.size();
+    const size_t most = (edit_size_limit - edit_beginning) / edit_growth;
+    return edit_beginning + edit_growth * (size < most ? size : most);
 }
 
 } // namespace
@@ -354,22 +312,26 @@ const char *append_edit(byte_buffer *out, std::string_view request, const edit_p
 const char *running_edit_write(const running_source *source, std::string_view running_reply,
                                bool again, byte_buffer *edit)
 {
-    edit_parts parts{};
-    parts.again = again;
-    const char *reason = read_parts(source, running_reply, &parts);
-    return reason != nullptr ? reason : append_edit(edit, source->request, &parts);
+    const char *reason;
+    const std::unique_ptr<edit_parts> parts = read_parts(source, running_reply, &reason);
+    if (parts == nullptr)
+        return reason;
+    parts->again = again;
+    edit_text out{edit, edit_limit(source, running_reply), nullptr};
+    append_edit(&out, source->request, parts.get());
+    return out.fault;
 }
 
 const char *running_edit_check(const running_source *source, std::string_view running_reply,
                                std::string_view *name)
 {
-    edit_parts parts{};
-    const char *reason = read_parts(source, running_reply, &parts);
     *name = {};
+    const char *reason;
+    const std::unique_ptr<edit_parts> parts = read_parts(source, running_reply, &reason);
     group_walk walk{};
     entry_group group;
-    while (reason == nullptr && name->empty() &&
-           group_walk_next(&parts.running.entries, &parts.source.entries, &walk, &group)) {
+    while (parts != nullptr && name->empty() &&
+           group_walk_next(&parts->running, &parts->source, &walk, &group)) {
         if (differs(&group))
             *name = group.running_count > 0 ? group.running->local : group.source->local;
     }

@@ -311,3 +311,40 @@ TEST(gateway_running_edit, a_long_request_is_gone_through_a_few_times)
     EXPECT_TRUE(edited("<a>" + leaves + "</a>", "<a>" + leaves + "</a>") ==
                 edited_to(replaced("a", leaves)));
 }
+
+TEST(gateway_running_edit, namespaces_beyond_a_limit)
+{
+    std::string spaces;
+    for (int number = 0; number < 250; number++)
+        spaces += " xmlns:n" + std::to_string(number) + "='u'";
+    const std::string few = "<a xmlns='urn:1'" + spaces + "/>";
+    const std::string many = "<a xmlns='urn:1'" + spaces +
+                             " xmlns:a='u' xmlns:b='u' xmlns:c='u' xmlns:d='u' xmlns:e='u'/>";
+    const std::string unreadable = "!the configuration cannot be followed";
+    EXPECT_NE(edit(from_config(few), data(few)), unreadable);
+    EXPECT_EQ(edit(from_config(many), data("")), unreadable);
+    EXPECT_EQ(edit(from_config(""), data(many)), unreadable);
+    EXPECT_EQ(difference(many, ""), unreadable);
+}
+
+TEST(gateway_running_edit, an_edit_grows_with_what_it_is_made_of)
+{
+    std::string spaces;
+    for (int number = 0; number < 100; number++)
+        spaces += " xmlns:n" + std::to_string(number) + "='" + std::string(16, 'u') + "'";
+    std::string entries;
+    for (int number = 0; number < 1000; number++)
+        entries += "<v/>";
+    EXPECT_EQ(edit(from_config(""), "<rpc-reply xmlns='" + base + "'><data" + spaces + ">" +
+                                        entries + "</data></rpc-reply>"),
+              "!the edit would be too long")
+        << "each removal would hold all namespaces";
+}
+
+TEST(gateway_running_edit, more_nodes_at_the_top_than_a_device_has)
+{
+    std::string entries;
+    for (int number = 0; number <= 1 << 20; number++)
+        entries += "<v/>";
+    EXPECT_EQ(difference(entries, ""), "!the configuration cannot be followed");
+}

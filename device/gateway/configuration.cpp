@@ -1,0 +1,237 @@
+#include "device/gateway/configuration.h"
+
+#include <stdlib.h>
+
+#include "device/gateway/xml_reader.h"
+
+namespace
+{
+
+// No leaf that is longer is taken for a key.
+constexpr size_t key_limit = 4096;
+
+constexpr size_t key_memory = size_t{1} << 30;
+
+// The depths of a reply's elements.
+enum reply_depth : unsigned { reply_root = 1, reply_data = 2 };
+
+// Appends one record to an array of them.
+template <class T>
+int append_record(byte_buffer *array, const T *record, size_t limit)
+{
+    const auto *bytes = reinterpret_cast<const char *>(record);
+    return byte_buffer_append(array, bytes, sizeof *record, limit) == buffer_ok ? 0 : -1;
+}
+
+int compare_names(const config_entry *one, const config_entry *other)
+{
+    const int order = one->local.compare(other->local);
+    return order != 0 ? order : one->uri.compare(other->uri);
+}
+
+int compare_entries(const void *left, const void *right)
+{
+    const auto *one = static_cast<const config_entry *>(left);
+    const auto *other = static_cast<const config_entry *>(right);
+    const int order = compare_names(one, other);
+    return order != 0 ? order : one->from < other->from ? -1 : one->from > other->from ? 1 : 0;
+}
+
+const xml_element *current_element(const configuration *config)
+{
+    return &config->walk.open[config->walk.depth - 1];
+}
+
+bool is_inherited(const configuration *config, std::string_view name)
+{
+    for (size_t at = 0; at < config->inherited_count; at++) {
+        if (config->inherited[at].name == name)
+            return true;
+    }
+    return false;
+}
+
+// No more are declared than the walk lets through.
+void inherit(configuration *config)
+{
+    for (unsigned depth = config->depth; depth > 0; depth--) {
+        std::string_view rest = config->walk.open[depth - 1].attributes;
+        xml_attribute attribute;
+        while (xml_attribute_next(&rest, &attribute)) {
+            if (is_declaration(attribute.name) && !is_inherited(config, attribute.name) &&
+                config->inherited_count < xml_space_limit)
+                config->inherited[config->inherited_count++] = attribute;
+        }
+    }
+}
+
+size_t key_count(const configuration *config)
+{
+    return config->keys.size / sizeof(config_span);
+}
+
+void begin_entry(configuration *config)
+{
+    const xml_element *element = current_element(config);
+    config->current = {
+        element->uri, element->local, element->from, element->content, 0, key_count(config), 0, {}};
+    config->last_local = {};
+    config->last_is_key = false;
+}
+
+int end_entry(configuration *config, size_t end, const content_marks *marks)
+{
+    config_entry *entry = &config->current;
+    entry->end = end;
+    entry->key_count = key_count(config) - entry->key_from;
+    entry->marks = *marks;
+    return append_record(&config->entries, entry, config_entry_limit * sizeof *entry);
+}
+
+// Takes the end of a child of an entry.
+int end_child(configuration *config, size_t end, const content_marks *marks)
+{
+    const xml_element *child = current_element(config);
+    const bool is_twin = child->local == config->last_local && child->uri == config->last_uri;
+    if (is_twin && config->last_is_key)
+        config->keys.size -= sizeof(config_span);
+    config->last_local = child->local;
+    config->last_uri = child->uri;
+    config->last_is_key = !is_twin && !marks->has_children && child->uri == config->current.uri &&
+                          end - child->from <= key_limit;
+    const config_span key = {child->from, end};
+    return config->last_is_key ? append_record(&config->keys, &key, key_memory) : 0;
+}
+
+// How many entries from at on have the name of that one.
+size_t group_size(const configuration *config, size_t at)
+{
+    const config_entry *first = configuration_entries(config) + at;
+    const size_t most = configuration_count(config) - at;
+    size_t size = 1;
+    while (size < most && compare_names(first, first + size) == 0)
+        size++;
+    return size;
+}
+
+xml_step reply_start(void *context, const xml_walk *walk)
+{
+    auto *config = static_cast<configuration *>(context);
+    const xml_element *element = &walk->open[walk->depth - 1];
+    const char *name = walk->depth == reply_root ? "rpc-reply" : "data";
+    const bool is_outer = walk->depth <= reply_data;
+    if (is_outer && !xml_element_is(element, netconf_base_namespace, name))
+        return xml_step_fail;
+    return walk->depth == reply_root ? xml_step_on : configuration_start(config);
+}
+
+xml_step reply_text(void *context, const xml_walk *, std::string_view text)
+{
+    return configuration_text(static_cast<configuration *>(context), text);
+}
+
+// All is known at the end of the data.
+xml_step reply_end(void *context, const xml_walk *walk, size_t end)
+{
+    if (walk->depth <= reply_data)
+        return xml_step_end;
+    return configuration_end(static_cast<configuration *>(context), end);
+}
+
+} // namespace
+
+xml_step configuration_start(configuration *config)
+{
+    const unsigned depth = config->walk.depth;
+    if (config->depth == 0) {
+        config->depth = depth;
+        config->parent = *current_element(config);
+        inherit(config);
+        return xml_step_on;
+    }
+    if (depth == config->depth + 1)
+        begin_entry(config);
+    return marks_start(&config->marks, &config->walk) == 0 ? xml_step_on : xml_step_fail;
+}
+
+xml_step configuration_text(configuration *config, std::string_view text)
+{
+    if (config->depth != 0 && config->walk.depth > config->depth)
+        marks_text(&config->marks, &config->walk, text);
+    return xml_step_on;
+}
+
+xml_step configuration_end(configuration *config, size_t end)
+{
+    const unsigned depth = config->walk.depth;
+    if (config->depth == 0 || depth <= config->depth)
+        return xml_step_on;
+    const content_marks marks = marks_end(&config->marks, &config->walk);
+    int result = 0;
+    if (depth == config->depth + 1)
+        result = end_entry(config, end, &marks);
+    else if (depth == config->depth + 2)
+        result = end_child(config, end, &marks);
+    return result == 0 ? xml_step_on : xml_step_fail;
+}
+
+void configuration_sort(configuration *config)
+{
+    const size_t count = configuration_count(config);
+    if (count > 0)
+        qsort(config->entries.data.get(), count, sizeof(config_entry), compare_entries);
+}
+
+const char *configuration_read_reply(configuration *config, std::string_view text)
+{
+    static const xml_events events = {reply_start, reply_text, reply_end};
+    config->text = text;
+    const int result = xml_walk_run(&config->walk, text, &events, config);
+    if (config->depth == 0)
+        return "the server gives no data";
+    if (result != 0)
+        return configuration_unreadable;
+    configuration_sort(config);
+    return nullptr;
+}
+
+const config_entry *configuration_entries(const configuration *config)
+{
+    return reinterpret_cast<const config_entry *>(config->entries.data.get());
+}
+
+size_t configuration_count(const configuration *config)
+{
+    return config->entries.size / sizeof(config_entry);
+}
+
+const config_span *configuration_keys(const configuration *config, const config_entry *entry)
+{
+    return reinterpret_cast<const config_span *>(config->keys.data.get()) + entry->key_from;
+}
+
+bool is_declaration(std::string_view attribute_name)
+{
+    return attribute_name == "xmlns" || attribute_name.substr(0, 6) == "xmlns:";
+}
+
+bool group_walk_next(const configuration *running, const configuration *source, group_walk *walk,
+                     entry_group *group)
+{
+    const bool has_running = walk->running_at < configuration_count(running);
+    const bool has_source = walk->source_at < configuration_count(source);
+    if (!has_running && !has_source)
+        return false;
+    *group = {configuration_entries(running) + walk->running_at, 0,
+              configuration_entries(source) + walk->source_at, 0};
+    int order = has_running ? -1 : 1;
+    if (has_running && has_source)
+        order = compare_names(group->running, group->source);
+    if (order <= 0)
+        group->running_count = group_size(running, walk->running_at);
+    if (order >= 0)
+        group->source_count = group_size(source, walk->source_at);
+    walk->running_at += group->running_count;
+    walk->source_at += group->source_count;
+    return true;
+}

@@ -1,0 +1,97 @@
+// The nodes at the top of a configuration, sorted by name: what one name stands
+// for (a container, a leaf, the entries of a list, the values of a leaf-list) is
+// a group of entries, in the order of the text.
+#ifndef VANDEL_GATEWAY_CONFIGURATION_H
+#define VANDEL_GATEWAY_CONFIGURATION_H
+
+#include <stddef.h>
+#include <string_view>
+
+#include "device/gateway/byte_buffer.h"
+#include "device/gateway/content_marks.h"
+#include "device/gateway/xml_walk.h"
+
+// No configuration of a device has so many nodes at its top.
+constexpr size_t config_entry_limit = size_t{1} << 20;
+
+// What is in the way of one that is not well-formed, or beyond a limit.
+constexpr char configuration_unreadable[] = "the configuration cannot be followed";
+
+struct config_entry {
+    std::string_view uri; // lives as long as the configuration's walk
+    std::string_view local;
+    size_t from;     // where its start tag begins ...
+    size_t content;  // ... and ends
+    size_t end;      // after its end tag
+    size_t key_from; // its children that may be keys, among those of all entries
+    size_t key_count;
+    content_marks marks;
+};
+
+// A part of the text.
+struct config_span {
+    size_t from;
+    size_t end;
+};
+
+// Value-initialise. Far too large for the stack.
+struct configuration {
+    std::string_view text;
+    xml_element parent; // of the nodes at its top
+    unsigned depth;     // of the parent
+    // The namespaces that are declared where the parent's content stands, innermost
+    // first, as written.
+    xml_attribute inherited[xml_space_limit];
+    size_t inherited_count;
+    byte_buffer entries;       // of config_entry
+    byte_buffer keys;          // of config_span
+    std::string_view last_uri; // the child of an entry that has just ended
+    std::string_view last_local;
+    bool last_is_key;
+    config_entry current;
+    marks_builder marks;
+    xml_walk walk;
+};
+
+// The entries of one name on either side; a side may have none.
+struct entry_group {
+    const config_entry *running;
+    size_t running_count;
+    const config_entry *source;
+    size_t source_count;
+};
+
+// Where a walk through the groups of two sides stands; begins with zero.
+struct group_walk {
+    size_t running_at;
+    size_t source_at;
+};
+
+// For the events of config->walk: the current element has started, has text, or ends. It
+// is the parent of the nodes at the top, when none is there yet, or in it.
+xml_step configuration_start(configuration *config);
+xml_step configuration_text(configuration *config, std::string_view text);
+xml_step configuration_end(configuration *config, size_t end);
+
+// Sorts the entries, after the walk.
+void configuration_sort(configuration *config);
+
+// Reads the data of a reply. Null on success; otherwise what is in the way, a
+// static text.
+const char *configuration_read_reply(configuration *config, std::string_view text);
+
+const config_entry *configuration_entries(const configuration *config);
+size_t configuration_count(const configuration *config);
+
+// The children of an entry that may be keys, key_count of them: leafs of its own module
+// that stand there once (equal ones are next to each other: a leaf-list).
+const config_span *configuration_keys(const configuration *config, const config_entry *entry);
+
+// True when an attribute declares a namespace.
+bool is_declaration(std::string_view attribute_name);
+
+// Gives the next group, by name. False: there are no more.
+bool group_walk_next(const configuration *running, const configuration *source, group_walk *walk,
+                     entry_group *group);
+
+#endif

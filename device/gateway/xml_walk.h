@@ -1,0 +1,95 @@
+// Walks through the elements of a complete XML text and tells where in it they stand.
+//
+// For messages that are cut apart at their tags and put together anew. libxml2 reads
+// the text, in pieces, and no tree is built. What an element may cost does not grow with what
+// stands around it: a start tag may hold 4096 bytes of attributes, elements may stand in one
+// another 264 deep, and at most 256 namespaces may be declared where an element stands. Beyond
+// that, at a document type, at a prefix without a namespace and at what is not
+// well-formed, the walk fails.
+#ifndef VANDEL_GATEWAY_XML_WALK_H
+#define VANDEL_GATEWAY_XML_WALK_H
+
+#include <libxml/parser.h>
+#include <memory>
+#include <stddef.h>
+#include <string_view>
+
+constexpr unsigned xml_depth_limit = 264;
+constexpr unsigned xml_space_limit = 256;
+
+// All but the namespace are parts of the text.
+struct xml_element {
+    std::string_view prefix;     // as written, with its colon
+    std::string_view local;      // the name after the prefix
+    std::string_view uri;        // its namespace, empty: none; lives as long as the walk
+    std::string_view attributes; // as written, with the blanks around them
+    size_t from;                 // where its start tag begins ...
+    size_t content;              // ... and ends
+    bool has_operation;          // an attribute says what an edit shall do with it
+};
+
+// A namespace that is declared. Both live as long as the walk.
+struct xml_space {
+    std::string_view prefix; // empty: the default namespace
+    std::string_view uri;
+    unsigned depth; // of the element that declares it
+};
+
+enum xml_step {
+    xml_step_on,
+    xml_step_end,  // all is known: the rest is not read
+    xml_step_fail, // the text is none that can be used
+};
+
+struct xml_walk;
+
+// What is called on the way; each tells how to go on. The current element is
+// open[depth - 1].
+struct xml_events {
+    xml_step (*start)(void *context, const xml_walk *walk);
+    xml_step (*text)(void *context, const xml_walk *walk, std::string_view text); // or null
+    xml_step (*end)(void *context, const xml_walk *walk, size_t end); // end: after its end tag
+};
+
+struct xml_parser_deleter {
+    void operator()(xmlParserCtxt *parser) const
+    {
+        xmlFreeParserCtxt(parser);
+    }
+};
+using xml_parser = std::unique_ptr<xmlParserCtxt, xml_parser_deleter>;
+
+// Value-initialise. Some 40 KB: no record for the stack.
+struct xml_walk {
+    std::string_view text;
+    const xml_events *events;
+    void *context; // of the events
+    xml_step step;
+    xml_parser parser;
+    unsigned depth; // elements that are open
+    unsigned space_count;
+    xml_element open[xml_depth_limit];
+    xml_space spaces[xml_space_limit];
+};
+
+// Walks until the end of the text or until an event says so. 0, or -1: it failed, or
+// an event did, or there is no memory.
+int xml_walk_run(xml_walk *walk, std::string_view text, const xml_events *events, void *context);
+
+// The namespace that a prefix (empty: the default one) stands for in the current
+// element. Null: the prefix is not declared.
+const xml_space *xml_walk_space(const xml_walk *walk, std::string_view prefix);
+
+bool xml_element_is(const xml_element *element, std::string_view uri, std::string_view local);
+
+// One attribute, its value as written.
+struct xml_attribute {
+    std::string_view name;
+    std::string_view value;
+    char quote;
+};
+
+// Cuts the first attribute off *rest, the attributes of an element. False: there is none.
+bool xml_attribute_next(std::string_view *rest, xml_attribute *attribute);
+
+#endif

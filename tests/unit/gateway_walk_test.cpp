@@ -1,0 +1,209 @@
+// The walk through a text's elements, where they stand, and where it ends early.
+#include "device/gateway/xml_walk.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+
+namespace
+{
+
+// Writes what the walk meets: "uri|local" of each element, its children in brackets,
+// and its texts in quotes.
+struct outline {
+    std::string text;
+    std::string found;
+    std::string last = ""; // the element after which the walk is to end
+    xml_step at_last = xml_step_end;
+    unsigned elements = 0;
+    std::unique_ptr<xml_walk> walk = std::make_unique<xml_walk>();
+
+    explicit outline(const std::string &message) : text(message) {}
+
+    static xml_step start(void *context, const xml_walk *walk)
+    {
+        auto *self = static_cast<outline *>(context);
+        const xml_element *element = &walk->open[walk->depth - 1];
+        self->elements++;
+        self->found += std::string(element->uri) + "|" + std::string(element->local) + "(";
+        const std::string tag = self->text.substr(element->from, element->content - element->from);
+        const std::string name = std::string(element->prefix) + std::string(element->local);
+        EXPECT_EQ(tag.substr(0, 1 + name.size()), "<" + name);
+        EXPECT_EQ(tag.substr(1 + name.size(), element->attributes.size()), element->attributes);
+        const std::string rest = tag.substr(1 + name.size() + element->attributes.size());
+        EXPECT_TRUE(rest == ">" || rest == "/>") << rest;
+        return xml_step_on;
+    }
+
+    static xml_step take_text(void *context, const xml_walk *, std::string_view piece)
+    {
+        static_cast<outline *>(context)->found += std::string(piece);
+        return xml_step_on;
+    }
+
+    static xml_step end(void *context, const xml_walk *walk, size_t end)
+    {
+        auto *self = static_cast<outline *>(context);
+        const xml_element *element = &walk->open[walk->depth - 1];
+        self->found += ")";
+        EXPECT_EQ(self->text[end - 1], '>');
+        EXPECT_GE(end, element->content);
+        return element->local == self->last ? self->at_last : xml_step_on;
+    }
+
+    // 0 or -1, like the walk.
+    int run()
+    {
+        static const xml_events events = {start, take_text, end};
+        return xml_walk_run(walk.get(), text, &events, this);
+    }
+};
+
+std::string outline_of(const std::string &text)
+{
+    outline made(text);
+    return made.run() == 0 ? made.found : "failed";
+}
+
+// So many namespaces, ten to an element.
+std::string nested_spaces(int count)
+{
+    std::string start;
+    std::string end;
+    for (int at = 0; at < count; at++) {
+        const std::string space = " xmlns:n" + std::to_string(at) + "='u'";
+        start += at % 10 == 0 ? (at > 0 ? ">" : "") + std::string("<a") + space : space;
+        if (at % 10 == 0)
+            end += "</a>";
+    }
+    return start + ">" + end;
+}
+
+std::string nested(int depth)
+{
+    std::string text;
+    for (int at = 0; at < depth; at++)
+        text = "<a>" + text + "</a>";
+    return text;
+}
+
+} // namespace
+
+TEST(gateway_walk, elements_and_their_namespaces)
+{
+    EXPECT_EQ(outline_of("<a/>"), "|a()");
+    EXPECT_EQ(outline_of("<?xml version='1.0'?>\n<!-- <b> --><a >x<b/>y<c></c></a >"),
+              "|a(x|b()y|c())");
+    EXPECT_EQ(outline_of("<a xmlns='u'><b/><c xmlns=''><d/></c><e xmlns = \"v\" ><f/></e></a>"),
+              "u|a(u|b()|c(|d())v|e(v|f()))");
+    EXPECT_EQ(outline_of("<p:a xmlns:p=\"u\" xmlns='v'\r\n\txmlns:pp='w'><b/><pp:c/><p:d/></p:a>"),
+              "u|a(v|b()w|c()u|d())");
+    EXPECT_EQ(outline_of("<p:a xmlns:p='u'><p:b xmlns:p='v'><p:c/></p:b><p:d/></p:a>"),
+              "u|a(v|b(v|c())u|d())");
+}
+
+TEST(gateway_walk, what_is_no_tag)
+{
+    EXPECT_EQ(outline_of("<a><!-- </a> <x> --><b/></a>"), "|a(|b())");
+    EXPECT_EQ(outline_of("<a><![CDATA[</a><x>]]]><b/></a>"), "|a(</a><x>]|b())");
+    EXPECT_EQ(outline_of("<a><?x <y> ?><b/></a>"), "|a(|b())");
+    EXPECT_EQ(outline_of("<a x='>' y=\"/>'\"><b z='/'/></a>"), "|a(|b())");
+    EXPECT_EQ(outline_of("<a>&lt;&#65;</a>"), "|a(<A)");
+}
+
+TEST(gateway_walk, what_it_cannot_follow)
+{
+    for (const char *text : {"",
+                             "text",
+                             "</a>",
+                             "<a><b></a>",
+                             "<a><b></a></b>",
+                             "<p:a xmlns:p='u'></a>",
+                             "<a></ab>",
+                             "<a>",
+                             "<a",
+                             "<a x='",
+                             "<a><!-- </a>",
+                             "<!DOCTYPE a><a/>",
+                             "<p:a/>",
+                             "<a><p:b/></a>",
+                             "<a><b",
+                             "<a></a x='",
+                             "<a>< b/></a>",
+                             "<>",
+                             "<a/><b/>",
+                             "<a>&what;</a>",
+                             "<a x='<'/>"})
+        EXPECT_EQ(outline_of(text), "failed") << text;
+}
+
+TEST(gateway_walk, a_text_may_be_cut_anywhere)
+{
+    for (size_t size = 0; size < 100; size++) {
+        const std::string blanks(size, ' ');
+        EXPECT_EQ(outline_of("<a>" + blanks + "<!--" + std::string(4040, '.') +
+                             "--><b x='>/>'>&#65;</b></a>"),
+                  "|a(" + blanks + "|b(A))");
+    }
+    EXPECT_EQ(outline_of("<a><![CDATA[" + std::string(100000, 'x') + "]]></a>"),
+              "|a(" + std::string(100000, 'x') + ")");
+}
+
+TEST(gateway_walk, ends_when_all_is_known)
+{
+    outline known("<a><b/><c/><d></a>");
+    known.last = "b";
+    EXPECT_EQ(known.run(), 0);
+    EXPECT_EQ(known.found, "|a(|b()");
+    outline unusable("<a><b/><c/></a>");
+    unusable.last = "b";
+    unusable.at_last = xml_step_fail;
+    EXPECT_EQ(unusable.run(), -1);
+    EXPECT_EQ(unusable.elements, 2U);
+}
+
+TEST(gateway_walk, at_most_256_namespaces_are_declared_at_a_place)
+{
+    EXPECT_NE(outline_of(nested_spaces(256)), "failed");
+    EXPECT_EQ(outline_of(nested_spaces(257)), "failed");
+    EXPECT_NE(outline_of("<r>" + nested_spaces(200) + nested_spaces(200) + "</r>"), "failed")
+        << "those of another place do not count";
+}
+
+TEST(gateway_walk, elements_stand_in_one_another_up_to_a_limit)
+{
+    EXPECT_NE(outline_of(nested(264)), "failed");
+    EXPECT_EQ(outline_of(nested(265)), "failed");
+}
+
+TEST(gateway_walk, attributes_up_to_a_limit)
+{
+    const std::string rest(4096 - strlen(" x='u'"), ' ');
+    EXPECT_EQ(outline_of("<a x='u'" + rest + "/>"), "|a()");
+    EXPECT_EQ(outline_of("<a x='u' " + rest + "/>"), "failed");
+}
+
+TEST(gateway_walk, a_tag_of_many_attributes_is_not_gone_into)
+{
+    std::string attributes;
+    for (int at = 0; at < 100000; at++)
+        attributes += " x" + std::to_string(at) + "=''";
+    outline made("<r><a" + attributes + "/></r>");
+    EXPECT_EQ(made.run(), -1);
+    EXPECT_EQ(made.elements, 1U);
+    EXPECT_EQ(xmlByteConsumed(made.walk->parser.get()), 3) << "where the tag begins";
+}
+
+TEST(gateway_walk, attributes_one_by_one)
+{
+    std::string_view rest = " a='1'\tb = \"2'\" c=''d=\"4\" ";
+    std::string found;
+    xml_attribute attribute;
+    while (xml_attribute_next(&rest, &attribute)) {
+        found += attribute.name;
+        found += attribute.quote;
+        found += attribute.value;
+        found += ";";
+    }
+    EXPECT_EQ(found, "a'1;b\"2';c';d\"4;");
+}
