@@ -12,8 +12,7 @@
 namespace
 {
 
-// Bytes that one turn takes from a shell, so that it cannot keep the gateway
-// from the others.
+// Bytes that one turn takes from a shell, so that it cannot keep the server waiting.
 constexpr size_t shell_turn = 262144;
 
 // Milliseconds that a server may keep silent after the hellos before it is
@@ -80,6 +79,12 @@ void take_shell_end(connection *link, int64_t now, bool reset)
         shell_is_gone(link, now);
 }
 
+bool has_room(const connection *link, size_t size)
+{
+    return link->slots == nullptr ||
+           shell_slots_hold(link->slots, link->slot, relay_held(&link->session) + size) == 0;
+}
+
 // Returns a reason to end, like the relay's functions.
 const char *read_shell(connection *link, int64_t now)
 {
@@ -98,7 +103,7 @@ const char *read_shell(connection *link, int64_t now)
         }
         const size_t got = static_cast<size_t>(size);
         taken += got;
-        if (relay_held(&link->session) + got > link->room)
+        if (!has_room(link, got))
             relay_no_room(&link->session, got);
         const char *reason = relay_shell_bytes(&link->session, bytes, got);
         if (reason != nullptr)
@@ -295,19 +300,17 @@ std::unique_ptr<connection> connection_refuse(descriptor shell, unsigned number,
     std::unique_ptr<connection> link = connection_new(std::move(shell), number);
     if (link == nullptr)
         return nullptr;
-    link->unserved = true;
     refuse(link.get(), reason, now);
     return link;
 }
 
 size_t connection_poll(connection *link, struct pollfd polls[connection_poll_count])
 {
-    link->polled = 0;
     if (link->over)
         return 0;
     for (size_t at = 0; at < connection_poll_count; at++)
         polls[at] = {-1, 0, 0};
-    link->polled = link->session.refusal != nullptr ? poll_shell + 1 : connection_poll_count;
+    const size_t count = link->session.refusal != nullptr ? poll_shell + 1 : connection_poll_count;
     if (shell_want(link) > 0)
         polls[poll_shell].events |= POLLIN;
     if (!outgoing_idle(&link->session.to_shell))
@@ -320,7 +323,7 @@ size_t connection_poll(connection *link, struct pollfd polls[connection_poll_cou
         polls[poll_input] = {link->server.input.number, POLLOUT, 0};
     if (!link->server_ended && relay_server_wanted(&link->session))
         polls[poll_output] = {link->server.output.number, POLLIN, 0};
-    return link->polled;
+    return count;
 }
 
 void connection_serve(connection *link, const struct pollfd polls[connection_poll_count],

@@ -10,6 +10,7 @@
 #include "device/gateway/descriptor.h"
 #include "device/gateway/gateway_options.h"
 #include "device/gateway/relay.h"
+#include "device/gateway/shell_slots.h"
 #include "device/gateway/transport.h"
 
 constexpr size_t connection_poll_count = 3;
@@ -18,19 +19,17 @@ struct connection {
     descriptor shell;
     transport server;
     relay session;
-    bool shell_ended;   // it sends no more, but may still read
-    bool shell_gone;    // it does not read either
-    bool server_ended;  // its output is at the end
-    bool unserved;      // no command was started for it
-    size_t polled;      // entries of the last connection_poll()
-    bool over;          // only the command is still to be waited for
-    int64_t give_up;    // when to stop waiting for the server to take or say more; 0: never
-    size_t room;        // bytes that its requests may hold, those that they do included
+    bool shell_ended;         // it sends no more, but may still read
+    bool shell_gone;          // it does not read either
+    bool server_ended;        // its output is at the end
+    bool over;                // only the command is still to be waited for
+    int64_t give_up;          // when to stop waiting for the server to take or say more; 0: never
+    const shell_slots *slots; // for what its requests hold; null: they may hold anything
+    size_t slot;
     int64_t idle_limit; // milliseconds; 0: none
     int64_t idle_from;  // when the shell last asked, read, or waited for an answer
     int64_t hello_by;   // when the server must have said hello
     int64_t nudge;      // when the server is to be nudged; 0: it is not
-    std::unique_ptr<connection> next;
 };
 
 // Takes over the shell's descriptor and starts the options' command. Null: no
@@ -45,7 +44,7 @@ std::unique_ptr<connection> connection_refuse(descriptor shell, unsigned number,
                                               int64_t now);
 
 // Fills in what to poll for. Returns how many of the entries are needed, the
-// first ones; also in link->polled.
+// first ones.
 size_t connection_poll(connection *link, struct pollfd polls[connection_poll_count]);
 
 // Does what the poll results (of entries not needed: zero) and the time allow; call it also when

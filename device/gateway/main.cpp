@@ -4,9 +4,9 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include "device/gateway/event_loop.h"
 #include "device/gateway/gateway_options.h"
 #include "device/gateway/report.h"
+#include "device/gateway/supervisor.h"
 #include "device/gateway/xml_head.h"
 
 namespace

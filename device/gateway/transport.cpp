@@ -5,7 +5,6 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <utility>
 
 namespace
@@ -135,11 +134,4 @@ bool transport_reap(transport *command, int *status)
         *status = 0;
     command->pid = 0;
     return true;
-}
-
-int64_t clock_now()
-{
-    struct timespec time;
-    clock_gettime(CLOCK_MONOTONIC, &time);
-    return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
 }

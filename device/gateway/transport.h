@@ -15,7 +15,7 @@
 
 constexpr int64_t transport_grace = 2000; // milliseconds to end by itself, and then after SIGTERM
 
-// Value-initialised: not running. Times are in milliseconds of clock_now().
+// Value-initialised: not running. Times are in milliseconds of clock_milliseconds().
 struct transport {
     pid_t pid;         // 0: not running, or ended and reaped
     descriptor input;  // the command reads this; not blocking
@@ -41,8 +41,5 @@ void transport_kill(transport *command);
 // Reaps the command if it has ended: true, once, with the status of waitpid().
 // What it left behind gets SIGTERM.
 bool transport_reap(transport *command, int *status);
-
-// Milliseconds of a clock that only goes forward.
-int64_t clock_now();
 
 #endif

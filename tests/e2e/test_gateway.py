@@ -13,7 +13,7 @@ import time
 import pytest
 
 from support import valgrind
-from support.gateway import HEADER, MAGIC, PROGRAM, Gateway, Shell, frame, is_running, wait_for
+from support.gateway import HEADER, MAGIC, PROGRAM, Gateway, frame, is_running, wait_for
 from support.netconf_peer import (
     BASE_1_0,
     BASE_1_1,
@@ -781,29 +781,77 @@ def test_the_commands_ignore_no_signal(bench):
         assert int(found.read().split()[1], 16) & ~INTERNAL_SIGNALS == 0
 
 
+@valgrind.starts_commands_itself
 def test_too_many_shells(bench):
-    most = 24 + valgrind.DESCRIPTORS
-    bench.start(prepare=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (most, most)))
     first, first_peer = bench.session()
-    extra = [Shell(bench.gateway.socket) for _ in range(30)]
-    bench.gateway.wait_for_log("Too many open files")
+    pid = bench.gateway.process.pid
+    usual = resource.prlimit(pid, resource.RLIMIT_NOFILE)
+    # The signals and the listening socket are all that it has beside the standard ones.
+    resource.prlimit(pid, resource.RLIMIT_NOFILE, (5, usual[1]))
+    waiting = bench.gateway.shell()
+    waiting.send(b"<rpc/>")
+    bench.gateway.wait_for_log("cannot accept a shell now: Too many open files\n")
     used = bench.gateway.processor_time()
     time.sleep(1.5)
     assert bench.gateway.processor_time() - used < 0.5
     first.send(b"<rpc/>")
     assert first_peer.request() == b"<rpc/>"
-    for shell in extra:
-        shell.close()
-    wait_for(lambda: bench.gateway.children() == [first_peer.pid], "commands were not reaped")
-    # Those that were accepted introduced themselves, and are gone.
-    bench.host.listener.settimeout(0.5)
-    with pytest.raises(TimeoutError):
-        while True:
-            bench.host.accept()
-    bench.host.listener.settimeout(60)
-    again, again_peer = bench.session()
-    again.send(b"<rpc/>")
-    assert again_peer.request() == b"<rpc/>"
+    resource.prlimit(pid, resource.RLIMIT_NOFILE, usual)
+    peer = bench.host.accept()
+    peer.greet()
+    assert peer.request() == b"<rpc/>"
+
+
+# One process for each shell
+
+
+def test_a_process_that_is_killed_takes_nothing_with_it(bench):
+    first, first_peer = bench.session()
+    killed = bench.gateway.sessions()
+    second, second_peer = bench.session()
+    os.kill(killed[0], signal.SIGKILL)
+    assert first.at_end()
+    wait_for(lambda: not is_running(first_peer.pid), "its command still runs")
+    bench.gateway.wait_for_log("shell 1: closed: its process was ended by signal 9\n")
+    assert killed[0] not in bench.gateway.sessions()
+    second.send(b"<rpc/>")
+    assert second_peer.request() == b"<rpc/>"
+
+
+def test_a_killed_process_leaves_no_stubborn_command(bench):
+    bench.start(command=["sh", "-c", "trap '' HUP PIPE; echo $$ >&2; sleep 1000"])
+    shell = bench.gateway.shell()
+    started = []
+    while not started:
+        started = [line for line in bench.gateway.log().splitlines() if line.isdigit()]
+    command = int(started[0])
+    os.kill(bench.gateway.sessions()[0], signal.SIGKILL)
+    assert shell.at_end()
+    wait_for(lambda: not is_running(command), "the command still runs")
+
+
+def test_a_process_that_hangs_stops_nobody_else(bench):
+    _, stuck_peer = bench.session()
+    stuck = bench.gateway.sessions()[0]
+    shell, peer = bench.session()
+    os.kill(stuck, signal.SIGSTOP)
+    shell.send(b"<rpc/>")
+    assert peer.request() == b"<rpc/>"
+    assert bench.gateway.stop() == 0
+    assert not is_running(stuck)
+    assert not is_running(stuck_peer.pid)
+
+
+def test_nothing_stays_when_the_gateway_is_killed(bench):
+    shells = [bench.session() for _ in range(3)]
+    processes = bench.gateway.sessions() + [peer.pid for _, peer in shells]
+    bench.gateway.process.kill()
+    assert bench.gateway.process.wait() == -signal.SIGKILL
+    for shell, _ in shells:
+        assert shell.at_end()
+    for process in processes:
+        wait_for(lambda pid=process: not is_running(pid), "a process of the gateway still runs")
+    bench.gateway = None
 
 
 # Large messages

@@ -34,6 +34,33 @@ def is_running(pid):
         return False
 
 
+def children_of(pid):
+    """Process ids of a process's children; none when it has ended."""
+    try:
+        with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as children:
+            return [int(child) for child in children.read().split()]
+    except (FileNotFoundError, ProcessLookupError):
+        return []
+
+
+def peak_memory_of(pid):
+    """The largest resident size so far, without what the program's files take."""
+    with open(f"/proc/{pid}/status", encoding="ascii") as status:
+        lines = dict(line.split(":", 1) for line in status)
+    sizes = [int(lines.get(name, "0").split()[0]) for name in ("VmHWM", "RssFile")]
+    return (sizes[0] - sizes[1]) * 1024
+
+
+def processor_time_of(pid):
+    """Seconds of processor time; 0 when the process has ended."""
+    try:
+        with open(f"/proc/{pid}/stat", encoding="ascii") as stat:
+            fields = stat.read().rpartition(")")[2].split()
+    except (FileNotFoundError, ProcessLookupError):
+        return 0
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
 def frame(body, sequence=0):
     return HEADER.pack(MAGIC, len(body), sequence, 0) + body
 
@@ -81,29 +108,27 @@ class Gateway:
         self.shells.append(shell)
         return shell
 
+    def sessions(self):
+        """Process ids of those that serve a shell each, zombies included."""
+        return children_of(self.process.pid)
+
     def children(self):
         """Process ids of the commands, zombies included."""
-        path = f"/proc/{self.process.pid}/task/{self.process.pid}/children"
-        with open(path, encoding="ascii") as children:
-            return [int(pid) for pid in children.read().split()]
+        return [pid for session in self.sessions() for pid in children_of(session)]
 
     def peak_memory(self):
-        """The largest resident size so far, in bytes; 0 under AddressSanitizer
+        """The largest resident sizes so far of those that run, in bytes; 0 under AddressSanitizer
         or Valgrind, which keep freed memory and copy where the C library does not."""
         if valgrind.ENABLED:
             return 0
         with open(f"/proc/{self.process.pid}/maps", encoding="utf-8") as maps:
             if "libasan" in maps.read():
                 return 0
-        with open(f"/proc/{self.process.pid}/status", encoding="ascii") as status:
-            lines = dict(line.split(":", 1) for line in status)
-        return int(lines["VmHWM"].split()[0]) * 1024
+        return sum(map(peak_memory_of, [self.process.pid, *self.sessions()]))
 
     def processor_time(self):
-        """Seconds of processor time used so far."""
-        with open(f"/proc/{self.process.pid}/stat", encoding="ascii") as stat:
-            fields = stat.read().rpartition(")")[2].split()
-        return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+        """Seconds of processor time used so far by those that run."""
+        return sum(map(processor_time_of, [self.process.pid, *self.sessions()]))
 
     def stop(self, number=signal.SIGTERM):
         """Ends the gateway and returns its exit status."""

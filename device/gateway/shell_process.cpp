@@ -1,0 +1,116 @@
+// Every turn polls the signals and the connection's three descriptors, and does what they
+// and the time allow. Nothing blocks but the poll itself.
+#include "device/gateway/shell_process.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <signal.h>
+#include <string.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+#include <utility>
+
+#include "device/gateway/clock.h"
+#include "device/gateway/connection.h"
+#include "device/gateway/report.h"
+
+namespace
+{
+
+// After this an ending process waits for its command no more, not even for one that
+// SIGKILL does not end.
+constexpr int64_t stop_limit = 3 * transport_grace;
+
+struct shell_process {
+    const shell_task *task;
+    std::unique_ptr<connection> link;
+    int64_t stop_by; // 0: not stopping
+};
+
+void stop(shell_process *self, int64_t now)
+{
+    if (self->stop_by != 0) {
+        transport_kill(&self->link->server);
+        return;
+    }
+    self->stop_by = now + stop_limit;
+    connection_end(self->link.get(), "the gateway stops", now, true);
+}
+
+// Ctrl-C reaches this process, too, but it is the listening one that ends the others.
+void take_signals(shell_process *self, int64_t now)
+{
+    struct signalfd_siginfo info;
+    while (read(self->task->signals, &info, sizeof info) == ssize_t{sizeof info}) {
+        if (info.ssi_signo == SIGTERM)
+            stop(self, now);
+    }
+}
+
+// For the others to see.
+void publish(const shell_process *self)
+{
+    const shell_task *task = self->task;
+    shell_slots_set(task->slots, task->slot, relay_held(&self->link->session));
+    task->slots->list[task->slot].command = self->link->server.pid;
+}
+
+int64_t deadline_of(const shell_process *self)
+{
+    const int64_t deadline = connection_deadline(self->link.get());
+    return self->stop_by != 0 && self->stop_by < deadline ? self->stop_by : deadline;
+}
+
+// -1: polling itself fails.
+int run_turn(shell_process *self)
+{
+    struct pollfd polls[1 + connection_poll_count] = {};
+    polls[0] = {self->task->signals, POLLIN, 0};
+    const size_t count = 1 + connection_poll(self->link.get(), polls + 1);
+    const int time = clock_poll_time(deadline_of(self), clock_milliseconds());
+    if (poll(polls, count, time) < 0 && errno != EINTR && errno != ENOMEM)
+        return -1;
+    const int64_t now = clock_milliseconds();
+    if (polls[0].revents != 0) {
+        take_signals(self, now);
+        connection_reap(self->link.get());
+    }
+    connection_serve(self->link.get(), polls + 1, now);
+    publish(self);
+    return 0;
+}
+
+std::unique_ptr<connection> meet_shell(const shell_task *task, descriptor shell, int64_t now)
+{
+    if (task->refusal != nullptr)
+        return connection_refuse(std::move(shell), task->number, task->refusal, now);
+    return connection_start(std::move(shell), task->number, task->options, now);
+}
+
+bool is_done(const shell_process *self)
+{
+    return connection_finished(self->link.get()) ||
+           (self->stop_by != 0 && clock_milliseconds() >= self->stop_by);
+}
+
+} // namespace
+
+void shell_process_run(const shell_task *task, descriptor shell)
+{
+    const int64_t now = clock_milliseconds();
+    shell_process self{task, meet_shell(task, std::move(shell), now), 0};
+    if (self.link == nullptr)
+        return;
+    self.link->slots = task->slots;
+    self.link->slot = task->slot;
+    const struct pollfd nothing[connection_poll_count] = {};
+    connection_serve(self.link.get(), nothing, now);
+    publish(&self);
+    while (!is_done(&self)) {
+        if (run_turn(&self) != 0) {
+            report("cannot poll: %s", strerror(errno));
+            connection_end(self.link.get(), "the gateway stops", clock_milliseconds(), true);
+            return;
+        }
+    }
+}

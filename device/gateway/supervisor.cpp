@@ -1,0 +1,298 @@
+// The listening process reads nothing that a shell or a server sends. It accepts, and
+// leaves each shell to a process of its own (shell_process.h), so that a crash, a hang or
+// work stays with one operator. It ends them, and they end when it is gone: the kernel
+// sends them SIGTERM then.
+#include "device/gateway/supervisor.h"
+
+#include <errno.h>
+#include <memory>
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+#include "device/gateway/clock.h"
+#include "device/gateway/listener.h"
+#include "device/gateway/report.h"
+#include "device/gateway/shell_process.h"
+#include "heap.h"
+
+namespace
+{
+
+// How long no shell is accepted after the system had no resources for one:
+// the waiting shell would make the poll return at once, again and again.
+constexpr int64_t accept_pause = 500;
+
+// How many shells one turn accepts.
+constexpr int accept_turn = 16;
+
+// How many shells beyond the limit are waited for, to tell them.
+constexpr size_t refused_most = 32;
+
+constexpr char refused_too_many[] = "the gateway serves no more shells (--max-shells)";
+
+// A process ends within six seconds, whatever its command does. One that has not is killed.
+constexpr int64_t stop_limit = 7000;
+
+enum poll_index { poll_signals, poll_listener, poll_count };
+
+// The process of a shell.
+struct shell_child {
+    pid_t process;   // 0: there is none
+    unsigned number; // the shell's
+    bool is_refused; // it only tells the shell so
+};
+
+struct gateway {
+    const gateway_options *options;
+    listener server;
+    descriptor signals;
+    shell_slots slots;
+    malloc_ptr<shell_child> children; // one for each slot
+    unsigned last_number;             // the latest shell's
+    int64_t accept_from;              // 0: now
+    int64_t stop_by;                  // 0: not stopping
+};
+
+// Signals come through a descriptor, so that they are handled in turn. -1, with errno: they
+// cannot be had.
+int open_signals(gateway *self)
+{
+    signal(SIGPIPE, SIG_IGN);
+    signal(SIGCHLD, SIG_DFL);
+    sigset_t handled;
+    sigemptyset(&handled);
+    sigaddset(&handled, SIGTERM);
+    sigaddset(&handled, SIGINT);
+    sigaddset(&handled, SIGCHLD);
+    struct sigaction hangup;
+    if (sigaction(SIGHUP, nullptr, &hangup) == 0 && hangup.sa_handler != SIG_IGN)
+        sigaddset(&handled, SIGHUP);
+    if (sigprocmask(SIG_BLOCK, &handled, nullptr) != 0)
+        return -1;
+    self->signals = descriptor(signalfd(-1, &handled, SFD_CLOEXEC | SFD_NONBLOCK));
+    return descriptor_open(&self->signals) ? 0 : -1;
+}
+
+int open_slots(gateway *self)
+{
+    const size_t count = self->options->max_shells + refused_most;
+    self->children.reset(static_cast<shell_child *>(calloc(count, sizeof(shell_child))));
+    if (self->children == nullptr)
+        return -1;
+    return shell_slots_open(&self->slots, count, self->options->max_buffered);
+}
+
+size_t child_count(const gateway *self, bool is_refused)
+{
+    size_t count = 0;
+    for (size_t at = 0; at < self->slots.count; at++) {
+        const shell_child *child = self->children.get() + at;
+        count += child->process != 0 && child->is_refused == is_refused ? 1 : 0;
+    }
+    return count;
+}
+
+size_t free_slot(const gateway *self)
+{
+    size_t at = 0;
+    while (self->children.get()[at].process != 0)
+        at++;
+    return at;
+}
+
+// What the new process does; it does not return.
+[[noreturn]] void be_child(gateway *self, const shell_task *task, descriptor shell, pid_t parent)
+{
+    descriptor_close(&self->server.socket);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() == parent)
+        shell_process_run(task, std::move(shell));
+    exit(0);
+}
+
+void start_child(gateway *self, descriptor shell, unsigned number, const char *refusal)
+{
+    const size_t slot = free_slot(self);
+    const shell_task task = {number,       refusal, self->options,
+                             &self->slots, slot,    self->signals.number};
+    const pid_t parent = getpid();
+    const pid_t process = fork();
+    if (process == 0)
+        be_child(self, &task, std::move(shell), parent);
+    if (process < 0)
+        report_shell(number, "closed: cannot start a process: %s", strerror(errno));
+    else
+        self->children.get()[slot] = {process, number, refusal != nullptr};
+}
+
+void meet_shell(gateway *self, descriptor shell)
+{
+    const unsigned number = ++self->last_number;
+    if (child_count(self, false) < self->options->max_shells)
+        start_child(self, std::move(shell), number, nullptr);
+    else if (child_count(self, true) < refused_most)
+        start_child(self, std::move(shell), number, refused_too_many);
+    else
+        report_shell(number, "closed: %s", refused_too_many);
+}
+
+void accept_shells(gateway *self, int64_t now)
+{
+    for (int turn = 0; turn < accept_turn; turn++) {
+        descriptor shell = listener_accept(&self->server);
+        if (descriptor_open(&shell)) {
+            meet_shell(self, std::move(shell));
+            continue;
+        }
+        if (errno == ECONNABORTED || errno == EINTR)
+            continue;
+        if (errno != EAGAIN) {
+            report("cannot accept a shell now: %s", strerror(errno));
+            self->accept_from = now + accept_pause;
+        }
+        return;
+    }
+}
+
+void signal_all(const gateway *self, int number)
+{
+    for (size_t at = 0; at < self->slots.count; at++) {
+        if (self->children.get()[at].process != 0)
+            kill(self->children.get()[at].process, number);
+    }
+}
+
+// Ends the command that a process has left behind.
+void end_command(shell_slot *slot, int number)
+{
+    const pid_t command = slot->command;
+    if (command > 1)
+        kill(-command, number);
+    slot->command = 0;
+}
+
+void take_end(gateway *self, size_t at, int status)
+{
+    shell_child *child = self->children.get() + at;
+    if (WIFSIGNALED(status))
+        report_shell(child->number, "closed: its process was ended by signal %d", WTERMSIG(status));
+    end_command(&self->slots.list[at], SIGTERM);
+    shell_slots_set(&self->slots, at, 0);
+    *child = {};
+    self->accept_from = 0;
+}
+
+// Asks for every process: signals of several may have become one.
+void reap(gateway *self)
+{
+    for (size_t at = 0; at < self->slots.count; at++) {
+        const pid_t process = self->children.get()[at].process;
+        int status;
+        if (process != 0 && waitpid(process, &status, WNOHANG) == process)
+            take_end(self, at, status);
+    }
+}
+
+void stop(gateway *self, int64_t now)
+{
+    if (self->stop_by == 0) {
+        report("stopping");
+        self->stop_by = now + stop_limit;
+        listener_close(&self->server);
+    }
+    signal_all(self, SIGTERM);
+}
+
+void take_signals(gateway *self, int64_t now)
+{
+    struct signalfd_siginfo info;
+    while (read(self->signals.number, &info, sizeof info) == ssize_t{sizeof info}) {
+        if (info.ssi_signo != SIGCHLD)
+            stop(self, now);
+    }
+    reap(self);
+}
+
+bool accepts_now(const gateway *self)
+{
+    return self->stop_by == 0 && self->accept_from == 0;
+}
+
+int64_t deadline_of(const gateway *self)
+{
+    if (self->stop_by != 0)
+        return self->stop_by;
+    return self->accept_from != 0 ? self->accept_from : INT64_MAX;
+}
+
+// -1: polling itself fails.
+int run_turn(gateway *self)
+{
+    struct pollfd polls[poll_count] = {};
+    polls[poll_signals] = {self->signals.number, POLLIN, 0};
+    polls[poll_listener] = {accepts_now(self) ? self->server.socket.number : -1, POLLIN, 0};
+    const int time = clock_poll_time(deadline_of(self), clock_milliseconds());
+    if (poll(polls, poll_count, time) < 0 && errno != EINTR && errno != ENOMEM)
+        return -1;
+    const int64_t now = clock_milliseconds();
+    if (polls[poll_signals].revents != 0)
+        take_signals(self, now);
+    if (self->accept_from != 0 && now >= self->accept_from)
+        self->accept_from = 0;
+    if (polls[poll_listener].revents != 0 && accepts_now(self))
+        accept_shells(self, now);
+    return 0;
+}
+
+bool has_children(const gateway *self)
+{
+    return child_count(self, false) + child_count(self, true) > 0;
+}
+
+// Ends what has not ended in time.
+void kill_all(gateway *self)
+{
+    signal_all(self, SIGKILL);
+    for (size_t at = 0; at < self->slots.count; at++)
+        end_command(&self->slots.list[at], SIGKILL);
+}
+
+int serve(gateway *self)
+{
+    while (self->stop_by == 0 || (has_children(self) && clock_milliseconds() < self->stop_by)) {
+        if (run_turn(self) != 0) {
+            report("cannot poll: %s", strerror(errno));
+            listener_close(&self->server);
+            return 1;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+int gateway_run(const gateway_options *options)
+{
+    gateway self{};
+    self.options = options;
+    if (open_slots(&self) != 0 || open_signals(&self) != 0) {
+        report("cannot start: %s", strerror(errno));
+        return 1;
+    }
+    const char *reason = listener_open(&self.server, options->socket_path);
+    if (reason != nullptr) {
+        report("cannot listen on %s: %s", report_clean(options->socket_path).text, reason);
+        return 1;
+    }
+    report("listening on %s", report_clean(options->socket_path).text);
+    const int status = serve(&self);
+    kill_all(&self);
+    return status;
+}
