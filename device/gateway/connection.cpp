@@ -195,11 +195,6 @@ void refuse(connection *link, const char *reason, int64_t now)
     relay_refuse(&link->session, reason);
 }
 
-bool awaits_hello(const connection *link)
-{
-    return !link->session.hello_received && link->session.refusal == nullptr;
-}
-
 // The shell's first request, if it has come, gets an answer after all.
 const char *give_up_hello(connection *link, int64_t now)
 {
@@ -228,7 +223,8 @@ const char *dismiss_idle(connection *link, int64_t now)
 bool refusal_done(const connection *link, int64_t now)
 {
     const relay *session = &link->session;
-    const bool told = session->refusal_told ? outgoing_idle(&session->to_shell) : link->shell_ended;
+    const bool told =
+        session->phase == relay_phase_told ? outgoing_idle(&session->to_shell) : link->shell_ended;
     return told || link->shell_gone || now >= link->give_up;
 }
 
@@ -343,7 +339,7 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
         read_server(link);
     if (reason == nullptr)
         reason = move_all(link, now);
-    if (reason == nullptr && awaits_hello(link) && now >= link->hello_by)
+    if (reason == nullptr && relay_awaits_hello(&link->session) && now >= link->hello_by)
         reason = give_up_hello(link, now);
     if (reason == nullptr && now >= idle_deadline(link))
         reason = dismiss_idle(link, now);
@@ -390,7 +386,7 @@ int64_t connection_deadline(const connection *link)
         deadline = link->give_up;
     if (link->nudge != 0 && link->nudge < deadline)
         deadline = link->nudge;
-    if (awaits_hello(link) && link->hello_by < deadline)
+    if (relay_awaits_hello(&link->session) && link->hello_by < deadline)
         deadline = link->hello_by;
     if (link->server.pid != 0 && link->server.next_signal != 0 && link->server.deadline < deadline)
         deadline = link->server.deadline;

@@ -4,13 +4,12 @@
 // shell's requests, one by one. Replies are not matched with requests, because
 // a server answers in order; only the answer to the subscription is picked out,
 // by a message id that is no number and therefore never one of a shell's, and
-// while a copy to running is going on (copy_exchange.h) no other request goes
+// while an adapter has taken a request over (adapters/adapter.h) no other one goes
 // out.
 #include "device/gateway/relay.h"
 
 #include <string.h>
 
-#include "device/gateway/copy_request.h"
 #include "device/gateway/hello.h"
 #include "device/gateway/notice.h"
 #include "device/gateway/report.h"
@@ -34,11 +33,23 @@ constexpr char subscription_text[] =
 constexpr char header_beginning[] = "\n#";
 constexpr uint8_t header_beginning_size = sizeof header_beginning - 1;
 
+bool is_chunked(const relay *session)
+{
+    return session->decoder.chunked;
+}
+
+// The hellos are exchanged, and the shell is served.
+bool is_open(const relay *session)
+{
+    return session->phase >= relay_phase_subscribe && session->phase <= relay_phase_requests;
+}
+
 // Frames body for the server; body becomes empty.
 const char *send_to_server(relay *session, byte_buffer *body)
 {
-    session->spoken_to = session->hello_received;
-    if (session->chunked) {
+    if (is_open(session) && session->silence == relay_silence_unasked)
+        session->silence = relay_silence_asked;
+    if (is_chunked(session)) {
         char header[framing_header_size];
         framing_chunk_header(static_cast<uint32_t>(body->size), header);
         outgoing_load(&session->to_server, header, strlen(header), body, framing_chunk_trailer,
@@ -73,38 +84,49 @@ void send_to_shell(relay *session, byte_buffer *body)
     outgoing_load(&session->to_shell, header, sizeof header, body, "", 0);
 }
 
+// Ends the current request, which gets an answer of the gateway's own.
+const char *answer(relay *session, bool is_written, byte_buffer *reply)
+{
+    frame_reader_take(&session->request);
+    if (!is_written)
+        return "out of memory";
+    send_to_shell(session, reply);
+    return nullptr;
+}
+
 const char *answer_create_session(relay *session)
 {
-    const byte_buffer request = frame_reader_take(&session->request);
-    const message_head head = message_head_read(request.data.get(), request.size);
     byte_buffer reply{};
-    if (!session_reply_write(head.message_id.get(), session->session_id, &reply))
-        return "out of memory";
-    send_to_shell(session, &reply);
-    return nullptr;
+    const bool is_written =
+        session_reply_write(session->head.message_id.get(), session->hello.session_id, &reply);
+    return answer(session, is_written, &reply);
 }
 
 const char *answer_with_failure(relay *session, const char *message)
 {
-    const byte_buffer request = frame_reader_take(&session->request);
-    const message_head head = message_head_read(request.data.get(), request.size);
     byte_buffer reply{};
-    if (!failure_reply_write(head.message_id.get(), message, &reply))
-        return "out of memory";
-    send_to_shell(session, &reply);
-    return nullptr;
+    const bool is_written = failure_reply_write(session->head.message_id.get(), message, &reply);
+    return answer(session, is_written, &reply);
 }
 
-// A copy to running that may have to be tried in another way is kept.
-const char *pass_copy(relay *session, byte_buffer *request)
+// Goes on with a request that is taken over, as far as it is this side's turn.
+const char *advance_exchange(relay *session, bool *moved)
 {
-    copy_request_clean(request);
-    if (session->edits_running)
-        copy_exchange_begin(&session->copy, request);
-    const char *reason = send_to_server(session, request);
-    if (reason == nullptr && !copy_exchange_idle(&session->copy))
-        session->to_server.keep = &session->copy.request;
+    exchange *taken = &session->taken_over;
+    *moved = taken->asks;
+    if (!*moved)
+        return nullptr;
+    taken->asks = false;
+    if (taken->next.size == 0)
+        return "out of memory";
+    const char *reason = send_to_server(session, &taken->next);
+    session->to_server.keep = taken->keeps_next ? &taken->request : nullptr;
     return reason;
+}
+
+bool is_ours(const relay *session)
+{
+    return session->head.kind == message_create_session || session->request.discards;
 }
 
 const char *pass_request(relay *session)
@@ -112,43 +134,33 @@ const char *pass_request(relay *session)
     session->request_complete = false;
     if (session->request.discards)
         return answer_with_failure(session, no_room);
-    if (session->request_kind == message_create_session)
+    if (session->head.kind == message_create_session)
         return answer_create_session(session);
     byte_buffer request = frame_reader_take(&session->request);
     session->unanswered++;
-    return session->request_kind == message_copy_config ? pass_copy(session, &request)
-                                                        : send_to_server(session, &request);
-}
-
-// Goes on with the exchange about a copy, as far as it is this side's turn.
-const char *advance_copy(relay *session, bool *moved)
-{
-    byte_buffer request{};
-    *moved = copy_exchange_next(&session->copy, &request);
-    if (!*moved)
-        return nullptr;
-    return request.size == 0 ? "out of memory" : send_to_server(session, &request);
+    session->taken_over.shell = session->number;
+    adapters_offer(&session->taken_over, &session->hello, &session->head, &request);
+    bool moved;
+    return exchange_idle(&session->taken_over) ? send_to_server(session, &request)
+                                               : advance_exchange(session, &moved);
 }
 
 // Starts the next message to the server, if there is one to start.
 const char *advance_requests(relay *session, bool *moved)
 {
     *moved = true;
-    if (!session->hello_sent) {
-        session->hello_sent = true;
+    if (session->phase == relay_phase_start) {
+        session->phase = relay_phase_hello;
         return send_text_to_server(session, hello_text);
     }
-    if (session->hello_received && session->subscribe_next) {
-        session->subscribe_next = false;
-        session->subscribe_answer_due = true;
+    if (session->phase == relay_phase_subscribe) {
+        session->phase = relay_phase_subscribing;
         return send_text_to_server(session, subscription_text);
     }
-    if (!copy_exchange_idle(&session->copy))
-        return advance_copy(session, moved);
-    const bool is_ours =
-        session->request_kind == message_create_session || session->request.discards;
-    const bool waits_for_shell = is_ours && !outgoing_idle(&session->to_shell);
-    if (session->hello_received && session->request_complete && !waits_for_shell)
+    if (!exchange_idle(&session->taken_over))
+        return advance_exchange(session, moved);
+    const bool waits_for_shell = is_ours(session) && !outgoing_idle(&session->to_shell);
+    if (is_open(session) && session->request_complete && !waits_for_shell)
         return pass_request(session);
     *moved = false;
     return nullptr;
@@ -156,21 +168,18 @@ const char *advance_requests(relay *session, bool *moved)
 
 const char *take_hello(relay *session)
 {
-    server_hello hello;
+    server_hello *hello = &session->hello;
     const char *reason =
-        server_hello_read(session->message.data.get(), session->message.size, &hello);
+        server_hello_read(session->message.data.get(), session->message.size, hello);
     byte_buffer_clear(&session->message);
     if (reason != nullptr)
         return reason;
-    session->hello_received = true;
-    session->session_id = hello.session_id;
-    session->chunked = hello.base_1_1;
-    session->decoder.chunked = hello.base_1_1;
-    session->subscribe_next = session->subscribe && hello.notifications;
-    session->edits_running = hello.writable_running && hello.rollback_on_error;
-    report_shell(session->number, "session %u, NETCONF %s", static_cast<unsigned>(hello.session_id),
-                 hello.base_1_1 ? "1.1" : "1.0");
-    if (session->subscribe_next && !hello.interleave)
+    const bool subscribes = session->subscribe && hello->notifications;
+    session->phase = subscribes ? relay_phase_subscribe : relay_phase_requests;
+    session->decoder.chunked = hello->base_1_1;
+    report_shell(session->number, "session %u, NETCONF %s",
+                 static_cast<unsigned>(hello->session_id), hello->base_1_1 ? "1.1" : "1.0");
+    if (subscribes && !hello->interleave)
         report_shell(session->number, "the server may refuse requests while it is subscribed to "
                                       "(no interleave capability); see --no-subscribe");
     return nullptr;
@@ -185,32 +194,38 @@ bool is_subscription_answer(const message_head *head)
 // Logs a refusal, which is no reason to end: the session works without.
 void take_subscription_answer(relay *session, const message_head *head)
 {
-    session->subscribe_answer_due = false;
+    session->phase = relay_phase_requests;
     if (head->is_error) {
         char error[report_text_size];
         error_text_read(session->message.data.get(), session->message.size, error, sizeof error);
         report_shell(session->number, "the server refused the subscription: %s",
-                     error[0] != 0 ? report_clean(error).text : "it gives no reason");
+                     error[0] != '\0' ? report_clean(error).text : "it gives no reason");
     }
     byte_buffer_clear(&session->message);
 }
 
 // False: the message is none for the shell.
-bool take_copy_answer(relay *session)
+bool take_reply(relay *session, const message_head *head)
 {
-    const message_head head = message_head_read(session->message.data.get(), session->message.size);
-    const bool passes =
-        copy_exchange_take(&session->copy, session->number, &head, &session->message);
-    if (copy_exchange_idle(&session->copy))
+    if (exchange_idle(&session->taken_over))
+        return true;
+    const bool passes = adapters_take(&session->taken_over, head, &session->message);
+    if (exchange_idle(&session->taken_over))
         session->to_server.keep = nullptr;
     return passes;
 }
 
-void pass_message(relay *session)
+// Passes a message on, unless it is the answer to a request of the gateway's own.
+void take_open_message(relay *session)
 {
-    const byte_buffer *message = &session->message;
-    if (session->unanswered > 0 &&
-        message_head_read(message->data.get(), message->size).kind == message_rpc_reply)
+    const message_head head = message_head_read(session->message.data.get(), session->message.size);
+    if (session->phase == relay_phase_subscribing && is_subscription_answer(&head)) {
+        take_subscription_answer(session, &head);
+        return;
+    }
+    if (!take_reply(session, &head))
+        return;
+    if (session->unanswered > 0 && head.kind == message_rpc_reply)
         session->unanswered--;
     send_to_shell(session, &session->message);
 }
@@ -220,24 +235,15 @@ const char *take_message(relay *session)
 {
     if (blank_filter_end(&session->filter, &session->message) != filter_ok)
         return "the server sent a message that is no complete XML document";
-    if (!session->hello_received)
+    if (!is_open(session))
         return take_hello(session);
-    if (session->subscribe_answer_due) {
-        const message_head head =
-            message_head_read(session->message.data.get(), session->message.size);
-        if (is_subscription_answer(&head)) {
-            take_subscription_answer(session, &head);
-            return nullptr;
-        }
-    }
-    if (copy_exchange_idle(&session->copy) || take_copy_answer(session))
-        pass_message(session);
+    take_open_message(session);
     return nullptr;
 }
 
 const char *take_message_part(relay *session, const char *data, size_t size)
 {
-    const size_t limit = session->hello_received ? frame_body_limit : hello_size_limit;
+    const size_t limit = is_open(session) ? frame_body_limit : hello_size_limit;
     switch (blank_filter_feed(&session->filter, data, size, &session->message, limit)) {
     case filter_ok:
         return nullptr;
@@ -288,28 +294,40 @@ const char *send_closed_notice(relay *session)
 // The request stays complete, so that no other one is taken.
 const char *advance_refusal(relay *session)
 {
-    const bool due = session->refusal_unasked || session->request_complete;
-    if (!due || session->refusal_told || !outgoing_idle(&session->to_shell))
+    const relay_phase phase = session->phase;
+    const bool is_due = phase == relay_phase_dismissed ||
+                        (phase == relay_phase_refused && session->request_complete);
+    if (!is_due || !outgoing_idle(&session->to_shell))
         return nullptr;
-    session->refusal_told = true;
-    return session->refusal_unasked ? send_closed_notice(session)
-                                    : answer_with_failure(session, session->refusal);
+    session->phase = relay_phase_told;
+    return phase == relay_phase_dismissed ? send_closed_notice(session)
+                                          : answer_with_failure(session, session->refusal);
 }
 
-} // namespace
-
-void relay_refuse(relay *session, const char *reason)
+void end_service(relay *session, relay_phase phase, const char *reason)
 {
+    session->phase = phase;
     session->refusal = reason;
     session->input_from = session->input_to;
     outgoing_drop(&session->to_server);
     frame_reader_discard(&session->request);
 }
 
+} // namespace
+
+void relay_refuse(relay *session, const char *reason)
+{
+    end_service(session, relay_phase_refused, reason);
+}
+
 void relay_dismiss(relay *session, const char *reason)
 {
-    relay_refuse(session, reason);
-    session->refusal_unasked = true;
+    end_service(session, relay_phase_dismissed, reason);
+}
+
+bool relay_awaits_hello(const relay *session)
+{
+    return session->phase <= relay_phase_hello;
 }
 
 bool relay_owes_answer(const relay *session)
@@ -344,7 +362,8 @@ size_t relay_shell_want(const relay *session)
 
 size_t relay_held(const relay *session)
 {
-    return session->request.body.size + session->to_server.body.size + session->copy.request.size;
+    return session->request.body.size + session->to_server.body.size +
+           session->taken_over.request.size;
 }
 
 void relay_no_room(relay *session, size_t size)
@@ -363,10 +382,8 @@ const char *relay_shell_bytes(relay *session, const char *data, size_t size)
         return nullptr;
     if (result != frame_complete)
         return frame_result_text(result);
-    const message_head head =
-        message_head_read(session->request.body.data.get(), session->request.body.size);
+    session->head = message_head_read(session->request.body.data.get(), session->request.body.size);
     session->request_complete = true;
-    session->request_kind = head.kind;
     return nullptr;
 }
 
@@ -380,12 +397,13 @@ void relay_server_bytes(relay *session, size_t size)
 {
     session->input_from = 0;
     session->input_to = size;
-    session->answered = session->hello_received;
+    if (is_open(session))
+        session->silence = relay_silence_over;
 }
 
 const char *relay_server_ended(const relay *session)
 {
-    if (!session->hello_received)
+    if (relay_awaits_hello(session))
         return "the server ended before its hello";
     if (!blank_filter_idle(&session->filter))
         return "the server ended in the middle of a message";
@@ -394,7 +412,7 @@ const char *relay_server_ended(const relay *session)
 
 bool relay_may_nudge(const relay *session)
 {
-    return session->chunked && session->spoken_to && !session->answered &&
+    return is_chunked(session) && session->silence == relay_silence_asked &&
            session->nudges < header_beginning_size && outgoing_idle(&session->to_server);
 }
 
@@ -408,5 +426,5 @@ void relay_nudge(relay *session)
 bool relay_requests_done(const relay *session)
 {
     return frame_reader_idle(&session->request) && outgoing_idle(&session->to_server) &&
-           copy_exchange_idle(&session->copy);
+           exchange_idle(&session->taken_over);
 }

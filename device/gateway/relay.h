@@ -10,45 +10,57 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "device/gateway/adapters/adapter.h"
 #include "device/gateway/blank_filter.h"
 #include "device/gateway/byte_buffer.h"
-#include "device/gateway/copy_exchange.h"
 #include "device/gateway/frame.h"
 #include "device/gateway/framing.h"
+#include "device/gateway/hello.h"
 #include "device/gateway/outgoing.h"
 #include "device/gateway/xml_head.h"
 
 constexpr size_t relay_input_size = 65536;
 
+// How far a session is. The last three are for a shell that is not served.
+enum relay_phase : uint8_t {
+    relay_phase_start,       // our hello is to be sent
+    relay_phase_hello,       // the server's is awaited
+    relay_phase_subscribe,   // the subscription is to be sent
+    relay_phase_subscribing, // its answer is awaited, and requests pass
+    relay_phase_requests,
+    relay_phase_refused,   // the next request is to be answered with the reason
+    relay_phase_dismissed, // the reason is to be told without waiting for one
+    relay_phase_told,      // that is on its way or out
+};
+
+// Whether the server has ever said something after the hellos.
+enum relay_silence : uint8_t {
+    relay_silence_unasked, // it had no reason to
+    relay_silence_asked,   // it was spoken to ...
+    relay_silence_over,    // ... and something came back
+};
+
 // Value-initialise, then set number and subscribe. A function that returns a
 // reason returns null while all is well; otherwise a static text that tells why
 // the session must end, after which only its memory may be released.
 struct relay {
-    unsigned number;     // the shell's, for the log
-    bool subscribe;      // ask for notifications if the server has them
-    bool deaf;           // the shell is gone: drop what would go to it
-    bool hello_sent;     // or on its way out
-    bool hello_received; // requests may pass
-    bool chunked;        // framing in both directions, after the hellos
-    bool subscribe_next; // the subscription is to be sent now
-    bool subscribe_answer_due;
-    bool spoken_to;        // something was sent to the server after the hellos ...
-    bool answered;         // ... and something came back
+    unsigned number; // the shell's, for the log
+    bool subscribe;  // ask for notifications if the server has them
+    bool deaf;       // the shell is gone: drop what would go to it
+    relay_phase phase;
+    relay_silence silence;
     uint8_t nudges;        // bytes of the next chunk header that are out already
     bool request_complete; // request holds a whole frame ...
-    message_kind request_kind;
-    bool edits_running;   // the server takes edits of running, as a whole or not at all
-    const char *refusal;  // why no request is served any more; null while they are
-    bool refusal_unasked; // it is told without waiting for a request
-    bool refusal_told;    // that is on its way or out
-    size_t unanswered;    // requests that the server has got and not replied to
-    uint32_t session_id;
-    uint16_t sequence; // of the next frame to the shell
+    message_head head;     // ... with this head
+    const char *refusal;   // why no request is served any more; null while they are
+    size_t unanswered;     // requests that the server has got and not replied to
+    server_hello hello;    // what the server said
+    uint16_t sequence;     // of the next frame to the shell
     frame_reader request;
     framing_decoder decoder;
     blank_filter filter;
     byte_buffer message; // what came of the server's current message
-    copy_exchange copy;  // a request that may take several
+    exchange taken_over; // a request that may take several
     outgoing to_server;
     outgoing to_shell;
     size_t input_from;
@@ -67,6 +79,9 @@ void relay_refuse(relay *session, const char *reason);
 
 // The same, but the reason is told at once, as a notification.
 void relay_dismiss(relay *session, const char *reason);
+
+// True when the server's hello has not come, and may still come.
+bool relay_awaits_hello(const relay *session);
 
 // True while the shell waits for an answer, as far as the gateway knows.
 bool relay_owes_answer(const relay *session);

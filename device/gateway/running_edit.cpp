@@ -5,7 +5,7 @@
 #include <new>
 
 #include "device/gateway/configuration.h"
-#include "device/gateway/copy_request.h"
+#include "device/gateway/running_copy.h"
 #include "device/gateway/xml_reader.h"
 
 namespace

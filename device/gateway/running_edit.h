@@ -35,7 +35,7 @@
 
 // What running is to become. Texts of the caller.
 struct running_source {
-    std::string_view request;       // a copy to running (copy_request.h)
+    std::string_view request;       // a copy to running (running_copy.h)
     std::string_view startup_reply; // to a get-config of startup; empty unless the
                                     // copy is from startup
 };

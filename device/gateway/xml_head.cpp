@@ -62,8 +62,10 @@ void on_element(void *context, const xmlChar *name, const xmlChar *, const xmlCh
     } else if (scan->is_request) {
         if (equal(uri, private_namespace) && equal(name, "create-session"))
             scan->head.kind = message_create_session;
-        else if (equal(uri, netconf_base_namespace) && equal(name, "copy-config"))
-            scan->head.kind = message_copy_config;
+        else if (equal(uri, netconf_base_namespace) &&
+                 strlen(reinterpret_cast<const char *>(name)) < message_operation_size)
+            strcpy_s(scan->head.operation, message_operation_size,
+                     reinterpret_cast<const char *>(name));
     } else {
         scan->head.is_error = equal(uri, netconf_base_namespace) && equal(name, "rpc-error");
     }

@@ -13,15 +13,18 @@
 enum message_kind {
     message_other,          // also what cannot be read
     message_create_session, // a shell's private request, answered by the gateway
-    message_copy_config,
     message_rpc_reply,
 };
+
+constexpr size_t message_operation_size = 32;
 
 // message_id: zero-terminated text, null when the root element has none.
 struct message_head {
     message_kind kind;
     malloc_ptr<char> message_id;
-    bool is_error; // a reply whose first child element is an rpc-error
+    char operation[message_operation_size]; // of a request: its name, if the protocol's base
+                                            // has it and it is no longer; otherwise empty
+    bool is_error;                          // a reply whose first child element is an rpc-error
 };
 
 // Reads the head of a message of size bytes (no zero byte needed behind it).

@@ -5,9 +5,8 @@
 #include <libxml/xmlreader.h>
 #include <memory>
 #include <stddef.h>
-#include <stdint.h>
 
-constexpr char netconf_base_namespace[] = "urn:ietf:params:xml:ns:netconf:base:1.0";
+#include "device/gateway/xml_walk.h"
 
 struct xml_reader_deleter {
     void operator()(xmlTextReader *reader) const;

@@ -14,6 +14,8 @@
 #include <stddef.h>
 #include <string_view>
 
+constexpr char netconf_base_namespace[] = "urn:ietf:params:xml:ns:netconf:base:1.0";
+
 constexpr unsigned xml_depth_limit = 264;
 constexpr unsigned xml_space_limit = 256;
 

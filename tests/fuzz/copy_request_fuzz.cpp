@@ -4,7 +4,8 @@
 //
 // Input: the request in one line, the reply with startup in the next, then the
 // reply with running.
-#include "device/gateway/copy_request.h"
+#include "device/gateway/adapters/adapter.h"
+#include "device/gateway/running_copy.h"
 #include "device/gateway/running_edit.h"
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
@@ -20,7 +21,8 @@ std::string cleaned(const std::string &request)
     fuzz_require(byte_buffer_append(&buffer, block.get(), request.size(), request.size()) ==
                      buffer_ok,
                  "the request fits");
-    copy_request_clean(&buffer);
+    const message_head head = message_head_read(request.data(), request.size());
+    error_option_adapter.request(nullptr, &head, &buffer);
     fuzz_require(buffer.size <= request.size(), "nothing is added");
     return {buffer.data.get(), buffer.size};
 }

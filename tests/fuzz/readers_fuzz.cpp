@@ -192,8 +192,7 @@ message_kind kind_of(const xmlNode *root)
         return message_rpc_reply;
     if (!is_base(root, "rpc") || first == nullptr)
         return message_other;
-    if (is_base(first, "copy-config"))
-        return message_copy_config;
+    }
     const bool is_create =
         uri_of(first) == private_namespace && fuzz_xml_string(first->name) == "create-session";
     return is_create ? message_create_session : message_other;
@@ -206,7 +205,13 @@ void check_head(const std::string &message, const xmlNode *root)
     if (root == nullptr)
         return;
     fuzz_require(head.kind == kind_of(root), "the kind of the message");
-    if (head.kind == message_other)
+    const xmlNode *first = next_element(root->children);
+    const bool has_operation = is_base(root, "rpc") && first != nullptr &&
+                               uri_of(first) == netconf_base_namespace &&
+                               fuzz_xml_string(first->name).size() < message_operation_size;
+    fuzz_require_equal(head.operation, has_operation ? fuzz_xml_string(first->name) : "",
+                       "the operation of a request");
+    if (head.kind == message_other) {
         return;
     xmlChar *id = xmlGetNoNsProp(root, reinterpret_cast<const xmlChar *>("message-id"));
     fuzz_require((head.message_id != nullptr) == (id != nullptr), "an id where there is one");

@@ -95,7 +95,7 @@ void shell_sends(relay_bench *bench, session_log *log, std::string bytes)
 void take_event(relay_bench *bench, session_log *log, const std::string &event)
 {
     const std::string rest = event.substr(event.empty() ? 0 : 1);
-    const std::string message = bench->session->chunked ? chunked(rest) : rest + "]]>]]>";
+    const std::string message = bench->session->decoder.chunked ? chunked(rest) : rest + "]]>]]>";
     switch (event.empty() ? 0 : event[0]) {
     case 'h':
         server_sends(bench, log, rest + "]]>]]>");
@@ -142,7 +142,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         take_event(&bench, &log, input.line());
     if (bench.reason.empty()) {
         relay_server_ended(bench.session.get());
-        check_messages(log.to_server, bench.session->chunked);
+        check_messages(log.to_server, bench.session->decoder.chunked);
         fuzz_require(bench.session->to_server.sent == 0, "everything has gone out");
     }
     return 0;

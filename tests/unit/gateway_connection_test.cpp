@@ -47,7 +47,7 @@ struct connection_bench {
     // Waits for the hello, which comes at the start.
     void greet()
     {
-        while (!link->over && !link->session.hello_received)
+        while (!link->over && relay_awaits_hello(&link->session))
             turn(start);
     }
 

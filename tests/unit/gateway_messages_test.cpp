@@ -188,6 +188,17 @@ TEST(gateway_head, other_requests_pass)
               message_other);
 }
 
+TEST(gateway_head, the_operation_of_a_request)
+{
+    const std::string rpc = "<n:rpc xmlns:n='urn:ietf:params:xml:ns:netconf:base:1.0'>";
+    EXPECT_STREQ(head_of(rpc + "<n:copy-config>").operation, "copy-config");
+    EXPECT_STREQ(head_of(rpc + "<copy-config>").operation, "") << "of another namespace";
+    EXPECT_STREQ(head_of(rpc + "<n:" + std::string(31, 'x') + ">").operation,
+                 std::string(31, 'x').c_str());
+    EXPECT_STREQ(head_of(rpc + "<n:" + std::string(32, 'x') + ">").operation, "");
+    EXPECT_STREQ(head_of("<rpc><copy-config/></rpc>").operation, "");
+}
+
 TEST(gateway_head, replies_and_their_message_ids)
 {
     const message_head reply =

@@ -1,6 +1,6 @@
 // Copies to running through a relay: what is sent to the server and what the
 // shell gets for it.
-#include "device/gateway/copy_exchange.h"
+#include "device/gateway/adapters/adapter.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -126,7 +126,7 @@ struct exchange_bench : relay_bench {
 
 } // namespace
 
-TEST(gateway_exchange, a_copy_that_the_server_does_stays_a_copy)
+TEST(gateway_copy_to_running, a_copy_that_the_server_does_stays_a_copy)
 {
     exchange_bench test;
     EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
@@ -136,7 +136,7 @@ TEST(gateway_exchange, a_copy_that_the_server_does_stays_a_copy)
     EXPECT_EQ(test.log(), "");
 }
 
-TEST(gateway_exchange, an_edit_takes_the_place_of_a_copy_of_a_configuration)
+TEST(gateway_copy_to_running, an_edit_takes_the_place_of_a_copy_of_a_configuration)
 {
     exchange_bench test;
     test.refuse_copy();
@@ -147,7 +147,7 @@ TEST(gateway_exchange, an_edit_takes_the_place_of_a_copy_of_a_configuration)
     EXPECT_EQ(test.log(), copy_is_tried);
 }
 
-TEST(gateway_exchange, an_edit_takes_the_place_of_a_copy_of_startup)
+TEST(gateway_copy_to_running, an_edit_takes_the_place_of_a_copy_of_startup)
 {
     exchange_bench test;
     const std::string node = "<data><c xmlns=\"urn:c\"><x>1</x></c></data>";
@@ -162,7 +162,7 @@ TEST(gateway_exchange, an_edit_takes_the_place_of_a_copy_of_startup)
     EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), 0));
 }
 
-TEST(gateway_exchange, it_may_happen_again)
+TEST(gateway_copy_to_running, it_may_happen_again)
 {
     exchange_bench test;
     for (unsigned turn = 0; turn < 3; turn++) {
@@ -170,11 +170,11 @@ TEST(gateway_exchange, it_may_happen_again)
         EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
         EXPECT_EQ(test.answer(reply("tarnd-gateway-running", restored)), "");
         EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), turn));
-        EXPECT_EQ(test.session->copy.request.size, 0U);
+        EXPECT_EQ(test.session->taken_over.request.size, 0U);
     }
 }
 
-TEST(gateway_exchange, an_edit_that_is_refused_has_changed_nothing)
+TEST(gateway_copy_to_running, an_edit_that_is_refused_has_changed_nothing)
 {
     exchange_bench test;
     test.refuse_copy();
@@ -184,7 +184,7 @@ TEST(gateway_exchange, an_edit_that_is_refused_has_changed_nothing)
     EXPECT_EQ(test.log(), copy_is_tried);
 }
 
-TEST(gateway_exchange, what_is_left_over_is_removed_by_a_second_edit)
+TEST(gateway_copy_to_running, what_is_left_over_is_removed_by_a_second_edit)
 {
     exchange_bench test;
     test.refuse_copy();
@@ -200,7 +200,7 @@ TEST(gateway_exchange, what_is_left_over_is_removed_by_a_second_edit)
     EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), 0));
 }
 
-TEST(gateway_exchange, a_server_that_says_ok_and_does_not_do_it_is_not_believed)
+TEST(gateway_copy_to_running, a_server_that_says_ok_and_does_not_do_it_is_not_believed)
 {
     exchange_bench test;
     test.refuse_copy();
@@ -216,7 +216,7 @@ TEST(gateway_exchange, a_server_that_says_ok_and_does_not_do_it_is_not_believed)
                                           "what was to be copied: b differs\n");
 }
 
-TEST(gateway_exchange, a_long_name_is_cut_in_the_answer)
+TEST(gateway_copy_to_running, a_long_name_is_cut_in_the_answer)
 {
     exchange_bench test;
     const std::string name(300, 'n');
@@ -232,7 +232,7 @@ TEST(gateway_exchange, a_long_name_is_cut_in_the_answer)
     EXPECT_EQ(test.to_shell(), frame(failure(name.substr(0, 100) + " differs"), 0));
 }
 
-TEST(gateway_exchange, after_an_edit_nothing_but_the_same_running_is_ok)
+TEST(gateway_copy_to_running, after_an_edit_nothing_but_the_same_running_is_ok)
 {
     const struct {
         std::string running;
@@ -257,7 +257,7 @@ TEST(gateway_exchange, after_an_edit_nothing_but_the_same_running_is_ok)
     EXPECT_EQ(test.to_shell(), frame(failure("the server refuses another edit"), 0));
 }
 
-TEST(gateway_exchange, other_refusals_pass)
+TEST(gateway_copy_to_running, other_refusals_pass)
 {
     for (const char *tag : {"access-denied", "lock-denied", "operation-failed", "invalid-value"}) {
         exchange_bench test;
@@ -268,7 +268,7 @@ TEST(gateway_exchange, other_refusals_pass)
     }
 }
 
-TEST(gateway_exchange, any_of_several_errors_may_be_the_one)
+TEST(gateway_copy_to_running, any_of_several_errors_may_be_the_one)
 {
     exchange_bench test;
     EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
@@ -276,7 +276,7 @@ TEST(gateway_exchange, any_of_several_errors_may_be_the_one)
               chunked(read_running));
 }
 
-TEST(gateway_exchange, a_refusal_of_anything_else_passes)
+TEST(gateway_copy_to_running, a_refusal_of_anything_else_passes)
 {
     const std::string copies[] = {
         rpc("5", "<copy-config><target><startup/></target><source>" + config +
@@ -294,7 +294,7 @@ TEST(gateway_exchange, a_refusal_of_anything_else_passes)
     }
 }
 
-TEST(gateway_exchange, only_a_server_that_edits_running_as_a_whole_is_asked_to)
+TEST(gateway_copy_to_running, only_a_server_that_edits_running_as_a_whole_is_asked_to)
 {
     for (const std::string &capabilities : {std::string(), writable, rolls_back}) {
         exchange_bench test(capabilities);
@@ -304,7 +304,7 @@ TEST(gateway_exchange, only_a_server_that_edits_running_as_a_whole_is_asked_to)
     }
 }
 
-TEST(gateway_exchange, what_fails_on_the_way_gives_the_refusal)
+TEST(gateway_copy_to_running, what_fails_on_the_way_gives_the_refusal)
 {
     const std::string denied = error("access-denied");
     const struct {
@@ -333,7 +333,7 @@ TEST(gateway_exchange, what_fails_on_the_way_gives_the_refusal)
     EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
 }
 
-TEST(gateway_exchange, later_requests_wait_and_other_messages_pass)
+TEST(gateway_copy_to_running, later_requests_wait_and_other_messages_pass)
 {
     exchange_bench test;
     EXPECT_EQ(test.ask(rpc("4", "<x/>")), chunked(rpc("4", "<x/>")));
@@ -359,7 +359,7 @@ TEST(gateway_exchange, later_requests_wait_and_other_messages_pass)
     EXPECT_TRUE(relay_requests_done(test.session.get()));
 }
 
-TEST(gateway_exchange, a_server_that_forgets_message_ids_does_not_stop_the_shell)
+TEST(gateway_copy_to_running, a_server_that_forgets_message_ids_does_not_stop_the_shell)
 {
     exchange_bench test;
     const std::string nameless =
@@ -370,7 +370,7 @@ TEST(gateway_exchange, a_server_that_forgets_message_ids_does_not_stop_the_shell
     EXPECT_EQ(test.ask(rpc("6", "<x/>")), chunked(rpc("6", "<x/>")));
 }
 
-TEST(gateway_exchange, a_refusal_that_comes_before_the_whole_copy_is_out)
+TEST(gateway_copy_to_running, a_refusal_that_comes_before_the_whole_copy_is_out)
 {
     exchange_bench test;
     EXPECT_EQ(test.shell_sends(frame(copy(config))), "");
@@ -378,11 +378,11 @@ TEST(gateway_exchange, a_refusal_that_comes_before_the_whole_copy_is_out)
     EXPECT_EQ(test.server_sends(chunked(unsupported)), "");
     EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
     EXPECT_EQ(test.to_server(), chunked(copy(config)).substr(1));
-    EXPECT_EQ(test.session->copy.request.size, 0U);
+    EXPECT_EQ(test.session->taken_over.request.size, 0U);
     EXPECT_EQ(test.ask(rpc("6", "<x/>")), chunked(rpc("6", "<x/>")));
 }
 
-TEST(gateway_exchange, a_copy_loses_its_error_option_everywhere)
+TEST(gateway_copy_to_running, a_copy_loses_its_error_option_everywhere)
 {
     exchange_bench test("");
     EXPECT_EQ(test.ask(rpc("5", "<copy-config><error-option>x</error-option></copy-config>")),

@@ -1,15 +1,12 @@
-#include "device/gateway/copy_request.h"
+#include "device/gateway/running_copy.h"
 
 #include <memory>
 #include <new>
-#include <string.h>
 
 #include "device/gateway/xml_reader.h"
 
 namespace
 {
-
-constexpr unsigned drop_limit = 16;
 
 constexpr std::string_view blanks = " \t\r\n";
 
@@ -31,44 +28,6 @@ xml_step start_outer(const xml_walk *walk)
 {
     const char *name = walk->depth == copy_rpc ? "rpc" : "copy-config";
     return is_base(&walk->open[walk->depth - 1], name) ? xml_step_on : xml_step_fail;
-}
-
-// What is dropped of a copy-config.
-struct copy_cleaning {
-    struct {
-        size_t from;
-        size_t to;
-    } dropped[drop_limit];
-    unsigned count;
-    xml_walk walk;
-};
-
-xml_step cleaning_start(void *, const xml_walk *walk)
-{
-    return walk->depth <= copy_config ? start_outer(walk) : xml_step_on;
-}
-
-xml_step cleaning_end(void *context, const xml_walk *walk, size_t end)
-{
-    auto *cleaning = static_cast<copy_cleaning *>(context);
-    const xml_element *element = &walk->open[walk->depth - 1];
-    if (walk->depth == copy_part && is_base(element, "error-option") &&
-        cleaning->count < drop_limit)
-        cleaning->dropped[cleaning->count++] = {element->from, end};
-    return walk->depth <= copy_config ? xml_step_end : xml_step_on;
-}
-
-void drop_all(const copy_cleaning *cleaning, byte_buffer *request)
-{
-    char *bytes = request->data.get();
-    size_t kept = cleaning->dropped[0].from;
-    for (unsigned at = 0; at < cleaning->count; at++) {
-        const bool is_last = at + 1 == cleaning->count;
-        const size_t next = is_last ? request->size : cleaning->dropped[at + 1].from;
-        memmove(bytes + kept, bytes + cleaning->dropped[at].to, next - cleaning->dropped[at].to);
-        kept += next - cleaning->dropped[at].to;
-    }
-    request->size = kept;
 }
 
 // What is known of a copy to running on the way through it.
@@ -166,17 +125,6 @@ bool read_copy(std::string_view request, running_copy *copy, configuration *conf
 }
 
 } // namespace
-
-void copy_request_clean(byte_buffer *request)
-{
-    static const xml_events events = {cleaning_start, nullptr, cleaning_end};
-    const std::unique_ptr<copy_cleaning> cleaning(new (std::nothrow) copy_cleaning{});
-    if (cleaning == nullptr)
-        return;
-    const std::string_view text(request->data.get(), request->size);
-    if (xml_walk_run(&cleaning->walk, text, &events, cleaning.get()) == 0 && cleaning->count > 0)
-        drop_all(cleaning.get(), request);
-}
 
 bool running_copy_read(std::string_view request, running_copy *copy)
 {

@@ -1,5 +1,5 @@
-// What the gateway changes in a copy-config, and which ones it can tell as edits.
-#include "device/gateway/copy_request.h"
+// The error-option of a copy-config, which is dropped.
+#include "device/gateway/adapters/adapter.h"
 
 #include <gtest/gtest.h>
 #include <string.h>
@@ -14,7 +14,8 @@ std::string cleaned(const std::string &text)
 {
     byte_buffer request{};
     byte_buffer_append(&request, text.data(), text.size(), text.size());
-    copy_request_clean(&request);
+    const message_head head = message_head_read(text.data(), text.size());
+    EXPECT_EQ(error_option_adapter.request(nullptr, &head, &request), adapter_leaves);
     return {request.data.get(), request.size};
 }
 
@@ -30,20 +31,9 @@ std::string copy(const std::string &inner)
 
 const std::string to_running = "<target><running/></target>";
 
-std::string from(const std::string &source)
-{
-    return copy(to_running + "<source>" + source + "</source>");
-}
-
-bool is_running_copy(const std::string &text)
-{
-    running_copy parts;
-    return running_copy_read(text, &parts);
-}
-
 } // namespace
 
-TEST(gateway_copy, drops_error_options)
+TEST(gateway_error_option, drops_error_options)
 {
     EXPECT_EQ(cleaned(rpc("  <copy-config>\r\n"
                           "    <target>\r\n"
@@ -73,7 +63,7 @@ TEST(gateway_copy, drops_error_options)
                   "'><n:copy-config><error-option>y</error-option></n:copy-config></n:rpc>");
 }
 
-TEST(gateway_copy, leaves_everything_else_as_it_is)
+TEST(gateway_error_option, leaves_everything_else_as_it_is)
 {
     for (const std::string &text : {
              copy(to_running),
@@ -97,38 +87,4 @@ TEST(gateway_copy, leaves_everything_else_as_it_is)
         else
             EXPECT_EQ(cleaned(text), text);
     }
-}
-
-TEST(gateway_copy, tells_a_copy_to_running)
-{
-    EXPECT_TRUE(is_running_copy(from("<config/>")));
-    EXPECT_TRUE(is_running_copy(from("<config><a/></config>")));
-    EXPECT_TRUE(is_running_copy(from("<startup/>")));
-    EXPECT_TRUE(is_running_copy(from("<startup></startup>")));
-    EXPECT_TRUE(is_running_copy(copy("<source><config/></source>" + to_running)));
-    EXPECT_TRUE(is_running_copy("<n:rpc xmlns:n='" + base +
-                                "'><n:copy-config><n:target><n:running/></n:target><n:source>"
-                                "<n:config/></n:source></n:copy-config></n:rpc>"));
-    for (const std::string &text : {
-             copy("<target><startup/></target><source><config/></source>"),
-             from("<running/>"),
-             from("<candidate/>"),
-             from("<url>file:x</url>"),
-             from(""),
-             from("<config/><startup/>"),
-             from("<config xmlns='urn:other'/>"),
-             copy(to_running + "<source x='1'><config/></source>"),
-             copy(to_running + to_running + "<source><config/></source>"),
-             copy(to_running + "<source><config/></source><source><config/></source>"),
-             copy(to_running + "<source><config/></source><with-defaults/>"),
-             copy("<target><running/><startup/></target><source><config/></source>"),
-             copy("<target/><source><config/></source>"),
-             copy("<source><config/></source>"),
-             copy(to_running),
-             copy(""),
-             rpc("<copy-config/>"),
-             rpc("<edit-config>" + to_running + "<source><config/></source></edit-config>"),
-             rpc("<copy-config>" + to_running + "<source><config><a></config></source>"),
-         })
-        EXPECT_FALSE(is_running_copy(text)) << text;
 }

@@ -1,0 +1,94 @@
+// What a server cannot do, or does in another way, and what is done about it.
+//
+// Each request of a shell is offered to the adapters that apply to the server, in the order
+// of the table in adapters.cpp. An adapter
+//
+// - leaves it, when its head says that it is of no interest. Only heads are read until an
+//   adapter wants more: a body of 100 MB that none wants is neither read nor copied;
+// - rewrites it, and the next adapter sees what it has become;
+// - takes it over: it asks the server what it likes, one request after the other, gets the
+//   answer to each, and gives the shell one answer in the end. No other request goes
+//   out meanwhile, and no other adapter sees the request. Messages that answer something else
+//   pass.
+//
+// A new one is a file in this folder with an `adapter` record, declared at the end of this
+// header and put into the table, those that rewrite before those that take over; and a
+// unit test that runs it in a relay (tests/unit/gateway_copy_to_running_test.cpp is an
+// example). What it has to know of the server is a field of server_hello (hello.h). It reads
+// a request with xml_walk.h, and says in the manual page what it changes.
+#ifndef VANDEL_GATEWAY_ADAPTER_H
+#define VANDEL_GATEWAY_ADAPTER_H
+
+#include <stdint.h>
+#include <string_view>
+
+#include "device/gateway/byte_buffer.h"
+#include "device/gateway/hello.h"
+#include "device/gateway/xml_head.h"
+
+constexpr unsigned exchange_kept_count = 3;
+
+struct adapter;
+
+// A request that an adapter has taken over. All zero: there is none.
+struct exchange {
+    const adapter *owner;
+    unsigned shell;              // its number, for the log
+    malloc_ptr<char> message_id; // of the shell's request, which has one
+    const char *awaited;         // the id that an answer has; null: message_id
+    byte_buffer next;            // what is to be sent now ...
+    bool asks;                   // ... if there is something
+    bool keeps_next;             // it comes back when it is sent ...
+    byte_buffer request;         // ... in here
+    // The adapter's own:
+    uint8_t step;
+    uint8_t rounds;
+    byte_buffer kept[exchange_kept_count];
+};
+
+enum adapter_verdict {
+    adapter_leaves, // the request, whatever it has become, goes on
+    adapter_takes,  // what is to be sent first was told with exchange_ask...()
+};
+
+enum adapter_outcome {
+    adapter_asks, // another request was told with exchange_ask...(), or no memory is left for it
+    adapter_ends, // the message, whatever it has become, is the answer to the shell
+};
+
+struct adapter {
+    const char *name;
+    // True for the servers that need it.
+    bool (*applies)(const server_hello *hello);
+    // Sees a request. It may take over one that has a message id.
+    adapter_verdict (*request)(exchange *exchange, const message_head *head, byte_buffer *request);
+    // Sees the answer to what it has asked. Null: it never takes over.
+    adapter_outcome (*reply)(exchange *exchange, const message_head *head, byte_buffer *message);
+};
+
+// Asks the server next: a request of the adapter's own with that id, both static texts.
+void exchange_ask(exchange *exchange, const char *id, std::string_view text);
+
+// The same with a request that has the shell's message id; it becomes empty.
+void exchange_ask_body(exchange *exchange, byte_buffer *request);
+
+// The same with one that comes back into exchange->request when it is sent.
+void exchange_ask_kept(exchange *exchange, byte_buffer *request);
+
+// True when no request is taken over.
+bool exchange_idle(const exchange *exchange);
+
+// Offers a request, of which head was read, to the adapters that apply. Afterwards it is to be
+// sent, or exchange is not idle; then head has given up its message id.
+void adapters_offer(exchange *exchange, const server_hello *hello, message_head *head,
+                    byte_buffer *request);
+
+// Takes a complete message of the server, of which head was read, while a request is
+// taken over. True: the message, which may have become another one, is to be passed to the
+// shell. False: there is nothing to pass.
+bool adapters_take(exchange *exchange, const message_head *head, byte_buffer *message);
+
+extern const adapter error_option_adapter;
+extern const adapter copy_to_running_adapter;
+
+#endif

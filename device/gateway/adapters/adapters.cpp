@@ -1,0 +1,76 @@
+#include "device/gateway/adapters/adapter.h"
+
+#include <string.h>
+#include <utility>
+
+#include "device/gateway/frame.h"
+
+namespace
+{
+
+constexpr const adapter *adapters[] = {&error_option_adapter, &copy_to_running_adapter};
+
+// True when the message is the reply with the id that is awaited, or one without any: the
+// answer of a server that could not read the request so far.
+bool answers(const exchange *exchange, const message_head *head)
+{
+    const char *id = exchange->awaited != nullptr ? exchange->awaited : exchange->message_id.get();
+    return head->kind == message_rpc_reply &&
+           (head->message_id == nullptr || strcmp(head->message_id.get(), id) == 0);
+}
+
+void ask(exchange *exchange, const char *id, bool keeps)
+{
+    exchange->awaited = id;
+    exchange->asks = true;
+    exchange->keeps_next = keeps;
+}
+
+} // namespace
+
+void exchange_ask(exchange *exchange, const char *id, std::string_view text)
+{
+    byte_buffer_append(&exchange->next, text.data(), text.size(), frame_body_limit);
+    ask(exchange, id, false);
+}
+
+void exchange_ask_body(exchange *exchange, byte_buffer *request)
+{
+    exchange->next = byte_buffer_take(request);
+    ask(exchange, nullptr, false);
+}
+
+void exchange_ask_kept(exchange *exchange, byte_buffer *request)
+{
+    exchange->next = byte_buffer_take(request);
+    ask(exchange, nullptr, true);
+}
+
+bool exchange_idle(const exchange *exchange)
+{
+    return exchange->owner == nullptr;
+}
+
+void adapters_offer(exchange *exchange, const server_hello *hello, message_head *head,
+                    byte_buffer *request)
+{
+    for (const adapter *each : adapters) {
+        if (!each->applies(hello) || each->request(exchange, head, request) != adapter_takes)
+            continue;
+        exchange->owner = each;
+        exchange->message_id = std::move(head->message_id);
+        return;
+    }
+}
+
+bool adapters_take(exchange *exchange, const message_head *head, byte_buffer *message)
+{
+    if (!answers(exchange, head))
+        return true;
+    if (exchange->owner->reply(exchange, head, message) == adapter_asks)
+        return false;
+    const unsigned shell = exchange->shell;
+    *exchange = {};
+    exchange->shell = shell;
+    return true;
+}

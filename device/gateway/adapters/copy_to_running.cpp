@@ -1,0 +1,214 @@
+// A copy to running that the server may refuse: it may announce a writable running datastore
+// and support no copy to it all the same (netconfd is one).
+//
+// The copy goes to the server as it is. When the answer is that the operation is
+// not supported, the gateway reads what it needs, sends an edit-config in the
+// copy's place (running_edit.h), and reads running again: the answer to the edit
+// is the answer to the copy when running is now what was to be copied. If it is
+// not, another edit is made of what is there now, and a third. The shell gets
+//
+// - the server's refusal, if anything fails before the first edit;
+// - the server's error, if it refuses that edit: nothing has changed then;
+// - an error of the gateway's own, if running has changed and is not known to be
+//   the source at the end. So nobody takes it for restored.
+//
+// Another session that edits running meanwhile is seen in the same way.
+#include <string.h>
+
+#include "bounded.h"
+#include "device/gateway/adapters/adapter.h"
+#include "device/gateway/report.h"
+#include "device/gateway/running_copy.h"
+#include "device/gateway/running_edit.h"
+
+namespace
+{
+
+// What is awaited.
+enum copy_step : uint8_t {
+    copy_step_copy, // the answer to the shell's own request
+    copy_step_startup,
+    copy_step_running,
+    copy_step_edit,
+};
+
+enum copy_kept : unsigned {
+    copy_kept_refusal, // the server's answer to the copy
+    copy_kept_startup, // the reply that holds startup, when that is the source
+    copy_kept_answer,  // to the first edit
+};
+
+// Those after the first do what it could not know to be left (running_edit.h).
+constexpr uint8_t edit_limit = 3;
+
+constexpr char startup_id[] = "tarnd-gateway-startup";
+constexpr char running_id[] = "tarnd-gateway-running";
+constexpr char read_startup[] =
+    "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"tarnd-gateway-startup\">"
+    "<get-config><source><startup/></source></get-config></rpc>";
+constexpr char read_running[] =
+    "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"tarnd-gateway-running\">"
+    "<get-config><source><running/></source></get-config></rpc>";
+
+std::string_view view(const byte_buffer *buffer)
+{
+    return {buffer->data.get(), buffer->size};
+}
+
+adapter_outcome ask_running(exchange *exchange)
+{
+    exchange->step = copy_step_running;
+    exchange_ask(exchange, running_id, read_running);
+    return adapter_asks;
+}
+
+// Gives up when nothing has changed: the refusal is the answer.
+adapter_outcome refuse(exchange *exchange, byte_buffer *message, const char *reason)
+{
+    report_shell(exchange->shell, "the copy to running is refused: %s", reason);
+    *message = byte_buffer_take(&exchange->kept[copy_kept_refusal]);
+    return adapter_ends;
+}
+
+// Gives up when something has. Without memory for the answer the shell gets the
+// refusal, which says less, but nothing wrong.
+adapter_outcome fail(exchange *exchange, byte_buffer *message, const char *reason)
+{
+    char text[report_text_size];
+    sprintf_s(text, sizeof text, "running was changed but is not what was to be copied: %s",
+              reason);
+    report_shell(exchange->shell, "%s", text);
+    byte_buffer reply{};
+    if (!failure_reply_write(exchange->message_id.get(), text, &reply))
+        reply = byte_buffer_take(&exchange->kept[copy_kept_refusal]);
+    *message = byte_buffer_take(&reply);
+    return adapter_ends;
+}
+
+adapter_outcome give_up(exchange *exchange, byte_buffer *message, const char *reason)
+{
+    return exchange->rounds == 0 ? refuse(exchange, message, reason)
+                                 : fail(exchange, message, reason);
+}
+
+adapter_outcome take_copy_answer(exchange *exchange, const message_head *head, byte_buffer *message)
+{
+    running_copy copy;
+    if (!head->is_error ||
+        !error_tag_is(message->data.get(), message->size, "operation-not-supported") ||
+        !running_copy_read(view(&exchange->request), &copy))
+        return adapter_ends;
+    report_shell(exchange->shell,
+                 "the server does not copy to running: an edit takes the copy's place");
+    exchange->kept[copy_kept_refusal] = byte_buffer_take(message);
+    if (!copy.from_startup)
+        return ask_running(exchange);
+    exchange->step = copy_step_startup;
+    exchange_ask(exchange, startup_id, read_startup);
+    return adapter_asks;
+}
+
+adapter_outcome take_startup(exchange *exchange, const message_head *head, byte_buffer *message)
+{
+    if (head->is_error)
+        return refuse(exchange, message, "startup cannot be read");
+    exchange->kept[copy_kept_startup] = byte_buffer_take(message);
+    return ask_running(exchange);
+}
+
+running_source source_of(const exchange *exchange)
+{
+    return {view(&exchange->request), view(&exchange->kept[copy_kept_startup])};
+}
+
+// True when running is now what was to be copied; otherwise *fault says why it is
+// not known to be.
+bool is_copied(const exchange *exchange, const byte_buffer *message, report_text *fault)
+{
+    constexpr size_t name_limit = 100;
+    const running_source source = source_of(exchange);
+    std::string_view name;
+    const char *reason = running_edit_check(&source, view(message), &name);
+    if (reason == nullptr && name.empty())
+        return true;
+    const size_t size = name.size() < name_limit ? name.size() : name_limit;
+    char text[name_limit + 16];
+    sprintf_s(text, sizeof text, "%.*s differs", static_cast<int>(size), name.data());
+    *fault = report_clean(reason != nullptr ? reason : text);
+    return false;
+}
+
+adapter_outcome make_edit(exchange *exchange, byte_buffer *message)
+{
+    const running_source source = source_of(exchange);
+    byte_buffer edit{};
+    const char *reason = running_edit_write(&source, view(message), exchange->rounds > 0, &edit);
+    if (reason != nullptr)
+        return give_up(exchange, message, reason);
+    byte_buffer_clear(message);
+    exchange->step = copy_step_edit;
+    exchange_ask_body(exchange, &edit);
+    return adapter_asks;
+}
+
+adapter_outcome take_running(exchange *exchange, const message_head *head, byte_buffer *message)
+{
+    if (head->is_error)
+        return give_up(exchange, message, "running cannot be read");
+    if (exchange->rounds == 0)
+        return make_edit(exchange, message);
+    report_text fault;
+    if (is_copied(exchange, message, &fault)) {
+        *message = byte_buffer_take(&exchange->kept[copy_kept_answer]);
+        return adapter_ends;
+    }
+    return exchange->rounds < edit_limit ? make_edit(exchange, message)
+                                         : fail(exchange, message, fault.text);
+}
+
+adapter_outcome take_edit_answer(exchange *exchange, const message_head *head, byte_buffer *message)
+{
+    if (head->is_error && exchange->rounds > 0)
+        return fail(exchange, message, "the server refuses another edit");
+    if (head->is_error)
+        return adapter_ends;
+    if (exchange->rounds == 0)
+        exchange->kept[copy_kept_answer] = byte_buffer_take(message);
+    byte_buffer_clear(message);
+    exchange->rounds++;
+    return ask_running(exchange);
+}
+
+bool applies(const server_hello *hello)
+{
+    return hello->writable_running && hello->rollback_on_error;
+}
+
+adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
+{
+    running_copy copy;
+    if (strcmp(head->operation, "copy-config") != 0 || head->message_id == nullptr ||
+        !running_copy_read(view(request), &copy))
+        return adapter_leaves;
+    exchange->step = copy_step_copy;
+    exchange_ask_kept(exchange, request);
+    return adapter_takes;
+}
+
+adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_buffer *message)
+{
+    switch (exchange->step) {
+    case copy_step_copy:
+        return take_copy_answer(exchange, head, message);
+    case copy_step_startup:
+        return take_startup(exchange, head, message);
+    case copy_step_running:
+        return take_running(exchange, head, message);
+    default:
+        return take_edit_answer(exchange, head, message);
+    }
+}
+
+} // namespace
+
+const adapter copy_to_running_adapter = {"copy-to-running", applies, take_request, take_reply};
