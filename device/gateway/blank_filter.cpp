@@ -44,15 +44,10 @@ struct filter_pass {
 constexpr char cdata_opener[] = "[CDATA[";
 constexpr unsigned char order_mark_bytes[] = {0xEF, 0xBB, 0xBF};
 
-bool is_blank(char byte)
-{
-    return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
-}
-
 bool is_all_blank(const char *data, size_t size)
 {
     for (size_t at = 0; at < size; at++) {
-        if (!is_blank(data[at]))
+        if (!xml_is_blank(data[at]))
             return false;
     }
     return true;
@@ -385,7 +380,7 @@ bool is_declaration(const blank_filter *filter, const byte_buffer *out)
     const char *bytes = out->data.get() + filter->aside_from;
     const size_t size = out->size - filter->aside_from;
     return !filter->has_root && size > 5 && memcmp(bytes, "<?xml", 5) == 0 &&
-           (is_blank(bytes[5]) || bytes[5] == '?');
+           (xml_is_blank(bytes[5]) || bytes[5] == '?');
 }
 
 filter_result pass_comment(filter_pass *pass)

@@ -47,6 +47,17 @@ buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t s
     return buffer_ok;
 }
 
+buffer_result byte_buffer_append_all(byte_buffer *buffer,
+                                     std::initializer_list<std::string_view> pieces, size_t limit)
+{
+    buffer_result result = buffer_ok;
+    for (const std::string_view piece : pieces) {
+        if (result == buffer_ok)
+            result = byte_buffer_append(buffer, piece.data(), piece.size(), limit);
+    }
+    return result;
+}
+
 void byte_buffer_cut(byte_buffer *buffer, size_t limit)
 {
     if (buffer->size > limit)

@@ -6,9 +6,11 @@
 #ifndef VANDEL_GATEWAY_BYTE_BUFFER_H
 #define VANDEL_GATEWAY_BYTE_BUFFER_H
 
+#include <initializer_list>
 #include <memory>
 #include <stddef.h>
 #include <stdlib.h>
+#include <string_view>
 
 #include "heap.h"
 
@@ -28,6 +30,10 @@ enum buffer_result {
 // then hold more than limit bytes. Growth is geometric but never passes limit.
 // After a failure the buffer is as it was.
 buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t size, size_t limit);
+
+// Appends one after the other. After a failure some may have been appended.
+buffer_result byte_buffer_append_all(byte_buffer *buffer,
+                                     std::initializer_list<std::string_view> pieces, size_t limit);
 
 // Cuts the content to limit bytes, more than 0, and gives back the memory of
 // the rest, if the allocator can.

@@ -2,8 +2,6 @@
 
 #include <stdlib.h>
 
-#include "device/gateway/xml_reader.h"
-
 namespace
 {
 

@@ -1,5 +1,7 @@
 #include "device/gateway/content_marks.h"
 
+#include "device/gateway/xml_characters.h"
+
 namespace
 {
 
@@ -174,7 +176,7 @@ void marks_text(marks_builder *builder, const xml_walk *walk, std::string_view t
         return;
     for (const char byte : text) {
         value->exact = mark_byte(value->exact, byte);
-        const bool is_blank = byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
+        const bool is_blank = xml_is_blank(byte);
         if (value->plain != first_mark || !is_blank)
             value->whole = mark_byte(value->whole, byte);
         value->has_blanks = value->has_blanks || is_blank;

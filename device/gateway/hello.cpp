@@ -1,8 +1,11 @@
 #include "device/gateway/hello.h"
 
-#include <string.h>
+#include <memory>
+#include <new>
+#include <string_view>
 
-#include "device/gateway/xml_reader.h"
+#include "device/gateway/xml_leaf.h"
+#include "device/gateway/xml_walk.h"
 
 const char hello_text[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
                           "<hello xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><capabilities>"
@@ -13,74 +16,96 @@ const char hello_text[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
 namespace
 {
 
-// True when the capability is that one, whatever parameters it carries.
-bool names_capability(const char *capability, const char *name)
-{
-    const size_t size = strlen(name);
-    return strncmp(capability, name, size) == 0 &&
-           (capability[size] == '\0' || capability[size] == '?');
-}
+struct known_capability {
+    std::string_view name;
+    bool server_hello::*field;
+};
 
-void note_capability(server_hello *hello, const char *capability)
+constexpr known_capability known_capabilities[] = {
+    {"urn:ietf:params:netconf:base:1.0", &server_hello::base_1_0},
+    {"urn:ietf:params:netconf:base:1.1", &server_hello::base_1_1},
+    {"urn:ietf:params:netconf:capability:notification:1.0", &server_hello::notifications},
+    {"urn:ietf:params:netconf:capability:interleave:1.0", &server_hello::interleave},
+    {"urn:ietf:params:netconf:capability:writable-running:1.0", &server_hello::writable_running},
+    {"urn:ietf:params:netconf:capability:rollback-on-error:1.0", &server_hello::rollback_on_error},
+};
+
+// What is known of a hello on the way through it.
+struct hello_reader {
+    server_hello *hello;
+    bool is_hello;
+    xml_leaf leaf;
+    xml_walk walk;
+};
+
+// Whatever parameters it carries.
+void note_capability(server_hello *hello, std::string_view capability)
 {
-    if (names_capability(capability, "urn:ietf:params:netconf:base:1.0"))
-        hello->base_1_0 = true;
-    else if (names_capability(capability, "urn:ietf:params:netconf:base:1.1"))
-        hello->base_1_1 = true;
-    else if (names_capability(capability, "urn:ietf:params:netconf:capability:notification:1.0"))
-        hello->notifications = true;
-    else if (names_capability(capability, "urn:ietf:params:netconf:capability:interleave:1.0"))
-        hello->interleave = true;
-    else if (names_capability(capability,
-                              "urn:ietf:params:netconf:capability:writable-running:1.0"))
-        hello->writable_running = true;
-    else if (names_capability(capability,
-                              "urn:ietf:params:netconf:capability:rollback-on-error:1.0"))
-        hello->rollback_on_error = true;
+    for (const known_capability &known : known_capabilities) {
+        if (capability.substr(0, capability.find('?')) == known.name)
+            hello->*known.field = true;
+    }
 }
 
 // A decimal number from 1 to 2^32 - 1; 0 for anything else.
-uint32_t read_session_id(const char *text)
+uint32_t read_session_id(std::string_view text)
 {
     uint64_t number = 0;
-    for (; *text >= '0' && *text <= '9' && number <= UINT32_MAX; text++)
-        number = number * 10 + static_cast<uint64_t>(*text - '0');
-    return *text != '\0' || number > UINT32_MAX ? 0 : static_cast<uint32_t>(number);
+    for (const char digit : text) {
+        if (digit < '0' || digit > '9')
+            return 0;
+        number = number * 10 + static_cast<uint64_t>(digit - '0');
+        if (number > UINT32_MAX)
+            return 0;
+    }
+    return static_cast<uint32_t>(number);
 }
 
-void read_hello_element(xmlTextReader *reader, server_hello *hello)
+xml_step on_start(void *context, const xml_walk *walk)
 {
-    const bool is_capability = xml_reader_is(reader, netconf_base_namespace, "capability");
-    if (!is_capability && !xml_reader_is(reader, netconf_base_namespace, "session-id"))
-        return;
-    xml_text owner;
-    const char *text = xml_reader_trimmed_text(reader, &owner);
-    if (text == nullptr)
-        return;
-    if (is_capability)
-        note_capability(hello, text);
-    else
-        hello->session_id = read_session_id(text);
+    auto *reader = static_cast<hello_reader *>(context);
+    if (walk->depth == 1)
+        reader->is_hello = xml_element_is(&walk->open[0], netconf_base_namespace, "hello");
+    xml_leaf_start(&reader->leaf);
+    return reader->is_hello ? xml_step_on : xml_step_fail;
+}
+
+xml_step on_text(void *context, const xml_walk *, std::string_view text)
+{
+    xml_leaf_text(&static_cast<hello_reader *>(context)->leaf, text);
+    return xml_step_on;
+}
+
+xml_step on_end(void *context, const xml_walk *walk, size_t)
+{
+    auto *reader = static_cast<hello_reader *>(context);
+    const xml_element *element = &walk->open[walk->depth - 1];
+    std::string_view text;
+    if (!xml_leaf_end(&reader->leaf, &text))
+        return xml_step_on;
+    if (xml_element_is(element, netconf_base_namespace, "capability"))
+        note_capability(reader->hello, text);
+    else if (xml_element_is(element, netconf_base_namespace, "session-id"))
+        reader->hello->session_id = read_session_id(text);
+    return xml_step_on;
 }
 
 } // namespace
 
 const char *server_hello_read(const char *text, size_t size, server_hello *hello)
 {
+    static const xml_events events = {on_start, on_text, on_end};
     *hello = {};
     if (size > hello_size_limit)
         return "the server's hello is too long";
-    const xml_reader reader = xml_reader_open(text, size);
+    const std::unique_ptr<hello_reader> reader(new (std::nothrow) hello_reader{});
     if (reader == nullptr)
         return "out of memory for the server's hello";
-    const bool has_root = xml_reader_next_element(reader.get());
-    if (xmlTextReaderReadState(reader.get()) == XML_TEXTREADER_MODE_ERROR)
-        return "the server's hello is not well-formed";
-    if (!has_root || !xml_reader_is(reader.get(), netconf_base_namespace, "hello"))
+    reader->hello = hello;
+    const int result = xml_walk_run(&reader->walk, {text, size}, &events, reader.get());
+    if (!reader->is_hello && reader->walk.step == xml_step_fail)
         return "the server's first message is not a hello";
-    while (xml_reader_next_element(reader.get()))
-        read_hello_element(reader.get(), hello);
-    if (xmlTextReaderReadState(reader.get()) != XML_TEXTREADER_MODE_EOF)
+    if (result != 0)
         return "the server's hello is not well-formed";
     if (!hello->base_1_0 && !hello->base_1_1)
         return "the server's hello offers neither NETCONF 1.0 nor 1.1";

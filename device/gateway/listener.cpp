@@ -44,14 +44,14 @@ const char *free_path(const struct sockaddr_un *address)
     return unlink(address->sun_path) == 0 ? nullptr : strerror(errno);
 }
 
-bool bind_private(const descriptor *socket, const struct sockaddr_un *address)
+int bind_private(const descriptor *socket, const struct sockaddr_un *address)
 {
     const mode_t mask = umask(0177);
     const int result = bind(socket->number, generic(address), sizeof *address);
     const int error = errno;
     umask(mask);
     errno = error;
-    return result == 0;
+    return result;
 }
 
 } // namespace
@@ -66,7 +66,7 @@ const char *listener_open(listener *server, const char *path)
     if (reason != nullptr)
         return reason;
     server->socket = open_socket();
-    if (!descriptor_open(&server->socket) || !bind_private(&server->socket, &server->address) ||
+    if (!descriptor_open(&server->socket) || bind_private(&server->socket, &server->address) != 0 ||
         listen(server->socket.number, backlog) != 0 ||
         lstat(server->address.sun_path, &server->made) != 0)
         return strerror(errno);

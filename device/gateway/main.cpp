@@ -14,21 +14,21 @@ namespace
 
 // The three standard descriptors exist, and no other one that was inherited
 // reaches the commands.
-bool settle_descriptors()
+int settle_descriptors()
 {
     for (int number = STDIN_FILENO; number <= STDERR_FILENO; number++) {
         if (fcntl(number, F_GETFD) < 0 && open("/dev/null", O_RDWR) != number)
-            return false;
+            return -1;
     }
     close_range(STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC);
-    return true;
+    return 0;
 }
 
 } // namespace
 
 int main(int count, char **arguments)
 {
-    if (!settle_descriptors())
+    if (settle_descriptors() != 0)
         return 1;
     gateway_options options;
     const char *culprit;

@@ -10,8 +10,7 @@
 
 #include <string.h>
 
-#include "device/gateway/hello.h"
-#include "device/gateway/notice.h"
+#include "device/gateway/answers.h"
 #include "device/gateway/report.h"
 
 namespace
@@ -85,10 +84,10 @@ void send_to_shell(relay *session, byte_buffer *body)
 }
 
 // Ends the current request, which gets an answer of the gateway's own.
-const char *answer(relay *session, bool is_written, byte_buffer *reply)
+const char *answer(relay *session, int result, byte_buffer *reply)
 {
     frame_reader_take(&session->request);
-    if (!is_written)
+    if (result != 0)
         return "out of memory";
     send_to_shell(session, reply);
     return nullptr;
@@ -97,16 +96,16 @@ const char *answer(relay *session, bool is_written, byte_buffer *reply)
 const char *answer_create_session(relay *session)
 {
     byte_buffer reply{};
-    const bool is_written =
+    const int result =
         session_reply_write(session->head.message_id.get(), session->hello.session_id, &reply);
-    return answer(session, is_written, &reply);
+    return answer(session, result, &reply);
 }
 
 const char *answer_with_failure(relay *session, const char *message)
 {
     byte_buffer reply{};
-    const bool is_written = failure_reply_write(session->head.message_id.get(), message, &reply);
-    return answer(session, is_written, &reply);
+    const int result = failure_reply_write(session->head.message_id.get(), message, &reply);
+    return answer(session, result, &reply);
 }
 
 // Goes on with a request that is taken over, as far as it is this side's turn.
@@ -285,7 +284,7 @@ const char *advance_messages(relay *session, bool *moved)
 const char *send_closed_notice(relay *session)
 {
     byte_buffer notice{};
-    if (!closed_notice_write(session->refusal, time(nullptr), &notice))
+    if (closed_notice_write(session->refusal, time(nullptr), &notice) != 0)
         return "out of memory";
     send_to_shell(session, &notice);
     return nullptr;

@@ -3,12 +3,10 @@
 #include <memory>
 #include <new>
 
-#include "device/gateway/xml_reader.h"
+#include "device/gateway/xml_characters.h"
 
 namespace
 {
-
-constexpr std::string_view blanks = " \t\r\n";
 
 // The depths of a request's elements.
 enum copy_depth : unsigned {
@@ -50,7 +48,8 @@ xml_step start_part(copy_reader *reader, const xml_element *element)
     if (*seen)
         return xml_step_fail;
     *seen = true;
-    const bool is_bare = element->attributes.find_first_not_of(blanks) == std::string_view::npos;
+    const bool is_bare =
+        element->attributes.find_first_not_of(xml_blanks) == std::string_view::npos;
     const bool is_source = is_base(element, "source") && is_bare;
     return !reader->in_source || is_source ? xml_step_on : xml_step_fail;
 }

@@ -1,12 +1,10 @@
 #include "device/gateway/running_edit.h"
 
-#include <initializer_list>
 #include <memory>
 #include <new>
 
 #include "device/gateway/configuration.h"
 #include "device/gateway/running_copy.h"
-#include "device/gateway/xml_reader.h"
 
 namespace
 {
@@ -35,14 +33,11 @@ struct edit_text {
 
 void append(edit_text *out, std::initializer_list<std::string_view> pieces)
 {
-    for (const std::string_view piece : pieces) {
-        if (out->fault != nullptr)
-            return;
-        const buffer_result result =
-            byte_buffer_append(out->text, piece.data(), piece.size(), out->limit);
-        if (result != buffer_ok)
-            out->fault = result == buffer_full ? "the edit would be too long" : "out of memory";
-    }
+    if (out->fault != nullptr)
+        return;
+    const buffer_result result = byte_buffer_append_all(out->text, pieces, out->limit);
+    if (result != buffer_ok)
+        out->fault = result == buffer_full ? "the edit would be too long" : "out of memory";
 }
 
 const char *read_source(const running_source *source, edit_parts *parts)

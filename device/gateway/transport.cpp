@@ -15,19 +15,19 @@ struct pipe_ends {
     descriptor write;
 };
 
-bool open_pipe(pipe_ends *ends)
+int open_pipe(pipe_ends *ends)
 {
     int numbers[2];
     if (pipe2(numbers, O_CLOEXEC) != 0)
-        return false;
+        return -1;
     ends->read = descriptor(numbers[0]);
     ends->write = descriptor(numbers[1]);
-    return true;
+    return 0;
 }
 
-bool stop_blocking(const descriptor *end)
+int stop_blocking(const descriptor *end)
 {
-    return fcntl(end->number, F_SETFL, O_NONBLOCK) == 0;
+    return fcntl(end->number, F_SETFL, O_NONBLOCK);
 }
 
 // The command starts with no signal blocked and none ignored.
@@ -79,8 +79,8 @@ int transport_start(transport *command, char *const arguments[])
 {
     pipe_ends input;
     pipe_ends output;
-    if (!open_pipe(&input) || !open_pipe(&output) || !stop_blocking(&input.write) ||
-        !stop_blocking(&output.read))
+    if (open_pipe(&input) != 0 || open_pipe(&output) != 0 || stop_blocking(&input.write) != 0 ||
+        stop_blocking(&output.read) != 0)
         return errno;
     pid_t pid;
     const int error = spawn(&pid, arguments, input.read.number, output.write.number);

@@ -41,6 +41,14 @@ size_t passing_length(const char *data, size_t size)
 
 } // namespace
 
+std::string_view xml_trimmed(std::string_view text)
+{
+    const size_t from = text.find_first_not_of(xml_blanks);
+    if (from == std::string_view::npos)
+        return {};
+    return text.substr(from, text.find_last_not_of(xml_blanks) + 1 - from);
+}
+
 const char *xml_find_odd(const char *from, const char *stop)
 {
     while (from < stop) {

@@ -8,6 +8,17 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string_view>
+
+constexpr std::string_view xml_blanks = " \t\r\n";
+
+inline bool xml_is_blank(char byte)
+{
+    return byte == ' ' || byte == '\t' || byte == '\r' || byte == '\n';
+}
+
+// The text without the blanks around it.
+std::string_view xml_trimmed(std::string_view text);
 
 // Returns the first byte of what does not pass from from on, or stop.
 const char *xml_find_odd(const char *from, const char *stop);

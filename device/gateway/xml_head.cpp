@@ -1,11 +1,13 @@
 #include "device/gateway/xml_head.h"
 
 #include <libxml/parser.h>
+#include <new>
 #include <string.h>
 #include <utility>
 
 #include "bounded.h"
-#include "device/gateway/xml_reader.h"
+#include "device/gateway/xml_leaf.h"
+#include "device/gateway/xml_walk.h"
 
 namespace
 {
@@ -16,21 +18,12 @@ constexpr char private_namespace[] = "com:quorvex:netconf:private:vesk:device:ta
 constexpr size_t head_size_limit = 65536;
 constexpr size_t head_piece_size = 1024;
 
-constexpr size_t unlimited = SIZE_MAX / 2;
-
 // What the parser's callback fills in.
 struct head_scan {
     xmlParserCtxt *parser;
     message_head head;
     bool is_request;
     unsigned elements; // seen so far: the root, then its first child
-};
-
-struct parser_deleter {
-    void operator()(xmlParserCtxt *parser) const
-    {
-        xmlFreeParserCtxt(parser);
-    }
 };
 
 bool equal(const xmlChar *left, const char *right)
@@ -80,52 +73,53 @@ void on_document_type(void *context, const xmlChar *, const xmlChar *, const xml
     xmlStopParser(static_cast<head_scan *>(context)->parser);
 }
 
-bool append_text(byte_buffer *out, const char *text)
+// What is looked for among the errors of a reply: a tag, or a text that tells a reader.
+struct error_reader {
+    const char *tag; // null: a text
+    bool has_tag;
+    char *dest;
+    size_t dest_size;
+    xml_leaf leaf;
+};
+
+xml_step on_error_start(void *context, const xml_walk *)
 {
-    return byte_buffer_append(out, text, strlen(text), unlimited) == buffer_ok;
+    xml_leaf_start(&static_cast<error_reader *>(context)->leaf);
+    return xml_step_on;
 }
 
-const char *attribute_escape(char byte)
+xml_step on_error_text(void *context, const xml_walk *, std::string_view text)
 {
-    switch (byte) {
-    case '&':
-        return "&amp;";
-    case '<':
-        return "&lt;";
-    case '"':
-        return "&quot;";
-    case '\t':
-        return "&#9;";
-    case '\n':
-        return "&#10;";
-    case '\r':
-        return "&#13;";
-    default:
-        return nullptr;
+    xml_leaf_text(&static_cast<error_reader *>(context)->leaf, text);
+    return xml_step_on;
+}
+
+xml_step on_error_end(void *context, const xml_walk *walk, size_t)
+{
+    auto *reader = static_cast<error_reader *>(context);
+    const xml_element *element = &walk->open[walk->depth - 1];
+    const bool is_tag = xml_element_is(element, netconf_base_namespace, "error-tag");
+    const bool is_message = xml_element_is(element, netconf_base_namespace, "error-message");
+    std::string_view text;
+    if (!xml_leaf_end(&reader->leaf, &text) || text.empty() || (!is_tag && !is_message))
+        return xml_step_on;
+    if (reader->tag != nullptr) {
+        reader->has_tag = is_tag && text == reader->tag;
+        return reader->has_tag ? xml_step_end : xml_step_on;
     }
+    const size_t size = text.copy(reader->dest, reader->dest_size - 1);
+    reader->dest[size] = '\0';
+    return is_message ? xml_step_end : xml_step_on;
 }
 
-bool append_escaped(byte_buffer *out, const char *value)
+// Errors stand at the beginning of a reply; nothing is found without memory.
+void read_errors(const char *text, size_t size, error_reader *reader)
 {
-    for (; *value != 0; value++) {
-        const char *escape = attribute_escape(*value);
-        const buffer_result result =
-            escape != nullptr ? byte_buffer_append(out, escape, strlen(escape), unlimited)
-                              : byte_buffer_append(out, value, 1, unlimited);
-        if (result != buffer_ok)
-            return false;
-    }
-    return true;
-}
-
-bool append_reply_start(const char *message_id, byte_buffer *out)
-{
-    if (!append_text(out, "<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\""))
-        return false;
-    if (message_id != nullptr && !(append_text(out, " message-id=\"") &&
-                                   append_escaped(out, message_id) && append_text(out, "\"")))
-        return false;
-    return append_text(out, ">");
+    static const xml_events events = {on_error_start, on_error_text, on_error_end};
+    const std::unique_ptr<xml_walk> walk(new (std::nothrow) xml_walk{});
+    const size_t head_size = size < head_size_limit ? size : head_size_limit;
+    if (walk != nullptr)
+        xml_walk_run(walk.get(), {text, head_size}, &events, reader);
 }
 
 } // namespace
@@ -140,8 +134,7 @@ message_head message_head_read(const char *text, size_t size)
     handler.initialized = XML_SAX2_MAGIC;
     handler.startElementNs = on_element;
     handler.internalSubset = on_document_type;
-    const std::unique_ptr<xmlParserCtxt, parser_deleter> parser(
-        xmlCreatePushParserCtxt(&handler, &scan, nullptr, 0, nullptr));
+    const xml_parser parser(xmlCreatePushParserCtxt(&handler, &scan, nullptr, 0, nullptr));
     if (parser == nullptr)
         return {};
     scan.parser = parser.get();
@@ -161,56 +154,18 @@ message_head message_head_read(const char *text, size_t size)
 void error_text_read(const char *text, size_t size, char *dest, size_t dest_size)
 {
     strcpy_s(dest, dest_size, "");
-    const size_t head_size = size < head_size_limit ? size : head_size_limit;
-    const xml_reader reader = xml_reader_open(text, head_size);
-    while (reader != nullptr && xml_reader_next_element(reader.get())) {
-        const bool is_message =
-            xml_reader_is(reader.get(), netconf_base_namespace, "error-message");
-        if (!is_message && !xml_reader_is(reader.get(), netconf_base_namespace, "error-tag"))
-            continue;
-        xml_text owner;
-        const char *found = xml_reader_trimmed_text(reader.get(), &owner);
-        if (found != nullptr)
-            strncpy_s(dest, dest_size, found, dest_size - 1);
-        if (is_message)
-            return;
-    }
+    error_reader found{};
+    found.dest = dest;
+    found.dest_size = dest_size;
+    read_errors(text, size, &found);
 }
 
 bool error_tag_is(const char *text, size_t size, const char *tag)
 {
-    const size_t head_size = size < head_size_limit ? size : head_size_limit;
-    const xml_reader reader = xml_reader_open(text, head_size);
-    while (reader != nullptr && xml_reader_next_element(reader.get())) {
-        if (!xml_reader_is(reader.get(), netconf_base_namespace, "error-tag"))
-            continue;
-        xml_text owner;
-        const char *found = xml_reader_trimmed_text(reader.get(), &owner);
-        if (found != nullptr && strcmp(found, tag) == 0)
-            return true;
-    }
-    return false;
-}
-
-bool session_reply_write(const char *message_id, uint32_t session_id, byte_buffer *out)
-{
-    char number[16];
-    sprintf_s(number, sizeof number, "%u", static_cast<unsigned>(session_id));
-    return append_reply_start(message_id, out) &&
-           append_text(out, "<session-id xmlns=\""
-                            "com:quorvex:netconf:private:vesk:device:tarnd\">") &&
-           append_text(out, number) && append_text(out, "</session-id></rpc-reply>");
-}
-
-bool failure_reply_write(const char *message_id, const char *message, byte_buffer *out)
-{
-    return append_reply_start(message_id, out) &&
-           append_text(out, "<rpc-error><error-type>application</error-type>"
-                            "<error-tag>operation-failed</error-tag>"
-                            "<error-severity>error</error-severity>"
-                            "<error-message xml:lang=\"en\">") &&
-           append_escaped(out, message) &&
-           append_text(out, "</error-message></rpc-error></rpc-reply>");
+    error_reader found{};
+    found.tag = tag;
+    read_errors(text, size, &found);
+    return found.has_tag;
 }
 
 void xml_start()

@@ -6,9 +6,8 @@
 #define VANDEL_GATEWAY_XML_HEAD_H
 
 #include <stddef.h>
-#include <stdint.h>
 
-#include "device/gateway/byte_buffer.h"
+#include "heap.h"
 
 enum message_kind {
     message_other,          // also what cannot be read
@@ -37,14 +36,6 @@ void error_text_read(const char *text, size_t size, char *dest, size_t dest_size
 
 // True when an error of that tag is among those of an error reply.
 bool error_tag_is(const char *text, size_t size, const char *tag);
-
-// Appends the answer to a create-session request, with that request's message
-// id (null: none). False: out of memory.
-bool session_reply_write(const char *message_id, uint32_t session_id, byte_buffer *out);
-
-// Appends a reply that says that the operation with that message id (null: none)
-// failed; message is escaped. False: out of memory.
-bool failure_reply_write(const char *message_id, const char *message, byte_buffer *out);
 
 // Prepares the XML library; call once, first.
 void xml_start();

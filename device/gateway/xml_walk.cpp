@@ -4,7 +4,7 @@
 // where the parser still waits for the end of a tag after some of them.
 #include "device/gateway/xml_walk.h"
 
-#include <string.h>
+#include "device/gateway/xml_characters.h"
 
 namespace
 {
@@ -12,7 +12,6 @@ namespace
 constexpr size_t piece_size = 4096;
 constexpr size_t attributes_limit = 4096;
 constexpr size_t waiting_limit = 2 * attributes_limit;
-constexpr std::string_view blanks = " \t\r\n";
 
 std::string_view view(const xmlChar *text)
 {
@@ -150,7 +149,7 @@ bool waits_in_tag(const xml_walk *walk, size_t given)
 
 void skip_blanks(std::string_view *text)
 {
-    const size_t size = text->find_first_not_of(blanks);
+    const size_t size = text->find_first_not_of(xml_blanks);
     text->remove_prefix(size == std::string_view::npos ? text->size() : size);
 }
 

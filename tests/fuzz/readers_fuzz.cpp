@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "device/gateway/xml_head.h"
-#include "device/gateway/xml_reader.h"
 #include "device/gateway/xml_walk.h"
 
 #include "tests/fuzz/fuzz_check.h"

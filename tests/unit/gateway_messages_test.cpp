@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "device/gateway/answers.h"
 #include "device/gateway/hello.h"
 #include "device/gateway/report.h"
 #include "device/gateway/xml_head.h"
@@ -49,7 +50,7 @@ std::string error_of(const std::string &text)
 std::string session_reply(const char *message_id, uint32_t session_id)
 {
     byte_buffer out{};
-    EXPECT_TRUE(session_reply_write(message_id, session_id, &out));
+    EXPECT_EQ(session_reply_write(message_id, session_id, &out), 0);
     return {out.data.get(), out.size};
 }
 

@@ -17,6 +17,7 @@
 
 #include "bounded.h"
 #include "device/gateway/adapters/adapter.h"
+#include "device/gateway/answers.h"
 #include "device/gateway/report.h"
 #include "device/gateway/running_copy.h"
 #include "device/gateway/running_edit.h"
@@ -79,7 +80,7 @@ adapter_outcome fail(exchange *exchange, byte_buffer *message, const char *reaso
               reason);
     report_shell(exchange->shell, "%s", text);
     byte_buffer reply{};
-    if (!failure_reply_write(exchange->message_id.get(), text, &reply))
+    if (failure_reply_write(exchange->message_id.get(), text, &reply) != 0)
         reply = byte_buffer_take(&exchange->kept[copy_kept_refusal]);
     *message = byte_buffer_take(&reply);
     return adapter_ends;

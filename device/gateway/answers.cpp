@@ -1,0 +1,89 @@
+#include "device/gateway/answers.h"
+
+#include "bounded.h"
+
+namespace
+{
+
+constexpr size_t unlimited = SIZE_MAX / 2;
+
+int append(byte_buffer *out, std::initializer_list<std::string_view> pieces)
+{
+    return byte_buffer_append_all(out, pieces, unlimited) == buffer_ok ? 0 : -1;
+}
+
+std::string_view escaped(const char *byte)
+{
+    switch (*byte) {
+    case '&':
+        return "&amp;";
+    case '<':
+        return "&lt;";
+    case '"':
+        return "&quot;";
+    case '\t':
+        return "&#9;";
+    case '\n':
+        return "&#10;";
+    case '\r':
+        return "&#13;";
+    default:
+        return {byte, 1};
+    }
+}
+
+int append_escaped(byte_buffer *out, const char *value)
+{
+    int result = 0;
+    for (; result == 0 && *value != '\0'; value++)
+        result = append(out, {escaped(value)});
+    return result;
+}
+
+int append_reply_start(const char *message_id, byte_buffer *out)
+{
+    int result = append(out, {"<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"",
+                              message_id != nullptr ? " message-id=\"" : ">"});
+    if (result == 0 && message_id != nullptr)
+        result = append_escaped(out, message_id);
+    return result == 0 && message_id != nullptr ? append(out, {"\">"}) : result;
+}
+
+} // namespace
+
+int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer *out)
+{
+    char number[16];
+    sprintf_s(number, sizeof number, "%u", static_cast<unsigned>(session_id));
+    if (append_reply_start(message_id, out) != 0)
+        return -1;
+    return append(out, {"<session-id xmlns=\"com:quorvex:netconf:private:vesk:device:tarnd\">",
+                        number, "</session-id></rpc-reply>"});
+}
+
+int failure_reply_write(const char *message_id, const char *message, byte_buffer *out)
+{
+    const int result = append_reply_start(message_id, out);
+    if (result != 0 || append(out, {"<rpc-error><error-type>application</error-type>"
+                                    "<error-tag>operation-failed</error-tag>"
+                                    "<error-severity>error</error-severity>"
+                                    "<error-message xml:lang=\"en\">"}) != 0)
+        return -1;
+    return append_escaped(out, message) == 0
+               ? append(out, {"</error-message></rpc-error></rpc-reply>"})
+               : -1;
+}
+
+int closed_notice_write(const char *reason, time_t when, byte_buffer *out)
+{
+    struct tm parts;
+    char stamp[32];
+    if (gmtime_r(&when, &parts) == nullptr ||
+        strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
+        return -1;
+    return append(out,
+                  {"<notification xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\">"
+                   "<eventTime>",
+                   stamp, "</eventTime><session-closed xmlns=\"urn:vandel:tarnd-gateway\"><reason>",
+                   reason, "</reason></session-closed></notification>"});
+}

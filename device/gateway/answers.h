@@ -1,0 +1,21 @@
+// What the gateway itself says to a shell. Each appends to out: 0, or -1: out of memory.
+#ifndef VANDEL_GATEWAY_ANSWERS_H
+#define VANDEL_GATEWAY_ANSWERS_H
+
+#include <stdint.h>
+#include <time.h>
+
+#include "device/gateway/byte_buffer.h"
+
+// The answer to a create-session request, with that request's message id (null: none).
+int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer *out);
+
+// A reply that says that the operation with that message id (null: none) failed; message
+// is escaped.
+int failure_reply_write(const char *message_id, const char *message, byte_buffer *out);
+
+// A notification that the session was closed at that time. reason is a short text in which
+// XML needs no references.
+int closed_notice_write(const char *reason, time_t when, byte_buffer *out);
+
+#endif
