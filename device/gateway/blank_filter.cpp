@@ -5,10 +5,7 @@
 // once, to keep those; so the whole stays linear, and no byte is moved twice.
 #include "device/gateway/blank_filter.h"
 
-#include <algorithm>
-#include <ctype.h>
 #include <string.h>
-#include <string_view>
 
 #include "bounded.h"
 #include "code_point.h"
@@ -46,11 +43,7 @@ constexpr unsigned char order_mark_bytes[] = {0xEF, 0xBB, 0xBF};
 
 bool is_all_blank(const char *data, size_t size)
 {
-    for (size_t at = 0; at < size; at++) {
-        if (!xml_is_blank(data[at]))
-            return false;
-    }
-    return true;
+    return xml_trimmed({data, size}).empty();
 }
 
 bool begins_name(char byte)
@@ -96,33 +89,13 @@ filter_result pass_return(filter_pass *pass)
     return emit(pass, "\n", 1);
 }
 
-// The size of the number that the output ends in, if that is the one of a carriage
-// return in a reference that lacks its ';' only; otherwise 0. Leading zeros say
-// nothing.
-size_t return_number_size(const byte_buffer *out)
-{
-    const char *bytes = out->data.get();
-    size_t from = out->size;
-    while (from > 0 && (isalnum(static_cast<unsigned char>(bytes[from - 1])) != 0))
-        from--;
-    if (from < 2 || bytes[from - 1] != '#' || bytes[from - 2] != '&')
-        return 0;
-    const size_t size = out->size - from;
-    std::string_view number(bytes + from, size);
-    const bool is_hex = number.substr(0, 1) == "x";
-    number.remove_prefix(is_hex ? 1 : 0);
-    number.remove_prefix(std::min(number.find_first_not_of('0'), number.size()));
-    const bool is_return = is_hex ? number == "D" || number == "d" : number == "13";
-    return is_return ? size : 0;
-}
-
 // A ';', which may end a reference to a carriage return.
 filter_result pass_semicolon(filter_pass *pass)
 {
     const uint8_t state = pass->filter->state;
     pass->at++;
     const bool has_references = state == text || state == quoted_value;
-    const size_t size = has_references ? return_number_size(pass->out) : 0;
+    const size_t size = has_references ? xml_return_number_size(byte_buffer_view(pass->out)) : 0;
     pass->out->size -= size;
     return size == 0 ? emit(pass, ";", 1) : emit(pass, "xD;", 3);
 }

@@ -72,6 +72,11 @@ void byte_buffer_cut(byte_buffer *buffer, size_t limit)
     buffer->capacity = limit;
 }
 
+std::string_view byte_buffer_view(const byte_buffer *buffer)
+{
+    return {buffer->data.get(), buffer->size};
+}
+
 byte_buffer byte_buffer_take(byte_buffer *buffer)
 {
     byte_buffer taken{std::move(buffer->data), buffer->size, buffer->capacity};

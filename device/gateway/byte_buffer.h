@@ -39,6 +39,9 @@ buffer_result byte_buffer_append_all(byte_buffer *buffer,
 // the rest, if the allocator can.
 void byte_buffer_cut(byte_buffer *buffer, size_t limit);
 
+// The bytes in use, until the buffer is changed.
+std::string_view byte_buffer_view(const byte_buffer *buffer);
+
 // Hands the content over; the buffer is empty afterwards.
 byte_buffer byte_buffer_take(byte_buffer *buffer);
 

@@ -81,8 +81,8 @@ void take_shell_end(connection *link, int64_t now, bool reset)
 
 bool has_room(const connection *link, size_t size)
 {
-    return link->slots == nullptr ||
-           shell_slots_hold(link->slots, link->slot, relay_held(&link->session) + size) == 0;
+    const connection_task *task = link->task;
+    return shell_slots_hold(&task->slots, task->slot, relay_held(&link->session) + size) == 0;
 }
 
 // Returns a reason to end, like the relay's functions.
@@ -245,16 +245,16 @@ const char *judge_end(const connection *link, int64_t now)
     return nullptr;
 }
 
-std::unique_ptr<connection> connection_new(descriptor shell, unsigned number)
+// -1: it cannot be started, which is logged.
+int start_command(connection *link)
 {
-    std::unique_ptr<connection> link(new (std::nothrow) connection{});
-    if (link == nullptr) {
-        report_shell(number, "closed: out of memory");
-        return nullptr;
-    }
-    link->shell = std::move(shell);
-    link->session.number = number;
-    return link;
+    const connection_task *task = link->task;
+    const int error = transport_start(&link->server, task->options->command);
+    if (error == 0)
+        return 0;
+    report_shell(task->number, "closed: cannot run %s: %s",
+                 report_clean(task->options->command[0]).text, strerror(error));
+    return -1;
 }
 
 // Tells of a failure that ended the session, not of one that its end caused.
@@ -263,41 +263,43 @@ void report_status(const connection *link, int status)
     if (link->session.refusal != nullptr || (link->over && !link->server_ended))
         return;
     if (WIFSIGNALED(status))
-        report_shell(link->session.number, "the command was ended by signal %d", WTERMSIG(status));
+        report_shell(link->task->number, "the command was ended by signal %d", WTERMSIG(status));
     else if (WEXITSTATUS(status) != 0)
-        report_shell(link->session.number, "the command ended with status %d", WEXITSTATUS(status));
+        report_shell(link->task->number, "the command ended with status %d", WEXITSTATUS(status));
 }
 
 } // namespace
 
-std::unique_ptr<connection> connection_start(descriptor shell, unsigned number,
-                                             const gateway_options *options, int64_t now)
+std::unique_ptr<connection> connection_start(descriptor shell, const connection_task *task,
+                                             int64_t now)
 {
-    std::unique_ptr<connection> link = connection_new(std::move(shell), number);
-    if (link == nullptr)
-        return nullptr;
-    const int error = transport_start(&link->server, options->command);
-    if (error != 0) {
-        report_shell(number, "closed: cannot run %s: %s", report_clean(options->command[0]).text,
-                     strerror(error));
+    std::unique_ptr<connection> link(new (std::nothrow) connection{});
+    if (link == nullptr) {
+        report_shell(task->number, "closed: out of memory");
         return nullptr;
     }
-    link->session.subscribe = options->subscribe;
-    link->idle_limit = int64_t{options->idle_timeout} * 1000;
+    link->task = task;
+    link->shell = std::move(shell);
+    link->session.number = task->number;
+    if (task->refusal != nullptr) {
+        refuse(link.get(), task->refusal, now);
+        return link;
+    }
+    if (start_command(link.get()) != 0)
+        return nullptr;
+    connection_publish(link.get());
+    link->session.subscribe = task->options->subscribe;
+    link->idle_limit = int64_t{task->options->idle_timeout} * 1000;
     link->idle_from = now;
-    link->hello_by = now + int64_t{options->hello_timeout} * 1000;
-    report_shell(number, "connected");
+    link->hello_by = now + int64_t{task->options->hello_timeout} * 1000;
+    report_shell(task->number, "connected");
     return link;
 }
 
-std::unique_ptr<connection> connection_refuse(descriptor shell, unsigned number, const char *reason,
-                                              int64_t now)
+void connection_publish(const connection *link)
 {
-    std::unique_ptr<connection> link = connection_new(std::move(shell), number);
-    if (link == nullptr)
-        return nullptr;
-    refuse(link.get(), reason, now);
-    return link;
+    const connection_task *task = link->task;
+    shell_slots_set(&task->slots, task->slot, relay_held(&link->session), link->server.pid);
 }
 
 size_t connection_poll(connection *link, struct pollfd polls[connection_poll_count])
@@ -365,11 +367,9 @@ bool connection_reap(connection *link)
 void connection_end(connection *link, const char *reason, int64_t now, bool hurry)
 {
     if (!link->over)
-        report_shell(link->session.number, "closed: %s", reason);
+        report_shell(link->task->number, "closed: %s", reason);
     link->over = true;
-    const unsigned number = link->session.number;
     link->session = {};
-    link->session.number = number;
     descriptor_close(&link->shell);
     transport_end(&link->server, now, hurry);
 }

@@ -15,33 +15,40 @@
 
 constexpr size_t connection_poll_count = 3;
 
+// What is to be done with a shell.
+struct connection_task {
+    unsigned number;     // for the log
+    const char *refusal; // why it is not served, a static text; null: it is
+    const gateway_options *options;
+    shell_slots slots;
+    size_t slot; // its process's
+};
+
 struct connection {
+    const connection_task *task;
     descriptor shell;
     transport server;
     relay session;
-    bool shell_ended;         // it sends no more, but may still read
-    bool shell_gone;          // it does not read either
-    bool server_ended;        // its output is at the end
-    bool over;                // only the command is still to be waited for
-    int64_t give_up;          // when to stop waiting for the server to take or say more; 0: never
-    const shell_slots *slots; // for what its requests hold; null: they may hold anything
-    size_t slot;
+    bool shell_ended;   // it sends no more, but may still read
+    bool shell_gone;    // it does not read either
+    bool server_ended;  // its output is at the end
+    bool over;          // only the command is still to be waited for
+    int64_t give_up;    // when to stop waiting for the server to take or say more; 0: never
     int64_t idle_limit; // milliseconds; 0: none
     int64_t idle_from;  // when the shell last asked, read, or waited for an answer
     int64_t hello_by;   // when the server must have said hello
     int64_t nudge;      // when the server is to be nudged; 0: it is not
 };
 
-// Takes over the shell's descriptor and starts the options' command. Null: no
-// memory, or the command cannot be started; both are logged.
-std::unique_ptr<connection> connection_start(descriptor shell, unsigned number,
-                                             const gateway_options *options, int64_t now);
+// Takes over the shell's descriptor and starts the options' command. Or, when it is not to be
+// served: its first request is answered with the refusal, and then, or after a while without
+// one, it is closed. Null: no memory, or the command cannot be started; both are logged. task has
+// to stay.
+std::unique_ptr<connection> connection_start(descriptor shell, const connection_task *task,
+                                             int64_t now);
 
-// Takes over the descriptor of a shell that is not to be served: its first
-// request is answered with the reason, a static text, and then, or after a while
-// without one, it is closed. Null: no memory, which is logged.
-std::unique_ptr<connection> connection_refuse(descriptor shell, unsigned number, const char *reason,
-                                              int64_t now);
+// Tells the other processes how much of requests it holds, and which command it has.
+void connection_publish(const connection *link);
 
 // Fills in what to poll for. Returns how many of the entries are needed, the
 // first ones.

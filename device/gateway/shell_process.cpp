@@ -22,8 +22,8 @@ namespace
 constexpr int64_t stop_limit = 3 * transport_grace;
 
 struct shell_process {
-    const shell_task *task;
     std::unique_ptr<connection> link;
+    int signals;
     int64_t stop_by; // 0: not stopping
 };
 
@@ -41,18 +41,10 @@ void stop(shell_process *self, int64_t now)
 void take_signals(shell_process *self, int64_t now)
 {
     struct signalfd_siginfo info;
-    while (read(self->task->signals, &info, sizeof info) == ssize_t{sizeof info}) {
+    while (read(self->signals, &info, sizeof info) == ssize_t{sizeof info}) {
         if (info.ssi_signo == SIGTERM)
             stop(self, now);
     }
-}
-
-// For the others to see.
-void publish(const shell_process *self)
-{
-    const shell_task *task = self->task;
-    shell_slots_set(task->slots, task->slot, relay_held(&self->link->session));
-    task->slots->list[task->slot].command = self->link->server.pid;
 }
 
 int64_t deadline_of(const shell_process *self)
@@ -65,7 +57,7 @@ int64_t deadline_of(const shell_process *self)
 int run_turn(shell_process *self)
 {
     struct pollfd polls[1 + connection_poll_count] = {};
-    polls[0] = {self->task->signals, POLLIN, 0};
+    polls[0] = {self->signals, POLLIN, 0};
     const size_t count = 1 + connection_poll(self->link.get(), polls + 1);
     const int time = clock_poll_time(deadline_of(self), clock_milliseconds());
     if (poll(polls, count, time) < 0 && errno != EINTR && errno != ENOMEM)
@@ -76,15 +68,7 @@ int run_turn(shell_process *self)
         connection_reap(self->link.get());
     }
     connection_serve(self->link.get(), polls + 1, now);
-    publish(self);
     return 0;
-}
-
-std::unique_ptr<connection> meet_shell(const shell_task *task, descriptor shell, int64_t now)
-{
-    if (task->refusal != nullptr)
-        return connection_refuse(std::move(shell), task->number, task->refusal, now);
-    return connection_start(std::move(shell), task->number, task->options, now);
 }
 
 bool is_done(const shell_process *self)
@@ -95,22 +79,21 @@ bool is_done(const shell_process *self)
 
 } // namespace
 
-void shell_process_run(const shell_task *task, descriptor shell)
+void shell_process_run(const connection_task *task, descriptor shell, const descriptor *signals)
 {
     const int64_t now = clock_milliseconds();
-    shell_process self{task, meet_shell(task, std::move(shell), now), 0};
+    shell_process self{connection_start(std::move(shell), task, now), signals->number, 0};
     if (self.link == nullptr)
         return;
-    self.link->slots = task->slots;
-    self.link->slot = task->slot;
     const struct pollfd nothing[connection_poll_count] = {};
     connection_serve(self.link.get(), nothing, now);
-    publish(&self);
     while (!is_done(&self)) {
+        connection_publish(self.link.get());
         if (run_turn(&self) != 0) {
             report("cannot poll: %s", strerror(errno));
             connection_end(self.link.get(), "the gateway stops", clock_milliseconds(), true);
             return;
         }
     }
+    connection_publish(self.link.get());
 }

@@ -14,12 +14,21 @@ int shell_slots_open(shell_slots *slots, size_t count, uint32_t most)
     return 0;
 }
 
+namespace
+{
+
+uint32_t bounded(size_t held)
+{
+    return held < UINT32_MAX ? static_cast<uint32_t>(held) : UINT32_MAX;
+}
+
+} // namespace
+
 int shell_slots_hold(const shell_slots *slots, size_t at, size_t held)
 {
     if (slots->list == nullptr)
         return 0;
-    const uint32_t before = slots->list[at].held;
-    shell_slots_set(slots, at, held);
+    const uint32_t before = slots->list[at].held.exchange(bounded(held));
     uint64_t sum = 0;
     for (size_t each = 0; each < slots->count; each++)
         sum += slots->list[each].held;
@@ -29,8 +38,10 @@ int shell_slots_hold(const shell_slots *slots, size_t at, size_t held)
     return -1;
 }
 
-void shell_slots_set(const shell_slots *slots, size_t at, size_t held)
+void shell_slots_set(const shell_slots *slots, size_t at, size_t held, int32_t command)
 {
-    if (slots->list != nullptr)
-        slots->list[at].held = held < UINT32_MAX ? static_cast<uint32_t>(held) : UINT32_MAX;
+    if (slots->list == nullptr)
+        return;
+    slots->list[at].held = bounded(held);
+    slots->list[at].command = command;
 }

@@ -16,7 +16,7 @@ struct shell_slot {
 };
 static_assert(std::atomic<uint32_t>::is_always_lock_free, "slots are shared by processes");
 
-// All zero: one process, which may hold as much as it likes.
+// All zero: no other process, which may hold as much as it likes.
 struct shell_slots {
     shell_slot *list;
     size_t count;
@@ -31,7 +31,8 @@ int shell_slots_open(shell_slots *slots, size_t count, uint32_t most);
 // time both may be told so.
 int shell_slots_hold(const shell_slots *slots, size_t at, size_t held);
 
-// Says that it holds so much, which is no more than before or always allowed.
-void shell_slots_set(const shell_slots *slots, size_t at, size_t held);
+// Says that it holds so much, which is no more than before or always allowed, and which command
+// it has.
+void shell_slots_set(const shell_slots *slots, size_t at, size_t held, int32_t command);
 
 #endif

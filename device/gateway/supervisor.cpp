@@ -108,20 +108,19 @@ size_t free_slot(const gateway *self)
 }
 
 // What the new process does; it does not return.
-[[noreturn]] void be_child(gateway *self, const shell_task *task, descriptor shell, pid_t parent)
+[[noreturn]] void be_child(gateway *self, const connection_task *task, descriptor shell,
+                           pid_t parent)
 {
     descriptor_close(&self->server.socket);
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     if (getppid() == parent)
-        shell_process_run(task, std::move(shell));
+        shell_process_run(task, std::move(shell), &self->signals);
     exit(0);
 }
 
 void start_child(gateway *self, descriptor shell, unsigned number, const char *refusal)
 {
-    const size_t slot = free_slot(self);
-    const shell_task task = {number,       refusal, self->options,
-                             &self->slots, slot,    self->signals.number};
+    const connection_task task = {number, refusal, self->options, self->slots, free_slot(self)};
     const pid_t parent = getpid();
     const pid_t process = fork();
     if (process == 0)
@@ -129,7 +128,7 @@ void start_child(gateway *self, descriptor shell, unsigned number, const char *r
     if (process < 0)
         report_shell(number, "closed: cannot start a process: %s", strerror(errno));
     else
-        self->children.get()[slot] = {process, number, refusal != nullptr};
+        self->children.get()[task.slot] = {process, number, refusal != nullptr};
 }
 
 void meet_shell(gateway *self, descriptor shell)
@@ -169,13 +168,14 @@ void signal_all(const gateway *self, int number)
     }
 }
 
-// Ends the command that a process has left behind.
-void end_command(shell_slot *slot, int number)
+// Ends the command that a process has left behind. One that it ended in order it has
+// struck out.
+void end_command(gateway *self, size_t at)
 {
-    const pid_t command = slot->command;
+    const pid_t command = self->slots.list[at].command;
     if (command > 1)
-        kill(-command, number);
-    slot->command = 0;
+        kill(-command, SIGKILL);
+    shell_slots_set(&self->slots, at, 0, 0);
 }
 
 void take_end(gateway *self, size_t at, int status)
@@ -183,8 +183,7 @@ void take_end(gateway *self, size_t at, int status)
     shell_child *child = self->children.get() + at;
     if (WIFSIGNALED(status))
         report_shell(child->number, "closed: its process was ended by signal %d", WTERMSIG(status));
-    end_command(&self->slots.list[at], SIGTERM);
-    shell_slots_set(&self->slots, at, 0);
+    end_command(self, at);
     *child = {};
     self->accept_from = 0;
 }
@@ -261,7 +260,7 @@ void kill_all(gateway *self)
 {
     signal_all(self, SIGKILL);
     for (size_t at = 0; at < self->slots.count; at++)
-        end_command(&self->slots.list[at], SIGKILL);
+        end_command(self, at);
 }
 
 int serve(gateway *self)

@@ -68,6 +68,23 @@ size_t xml_control_read(const char *data, size_t size, uint32_t *code)
     return length > 0 && is_control(*code) ? length : 0;
 }
 
+// Leading zeros say nothing.
+size_t xml_return_number_size(std::string_view text)
+{
+    constexpr std::string_view digits = "0123456789abcdefABCDEFx";
+    const size_t opener = text.find_last_not_of(digits);
+    if (opener == std::string_view::npos || opener == 0 || text.substr(opener - 1, 2) != "&#")
+        return 0;
+    const std::string_view number = text.substr(opener + 1);
+    const bool is_hex = number.substr(0, 1) == "x";
+    const size_t first = number.find_first_not_of('0', is_hex ? 1 : 0);
+    if (first == std::string_view::npos)
+        return 0;
+    const std::string_view value = number.substr(first);
+    const bool is_return = is_hex ? value == "D" || value == "d" : value == "13";
+    return is_return ? number.size() : 0;
+}
+
 bool xml_begins_character(const char *data, size_t size)
 {
     for (size_t at = 1; at < size; at++) {

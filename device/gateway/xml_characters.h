@@ -27,6 +27,10 @@ const char *xml_find_odd(const char *from, const char *stop);
 // its length, or 0 where they begin with none.
 size_t xml_control_read(const char *data, size_t size, uint32_t *code);
 
+// The size of the number that the text ends in, if that is a carriage return's in a
+// reference that lacks nothing but its ';'; otherwise 0.
+size_t xml_return_number_size(std::string_view text);
+
 // True when the size bytes (at least 1) at data lack only the rest of a character.
 bool xml_begins_character(const char *data, size_t size);
 

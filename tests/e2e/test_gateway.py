@@ -819,8 +819,9 @@ def test_a_process_that_is_killed_takes_nothing_with_it(bench):
 
 
 def test_a_killed_process_leaves_no_stubborn_command(bench):
-    bench.start(command=["sh", "-c", "trap '' HUP PIPE; echo $$ >&2; sleep 1000"])
+    bench.start(command=["sh", "-c", "trap '' HUP TERM; echo $$ >&2; sleep 1000"])
     shell = bench.gateway.shell()
+    bench.gateway.wait_for_log("shell 1: connected\n")
     started = []
     while not started:
         started = [line for line in bench.gateway.log().splitlines() if line.isdigit()]

@@ -148,12 +148,12 @@ def request(size, message_id=5):
 
 
 def begin(shell, size, sent):
-    """Sends the beginning of a frame; the rest of it. Not more than 300,000 bytes
-    of it may be in the socket still."""
+    """Sends the beginning of a frame, and waits until it is read; the rest of it."""
     header = HEADER.pack(MAGIC, size, shell.sequence, 0)
     shell.sequence += 1
     body = request(size)
     shell.raw(header + body[:sent])
+    wait_for(shell.is_taken, "the gateway does not read")
     return body[sent:]
 
 
@@ -186,6 +186,7 @@ def test_requests_that_servers_do_not_take_count_too(bench):
     bench.start("--max-buffered=1000000")
     (first, first_peer), (second, second_peer) = bench.session(1), bench.session(2)
     first.send(request(900000), b"")
+    wait_for(first.is_taken, "the gateway does not read")
     check_still_serves(second, second_peer)
     second.send(request(700000))
     assert second.receive() == failure(NO_ROOM)

@@ -1,11 +1,13 @@
 """Running tarnd-gateway, and talking to it as a shell does."""
 
 import contextlib
+import fcntl
 import os
 import signal
 import socket
 import struct
 import subprocess
+import termios
 import time
 
 from . import valgrind
@@ -162,6 +164,11 @@ class Shell:
 
     def raw(self, data):
         self.connection.sendall(data)
+
+    def is_taken(self):
+        """True when the gateway has read all that was sent."""
+        left = fcntl.ioctl(self.connection, termios.TIOCOUTQ, b"\0\0\0\0")
+        return left == b"\0\0\0\0"
 
     def read(self, size):
         data = bytearray()

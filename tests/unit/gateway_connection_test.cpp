@@ -19,6 +19,7 @@ struct connection_bench {
     std::string script;
     char *command[4];
     gateway_options options{};
+    connection_task task{1, nullptr, &options, {}, 0};
     descriptor shell; // the shell's end
     std::unique_ptr<connection> link;
 
@@ -39,7 +40,7 @@ struct connection_bench {
         int ends[2];
         ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
         shell = descriptor(ends[0]);
-        link = connection_start(descriptor(ends[1]), 1, &options, start);
+        link = connection_start(descriptor(ends[1]), &task, start);
         ASSERT_TRUE(link);
         serve(start);
     }

@@ -124,6 +124,18 @@ TEST(gateway_hello, session_ids)
             << bad;
 }
 
+TEST(gateway_hello, a_tag_of_many_attributes_is_not_gone_into)
+{
+    std::string attributes;
+    for (int at = 0; at < 3000; at++)
+        attributes += " x" + std::to_string(at) + "=''";
+    EXPECT_EQ(refusal("<hello" + attributes +
+                      " xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'><capabilities><capability>"
+                      "urn:ietf:params:netconf:base:1.0</capability></capabilities>"
+                      "<session-id>1</session-id></hello>"),
+              "the server's hello is not well-formed");
+}
+
 TEST(gateway_hello, other_messages_are_no_hello)
 {
     EXPECT_EQ(refusal("<hello/>"), "the server's first message is not a hello");

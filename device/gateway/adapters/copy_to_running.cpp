@@ -51,11 +51,6 @@ constexpr char read_running[] =
     "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"tarnd-gateway-running\">"
     "<get-config><source><running/></source></get-config></rpc>";
 
-std::string_view view(const byte_buffer *buffer)
-{
-    return {buffer->data.get(), buffer->size};
-}
-
 adapter_outcome ask_running(exchange *exchange)
 {
     exchange->step = copy_step_running;
@@ -97,7 +92,7 @@ adapter_outcome take_copy_answer(exchange *exchange, const message_head *head, b
     running_copy copy;
     if (!head->is_error ||
         !error_tag_is(message->data.get(), message->size, "operation-not-supported") ||
-        !running_copy_read(view(&exchange->request), &copy))
+        !running_copy_read(byte_buffer_view(&exchange->request), &copy))
         return adapter_ends;
     report_shell(exchange->shell,
                  "the server does not copy to running: an edit takes the copy's place");
@@ -119,7 +114,8 @@ adapter_outcome take_startup(exchange *exchange, const message_head *head, byte_
 
 running_source source_of(const exchange *exchange)
 {
-    return {view(&exchange->request), view(&exchange->kept[copy_kept_startup])};
+    return {byte_buffer_view(&exchange->request),
+            byte_buffer_view(&exchange->kept[copy_kept_startup])};
 }
 
 // True when running is now what was to be copied; otherwise *fault says why it is
@@ -129,7 +125,7 @@ bool is_copied(const exchange *exchange, const byte_buffer *message, report_text
     constexpr size_t name_limit = 100;
     const running_source source = source_of(exchange);
     std::string_view name;
-    const char *reason = running_edit_check(&source, view(message), &name);
+    const char *reason = running_edit_check(&source, byte_buffer_view(message), &name);
     if (reason == nullptr && name.empty())
         return true;
     const size_t size = name.size() < name_limit ? name.size() : name_limit;
@@ -143,7 +139,8 @@ adapter_outcome make_edit(exchange *exchange, byte_buffer *message)
 {
     const running_source source = source_of(exchange);
     byte_buffer edit{};
-    const char *reason = running_edit_write(&source, view(message), exchange->rounds > 0, &edit);
+    const char *reason =
+        running_edit_write(&source, byte_buffer_view(message), exchange->rounds > 0, &edit);
     if (reason != nullptr)
         return give_up(exchange, message, reason);
     byte_buffer_clear(message);
@@ -189,7 +186,7 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
 {
     running_copy copy;
     if (strcmp(head->operation, "copy-config") != 0 || head->message_id == nullptr ||
-        !running_copy_read(view(request), &copy))
+        !running_copy_read(byte_buffer_view(request), &copy))
         return adapter_leaves;
     exchange->step = copy_step_copy;
     exchange_ask_kept(exchange, request);

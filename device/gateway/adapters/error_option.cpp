@@ -71,8 +71,8 @@ adapter_verdict clean(exchange *, const message_head *head, byte_buffer *request
     const std::unique_ptr<copy_cleaning> cleaning(new (std::nothrow) copy_cleaning{});
     if (cleaning == nullptr)
         return adapter_leaves;
-    const std::string_view text(request->data.get(), request->size);
-    if (xml_walk_run(&cleaning->walk, text, &events, cleaning.get()) == 0 && cleaning->count > 0)
+    if (xml_walk_run(&cleaning->walk, byte_buffer_view(request), &events, cleaning.get()) == 0 &&
+        cleaning->count > 0)
         drop_all(cleaning.get(), request);
     return adapter_leaves;
 }
