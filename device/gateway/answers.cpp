@@ -81,9 +81,10 @@ int closed_notice_write(const char *reason, time_t when, byte_buffer *out)
     if (gmtime_r(&when, &parts) == nullptr ||
         strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
         return -1;
-    return append(out,
-                  {"<notification xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\">"
-                   "<eventTime>",
-                   stamp, "</eventTime><session-closed xmlns=\"urn:vandel:tarnd-gateway\"><reason>",
-                   reason, "</reason></session-closed></notification>"});
+    constexpr char start[] =
+        "<notification xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\"><eventTime>";
+    constexpr char middle[] =
+        "</eventTime><session-closed xmlns=\"urn:vandel:tarnd-gateway\"><reason>";
+    constexpr char end[] = "</reason></session-closed></notification>";
+    return append(out, {start, stamp, middle, reason, end});
 }

@@ -26,8 +26,6 @@
 #include "device/gateway/hello.h"
 #include "device/gateway/xml_head.h"
 
-constexpr unsigned exchange_kept_count = 3;
-
 struct adapter;
 
 // A request that an adapter has taken over. All zero: there is none.
@@ -43,7 +41,9 @@ struct exchange {
     // The adapter's own:
     uint8_t step;
     uint8_t rounds;
-    byte_buffer kept[exchange_kept_count];
+    byte_buffer refusal; // what the server has answered to the shell's request
+    byte_buffer source;  // what was read to work with
+    byte_buffer answer;  // what the shell is to get if all goes well
 };
 
 enum adapter_verdict {

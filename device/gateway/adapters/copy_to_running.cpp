@@ -33,12 +33,6 @@ enum copy_step : uint8_t {
     copy_step_edit,
 };
 
-enum copy_kept : unsigned {
-    copy_kept_refusal, // the server's answer to the copy
-    copy_kept_startup, // the reply that holds startup, when that is the source
-    copy_kept_answer,  // to the first edit
-};
-
 // Those after the first do what it could not know to be left (running_edit.h).
 constexpr uint8_t edit_limit = 3;
 
@@ -62,7 +56,7 @@ adapter_outcome ask_running(exchange *exchange)
 adapter_outcome refuse(exchange *exchange, byte_buffer *message, const char *reason)
 {
     report_shell(exchange->shell, "the copy to running is refused: %s", reason);
-    *message = byte_buffer_take(&exchange->kept[copy_kept_refusal]);
+    *message = byte_buffer_take(&exchange->refusal);
     return adapter_ends;
 }
 
@@ -76,7 +70,7 @@ adapter_outcome fail(exchange *exchange, byte_buffer *message, const char *reaso
     report_shell(exchange->shell, "%s", text);
     byte_buffer reply{};
     if (failure_reply_write(exchange->message_id.get(), text, &reply) != 0)
-        reply = byte_buffer_take(&exchange->kept[copy_kept_refusal]);
+        reply = byte_buffer_take(&exchange->refusal);
     *message = byte_buffer_take(&reply);
     return adapter_ends;
 }
@@ -96,7 +90,7 @@ adapter_outcome take_copy_answer(exchange *exchange, const message_head *head, b
         return adapter_ends;
     report_shell(exchange->shell,
                  "the server does not copy to running: an edit takes the copy's place");
-    exchange->kept[copy_kept_refusal] = byte_buffer_take(message);
+    exchange->refusal = byte_buffer_take(message);
     if (!copy.from_startup)
         return ask_running(exchange);
     exchange->step = copy_step_startup;
@@ -108,14 +102,13 @@ adapter_outcome take_startup(exchange *exchange, const message_head *head, byte_
 {
     if (head->is_error)
         return refuse(exchange, message, "startup cannot be read");
-    exchange->kept[copy_kept_startup] = byte_buffer_take(message);
+    exchange->source = byte_buffer_take(message);
     return ask_running(exchange);
 }
 
 running_source source_of(const exchange *exchange)
 {
-    return {byte_buffer_view(&exchange->request),
-            byte_buffer_view(&exchange->kept[copy_kept_startup])};
+    return {byte_buffer_view(&exchange->request), byte_buffer_view(&exchange->source)};
 }
 
 // True when running is now what was to be copied; otherwise *fault says why it is
@@ -157,7 +150,7 @@ adapter_outcome take_running(exchange *exchange, const message_head *head, byte_
         return make_edit(exchange, message);
     report_text fault;
     if (is_copied(exchange, message, &fault)) {
-        *message = byte_buffer_take(&exchange->kept[copy_kept_answer]);
+        *message = byte_buffer_take(&exchange->answer);
         return adapter_ends;
     }
     return exchange->rounds < edit_limit ? make_edit(exchange, message)
@@ -171,7 +164,7 @@ adapter_outcome take_edit_answer(exchange *exchange, const message_head *head, b
     if (head->is_error)
         return adapter_ends;
     if (exchange->rounds == 0)
-        exchange->kept[copy_kept_answer] = byte_buffer_take(message);
+        exchange->answer = byte_buffer_take(message);
     byte_buffer_clear(message);
     exchange->rounds++;
     return ask_running(exchange);
