@@ -355,13 +355,11 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
         connection_end(link, reason, now, false);
 }
 
-bool connection_reap(connection *link)
+void connection_reap(connection *link)
 {
     int status;
-    if (!transport_reap(&link->server, &status))
-        return false;
-    report_status(link, status);
-    return true;
+    if (transport_reap(&link->server, &status))
+        report_status(link, status);
 }
 
 void connection_end(connection *link, const char *reason, int64_t now, bool hurry)

@@ -59,8 +59,8 @@ size_t connection_poll(connection *link, struct pollfd polls[connection_poll_cou
 void connection_serve(connection *link, const struct pollfd polls[connection_poll_count],
                       int64_t now);
 
-// Reaps the command if it has ended; true when it was.
-bool connection_reap(connection *link);
+// Reaps the command if it has ended.
+void connection_reap(connection *link);
 
 // Closes the shell's socket, logs the reason and ends the command.
 void connection_end(connection *link, const char *reason, int64_t now, bool hurry);

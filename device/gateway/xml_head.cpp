@@ -34,7 +34,7 @@ bool equal(const xmlChar *left, const char *right)
 // attributes: count groups of name, prefix, namespace, value and its end.
 malloc_ptr<char> find_message_id(const xmlChar **attributes, int count)
 {
-    for (; count > 0; --count, attributes += 5) {
+    for (; count > 0; count--, attributes += 5) {
         if (equal(attributes[0], "message-id") && attributes[2] == nullptr)
             return malloc_ptr<char>(strndup(reinterpret_cast<const char *>(attributes[3]),
                                             static_cast<size_t>(attributes[4] - attributes[3])));

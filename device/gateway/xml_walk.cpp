@@ -1,7 +1,7 @@
-// The push parser tells of an element when its start tag has been read, and stands at
-// the bracket that closes it. It reads a start tag only when all of that is there, and compares
-// each of its attributes with all others. So the text goes in in small pieces, and the walk ends
-// where the parser still waits for the end of a tag after some of them.
+// The parser tells of an element when its start tag has been read, and stands at the bracket
+// that closes it. It compares each attribute of a tag with all others. So it gets the text in
+// small pieces, and no further one when it has been in one tag for some of them. (The parser that
+// is fed would be simpler to stop, but goes through a long CDATA section again and again.)
 #include "device/gateway/xml_walk.h"
 
 #include "device/gateway/xml_characters.h"
@@ -9,7 +9,6 @@
 namespace
 {
 
-constexpr size_t piece_size = 4096;
 constexpr size_t attributes_limit = 4096;
 constexpr size_t waiting_limit = 2 * attributes_limit;
 
@@ -18,17 +17,18 @@ std::string_view view(const xmlChar *text)
     return text != nullptr ? reinterpret_cast<const char *>(text) : std::string_view{};
 }
 
-void take_step(xml_walk *walk, xml_step step)
-{
-    walk->step = step;
-    if (step != xml_step_on)
-        xmlStopParser(walk->parser.get());
-}
-
 size_t position(const xml_walk *walk)
 {
     const long consumed = xmlByteConsumed(walk->parser.get());
     return consumed < 0 ? walk->text.size() : static_cast<size_t>(consumed);
+}
+
+void take_step(xml_walk *walk, xml_step step)
+{
+    walk->step = step;
+    walk->settled = position(walk);
+    if (step != xml_step_on)
+        xmlStopParser(walk->parser.get());
 }
 
 // Finds the tag that ends where the parser stands. No attribute holds a '<'.
@@ -94,6 +94,7 @@ void on_start(void *context, const xmlChar *local, const xmlChar *prefix, const 
     const bool is_known = is_bound && declare(walk, space_count, spaces) == 0 &&
                           locate(walk, view(prefix), element) == 0;
     take_step(walk, is_known ? walk->events->start(walk->context, walk) : xml_step_fail);
+    walk->settled = element->content;
 }
 
 void on_end(void *context, const xmlChar *, const xmlChar *, const xmlChar *)
@@ -109,8 +110,27 @@ void on_text(void *context, const xmlChar *text, int size)
 {
     auto *walk = static_cast<xml_walk *>(context);
     const std::string_view piece(reinterpret_cast<const char *>(text), static_cast<size_t>(size));
-    if (walk->events->text != nullptr)
-        take_step(walk, walk->events->text(walk->context, walk, piece));
+    // The parser may not have moved over it yet.
+    const bool is_ahead = text == walk->parser->input->cur;
+    const bool is_wanted = walk->events->text != nullptr;
+    take_step(walk, is_wanted ? walk->events->text(walk->context, walk, piece) : xml_step_on);
+    walk->settled += is_ahead ? piece.size() : 0;
+}
+
+// After the XML declaration.
+void on_document(void *context)
+{
+    take_step(static_cast<xml_walk *>(context), xml_step_on);
+}
+
+void on_comment(void *context, const xmlChar *)
+{
+    take_step(static_cast<xml_walk *>(context), xml_step_on);
+}
+
+void on_instruction(void *context, const xmlChar *, const xmlChar *)
+{
+    take_step(static_cast<xml_walk *>(context), xml_step_on);
 }
 
 // A message may not have one; so none of its entities are ever declared.
@@ -119,32 +139,54 @@ void on_document_type(void *context, const xmlChar *, const xmlChar *, const xml
     take_step(static_cast<xml_walk *>(context), xml_step_fail);
 }
 
+// True when the parser has been in one tag for too long. Of blanks around the root it tells
+// nothing, and of a text it may have told all but the last character.
+bool is_in_long_tag(xml_walk *walk)
+{
+    constexpr size_t character_limit = 4;
+    while (walk->settled < walk->given && xml_is_blank(walk->text[walk->settled]))
+        walk->settled++;
+    const size_t from = walk->text.substr(walk->settled, character_limit + 1).find('<');
+    if (from == std::string_view::npos || walk->given - walk->settled <= waiting_limit)
+        return false;
+    const char next = walk->text[walk->settled + from + 1];
+    return next != '!' && next != '?';
+}
+
+// Gives the parser the next piece; -1: there is no use.
+int give_piece(void *context, char *buffer, int size)
+{
+    auto *walk = static_cast<xml_walk *>(context);
+    if (walk->parser != nullptr && is_in_long_tag(walk))
+        walk->step = xml_step_fail;
+    if (walk->step != xml_step_on)
+        return -1;
+    const size_t got = walk->text.copy(buffer, static_cast<size_t>(size), walk->given);
+    walk->given += got;
+    return static_cast<int>(got);
+}
+
 int open_parser(xml_walk *walk)
 {
     xmlSAXHandler handler{};
     handler.initialized = XML_SAX2_MAGIC;
+    handler.startDocument = on_document;
     handler.startElementNs = on_start;
     handler.endElementNs = on_end;
     handler.characters = on_text;
     handler.ignorableWhitespace = on_text;
     handler.cdataBlock = on_text;
+    handler.comment = on_comment;
+    handler.processingInstruction = on_instruction;
     handler.internalSubset = on_document_type;
-    walk->parser.reset(xmlCreatePushParserCtxt(&handler, walk, nullptr, 0, nullptr));
+    walk->parser.reset(
+        xmlCreateIOParserCtxt(&handler, walk, give_piece, nullptr, walk, XML_CHAR_ENCODING_UTF8));
     if (walk->parser == nullptr)
         return -1;
     // The depth is limited here, and of long texts only pieces are held.
     xmlCtxtUseOptions(walk->parser.get(),
                       XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_HUGE | XML_PARSE_IGNORE_ENC);
-    walk->parser->charset = XML_CHAR_ENCODING_UTF8;
     return 0;
-}
-
-// True when the parser waits for the end of a tag that is too long.
-bool waits_in_tag(const xml_walk *walk, size_t given)
-{
-    const size_t at = position(walk);
-    return given > at && given - at > waiting_limit && walk->text[at] == '<' &&
-           walk->text[at + 1] != '!' && walk->text[at + 1] != '?';
 }
 
 void skip_blanks(std::string_view *text)
@@ -157,24 +199,18 @@ void skip_blanks(std::string_view *text)
 
 int xml_walk_run(xml_walk *walk, std::string_view text, const xml_events *events, void *context)
 {
-    walk->step = xml_step_on;
-    walk->depth = 0;
-    walk->space_count = 0;
     walk->text = text;
     walk->events = events;
     walk->context = context;
+    walk->step = xml_step_on;
+    walk->given = 0;
+    walk->settled = 0;
+    walk->depth = 0;
+    walk->space_count = 0;
     if (open_parser(walk) != 0)
         return -1;
-    size_t at = 0;
-    while (at < text.size() && walk->step == xml_step_on) {
-        const std::string_view piece = text.substr(at, piece_size);
-        at += piece.size();
-        xmlParseChunk(walk->parser.get(), piece.data(), static_cast<int>(piece.size()),
-                      at == text.size());
-        if (walk->step == xml_step_on && (!walk->parser->wellFormed || waits_in_tag(walk, at)))
-            return -1;
-    }
-    const bool is_whole = walk->step == xml_step_on && at > 0 && walk->depth == 0;
+    xmlParseDocument(walk->parser.get());
+    const bool is_whole = walk->step == xml_step_on && walk->parser->wellFormed != 0;
     return is_whole || walk->step == xml_step_end ? 0 : -1;
 }
 

@@ -68,6 +68,8 @@ struct xml_walk {
     void *context; // of the events
     xml_step step;
     xml_parser parser;
+    size_t given;   // bytes that the parser has got
+    size_t settled; // where what it met last has ended
     unsigned depth; // elements that are open
     unsigned space_count;
     xml_element open[xml_depth_limit];

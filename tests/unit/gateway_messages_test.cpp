@@ -133,7 +133,7 @@ TEST(gateway_hello, a_tag_of_many_attributes_is_not_gone_into)
                       " xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'><capabilities><capability>"
                       "urn:ietf:params:netconf:base:1.0</capability></capabilities>"
                       "<session-id>1</session-id></hello>"),
-              "the server's hello is not well-formed");
+              "the server's first message is not a hello");
 }
 
 TEST(gateway_hello, other_messages_are_no_hello)

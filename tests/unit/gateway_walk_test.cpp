@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+using namespace std::string_literals;
+
 namespace
 {
 
@@ -188,10 +190,28 @@ TEST(gateway_walk, a_tag_of_many_attributes_is_not_gone_into)
     std::string attributes;
     for (int at = 0; at < 100000; at++)
         attributes += " x" + std::to_string(at) + "=''";
-    outline made("<r><a" + attributes + "/></r>");
-    EXPECT_EQ(made.run(), -1);
-    EXPECT_EQ(made.elements, 1U);
-    EXPECT_EQ(xmlByteConsumed(made.walk->parser.get()), 3) << "where the tag begins";
+    std::string letters;
+    for (int count = 0; count < 300; count++)
+        letters += "\xC3\xA9";
+    for (const std::string &before :
+         {std::string("<r>"), "<r>" + letters, "<r/>"s, "<r> "s, "<r>x"s, "<r>&#65;"s, "<r>&lt;"s,
+          "<r><!-- -->"s, "<r><?x ?>"s, "<r><![CDATA[x]]>"s, "<?xml version='1.0'?>"s,
+          "<?xml version='1.0'?> "s, "<r><b/>"s}) {
+        outline made(before + "<a" + attributes + "/></r>");
+        EXPECT_EQ(made.run(), -1);
+        EXPECT_LT(made.walk->given, 16384U) << "no more than the beginning is read: " << before;
+    }
+}
+
+TEST(gateway_walk, long_texts_are_no_tags)
+{
+    for (const char *text : {"<a>%</a>", "<a><!--%--></a>", "<a><![CDATA[%]]></a>",
+                             "<a><?x %?></a>", "<!--%--><a/>", "<?xml version='1.0'?>%<a/>"}) {
+        std::string long_text = text;
+        const std::string filler(100000, *text == '<' && text[1] == '?' ? ' ' : 'x');
+        long_text.replace(long_text.find('%'), 1, filler);
+        EXPECT_NE(outline_of(long_text), "failed") << text;
+    }
 }
 
 TEST(gateway_walk, attributes_one_by_one)
