@@ -37,7 +37,7 @@ struct copy_reader {
     bool has_source;
     bool has_datastore; // in the one of the two that is read
     bool in_source;
-    bool is_done;
+    bool in_config; // in the configuration that is copied, or at it
 };
 
 xml_step start_part(copy_reader *reader, const xml_element *element)
@@ -64,15 +64,15 @@ xml_step start_datastore(copy_reader *reader, const xml_element *element)
     reader->copy->from_startup = is_base(element, "startup");
     if (!reader->copy->from_startup && !is_base(element, "config"))
         return xml_step_fail;
-    const bool is_kept = reader->keeps_config && !reader->copy->from_startup;
-    return is_kept ? configuration_start(reader->config) : xml_step_on;
+    reader->in_config = !reader->copy->from_startup;
+    return reader->keeps_config && reader->in_config ? configuration_start(reader->config)
+                                                     : xml_step_on;
 }
 
-// True in the element that is copied, and not only at it.
-bool is_in_config(const copy_reader *reader, const xml_walk *walk)
+// True at what is in the configuration, if that is wanted.
+bool is_wanted(const copy_reader *reader, const xml_walk *walk)
 {
-    return reader->keeps_config && reader->in_source && walk->depth > copy_datastore &&
-           !reader->copy->from_startup;
+    return reader->keeps_config && reader->in_config && walk->depth > copy_datastore;
 }
 
 xml_step copy_start(void *context, const xml_walk *walk)
@@ -87,40 +87,37 @@ xml_step copy_start(void *context, const xml_walk *walk)
         return start_part(reader, element);
     if (walk->depth == copy_datastore)
         return start_datastore(reader, element);
-    return is_in_config(reader, walk) ? configuration_start(reader->config) : xml_step_on;
+    return is_wanted(reader, walk) ? configuration_start(reader->config) : xml_step_on;
 }
 
 xml_step copy_text(void *context, const xml_walk *walk, std::string_view text)
 {
     auto *reader = static_cast<copy_reader *>(context);
-    return is_in_config(reader, walk) ? configuration_text(reader->config, text) : xml_step_on;
+    return is_wanted(reader, walk) ? configuration_text(reader->config, text) : xml_step_on;
 }
 
 xml_step copy_end(void *context, const xml_walk *walk, size_t end)
 {
     auto *reader = static_cast<copy_reader *>(context);
-    if (is_in_config(reader, walk))
+    if (is_wanted(reader, walk))
         return configuration_end(reader->config, end);
+    if (walk->depth == copy_datastore)
+        reader->in_config = false;
     if (walk->depth == copy_part)
         return reader->has_datastore ? xml_step_on : xml_step_fail;
     if (walk->depth > copy_config)
         return xml_step_on;
     reader->copy->copy_end = end;
-    reader->is_done = walk->depth == copy_config && reader->has_target && reader->has_source;
-    return reader->is_done ? xml_step_end : xml_step_fail;
+    const bool is_copy = walk->depth == copy_config && reader->has_target && reader->has_source;
+    return is_copy ? xml_step_end : xml_step_fail;
 }
 
-bool read_copy(std::string_view request, running_copy *copy, configuration *config,
-               bool keeps_config)
+int read_copy(std::string_view request, copy_reader *reader)
 {
     static const xml_events events = {copy_start, copy_text, copy_end};
-    copy_reader reader{};
-    *copy = {};
-    reader.copy = copy;
-    reader.config = config;
-    reader.keeps_config = keeps_config;
-    config->text = request;
-    return xml_walk_run(&config->walk, request, &events, &reader) == 0 && reader.is_done;
+    *reader->copy = {};
+    reader->config->text = request;
+    return xml_walk_run(&reader->config->walk, request, &events, reader);
 }
 
 } // namespace
@@ -128,13 +125,22 @@ bool read_copy(std::string_view request, running_copy *copy, configuration *conf
 bool running_copy_read(std::string_view request, running_copy *copy)
 {
     const std::unique_ptr<configuration> config(new (std::nothrow) configuration{});
-    return config != nullptr && read_copy(request, copy, config.get(), false);
+    copy_reader reader{};
+    reader.copy = copy;
+    reader.config = config.get();
+    if (config == nullptr || read_copy(request, &reader) == 0)
+        return config != nullptr;
+    return config->walk.step == xml_step_fail && reader.in_config && reader.has_target;
 }
 
 const char *running_copy_read_all(std::string_view request, running_copy *copy,
                                   configuration *config)
 {
-    if (!read_copy(request, copy, config, true))
+    copy_reader reader{};
+    reader.copy = copy;
+    reader.config = config;
+    reader.keeps_config = true;
+    if (read_copy(request, &reader) != 0)
         return config->depth == 0 ? "the request cannot be followed" : configuration_unreadable;
     configuration_sort(config);
     return nullptr;

@@ -18,7 +18,7 @@ struct running_copy {
 };
 
 // True when the request is a copy-config to running from a configuration of its
-// own or from startup.
+// own or from startup. What comes after a configuration that is beyond a limit is not read.
 bool running_copy_read(std::string_view request, running_copy *copy);
 
 // The same, and reads the configuration that is copied, if it is not startup. Null on success;

@@ -333,6 +333,21 @@ TEST(gateway_copy_to_running, what_fails_on_the_way_gives_the_refusal)
     EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
 }
 
+TEST(gateway_copy_to_running, a_configuration_beyond_a_limit_gives_the_refusal)
+{
+    std::string spaces;
+    for (int number = 0; number < 257; number++)
+        spaces += " xmlns:n" + std::to_string(number) + "='u'";
+    const std::string limited = copy("<config><a" + spaces + "/></config>");
+    exchange_bench test;
+    EXPECT_EQ(test.ask(limited), chunked(limited));
+    EXPECT_EQ(test.answer(unsupported), chunked(read_running));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), "");
+    EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
+    EXPECT_EQ(test.log(), copy_is_tried + "tarnd-gateway: shell 1: the copy to running is refused: "
+                                          "the configuration cannot be followed\n");
+}
+
 TEST(gateway_copy_to_running, later_requests_wait_and_other_messages_pass)
 {
     exchange_bench test;
