@@ -97,7 +97,7 @@ int end_child(configuration *config, size_t end, const content_marks *marks)
     config->last_uri = child->uri;
     config->last_is_key = !is_twin && !marks->has_children && child->uri == config->current.uri &&
                           end - child->from <= key_limit;
-    const config_span key = {child->from, end};
+    const config_span key = {static_cast<uint32_t>(child->from), static_cast<uint32_t>(end)};
     return config->last_is_key ? append_record(&config->keys, &key, key_memory) : 0;
 }
 

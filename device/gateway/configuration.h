@@ -5,6 +5,7 @@
 #define VANDEL_GATEWAY_CONFIGURATION_H
 
 #include <stddef.h>
+#include <stdint.h>
 #include <string_view>
 
 #include "device/gateway/byte_buffer.h"
@@ -28,10 +29,10 @@ struct config_entry {
     content_marks marks;
 };
 
-// A part of the text.
+// A part of the text, which is a message of 256 MiB at most.
 struct config_span {
-    size_t from;
-    size_t end;
+    uint32_t from;
+    uint32_t end;
 };
 
 // Value-initialise. Far too large for the stack.

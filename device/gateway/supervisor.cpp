@@ -183,6 +183,9 @@ void take_end(gateway *self, size_t at, int status)
     shell_child *child = self->children.get() + at;
     if (WIFSIGNALED(status))
         report_shell(child->number, "closed: its process was ended by signal %d", WTERMSIG(status));
+    else if (WEXITSTATUS(status) != 0)
+        report_shell(child->number, "closed: its process ended with status %d",
+                     WEXITSTATUS(status));
     end_command(self, at);
     *child = {};
     self->accept_from = 0;

@@ -145,6 +145,9 @@ class Gateway:
             self.process.wait()
             raise
         valgrind.check(os.path.dirname(self.socket))
+        # What a sanitizer finds ends only the process that served the shell.
+        assert "its process ended with status" not in self.log(), self.log()
+        assert "Sanitizer" not in self.log(), self.log()
         return status
 
 
