@@ -53,7 +53,7 @@ struct relay_bench {
 
     void judge(const char *verdict)
     {
-        if (verdict && reason.empty())
+        if (verdict != nullptr && reason.empty())
             reason = verdict;
     }
 

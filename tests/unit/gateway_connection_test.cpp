@@ -80,7 +80,7 @@ struct connection_bench {
 
     ~connection_bench()
     {
-        if (!link)
+        if (link == nullptr)
             return;
         connection_end(link.get(), "the test is over", start, true);
         transport_kill(&link->server);

@@ -38,7 +38,7 @@ std::string edit(const std::string &request, const std::string &running,
     byte_buffer out{};
     const running_source source{request, startup};
     const char *reason = running_edit_write(&source, running, again, &out);
-    return reason ? std::string("!") + reason : std::string(out.data.get(), out.size);
+    return reason != nullptr ? std::string("!") + reason : std::string(out.data.get(), out.size);
 }
 
 // What the edit of a copy-config is made of.
@@ -87,7 +87,7 @@ std::string difference(const std::string &running, const std::string &content)
     const std::string reply = data(running);
     const running_source source{request, ""};
     const char *reason = running_edit_check(&source, reply, &name);
-    return reason ? std::string("!") + reason : std::string(name);
+    return reason != nullptr ? std::string("!") + reason : std::string(name);
 }
 
 std::string user(const std::string &name, const std::string &role)
