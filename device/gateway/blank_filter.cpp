@@ -17,16 +17,16 @@ namespace
 enum filter_state : uint8_t {
     order_mark,
     text,
-    markup,       // behind '<'
-    markup_bang,  // behind "<!"
-    comment_open, // behind "<!-"
+    markup,       // after '<'
+    markup_bang,  // after "<!"
+    comment_open, // after "<!-"
     cdata_open,   // within "<![CDATA["
-    comment,      // behind "<!--"
-    cdata,        // behind "<![CDATA["
-    instruction,  // behind "<?"
-    start_tag,    // behind '<' and the first byte of a name
+    comment,      // after "<!--"
+    cdata,        // after "<![CDATA["
+    instruction,  // after "<?"
+    start_tag,    // after '<' and the first byte of a name
     quoted_value, // in a start tag
-    end_tag,      // behind "</"
+    end_tag,      // after "</"
 };
 
 // One call's input, and where its result goes.
@@ -280,7 +280,7 @@ filter_result open_aside(filter_pass *pass, const char *opener, filter_state nex
     return emit(pass, opener, 2);
 }
 
-// Behind '<': the next byte tells what it opens.
+// After '<': the next byte tells what it opens.
 filter_result pass_markup(filter_pass *pass)
 {
     switch (*pass->at) {

@@ -38,7 +38,7 @@ struct blank_filter {
     char partial[4];      // a character that the last piece ended in, as far as it is there
     char quote;           // that ends the attribute value
     bool after_return;    // the last piece ended with a carriage return
-    bool after_start;     // the interval began behind a start tag
+    bool after_start;     // the interval began after a start tag
     bool has_text;        // the interval holds more than blanks
     bool has_asides;      // the interval holds comments or processing instructions
     bool has_root;        // the root element has begun

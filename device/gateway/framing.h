@@ -1,6 +1,6 @@
 // Where one NETCONF message ends and the next begins, as the server sends them.
 //
-// Two framings exist: the end-of-message mark "]]>]]>" behind each message,
+// Two framings exist: the end-of-message mark "]]>]]>" after each message,
 // which every session starts with, and the chunked one ("\n#SIZE\n", that many
 // bytes, ..., "\n##\n"), which both sides use after their hellos when both speak
 // version 1.1. The decoder takes the stream in pieces that may be cut anywhere

@@ -97,7 +97,7 @@ bool read_number_option(char *const arguments[], int *at, gateway_options *optio
     return false;
 }
 
-// Reads the options in front of the command; *at moves behind them.
+// Reads the options in front of the command; *at moves after them.
 const char *read_options(int count, char *const arguments[], int *at, gateway_options *options)
 {
     for (; *at < count && arguments[*at][0] == '-'; ++*at) {

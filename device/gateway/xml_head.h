@@ -26,7 +26,7 @@ struct message_head {
     bool is_error;                          // a reply whose first child element is an rpc-error
 };
 
-// Reads the head of a message of size bytes (no zero byte needed behind it).
+// Reads the head of a message of size bytes (no zero byte needed after it).
 // A message that cannot be read as far as needed is a message_other.
 message_head message_head_read(const char *text, size_t size);
 

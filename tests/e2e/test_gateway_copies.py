@@ -139,7 +139,7 @@ def test_a_server_without_the_means_has_the_last_word(bench):  # noqa: F811
 
 
 def test_a_shell_that_sends_no_more_gets_what_it_asked_for(bench):  # noqa: F811
-    bench.start(command=bench.host.command("--stubborn"))  # answers behind the end of its input
+    bench.start(command=bench.host.command("--stubborn"))  # answers after the end of its input
     shell, peer = bench.session((BASE_1_1, WRITABLE, ROLLBACK))
     shell.send(COPY_START + b"<config/>" + COPY_END)
     shell.connection.shutdown(socket.SHUT_WR)

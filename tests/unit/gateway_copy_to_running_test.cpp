@@ -74,7 +74,7 @@ std::string failure(const std::string &why)
                           why + "</error-message></rpc-error>");
 }
 
-// A session behind its hellos.
+// A session after its hellos.
 struct exchange_bench : relay_bench {
     explicit exchange_bench(const std::string &capabilities = writable + rolls_back)
         : relay_bench(false)
