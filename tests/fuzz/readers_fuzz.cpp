@@ -5,18 +5,14 @@
 // which no document is made, or whose prefixes are not declared; nothing is
 // compared then.
 #include <algorithm>
+#include <memory>
 #include <vector>
 
 #include "device/gateway/xml_head.h"
 #include "device/gateway/xml_walk.h"
-
 #include "tests/fuzz/fuzz_check.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_xml.h"
-
-#include <algorithm>
-#include <memory>
-#include <vector>
 
 namespace
 {
@@ -119,9 +115,8 @@ void collect_elements(const xmlNode *element, std::vector<const xmlNode *> *elem
 {
     elements->push_back(element);
     for (const xmlNode *child = next_element(element->children); child != nullptr;
-         child = next_element(child->next)) {
+         child = next_element(child->next))
         collect_elements(child, elements);
-    }
 }
 
 void check_element(const xml_element &walked, const xmlNode *element)
@@ -170,15 +165,13 @@ void check_walk(const std::string &message, const xmlNode *root)
     static const xml_events events = {check_start, nullptr, check_end};
     walked_document document;
     document.message = message;
-    if (root != nullptr) {
+    if (root != nullptr)
         collect_elements(root, &document.elements);
-    }
     const auto walk = std::make_unique<xml_walk>();
     const fuzz_block block = fuzz_bytes(message);
     const int result = xml_walk_run(walk.get(), {block.get(), message.size()}, &events, &document);
-    if (root == nullptr) {
+    if (root == nullptr)
         return;
-    }
     fuzz_require(result == 0 || may_fail(message), "a well-formed message is walked through");
     fuzz_require(result != 0 || document.at == document.elements.size(),
                  "no element is passed over");
@@ -191,7 +184,6 @@ message_kind kind_of(const xmlNode *root)
         return message_rpc_reply;
     if (!is_base(root, "rpc") || first == nullptr)
         return message_other;
-    }
     const bool is_create =
         uri_of(first) == private_namespace && fuzz_xml_string(first->name) == "create-session";
     return is_create ? message_create_session : message_other;
@@ -210,7 +202,7 @@ void check_head(const std::string &message, const xmlNode *root)
                                fuzz_xml_string(first->name).size() < message_operation_size;
     fuzz_require_equal(head.operation, has_operation ? fuzz_xml_string(first->name) : "",
                        "the operation of a request");
-    if (head.kind == message_other) {
+    if (head.kind == message_other)
         return;
     xmlChar *id = xmlGetNoNsProp(root, reinterpret_cast<const xmlChar *>("message-id"));
     fuzz_require((head.message_id != nullptr) == (id != nullptr), "an id where there is one");
@@ -283,7 +275,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
     if (root != nullptr && !has_namespaces(root))
         root = nullptr;
-    }
     check_walk(message, root);
     check_head(message, root);
     check_errors(message, root);
