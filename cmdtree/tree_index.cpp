@@ -3,7 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "base/text.h"
+#include "base/hash.h"
 
 namespace
 {
@@ -12,37 +12,16 @@ constexpr size_t first_bucket_count = 64;
 // Growing visits every node, so it is done seldom.
 constexpr size_t growth_factor = 4;
 
-// FNV-1a, which can be continued from a prefix to a longer one.
-constexpr uint32_t hash_start = 2166136261U;
-constexpr uint32_t hash_prime = 16777619U;
 constexpr unsigned char value_mark = 0; // no path holds it
-
-uint32_t hash_byte(uint32_t hash, unsigned char byte)
-{
-    return (hash ^ byte) * hash_prime;
-}
-
-uint32_t hash_text(uint32_t hash, std::string_view text)
-{
-    for (const char character : text)
-        hash = hash_byte(hash, static_cast<unsigned char>(character));
-    return hash;
-}
 
 uint32_t entry_hash(std::string_view path, std::string_view value)
 {
     return hash_text(hash_byte(hash_text(hash_start, path), value_mark), value);
 }
 
-// The multiplication leaves its best bits on top.
-size_t bucket_of(const tree_index *index, uint32_t hash)
-{
-    return (hash ^ hash >> 16) & (index->bucket_count - 1);
-}
-
 void push(tree_index *index, cmd_node *node)
 {
-    cmd_node **bucket = &index->buckets[bucket_of(index, node->index_hash)];
+    cmd_node **bucket = &index->buckets[hash_bucket(node->index_hash, index->bucket_count)];
     node->index_next = *bucket;
     *bucket = node;
 }
@@ -80,7 +59,7 @@ bool is_value_entry(const cmd_node *node)
 
 cmd_node *find_node(const tree_index *index, std::string_view path, uint32_t hash)
 {
-    cmd_node *node = index->buckets[bucket_of(index, hash)];
+    cmd_node *node = index->buckets[hash_bucket(hash, index->bucket_count)];
     while (node != nullptr &&
            (node->index_hash != hash || is_value_entry(node) || path != node->path))
         node = node->index_next;
@@ -114,7 +93,7 @@ void tree_index_remove(tree_index *index, cmd_node *node)
 {
     if (index->buckets == nullptr)
         return;
-    cmd_node **link = &index->buckets[bucket_of(index, node->index_hash)];
+    cmd_node **link = &index->buckets[hash_bucket(node->index_hash, index->bucket_count)];
     while (*link != nullptr && *link != node)
         link = &(*link)->index_next;
     if (*link == nullptr)
@@ -148,7 +127,7 @@ cmd_node *tree_index_entry(const tree_index *index, const char *path, const char
     if (index->buckets == nullptr)
         return nullptr;
     const uint32_t hash = entry_hash(path, value);
-    cmd_node *node = index->buckets[bucket_of(index, hash)];
+    cmd_node *node = index->buckets[hash_bucket(hash, index->bucket_count)];
     while (node != nullptr &&
            (node->index_hash != hash || !is_value_entry(node) || node->value == nullptr ||
             strcmp(node->path, path) != 0 || strcmp(node->value, value) != 0))
