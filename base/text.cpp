@@ -163,6 +163,15 @@ int text_append(text_buffer *buffer, std::string_view piece)
     return 0;
 }
 
+int text_append_all(text_buffer *buffer, std::initializer_list<std::string_view> pieces)
+{
+    for (const std::string_view piece : pieces) {
+        if (text_append(buffer, piece) != 0)
+            return -1;
+    }
+    return 0;
+}
+
 int text_prepend(text_buffer *buffer, std::string_view piece)
 {
     if (text_reserve(buffer, {piece.size()}) != 0)

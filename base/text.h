@@ -66,6 +66,15 @@ inline bool text_starts_with(std::string_view text, std::string_view prefix)
     return text_slice(text, 0, prefix.size()) == prefix;
 }
 
+// Takes the piece before the first separator off a text, and the separator; all of it
+// when there is none.
+inline std::string_view text_take(std::string_view *text, char separator)
+{
+    const std::string_view piece = text->substr(0, text->find(separator));
+    text->remove_prefix(piece.size() < text->size() ? piece.size() + 1 : piece.size());
+    return piece;
+}
+
 // Enlarges a block of which `used` bytes are in use to `size` bytes, the new
 // ones zero. Returns the block itself when it is null or in use up to its
 // size; null when memory runs out. An old block that is not returned has been
@@ -95,6 +104,9 @@ void text_clear(text_buffer *buffer);
 
 // Appends piece; 0, or -1 when memory runs out (the buffer is empty then).
 int text_append(text_buffer *buffer, std::string_view piece);
+
+// Appends the pieces one after the other; as text_append.
+int text_append_all(text_buffer *buffer, std::initializer_list<std::string_view> pieces);
 
 // Puts piece, which is no part of the buffer, in front of what is there; as
 // text_append.

@@ -92,10 +92,9 @@ bool names_keys(std::string_view predicate)
     if (predicate.empty())
         return false;
     while (!predicate.empty()) {
-        const std::string_view pair = text_slice(predicate, 0, predicate.find(','));
-        if (!is_named(text_slice(pair, 0, pair.find('='))))
+        std::string_view pair = text_take(&predicate, ',');
+        if (!is_named(text_take(&pair, '=')))
             return false;
-        predicate.remove_prefix(pair.size() < predicate.size() ? pair.size() + 1 : pair.size());
     }
     return true;
 }

@@ -37,10 +37,8 @@ int fill_datastore(text_buffer *request, const char *word, datastore code)
         return text_append(request, "      <running/>\r\n");
     case datastore_startup:
         return text_append(request, "      <startup/>\r\n");
-    case datastore_url: {
-        const heap_text element = text_concat({"      <url>", word, "</url>\r\n"});
-        return element ? text_append(request, element.get()) : -1;
-    }
+    case datastore_url:
+        return text_append_all(request, {"      <url>", word, "</url>\r\n"});
     default:
         return -1;
     }

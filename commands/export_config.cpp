@@ -22,15 +22,14 @@ constexpr std::string_view file_head = "<?xml version='1.0' encoding='UTF-8'?>";
 int read_datastore(const char *source, reply_text *reply)
 {
     text_buffer request;
-    if (request_begin(&request) != 0 ||
-        text_append(&request, "  <get-config>\r\n"
-                              "    <source>\r\n"
-                              "      <") != 0 ||
-        text_append(&request, source) != 0 ||
-        text_append(&request, "/>\r\n"
-                              "    </source>\r\n"
-                              "  </get-config>\r\n"
-                              "</rpc>\r\n") != 0) {
+    if (request_begin(&request) != 0 || text_append_all(&request, {"  <get-config>\r\n"
+                                                                   "    <source>\r\n"
+                                                                   "      <",
+                                                                   source,
+                                                                   "/>\r\n"
+                                                                   "    </source>\r\n"
+                                                                   "  </get-config>\r\n"
+                                                                   "</rpc>\r\n"}) != 0) {
         puts("export get config buf malloc fail.\r");
         return -1;
     }

@@ -29,15 +29,6 @@ bool is_section(const char *name)
     return false;
 }
 
-int append_all(text_buffer *out, std::initializer_list<std::string_view> pieces)
-{
-    for (const std::string_view piece : pieces) {
-        if (text_append(out, piece) != 0)
-            return -1;
-    }
-    return 0;
-}
-
 void log_open_failure()
 {
     log_debug("[DEBUG] open %s failed! errno:%d\n", profile_name, errno);
@@ -82,9 +73,9 @@ int append_command(text_buffer *out, const cmd_node *node)
 {
     const heap_text path = line_text(node->path);
     const char *word = node->operation == operation_delete ? "delete " : "set ";
-    if (!path || append_all(out, {word, path.get()}) != 0)
+    if (!path || text_append_all(out, {word, path.get()}) != 0)
         return -1;
-    if (node->value != nullptr && append_all(out, {" ", node->value}) != 0)
+    if (node->value != nullptr && text_append_all(out, {" ", node->value}) != 0)
         return -1;
     return text_append(out, "\n");
 }
@@ -105,7 +96,8 @@ int append_entries(text_buffer *out)
         const heap_text path = line_text(record->path);
         for (const list_entry *entry = record->entries; entry != nullptr; entry = entry->next) {
             const heap_text key = line_text(entry->key);
-            if (!path || !key || append_all(out, {"add ", path.get(), " ", key.get(), "\n"}) != 0)
+            if (!path || !key ||
+                text_append_all(out, {"add ", path.get(), " ", key.get(), "\n"}) != 0)
                 return -1;
         }
     }
@@ -174,8 +166,9 @@ int profile_write_fresh()
 {
     const heap_text rpc = plain_rpc_path();
     text_buffer content;
-    if (!rpc || append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n\n\n", "[rpc]\n",
-                                      rpc.get(), "\n\n", "[rpc_para]\n\n\n", "%%%\n"}) != 0)
+    if (!rpc ||
+        text_append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n\n\n", "[rpc]\n",
+                                   rpc.get(), "\n\n", "[rpc_para]\n\n\n", "%%%\n"}) != 0)
         return -1;
     return write_file(content);
 }
@@ -184,12 +177,12 @@ int profile_write_back()
 {
     const heap_text rpc = plain_rpc_path();
     text_buffer content;
-    if (!rpc || append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n"}) != 0 ||
+    if (!rpc || text_append_all(&content, {"[pwd]\n", session.pwd, "\n\n", "[config]\n"}) != 0 ||
         append_commands(&content, &session.config_tree.log) != 0 || append_entries(&content) != 0 ||
-        append_all(&content, {"\n", "[rpc]\n", rpc.get(), *rpc != '\0' ? "\n" : "", "\n",
-                              "[rpc_para]\n"}) != 0 ||
+        text_append_all(&content, {"\n", "[rpc]\n", rpc.get(), *rpc != '\0' ? "\n" : "", "\n",
+                                   "[rpc_para]\n"}) != 0 ||
         append_commands(&content, &session.rpc_tree.log) != 0 ||
-        append_all(&content, {"\n", "%%%\n"}) != 0)
+        text_append_all(&content, {"\n", "%%%\n"}) != 0)
         return -1;
     return write_file(content);
 }
@@ -218,7 +211,7 @@ int profile_put_line(const char *section, const char *line, profile_mode mode)
         return -1;
     const std::string_view rest(content.data.get() + place.rest, content.length - place.rest);
     text_buffer written;
-    if (append_all(&written, {line, "\n", rest}) != 0)
+    if (text_append_all(&written, {line, "\n", rest}) != 0)
         return -1;
     return profile_write(file.fd, {written.data.get(), written.length},
                          static_cast<off_t>(place.line));

@@ -128,11 +128,8 @@ profile_replay_result replay_lines(std::string_view rest)
 {
     replay_state state = replay_start;
     while (!rest.empty() && state != replay_end) {
-        const std::string_view line = text_slice(rest, 0, rest.find('\n'));
-        rest.remove_prefix(line.size() < rest.size() ? line.size() + 1 : rest.size());
         errno = 0;
-        // Up to a zero byte: the copy is wiped as a text, and ends there for the handlers.
-        const heap_text copy = text_copy(text_slice(line, 0, line.find('\0')));
+        const heap_text copy = text_copy(text_take(&rest, '\n'));
         if (!copy)
             return profile_unread;
         if (*copy != '\0' && handlers[state](copy.get(), &state) != 0)

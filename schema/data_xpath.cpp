@@ -38,10 +38,9 @@ int write_name(xpath_writer *writer, std::string_view name, std::string_view *mo
         *module = text_slice(name, 0, colon);
         name.remove_prefix(colon + 1);
     }
-    if (use_module(writer, *module) != 0 || text_append(&writer->text, *module) != 0 ||
-        text_append(&writer->text, ":") != 0)
+    if (use_module(writer, *module) != 0)
         return -1;
-    return text_append(&writer->text, name);
+    return text_append_all(&writer->text, {*module, ":", name});
 }
 
 // Writes value as a string that holds both kinds of quotes: the parts between
@@ -62,25 +61,19 @@ int write_concat(text_buffer *text, std::string_view value)
 int write_literal(text_buffer *text, const char *value)
 {
     if (strchr(value, '\'') == nullptr)
-        return text_append(text, "'") != 0 || text_append(text, value) != 0
-                   ? -1
-                   : text_append(text, "'");
+        return text_append_all(text, {"'", value, "'"});
     if (strchr(value, '"') == nullptr)
-        return text_append(text, "\"") != 0 || text_append(text, value) != 0
-                   ? -1
-                   : text_append(text, "\"");
+        return text_append_all(text, {"\"", value, "\""});
     return write_concat(text, value);
 }
 
 // Writes one key=value of a predicate as a comparison.
 int write_comparison(xpath_writer *writer, std::string_view pair, std::string_view module)
 {
-    const size_t equals = pair.find('=');
-    const bool has_value = equals != std::string_view::npos;
-    const heap_text masked = text_copy(has_value ? text_slice(pair, equals + 1) : "");
+    const std::string_view key = text_take(&pair, '=');
+    const heap_text masked = text_copy(pair);
     const heap_text value = masked ? plain_value(masked.get()) : nullptr;
-    if (!value || write_name(writer, text_slice(pair, 0, equals), &module) != 0 ||
-        text_append(&writer->text, "=") != 0)
+    if (!value || write_name(writer, key, &module) != 0 || text_append(&writer->text, "=") != 0)
         return -1;
     return write_literal(&writer->text, value.get());
 }
@@ -90,11 +83,9 @@ int write_predicate(xpath_writer *writer, std::string_view predicate, std::strin
     if (text_append(&writer->text, "[") != 0)
         return -1;
     for (bool first = true; !predicate.empty(); first = false) {
-        const std::string_view pair = text_slice(predicate, 0, predicate.find(','));
         if ((!first && text_append(&writer->text, " and ") != 0) ||
-            write_comparison(writer, pair, module) != 0)
+            write_comparison(writer, text_take(&predicate, ','), module) != 0)
             return -1;
-        predicate.remove_prefix(pair.size() < predicate.size() ? pair.size() + 1 : pair.size());
     }
     return text_append(&writer->text, "]");
 }

@@ -75,9 +75,7 @@ heap_text write_entry_name(std::string_view list, const named_value *values, siz
     if (text_append(&name, list) != 0)
         return nullptr;
     for (size_t i = 0; i < count; i++) {
-        if (text_append(&name, i == 0 ? "[" : ",") != 0 ||
-            text_append(&name, values[i].name) != 0 || text_append(&name, "=") != 0 ||
-            text_append(&name, values[i].value) != 0)
+        if (text_append_all(&name, {i == 0 ? "[" : ",", values[i].name, "=", values[i].value}) != 0)
             return nullptr;
     }
     return text_append(&name, "]") == 0 ? std::move(name.data) : nullptr;
