@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/descriptor.h"
 #include "base/log.h"
 
 namespace
@@ -56,13 +57,11 @@ int judge_link(const char *path)
 int judge_file(const char *path)
 {
     bool is_new = false;
-    const int fd = open_or_make(path, &is_new);
-    if (fd < 0)
+    const descriptor file(open_or_make(path, &is_new));
+    if (file.fd < 0)
         return refuse_unopened();
     struct stat status = {};
-    const int result = fstat(fd, &status);
-    close(fd);
-    if (result == 0)
+    if (fstat(file.fd, &status) == 0)
         return require_regular(status);
     log_error("[ERROR] Unable to get input file information.\n\n");
     if (is_new)
@@ -87,13 +86,11 @@ int remove_file(const char *path)
 // not matter, for some file systems give every file the same one.
 int open_existing(const char *path)
 {
-    const int fd = open(path, write_flags);
-    if (fd < 0)
-        return -1;
+    descriptor file(open(path, write_flags));
     struct stat status = {};
-    if (fstat(fd, &status) == 0 && is_plain_file(status) && ftruncate(fd, 0) == 0)
-        return fd;
-    close(fd);
+    if (file.fd >= 0 && fstat(file.fd, &status) == 0 && is_plain_file(status) &&
+        ftruncate(file.fd, 0) == 0)
+        return file.release();
     return -1;
 }
 

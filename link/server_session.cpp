@@ -7,6 +7,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include "base/descriptor.h"
 #include "base/log.h"
 #include "base/session.h"
 #include "base/text.h"
@@ -86,28 +87,23 @@ int session_create()
 
 int server_connect()
 {
-    const int fd = conf_agent_init();
-    if (fd < 0) {
+    descriptor socket(conf_agent_init());
+    if (socket.fd < 0) {
         log_error("[ERROR] Connect to tarnd failed(%s).\n", strerror(errno));
         return -1;
     }
-    server_fd = fd;
+    server_fd = socket.fd;
     log_info("[INFO] Vandel connect to tarnd success.\n");
     const int result = session_create();
-    if (result != 0) {
-        close(fd);
+    if (result != 0)
         return result;
-    }
     FD_ZERO(&session.listen_fds);
-    if (fd < FD_SETSIZE)
-        FD_SET(fd, &session.listen_fds);
-    if (session.oneshot != 0)
-        return 0;
-    exchange_wanted_init();
-    if (thread_create(notify_listener, nullptr) != 0) {
-        close(fd);
+    if (socket.fd < FD_SETSIZE)
+        FD_SET(socket.fd, &session.listen_fds);
+    if (session.oneshot == 0 && thread_create(notify_listener, nullptr) != 0) {
         log_error("[ERROR] failed to creat notification thread \n");
         return -1;
     }
+    socket.release();
     return 0;
 }

@@ -68,17 +68,16 @@ void judge_unopened()
 int open_profile(int access)
 {
     // O_NONBLOCK: a FIFO in the profile's place must not hold the shell up.
-    const int fd = open(profile_name, access | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600);
-    if (fd < 0) {
+    descriptor file(open(profile_name, access | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, 0600));
+    if (file.fd < 0) {
         judge_unopened();
         return -1;
     }
     struct stat status = {};
     // Without a status, whoever needs it asks again and reports that there is none.
-    const int objection = fstat(fd, &status) == 0 ? judge_file(status) : 0;
+    const int objection = fstat(file.fd, &status) == 0 ? judge_file(status) : 0;
     if (objection == 0)
-        return fd;
-    close(fd);
+        return file.release();
     errno = objection;
     return -1;
 }
