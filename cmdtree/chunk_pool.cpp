@@ -80,8 +80,10 @@ std::string_view pool_chunk_text(unsigned slot)
 size_t pool_text_length()
 {
     size_t length = 0;
-    for (unsigned slot = 0; slot < output_chunk_slots; slot++)
-        length += pool_chunk_text(slot).size();
+    pool_for_each([&](std::string_view text) {
+        length += text.size();
+        return 0;
+    });
     return length;
 }
 
@@ -94,11 +96,14 @@ void pool_release()
 
 int pool_move_to(text_buffer *out, size_t more)
 {
+    unsigned slot = 0;
     int failed = text_reserve(out, {pool_text_length(), more});
-    for (unsigned slot = 0; slot < output_chunk_slots && failed == 0; slot++) {
-        failed = text_append(out, pool_chunk_text(slot));
-        free_chunk(session.output.slot[slot]);
-    }
+    if (failed == 0)
+        failed = pool_for_each([&](std::string_view text) {
+            const int refused = text_append(out, text);
+            free_chunk(session.output.slot[slot++]);
+            return refused;
+        });
     pool_release();
     return failed;
 }

@@ -26,6 +26,18 @@ int pool_append(std::string_view piece);
 // Empty for an unused slot.
 std::string_view pool_chunk_text(unsigned slot);
 
+// Hands the texts of the chunks in use to visit(text), in their order, until it returns
+// other than 0; that is returned.
+template <class Visit>
+int pool_for_each(Visit visit)
+{
+    int result = 0;
+    for (unsigned slot = 0;
+         slot < output_chunk_slots && session.output.slot[slot] != nullptr && result == 0; slot++)
+        result = visit(pool_chunk_text(slot));
+    return result;
+}
+
 // Frees every chunk; harmless for an empty pool. The texts are wiped.
 void pool_release();
 
