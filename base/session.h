@@ -17,6 +17,7 @@ struct cmd_node;
 struct output_chunk;
 struct listing_entry;
 struct list_record;
+struct command_reads;
 struct tinyrl;
 struct redisContext;
 struct _xmlDoc;
@@ -77,6 +78,7 @@ struct session_record {
     pthread_mutex_t lock;  // the exchange lock (link/exchange_lock.h)
     int session_id;        // given by the daemon
     redisContext *redis;   // the schema database (schema/database.h)
+    command_reads *reads;  // what the current command has read there; null for no command
     _xmlDoc *reply_doc;    // the reply that a query result points into (browse/server_read.h)
     list_record **entries; // head cell of the list entries added here (cmdtree/local_entries.h)
     int profile_refused;   // 1 once the log says what the profile is (profile/profile_file.h)

@@ -7,6 +7,7 @@
 #ifndef VANDEL_BASE_TEXT_H
 #define VANDEL_BASE_TEXT_H
 
+#include <ctype.h>
 #include <initializer_list>
 #include <stddef.h>
 #include <string_view>
@@ -73,6 +74,12 @@ inline std::string_view text_take(std::string_view *text, char separator)
     const std::string_view piece = text->substr(0, text->find(separator));
     text->remove_prefix(piece.size() < text->size() ? piece.size() + 1 : piece.size());
     return piece;
+}
+
+// Whether a byte is of the C library's space class.
+inline bool is_space(char byte)
+{
+    return isspace(static_cast<unsigned char>(byte)) != 0;
 }
 
 // Enlarges a block of which `used` bytes are in use to `size` bytes, the new

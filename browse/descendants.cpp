@@ -9,7 +9,6 @@
 #include "cmdtree/tree.h"
 #include "schema/masking.h"
 #include "schema/path.h"
-#include "schema/schema_path.h"
 
 namespace
 {
@@ -38,14 +37,9 @@ bool browses_schema(unsigned kind, const char *path)
     }
 }
 
-const command_tree *current_tree()
-{
-    return session.rpc_path != nullptr ? &session.rpc_tree : &session.config_tree;
-}
-
 int add_staged_entries(const char *list_path, descendant_set *set)
 {
-    for (const cmd_node *node = tree_first_entry(current_tree(), list_path); node != nullptr;
+    for (const cmd_node *node = tree_first_entry(staged_tree(), list_path); node != nullptr;
          node = tree_next_entry(node, list_path)) {
         if (node->operation == operation_delete)
             continue;
@@ -67,7 +61,7 @@ int add_unstaged(const char *list_path, descendant_set *entries, descendant_set 
         const heap_text path = text_concat({list_path, node->name + name_length});
         if (!path)
             return -1;
-        const cmd_node *staged = tree_find(current_tree(), path.get());
+        const cmd_node *staged = tree_find(staged_tree(), path.get());
         if (staged != nullptr && staged->operation != operation_delete) {
             *link = node->next;
             free_node(node);
@@ -81,14 +75,15 @@ int add_unstaged(const char *list_path, descendant_set *entries, descendant_set 
     return 0;
 }
 
-int add_list_entries(const char *list_path, descendant_set *set)
+int add_list_entries(const place &list, descendant_set *set)
 {
+    const char *list_path = list.path.get();
     if (add_staged_entries(list_path, set) != 0)
         return -1;
     if (session.rpc_path != nullptr)
         return 0;
     descendant_set entries;
-    if (server_list_entries(list_path, &entries) != 0) {
+    if (server_list_entries(list, &entries) != 0) {
         log_debug("[DEBUG] error:get nclist \r\n \n");
         return 0;
     }
@@ -135,26 +130,25 @@ int descendants_add(descendant_set *set, std::string_view name, record_ptr recor
     return 0;
 }
 
-int descendants_of(const char *path, descendant_set *set)
+int descendants_of(const place &at, descendant_set *set)
 {
-    const heap_text schema_path = schema_path_of(path, path_scope_session);
-    if (!schema_path) {
+    const char *path = at.path.get();
+    if (!at.schema_path) {
         log_error("[ERROR] error parameter: %s\r\n\n", shown_text(path).get());
         return -1;
     }
     if (path_levels(path) == 1)
-        return schema_children(schema_path.get(), path, set);
-    const record_pair pair = schema_record_pair(schema_path.get());
-    if (!pair.node)
+        return schema_children(at.schema_path.get(), path, set);
+    if (!at.record)
         return -1;
-    const unsigned kind = record_kind(pair.node.get());
+    const unsigned kind = place_kind(at);
     if (browses_schema(kind, path)) {
-        if (schema_children(schema_path.get(), path, set) == 0)
+        if (schema_children(at.schema_path.get(), path, set) == 0)
             return 0;
         log_error("[ERROR] error:get descendant by schema \r\n \n");
         return -1;
     }
-    return kind == node_kind_list ? add_list_entries(path, set) : 0;
+    return kind == node_kind_list ? add_list_entries(at, set) : 0;
 }
 
 const case_entry *choice_active_case(const choice_entry *choice)

@@ -7,7 +7,7 @@
 
 #include <string_view>
 
-#include "schema/records.h"
+#include "schema/place.h"
 
 struct descendant {
     descendant *next;
@@ -44,12 +44,12 @@ struct choice_entry {
 // Puts a node at the head of the set; 0, or -1 when memory runs out.
 int descendants_add(descendant_set *set, std::string_view name, record_ptr record);
 
-// The children of the node at a masked data path, into an empty set: those of
-// the schema; for a list without predicate its entries, staged ones and those
-// on the server; nothing for other nodes. 0, or -1 (logged) when there is no
-// such node, the server's answer is no use, or memory runs out. A list that the
-// server cannot tell about still has its staged entries.
-int descendants_of(const char *path, descendant_set *set);
+// The children of the node at a place, into an empty set: those of the schema; for a
+// list without predicate its entries, staged ones and those on the server; nothing
+// for other nodes. 0, or -1 (logged) when there is no such node, the server's answer
+// is no use, or memory runs out. A list that the server cannot tell about still has
+// its staged entries.
+int descendants_of(const place &at, descendant_set *set);
 
 // The children of a schema node. data_path is its data path, whose data on the
 // server decide which cases are active. 0 or -1; a missing hash has none.

@@ -13,7 +13,7 @@
 #include "schema/key_set.h"
 #include "schema/masking.h"
 #include "schema/path.h"
-#include "schema/schema_path.h"
+#include "schema/place.h"
 #include "scrub.h"
 
 namespace
@@ -129,15 +129,16 @@ bool server_has_data(const char *path)
     return result.nodes != nullptr;
 }
 
-int server_list_entries(const char *list_path, descendant_set *entries)
+int server_list_entries(const place &list, descendant_set *entries)
 {
+    const char *list_path = list.path.get();
     if (list_path == nullptr) {
         log_debug("[DEBUG] listpath is null\n");
         return -1;
     }
     key_names keys;
     // Without keys its entries have no names; they are not asked for.
-    if (list_keys(list_path, &keys) != 0 || keys.count == 0) {
+    if (list_keys(list, &keys) != 0 || keys.count == 0) {
         log_debug("[DEBUG] failed to get list[%s] key\n", shown_text(list_path).get());
         return -1;
     }

@@ -6,6 +6,7 @@
 #define VANDEL_BROWSE_SERVER_READ_H
 
 struct descendant_set;
+struct place;
 
 // True when the running datastore holds data at the path.
 bool server_has_data(const char *path);
@@ -13,6 +14,6 @@ bool server_has_data(const char *path);
 // The entries of a list in the running datastore, into an empty set, as nodes
 // of kind list. 0, or -1 when they cannot be told, and then the set is of no
 // use. A server without entries is success.
-int server_list_entries(const char *list_path, descendant_set *entries);
+int server_list_entries(const place &list, descendant_set *entries);
 
 #endif

@@ -12,7 +12,7 @@
 #include "cmdtree/node.h"
 #include "cmdtree/tree_index.h"
 #include "schema/path.h"
-#include "schema/schema_path.h"
+#include "schema/place.h"
 
 namespace
 {
@@ -130,8 +130,11 @@ insert_result replace_structural(command_tree *tree, cmd_node *structural, cmd_n
     return insert_linked;
 }
 
-insert_result merge(command_tree *tree, cmd_node *present, cmd_node *node)
+insert_result merge(command_tree *tree, cmd_node *present, cmd_node *node,
+                    const schema_record *record)
 {
+    if (record != nullptr && record_kind(record) == node_kind_leaf_list)
+        return merge_leaf_list(tree, present, node);
     if (node->operation == operation_delete) {
         if (present->operation == operation_structural)
             return replace_structural(tree, present, node);
@@ -148,17 +151,21 @@ insert_result merge(command_tree *tree, cmd_node *present, cmd_node *node)
     return insert_merged;
 }
 
-insert_result insert_node(command_tree *tree, cmd_node *node, path_scope scope)
+// Merges a node into the one of its path.
+insert_result merge_looked_up(command_tree *tree, cmd_node *present, cmd_node *node)
+{
+    const bool is_input = tree == &session.rpc_tree;
+    const place at = place_at(node->path, is_input ? path_scope_session : path_scope_configuration);
+    return place_is_known(at) ? merge(tree, present, node, at.record.get()) : insert_failed;
+}
+
+insert_result insert_node(command_tree *tree, cmd_node *node, const schema_record *record)
 {
     cmd_node *deepest = tree_find_deepest(tree, node->path);
     if (strlen(deepest->path) < strlen(node->path))
         return build_skeleton(tree, deepest, node) == 0 ? insert_linked : insert_failed;
-    const record_pair pair = data_record_pair(node->path, scope);
-    if (!pair)
-        return insert_failed;
-    if (pair.node && record_kind(pair.node.get()) == node_kind_leaf_list)
-        return merge_leaf_list(tree, deepest, node);
-    return merge(tree, deepest, node);
+    return record != nullptr ? merge(tree, deepest, node, record)
+                             : merge_looked_up(tree, deepest, node);
 }
 
 int ensure_root(command_tree *tree)
@@ -166,19 +173,6 @@ int ensure_root(command_tree *tree)
     if (tree->root == nullptr)
         tree->root = node_create("/", nullptr, operation_structural).release();
     return tree->root != nullptr ? 0 : -1;
-}
-
-int stage(command_tree *tree, node_ptr node, path_scope scope)
-{
-    if (!path_names_elements(node->path) || ensure_root(tree) != 0)
-        return -1;
-    const insert_result result = insert_node(tree, node.get(), scope);
-    if (result == insert_linked)
-        node_log(&tree->log, node.release());
-    // A root without children is left when the first change was refused.
-    else if (result == insert_failed && tree->root->children.first == nullptr)
-        tree_free(tree);
-    return result == insert_failed ? -1 : 0;
 }
 
 bool is_change(cmd_operation operation)
@@ -208,14 +202,35 @@ void tree_init()
     session.rpc_tree.log = command_log{};
 }
 
+command_tree *staged_tree()
+{
+    return session.rpc_path != nullptr ? &session.rpc_tree : &session.config_tree;
+}
+
+int tree_stage(command_tree *tree, const char *path, const schema_record *record, const char *value,
+               cmd_operation operation)
+{
+    if (*path != '/' || !is_change(operation))
+        return -1;
+    node_ptr node = node_create(path, value, operation);
+    if (!node && tree == &session.rpc_tree)
+        log_debug("[DEBUG] failed to create a local cmd\n");
+    if (!node || !path_names_elements(path) || ensure_root(tree) != 0)
+        return -1;
+    const insert_result result = insert_node(tree, node.get(), record);
+    if (result == insert_linked)
+        node_log(&tree->log, node.release());
+    // A root without children is left when the first change was refused.
+    else if (result == insert_failed && tree->root->children.first == nullptr)
+        tree_free(tree);
+    return result == insert_failed ? -1 : 0;
+}
+
 int tree_stage_config(const char *path, const char *value, cmd_operation operation)
 {
     if (path == nullptr)
         return 0;
-    if (*path != '/' || !is_change(operation))
-        return -1;
-    node_ptr node = node_create(path, value, operation);
-    return node ? stage(&session.config_tree, std::move(node), path_scope_configuration) : -1;
+    return tree_stage(&session.config_tree, path, nullptr, value, operation);
 }
 
 int tree_stage_rpc(const char *path, const char *value, cmd_operation operation)
@@ -224,14 +239,7 @@ int tree_stage_rpc(const char *path, const char *value, cmd_operation operation)
         log_debug("[DEBUG] invalid input parameters\n");
         return 0;
     }
-    if (*path != '/')
-        return -1;
-    node_ptr node = node_create(path, value, operation);
-    if (!node) {
-        log_debug("[DEBUG] failed to create a local cmd\n");
-        return -1;
-    }
-    return stage(&session.rpc_tree, std::move(node), path_scope_session);
+    return tree_stage(&session.rpc_tree, path, nullptr, value, operation);
 }
 
 cmd_node *tree_find_deepest(const command_tree *tree, const char *path)

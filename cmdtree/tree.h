@@ -20,6 +20,8 @@
 
 #include "base/session.h"
 
+struct schema_record;
+
 enum cmd_operation : uint32_t {
     operation_structural = 0, // an ancestor that only holds children
     operation_set = 1,
@@ -53,10 +55,19 @@ struct cmd_node {
 // Clears the output pool's slots and both logs; called once at start-up.
 void tree_init();
 
-// Stage one change: set or delete a path, with a value or null. 0, or -1 when
-// the arguments or the change are refused or memory runs out, and then nothing
-// has changed. A null path is success. The rpc tree takes sets only; a delete
-// or a null path is logged there and returns 0.
+// The tree that changes go into at the prompt: the current rpc's input, or the
+// configuration. Its paths are those of path_scope_session.
+command_tree *staged_tree();
+
+// Stages one change in one of the session's trees: set or delete the place with this
+// path and record, with a value or null. 0, or -1 when the change is refused or memory runs out,
+// and then nothing has changed.
+int tree_stage(command_tree *tree, const char *path, const schema_record *record, const char *value,
+               cmd_operation operation);
+
+// The same for a path, which is looked up when it is staged already. -1 also for a
+// path that is not absolute and for another operation; a null path is success. The
+// rpc tree takes sets only; a delete or a null path is logged there and returns 0.
 int tree_stage_config(const char *path, const char *value, cmd_operation operation);
 int tree_stage_rpc(const char *path, const char *value, cmd_operation operation);
 

@@ -6,8 +6,10 @@
 #include "base/log.h"
 #include "cmdtree/element_name.h"
 #include "cmdtree/node.h"
+#include "schema/database.h"
 #include "schema/masking.h"
 #include "schema/path.h"
+#include "schema/place.h"
 
 namespace
 {
@@ -58,12 +60,12 @@ int value_prefix_attribute(const char *path, const char *value, path_scope scope
     const char *colon = value != nullptr ? strchr(value, ':') : nullptr;
     if (colon == nullptr)
         return 0;
-    const record_pair pair = data_record_pair(path, scope);
-    if (!pair.node) {
+    const place at = place_at(path, scope);
+    if (!at.record) {
         log_debug("[DEBUG] Failed to get %s from db\n", shown_text(path).get());
         return -1;
     }
-    if (!takes_prefixed_values(pair.node.get()))
+    if (!takes_prefixed_values(at.record.get()))
         return 0;
     const std::string_view prefix(value, static_cast<size_t>(colon - value));
     if (!module_is_known(prefix))
@@ -114,26 +116,17 @@ int node_attributes(const cmd_node *node, const element_name &name, const char *
     return apply_name_prefix(name, attributes);
 }
 
-int append_all(text_buffer *out, std::initializer_list<std::string_view> pieces)
-{
-    for (const std::string_view piece : pieces) {
-        if (text_append(out, piece) != 0)
-            return -1;
-    }
-    return 0;
-}
-
 int append_opening_tag(text_buffer *out, std::string_view name, const char *attributes,
                        const char *operation)
 {
-    return append_all(
+    return text_append_all(
         out, {"<", name, attributes != nullptr ? " " : "", attributes != nullptr ? attributes : "",
               operation != nullptr ? " " : "", operation != nullptr ? operation : "", ">"});
 }
 
 int append_closing_tag(text_buffer *out, std::string_view name)
 {
-    return append_all(out, {"</", name, ">"});
+    return text_append_all(out, {"</", name, ">"});
 }
 
 // A masked value as element text.
@@ -157,13 +150,11 @@ int key_attributes(const cmd_node *entry, std::string_view key, const char *valu
 
 int append_key(text_buffer *out, const cmd_node *entry, std::string_view pair, path_scope scope)
 {
-    const size_t equals = pair.find('=');
-    const bool has_value = equals != std::string_view::npos;
-    const element_name name = element_name_of(text_slice(pair, 0, equals));
-    const heap_text value = text_copy(has_value ? text_slice(pair, equals + 1) : "");
+    const std::string_view key = text_take(&pair, '=');
+    const element_name name = element_name_of(key);
+    const heap_text value = text_copy(pair);
     heap_text attributes;
-    if (!value ||
-        key_attributes(entry, text_slice(pair, 0, equals), value.get(), scope, &attributes) != 0 ||
+    if (!value || key_attributes(entry, key, value.get(), scope, &attributes) != 0 ||
         apply_name_prefix(name, &attributes) != 0 ||
         append_opening_tag(out, name.local, attributes.get(), nullptr) != 0 ||
         append_value(out, value.get()) != 0)
@@ -175,10 +166,8 @@ int append_keys(text_buffer *out, const cmd_node *entry, path_scope scope)
 {
     std::string_view rest = predicate_of(entry);
     while (!rest.empty()) {
-        const std::string_view pair = text_slice(rest, 0, rest.find(','));
-        if (append_key(out, entry, pair, scope) != 0)
+        if (append_key(out, entry, text_take(&rest, ','), scope) != 0)
             return -1;
-        rest.remove_prefix(pair.size() < rest.size() ? pair.size() + 1 : pair.size());
     }
     return 0;
 }

@@ -7,15 +7,9 @@
 #include "base/args.h"
 #include "base/session.h"
 #include "base/text.h"
-#include "browse/descendants.h"
-#include "browse/server_read.h"
-#include "cmdtree/local_entries.h"
-#include "cmdtree/tree.h"
-#include "commands/record_change.h"
-#include "schema/key_set.h"
+#include "commands/staging.h"
 #include "schema/masking.h"
 #include "schema/path.h"
-#include "schema/schema_path.h"
 
 namespace
 {
@@ -33,80 +27,39 @@ int collect_pairs(const arg_words &words, key_value_set *pairs)
     return 0;
 }
 
-// The workspace, when it is a configuration list; null with a message.
-heap_text list_workspace()
+// The workspace, when it is a configuration list; one without a path, with a message,
+// when it is none.
+place list_workspace()
 {
-    heap_text workspace = path_absolute(session.pwd);
-    if (!workspace || path_outside_rpc(workspace.get()) ||
-        !schema_path_of(workspace.get(), path_scope_session)) {
+    place list = place_within_rpc(session.pwd);
+    if (!list.schema_path)
         printf("error parameter: %s\r\n", session.pwd);
-        return nullptr;
-    }
-    if (path_is_list_entry(workspace.get())) {
+    else if (path_is_list_entry(list.path.get()) || !list.record)
         puts(list_workspace_only);
-        return nullptr;
-    }
-    const record_pair pair = data_record_pair(workspace.get(), path_scope_session);
-    if (!pair.node) {
-        puts(list_workspace_only);
-        return nullptr;
-    }
-    if (!record_is_config(pair.node.get())) {
+    else if (!place_is_config(list))
         printf("%s's  not config node.\r\n", session.pwd);
-        return nullptr;
-    }
-    if (record_kind(pair.node.get()) != node_kind_list) {
+    else if (place_kind(list) != node_kind_list)
         puts(list_workspace_only);
-        return nullptr;
-    }
-    return workspace;
+    else
+        return list;
+    return {};
 }
 
 // The masked name of the new entry; null with a message.
-heap_text new_entry_name(const char *list_path, key_value_set *pairs)
+heap_text new_entry_name(const place &list, key_value_set *pairs)
 {
     key_names keys;
-    if (list_keys(list_path, &keys) != 0) {
+    if (list_keys(list, &keys) != 0) {
         puts("failed to get list's keys \r");
         return nullptr;
     }
-    heap_text name = entry_name(path_last_component(list_path), pairs, &keys);
+    heap_text name = entry_name(path_last_component(list.path.get()), pairs, &keys);
     if (!name) {
         puts("failed to get list's key:value \r");
         return nullptr;
     }
     mask_path(name.get());
     return name;
-}
-
-bool is_on_server(const char *list_path, const char *name)
-{
-    descendant_set entries;
-    return server_list_entries(list_path, &entries) == 0 && descendants_reach(&entries, name);
-}
-
-bool already_exists(const char *list_path, const char *name)
-{
-    if (local_entries_has(list_path, name) == 0 &&
-        (session.rpc_path != nullptr || !is_on_server(list_path, name)))
-        return false;
-    printf("key:%s already exist!, use ls cmd to see the current keys\r\n", shown_text(name).get());
-    return true;
-}
-
-void stage_entry(const char *list_path, const char *name, const char *entry_path)
-{
-    if (already_exists(list_path, name))
-        return;
-    if (local_entries_add(list_path, name) != 0) {
-        puts("failed to add local list \r");
-        return;
-    }
-    const int staged = session.rpc_path != nullptr
-                           ? tree_stage_rpc(entry_path, nullptr, operation_set)
-                           : tree_stage_config(entry_path, nullptr, operation_set);
-    if (staged != 0)
-        local_entries_forget(list_path, name);
 }
 
 } // namespace
@@ -121,17 +74,14 @@ int cmd_add_listentry(const char *line)
     key_value_set pairs;
     if (collect_pairs(words, &pairs) != 0)
         return 0;
-    const heap_text list_path = list_workspace();
-    const heap_text name = list_path ? new_entry_name(list_path.get(), &pairs) : nullptr;
+    const place list = list_workspace();
+    const heap_text name = list.path ? new_entry_name(list, &pairs) : nullptr;
     if (!name)
         return 0;
-    const size_t list_name_length = strlen(path_last_component(list_path.get()));
-    const heap_text entry_path = text_concat({list_path.get(), name.get() + list_name_length});
-    if (!entry_path)
-        return 0;
-    if (session.oneshot != 0)
-        record_entry(entry_path.get(), list_path.get(), name.get());
-    else
-        stage_entry(list_path.get(), name.get(), entry_path.get());
+    const char *list_path = list.path.get();
+    const size_t list_name_length = strlen(path_last_component(list_path));
+    const heap_text entry_path = text_concat({list_path, name.get() + list_name_length});
+    if (entry_path)
+        stage_entry(list, name.get(), entry_path.get());
     return 0;
 }

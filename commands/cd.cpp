@@ -7,12 +7,12 @@
 #include "base/session.h"
 #include "base/text.h"
 #include "browse/descendants.h"
+#include "commands/operand.h"
 #include "commands/refusals.h"
+#include "commands/staging.h"
 #include "commands/workspace.h"
-#include "profile/profile.h"
 #include "schema/masking.h"
 #include "schema/path.h"
-#include "schema/schema_path.h"
 
 namespace
 {
@@ -30,35 +30,33 @@ bool has_one_level(const char *argument)
     unsigned names = 0;
     std::string_view rest = masked.get();
     for (bool behind_slash = false; !rest.empty(); behind_slash = true) {
-        const std::string_view component = text_slice(rest, 0, rest.find('/'));
+        const std::string_view component = text_take(&rest, '/');
         if (!component.empty() && component != ".") {
             levels += behind_slash;
             names += component != "..";
         }
-        rest.remove_prefix(component.size() < rest.size() ? component.size() + 1 : rest.size());
     }
     return levels <= max_levels && names <= max_levels;
 }
 
 // Checks that the path, which lies below its listing parent, can be entered.
-bool can_enter(const char *path, char *argument)
+bool can_enter(const place &at, char *argument)
 {
-    const heap_text parent = path_listing_parent(path);
+    const place parent = place_listing_parent(at);
     descendant_set children;
-    if (!parent || descendants_of(parent.get(), &children) != 0) {
+    if (!parent.path || descendants_of(parent, &children) != 0) {
         puts("failed to get descendant\r");
         return false;
     }
-    const record_pair pair = data_record_pair(path, path_scope_session);
-    if (!pair) {
+    if (!place_is_known(at)) {
         print_error_parameter(argument);
         return false;
     }
-    if (!descendants_reach(&children, path_last_component(path))) {
+    if (!descendants_reach(&children, path_last_component(at.path.get()))) {
         puts("error: child node is not existed or another choice case is set.\r");
         return false;
     }
-    const unsigned kind = pair.node ? record_kind(pair.node.get()) : node_kind_module;
+    const unsigned kind = place_kind(at);
     if (kind == node_kind_leaf || kind == node_kind_rpc) {
         printf("This is a leaf or rpc node,that can't cd.");
         return false;
@@ -76,8 +74,9 @@ heap_text current_workspace()
     return workspace;
 }
 
-void change_workspace(const char *path, char *argument)
+void change_workspace(const place &at, char *argument)
 {
+    const char *path = at.path.get();
     const heap_text workspace = current_workspace();
     if (!workspace || strcmp(path, workspace.get()) == 0)
         return;
@@ -85,7 +84,7 @@ void change_workspace(const char *path, char *argument)
     const size_t workspace_length = strlen(workspace.get());
     bool enters = false;
     if (length > workspace_length) {
-        enters = can_enter(path, argument);
+        enters = can_enter(at, argument);
     } else {
         enters = length < workspace_length && path_is_within(workspace.get(), path);
         if (!enters) {
@@ -111,8 +110,7 @@ int cmd_pwd(const char *line)
 
 int cmd_cd(const char *line)
 {
-    if (session.oneshot != 0)
-        profile_load();
+    staged_restore();
     const arg_words words(line);
     if (words.argc != 2) {
         puts("error command, please use:cd path\r");
@@ -127,11 +125,8 @@ int cmd_cd(const char *line)
         workspace_reset();
         return 0;
     }
-    const heap_text path = path_absolute(argument);
-    if (!path || path_outside_rpc(path.get()) || !schema_path_of(path.get(), path_scope_session)) {
-        print_error_parameter(argument);
-        return 0;
-    }
-    change_workspace(path.get(), argument);
+    const place at = resolve_operand(argument);
+    if (at.schema_path)
+        change_workspace(at, argument);
     return 0;
 }

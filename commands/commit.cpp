@@ -13,9 +13,9 @@
 #include "cmdtree/tree.h"
 #include "cmdtree/xml_writer.h"
 #include "commands/rpc_mode.h"
+#include "commands/staging.h"
 #include "format/namespaces.h"
 #include "link/request.h"
-#include "profile/profile.h"
 #include "schema/masking.h"
 
 namespace
@@ -31,11 +31,6 @@ const char edit_config_tail[] = "    </config>\r\n"
                                 "  </edit-config>\r\n"
                                 "</rpc>\r\n";
 const char rpc_tail[] = "</rpc>\r\n";
-
-command_tree *current_tree()
-{
-    return session.rpc_path != nullptr ? &session.rpc_tree : &session.config_tree;
-}
 
 // Makes sure that there is something to send; an rpc can be called without
 // input.
@@ -74,12 +69,12 @@ text_buffer join_request(std::string_view head, std::string_view tail)
 // then the tree is as it was.
 text_buffer build_request(const command_tree *tree)
 {
-    const bool in_rpc = session.rpc_path != nullptr;
-    if (tree_to_xml(tree->root, in_rpc ? path_scope_session : path_scope_configuration) != 0) {
+    if (tree_to_xml(tree->root, path_scope_session) != 0) {
         puts("cmdtree to netconf error \r");
         return {};
     }
-    return in_rpc ? join_request("", rpc_tail) : join_request(edit_config_head, edit_config_tail);
+    return session.rpc_path != nullptr ? join_request("", rpc_tail)
+                                       : join_request(edit_config_head, edit_config_tail);
 }
 
 // Sends the request and prints the reply; 0 or -1 with a message.
@@ -96,12 +91,12 @@ int exchange_request(text_buffer *request)
     return result == request_answered ? 0 : -1;
 }
 
-// Stages what the profile holds; false when only a part of it could be read,
+// Makes sure that all is staged; false when only a part of a profile could be read,
 // which must not be sent as if it were all. A profile that cannot be opened
 // holds nothing, but an rpc must not be called without its input.
 bool replay_staged()
 {
-    const profile_replay_result result = profile_load();
+    const profile_replay_result result = staged_restore();
     return result != profile_unread && (result != profile_unopened || session.rpc_path == nullptr);
 }
 
@@ -114,9 +109,9 @@ int cmd_commit(const char *line)
         puts("error command, please use:commit \r");
         return 0;
     }
-    if (session.oneshot != 0 && !replay_staged())
+    if (!replay_staged())
         return 0;
-    command_tree *tree = current_tree();
+    command_tree *tree = staged_tree();
     if (require_tree(tree) != 0)
         return 0;
     text_buffer request = build_request(tree);
@@ -128,7 +123,6 @@ int cmd_commit(const char *line)
     tree_free_node(sent);
     local_entries_forget(session.rpc_path, nullptr);
     rpc_mode_leave();
-    if (session.oneshot != 0)
-        profile_write_back();
+    staged_keep();
     return 0;
 }

@@ -13,11 +13,11 @@
 #include "cmdtree/tree.h"
 #include "cmdtree/xml_writer.h"
 #include "commands/refusals.h"
+#include "commands/staging.h"
 #include "link/request.h"
-#include "profile/profile.h"
+#include "schema/command_reads.h"
 #include "schema/masking.h"
-#include "schema/path.h"
-#include "schema/schema_path.h"
+#include "schema/place.h"
 
 namespace
 {
@@ -30,6 +30,7 @@ void exchange_get(heap_text request)
         log_error("[ERROR] failed to build netconf get msg!\n");
         return;
     }
+    command_reads_forget();
     unmask_keys(request.get());
     reply_text reply;
     if (request_exchange(std::move(request), &reply) == request_answered)
@@ -42,6 +43,7 @@ void exchange_get_config(heap_text request)
         puts("fail !!\r");
         return;
     }
+    command_reads_forget();
     unmask_keys(request.get());
     reply_text reply;
     const request_result result = request_exchange(std::move(request), &reply);
@@ -55,17 +57,13 @@ void exchange_get_config(heap_text request)
 
 void get_config_from(read_source source, char *argument)
 {
-    const heap_text path = path_absolute(argument);
-    const record_pair pair = data_record_pair(path.get(), path_scope_session);
-    if (!pair) {
+    place at = place_of(argument);
+    if (!place_is_known(at))
         print_error_parameter(argument);
-        return;
-    }
-    if (!pair.node || !record_is_config(pair.node.get())) {
-        print_not_config_node(path.get());
-        return;
-    }
-    exchange_get_config(build_get_config(path.get(), source));
+    else if (!place_is_config(at))
+        print_not_config_node(at.path.get());
+    else
+        exchange_get_config(build_get_config(at.path.get(), source));
 }
 
 // Prints one chunk as plain text: entities, and the bytes that stand for
@@ -85,17 +83,13 @@ int print_chunk(std::string_view chunk)
     return 0;
 }
 
-void print_staged(const cmd_node *node, path_scope scope)
+void print_staged(const cmd_node *node)
 {
-    if (tree_to_xml(node, scope) != 0) {
+    if (tree_to_xml(node, path_scope_session) != 0) {
         log_error("[ERROR] cmdtree2netconf error \r\n\n");
         return;
     }
-    for (unsigned slot = 0; slot < output_chunk_slots; slot++) {
-        const std::string_view chunk = pool_chunk_text(slot);
-        if (!chunk.empty() && print_chunk(chunk) != 0)
-            break;
-    }
+    pool_for_each(print_chunk);
     pool_release();
 }
 
@@ -105,8 +99,7 @@ void get_config_local(char *argument)
         puts("irreciprocal mode unsupport get-config -l [path].\r");
         return;
     }
-    const bool in_rpc = session.rpc_path != nullptr;
-    const command_tree *tree = in_rpc ? &session.rpc_tree : &session.config_tree;
+    const command_tree *tree = staged_tree();
     const cmd_node *node = tree->root;
     if (argument != nullptr) {
         const heap_text path = path_absolute(argument);
@@ -118,7 +111,7 @@ void get_config_local(char *argument)
         }
     }
     if (node != nullptr)
-        print_staged(node, in_rpc ? path_scope_session : path_scope_configuration);
+        print_staged(node);
 }
 
 } // namespace
@@ -134,38 +127,31 @@ int cmd_get(const char *line)
         printf("error command, please use:get path\r\n ");
         return 0;
     }
-    const heap_text path = path_absolute(words.argv[1]);
-    const record_pair pair = data_record_pair(path.get(), path_scope_session);
-    if (!pair)
+    place at = place_of(words.argv[1]);
+    if (!place_is_known(at))
         print_error_parameter(words.argv[1]);
-    else if (!pair.node)
-        print_not_config_node(path.get());
+    else if (!at.record)
+        print_not_config_node(at.path.get());
     else
-        exchange_get(build_get(path.get()));
+        exchange_get(build_get(at.path.get()));
     return 0;
 }
 
 int cmd_get_config(const char *line)
 {
-    if (session.oneshot != 0)
-        profile_load();
+    staged_restore();
     const arg_words words(line);
     const char *option = words.argc == 2 || words.argc == 3 ? words.argv[1] : "";
     char *argument = words.argc == 3 ? words.argv[2] : nullptr;
-    if (strcmp(option, "-l") == 0) {
+    const bool is_running = strcmp(option, "-r") == 0;
+    if (strcmp(option, "-l") == 0)
         get_config_local(argument);
-    } else if (strcmp(option, "-r") == 0 && argument != nullptr) {
-        if (session.rpc_path != nullptr)
-            puts("rpc mode not support get-config -r operation\r");
-        else
-            get_config_from(read_source_running, argument);
-    } else if (strcmp(option, "-s") == 0 && argument != nullptr) {
-        if (session.rpc_path != nullptr)
-            puts("rpc mode not support get-config -s operation\r");
-        else
-            get_config_from(read_source_startup, argument);
-    } else {
+    else if (argument == nullptr || (!is_running && strcmp(option, "-s") != 0))
         puts(get_config_usage);
-    }
+    else if (session.rpc_path != nullptr)
+        puts(is_running ? "rpc mode not support get-config -r operation\r"
+                        : "rpc mode not support get-config -s operation\r");
+    else
+        get_config_from(is_running ? read_source_running : read_source_startup, argument);
     return 0;
 }

@@ -10,9 +10,8 @@
 #include "base/session.h"
 #include "base/text.h"
 #include "browse/descendants.h"
-#include "profile/profile.h"
+#include "commands/staging.h"
 #include "schema/masking.h"
-#include "schema/path.h"
 
 namespace
 {
@@ -94,14 +93,14 @@ int add_children(const descendant_set *children)
 
 void list_workspace()
 {
-    // A profile may hold a workspace that is not in its normal form.
-    const heap_text workspace = path_absolute(session.pwd);
     if (listing_start() != 0) {
         log_debug("[DEBUG] error: ls init \r\n\n");
         return;
     }
+    // A profile may hold a workspace that is not in its normal form.
+    const place workspace = place_of_workspace();
     descendant_set children;
-    if (!workspace || descendants_of(workspace.get(), &children) != 0 ||
+    if (!workspace.path || descendants_of(workspace, &children) != 0 ||
         add_children(&children) != 0)
         log_error("[ERROR] error:get ls node \r\n\n");
     else
@@ -113,7 +112,7 @@ void list_workspace()
 
 int cmd_ls(const char *line)
 {
-    const bool missing = session.oneshot != 0 && profile_load() == profile_unread;
+    const bool missing = staged_restore() == profile_unread;
     const arg_words words(line);
     if (words.argc != 1)
         puts("error command, please use:ls (no param)\r");

@@ -2,10 +2,10 @@
 #ifndef VANDEL_COMMANDS_OPERAND_H
 #define VANDEL_COMMANDS_OPERAND_H
 
-#include "base/text.h"
+#include "schema/place.h"
 
-// The masked absolute path of an operand that names a place in the model; null with
-// a message, and then the operand is unmasked.
-heap_text resolve_operand(char *operand);
+// The place that an operand names where things can be staged or entered; one without
+// a schema path, with a message, when there is none, and then the operand is unmasked.
+place resolve_operand(char *operand);
 
 #endif

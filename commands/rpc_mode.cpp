@@ -7,10 +7,10 @@
 #include "base/session.h"
 #include "base/text.h"
 #include "commands/refusals.h"
+#include "commands/staging.h"
 #include "commands/workspace.h"
-#include "profile/profile.h"
 #include "schema/path.h"
-#include "schema/schema_path.h"
+#include "schema/place.h"
 
 namespace
 {
@@ -25,14 +25,8 @@ int enter_rpc(const char *path)
         text_replace(&session.rpc_path, nullptr);
         return 0;
     }
-    if (session.oneshot != 0)
-        profile_put_line("[rpc]", session.pwd, profile_replace); // the rpc's path, unmasked
+    session_keep("[rpc]", session.pwd); // the rpc's path, unmasked
     return 0;
-}
-
-bool is_rpc(const record_pair &pair)
-{
-    return pair.node && record_kind(pair.node.get()) == node_kind_rpc;
 }
 
 } // namespace
@@ -42,21 +36,20 @@ int rpc_mode_enter(const char *line)
     const arg_words words(line);
     if (words.argc == 0)
         return -1;
-    const heap_text path = path_absolute(words.argv[0]);
+    const place at = place_of(words.argv[0]);
     const bool names_current_rpc =
-        path && session.rpc_path != nullptr && strcmp(path.get(), session.rpc_path) == 0;
-    const record_pair pair = data_record_pair(path.get(), path_scope_session);
-    if (!pair && !names_current_rpc) {
+        at.path && session.rpc_path != nullptr && strcmp(at.path.get(), session.rpc_path) == 0;
+    if (!place_is_known(at) && !names_current_rpc) {
         print_error_parameter(words.argv[0]);
         return -1;
     }
-    if (!is_rpc(pair)) {
+    if (place_kind(at) != node_kind_rpc) {
         puts("invalid operation!!\r");
         return -1;
     }
     if (session.rpc_path != nullptr)
         return -1;
-    return words.argc == 1 ? enter_rpc(path.get()) : 0;
+    return words.argc == 1 ? enter_rpc(at.path.get()) : 0;
 }
 
 void rpc_mode_leave()
@@ -70,6 +63,5 @@ void rpc_mode_leave()
         session.rpc_path = left.release();
         return;
     }
-    if (session.oneshot != 0)
-        profile_put_line("[rpc]", "", profile_replace);
+    session_keep("[rpc]", "");
 }

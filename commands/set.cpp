@@ -4,43 +4,24 @@
 #include <stdio.h>
 
 #include "base/args.h"
-#include "base/session.h"
-#include "cmdtree/tree.h"
 #include "commands/operand.h"
-#include "commands/record_change.h"
 #include "commands/refusals.h"
-#include "schema/schema_path.h"
+#include "commands/staging.h"
 
 namespace
 {
 
-bool is_leaf_or_leaf_list(const schema_record *record)
+bool can_set(place &at, char *operand)
 {
-    const unsigned kind = record_kind(record);
-    return kind == node_kind_leaf || kind == node_kind_leaf_list;
-}
-
-bool can_set(char *path, char *operand)
-{
-    const record_pair pair = data_record_pair(path, path_scope_session);
-    if (!pair.node) {
+    if (!at.record) {
         print_error_parameter(operand);
         return false;
     }
-    if (!record_is_config(pair.node.get()) || !is_leaf_or_leaf_list(pair.node.get())) {
-        print_not_config_node(path);
+    if (!place_is_config(at) || !place_takes_value(at)) {
+        print_not_config_node(at.path.get());
         return false;
     }
     return true;
-}
-
-int stage_set(const char *path, const char *value)
-{
-    if (session.oneshot != 0)
-        return record_command("set", path, value);
-    if (session.rpc_path != nullptr)
-        return tree_stage_rpc(path, value, operation_set);
-    return tree_stage_config(path, value, operation_set);
 }
 
 } // namespace
@@ -52,10 +33,10 @@ int cmd_set(const char *line)
         puts("error command, please use:set path [value]\r");
         return 0;
     }
-    const heap_text path = resolve_operand(words.argv[1]);
-    if (!path || !can_set(path.get(), words.argv[1]))
+    place at = resolve_operand(words.argv[1]);
+    if (!at.schema_path || !can_set(at, words.argv[1]))
         return 0;
-    if (stage_set(path.get(), words.argc == 3 ? words.argv[2] : nullptr) != 0)
+    if (stage_change(operation_set, at, words.argc == 3 ? words.argv[2] : nullptr) != 0)
         puts("add cmd error!\r");
     return 0;
 }

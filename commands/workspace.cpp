@@ -5,7 +5,7 @@
 #include "base/log.h"
 #include "base/session.h"
 #include "base/text.h"
-#include "profile/profile.h"
+#include "commands/staging.h"
 #include "schema/masking.h"
 #include "schema/path.h"
 
@@ -36,8 +36,7 @@ int workspace_set(const char *path)
     unmask_all(prompt.get());
     text_replace(&session.pwd, std::move(workspace));
     text_replace(&session.prompt, std::move(prompt));
-    if (session.oneshot != 0)
-        profile_put_line("[pwd]", session.pwd, profile_replace);
+    session_keep("[pwd]", session.pwd);
     return 0;
 }
 

@@ -5,8 +5,7 @@
 #include "schema/database.h"
 #include "schema/key_set.h"
 #include "schema/path.h"
-#include "schema/records.h"
-#include "schema/schema_path.h"
+#include "schema/place.h"
 
 namespace
 {
@@ -21,11 +20,10 @@ bool is_rpc(std::string_view record)
 // The root holds module records, which have no kind.
 int add_rpc_names(const tinyrl *editor, size_t word_start, match_list *list)
 {
-    const heap_text workspace = path_absolute(session.pwd);
-    const heap_text schema_path = schema_path_of(workspace.get(), path_scope_session);
-    if (!schema_path || std::string_view(schema_path.get()) == "/")
+    const place workspace = place_of_workspace();
+    if (!workspace.schema_path || std::string_view(workspace.schema_path.get()) == "/")
         return 0;
-    const hash_fields children = schema_hash(schema_path.get());
+    const hash_fields children = schema_hash(workspace.schema_path.get());
     for (size_t i = children.count; i > 0; i--) {
         if (!is_rpc(hash_field_value(children, i - 1)))
             continue;
@@ -40,17 +38,8 @@ int add_rpc_names(const tinyrl *editor, size_t word_start, match_list *list)
 // False when the workspace is anything else, or its keys cannot be read.
 bool read_list_keys(key_names *keys)
 {
-    const heap_text workspace = path_absolute(session.pwd);
-    const heap_text schema_path = schema_path_of(workspace.get(), path_scope_session);
-    if (!schema_path || path_levels(schema_path.get()) < 2)
-        return false;
-    const record_pair pair = schema_record_pair(schema_path.get());
-    if (!pair.node || record_kind(pair.node.get()) != node_kind_list)
-        return false;
-    const heap_text list_path = path_is_list_entry(workspace.get())
-                                    ? path_listing_parent(workspace.get())
-                                    : text_copy(workspace.get());
-    return list_path && list_keys(list_path.get(), keys) == 0;
+    const place workspace = place_of_workspace();
+    return place_kind(workspace) == node_kind_list && list_keys(workspace, keys) == 0;
 }
 
 // True when the name is among the first, third, fifth ... of the words.

@@ -18,6 +18,7 @@
 #include "complete/line_scan.h"
 #include "complete/match_list.h"
 #include "complete/schema_matches.h"
+#include "schema/command_reads.h"
 #include "tinyrl/tinyrl.h"
 
 namespace
@@ -139,6 +140,7 @@ void argument_help_listing(tinyrl *editor, const line_scan *scan)
 
 bool completion_tab_key(tinyrl *editor, int /*key*/)
 {
+    const command_reads reads;
     line_scan scan;
     if (line_scan_read(editor, quoted_blanks_join, &scan) != 0)
         return false;
@@ -165,6 +167,7 @@ bool completion_tab_key(tinyrl *editor, int /*key*/)
 
 bool completion_help_key(tinyrl *editor, int /*key*/)
 {
+    const command_reads reads;
     line_scan scan;
     if (line_scan_read(editor, quoted_blanks_part, &scan) != 0)
         return false;

@@ -1,23 +1,16 @@
 #include "complete/line_scan.h"
 
-#include <ctype.h>
-
 #include "schema/masking.h"
 #include "tinyrl/tinyrl.h"
 
 namespace
 {
 
-bool is_blank(char byte)
-{
-    return isspace(static_cast<unsigned char>(byte)) != 0;
-}
-
 // The first index from `at` on that holds a blank (or none, when blank is
 // false); the text's length when there is none.
 size_t find(std::string_view text, size_t at, bool blank)
 {
-    while (at < text.size() && is_blank(text[at]) != blank)
+    while (at < text.size() && is_space(text[at]) != blank)
         at++;
     return at;
 }
@@ -32,7 +25,7 @@ void find_words(line_scan *scan)
     if (scan->command_end > scan->point)
         scan->command_end = scan->point;
     scan->word_start = scan->point;
-    while (scan->word_start > 0 && !is_blank(text[scan->word_start - 1]))
+    while (scan->word_start > 0 && !is_space(text[scan->word_start - 1]))
         scan->word_start--;
 }
 

@@ -10,7 +10,6 @@
 #include "browse/descendants.h"
 #include "complete/line_scan.h"
 #include "schema/masking.h"
-#include "schema/path.h"
 
 namespace
 {
@@ -118,10 +117,10 @@ void get_match(const tinyrl *editor, size_t word_start, schema_match_list *list)
     if (last_component_offset(word, &component) != 0 || component == 1)
         return;
     const heap_text path =
-        component == 0 ? copy_workspace() : join_directory(text_slice(word, 0, component - 1));
-    const heap_text parent = path ? path_absolute(path.get()) : nullptr;
+        component == 0 ? copy_workspace() : join_directory(word.substr(0, component - 1));
+    const place parent = place_of(path.get());
     descendant_set children;
-    if (!parent || descendants_of(parent.get(), &children) != 0)
+    if (!parent.path || descendants_of(parent, &children) != 0)
         return;
     if (add_children(&children, text_slice(word, component), list) != 0)
         free_matches(list);

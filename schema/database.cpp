@@ -9,35 +9,16 @@ namespace
 
 constexpr int schema_database_number = 4;
 
-using reply_ptr = std::unique_ptr<redisReply, reply_deleter>;
-
-std::string_view string_of(const redisReply *reply)
-{
-    if (reply == nullptr || reply->type != REDIS_REPLY_STRING || reply->str == nullptr)
-        return {};
-    return {reply->str, reply->len};
-}
-
 std::string_view without_predicate(std::string_view name)
 {
     return text_slice(name, 0, name.find('['));
-}
-
-reply_ptr read_field(std::string_view hash, std::string_view field)
-{
-    if (session.redis == nullptr)
-        return nullptr;
-    scrub_registers();
-    reply_ptr reply(redis_hash_get_bin_safe(session.redis, hash.data(), hash.size(), field.data(),
-                                            field.size()));
-    return string_of(reply.get()).data() != nullptr ? std::move(reply) : nullptr;
 }
 
 // The field's record, at least `minimum` bytes of it.
 record_ptr read_record(std::string_view hash, std::string_view field, size_t minimum)
 {
     const reply_ptr reply = read_field(hash, field);
-    const std::string_view value = string_of(reply.get());
+    const std::string_view value = reply_string(reply.get());
     if (value.size() < minimum)
         return nullptr;
     return record_copy(value.data(), value.size());
@@ -70,14 +51,7 @@ int schema_connect()
 
 hash_fields schema_hash(std::string_view hash)
 {
-    hash_fields fields;
-    if (session.redis == nullptr)
-        return fields;
-    scrub_registers();
-    fields.reply.reset(redis_hash_get_all_bin_safe(session.redis, hash.data(), hash.size()));
-    if (fields.reply && (fields.reply->type != REDIS_REPLY_ARRAY ||
-                         (fields.reply->elements > 0 && fields.reply->element == nullptr)))
-        fields.reply.reset();
+    hash_fields fields = {read_hash(hash)};
     if (fields.reply)
         fields.count = fields.reply->elements / 2;
     return fields;
@@ -85,45 +59,30 @@ hash_fields schema_hash(std::string_view hash)
 
 std::string_view hash_field_name(const hash_fields &fields, size_t index)
 {
-    return string_of(fields.reply->element[2 * index]);
+    return reply_string(fields.reply->element[2 * index]);
 }
 
 std::string_view hash_field_value(const hash_fields &fields, size_t index)
 {
-    return string_of(fields.reply->element[2 * index + 1]);
+    return reply_string(fields.reply->element[2 * index + 1]);
 }
 
-record_pair schema_record_pair(const char *schema_path)
+record_ptr node_record(std::string_view schema_path)
 {
-    record_pair pair;
-    if (schema_path == nullptr)
-        return pair;
     const field_address address = address_of(schema_path);
-    if (address.hash.empty())
-        return pair;
-    const std::string_view field = without_predicate(address.field);
-    if (address.hash == "/")
-        pair.module = read_record(address.hash, field, module_record_minimum);
-    else
-        pair.node = read_record(address.hash, field, node_record_minimum);
-    return pair;
-}
-
-record_ptr module_record(std::string_view module)
-{
-    if (module.data() == nullptr)
+    if (address.hash.empty() || address.hash == "/")
         return nullptr;
-    return read_record("/", module, module_record_minimum);
+    return read_record(address.hash, without_predicate(address.field), node_record_minimum);
 }
 
 bool module_is_known(std::string_view module)
 {
-    return string_of(read_field("/", module).get()).size() >= module_record_minimum;
+    return reply_string(read_field("/", module).get()).size() >= module_record_minimum;
 }
 
 heap_text module_namespace(std::string_view module)
 {
-    const record_ptr record = module_record(module);
+    const record_ptr record = read_record("/", module, module_record_minimum);
     return record ? text_copy(record_namespace(record.get())) : nullptr;
 }
 

@@ -6,43 +6,21 @@
 // hash P/L with its keys alone and the hash P/L[] with all children.
 //
 // Schema paths and data paths are masked (schema/masking.h). A look-up gives
-// nothing (null, false, an empty pair) for a null argument, a missing or too
-// short record, a lost connection, and when memory runs out.
+// nothing (null, false) for a null argument, a missing or too short record, a lost
+// connection, and when memory runs out.
 #ifndef VANDEL_SCHEMA_DATABASE_H
 #define VANDEL_SCHEMA_DATABASE_H
 
-#include <memory>
 #include <string_view>
 
 #include "base/text.h"
-#include "redisapi.h"
+#include "schema/command_reads.h"
 #include "schema/records.h"
-#include "scrub.h"
-
-struct reply_deleter {
-    void operator()(redisReply *reply) const noexcept
-    {
-        scrub_registers();
-        redis_freereply(reply);
-    }
-};
 
 // All fields of a hash. count is 0 when there is no reply.
 struct hash_fields {
-    std::unique_ptr<redisReply, reply_deleter> reply;
+    reply_ptr reply;
     size_t count = 0;
-};
-
-// The record of a path: a module record for a path of one level, a node record
-// otherwise; both null when there is none.
-struct record_pair {
-    record_ptr module;
-    record_ptr node;
-
-    explicit operator bool() const
-    {
-        return module || node;
-    }
 };
 
 // Connects the session to the database and selects number 4; 0 or -1.
@@ -57,18 +35,15 @@ hash_fields schema_hash(std::string_view hash);
 std::string_view hash_field_name(const hash_fields &fields, size_t index);
 std::string_view hash_field_value(const hash_fields &fields, size_t index);
 
-// The record at a schema path. A predicate of the last component is ignored:
-// L[] and L[k=v] both read L.
-record_pair schema_record_pair(const char *schema_path);
+// The record of the node at a schema path; null for "/" and for a module. A
+// predicate of the last component is ignored: L[] and L[k=v] both read L.
+record_ptr node_record(std::string_view schema_path);
 
 // Whether a module has a record, also when there is no memory for a copy of it.
 bool module_is_known(std::string_view module);
 
-// The module record of a module, and the namespace in it.
-record_ptr module_record(std::string_view module);
+// The namespace of a module, and of the one that a path begins with.
 heap_text module_namespace(std::string_view module);
-
-// The namespace of the module that a path begins with.
 heap_text path_namespace(const char *path);
 
 // True when the hash has the field, which is cut at its first "[".

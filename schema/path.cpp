@@ -3,8 +3,6 @@
 #include <string.h>
 
 #include "base/session.h"
-#include "schema/masking.h"
-#include "schema/schema_path.h"
 
 namespace
 {
@@ -55,53 +53,6 @@ bool write_parent(path_writer *writer, std::string_view rpc_path)
     const size_t predicate = written.find('[', slash);
     writer->length = predicate != std::string_view::npos ? predicate : slash;
     return true;
-}
-
-bool resolve_parents(char *path, std::string_view rpc_path)
-{
-    path_writer writer = {path, 0};
-    const bool resolved = for_each_component(path, [&](std::string_view component) {
-        if (text_starts_with(component, ".."))
-            return component.size() == 2 && write_parent(&writer, rpc_path);
-        if (!component.empty())
-            write_component(&writer, component);
-        return true;
-    });
-    finish_path(&writer);
-    return resolved;
-}
-
-heap_text join_to_workspace(const char *argument)
-{
-    if (*argument == '/')
-        return text_copy(argument);
-    if (text_starts_with(argument, "./"))
-        argument += 2;
-    return text_concat({session.pwd, "/", argument});
-}
-
-bool is_list(const char *path)
-{
-    const record_pair pair = data_record_pair(path, path_scope_session);
-    return pair.node && record_kind(pair.node.get()) == node_kind_list;
-}
-
-// In a list's workspace its entries are named like the list: /m/l/l[k=v] is
-// /m/l[k=v], and a list has nothing else below it.
-heap_text enter_list_workspace(heap_text path, const char *workspace)
-{
-    const size_t length = strlen(workspace);
-    const bool continues = strlen(path.get()) > length && text_starts_with(path.get(), workspace) &&
-                           path.get()[length] == '/';
-    if (!continues || strcmp(workspace, "/") == 0 || path_is_list_entry(workspace) ||
-        !is_list(workspace))
-        return path;
-    const std::string_view name = path_last_component(workspace);
-    const std::string_view continuation = path.get() + length + 1;
-    if (!text_starts_with(continuation, name) || continuation.size() == name.size() ||
-        continuation[name.size()] != '[')
-        return nullptr;
-    return text_concat({workspace, text_slice(continuation, name.size())});
 }
 
 } // namespace
@@ -179,20 +130,17 @@ void path_collapse(char *path)
     finish_path(&writer);
 }
 
-heap_text path_absolute(const char *argument)
+bool path_resolve_parents(char *path)
 {
-    if (session.pwd == nullptr || argument == nullptr)
-        return nullptr;
-    heap_text path = join_to_workspace(argument);
-    if (!path)
-        return nullptr;
-    mask_path(path.get());
-    path_collapse(path.get());
     const std::string_view rpc_path = session.rpc_path != nullptr ? session.rpc_path : "";
-    if (!resolve_parents(path.get(), rpc_path))
-        return nullptr;
-    const heap_text workspace = masked_copy(session.pwd);
-    if (!workspace)
-        return nullptr;
-    return enter_list_workspace(std::move(path), workspace.get());
+    path_writer writer = {path, 0};
+    const bool resolved = for_each_component(path, [&](std::string_view component) {
+        if (text_starts_with(component, ".."))
+            return component.size() == 2 && write_parent(&writer, rpc_path);
+        if (!component.empty())
+            write_component(&writer, component);
+        return true;
+    });
+    finish_path(&writer);
+    return resolved;
 }

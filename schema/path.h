@@ -1,4 +1,4 @@
-// Workspace paths: their components, and the absolute path of an argument.
+// Paths in the model: their components. Nothing here is looked up.
 //
 //     /module/container/list[key=value]/othermodule:leaf
 //
@@ -41,12 +41,12 @@ bool path_in_rpc(const char *path);
 // entered there.
 bool path_outside_rpc(const char *path);
 
-// The absolute, normalised path that an argument (masked or not) names in the
-// current workspace. Null also for an argument that climbs above the root or
-// the rpc, or continues a list with something else than one of its entries.
-heap_text path_absolute(const char *argument);
-
 // Removes empty components and "." from a path, without resolving "..".
 void path_collapse(char *path);
+
+// Resolves the ".." of a collapsed path, each one level up: from a list entry to
+// its list, else to the parent. False for a path that climbs above the root or the
+// current rpc, or holds a component that begins with ".." but is another.
+bool path_resolve_parents(char *path);
 
 #endif

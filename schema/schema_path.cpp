@@ -8,7 +8,7 @@
 
 #include "base/log.h"
 #include "base/session.h"
-#include "base/text.h"
+#include "schema/database.h"
 #include "schema/masking.h"
 #include "schema/path.h"
 
@@ -141,30 +141,4 @@ heap_text schema_path_of(const char *path, path_scope scope)
     if (schema_path)
         empty_predicates(schema_path.get());
     return insert_choices(std::move(schema_path));
-}
-
-record_pair data_record_pair(const char *path, path_scope scope)
-{
-    return schema_record_pair(schema_path_of(path, scope).get());
-}
-
-int list_keys(const char *list_path, key_names *keys)
-{
-    const heap_text schema_path = schema_path_of(list_path, path_scope_session);
-    if (!schema_path)
-        return -1;
-    const hash_fields fields = schema_hash(schema_path.get());
-    if (!fields.reply) {
-        log_debug("[DEBUG] Failed to get %s from db\n", schema_path.get());
-        // The hash of a list without keys is missing while the list is there.
-        if (!schema_path_exists(schema_path.get()))
-            return -1;
-    }
-    if (key_names_create(keys, fields.count) != 0)
-        return -1;
-    for (size_t i = 0; i < fields.count; i++) {
-        if (key_names_set(keys, i, hash_field_name(fields, i)) != 0)
-            return -1;
-    }
-    return 0;
 }

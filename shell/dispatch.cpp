@@ -1,6 +1,5 @@
 #include "shell/dispatch.h"
 
-#include <ctype.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -8,15 +7,11 @@
 #include "base/text.h"
 #include "commands/commands.h"
 #include "commands/rpc_mode.h"
+#include "schema/command_reads.h"
 #include "shell/command_table.h"
 
 namespace
 {
-
-bool is_space(char character)
-{
-    return isspace(static_cast<unsigned char>(character)) != 0;
-}
 
 heap_text copy_first_word(const char *line)
 {
@@ -43,6 +38,7 @@ dispatch_result quit()
 
 dispatch_result dispatch(char *line)
 {
+    const command_reads reads;
     while (is_space(*line))
         line++;
     const heap_text word = copy_first_word(line);

@@ -6,9 +6,11 @@
 #include <vector>
 
 #include "schema/data_xpath.h"
+#include "schema/database.h"
 #include "schema/masking.h"
 #include "schema/path.h"
-#include "schema/schema_path.h"
+#include "schema/place.h"
+
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_shell.h"
 
@@ -74,8 +76,8 @@ bool entered_list(const std::string &workspace, std::string *path)
     const std::string beyond = workspace + "/";
     if (workspace == "/" || workspace.back() == ']' || path->compare(0, beyond.size(), beyond) != 0)
         return true;
-    const record_pair pair = data_record_pair(workspace.c_str(), path_scope_session);
-    if (!pair.node || record_kind(pair.node.get()) != node_kind_list)
+    }
+    if (place_kind(place_at(workspace.c_str(), path_scope_session)) != node_kind_list) {
         return true;
     const std::string name = workspace.substr(workspace.rfind('/') + 1) + "[";
     if (path->compare(beyond.size(), name.size(), name) != 0)
@@ -158,11 +160,11 @@ void check_xpath(const char *path)
 void check_schema_path(const char *path)
 {
     for (const path_scope scope : {path_scope_session, path_scope_configuration}) {
-        const heap_text schema_path = schema_path_of(path, scope);
-        if (schema_path && path_levels(schema_path.get()) > 1)
-            fuzz_require(schema_path_exists(schema_path.get()), "a schema path leads to a node");
-        const record_pair pair = data_record_pair(path, scope);
-        fuzz_require(!pair || schema_path, "a record has a schema path");
+        const place at = place_at(path, scope);
+        if (at.schema_path && path_levels(at.schema_path.get()) > 1) {
+            fuzz_require(schema_path_exists(at.schema_path.get()), "a schema path leads to a node");
+        }
+        fuzz_require(!place_is_known(at) || at.schema_path, "a record has a schema path");
     }
 }
 

@@ -5,7 +5,8 @@
 // other, to the end of the input; what a byte means is told where it is taken.
 #include "schema/data_xpath.h"
 #include "schema/masking.h"
-#include "schema/schema_path.h"
+#include "schema/place.h"
+
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_shell.h"
 #include "tests/fuzz/place_model.h"
@@ -201,27 +202,30 @@ made_path make_path(fuzz_input *input, const std::string &beginning)
 void check_schema_path(const place_model &model, const std::string &masked, path_scope scope)
 {
     const auto wanted = model.schema_path(masked, scope == path_scope_session);
-    const heap_text got = schema_path_of(masked.c_str(), scope);
-    fuzz_require((got != nullptr) == wanted.has_value(), "resolved where the model resolves it");
-    if (!wanted)
+    const place got = place_at(masked.c_str(), scope);
+    fuzz_require((got.schema_path != nullptr) == wanted.has_value(),
+                 "resolved where the model resolves it");
+    if (!wanted) {
         return;
-    fuzz_require_equal(got.get(), *wanted, "the model's schema path");
+    }
+    fuzz_require_equal(got.schema_path.get(), *wanted, "the model's schema path");
     const model_field *field = model.record(*wanted);
-    const record_pair pair = data_record_pair(masked.c_str(), scope);
-    fuzz_require((pair.node != nullptr) == (field != nullptr), "a record where the model has one");
+    fuzz_require((got.record != nullptr) == (field != nullptr), "a record where the model has one");
     if (field != nullptr) {
-        fuzz_require(record_kind(pair.node.get()) == static_cast<unsigned>(field->kind),
-                     "of the same kind");
-        fuzz_require(record_is_config(pair.node.get()) == field->is_config,
+        fuzz_require(place_kind(got) == static_cast<unsigned>(field->kind), "of the same kind");
+        fuzz_require(place_is_config(got) == field->is_config,
                      "configuration where the model says so");
     }
 }
 
 void check_keys(const place_model &model, const std::string &masked)
 {
-    const auto wanted = model.keys(masked);
+    // An entry has the keys of its list.
+    const bool is_entry = masked.back() == ']' && masked.find('[') != std::string::npos;
+    const auto wanted = model.keys(is_entry ? masked.substr(0, masked.rfind('[')) : masked);
+    const place list = place_at(masked.c_str(), path_scope_session);
     key_names keys;
-    fuzz_require((list_keys(masked.c_str(), &keys) == 0) == wanted.has_value(),
+    fuzz_require((list_keys(list, &keys) == 0) == wanted.has_value(),
                  "keys where the model has them");
     if (wanted) {
         fuzz_require(keys.count == wanted->size(), "as many keys");

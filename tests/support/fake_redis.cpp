@@ -24,6 +24,7 @@ struct fake_state {
     int open_connections = 0;
     int reads = 0;
     int database = -1;
+    std::vector<std::string> asked;
 };
 
 fake_state state;
@@ -247,6 +248,11 @@ int fake_redis_database()
     return state.database;
 }
 
+std::vector<std::string> fake_redis_take_asked()
+{
+    return std::exchange(state.asked, {});
+}
+
 redisContext *redis_connect(void)
 {
     if (!state.reachable)
@@ -270,7 +276,8 @@ redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, 
 {
     std::string name(hash, hash_length);
     redisReply *reply;
-    if (!read_is_arranged(connection, name, &reply))
+    state.asked.push_back("HGET " + name + " " + std::string(field, field_length));
+    if (!read_is_arranged(connection, name, &reply)) {
         reply = find_field(name, std::string(field, field_length));
     return handed_out(reply);
 }
@@ -280,6 +287,7 @@ redisReply *redis_hash_get_all_bin_safe(redisContext *connection, const char *ha
 {
     std::string name(hash, hash_length);
     redisReply *reply;
+    state.asked.push_back("HGETALL " + name);
     if (!read_is_arranged(connection, name, &reply)) {
         std::vector<redisReply *> elements;
         for (const auto &[field, value] : fields_of(name)) {

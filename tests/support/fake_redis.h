@@ -8,6 +8,7 @@
 
 #include <stdint.h>
 #include <string>
+#include <vector>
 
 // Kinds of schema nodes, as records store them.
 enum fake_kind {
@@ -75,5 +76,8 @@ int fake_redis_open_replies();
 int fake_redis_open_connections();
 int fake_redis_reads();
 int fake_redis_database();
+
+// What has been asked for since the last call: "HGET hash field", "HGETALL hash".
+std::vector<std::string> fake_redis_take_asked();
 
 #endif

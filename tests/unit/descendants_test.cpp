@@ -46,7 +46,7 @@ class descendants_test : public shell_world
     {
         descendant_set set;
         captured_log_take();
-        result = descendants_of(path, &set);
+        result = descendants_of(place_at(path, path_scope_session), &set);
         return shown(&set);
     }
 
@@ -64,7 +64,7 @@ TEST_F(descendants_test, the_root_lists_modules)
     EXPECT_EQ(children("/"), "short:0 o:0 m:0 ");
     EXPECT_EQ(result, 0);
     descendant_set set;
-    ASSERT_EQ(descendants_of("/", &set), 0);
+    ASSERT_EQ(descendants_of(place_at("/", path_scope_session), &set), 0);
     EXPECT_EQ(set.nodes->record->size, 20U);
     EXPECT_EQ(record_help(set.nodes->record), "");
     EXPECT_FALSE(record_is_config(set.nodes->record));
@@ -82,7 +82,7 @@ TEST_F(descendants_test, records_are_copied_whole)
 {
     fake_redis_put_node("/m/c/sub", "z", fake_leaf, true, "string", "A help text.");
     descendant_set set;
-    ASSERT_EQ(descendants_of("/m/c/sub", &set), 0);
+    ASSERT_EQ(descendants_of(place_at("/m/c/sub", path_scope_session), &set), 0);
     EXPECT_EQ(record_help(set.nodes->record), "A help text.");
     EXPECT_EQ(record_type_name(set.nodes->record), "string");
 }
@@ -228,7 +228,7 @@ TEST_F(descendants_test, several_cases_may_be_active)
     const std::string both = data_reply("<c xmlns=\"urn:m\"><a2/><b1/><p1/><p2/></c>");
     serve({both, both, both, both});
     descendant_set set;
-    ASSERT_EQ(descendants_of("/m/c", &set), 0);
+    ASSERT_EQ(descendants_of(place_at("/m/c", path_scope_session), &set), 0);
     EXPECT_EQ(choice_of(shown(&set)), "{+(a2:1 a1:2 )+(b1:2 {+(p1:2 )+(p2:2 )} )} ");
     EXPECT_EQ(choice_active_case(set.choices), set.choices->cases);
 }
@@ -391,8 +391,8 @@ TEST_F(descendants_test, reaching_a_name)
     const std::string none = data_reply("");
     serve({none, none, none, none, none, none});
     descendant_set set;
-    ASSERT_EQ(descendants_of("/m/c", &set), 0);
-    for (const char *name : {"x", "l", "o:box", "a1", "b1", "p1", "p2"})
+    ASSERT_EQ(descendants_of(place_at("/m/c", path_scope_session), &set), 0);
+    for (const char *name : {"x", "l", "o:box", "a1", "b1", "p1", "p2"}) {
         EXPECT_TRUE(descendants_reach(&set, name)) << name;
     for (const char *name : {"", "nix", "ch", "ca", "box", "l[name=1]"})
         EXPECT_FALSE(descendants_reach(&set, name)) << name;
@@ -422,7 +422,7 @@ TEST_F(descendants_test, an_active_case_of_one_choice_does_not_hide_another_choi
     const std::string both = data_reply("<c xmlns=\"urn:m\"><sub><e1/><e2/></sub></c>");
     serve({both, both});
     descendant_set set;
-    ASSERT_EQ(descendants_of("/m/c/sub", &set), 0);
+    ASSERT_EQ(descendants_of(place_at("/m/c/sub", path_scope_session), &set), 0);
     EXPECT_EQ(shown(&set), "z:2 {+(e2:2 )} {+(e1:2 )} ");
     EXPECT_TRUE(descendants_reach(&set, "e1"));
     EXPECT_TRUE(descendants_reach(&set, "e2"));

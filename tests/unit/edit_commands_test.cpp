@@ -262,9 +262,8 @@ TEST_F(edit_commands_test, delete_by_the_command_forgets_too)
     EXPECT_EQ(log(), "2 /m/c/l[name=a]\n");
 }
 
-TEST_F(edit_commands_test, delete_that_cannot_be_staged)
+TEST_F(edit_commands_test, delete_looks_nothing_up_after_its_checks)
 {
-    // Found below its parent, then out of reach of the merge.
     ASSERT_EQ(tree_stage_config("/m/top", "1", operation_set), 0);
     int reads_needed = 0;
     fake_redis_fail_after(-1);
@@ -275,7 +274,8 @@ TEST_F(edit_commands_test, delete_that_cannot_be_staged)
     }
     ASSERT_EQ(tree_stage_config("/m/top", "1", operation_set), 0);
     fake_redis_fail_after(reads_needed - 1);
-    EXPECT_TRUE(refused(cmd_delete, "delete /m/top"));
+    EXPECT_EQ(del(" /m/top"), "error: child node:/m/top  is not existed.\r\n");
+    EXPECT_EQ(log(), "1 /m/top 1\n");
 }
 
 TEST_F(edit_commands_test, delete_one_shot)

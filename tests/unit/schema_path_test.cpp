@@ -20,17 +20,6 @@ class schema_path_test : public shell_world
         heap_text result = schema_path_of(path, scope);
         return result ? result.get() : "(none)";
     }
-
-    static std::string keys_of(const char *list_path)
-    {
-        key_names keys;
-        if (list_keys(list_path, &keys) != 0)
-            return "(none)";
-        std::string text;
-        for (size_t i = 0; i < keys.count; i++)
-            text += std::string(keys.name[i]) + ";";
-        return text;
-    }
 };
 
 TEST_F(schema_path_test, short_paths_are_never_expanded)
@@ -91,10 +80,8 @@ TEST_F(schema_path_test, a_choice_right_below_the_module)
 TEST_F(schema_path_test, a_list_inside_a_case)
 {
     fake_redis_put_node("/m/c/ch/cb", "cl", fake_list);
-    fake_redis_put_node("/m/c/ch/cb/cl", "k", fake_leaf);
     fake_redis_put_node("/m/c/ch/cb/cl[]", "k", fake_leaf);
     EXPECT_EQ(schema_path("/m/c/cl[k=1]/k"), "/m/c/ch/cb/cl[]/k");
-    EXPECT_EQ(keys_of("/m/c/cl"), "k;");
 }
 
 TEST_F(schema_path_test, paths_that_lead_nowhere)
@@ -150,35 +137,6 @@ TEST_F(schema_path_test, a_choice_inside_the_input)
     EXPECT_EQ(schema_path("/m/r/at"), "/m/r/input/when/now/at");
 }
 
-TEST_F(schema_path_test, look_up_by_data_path)
-{
-    record_pair pair = data_record_pair("/m/c/p1", path_scope_session);
-    ASSERT_TRUE(pair.node);
-    EXPECT_EQ(record_kind(pair.node.get()), 2U);
-    EXPECT_FALSE(data_record_pair("/m/c/nix", path_scope_session));
-    EXPECT_FALSE(data_record_pair(nullptr, path_scope_session));
-    EXPECT_TRUE(data_record_pair("/m", path_scope_session).module);
-}
-
-TEST_F(schema_path_test, keys_in_the_order_of_the_database)
-{
-    EXPECT_EQ(keys_of("/m/c/l"), "name;");
-    EXPECT_EQ(keys_of("/m/c/l2"), "k2;k1;");
-    EXPECT_EQ(keys_of("/m/c/l[name=x]/in"), "k;");
-    EXPECT_EQ(captured_log_take(), log_lines{});
-}
-
-TEST_F(schema_path_test, keys_that_cannot_be_read)
-{
-    fake_redis_put_node("/m", "keyless", fake_list);
-    EXPECT_EQ(keys_of("/m/keyless"), ""); // a list without keys
-    EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] Failed to get /m/keyless from db\n"}}));
-    EXPECT_EQ(keys_of("/m/nix"), "(none)");
-    captured_log_take();
-    fake_redis_fail_after(0);
-    EXPECT_EQ(keys_of("/m/c/l"), "(none)");
-}
-
 TEST_F(schema_path_test, damaged_choices_are_passed_over)
 {
     fake_redis_put("/m/c", "tiny", "x");
@@ -196,8 +154,6 @@ TEST_F(schema_path_test, odd_brackets_do_no_harm)
          {"/m/c/l[", "/m/c/l]", "/m/c/l[[a]]", "/m/c/l[a]b", "/m/[/]", "/[", "/]",
           "/m/c/l[name=a]]/v", "/m/c/l[name=a/v", "//", "/m//c", "/m/c/"}) {
         schema_path(path);
-        data_record_pair(path, path_scope_session);
-        keys_of(path);
     }
 }
 

@@ -32,7 +32,7 @@ class server_read_test : public shell_world
     {
         descendant_set set;
         captured_log_take();
-        int result = server_list_entries(list_path, &set);
+        int result = server_list_entries(place_at(list_path, path_scope_session), &set);
         EXPECT_EQ(session.reply_doc, nullptr);
         return result;
     }
@@ -180,7 +180,7 @@ TEST_F(server_read_test, thousands_of_entries)
         data += "<l><name>" + std::to_string(i) + "</name></l>";
     serve({data_reply("<c xmlns=\"urn:m\">" + data + "</c>")});
     descendant_set set;
-    ASSERT_EQ(server_list_entries("/m/c/l", &set), 0);
+    ASSERT_EQ(server_list_entries(place_at("/m/c/l", path_scope_session), &set), 0);
     int count = 0;
     for (const descendant *node = set.nodes; node != nullptr; node = node->next)
         count++;

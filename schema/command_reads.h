@@ -1,0 +1,61 @@
+// What the current command has read from the database, so that it reads nothing
+// twice.
+//
+// While a command_reads lives, the replies to its reads are kept: a hash that was
+// read whole answers for each of its fields, also for those that it does not have.
+// Its end forgets them, so a shell always works on the schema that is there. A read
+// without a reply is not kept: whether nothing was there or the connection was lost
+// cannot be told. Nor is one for which there is no memory.
+#ifndef VANDEL_SCHEMA_COMMAND_READS_H
+#define VANDEL_SCHEMA_COMMAND_READS_H
+
+#include <memory>
+#include <stddef.h>
+#include <string_view>
+
+#include "redisapi.h"
+#include "scrub.h"
+
+// Frees a reply, unless it belongs to the command.
+struct reply_deleter {
+    bool is_kept = false;
+
+    void operator()(redisReply *reply) const noexcept
+    {
+        if (is_kept)
+            return;
+        scrub_registers();
+        redis_freereply(reply);
+    }
+};
+
+using reply_ptr = std::unique_ptr<redisReply, reply_deleter>;
+
+struct kept_reply;
+
+constexpr size_t kept_reply_buckets = 256;
+
+// Opened where a command begins.
+struct command_reads {
+    kept_reply *bucket[kept_reply_buckets] = {};
+    command_reads *outer; // whose place this one takes; null for none
+
+    command_reads();
+    ~command_reads();
+    command_reads(const command_reads &) = delete;
+    command_reads &operator=(const command_reads &) = delete;
+};
+
+// Forgets what was read so far, before a wait that ends the command.
+void command_reads_forget();
+
+// The text of a reply of type string; a view without data for any other and for null.
+std::string_view reply_string(const redisReply *reply);
+
+// A field's reply, a string; null when there is none.
+reply_ptr read_field(std::string_view hash, std::string_view field);
+
+// A whole hash, an array of names and values in turn; null when there is none.
+reply_ptr read_hash(std::string_view hash);
+
+#endif
