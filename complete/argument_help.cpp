@@ -11,7 +11,6 @@
 #include "complete/argument_table.h"
 #include "complete/candidates.h"
 #include "complete/common_prefix.h"
-#include "complete/help_line.h"
 #include "complete/line_scan.h"
 #include "complete/match_list.h"
 #include "complete/schema_matches.h"
@@ -44,31 +43,13 @@ argument_type type_of(const arg_desc *argument)
     return argument_type_other;
 }
 
-bool is_complete_leaf(const schema_match_list *matches, size_t typed_length)
+// Whether the only candidate is typed in full and nothing can come below it.
+bool is_complete_leaf(const match_list *matches, size_t typed_length)
 {
-    return matches->count == 1 &&
-           (matches->entry[0].kind == node_kind_leaf ||
-            matches->entry[0].kind == node_kind_leaf_list) &&
-           strlen(matches->entry[0].name) == typed_length;
-}
-
-void print_matches(tinyrl *editor, const schema_match_list *matches)
-{
-    size_t width = 0;
-    for (size_t i = 0; i < matches->count; i++) {
-        const size_t length = strlen(matches->entry[i].name);
-        width = length > width ? length : width;
-    }
-    for (size_t i = 0; i < matches->count; i++)
-        help_line_print(editor, width, matches->entry[i].name, matches->entry[i].help);
-}
-
-void insert_shared(tinyrl *editor, size_t start, const schema_match_list *matches)
-{
-    common_prefix prefix;
-    for (size_t i = 0; i < matches->count; i++)
-        common_prefix_add(&prefix, matches->entry[i].name);
-    common_prefix_insert(editor, start, &prefix);
+    if (matches->count != 1)
+        return false;
+    const std::string_view name = matches->entry[0];
+    return name.size() == typed_length && !name.ends_with('/');
 }
 
 void schema_help(const help_request *request, const line_scan *scan)
@@ -78,7 +59,7 @@ void schema_help(const help_request *request, const line_scan *scan)
     if (last_component_offset(typed_text(editor, scan->word_start), &component) != 0)
         return;
     component += scan->word_start;
-    schema_match_list matches;
+    match_list matches;
     get_match(editor, scan->word_start, &matches);
     tinyrl_crlf(editor);
     if (is_complete_leaf(&matches, scan->point - component)) {
@@ -90,8 +71,8 @@ void schema_help(const help_request *request, const line_scan *scan)
     if (request->is_list)
         tinyrl_printf(editor, "path:\n");
     else
-        insert_shared(editor, component, &matches);
-    print_matches(editor, &matches);
+        common_prefix_insert_of(editor, component, &matches);
+    match_list_print(editor, &matches);
 }
 
 int collect(const help_request *request, const line_scan *scan, const arg_desc *argument,
@@ -104,21 +85,8 @@ int collect(const help_request *request, const line_scan *scan, const arg_desc *
     case argument_type_list_key:
         return add_list_keys(request->editor, scan, list);
     default:
-        return match_add(request->editor, scan->word_start, list, argument->name);
+        return match_add(request->editor, scan->word_start, list, argument->name, argument->help);
     }
-}
-
-// The help of a candidate of this argument; null when there is none.
-const char *candidate_help(const arg_desc *argument, const char *candidate)
-{
-    if (type_of(argument) == argument_type_location)
-        return argument->help;
-    if (type_of(argument) != argument_type_datastore)
-        return nullptr;
-    const range_item *item = argument->range;
-    while (item->value != nullptr && strcmp(item->value, candidate) != 0)
-        item++;
-    return item->help;
 }
 
 void word_help(const help_request *request, const line_scan *scan, const arg_desc *argument)
@@ -137,9 +105,7 @@ void word_help(const help_request *request, const line_scan *scan, const arg_des
         tinyrl_printf(editor, "%s:\n", argument->name);
     if (!is_location && !request->is_list)
         common_prefix_insert_of(editor, scan->word_start, &list);
-    const size_t width = match_list_width(&list);
-    for (size_t i = 0; i < list.count; i++)
-        help_line_print(editor, width, list.entry[i], candidate_help(argument, list.entry[i]));
+    match_list_print(editor, &list);
 }
 
 void argument_help(const help_request *request, const arg_desc *argument)

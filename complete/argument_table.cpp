@@ -1,9 +1,9 @@
 #include "complete/argument_table.h"
 
+#include <limits.h>
 #include <string.h>
 
 #include "base/text.h"
-#include "complete/help_line.h"
 #include "tinyrl/tinyrl.h"
 
 namespace
@@ -48,6 +48,12 @@ const char *outside_prereq(const arg_desc *arguments, const arg_desc *row)
             return nullptr;
     }
     return row->prereq;
+}
+
+// A width in bytes as printf takes it.
+int print_width(size_t width)
+{
+    return width < INT_MAX ? static_cast<int>(width) : INT_MAX;
 }
 
 void print_row(tinyrl *editor, const arg_desc *row, const char *prereq, const column_widths &widths)

@@ -60,7 +60,7 @@ bool is_typed_key(std::string_view words, std::string_view name)
 int add_command_names(const tinyrl *editor, size_t word_start, match_list *list, size_t *commands)
 {
     for (const cmd_entry *entry = command_rows(); entry->name != nullptr; entry++) {
-        if (match_add(editor, word_start, list, entry->name) != 0)
+        if (match_add(editor, word_start, list, entry->name, entry->help) != 0)
             return -1;
     }
     *commands = list->count;
@@ -75,7 +75,8 @@ int add_range_values(const tinyrl *editor, size_t word_start, const arg_desc *ar
         return 0;
     }
     for (const range_item *item = argument->range; item->value != nullptr; item++) {
-        if (excluded != item->value && match_add(editor, word_start, list, item->value) != 0)
+        if (excluded != item->value &&
+            match_add(editor, word_start, list, item->value, item->help) != 0)
             return -1;
     }
     return 0;

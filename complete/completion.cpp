@@ -14,7 +14,6 @@
 #include "complete/argument_help.h"
 #include "complete/candidates.h"
 #include "complete/common_prefix.h"
-#include "complete/help_line.h"
 #include "complete/line_scan.h"
 #include "complete/match_list.h"
 #include "complete/schema_matches.h"
@@ -23,19 +22,6 @@
 
 namespace
 {
-
-int add_schema_names(const tinyrl *editor, size_t word_start, match_list *list)
-{
-    schema_match_list matches;
-    get_match(editor, word_start, &matches);
-    for (size_t i = 0; i < matches.count; i++) {
-        heap_text name(matches.entry[i].name);
-        matches.entry[i].name = nullptr;
-        if (match_list_append(list, std::move(name)) != 0)
-            return -1;
-    }
-    return 0;
-}
 
 int add_datastores(const tinyrl *editor, const line_scan *scan, const cmd_entry *command,
                    match_list *list)
@@ -61,7 +47,8 @@ int add_argument_names(const tinyrl *editor, const line_scan *scan, match_list *
     case command_delete:
     case command_get:
     case command_get_config:
-        return add_schema_names(editor, scan->word_start, list);
+        get_match(editor, scan->word_start, list);
+        return 0;
     case command_copy_config:
     case command_export_config:
     case command_import_config:
@@ -82,13 +69,7 @@ void print_commands(tinyrl *editor, const match_list *list, size_t commands)
         tinyrl_crlf(editor);
         return;
     }
-    const size_t width = match_list_width(list);
-    for (size_t i = 0; i < list->count; i++) {
-        const cmd_entry *command =
-            i < commands ? command_find(command_rows(), list->entry[i]) : nullptr;
-        help_line_print(editor, width, list->entry[i],
-                        command != nullptr ? command->help : nullptr);
-    }
+    match_list_print(editor, list);
 }
 
 void command_help_listing(tinyrl *editor, const line_scan *scan)

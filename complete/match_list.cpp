@@ -5,17 +5,25 @@
 
 #include "base/growing_array.h"
 #include "complete/line_scan.h"
+#include "tinyrl/tinyrl.h"
+
+namespace
+{
+
+constexpr std::string_view end_of_text("", 1);
+
+} // namespace
 
 match_list::~match_list()
 {
     match_list_free(this);
 }
 
-int match_list_append(match_list *list, heap_text text)
+int match_list_append(match_list *list, std::string_view candidate, std::string_view help)
 {
-    if (!text)
-        return -1;
-    void *entries = array_make_room(list->entry, list->count, &list->capacity, sizeof(char *));
+    heap_text text = text_concat({candidate, end_of_text, help});
+    void *entries =
+        text ? array_make_room(list->entry, list->count, &list->capacity, sizeof(char *)) : nullptr;
     if (entries == nullptr)
         return -1;
     list->entry = static_cast<char **>(entries);
@@ -24,11 +32,12 @@ int match_list_append(match_list *list, heap_text text)
     return 0;
 }
 
-int match_add(const tinyrl *editor, size_t word_start, match_list *list, const char *candidate)
+int match_add(const tinyrl *editor, size_t word_start, match_list *list, const char *candidate,
+              const char *help)
 {
     if (!text_starts_with(candidate, typed_text(editor, word_start)))
         return 0;
-    return match_list_append(list, text_copy(candidate));
+    return match_list_append(list, candidate, help != nullptr ? help : "");
 }
 
 void match_list_free(match_list *list)
@@ -43,12 +52,19 @@ void match_list_free(match_list *list)
     list->capacity = 0;
 }
 
-size_t match_list_width(const match_list *list)
+void match_list_print(tinyrl *editor, const match_list *list)
 {
     size_t width = 0;
     for (size_t i = 0; i < list->count; i++) {
         const size_t length = strlen(list->entry[i]);
         width = length > width ? length : width;
     }
-    return width;
+    for (size_t i = 0; i < list->count; i++) {
+        const char *name = list->entry[i];
+        tinyrl_printf(editor, "  ");
+        tinyrl_print_safe(editor, name, width);
+        tinyrl_printf(editor, "    ");
+        tinyrl_print_safe(editor, name + strlen(name) + 1, 0);
+        tinyrl_crlf(editor);
+    }
 }

@@ -1,16 +1,17 @@
 // Candidates for the word before the cursor, in the order in which they were
-// offered.
+// offered, and what each of them means.
 #ifndef VANDEL_COMPLETE_MATCH_LIST_H
 #define VANDEL_COMPLETE_MATCH_LIST_H
 
 #include <stddef.h>
+#include <string_view>
 
 #include "base/text.h"
 
 struct tinyrl;
 
 // Owns its texts; entry is ended by null, and null itself while the list is
-// empty.
+// empty. Behind each candidate's end stands its help, a text of its own.
 struct match_list {
     char **entry = nullptr;
     size_t count = 0;
@@ -22,17 +23,20 @@ struct match_list {
     match_list &operator=(const match_list &) = delete;
 };
 
-// Appends a copy of the candidate if it begins with what stands in the line
-// from word_start to the cursor. 0, or -1 when memory runs out.
-int match_add(const tinyrl *editor, size_t word_start, match_list *list, const char *candidate);
+// Appends copies of a candidate and its help, empty for none; 0, or -1 when memory
+// runs out.
+int match_list_append(match_list *list, std::string_view candidate, std::string_view help);
 
-// Appends a text; 0, or -1 when memory runs out, which a null text stands for.
-int match_list_append(match_list *list, heap_text text);
+// The same if the candidate begins with what stands in the line from word_start to
+// the cursor. A null help is none.
+int match_add(const tinyrl *editor, size_t word_start, match_list *list, const char *candidate,
+              const char *help = nullptr);
 
 // Empties the list.
 void match_list_free(match_list *list);
 
-// The length of the longest candidate.
-size_t match_list_width(const match_list *list);
+// Prints a line for each candidate: its name, in a column as wide as the longest one,
+// and its help, both as tinyrl_print_safe shows them.
+void match_list_print(tinyrl *editor, const match_list *list);
 
 #endif

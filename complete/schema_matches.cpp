@@ -1,9 +1,5 @@
 #include "complete/schema_matches.h"
 
-#include <stdlib.h>
-#include <string.h>
-
-#include "base/growing_array.h"
 #include "base/log.h"
 #include "base/session.h"
 #include "base/text.h"
@@ -14,48 +10,18 @@
 namespace
 {
 
-int make_room(schema_match_list *list)
-{
-    void *entries =
-        array_make_room(list->entry, list->count, &list->capacity, sizeof(schema_match));
-    if (entries == nullptr)
-        return -1;
-    list->entry = static_cast<schema_match *>(entries);
-    return 0;
-}
-
-void free_matches(schema_match_list *list)
-{
-    for (size_t i = 0; i < list->count; i++) {
-        text_wipe(list->entry[i].name);
-        free(list->entry[i].name);
-        free(list->entry[i].help);
-    }
-    free(list->entry);
-    list->entry = nullptr;
-    list->count = 0;
-    list->capacity = 0;
-}
-
 bool takes_value(unsigned kind)
 {
     return kind == node_kind_leaf || kind == node_kind_leaf_list;
 }
 
-int append_match(schema_match_list *list, const char *name, const schema_record *record)
+int append_match(match_list *list, const char *name, const schema_record *record)
 {
-    const unsigned kind = record_kind(record);
-    const std::string_view help = record_help(record);
-    heap_text name_copy = text_concat({name, takes_value(kind) ? "" : "/"});
-    heap_text help_copy = help.empty() ? nullptr : text_copy(help);
-    if (!name_copy || (!help.empty() && !help_copy) || make_room(list) != 0)
-        return -1;
-    list->entry[list->count++] = {name_copy.release(), help_copy.release(), kind};
-    list->entry[list->count] = {nullptr, nullptr, 0};
-    return 0;
+    const heap_text entry = text_concat({name, takes_value(record_kind(record)) ? "" : "/"});
+    return entry ? match_list_append(list, entry.get(), record_help(record)) : -1;
 }
 
-int add_children(const descendant_set *set, std::string_view prefix, schema_match_list *list)
+int add_children(const descendant_set *set, std::string_view prefix, match_list *list)
 {
     for (const descendant *node = set->nodes; node != nullptr; node = node->next) {
         unmask_all(node->name);
@@ -90,11 +56,6 @@ heap_text copy_workspace()
 
 } // namespace
 
-schema_match_list::~schema_match_list()
-{
-    free_matches(this);
-}
-
 int last_component_offset(std::string_view word, size_t *offset)
 {
     const heap_text copy = text_copy(word);
@@ -110,7 +71,7 @@ int last_component_offset(std::string_view word, size_t *offset)
     return 0;
 }
 
-void get_match(const tinyrl *editor, size_t word_start, schema_match_list *list)
+void get_match(const tinyrl *editor, size_t word_start, match_list *list)
 {
     const std::string_view word = typed_text(editor, word_start);
     size_t component = 0;
@@ -122,11 +83,11 @@ void get_match(const tinyrl *editor, size_t word_start, schema_match_list *list)
     descendant_set children;
     if (!parent.path || descendants_of(parent, &children) != 0)
         return;
-    if (add_children(&children, text_slice(word, component), list) != 0)
-        free_matches(list);
+    if (add_children(&children, word.substr(component), list) != 0)
+        match_list_free(list);
 }
 
-int aug_option_add_match(schema_match_list *list, std::string_view prefix, const char *name,
+int aug_option_add_match(match_list *list, std::string_view prefix, const char *name,
                          const schema_record *record)
 {
     if (!text_starts_with(name, prefix) || append_match(list, name, record) == 0)

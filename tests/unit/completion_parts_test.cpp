@@ -162,11 +162,9 @@ TEST_F(completion_parts, candidates_begin_with_what_is_typed)
             EXPECT_EQ(match_add(editor, 4, &list, candidate), 0);
         EXPECT_EQ(all_of(list), "abc;ab;abc;");
         EXPECT_EQ(list.count, 3U);
-        EXPECT_EQ(match_list_width(&list), 3U);
         match_list_free(&list);
         EXPECT_EQ(list.entry, nullptr);
         EXPECT_EQ(list.count, 0U);
-        EXPECT_EQ(match_list_width(&list), 0U);
         EXPECT_EQ(match_add(editor, 6, &list, "z"), 0);
         EXPECT_EQ(match_add(editor, 6, &list, ""), 0);
         EXPECT_EQ(all_of(list), "z;;");
@@ -186,23 +184,19 @@ TEST_F(completion_parts, a_list_moves_a_few_times_while_it_grows)
         EXPECT_EQ(list.entry[many], nullptr);
         EXPECT_LE(capacities.size(), 20U);
     });
-    schema_match_list matches;
-    const record_ptr record = record_of_kind(node_kind_leaf);
-    std::set<size_t> capacities;
-    for (size_t i = 0; i < many; i++) {
-        ASSERT_EQ(aug_option_add_match(&matches, "", "leaf", record.get()), 0);
-        capacities.insert(matches.capacity);
-    }
-    EXPECT_EQ(matches.count, many);
-    EXPECT_EQ(matches.entry[many].name, nullptr);
-    EXPECT_LE(capacities.size(), 20U);
 }
 
-TEST_F(completion_parts, a_text_that_is_not_there_is_not_appended)
+TEST_F(completion_parts, a_line_for_each_candidate)
 {
-    match_list list;
-    EXPECT_EQ(match_list_append(&list, nullptr), -1);
-    EXPECT_EQ(list.entry, nullptr);
+    const struck result = edit("set |", [](tinyrl *editor) {
+        match_list list;
+        EXPECT_EQ(match_list_append(&list, "a", "first"), 0);
+        EXPECT_EQ(match_list_append(&list, "long", ""), 0);
+        EXPECT_EQ(match_add(editor, 4, &list, "b\033", "\033[2J"), 0);
+        EXPECT_EQ(match_add(editor, 4, &list, "c"), 0);
+        match_list_print(editor, &list);
+    });
+    EXPECT_EQ(result.written, "  a       first\n  long    \n  b?      ?[2J\n  c       \n");
 }
 
 TEST_F(completion_parts, names_of_schema_matches)
@@ -212,17 +206,14 @@ TEST_F(completion_parts, names_of_schema_matches)
         const char *name;
     } const rows[] = {{0, "n/"}, {1, "n/"}, {2, "n"},  {3, "n"},   {4, "n/"}, {6, "n/"},
                       {7, "n/"}, {8, "n/"}, {9, "n/"}, {10, "n/"}, {31, "n/"}};
-    schema_match_list list;
+    match_list list;
     EXPECT_EQ(list.entry, nullptr);
     for (const auto &row : rows) {
         const std::string bytes = fake_node_record(static_cast<int>(row.kind), true, "", "");
         const record_ptr record = record_copy(bytes.data(), bytes.size());
         ASSERT_EQ(aug_option_add_match(&list, "n", "n", record.get()), 0);
-        const schema_match &match = list.entry[list.count - 1];
-        EXPECT_STREQ(match.name, row.name);
-        EXPECT_EQ(match.kind, row.kind);
-        EXPECT_EQ(match.help, nullptr);
-        EXPECT_EQ(list.entry[list.count].name, nullptr);
+        EXPECT_STREQ(list.entry[list.count - 1], row.name);
+        EXPECT_EQ(list.entry[list.count], nullptr);
     }
 }
 
@@ -230,13 +221,13 @@ TEST_F(completion_parts, schema_matches_begin_with_the_prefix_and_carry_their_he
 {
     const std::string bytes = fake_node_record(fake_leaf, true, "string", "What it is.");
     const record_ptr record = record_copy(bytes.data(), bytes.size());
-    schema_match_list list;
-    for (const char *prefix : {"na", "names", "x", "name", ""})
+    match_list list;
+    for (const char *prefix : {"na", "names", "x", "name", ""}) {
         EXPECT_EQ(aug_option_add_match(&list, prefix, "name", record.get()), 0);
     ASSERT_EQ(list.count, 3U);
     for (size_t i = 0; i < 3; i++) {
-        EXPECT_STREQ(list.entry[i].name, "name");
-        EXPECT_STREQ(list.entry[i].help, "What it is.");
+        EXPECT_STREQ(list.entry[i], "name");
+        EXPECT_STREQ(list.entry[i] + sizeof "name", "What it is.");
     }
 }
 
