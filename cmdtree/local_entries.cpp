@@ -1,10 +1,12 @@
 #include "cmdtree/local_entries.h"
 
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "base/session.h"
 #include "base/text.h"
+#include "schema/masking.h"
 
 namespace
 {
@@ -85,6 +87,26 @@ bool record_matches(const list_record *record, std::string_view path)
            (text_starts_with(own, path) && (own.size() == path.size() || own[path.size()] == '/'));
 }
 
+void forget_below(std::string_view path, const char *key)
+{
+    list_record *next = nullptr;
+    list_record *record = session.entries != nullptr ? *session.entries : nullptr;
+    for (; record != nullptr; record = next) {
+        next = record->next;
+        if (!record_matches(record, path))
+            continue;
+        if (key == nullptr) {
+            free_record(record);
+            continue;
+        }
+        list_entry *entry = find_entry(record, key);
+        if (entry != nullptr) {
+            free_entry(entry);
+            return;
+        }
+    }
+}
+
 } // namespace
 
 int local_entries_has(const char *list_path, const char *key)
@@ -116,31 +138,27 @@ int local_entries_add(const char *list_path, const char *key)
     return 0;
 }
 
-void local_entries_forget_below(std::string_view path, const char *key)
-{
-    list_record *next = nullptr;
-    list_record *record = session.entries != nullptr ? *session.entries : nullptr;
-    for (; record != nullptr; record = next) {
-        next = record->next;
-        if (!record_matches(record, path))
-            continue;
-        if (key == nullptr) {
-            free_record(record);
-            continue;
-        }
-        list_entry *entry = find_entry(record, key);
-        if (entry != nullptr) {
-            free_entry(entry);
-            return;
-        }
-    }
-}
-
 void local_entries_forget(const char *path, const char *key)
 {
-    local_entries_forget_below(path != nullptr ? path : "", key);
+    forget_below(path != nullptr ? path : "", key);
     if (path == nullptr && key == nullptr) {
         free(session.entries);
         session.entries = nullptr;
     }
+}
+
+void local_entries_forget_deleted(const char *path)
+{
+    const char *predicate = strrchr(path, '[');
+    if (predicate == nullptr) {
+        local_entries_forget(path, nullptr);
+        return;
+    }
+    const char *slash = strrchr(path, '/');
+    if (slash == nullptr) {
+        printf("delete cmdpath err %s!\r\n", shown_text(path).get());
+        return;
+    }
+    const std::string_view list_path(path, static_cast<size_t>(predicate - path));
+    forget_below(list_path, slash + 1);
 }

@@ -7,8 +7,6 @@
 #ifndef VANDEL_CMDTREE_LOCAL_ENTRIES_H
 #define VANDEL_CMDTREE_LOCAL_ENTRIES_H
 
-#include <string_view>
-
 struct list_entry {
     char *key;
     list_entry *next;
@@ -34,7 +32,8 @@ int local_entries_add(const char *list_path, const char *key);
 // order. The record of a list that lost its last entry this way stays.
 void local_entries_forget(const char *path, const char *key);
 
-// The same with a path.
-void local_entries_forget_below(std::string_view path, const char *key);
+// Forgets those that a deleted path stands for: the entry itself when the path's last
+// predicate names one, all below the path when it holds no predicate.
+void local_entries_forget_deleted(const char *path);
 
 #endif

@@ -8,7 +8,6 @@
 #include "base/text.h"
 #include "browse/descendants.h"
 #include "commands/operand.h"
-#include "commands/refusals.h"
 #include "commands/staging.h"
 #include "commands/workspace.h"
 #include "schema/masking.h"

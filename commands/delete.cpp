@@ -7,7 +7,6 @@
 #include "base/session.h"
 #include "browse/descendants.h"
 #include "commands/operand.h"
-#include "commands/refusals.h"
 #include "commands/staging.h"
 #include "schema/masking.h"
 #include "schema/path.h"

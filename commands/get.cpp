@@ -12,7 +12,7 @@
 #include "cmdtree/chunk_pool.h"
 #include "cmdtree/tree.h"
 #include "cmdtree/xml_writer.h"
-#include "commands/refusals.h"
+#include "commands/operand.h"
 #include "commands/staging.h"
 #include "link/request.h"
 #include "schema/command_reads.h"

@@ -6,7 +6,7 @@
 #include "base/args.h"
 #include "base/session.h"
 #include "base/text.h"
-#include "commands/refusals.h"
+#include "commands/operand.h"
 #include "commands/staging.h"
 #include "commands/workspace.h"
 #include "schema/path.h"

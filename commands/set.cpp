@@ -5,7 +5,6 @@
 
 #include "base/args.h"
 #include "commands/operand.h"
-#include "commands/refusals.h"
 #include "commands/staging.h"
 
 namespace

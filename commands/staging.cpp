@@ -6,9 +6,9 @@
 #include "base/session.h"
 #include "browse/descendants.h"
 #include "browse/server_read.h"
-#include "cmdtree/forget_entries.h"
+#include "cmdtree/element_name.h"
 #include "cmdtree/local_entries.h"
-#include "commands/record_change.h"
+#include "profile/profile_line.h"
 #include "schema/masking.h"
 
 namespace
@@ -29,7 +29,7 @@ int change_tree(cmd_operation operation, const place &at, const char *value)
     if (tree_stage(staged_tree(), path, at.record.get(), value, operation) != 0)
         return -1;
     if (operation == operation_delete)
-        forget_deleted_entries(path);
+        local_entries_forget_deleted(path);
     return 0;
 }
 
@@ -69,19 +69,35 @@ int discard_tree()
     return 0;
 }
 
-// A delete is recorded without a value, and the operator is not told that it could
-// not be.
+const char config_section[] = "[config]";
+
+// The line of a change; null when it cannot be staged or read back.
+heap_text change_line(const char *word, const char *path, const char *value)
+{
+    return path_names_elements(path) ? profile_line(word, path, value) : nullptr;
+}
+
+int put_change(const heap_text &line)
+{
+    const char *section = session.rpc_path != nullptr ? "[rpc_para]" : config_section;
+    return line ? profile_put_line(section, line.get(), profile_append) : -1;
+}
+
+// A delete is recorded without a value, and the operator is not told when it is not.
 int record_change(cmd_operation operation, const place &at, const char *value)
 {
     if (operation == operation_set)
-        return record_command("set", at.path.get(), value);
-    record_command("delete", at.path.get(), nullptr);
+        return put_change(change_line("set", at.path.get(), value));
+    put_change(change_line("delete", at.path.get(), nullptr));
     return 0;
 }
 
-void record_new_entry(const place &list, const char *name, const char *entry_path)
+// Two lines, or none when either could not be read back.
+void record_entry(const place &list, const char *name, const char *entry_path)
 {
-    record_entry(entry_path, list.path.get(), name);
+    const heap_text add_line = profile_line("add", list.path.get(), name);
+    if (add_line && put_change(change_line("set", entry_path, nullptr)) == 0)
+        profile_put_line(config_section, add_line.get(), profile_append);
 }
 
 constexpr staging_mode at_prompt = {
@@ -90,7 +106,7 @@ constexpr staging_mode at_prompt = {
 };
 
 constexpr staging_mode in_profile = {
-    record_change,       record_new_entry,   profile_load,
+    record_change,       record_entry,       profile_load,
     profile_write_fresh, profile_write_back, profile_put_line,
 };
 

@@ -7,7 +7,6 @@
 #include "base/log.h"
 #include "base/session.h"
 #include "base/text.h"
-#include "cmdtree/forget_entries.h"
 #include "cmdtree/local_entries.h"
 #include "cmdtree/tree.h"
 #include "profile/profile_file.h"
@@ -63,7 +62,7 @@ int stage_delete(const char *path, const char *value)
 {
     if (tree_stage_config(path, value, operation_delete) != 0)
         return -1;
-    forget_deleted_entries(path);
+    local_entries_forget_deleted(path);
     return 0;
 }
 

@@ -1,8 +1,8 @@
 // The commands set, delete and discard_changes, and what they record.
 #include "commands/commands.h"
 
-#include "cmdtree/forget_entries.h"
-#include "commands/record_change.h"
+#include "cmdtree/local_entries.h"
+#include "commands/staging.h"
 #include "tests/support/profile_world.h"
 
 namespace
@@ -32,6 +32,11 @@ class edit_commands_test : public profile_world
         std::string text = profile();
         size_t begin = text.find(name + "\n") + name.size() + 1;
         return text.substr(begin, text.find("\n\n", begin) - begin);
+    }
+
+    static place at(const char *path)
+    {
+        return place_at(path, path_scope_session);
     }
 
     // A daemon without data, for the choice of /m/c.
@@ -231,23 +236,23 @@ TEST_F(edit_commands_test, delete_forgets_added_entries)
         local_entries_add("/m/other", "x[k=1]");
     };
     refill();
-    forget_deleted_entries("/m/c/l[name=b\x01"
-                           "c]");
+    local_entries_forget_deleted("/m/c/l[name=b\x01"
+                                 "c]");
     EXPECT_EQ(local_entries_has("/m/c/l", "l[name=b\x01"
                                           "c]"),
               0);
     EXPECT_EQ(local_entries_has("/m/c/l", "l[name=a]"), 1);
     refill();
-    forget_deleted_entries("/m/c/l[name=a]/v");
+    local_entries_forget_deleted("/m/c/l[name=a]/v");
     EXPECT_EQ(local_entries_has("/m/c/l", "l[name=a]"), 1);
     refill();
-    forget_deleted_entries("/m/c");
+    local_entries_forget_deleted("/m/c");
     EXPECT_EQ(local_entries_has("/m/c/l", "l[name=a]"), 0);
     EXPECT_EQ(local_entries_has("/m/c/l2", "l2[k1=1,k2=2]"), 0);
     EXPECT_EQ(local_entries_has("/m/other", "x[k=1]"), 1);
     EXPECT_EQ(printed_by([] {
-                  forget_deleted_entries("l[name='a\x03"
-                                         "b']");
+                  local_entries_forget_deleted("l[name='a\x03"
+                                               "b']");
               }),
               "delete cmdpath err l[name='a b']!\r\n");
 }
@@ -341,36 +346,37 @@ TEST_F(edit_commands_test, discard_one_shot)
 
 TEST_F(edit_commands_test, records)
 {
-    EXPECT_EQ(record_entry("/m/c/l[name=a\x01]", "/m/c/l", "l[name=a\x01]"), 0);
-    EXPECT_EQ(record_command("set",
-                             "/m/c/l[name=a\x01"
-                             "b]",
-                             "'v\x03w'"),
+    session.oneshot = 1;
+    stage_entry(at("/m/c/l"), "l[name=a\x01]", "/m/c/l[name=a\x01]");
+    EXPECT_EQ(stage_change(operation_set,
+                           at("/m/c/l[name=a\x01"
+                              "b]"),
+                           "'v\x03w'"),
               0);
     EXPECT_EQ(section("[config]"), "set /m/c/l[name=a/]\nadd /m/c/l l[name=a/]\n"
                                    "set /m/c/l[name=a/b] 'v\x03w'");
     enter_rpc("/m/r");
-    EXPECT_EQ(record_entry("/m/r/pl[n=1]", "/m/r/pl", "pl[n=1]"), 0);
+    stage_entry(at("/m/r/pl"), "pl[n=1]", "/m/r/pl[n=1]");
     EXPECT_EQ(section("[config]"), "set /m/c/l[name=a/]\nadd /m/c/l l[name=a/]\n"
                                    "set /m/c/l[name=a/b] 'v\x03w'\nadd /m/r/pl pl[n=1]");
     EXPECT_EQ(section("[rpc_para]"), "set /m/r/pl[n=1]");
-    EXPECT_EQ(record_command("set", "/m", std::string(1000, 'v').c_str()), -1);
+    EXPECT_EQ(stage_change(operation_set, at("/m"), std::string(1000, 'v').c_str()), -1);
 }
 
 TEST_F(edit_commands_test, what_cannot_be_read_back_is_not_recorded)
 {
-    EXPECT_EQ(record_command("set", "/m/c/l[name=it's]/v",
-                             "'c\x03"
-                             "d'"),
+    session.oneshot = 1;
+    EXPECT_EQ(stage_change(operation_set, at("/m/c/l[name=it's]/v"),
+                           "'c\x03"
+                           "d'"),
               -1);
-    EXPECT_EQ(record_command("delete",
-                             "/m/c/l[name=a\x03"
-                             "b]",
-                             nullptr),
-              -1);
-    EXPECT_EQ(record_command("delete", "/m/c/l[]", nullptr), -1);
+    stage_change(operation_delete,
+                 at("/m/c/l[name=a\x03"
+                    "b]"),
+                 nullptr);
+    stage_change(operation_delete, at("/m/c/l[]"), nullptr);
     // The first line would do, the second would not.
-    EXPECT_EQ(record_entry("/m/c/l[name=it's]/in[k=b]", "/m/c/l[name=it's]/in", "in[k=it's]"), -1);
+    stage_entry(at("/m/c/l[name=it's]/in"), "in[k=it's]", "/m/c/l[name=it's]/in[k=b]");
     EXPECT_EQ(profile(), "(no file)");
 }
 
