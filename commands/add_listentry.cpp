@@ -14,8 +14,6 @@
 namespace
 {
 
-const char list_workspace_only[] = "error: the add_listentry cmd only works at list's workspace \r";
-
 int collect_pairs(const arg_words &words, key_value_set *pairs)
 {
     if (key_values_create(pairs, static_cast<size_t>(words.argc / 2)) != 0)
@@ -32,14 +30,13 @@ int collect_pairs(const arg_words &words, key_value_set *pairs)
 place list_workspace()
 {
     place list = place_within_rpc(session.pwd);
+    const bool is_node = list.record && !path_is_list_entry(list.path.get());
     if (!list.schema_path)
         printf("error parameter: %s\r\n", session.pwd);
-    else if (path_is_list_entry(list.path.get()) || !list.record)
-        puts(list_workspace_only);
-    else if (!place_is_config(list))
+    else if (is_node && !place_is_config(list))
         printf("%s's  not config node.\r\n", session.pwd);
-    else if (place_kind(list) != node_kind_list)
-        puts(list_workspace_only);
+    else if (!is_node || place_kind(list) != node_kind_list)
+        puts("error: the add_listentry cmd only works at list's workspace \r");
     else
         return list;
     return {};

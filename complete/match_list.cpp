@@ -10,7 +10,7 @@
 namespace
 {
 
-constexpr std::string_view end_of_text("", 1);
+constexpr std::string_view end_of_text("\0", 1);
 
 } // namespace
 
