@@ -82,14 +82,22 @@ int remove_file(const char *path)
     return lstat(path, &status) == 0 && is_plain_file(status) ? unlink(path) : -1;
 }
 
+// Whether an open file has the path for its only name. Looked at by the path, too: a
+// second name that was opened and then removed would leave the file a single one.
+bool is_named_only(int fd, const char *path)
+{
+    struct stat opened = {};
+    struct stat named = {};
+    return fstat(fd, &opened) == 0 && lstat(path, &named) == 0 && is_plain_file(named) &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
 // Opens and empties a file that cannot be removed; a descriptor or -1. Its owner does
-// not matter, for some file systems give every file the same one.
+// not matter, because some file systems give every file the same one.
 int open_existing(const char *path)
 {
     descriptor file(open(path, write_flags));
-    struct stat status = {};
-    if (file.fd >= 0 && fstat(file.fd, &status) == 0 && is_plain_file(status) &&
-        ftruncate(file.fd, 0) == 0)
+    if (file.fd >= 0 && is_named_only(file.fd, path) && ftruncate(file.fd, 0) == 0)
         return file.release();
     return -1;
 }

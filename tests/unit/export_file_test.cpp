@@ -349,6 +349,24 @@ TEST_F(export_file_test, a_file_that_comes_in_the_way_does_not_get_the_text)
     }
 }
 
+// The name at the path goes while the file is open: the file has one name left then,
+// which is not the path.
+TEST_F(export_file_test, a_second_name_that_goes_does_not_make_a_file_plain)
+{
+    for (const plant &next : plants) {
+        SCOPED_TRACE(next.name);
+        for (int call = 0; calls_left < 0; call++) {
+            put(plants[3]);
+            before_call = [&] { put(next); };
+            calls_left = call;
+            export_file_write(path, "new");
+            ASSERT_EQ(content(victim), "kept") << "at call " << call;
+        }
+        calls_left = -1;
+        captured_log_take();
+    }
+}
+
 // What comes between any two calls, in place of anything that was there before.
 TEST_F(export_file_test, what_comes_between_two_calls)
 {
