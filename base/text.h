@@ -71,7 +71,7 @@ inline bool text_starts_with(std::string_view text, std::string_view prefix)
 // when there is none.
 inline std::string_view text_take(std::string_view *text, char separator)
 {
-    const std::string_view piece = text->substr(0, text->find(separator));
+    const std::string_view piece = text_slice(*text, 0, text->find(separator));
     text->remove_prefix(piece.size() < text->size() ? piece.size() + 1 : piece.size());
     return piece;
 }

@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "base/hash.h"
+#include "base/text.h"
 
 namespace
 {

@@ -78,12 +78,12 @@ void get_match(const tinyrl *editor, size_t word_start, match_list *list)
     if (last_component_offset(word, &component) != 0 || component == 1)
         return;
     const heap_text path =
-        component == 0 ? copy_workspace() : join_directory(word.substr(0, component - 1));
+        component == 0 ? copy_workspace() : join_directory(text_slice(word, 0, component - 1));
     const place parent = place_of(path.get());
     descendant_set children;
     if (!parent.path || descendants_of(parent, &children) != 0)
         return;
-    if (add_children(&children, word.substr(component), list) != 0)
+    if (add_children(&children, text_slice(word, component), list) != 0)
         match_list_free(list);
 }
 

@@ -128,7 +128,9 @@ profile_replay_result replay_lines(std::string_view rest)
     replay_state state = replay_start;
     while (!rest.empty() && state != replay_end) {
         errno = 0;
-        const heap_text copy = text_copy(text_take(&rest, '\n'));
+        // Up to a zero byte: the copy is wiped as a text, and ends there for the handlers.
+        std::string_view line = text_take(&rest, '\n');
+        const heap_text copy = text_copy(text_take(&line, '\0'));
         if (!copy)
             return profile_unread;
         if (*copy != '\0' && handlers[state](copy.get(), &state) != 0)

@@ -44,14 +44,14 @@ heap_text enter_list_workspace(heap_text path, const char *workspace)
     if (!text_starts_with(continuation, name) || continuation.size() == name.size() ||
         continuation[name.size()] != '[')
         return nullptr;
-    return text_concat({workspace, continuation.substr(name.size())});
+    return text_concat({workspace, text_slice(continuation, name.size())});
 }
 
 // The schema path of the list: an entry's without its predicate.
 std::string_view list_schema_path(const place &list)
 {
     const std::string_view path = list.schema_path.get();
-    return path_is_list_entry(list.path.get()) ? path.substr(0, path.rfind('[')) : path;
+    return path_is_list_entry(list.path.get()) ? text_slice(path, 0, path.rfind('[')) : path;
 }
 
 } // namespace
@@ -106,7 +106,7 @@ bool place_is_known(const place &at)
     if (at.record || !at.schema_path || path_levels(at.schema_path.get()) != 1)
         return at.record != nullptr;
     const std::string_view module = path_module(at.schema_path.get());
-    return module_is_known(module.substr(0, module.find('[')));
+    return module_is_known(text_slice(module, 0, module.find('[')));
 }
 
 unsigned place_kind(const place &at)

@@ -10,7 +10,6 @@
 #include "schema/masking.h"
 #include "schema/path.h"
 #include "schema/place.h"
-
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_shell.h"
 
@@ -76,8 +75,7 @@ bool entered_list(const std::string &workspace, std::string *path)
     const std::string beyond = workspace + "/";
     if (workspace == "/" || workspace.back() == ']' || path->compare(0, beyond.size(), beyond) != 0)
         return true;
-    }
-    if (place_kind(place_at(workspace.c_str(), path_scope_session)) != node_kind_list) {
+    if (place_kind(place_at(workspace.c_str(), path_scope_session)) != node_kind_list)
         return true;
     const std::string name = workspace.substr(workspace.rfind('/') + 1) + "[";
     if (path->compare(beyond.size(), name.size(), name) != 0)
@@ -161,9 +159,8 @@ void check_schema_path(const char *path)
 {
     for (const path_scope scope : {path_scope_session, path_scope_configuration}) {
         const place at = place_at(path, scope);
-        if (at.schema_path && path_levels(at.schema_path.get()) > 1) {
+        if (at.schema_path && path_levels(at.schema_path.get()) > 1)
             fuzz_require(schema_path_exists(at.schema_path.get()), "a schema path leads to a node");
-        }
         fuzz_require(!place_is_known(at) || at.schema_path, "a record has a schema path");
     }
 }

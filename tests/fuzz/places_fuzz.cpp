@@ -6,7 +6,6 @@
 #include "schema/data_xpath.h"
 #include "schema/masking.h"
 #include "schema/place.h"
-
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_shell.h"
 #include "tests/fuzz/place_model.h"
@@ -205,9 +204,8 @@ void check_schema_path(const place_model &model, const std::string &masked, path
     const place got = place_at(masked.c_str(), scope);
     fuzz_require((got.schema_path != nullptr) == wanted.has_value(),
                  "resolved where the model resolves it");
-    if (!wanted) {
+    if (!wanted)
         return;
-    }
     fuzz_require_equal(got.schema_path.get(), *wanted, "the model's schema path");
     const model_field *field = model.record(*wanted);
     fuzz_require((got.record != nullptr) == (field != nullptr), "a record where the model has one");

@@ -24,7 +24,7 @@ void check_entries(fuzz_shell *shell, const std::string &reply, const char *list
 {
     shell->serve(reply, 1);
     descendant_set entries;
-    if (server_list_entries(place_at(list, path_scope_session), &entries) != 0) {
+    if (server_list_entries(place_at(list, path_scope_session), &entries) != 0)
         return;
     for (const descendant *entry = entries.nodes; entry != nullptr; entry = entry->next) {
         const std::string name = entry->name;

@@ -277,7 +277,7 @@ redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, 
     std::string name(hash, hash_length);
     redisReply *reply;
     state.asked.push_back("HGET " + name + " " + std::string(field, field_length));
-    if (!read_is_arranged(connection, name, &reply)) {
+    if (!read_is_arranged(connection, name, &reply))
         reply = find_field(name, std::string(field, field_length));
     return handed_out(reply);
 }

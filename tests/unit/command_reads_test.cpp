@@ -126,9 +126,8 @@ TEST_F(command_reads_test, more_reads_than_places)
     for (int round = 0; round < 2; round++) {
         for (int i = 0; i < 1000; i++) {
             const std::string name = std::to_string(i);
-            if (round == 0) {
+            if (round == 0)
                 fake_redis_put("many", name, name);
-            }
             EXPECT_EQ(field("many", name.c_str()), name);
         }
     }

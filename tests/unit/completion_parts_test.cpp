@@ -222,7 +222,7 @@ TEST_F(completion_parts, schema_matches_begin_with_the_prefix_and_carry_their_he
     const std::string bytes = fake_node_record(fake_leaf, true, "string", "What it is.");
     const record_ptr record = record_copy(bytes.data(), bytes.size());
     match_list list;
-    for (const char *prefix : {"na", "names", "x", "name", ""}) {
+    for (const char *prefix : {"na", "names", "x", "name", ""})
         EXPECT_EQ(aug_option_add_match(&list, prefix, "name", record.get()), 0);
     ASSERT_EQ(list.count, 3U);
     for (size_t i = 0; i < 3; i++) {

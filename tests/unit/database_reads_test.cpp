@@ -1,8 +1,8 @@
 // How often a whole command, Tab or '?' asks the schema database: nothing twice.
+#include <algorithm>
+
 #include "shell/dispatch.h"
 #include "tests/support/completion_world.h"
-
-#include <algorithm>
 
 namespace
 {

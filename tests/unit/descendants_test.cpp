@@ -392,7 +392,7 @@ TEST_F(descendants_test, reaching_a_name)
     serve({none, none, none, none, none, none});
     descendant_set set;
     ASSERT_EQ(descendants_of(place_at("/m/c", path_scope_session), &set), 0);
-    for (const char *name : {"x", "l", "o:box", "a1", "b1", "p1", "p2"}) {
+    for (const char *name : {"x", "l", "o:box", "a1", "b1", "p1", "p2"})
         EXPECT_TRUE(descendants_reach(&set, name)) << name;
     for (const char *name : {"", "nix", "ch", "ca", "box", "l[name=1]"})
         EXPECT_FALSE(descendants_reach(&set, name)) << name;

@@ -360,7 +360,7 @@ TEST_F(export_file_test, a_second_name_that_goes_does_not_make_a_file_plain)
             before_call = [&] { put(next); };
             calls_left = call;
             export_file_write(path, "new");
-            ASSERT_EQ(content(victim), "kept") << "at call " << call;
+            ASSERT_EQ(file_text(victim), "kept") << "at call " << call;
         }
         calls_left = -1;
         captured_log_take();

@@ -2,7 +2,6 @@
 #include "schema/place.h"
 
 #include "schema/path.h"
-
 #include "tests/support/shell_world.h"
 
 namespace
@@ -37,13 +36,11 @@ class place_test : public shell_world
     static std::string keys_of(const char *list_path)
     {
         key_names keys;
-        if (list_keys(at(list_path), &keys) != 0) {
+        if (list_keys(at(list_path), &keys) != 0)
             return "(none)";
-        }
         std::string text;
-        for (size_t i = 0; i < keys.count; i++) {
+        for (size_t i = 0; i < keys.count; i++)
             text += std::string(keys.name[i]) + ";";
-        }
         return text;
     }
 };
@@ -225,13 +222,11 @@ TEST_F(place_test, odd_paths_do_no_harm)
         path_parent(path);
     }
     std::string deep;
-    for (int i = 0; i < 50000; i++) {
+    for (int i = 0; i < 50000; i++)
         deep += "/a";
-    }
     std::string up = deep;
-    for (int i = 0; i < 49999; i++) {
+    for (int i = 0; i < 49999; i++)
         up += "/..";
-    }
     EXPECT_EQ(absolute(up.c_str()), "/a");
     EXPECT_EQ(absolute(std::string(100000, '/').c_str()), "/");
 }
