@@ -100,9 +100,12 @@ int server_connect()
     FD_ZERO(&session.listen_fds);
     if (socket.fd < FD_SETSIZE)
         FD_SET(socket.fd, &session.listen_fds);
-    if (session.oneshot == 0 && thread_create(notify_listener, nullptr) != 0) {
-        log_error("[ERROR] failed to creat notification thread \n");
-        return -1;
+    if (session.oneshot == 0) {
+        exchange_wanted_init();
+        if (thread_create(notify_listener, nullptr) != 0) {
+            log_error("[ERROR] failed to creat notification thread \n");
+            return -1;
+        }
     }
     socket.release();
     return 0;
