@@ -23,6 +23,7 @@ PROGRAMS = {
     "tarnd-gateway": os.path.join(BUILD, "tarnd-gateway"),
     "vandel-do": vandel_do.PROGRAM,
 }
+PAGES = sorted(os.listdir(os.path.join(ROOT, "docs", "man")))
 
 
 class Step(NamedTuple):
@@ -120,19 +121,28 @@ def test_transcripts(device, name):
         assert agrees(expected, answer), "\n".join([f"{step.prompt} {step.line}", *answer])
 
 
-@pytest.mark.parametrize("page", ["vandel", *PROGRAMS])
+@pytest.mark.parametrize("page", PAGES)
 def test_a_man_page_is_well_formed(page):
-    path = os.path.join(ROOT, "docs", "man", f"{page}.1")
+    path = os.path.join(ROOT, "docs", "man", page)
     lint = ["mandoc", "-T", "lint", "-W", "warning", path]
     assert subprocess.run(lint, check=False, capture_output=True).stdout == b""
 
 
-@pytest.mark.parametrize("page", PROGRAMS)
-def test_a_man_page_has_every_option(page):
-    usage = subprocess.run([PROGRAMS[page], "--help"], check=True, capture_output=True)
+@pytest.mark.parametrize("page", PAGES)
+def test_a_man_page_refers_to_all_others(page):
+    section = read(f"docs/man/{page}").partition(".Sh SEE ALSO\n")[2].partition("\n.Sh")[0]
+    named = set(re.findall(r"(?m)^\.Xr (\S+) (\d)( ,)?$", section))
+    others = {tuple(other.rsplit(".", 1)) for other in PAGES if other != page}
+    assert len(others) == 6
+    assert others <= {(name, number) for name, number, _ in named}
+
+
+@pytest.mark.parametrize("program", PROGRAMS)
+def test_a_man_page_has_every_option(program):
+    usage = subprocess.run([PROGRAMS[program], "--help"], check=True, capture_output=True)
     options = set(re.findall(r"(?m)^  --([a-z-]+)", usage.stdout.decode()))
     assert "help" in options
-    assert set(re.findall(r"(?m)^\.It Fl -([a-z-]+)", read(f"docs/man/{page}.1"))) == options
+    assert set(re.findall(r"(?m)^\.It Fl -([a-z-]+)", read(f"docs/man/{program}.1"))) == options
 
 
 def test_the_man_page_has_every_command(machine):
