@@ -10,7 +10,6 @@ from typing import NamedTuple
 import pytest
 from support import vandel_do
 from support.example import EXAMPLE
-from support.printed import NO_MESSAGES, printed, texts_of
 from support.prompt import Prompt
 from support.router import router
 from support.shell import BUILD, ROOT
@@ -152,15 +151,6 @@ def test_the_man_page_has_every_command(machine):
     assert list(dict.fromkeys(described)) == listed
 
 
-def test_the_guide_has_every_message():
-    section = read("docs/guide.md").partition("## What the shell says")[2].partition("\n## ")[0]
-    rows = re.findall(r"(?m)^\| (`.*?`) \| ", section)
-    messages = re.findall("`([^`]+)`", "\n".join(rows).replace("\\|", "|"))
-    assert len(messages) == len(set(messages))
-    assert set(messages) | set(NO_MESSAGES) == printed()
-    assert not set(messages) & set(NO_MESSAGES)
-
-
 # A test file, and in brackets after it names of its tests, or pieces of them.
 NAMED = re.compile(r"`(unit|e2e|tests/fuzz)/([\w*]+)`(?: \(((?:[^()`]|`[^`]*`)*)\))?")
 PLACES = {"unit": "unit/{}.cpp", "e2e": "e2e/{}.py", "tests/fuzz": "fuzz/{}*"}
@@ -177,16 +167,6 @@ def test_each_promise_names_tests_that_are_there(name):
         for case in re.findall(r"`([^`]+)`", cases):
             if re.fullmatch(r"[a-z0-9_…]+", case):
                 assert re.search(case.strip("…").replace("…", r"\w+"), text), (file, case)
-
-
-def test_what_a_scan_of_sources_finds():
-    code = (
-        'puts("one (\\r");\nprintf("%s\'s %-*d\\r\\n", name("x)"), ")");\n'
-        'int tinyrl_printf(struct tinyrl *editor);\nputs(usage); // puts("no")\n'
-        'fputs(wide ? "a" "b" : "c", stdout); puts(text.get());\n'
-        'const char usage[] =\n    "two "\n    "\\"three\\"";\n'
-    )
-    assert texts_of(code) == {"one (", "…'s …", 'two "three"', "ab", "c", "puts(text.get())"}
 
 
 @pytest.mark.parametrize("length", [78, 157])

@@ -1,4 +1,4 @@
-"""The texts that the sources of the shell print, found by reading them."""
+"""The texts that the sources of the programs print and log, found by reading them."""
 
 import glob
 import os
@@ -14,7 +14,7 @@ LITERAL = re.compile(r'"((?:[^"\\]|\\.)*)"')
 CHARACTER = re.compile(r"'(?:[^'\\]|\\.)'")
 ROW = re.compile(rf"(?:{LITERAL.pattern}\s*)+")  # literals in a row are one
 CONSTANT = re.compile(r'const char (\w+)\[\] =\s*((?:"(?:[^"\\]|\\.)*"\s*)+);')
-FORMAT = re.compile(r"%[-0]*(?:\*|\d+)?[a-z]")
+FORMAT = re.compile(r"%[-0.]*(?:\*|\d+)?[a-z]")
 
 # What the shell prints that tells the operator nothing to look up.
 NO_MESSAGES = {
@@ -63,9 +63,14 @@ def shown(literal):
     return FORMAT.sub("…", text).strip()
 
 
+def without_comments(code):
+    code = re.sub(r"(?s)/\*.*?\*/", "", code)
+    return re.sub(r"(?m)//(?:[^\"\n]|\"[^\"\n]*\")*$", "", code)
+
+
 def texts_of(code):
     """What some code prints: a text each, or the whole call where that has no literal."""
-    code = re.sub(r"(?m)//(?:[^\"\n]|\"[^\"\n]*\")*$", "", code)
+    code = without_comments(code)
     constants = {name: literals(value)[0] for name, value in CONSTANT.findall(code)}
     found = set()
     for start in CALL.finditer(code):
@@ -81,10 +86,37 @@ def texts_of(code):
     return found
 
 
-def printed():
-    found = set()
+def shell_sources():
     for path in glob.glob(os.path.join(ROOT, "*", "*.cpp")):
         if os.path.basename(os.path.dirname(path)) not in OTHERS:
             with open(path, encoding="utf-8") as file:
-                found |= texts_of(file.read())
+                yield file.read()
+
+
+def printed():
+    return set().union(*map(texts_of, shell_sources()))
+
+
+def calls(code, names):
+    """The calls in some code of functions with these names, given as an expression."""
+    for start in re.finditer(rf"(?<!\w)(?<!void )(?:{names})\(", code):
+        yield code[start.start() : end_of_call(code, start.end())]
+
+
+def logged():
+    """What the shell writes to the system log."""
+    found = set()
+    for code in map(without_comments, shell_sources()):
+        found.update(shown(literals(call)[0]) for call in calls(code, "log_(?:error|info|debug)"))
     return found
+
+
+def tool_code(folder):
+    """The sources of one of the host's programs, without their comments."""
+    paths = glob.glob(os.path.join(ROOT, "device", folder, "**", "*.[ch]*"), recursive=True)
+    texts = []
+    for path in sorted(paths):
+        with open(path, encoding="utf-8") as file:
+            texts.append(without_comments(file.read()))
+    # A quote that is a character begins no literal.
+    return "\n".join(texts).replace("'\"'", "0").replace("'\\''", "0")

@@ -1,0 +1,88 @@
+"""The page of messages has every text that the programs print and log, and no other."""
+
+import os
+import re
+
+import pytest
+from support.printed import (
+    NO_MESSAGES,
+    calls,
+    literals,
+    logged,
+    printed,
+    shown,
+    texts_of,
+    tool_code,
+)
+from support.shell import ROOT
+
+with open(os.path.join(ROOT, "docs", "messages.md"), encoding="utf-8") as document:
+    PAGE = document.read()
+
+
+def described(section):
+    """The messages in the tables of a section."""
+    text = PAGE.partition(f"\n## {section}\n")[2].partition("\n## ")[0]
+    rows = re.findall(r"(?m)^\| (`.*?`) \| ", text)
+    messages = re.findall("`([^`]+)`", "\n".join(rows).replace("\\|", "|"))
+    assert len(messages) > 10
+    assert len(messages) == len(set(messages))
+    return set(messages)
+
+
+def test_what_the_shell_prints():
+    messages = described("vandel, on the terminal")
+    assert messages | set(NO_MESSAGES) == printed()
+    assert not messages & set(NO_MESSAGES)
+
+
+def test_what_the_shell_logs():
+    assert described("vandel, in the system log") == logged()
+
+
+@pytest.mark.parametrize("folder, program", [("schemac", "schemac"), ("gateway", "tarnd-gateway")])
+def test_what_a_tool_says_is_in_its_sources(folder, program):
+    known = "\n".join(map(shown, literals(tool_code(folder))))
+    for message in described(program):
+        for piece in message.split("…"):
+            assert piece.strip() in known, message
+
+
+def sentences(texts):
+    """Those of several words, as a reader would quote them."""
+    return {shown(text) for text in texts if re.match(r"[-\w].* \S*\w", text)}
+
+
+# What is handed up to be put into a line of the gateway's log.
+REASON = re.compile(r'(?:return|\?|:)\s*((?:"(?:[^"\\]|\\.)*"\s*)+)(?=[;:)])')
+NO_REASONS = {"no error"}  # of what has none
+
+
+def test_what_the_gateway_says():
+    code = tool_code("gateway")
+    said = [text for call in calls(code, "report|report_shell") for text in literals(call)]
+    said += [literals(reason)[0] for reason in REASON.findall(code)]
+    found = sentences(said) - NO_REASONS
+    assert len(found) > 50
+    assert found <= described("tarnd-gateway")
+
+
+def test_what_schemac_says():
+    """As far as it stands in one piece where it is reported."""
+    code = tool_code("schemac")
+    reports = calls(code, "complain|set_error|report_error")
+    found = sentences(text for call in reports for text in literals(call)) - {"redis at"}
+    messages = "\n".join(described("schemac"))
+    assert len(found) > 8
+    for text in found:
+        assert text in messages
+
+
+def test_what_a_scan_of_sources_finds():
+    code = (
+        'puts("one (\\r");\nprintf("%s\'s %-*d\\r\\n", name("x)"), ")");\n'
+        'int tinyrl_printf(struct tinyrl *editor);\nputs(usage); // puts("no")\n'
+        'fputs(wide ? "a" "b" : "c", stdout); puts(text.get());\n'
+        'const char usage[] =\n    "two "\n    "\\"three\\"";\n'
+    )
+    assert texts_of(code) == {"one (", "…'s …", 'two "three"', "ab", "c", "puts(text.get())"}
