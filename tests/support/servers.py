@@ -39,13 +39,16 @@ def accepts(path):
 
 
 class Listener:
-    """Gives each connection to a Unix socket to take(), in a thread, until it is stopped."""
+    """Gives each connection to a Unix socket to take(), in a thread, until it is stopped.
 
-    def __init__(self, path, take):
+    `listener` is a socket that listens already, in place of one at the path."""
+
+    def __init__(self, path, take, listener=None):
         self.take = take
-        self.listener = socket.socket(socket.AF_UNIX)
-        self.listener.bind(path)
-        self.listener.listen(16)
+        self.listener = listener or socket.socket(socket.AF_UNIX)
+        if not listener:
+            self.listener.bind(path)
+            self.listener.listen(16)
         self.thread = threading.Thread(target=self._accept, daemon=True)
         self.thread.start()
 

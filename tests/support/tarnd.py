@@ -193,7 +193,8 @@ class Session:
 class Tarnd:
     """The daemon: a listening socket and what came in over it."""
 
-    def __init__(self, path):
+    def __init__(self, path, listener=None):
+        """Listens on the Unix socket of this path, or takes a listening socket besides."""
         self.path = path
         self.session_reply = session_reply()
         self.on_connect = None
@@ -204,7 +205,7 @@ class Tarnd:
         self.stopping = False
         self.changed = threading.Condition()
         self.rules = collections.OrderedDict()
-        self.listener = servers.Listener(path, self._take)
+        self.listener = servers.Listener(path, self._take, listener)
 
     def _take(self, connection):
         session = Session(self, connection)
