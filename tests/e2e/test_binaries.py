@@ -1,5 +1,6 @@
 """What the compiler and the linker were asked for stands in the programs."""
 
+import glob
 import os
 import platform
 import re
@@ -134,8 +135,46 @@ def test_the_readme_has_all_that_is_installed():
         }
     # A build for /usr has its libraries in a folder of the processor's.
     assert described == {
-        (re.sub(r"^lib/[\w-]+/vandel$", "lib/vandel", folder), name) for folder, name in installed
+        (re.sub(r"^lib/[\w-]+/(vandel|pkgconfig)$", r"lib/\1", folder), name)
+        for folder, name in installed
     }
+
+
+def test_a_device_s_libraries_are_built_with_what_is_installed():
+    """As a vendor does it: with pkg-config's flags, and for the place that it names."""
+    sources = os.path.join(ROOT, "tests", "support", "other_platform")
+    with tempfile.TemporaryDirectory() as place:
+        subprocess.run(
+            ["cmake", "--install", BUILD, "--prefix", place], check=True, capture_output=True
+        )
+        (metadata,) = glob.glob(os.path.join(place, "lib", "**", "pkgconfig"), recursive=True)
+
+        def pkg_config(*options):
+            words = ["pkg-config", *options, "vandel-platform"]
+            environment = {**os.environ, "PKG_CONFIG_PATH": metadata}
+            result = subprocess.run(
+                words, check=True, capture_output=True, text=True, env=environment
+            )
+            return result.stdout.split()
+
+        (folder,) = pkg_config("--variable=librarydir")
+        assert sorted(os.listdir(folder)) == sorted(LIBRARIES)
+        assert pkg_config("--libs") == []
+        for name in ("conf", "redisapi"):
+            built = os.path.join(folder, f"lib{name}.so")
+            host_version = set(exported(built))
+            words = ["g++", "-std=c++20", "-shared", "-fPIC", "-fno-exceptions", "-o", built]
+            source = os.path.join(sources, f"{name}.cpp")
+            subprocess.run([*words, *pkg_config("--cflags"), source], check=True)
+            assert set(exported(built)) >= host_version
+
+
+def exported(path):
+    """The functions of a library that others may call, but for those of C++."""
+    symbols = readelf("--dyn-syms", path)
+    functions = re.findall(r"FUNC +(?:GLOBAL|WEAK) +DEFAULT +\d+ (\w+)$", symbols, re.MULTILINE)
+    assert functions
+    return [name for name in functions if not name.startswith("_")]
 
 
 @pytest.mark.parametrize("name", ["schemac", "tarnd-gateway", *LIBRARIES])

@@ -14,6 +14,7 @@ DOCUMENTS = (
     "README.md",
     "bench/README.md",
     "docs/architecture.md",
+    "docs/porting.md",
     "docs/reliability.md",
 )
 FOLDERS = (

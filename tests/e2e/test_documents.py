@@ -151,6 +151,18 @@ def test_the_man_page_has_every_command(machine):
     assert list(dict.fromkeys(described)) == listed
 
 
+def test_the_contract_has_every_function_of_the_platform():
+    """Each has a section of its own, with its declaration."""
+    declared = {}
+    for header in ("conf_agent.h", "redisapi.h"):
+        code = re.sub("//.*", "", read(f"platform/include/{header}"))
+        for text, name in re.findall(r"((?:int|void|redis\w+) \*?(\w+)\([^)]*\);)", code):
+            declared[name] = text.split()
+    found = re.findall(r"(?m)^### (\w+)\n\n((?:    .*\n)+)", read("docs/porting.md"))
+    assert {name: text.split() for name, text in found} == declared
+    assert len(declared) == 8
+
+
 # A test file, and in brackets after it names of its tests, or pieces of them.
 NAMED = re.compile(r"`(unit|e2e|tests/fuzz)/([\w*]+)`(?: \(((?:[^()`]|`[^`]*`)*)\))?")
 PLACES = {"unit": "unit/{}.cpp", "e2e": "e2e/{}.py", "tests/fuzz": "fuzz/{}*"}
