@@ -1,17 +1,23 @@
 """What the documents show is what the programs do: transcripts, commands and options."""
 
+import contextlib
 import glob
 import os
 import re
 import shlex
+import shutil
 import subprocess
+import tempfile
 from typing import NamedTuple
 
 import pytest
 from support import vandel_do
 from support.example import EXAMPLE
+from support.gateway import wait_for
+from support.netconfd import Netconfd
 from support.prompt import Prompt
 from support.router import router
+from support.schemac import MODELS, RUN_MODULES
 from support.shell import BUILD, ROOT
 
 UNSEEN = re.compile(r"\x1b\[[0-9;]*m|[\r\a]")
@@ -149,6 +155,56 @@ def test_the_man_page_has_every_command(machine):
     assert len(listed) == 17
     described = re.findall(r"(?m)^\.It Ic ([a-z_-]+)", read("docs/man/vandel.1"))
     assert list(dict.fromkeys(described)) == listed
+
+
+def commands_for_a_router(name):
+    """The lines that lead to a router of the reader's own, each as its words."""
+    block = re.search(r"(?m)^    redis-server (?:.*\n)(?:    .*\n)+", read(name))[0]
+    return [shlex.split(line) for line in block.replace("\\\n", " ").splitlines()]
+
+
+def test_the_documents_show_the_same_way_to_a_router():
+    ways = [commands_for_a_router(name) for name in ("README.md", "docs/guide.md")]
+    assert ways[0] == ways[1]
+
+
+def test_the_way_to_a_router_of_one_s_own(machine):
+    """Each command as it is shown, with names of this machine in place of the reader's."""
+    with contextlib.ExitStack() as servers:
+        directory = tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
+        servers.callback(shutil.rmtree, directory, ignore_errors=True)
+        server = Netconfd(directory, RUN_MODULES, [MODELS])
+        servers.callback(server.stop)
+        command, environment = server.transport()
+
+        def words_here(words):
+            line = " ".join(words).replace("/run/", f"{directory}/").replace("MODELS", MODELS)
+            line = line.replace("MODULE…", "vandel-device vandel-ospf")
+            return line.replace("ssh -s admin@router netconf", shlex.join(command)).split(" ")
+
+        def start(words, socket):
+            process = subprocess.Popen(
+                words, cwd=directory, env=environment, stdin=subprocess.DEVNULL,
+                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
+            )  # fmt: skip
+            servers.callback(process.wait)
+            servers.callback(process.terminate)
+            wait_for(lambda: os.path.exists(os.path.join(directory, socket)), words)
+            os.link(os.path.join(directory, socket), machine.path(f"own.{socket}"))
+
+        database, compiler, gateway, shell = map(words_here, commands_for_a_router("docs/guide.md"))
+        start(database, "schema.sock")
+        compiler[0] = os.path.join(BUILD, compiler[0])
+        subprocess.run(compiler, check=True, capture_output=True)
+        gateway[0] = os.path.join(BUILD, gateway[0])
+        start(gateway, "tarnd.sock")
+        *variables, program = shell
+        assert program == "vandel"
+        for variable in variables:
+            name, _, path = variable.partition("=")
+            machine.environment[name] = f"/tmp/own.{os.path.basename(path)}"
+        result = machine.session("ls", "save", "quit")
+        assert b"vandel-device" in result.stdout and b"<ok/>" in result.stdout
 
 
 def test_the_contract_has_every_function_of_the_platform():
