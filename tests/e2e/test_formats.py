@@ -117,3 +117,37 @@ def test_a_commit(baker):
     header, _, body = EDIT.partition("\n")
     frame = baker.tarnd.frames[-1]
     assert frame.header + frame.body == sent(header, body) + b"\0"
+
+
+def constants(header):
+    """The numbers that a header of the formats gives names to."""
+    with open(os.path.join(ROOT, "format", header), encoding="utf-8") as file:
+        code = re.sub("//.*", "", file.read())
+    found = re.findall(r"(\w+) = ((?:0x)?[0-9a-fA-F]+)(?:U << (\d+))?[,;]", code)
+    return {name: int(number, 0) << int(shift or 0) for name, number, shift in found}
+
+
+def text_of(page):
+    with open(os.path.join(ROOT, "docs", "man", page), encoding="utf-8") as file:
+        return file.read()
+
+
+def test_the_numbers_of_a_frame():
+    frame, page = constants("frame.h"), text_of("vandel-frames.7")
+    assert f".It 0 Ta 4 Ta {frame['frame_magic']:X} hexadecimal\n" in page
+    assert f".It {frame['frame_header_size']} Ta length Ta the body" in page
+    assert f"\nA body has at most {frame['frame_body_limit']} bytes" in page
+
+
+def test_the_numbers_of_a_record():
+    record, page = constants("schema_record.h"), text_of("vandel-schema.5")
+    assert f".It {record['record_help_offset']} Ta i16 Ta offset of the help text" in page
+    assert f".It {record['record_type_offset']} Ta i16 Ta offset of the name of the type" in page
+    assert f".It {record['record_bound_offset']} Ta i16 Ta the length of the strings" in page
+    assert f".It {record['node_record_minimum']} Ta strings" in page
+    assert f"\n{record['module_record_minimum']} bytes that are zero" in page
+    table = re.findall(r"(?m)^\.It (\d) Ta ([a-z-]+)$", page)
+    kinds = {name.removeprefix("node_kind_") for name in record if name.startswith("node_kind_")}
+    assert {name.replace("-", "_") for _, name in table} == kinds - {"module", "browsable"}
+    for number, name in table:
+        assert record[f"node_kind_{name.replace('-', '_')}"] == int(number)
