@@ -18,6 +18,7 @@ from support.netconfd import Netconfd
 from support.prompt import Prompt
 from support.router import router
 from support.schemac import MODELS, RUN_MODULES
+from support.servers import accepts
 from support.shell import BUILD, ROOT
 
 UNSEEN = re.compile(r"\x1b\[[0-9;]*m|[\r\a]")
@@ -189,7 +190,7 @@ def test_the_way_to_a_router_of_one_s_own(machine):
             )  # fmt: skip
             servers.callback(process.wait)
             servers.callback(process.terminate)
-            wait_for(lambda: os.path.exists(os.path.join(directory, socket)), words)
+            wait_for(lambda: accepts(os.path.join(directory, socket)), words)
             os.link(os.path.join(directory, socket), machine.path(f"own.{socket}"))
 
         database, compiler, gateway, shell = map(words_here, commands_for_a_router("docs/guide.md"))
@@ -217,6 +218,37 @@ def test_the_contract_has_every_function_of_the_platform():
     found = re.findall(r"(?m)^### (\w+)\n\n((?:    .*\n)+)", read("docs/porting.md"))
     assert {name: text.split() for name, text in found} == declared
     assert len(declared) == 8
+
+
+DOCUMENTS = ("README.md", "CONTRIBUTING.md", "CHANGES.md", "bench/README.md") + tuple(
+    f"docs/{name}" for name in os.listdir(os.path.join(ROOT, "docs")) if name.endswith(".md")
+)
+
+
+def anchors(text):
+    """What a link may name in a document: its headings, as they stand in an address."""
+    headings = re.findall(r"(?m)^#+ (.*)$", text)
+    return {re.sub(r"[^\w -]", "", heading).lower().replace(" ", "-") for heading in headings}
+
+
+@pytest.mark.parametrize("name", DOCUMENTS)
+def test_each_link_leads_somewhere(name):
+    for target in re.findall(r"\]\(([^)]+)\)", read(name)):
+        if target.startswith("https://"):
+            continue
+        path, _, anchor = target.partition("#")
+        path = os.path.normpath(os.path.join(os.path.dirname(name), path)) if path else name
+        assert os.path.exists(os.path.join(ROOT, path)), target
+        assert not anchor or anchor in anchors(read(path)), target
+
+
+def test_installed_documents_link_to_each_other_only():
+    (line,) = re.findall(r"install\(FILES (docs/.*) DESTINATION", read("CMakeLists.txt"))
+    names = line.split()
+    assert len(names) > 1
+    for name in names:
+        for target in re.findall(r"\]\(([^)#]+)", read(name)):
+            assert f"docs/{target}" in names, (name, target)
 
 
 # A test file, and in brackets after it names of its tests, or pieces of them.
