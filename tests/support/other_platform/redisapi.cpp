@@ -1,13 +1,14 @@
 // A libredisapi.so as another device may have it: there is no redis. The schema is
 // a file, /tmp/schema.flat, with a line for each field: the hash, the field and the
 // record in hexadecimal digits, with a tab between them. The file is read through
-// at each call.
+// at each call. A call of another thread than the main one ends the shell.
 #include "redisapi.h"
 
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <string_view>
+#include <unistd.h>
 
 namespace
 {
@@ -31,6 +32,8 @@ struct flat_field {
 
 flat_file *file_of(redisContext *connection)
 {
+    if (gettid() != getpid())
+        abort();
     return reinterpret_cast<flat_file *>(connection);
 }
 
@@ -114,7 +117,7 @@ int add_element(redisReply *reply, redisReply *element)
 
 redisContext *redis_connect()
 {
-    auto *file = static_cast<flat_file *>(calloc(1, sizeof(flat_file)));
+    flat_file *file = file_of(static_cast<redisContext *>(calloc(1, sizeof(flat_file))));
     if (file == nullptr)
         return nullptr;
     file->stream = fopen("/tmp/schema.flat", "re");
