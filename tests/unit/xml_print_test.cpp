@@ -2,6 +2,7 @@
 #include "link/xml_print.h"
 
 #include <gtest/gtest.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <string>
@@ -213,6 +214,67 @@ TEST(xml_print, a_large_text)
     // Nothing but text, and nothing but opening brackets.
     EXPECT_EQ(printed("<a>" + std::string(1000000, 'x')), "<a>\n");
     EXPECT_EQ(printed(std::string(1000000, '<')), "");
+}
+
+TEST(xml_print, pieces_of_every_length)
+{
+    for (size_t length = 0; length < 40; length++) {
+        const std::string text(length, 'x');
+        EXPECT_EQ(printed("<" + text + ">" + text + "</a>&" + text + "<"),
+                  "<" + text + ">\n" + (text.empty() ? "" : "  " + text + "\n") + "</a>\n  &" +
+                      text + "\n");
+        EXPECT_EQ(printed("<a>" + text + "&lt;" + text + "&gt</a>"),
+                  "<a>\n  " + text + "<" + text + "&gt\n</a>\n");
+    }
+}
+
+TEST(xml_print, every_byte_is_copied)
+{
+    // Those beside a mark in value, and those with the highest bit.
+    for (int character = 1; character < 256; character++) {
+        if (strchr("<>& ", character) != nullptr)
+            continue;
+        const std::string text(9, static_cast<char>(character));
+        EXPECT_EQ(printed("<a>" + text + "</a>"), "<a>\n  " + text + "\n</a>\n");
+        EXPECT_EQ(printed("<" + text + "><b>"),
+                  "<" + text + ">\n" + (character == '/' ? "" : "  ") + "<b>\n");
+    }
+}
+
+// What is laid out passes through a room of some size: no length may be a wrong one.
+TEST(xml_print, a_piece_ends_anywhere_in_a_large_layout)
+{
+    for (const size_t size : {4096U, 16384U, 32768U, 65536U}) {
+        for (size_t length = size - 90; length < size + 10; length++) {
+            const std::string text(length, 'x');
+            const std::string expected = "<a>\n  " + text + "&\n  <b>\n    y\n  </b>\n</a>\n";
+            EXPECT_TRUE(printed("<a>" + text + "&amp;<b>y</b></a>") == expected) << length;
+        }
+    }
+}
+
+ssize_t count_write(void *counter, const char *, size_t size)
+{
+    ++*static_cast<size_t *>(counter);
+    return static_cast<ssize_t>(size);
+}
+
+// A terminal's stream is handed over at each line.
+TEST(xml_print, lines_leave_together)
+{
+    std::string text = "<a>";
+    for (int i = 0; i < 20000; i++)
+        text += "<b>1</b>";
+    size_t writes = 0;
+    FILE *terminal = fopencookie(&writes, "w", {nullptr, count_write, nullptr, nullptr});
+    ASSERT_NE(terminal, nullptr);
+    setvbuf(terminal, nullptr, _IOLBF, 1024);
+    FILE *const original = stdout;
+    stdout = terminal;
+    xml_print(text.c_str());
+    stdout = original;
+    fclose(terminal);
+    EXPECT_LT(writes, 100U); // of 60001 lines, 440 KB
 }
 
 TEST(indent_next, by_the_second_characters)
