@@ -11,7 +11,7 @@
 namespace
 {
 
-constexpr int slots_per_step = 8;
+constexpr int slots_per_step = 8; // a power of two
 
 struct protected_character {
     char character;
@@ -36,6 +36,27 @@ int append_word(args *vector, const char *word)
     vector->argv[vector->argc] = copy;
     vector->argc++;
     vector->argv[vector->argc] = nullptr;
+    return 0;
+}
+
+// The block of a vector has room for the next power of two of steps, so that words
+// are added in linear time while the capacity grows step by step.
+bool fills_block(int capacity)
+{
+    return (capacity & (capacity - 1)) == 0;
+}
+
+// Makes the block, which is full, twice as large; 0 or -1.
+int double_block(args *vector)
+{
+    const size_t count = static_cast<size_t>(vector->capacity);
+    // Not mem_grow: it gives the old array up when it fails, and the words with it.
+    char **grown = static_cast<char **>(calloc(2 * count, sizeof(char *)));
+    if (grown == nullptr)
+        return -1;
+    memcpy_s(grown, count * sizeof(char *), vector->argv, count * sizeof(char *));
+    free(vector->argv);
+    vector->argv = grown;
     return 0;
 }
 
@@ -125,14 +146,8 @@ int args_grow(args *vector)
     }
     if (vector->argc + 2 < vector->capacity)
         return 0;
-    const size_t used = static_cast<size_t>(vector->capacity) * sizeof(char *);
-    // Not mem_grow: it gives the old array up when it fails, and the words with it.
-    char **grown = static_cast<char **>(calloc(1, used + slots_per_step * sizeof(char *)));
-    if (grown == nullptr)
+    if (fills_block(vector->capacity) && double_block(vector) != 0)
         return -1;
-    memcpy_s(grown, used, vector->argv, used);
-    free(vector->argv);
-    vector->argv = grown;
     vector->capacity += slots_per_step;
     return 0;
 }

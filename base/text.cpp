@@ -66,13 +66,6 @@ heap_text text_concat(std::initializer_list<std::string_view> pieces)
     return joined;
 }
 
-char *str_join3(const char *a, const char *separator, const char *b)
-{
-    if (a == nullptr || separator == nullptr || b == nullptr)
-        return nullptr;
-    return text_concat({a, separator, b}).release();
-}
-
 void text_replace(char **slot, heap_text text)
 {
     const heap_text old(*slot);

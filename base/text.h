@@ -42,9 +42,6 @@ heap_text text_copy(std::string_view text);
 // The pieces one after the other in a buffer of their exact size.
 heap_text text_concat(std::initializer_list<std::string_view> pieces);
 
-// a + separator + b for the caller to free; null when an argument is null.
-char *str_join3(const char *a, const char *separator, const char *b);
-
 // Replaces *slot by text and frees what it held, wiped.
 void text_replace(char **slot, heap_text text);
 

@@ -1,6 +1,6 @@
 #include "shell/arguments.h"
 
-#include <string.h>
+#include <utility>
 
 namespace
 {
@@ -8,10 +8,12 @@ namespace
 // The words joined with single blanks; null when memory runs out.
 heap_text join_words(int count, char **words)
 {
-    heap_text line(strdup(words[0]));
-    for (int i = 1; i < count && line; i++)
-        line.reset(str_join3(line.get(), " ", words[i]));
-    return line;
+    text_buffer line;
+    for (int i = 0; i < count; i++) {
+        if ((i > 0 && text_append(&line, " ") != 0) || text_append(&line, words[i]) != 0)
+            return nullptr;
+    }
+    return std::move(line.data);
 }
 
 } // namespace

@@ -15,6 +15,7 @@
 #include "link/server_session.h"
 #include "profile/profile.h"
 #include "schema/path.h"
+#include "shell/arguments.h"
 #include "shell/dispatch.h"
 #include "tests/support/files.h"
 #include "tests/support/shell_world.h"
@@ -140,9 +141,11 @@ TEST_F(shell_alloc_test, joining_and_growing)
 {
     sweep([] {},
           [] {
-              heap_text joined(str_join3("a", " ", "b"));
-              bool failed = alloc_failed;
-              EXPECT_EQ(joined == nullptr, failed);
+              char words[] = "set\0/m/c/x\0a rather long word, so that what is there has to grow";
+              char *starts[] = {words, words + 4, words + 11};
+              const heap_text joined = take_arguments(3, starts);
+              EXPECT_EQ(joined == nullptr, alloc_failed);
+              EXPECT_STREQ(starts[2], "");
               text_buffer buffer;
               for (int i = 0; i < 200; i++) {
                   if (text_append(&buffer, "some text") != 0) {
@@ -152,6 +155,25 @@ TEST_F(shell_alloc_test, joining_and_growing)
                   }
               }
           });
+}
+
+// What joins and splits words must not begin anew with each of them.
+TEST_F(shell_alloc_test, many_words_cost_no_more_than_each)
+{
+    constexpr int count = 10000;
+    std::string words;
+    for (int i = 0; i < count; i++)
+        words += std::string("word") + '\0';
+    std::vector<char *> starts;
+    for (size_t i = 0; i < count; i++)
+        starts.push_back(&words[5 * i]);
+    alloc_calls_left = 30;
+    const heap_text line = take_arguments(count, starts.data());
+    alloc_calls_left = count + 30;
+    const arg_words vector(line ? line.get() : "");
+    alloc_calls_left = -1;
+    EXPECT_FALSE(alloc_failed);
+    EXPECT_EQ(vector.argc, count);
 }
 
 TEST_F(shell_alloc_test, unknown_words)

@@ -16,23 +16,6 @@ extern "C" const char *__asan_default_options(void)
 namespace
 {
 
-TEST(str_join3, joins_three_texts)
-{
-    heap_text joined(str_join3("cd", " ", "a b"));
-    EXPECT_STREQ(joined.get(), "cd a b");
-    joined.reset(str_join3("", "", ""));
-    EXPECT_STREQ(joined.get(), "");
-    joined.reset(str_join3("%s", "%n", "%d"));
-    EXPECT_STREQ(joined.get(), "%s%n%d");
-}
-
-TEST(str_join3, a_missing_text_gives_nothing)
-{
-    EXPECT_EQ(str_join3(nullptr, " ", "b"), nullptr);
-    EXPECT_EQ(str_join3("a", nullptr, "b"), nullptr);
-    EXPECT_EQ(str_join3("a", " ", nullptr), nullptr);
-}
-
 TEST(text_copy, copies_the_view_and_ends_it)
 {
     heap_text copy = text_copy(std::string_view("abcdef", 3));
