@@ -26,6 +26,7 @@ void print_reply(benchmark::State &state)
     reply += "</data></rpc-reply>";
     for ([[maybe_unused]] auto turn : state)
         xml_print(reply.c_str());
+    state.SetComplexityN(state.range(0));
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * reply.size()));
 }
 
@@ -45,7 +46,11 @@ void list_nodes(benchmark::State &state)
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
 }
 
-BENCHMARK(print_reply)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(print_reply)
+    ->RangeMultiplier(10)
+    ->Range(1000, 1000000)
+    ->Complexity()
+    ->Unit(benchmark::kMillisecond);
 BENCHMARK(list_nodes)->Arg(100)->Arg(10000)->Unit(benchmark::kMillisecond);
 
 } // namespace
