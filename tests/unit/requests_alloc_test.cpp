@@ -4,6 +4,7 @@
 
 #include <fstream>
 
+#include "link/notification.h"
 #include "link/server_session.h"
 #include "shell/dispatch.h"
 #include "tests/support/shell_world.h"
@@ -110,6 +111,19 @@ TEST_F(requests_alloc_test, an_import_holds_its_body_once)
     std::ofstream("/tmp/import") << "<data>" << std::string(large, 'd') << "</data>";
     watch_line("import-config /tmp/import running");
     EXPECT_LT(most_bytes, large + 8192);
+}
+
+TEST_F(requests_alloc_test, an_ordinary_reply_is_looked_at_without_memory)
+{
+    const std::string reply = data_reply("<c d=\"e\">&lt;\xc3\xa4</c>");
+    alloc_failed = false;
+    alloc_counts_libxml2 = true;
+    alloc_calls_left = 0;
+    const int found = is_notification(reply.data(), reply.size());
+    alloc_calls_left = -1;
+    alloc_counts_libxml2 = false;
+    EXPECT_FALSE(alloc_failed);
+    EXPECT_EQ(found, 0);
 }
 
 } // namespace

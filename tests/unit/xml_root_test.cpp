@@ -13,14 +13,14 @@ constexpr char name_space[] = "urn:n";
 const std::string root = "<a xmlns=\"urn:n\">";
 
 // What the document says.
-xml_root_result document_says(const std::string &text)
+xml_root_result document_says(const std::string &text, const char *wanted = "/n:a")
 {
     const xml_doc document = xml_parse(text.data(), text.size());
     if (!document)
         return xml_root_unreadable;
     ns_entry *namespaces = nullptr;
     EXPECT_EQ(ns_add(&namespaces, "n", name_space), 0);
-    const xpath_result found(xpath_eval(document.get(), "/n:a", &namespaces));
+    const xpath_result found(xpath_eval(document.get(), wanted, &namespaces));
     ns_free(&namespaces);
     return found ? xml_root_matches : xml_root_differs;
 }
@@ -102,6 +102,62 @@ TEST_F(xml_root_test, each_sample_cut_anywhere)
     }
 }
 
+// A text without its root in it is read in another way, if it is an ordinary one.
+void compare_for_both_roots(const std::string &text)
+{
+    ASSERT_EQ(told(text), document_says(text)) << text;
+    ASSERT_EQ(xml_root_find(text.data(), text.size(), "z", name_space), document_says(text, "/n:z"))
+        << text;
+}
+
+const std::vector<std::string> &ordinary_samples()
+{
+    static const std::vector<std::string> texts = {
+        "<b/>",
+        "<b:c xmlns:b=\"urn:n\"><b:a/></b:c >\n",
+        "<b c='1' "
+        "d=\"2\"\t>\xc3\xa4\xe2\x82\xac]<c></c>&lt;&gt;&amp;&quot;&apos;&#9;&#10;&#13;</b>",
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<b><c-1._2 ><a/></c-1._2></b>" +
+            std::string(1, '\0'),
+        "<b>]]&gt; ] ]</b>",
+        "<b x:y=\"'\" x:z='\"'/>",
+    };
+    return texts;
+}
+
+TEST_F(xml_root_test, ordinary_texts_without_the_root)
+{
+    for (const std::string &text : ordinary_samples()) {
+        compare_for_both_roots(text);
+        EXPECT_EQ(told(text), xml_root_differs) << text;
+        for (size_t length = 0; length < text.size(); length++)
+            compare_for_both_roots(text.substr(0, length));
+        for (size_t at = 0; at < text.size(); at++) {
+            for (int byte = 0; byte < 256; byte++) {
+                std::string changed = text;
+                changed[at] = static_cast<char>(byte);
+                compare_for_both_roots(changed);
+                compare_for_both_roots(text.substr(0, at) + static_cast<char>(byte) +
+                                       text.substr(at));
+            }
+            compare_for_both_roots(text.substr(0, at) + text.substr(at + 1));
+        }
+    }
+}
+
+TEST_F(xml_root_test, many_attributes_and_deep_elements_without_the_root)
+{
+    for (const size_t count : {14U, 15U, 16U, 17U, 127U, 128U, 129U, 254U, 255U, 256U, 257U}) {
+        std::string attributes;
+        for (size_t i = 0; i < count; i++)
+            attributes += " x" + std::to_string(i) + "=\"\"";
+        compare_for_both_roots("<b" + attributes + "/>");
+        compare_for_both_roots("<b" + attributes + " x0=\"\"/>");
+        compare_for_both_roots(many(count, "<b>") + many(count, "</b>"));
+        compare_for_both_roots(many(count, "<b>") + "<b/>" + many(count, "</b>"));
+    }
+}
+
 TEST_F(xml_root_test, samples_with_bytes_changed_and_joined)
 {
     std::mt19937 random(1);
@@ -120,7 +176,7 @@ TEST_F(xml_root_test, samples_with_bytes_changed_and_joined)
             if (text.empty())
                 break;
         }
-        ASSERT_EQ(told(text), document_says(text)) << text;
+        compare_for_both_roots(text);
     }
 }
 
@@ -154,7 +210,8 @@ TEST_F(xml_root_test, long_names_values_and_texts)
              {root + filler + "</a>", root + filler + "&amp;" + filler + "</a>",
               root + many(length, "\xc3\xa4") + "</a>", root + "<" + filler + "/></a>",
               "<a xmlns=\"urn:n\" b=\"" + filler + "\"/>", root + "<!--" + filler + "--></a>",
-              root + "<![CDATA[" + filler + "]]></a>", root + "<?p " + filler + "?></a>"})
+              root + "<![CDATA[" + filler + "]]></a>", root + "<?p " + filler + "?></a>",
+              "<b>" + filler + "</b>", "<b c='" + filler + "'/>", "<" + filler + "/>"})
             EXPECT_EQ(told(text), document_says(text)) << length << text.substr(0, 30);
     }
 }

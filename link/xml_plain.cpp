@@ -1,0 +1,253 @@
+// A parser takes longer for a large reply than reading and printing it, and for a reply
+// all that is wanted of it is that it is well-formed. This reader tells so for what
+// daemons send: elements and attributes with names of ASCII letters, text with the
+// usual entities. It is stricter than XML: whatever it does not know, and whatever
+// comes near a limit of the parser, it leaves to the parser. What it accepts, the
+// parser accepts; tests/fuzz/root_fuzz holds the two against each other.
+#include "link/xml_plain.h"
+
+#include <stdint.h>
+#include <string.h>
+#include <string_view>
+
+#include "base/text.h"
+
+namespace
+{
+
+constexpr size_t depth_limit = 128;
+constexpr size_t attribute_limit = 16;
+constexpr size_t name_limit = 1000;
+constexpr size_t text_limit = 1000000;
+
+constexpr std::string_view declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
+constexpr std::string_view entities[] = {"&lt;",   "&gt;", "&amp;", "&quot;",
+                                         "&apos;", "&#9;", "&#10;", "&#13;"};
+
+enum byte_class : uint8_t {
+    byte_other,
+    byte_text,       // stands in text for itself
+    byte_blank,      // so does white space
+    byte_name,       // stands in a name, and in text
+    byte_name_start, // may begin a name
+};
+
+struct class_table {
+    uint8_t of[256] = {};
+
+    constexpr class_table()
+    {
+        for (int byte = ' '; byte < 0x7f; byte++)
+            of[byte] = byte_text;
+        for (int letter = 0; letter < 26; letter++)
+            of['a' + letter] = of['A' + letter] = byte_name_start;
+        of['_'] = byte_name_start;
+        for (int digit = '0'; digit <= '9'; digit++)
+            of[digit] = byte_name;
+        of['-'] = of['.'] = byte_name;
+        of[' '] = of['\t'] = of['\n'] = of['\r'] = byte_blank;
+        of['<'] = of['&'] = of[']'] = byte_other;
+    }
+};
+
+constexpr class_table classes;
+
+uint8_t class_of(char byte)
+{
+    return classes.of[static_cast<unsigned char>(byte)];
+}
+
+struct plain_reader {
+    const char *at;
+    const char *end;
+    std::string_view open[depth_limit]; // names of the elements that are open
+    size_t depth;
+};
+
+bool take(plain_reader *reader, char byte)
+{
+    if (reader->at == reader->end || *reader->at != byte)
+        return false;
+    reader->at++;
+    return true;
+}
+
+bool take_blanks(plain_reader *reader)
+{
+    const char *start = reader->at;
+    while (reader->at < reader->end && class_of(*reader->at) == byte_blank)
+        reader->at++;
+    return reader->at > start;
+}
+
+bool take_name_part(plain_reader *reader)
+{
+    if (reader->at == reader->end || class_of(*reader->at) != byte_name_start)
+        return false;
+    while (reader->at < reader->end && class_of(*reader->at) >= byte_name)
+        reader->at++;
+    return true;
+}
+
+// A name, with its prefix if it has one; empty where there is none.
+std::string_view take_name(plain_reader *reader)
+{
+    const char *start = reader->at;
+    if (!take_name_part(reader) || (take(reader, ':') && !take_name_part(reader)))
+        return {};
+    const std::string_view name(start, static_cast<size_t>(reader->at - start));
+    return name.size() <= name_limit ? name : std::string_view();
+}
+
+bool continues(const char *at, int count)
+{
+    for (; count > 0; count--, at++) {
+        if ((static_cast<unsigned char>(*at) & 0xc0) != 0x80)
+            return false;
+    }
+    return true;
+}
+
+// A character of UTF-8 in two or three bytes, of the ranges in which all are allowed.
+bool take_character(plain_reader *reader)
+{
+    const unsigned char first = static_cast<unsigned char>(*reader->at);
+    const int more = first >= 0xc2 && first <= 0xdf ? 1 : first >= 0xe1 && first <= 0xec ? 2 : 0;
+    if (more == 0 || reader->end - reader->at <= more || !continues(reader->at + 1, more))
+        return false;
+    reader->at += more + 1;
+    return true;
+}
+
+bool take_entity(plain_reader *reader)
+{
+    const std::string_view rest(reader->at, static_cast<size_t>(reader->end - reader->at));
+    for (const std::string_view entity : entities) {
+        if (text_starts_with(rest, entity)) {
+            reader->at += entity.size();
+            return true;
+        }
+    }
+    return false;
+}
+
+// A bracket that is not followed by another: "]]>" may not stand in a text.
+bool take_bracket(plain_reader *reader)
+{
+    const bool is_one =
+        reader->end - reader->at > 1 && reader->at[0] == ']' && reader->at[1] != ']';
+    reader->at += is_one ? 1 : 0;
+    return is_one;
+}
+
+bool take_text(plain_reader *reader)
+{
+    const char *start = reader->at;
+    for (;;) {
+        while (reader->at < reader->end && class_of(*reader->at) != byte_other)
+            reader->at++;
+        if (reader->at == reader->end || *reader->at == '<')
+            return static_cast<size_t>(reader->at - start) <= text_limit;
+        if (!take_entity(reader) && !take_bracket(reader) && !take_character(reader))
+            return false;
+    }
+}
+
+bool take_value(plain_reader *reader)
+{
+    const char *start = reader->at;
+    const char quote = start < reader->end ? *start : '\0';
+    if (quote != '"' && quote != '\'')
+        return false;
+    reader->at++;
+    while (reader->at < reader->end && *reader->at != quote && class_of(*reader->at) != byte_other)
+        reader->at++;
+    return static_cast<size_t>(reader->at - start) <= text_limit && take(reader, quote);
+}
+
+bool stands_at_tag_end(const plain_reader &reader)
+{
+    return reader.at < reader.end && (*reader.at == '/' || *reader.at == '>');
+}
+
+// What stands in a tag after its name, up to "/" or ">". No name comes twice.
+bool take_attributes(plain_reader *reader)
+{
+    std::string_view names[attribute_limit];
+    size_t count = 0;
+    while (take_blanks(reader) && !stands_at_tag_end(*reader)) {
+        const std::string_view name = take_name(reader);
+        if (name.empty() || count == attribute_limit || !take(reader, '=') || !take_value(reader))
+            return false;
+        for (size_t i = 0; i < count; i++) {
+            if (names[i] == name)
+                return false;
+        }
+        names[count] = name;
+        count++;
+    }
+    return true;
+}
+
+bool take_start(plain_reader *reader, std::string_view name)
+{
+    if (name.empty() || (!stands_at_tag_end(*reader) && !take_attributes(reader)))
+        return false;
+    if (take(reader, '/'))
+        return take(reader, '>');
+    if (reader->depth == depth_limit || !take(reader, '>'))
+        return false;
+    reader->open[reader->depth] = name;
+    reader->depth++;
+    return true;
+}
+
+bool take_end(plain_reader *reader)
+{
+    const std::string_view name = take_name(reader);
+    if (name.empty() || reader->depth == 0 || name != reader->open[reader->depth - 1])
+        return false;
+    reader->depth--;
+    take_blanks(reader);
+    return take(reader, '>');
+}
+
+// What is inside the root, and its end.
+bool take_content(plain_reader *reader)
+{
+    while (reader->depth > 0) {
+        if (!take_text(reader) || !take(reader, '<'))
+            return false;
+        if (!(take(reader, '/') ? take_end(reader) : take_start(reader, take_name(reader))))
+            return false;
+    }
+    return true;
+}
+
+bool has_local_name(std::string_view name, std::string_view local)
+{
+    const size_t colon = name.find(':');
+    return text_slice(name, colon == std::string_view::npos ? 0 : colon + 1) == local;
+}
+
+} // namespace
+
+bool xml_is_plain(const char *text, size_t length, const char *name)
+{
+    plain_reader reader;
+    reader.at = text;
+    reader.end = text + length;
+    reader.depth = 0;
+    if (text_starts_with({text, length}, declaration)) {
+        reader.at += declaration.size();
+        take_blanks(&reader);
+    }
+    if (!take(&reader, '<'))
+        return false;
+    const std::string_view root = take_name(&reader);
+    if (has_local_name(root, name) || !take_start(&reader, root) || !take_content(&reader))
+        return false;
+    take_blanks(&reader);
+    take(&reader, '\0'); // a daemon may count the end of its text
+    return reader.at == reader.end;
+}
