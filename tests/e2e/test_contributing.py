@@ -96,3 +96,13 @@ def test_the_presets_are_those_of_cmake():
     assert described == folders
     used = re.findall(r"--preset ([a-z]+)", read("CONTRIBUTING.md"))
     assert set(used) <= {preset["name"] for preset in shown}
+
+
+def test_what_fuzz_targets_are_there_for_is_there():
+    with open(os.path.join(ROOT, "tests", "fuzz", "code"), encoding="utf-8") as code:
+        lines = [line.split() for line in code if not line.startswith("#")]
+    targets = os.listdir(os.path.join(ROOT, "tests", "fuzz", "corpus"))
+    assert sorted(line[0] for line in lines) == sorted(targets)
+    for line in lines:
+        for path in line[1:]:
+            assert os.path.isfile(os.path.join(ROOT, path)), path
