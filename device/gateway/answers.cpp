@@ -1,6 +1,7 @@
 #include "device/gateway/answers.h"
 
 #include "bounded.h"
+#include "format/namespaces.h"
 
 namespace
 {
@@ -42,7 +43,7 @@ int append_escaped(byte_buffer *out, const char *value)
 
 int append_reply_start(const char *message_id, byte_buffer *out)
 {
-    int result = append(out, {"<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"",
+    int result = append(out, {"<rpc-reply xmlns=\"" NETCONF_BASE_NAMESPACE "\"",
                               message_id != nullptr ? " message-id=\"" : ">"});
     if (result == 0 && message_id != nullptr)
         result = append_escaped(out, message_id);
@@ -57,8 +58,8 @@ int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer
     sprintf_s(number, sizeof number, "%u", static_cast<unsigned>(session_id));
     if (append_reply_start(message_id, out) != 0)
         return -1;
-    return append(out, {"<session-id xmlns=\"com:quorvex:netconf:private:vesk:device:tarnd\">",
-                        number, "</session-id></rpc-reply>"});
+    return append(
+        out, {"<session-id xmlns=\"" TARND_NAMESPACE "\">", number, "</session-id></rpc-reply>"});
 }
 
 int failure_reply_write(const char *message_id, const char *message, byte_buffer *out)
@@ -82,7 +83,7 @@ int closed_notice_write(const char *reason, time_t when, byte_buffer *out)
         strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
         return -1;
     constexpr char start[] =
-        "<notification xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\"><eventTime>";
+        "<notification xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"><eventTime>";
     constexpr char middle[] =
         "</eventTime><session-closed xmlns=\"urn:vandel:tarnd-gateway\"><reason>";
     constexpr char end[] = "</reason></session-closed></notification>";

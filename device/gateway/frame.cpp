@@ -5,20 +5,9 @@
 namespace
 {
 
-constexpr uint32_t frame_magic = 0xFEDCBAFF;
-
-struct frame_header {
-    uint32_t magic;
-    uint32_t length;
-    uint16_t sequence;
-    uint16_t reserved;
-};
-static_assert(sizeof(frame_header) == frame_header_size);
-
 frame_result judge_header(frame_reader *reader)
 {
-    frame_header header;
-    memcpy_s(&header, sizeof header, reader->header, sizeof reader->header);
+    const frame_header header = frame_header_read(reader->header);
     if (header.magic != frame_magic)
         return frame_bad_magic;
     if (header.length > frame_body_limit)
@@ -121,10 +110,4 @@ const char *frame_result_text(frame_result result)
         break;
     }
     return "no error";
-}
-
-void frame_header_write(uint32_t length, uint16_t sequence, char header[frame_header_size])
-{
-    const frame_header fields{frame_magic, length, sequence, 0};
-    memcpy_s(header, frame_header_size, &fields, sizeof fields);
 }

@@ -1,10 +1,4 @@
-// The frames between a shell and the gateway.
-//
-// A frame is a header of 12 bytes and a body. Header, in the host's byte order:
-// u32 magic FEDCBAFF, u32 body length, u16 sequence (the sender's frame
-// counter), u16 zero. A shell's body is XML text, usually with the zero byte
-// that ends a C text; frames toward a shell carry the text alone, because a
-// shell terminates what it reads itself and parses over the whole length.
+// Reading the frames of a shell (format/frame.h) as they arrive, in pieces.
 #ifndef VANDEL_GATEWAY_FRAME_H
 #define VANDEL_GATEWAY_FRAME_H
 
@@ -12,10 +6,9 @@
 #include <stdint.h>
 
 #include "device/gateway/byte_buffer.h"
+#include "format/frame.h"
 
-constexpr size_t frame_header_size = 12;
 constexpr size_t frame_beginning = 4096; // bytes that are kept of a body that is discarded
-constexpr uint32_t frame_body_limit = uint32_t{1} << 28; // bytes; what a shell accepts at most
 
 // Collects one frame at a time. An all-zero reader is ready for a frame.
 struct frame_reader {
@@ -63,8 +56,5 @@ bool frame_reader_idle(const frame_reader *reader);
 
 // What is wrong with a frame, for the log; a static text.
 const char *frame_result_text(frame_result result);
-
-// Writes the header of a frame with a body of length bytes.
-void frame_header_write(uint32_t length, uint16_t sequence, char header[frame_header_size]);
 
 #endif

@@ -6,9 +6,10 @@
 
 #include "device/gateway/xml_leaf.h"
 #include "device/gateway/xml_walk.h"
+#include "format/namespaces.h"
 
 const char hello_text[] = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>"
-                          "<hello xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><capabilities>"
+                          "<hello xmlns=\"" NETCONF_BASE_NAMESPACE "\"><capabilities>"
                           "<capability>urn:ietf:params:netconf:base:1.0</capability>"
                           "<capability>urn:ietf:params:netconf:base:1.1</capability>"
                           "</capabilities></hello>";

@@ -12,6 +12,7 @@
 
 #include "device/gateway/answers.h"
 #include "device/gateway/report.h"
+#include "format/namespaces.h"
 
 namespace
 {
@@ -24,9 +25,9 @@ constexpr char no_room[] = "the gateway has no room for the request now (--max-b
 
 constexpr char subscription_id[] = "tarnd-gateway-subscription";
 constexpr char subscription_text[] =
-    "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\""
+    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\""
     " message-id=\"tarnd-gateway-subscription\">"
-    "<create-subscription xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\"/></rpc>";
+    "<create-subscription xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"/></rpc>";
 
 // How a chunk header begins, for nudges.
 constexpr char header_beginning[] = "\n#";
@@ -79,7 +80,7 @@ void send_to_shell(relay *session, byte_buffer *body)
         return;
     }
     char header[frame_header_size];
-    frame_header_write(static_cast<uint32_t>(body->size), session->sequence++, header);
+    frame_header_write(header, static_cast<uint32_t>(body->size), session->sequence++);
     outgoing_load(&session->to_shell, header, sizeof header, body, "", 0);
 }
 

@@ -8,11 +8,12 @@
 #include "bounded.h"
 #include "device/gateway/xml_leaf.h"
 #include "device/gateway/xml_walk.h"
+#include "format/namespaces.h"
 
 namespace
 {
 
-constexpr char private_namespace[] = "com:quorvex:netconf:private:vesk:device:tarnd";
+constexpr char private_namespace[] = TARND_NAMESPACE;
 
 // A head that needs more than this is not one of those that matter here.
 constexpr size_t head_size_limit = 65536;

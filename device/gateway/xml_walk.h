@@ -14,7 +14,9 @@
 #include <stddef.h>
 #include <string_view>
 
-constexpr char netconf_base_namespace[] = "urn:ietf:params:xml:ns:netconf:base:1.0";
+#include "format/namespaces.h"
+
+constexpr char netconf_base_namespace[] = NETCONF_BASE_NAMESPACE;
 
 constexpr unsigned xml_depth_limit = 264;
 constexpr unsigned xml_space_limit = 256;

@@ -34,17 +34,19 @@ std::string make_node_record(node_kind kind, bool is_config, std::string_view ty
     std::string area(1, '\0');
     size_t type_offset = add_string(&area, type);
     size_t help_offset = add_string(&area, help);
-    std::string record(20, '\0');
-    put_u16(&record, 0, (static_cast<size_t>(kind) << 6) | (is_config ? 1U : 0U));
-    put_u16(&record, 12, help_offset);
-    put_u16(&record, 14, type_offset);
-    put_u16(&record, 18, area.size());
+    std::string record(node_record_minimum, '\0');
+    put_u16(&record, 0,
+            (static_cast<size_t>(kind) << record_kind_shift) |
+                (is_config ? record_config_flag : 0));
+    put_u16(&record, record_help_offset, help_offset);
+    put_u16(&record, record_type_offset, type_offset);
+    put_u16(&record, record_bound_offset, area.size());
     return record + area;
 }
 
 std::string make_module_record(std::string_view name_space)
 {
-    std::string record(43, '\0');
+    std::string record(module_record_minimum, '\0');
     record.append(name_space);
     record.push_back('\0');
     return record;

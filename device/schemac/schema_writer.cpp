@@ -39,14 +39,14 @@ struct stored_kind {
 };
 
 constexpr stored_kind stored_kinds[] = {
-    {LYS_CONTAINER, node_kind::container},
-    {LYS_LEAF, node_kind::leaf},
-    {LYS_LEAFLIST, node_kind::leaf_list},
-    {LYS_LIST, node_kind::list},
-    {LYS_CHOICE, node_kind::choice},
-    {LYS_CASE, node_kind::choice_case},
-    {LYS_RPC, node_kind::rpc},
-    {LYS_INPUT, node_kind::input},
+    {LYS_CONTAINER, node_kind_container},
+    {LYS_LEAF, node_kind_leaf},
+    {LYS_LEAFLIST, node_kind_leaf_list},
+    {LYS_LIST, node_kind_list},
+    {LYS_CHOICE, node_kind_choice},
+    {LYS_CASE, node_kind_case},
+    {LYS_RPC, node_kind_rpc},
+    {LYS_INPUT, node_kind_input},
 };
 
 // Null for what the shell has no use for.

@@ -116,7 +116,7 @@ struct module_maker {
         const std::string help = describe();
         const unsigned more = input->byte();
         text += (more & 1) != 0 ? "units \"" + quoted() + "\";\n" : "";
-        text += (more & 2) != 0 && kind == node_kind::leaf ? "mandatory true;\n" : "";
+        text += (more & 2) != 0 && kind == node_kind_leaf ? "mandatory true;\n" : "";
         text += "}\n";
         wanted[place.path].push_back(
             {name, kind, place.is_config, type.substr(0, type.find_first_of(" ;")), help});
@@ -141,7 +141,7 @@ struct module_maker {
         const std::string help = describe();
         making_place lower = below(place);
         lower.path += "/" + name;
-        wanted[place.path].push_back({name, node_kind::container, lower.is_config, "", help});
+        wanted[place.path].push_back({name, node_kind_container, lower.is_config, "", help});
         make_nodes(lower);
         text += "}\n";
     }
@@ -153,13 +153,13 @@ struct module_maker {
         const std::string help = describe();
         making_place lower = below(place);
         lower.path += "/" + name + "[]";
-        wanted[place.path].push_back({name, node_kind::list, lower.is_config, "", help});
+        wanted[place.path].push_back({name, node_kind_list, lower.is_config, "", help});
         std::string names;
         for (unsigned keys = input->byte() % 3 + (lower.is_config ? 1 : 0); keys > 0; keys--) {
             const std::string key = new_name();
             text += "leaf " + key + " { type string; }\n";
             names += (names.empty() ? "" : " ") + key;
-            const wanted_node node = {key, node_kind::leaf, lower.is_config, "string", ""};
+            const wanted_node node = {key, node_kind_leaf, lower.is_config, "string", ""};
             wanted[place.path + "/" + name].push_back(node);
             wanted[lower.path].push_back(node);
         }
@@ -175,14 +175,13 @@ struct module_maker {
         const std::string help = describe();
         making_place lower = below(place);
         lower.path += "/" + name;
-        wanted[place.path].push_back({name, node_kind::choice, lower.is_config, "", help});
+        wanted[place.path].push_back({name, node_kind_choice, lower.is_config, "", help});
         for (unsigned cases = input->byte() % 3 + 1; cases > 0; cases--) {
             making_place inside = lower;
             const std::string case_name = new_name();
             inside.path += "/" + case_name;
             text += "case " + case_name + " {\n";
-            wanted[lower.path].push_back(
-                {case_name, node_kind::choice_case, lower.is_config, "", ""});
+            wanted[lower.path].push_back({case_name, node_kind_case, lower.is_config, "", ""});
             make_nodes(inside);
             text += "}\n";
         }
@@ -197,9 +196,9 @@ struct module_maker {
         if (which == 6)
             text += "anydata " + new_name() + ";\n";
         else if (which == 1)
-            make_leaf(place, "leaf-list", node_kind::leaf_list);
+            make_leaf(place, "leaf-list", node_kind_leaf_list);
         else if (which == 0 || is_leaf)
-            make_leaf(place, "leaf", node_kind::leaf);
+            make_leaf(place, "leaf", node_kind_leaf);
         else if (which == 2)
             make_container(place);
         else if (which == 3)
@@ -220,10 +219,10 @@ struct module_maker {
         const std::string path = module + "/" + name;
         text += "rpc " + name + " {\n";
         const std::string help = describe();
-        wanted[module].push_back({name, node_kind::rpc, false, "", help});
-        wanted[path].push_back({"input", node_kind::input, true, "", ""});
+        wanted[module].push_back({name, node_kind_rpc, false, "", help});
+        wanted[path].push_back({"input", node_kind_input, true, "", ""});
         text += "input {\nleaf first { type string; }\n";
-        wanted[path + "/input"].push_back({"first", node_kind::leaf, true, "string", ""});
+        wanted[path + "/input"].push_back({"first", node_kind_leaf, true, "string", ""});
         make_nodes({path + "/input", true, true, 2});
         text += "}\noutput {\nleaf last { type string; }\n}\n}\n";
     }
@@ -255,7 +254,7 @@ void check_child(const wanted_node &wanted, const std::string &name, const std::
 bool is_reversed(const std::string &path, const std::vector<wanted_node> &children,
                  const wanted_hashes &all)
 {
-    return children[0].kind != node_kind::choice_case && all.count(path + "[]") == 0;
+    return children[0].kind != node_kind_case && all.count(path + "[]") == 0;
 }
 
 void check_hashes(const wanted_hashes &wanted, const fuzz_hashes &stored)

@@ -31,9 +31,9 @@ frame_result feed_split(frame_reader *reader, const std::string &bytes, size_t s
 TEST(gateway_frame, header_bytes)
 {
     char header[12];
-    frame_header_write(0x01020304, 0xA1B2, header);
+    frame_header_write(header, 0x01020304, 0xA1B2);
     EXPECT_EQ(std::string(header, 12), "\xFF\xBA\xDC\xFE\x04\x03\x02\x01\xB2\xA1\x00\x00"s);
-    frame_header_write(0, 0, header);
+    frame_header_write(header, 0, 0);
     EXPECT_EQ(std::string(header, 12), "\xFF\xBA\xDC\xFE\0\0\0\0\0\0\0\0"s);
 }
 

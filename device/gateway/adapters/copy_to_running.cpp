@@ -21,6 +21,7 @@
 #include "device/gateway/report.h"
 #include "device/gateway/running_copy.h"
 #include "device/gateway/running_edit.h"
+#include "format/namespaces.h"
 
 namespace
 {
@@ -39,10 +40,10 @@ constexpr uint8_t edit_limit = 3;
 constexpr char startup_id[] = "tarnd-gateway-startup";
 constexpr char running_id[] = "tarnd-gateway-running";
 constexpr char read_startup[] =
-    "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"tarnd-gateway-startup\">"
+    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-startup\">"
     "<get-config><source><startup/></source></get-config></rpc>";
 constexpr char read_running[] =
-    "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"tarnd-gateway-running\">"
+    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-running\">"
     "<get-config><source><running/></source></get-config></rpc>";
 
 adapter_outcome ask_running(exchange *exchange)
