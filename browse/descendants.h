@@ -58,7 +58,7 @@ int schema_children(const char *schema_path, const char *data_path, descendant_s
 // The first active case of a choice, or null.
 const case_entry *choice_active_case(const choice_entry *choice);
 
-// True when the set holds a node with this name. In a choice with an active
+// Whether the set holds a node with this name. In a choice with an active
 // case only that case counts, otherwise all of its cases.
 bool descendants_reach(const descendant_set *set, const char *name);
 

@@ -8,7 +8,7 @@
 struct descendant_set;
 struct place;
 
-// True when the running datastore holds data at the path.
+// Whether the running datastore holds data at the path.
 bool server_has_data(const char *path);
 
 // The entries of a list in the running datastore, into an empty set, as nodes

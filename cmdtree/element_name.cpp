@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include "base/text.h"
+#include "code_point.h"
 
 namespace
 {
@@ -45,41 +46,14 @@ bool continues_name(uint32_t character)
            is_in(character, std::begin(further_characters), std::end(further_characters));
 }
 
-// The lead bytes of characters of one length.
-struct lead_bytes {
-    unsigned mask;
-    unsigned lead;
-    size_t length;
-    uint32_t smallest; // what is less must be written shorter
-};
-
-constexpr lead_bytes leads[] = {
-    {0x80, 0x00, 1, 0},
-    {0xE0, 0xC0, 2, 0x80},
-    {0xF0, 0xE0, 3, 0x800},
-    {0xF8, 0xF0, 4, 0x10000},
-};
-
-// Takes the first character off a text that is not empty; 0, which is in no
-// name, for what is no UTF-8.
+// Takes the first character off a text that is not empty; 0, which is in no name,
+// where none begins.
 uint32_t take_character(std::string_view *text)
 {
-    const unsigned first = static_cast<unsigned char>(text->front());
-    const lead_bytes *found =
-        std::find_if(std::begin(leads), std::end(leads), [first](const lead_bytes &entry) {
-            return (first & entry.mask) == entry.lead;
-        });
-    if (found == std::end(leads) || text->size() < found->length)
-        return 0;
-    uint32_t character = first & ~found->mask;
-    for (size_t i = 1; i < found->length; i++) {
-        const unsigned next = static_cast<unsigned char>((*text)[i]);
-        if ((next & 0xC0U) != 0x80U)
-            return 0;
-        character = character << 6 | (next & 0x3FU);
-    }
-    text->remove_prefix(found->length);
-    return character >= found->smallest ? character : 0;
+    uint32_t character = 0;
+    const size_t length = code_point_read(text->data(), text->size(), &character);
+    text->remove_prefix(length);
+    return length > 0 ? character : 0;
 }
 
 bool is_named(std::string_view name)

@@ -20,7 +20,7 @@ element_name element_name_of(std::string_view name);
 // True for a text, in UTF-8, that XML takes for a name without a colon.
 bool is_xml_name(std::string_view text);
 
-// True when every component of a masked path below the module, and every key
+// Whether every component of a masked path below the module, and every key
 // in a predicate, can be written as an element. The predicate must be closed
 // and hold a key; the value of a key may be missing.
 bool path_names_elements(std::string_view path);

@@ -78,7 +78,7 @@ void free_record(list_record *record)
     free(record);
 }
 
-// True when the record's list is the node at path or lies below it; the empty
+// Whether the record's list is the node at path or lies below it; the empty
 // path has everything below it.
 bool record_matches(const list_record *record, std::string_view path)
 {

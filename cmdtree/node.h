@@ -35,7 +35,7 @@ void node_replace_value(cmd_node *node, char *value);
 // Number of "/" in the node's path.
 size_t node_depth(const cmd_node *node);
 
-// True when the last component holds a predicate with something in it.
+// Whether the last component holds a predicate with something in it.
 bool node_has_predicate(const cmd_node *node);
 
 // The last component as the name and what stands between the brackets; false

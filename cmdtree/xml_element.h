@@ -1,4 +1,4 @@
-// The XML of one command node, as the pieces before and behind its children.
+// The XML of one command node, as the pieces before and after its children.
 #ifndef VANDEL_CMDTREE_XML_ELEMENT_H
 #define VANDEL_CMDTREE_XML_ELEMENT_H
 
@@ -12,14 +12,14 @@ enum element_detail {
     element_as_filter,    // neither
 };
 
-// True when the node stands for an element: not for the root or a module.
+// Whether the node stands for an element: not for the root or a module.
 bool element_exists(const cmd_node *node);
 
 // Appends what comes before the children: the opening tag and the keys of a
 // list entry, or the whole element of a node with a value. 0 or -1.
 int element_open(text_buffer *out, const cmd_node *node, element_detail detail, path_scope scope);
 
-// Appends what comes behind the children: the closing tag of a node without a
+// Appends what comes after the children: the closing tag of a node without a
 // value. 0 or -1.
 int element_close(text_buffer *out, const cmd_node *node, element_detail detail);
 

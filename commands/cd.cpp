@@ -18,7 +18,7 @@ namespace
 
 constexpr unsigned max_levels = 1;
 
-// cd takes one level at a time: a component behind a "/", or a name, may occur
+// cd takes one level at a time: a component after a "/", or a name, may occur
 // once.
 bool has_one_level(const char *argument)
 {
@@ -28,10 +28,10 @@ bool has_one_level(const char *argument)
     unsigned levels = 0;
     unsigned names = 0;
     std::string_view rest = masked.get();
-    for (bool behind_slash = false; !rest.empty(); behind_slash = true) {
+    for (bool after_slash = false; !rest.empty(); after_slash = true) {
         const std::string_view component = text_take(&rest, '/');
         if (!component.empty() && component != ".") {
-            levels += behind_slash;
+            levels += after_slash;
             names += component != "..";
         }
     }

@@ -14,7 +14,7 @@
 namespace
 {
 
-// True when the node is listed where the operator sees it.
+// Whether the node is listed where the operator sees it.
 bool is_listed(const place &at)
 {
     const place parent = place_listing_parent(at);

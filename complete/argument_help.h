@@ -1,4 +1,4 @@
-// '?' behind a command: what its arguments may be, argument by argument.
+// '?' after a command: what its arguments may be, argument by argument.
 #ifndef VANDEL_COMPLETE_ARGUMENT_HELP_H
 #define VANDEL_COMPLETE_ARGUMENT_HELP_H
 
@@ -8,7 +8,7 @@ struct tinyrl;
 
 enum first_argument_state {
     first_argument_begun,  // some of it is typed
-    first_argument_to_come // the cursor stands behind a blank
+    first_argument_to_come // the cursor stands after a blank
 };
 
 // Prints what may stand as the command's first argument. Of one that is begun,

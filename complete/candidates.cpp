@@ -42,7 +42,7 @@ bool read_list_keys(key_names *keys)
     return place_kind(workspace) == node_kind_list && list_keys(workspace, keys) == 0;
 }
 
-// True when the name is among the first, third, fifth ... of the words.
+// Whether the name is among the first, third, fifth ... of the words.
 bool is_typed_key(std::string_view words, std::string_view name)
 {
     std::string_view key;

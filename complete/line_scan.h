@@ -16,7 +16,7 @@ struct tinyrl;
 struct line_scan {
     heap_text text;       // a copy of the line
     size_t command_start; // the first word: its first byte and
-    size_t command_end;   // the blank behind it, at most the cursor
+    size_t command_end;   // the blank after it, at most the cursor
     size_t word_start;    // the word before the cursor, which may be empty
     size_t point;         // the cursor
 };
@@ -30,7 +30,7 @@ enum quoted_blanks {
 // Reads the editor's line; 0, or -1 when memory runs out.
 int line_scan_read(const tinyrl *editor, quoted_blanks quoted, line_scan *scan);
 
-// True when the word before the cursor is the line's first, also in a line of
+// Whether the word before the cursor is the line's first, also in a line of
 // blanks. A cursor in the blanks before the first word is in no word.
 bool in_command_word(const line_scan *scan);
 

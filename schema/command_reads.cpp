@@ -6,6 +6,7 @@
 #include "base/hash.h"
 #include "base/session.h"
 #include "base/text.h"
+#include "bounded.h"
 
 // A reply. The names of its hash and its field stand after it, in its block.
 struct kept_reply {
@@ -89,8 +90,8 @@ reply_ptr keep(std::string_view hash, std::string_view field, reply_ptr reply)
     *kept = {*bucket, reply.release(), hash.size(), field_length(field)};
     *bucket = kept;
     char *names = reinterpret_cast<char *>(kept + 1);
-    hash.copy(names, hash.size());
-    field.copy(names + hash.size(), field.size());
+    memcpy_s(names, hash.size(), hash.data(), hash.size());
+    memcpy_s(names + hash.size(), field.size(), field.data(), field.size());
     return lent(kept->reply);
 }
 

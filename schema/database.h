@@ -46,10 +46,10 @@ bool module_is_known(std::string_view module);
 heap_text module_namespace(std::string_view module);
 heap_text path_namespace(const char *path);
 
-// True when the hash has the field, which is cut at its first "[".
+// Whether the hash has the field, which is cut at its first "[".
 bool schema_has_field(std::string_view hash, std::string_view field);
 
-// True when a schema path names a node; "/" does.
+// Whether a schema path names a node; "/" does.
 bool schema_path_exists(std::string_view schema_path);
 
 // The name of an rpc's input node: the first field of kind 8 in the hash of

@@ -107,7 +107,7 @@ key_value_set::~key_value_set()
 
 int key_names_create(key_names *names, size_t count)
 {
-    size_t slots = 0; // one more, for there may be none
+    size_t slots = 0; // one more, because there may be none
     if (!size_add(count, 1, &slots))
         return -1;
     names->name = static_cast<char **>(calloc(slots, sizeof(char *)));
@@ -119,7 +119,7 @@ int key_names_create(key_names *names, size_t count)
 
 int key_values_create(key_value_set *set, size_t capacity)
 {
-    size_t slots = 0; // one more, for there may be none
+    size_t slots = 0; // one more, because there may be none
     if (!size_add(capacity, 1, &slots))
         return -1;
     set->pair = static_cast<key_value *>(calloc(slots, sizeof(key_value)));
@@ -158,7 +158,7 @@ heap_text entry_name(std::string_view list, key_value_set *set, key_names *names
     }
     if (names->count == 0)
         return nullptr;
-    // A prefix may stand on one side only, so the names behind it decide which
+    // A prefix may stand on one side only, so the names after it decide which
     // key is which.
     qsort(names->name, names->count, sizeof(char *), compare_key_names);
     qsort(set->pair, set->count, sizeof(key_value), compare_key_values);

@@ -21,7 +21,7 @@ const char *path_last_component(const char *path);
 // The first component, the module; empty for "/".
 std::string_view path_module(const char *path);
 
-// True when the last component ends in a predicate.
+// Whether the last component ends in a predicate.
 bool path_is_list_entry(const char *path);
 
 // The path up to its last "/", "/" for a module.
@@ -31,13 +31,13 @@ heap_text path_parent(const char *path);
 // parent otherwise.
 heap_text path_listing_parent(const char *path);
 
-// True when path is prefix itself or lies below it.
+// Whether path is prefix itself or lies below it.
 bool path_is_within(const char *path, const char *prefix);
 
-// True when path lies within the current rpc; false outside RPC mode.
+// Whether path lies within the current rpc; false outside RPC mode.
 bool path_in_rpc(const char *path);
 
-// True in RPC mode for a path outside of the rpc: nothing can be staged or
+// Whether, in RPC mode, a path is outside of the rpc: nothing can be staged or
 // entered there.
 bool path_outside_rpc(const char *path);
 

@@ -37,7 +37,7 @@ place place_within_rpc(const char *operand);
 // The place under which one is listed: the list of an entry, else the parent.
 place place_listing_parent(const place &at);
 
-// True when the schema has a record there, of a node or a module.
+// Whether the schema has a record there, of a node or a module.
 bool place_is_known(const place &at);
 
 // What the record says. One without a record counts as a module's.

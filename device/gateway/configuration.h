@@ -88,7 +88,7 @@ size_t configuration_count(const configuration *config);
 // that stand there once (equal ones are next to each other: a leaf-list).
 const config_span *configuration_keys(const configuration *config, const config_entry *entry);
 
-// True when an attribute declares a namespace.
+// Whether an attribute declares a namespace.
 bool is_declaration(std::string_view attribute_name);
 
 // Gives the next group, by name. False: there are no more.

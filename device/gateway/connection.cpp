@@ -57,7 +57,7 @@ void shell_is_gone(connection *link, int64_t now)
     link->give_up = now + transport_grace;
 }
 
-// True when it is not the shell's turn: it waits for an answer. One that does not
+// Whether it is not the shell's turn: it waits for an answer. One that does not
 // read what it gets waits for nothing.
 bool shell_waits(const connection *link)
 {
@@ -128,7 +128,7 @@ void read_server(connection *link)
         link->server_ended = true;
 }
 
-// True when the relay has room for more.
+// Whether the relay has room for more.
 bool write_server(connection *link, int64_t now)
 {
     outgoing *message = &link->session.to_server;
@@ -219,7 +219,7 @@ const char *dismiss_idle(connection *link, int64_t now)
     return move_all(link, now);
 }
 
-// True when a shell that is refused knows it, or will not ask any more.
+// Whether a shell that is refused knows it, or will not ask any more.
 bool refusal_done(const connection *link, int64_t now)
 {
     const relay *session = &link->session;

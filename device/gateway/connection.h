@@ -68,7 +68,7 @@ void connection_end(connection *link, const char *reason, int64_t now, bool hurr
 // When connection_serve() has to be called at the latest; INT64_MAX: whenever.
 int64_t connection_deadline(const connection *link);
 
-// True when nothing is left to do, not even a process to wait for.
+// Whether nothing is left to do, not even a process to wait for.
 bool connection_finished(const connection *link);
 
 #endif

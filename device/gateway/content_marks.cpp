@@ -44,7 +44,7 @@ bool is_digit(char byte)
     return byte >= '0' && byte <= '9';
 }
 
-// True when the word is digits, maybe with a sign and a fraction.
+// Whether the word is digits, maybe with a sign and a fraction.
 bool is_number(std::string_view word)
 {
     if (!word.empty() && (word.front() == '+' || word.front() == '-'))

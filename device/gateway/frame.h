@@ -51,7 +51,7 @@ void frame_reader_discard(frame_reader *reader);
 // makes the reader ready for the next frame.
 byte_buffer frame_reader_take(frame_reader *reader);
 
-// True when nothing of a further frame has been read.
+// Whether nothing of a further frame has been read.
 bool frame_reader_idle(const frame_reader *reader);
 
 // What is wrong with a frame, for the log; a static text.

@@ -48,7 +48,7 @@ extern const char framing_chunk_trailer[];
 // The mark of end-of-message framing.
 extern const char framing_mark[];
 
-// True when a message holds the mark, so that it cannot be sent in
+// Whether a message holds the mark, so that it cannot be sent in
 // end-of-message framing.
 bool framing_holds_mark(const char *message, size_t size);
 

@@ -28,7 +28,7 @@ struct outgoing {
 void outgoing_load(outgoing *message, const char *head, size_t head_size, byte_buffer *body,
                    const char *tail, size_t tail_size);
 
-// True when nothing is left to send.
+// Whether nothing is left to send.
 bool outgoing_idle(const outgoing *message);
 
 // Fills parts with what is left to send and returns how many were filled.

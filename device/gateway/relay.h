@@ -80,7 +80,7 @@ void relay_refuse(relay *session, const char *reason);
 // The same, but the reason is told at once, as a notification.
 void relay_dismiss(relay *session, const char *reason);
 
-// True when the server's hello has not come, and may still come.
+// Whether the server's hello has not come, and may still come.
 bool relay_awaits_hello(const relay *session);
 
 // True while the shell waits for an answer, as far as the gateway knows.
@@ -100,7 +100,7 @@ void relay_no_room(relay *session, size_t size);
 // Takes bytes of the shell, no more than wanted. Returns a reason.
 const char *relay_shell_bytes(relay *session, const char *data, size_t size);
 
-// True when the relay takes bytes of the server now: they are to be put into
+// Whether the relay takes bytes of the server now: they are to be put into
 // input, from its beginning.
 bool relay_server_wanted(const relay *session);
 
@@ -121,7 +121,7 @@ bool relay_may_nudge(const relay *session);
 // may go early without changing what is said.
 void relay_nudge(relay *session);
 
-// True when no request is on its way and none has begun.
+// Whether no request is on its way and none has begun.
 bool relay_requests_done(const relay *session);
 
 #endif

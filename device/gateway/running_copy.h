@@ -17,7 +17,7 @@ struct running_copy {
     size_t copy_end;   // after copy's end tag
 };
 
-// True when the request is a copy-config to running from a configuration of its
+// Whether the request is a copy-config to running from a configuration of its
 // own or from startup. What comes after a configuration that is beyond a limit is not read.
 bool running_copy_read(std::string_view request, running_copy *copy);
 

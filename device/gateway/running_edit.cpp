@@ -193,7 +193,7 @@ void append_replacement(edit_text *out, const configuration *source, const confi
     append(out, {source->text.substr(name_end, entry->end - name_end)});
 }
 
-// True when the entries of one name are not the same ones.
+// Whether the entries of one name are not the same ones.
 bool differs(const entry_group *group)
 {
     uint64_t plain = 0;
@@ -214,14 +214,14 @@ bool is_pair(const entry_group *group)
     return group->running_count == 1 && group->source_count == 1;
 }
 
-// True when a leaf is still another one after it was replaced.
+// Whether a leaf is still another one after it was replaced.
 bool is_stuck(const edit_parts *parts, const entry_group *group)
 {
     return parts->again && is_pair(group) && !group->running->marks.has_children &&
            !group->source->marks.has_children && differs(group);
 }
 
-// True when the entry of running is the source's next one, of which kept stay.
+// Whether the entry of running is the source's next one, of which kept stay.
 bool is_kept(const entry_group *group, size_t at, size_t kept)
 {
     return kept < group->source_count &&

@@ -88,7 +88,7 @@ size_t xml_return_number_size(std::string_view text)
 bool xml_begins_character(const char *data, size_t size)
 {
     for (size_t at = 1; at < size; at++) {
-        if ((static_cast<unsigned char>(data[at]) & 0xC0) != 0x80)
+        if (!code_point_continues(data[at]))
             return false;
     }
     return size < code_point_length(*data);

@@ -34,7 +34,7 @@ message_head message_head_read(const char *text, size_t size);
 // as zero-terminated text, cut to fit; the empty text when there is none.
 void error_text_read(const char *text, size_t size, char *dest, size_t dest_size);
 
-// True when an error of that tag is among those of an error reply.
+// Whether an error of that tag is among those of an error reply.
 bool error_tag_is(const char *text, size_t size, const char *tag);
 
 // Prepares the XML library; call once, first.

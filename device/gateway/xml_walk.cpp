@@ -139,7 +139,7 @@ void on_document_type(void *context, const xmlChar *, const xmlChar *, const xml
     take_step(static_cast<xml_walk *>(context), xml_step_fail);
 }
 
-// True when the parser has been in one tag for too long. Of blanks around the root it tells
+// Whether the parser has been in one tag for too long. Of blanks around the root it tells
 // nothing, and of a text it may have told all but the last character.
 bool is_in_long_tag(xml_walk *walk)
 {

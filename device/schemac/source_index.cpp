@@ -147,7 +147,7 @@ void ensure_read(yang_source *source)
         read_header(source);
 }
 
-// True when source is a better answer than best, which may be null.
+// Whether source is a better answer than best, which may be null.
 bool is_better(const yang_source *source, const yang_source *best)
 {
     if (best == nullptr || source->is_pinned != best->is_pinned)

@@ -1,6 +1,7 @@
 // Texts of models as one line of bounded length.
 #include "device/schemac/text_tools.h"
 
+#include "code_point.h"
 #include "terminal_text.h"
 
 namespace
@@ -17,7 +18,7 @@ bool is_blank(char letter)
 size_t character_offset(std::string_view text, size_t number)
 {
     for (size_t i = 0; i < text.size(); i++) {
-        bool is_start = (static_cast<unsigned char>(text[i]) & 0xc0) != 0x80;
+        bool is_start = !code_point_continues(text[i]);
         if (is_start && number-- == 0)
             return i;
     }

@@ -1,4 +1,4 @@
-// Removing what calls leave behind in registers and below the stack pointer.
+// Removing what calls leave in registers and below the stack pointer.
 //
 // A text that was copied, compared or wiped stays in the vector registers until
 // something else takes its place there. Whoever saves them writes it to memory: the

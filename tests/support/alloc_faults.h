@@ -3,7 +3,7 @@
 // A program that includes this header is linked with --wrap for each function
 // below. Only calls of the thread that armed the fault count, and none made
 // for the played platform or the log. Those that
-// libxml2 makes count apart: their number differs from run to run, for its hash
+// libxml2 makes count apart: their number differs from run to run, because its hash
 // tables are seeded at random.
 #ifndef VANDEL_TESTS_ALLOC_FAULTS_H
 #define VANDEL_TESTS_ALLOC_FAULTS_H

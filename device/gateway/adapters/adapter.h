@@ -75,7 +75,7 @@ void exchange_ask_body(exchange *exchange, byte_buffer *request);
 // The same with one that comes back into exchange->request when it is sent.
 void exchange_ask_kept(exchange *exchange, byte_buffer *request);
 
-// True when no request is taken over.
+// Whether no request is taken over.
 bool exchange_idle(const exchange *exchange);
 
 // Offers a request, of which head was read, to the adapters that apply. Afterwards it is to be

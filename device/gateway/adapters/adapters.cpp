@@ -10,7 +10,7 @@ namespace
 
 constexpr const adapter *adapters[] = {&error_option_adapter, &copy_to_running_adapter};
 
-// True when the message is the reply with the id that is awaited, or one without any: the
+// Whether the message is the reply with the id that is awaited, or one without any: the
 // answer of a server that could not read the request so far.
 bool answers(const exchange *exchange, const message_head *head)
 {

@@ -112,7 +112,7 @@ running_source source_of(const exchange *exchange)
     return {byte_buffer_view(&exchange->request), byte_buffer_view(&exchange->source)};
 }
 
-// True when running is now what was to be copied; otherwise *fault says why it is
+// Whether running is now what was to be copied; otherwise *fault says why it is
 // not known to be.
 bool is_copied(const exchange *exchange, const byte_buffer *message, report_text *fault)
 {
