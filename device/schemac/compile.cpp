@@ -8,6 +8,7 @@
 
 #include <string.h>
 
+#include "device/schemac/features.h"
 #include "device/schemac/includes.h"
 #include "device/schemac/locate.h"
 
@@ -160,21 +161,40 @@ context_ptr make_context(compile_attempt *attempt)
     return context_ptr(context);
 }
 
-int load_module(compile_attempt *attempt, const module_request &request)
+int fail_request(compile_attempt *attempt, const module_request &request, const std::string &cause)
 {
-    if (!is_known(attempt, request.name, request.revision)) {
-        attempt->has_failed = true;
-        attempt->error = {request.name, 0, missing_text(attempt, request.name, request.revision)};
-        return -1;
-    }
+    attempt->has_failed = true;
+    attempt->error = {request.name, 0, cause};
+    return -1;
+}
+
+// Turns on what is asked for of a module that has been loaded. Its imports have
+// been read then, so that a mistake is said of it and of no import.
+int enable_features(compile_attempt *attempt, const module_request &request, lys_module *module)
+{
+    if (request.features.empty())
+        return 0;
+    const std::string missing = features_missing(module, request.features);
+    if (!missing.empty())
+        return fail_request(attempt, request, missing);
     std::vector<const char *> features;
     for (const std::string &feature : request.features)
         features.push_back(feature.c_str());
     features.push_back(nullptr);
+    attempt->current = source_index_find(attempt->index, request.name, request.revision);
+    return lys_set_implemented(module, features.data()) == LY_SUCCESS ? 0 : -1;
+}
+
+int load_module(compile_attempt *attempt, const module_request &request)
+{
+    if (!is_known(attempt, request.name, request.revision))
+        return fail_request(attempt, request,
+                            missing_text(attempt, request.name, request.revision));
     const char *revision = request.revision.empty() ? nullptr : request.revision.c_str();
     attempt->current = source_index_find(attempt->index, request.name, request.revision);
-    if (ly_ctx_load_module(attempt->context, request.name.c_str(), revision, features.data()) !=
-        nullptr)
+    lys_module *module =
+        ly_ctx_load_module(attempt->context, request.name.c_str(), revision, nullptr);
+    if (module != nullptr && enable_features(attempt, request, module) == 0)
         return 0;
     set_error(attempt, attempt->current, 0, "libyang cannot load it");
     if (attempt->error.module.empty())
@@ -183,13 +203,16 @@ int load_module(compile_attempt *attempt, const module_request &request)
 }
 
 // Compiles these modules in the attempt's context; 0, or -1 with attempt->error set.
-int try_modules(compile_attempt *attempt, const std::vector<module_request> &requests)
+int try_modules(compile_attempt *attempt, const std::vector<module_request> &requests,
+                feature_choice features)
 {
     for (const module_request &request : requests) {
         attempt->watch->module(request.name);
         if (load_module(attempt, request) != 0)
             return -1;
     }
+    if (features == feature_choice_all)
+        features_enable_all(attempt->context);
     // What libyang complained about and then overcame is no error.
     attempt->has_failed = false;
     if (ly_ctx_compile(attempt->context) == LY_SUCCESS)
@@ -217,7 +240,8 @@ size_t request_uncompiled(const ly_ctx *context, std::vector<module_request> *re
 } // namespace
 
 context_ptr compile_modules(source_index *index, std::vector<module_request> requests,
-                            const compile_watch *watch, error_report *error)
+                            feature_choice features, const compile_watch *watch,
+                            error_report *error)
 {
     ly_log_level(LY_LLERR);
     ly_set_log_clb(log_message, 1);
@@ -229,7 +253,7 @@ context_ptr compile_modules(source_index *index, std::vector<module_request> req
     do {
         context.reset();
         context = make_context(&attempt);
-        if (context == nullptr || try_modules(&attempt, requests) != 0) {
+        if (context == nullptr || try_modules(&attempt, requests, features) != 0) {
             *error = attempt.error;
             context.reset();
         }

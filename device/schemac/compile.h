@@ -25,9 +25,16 @@ struct compile_watch {
     void (*warning)(const error_report &report);
 };
 
+// Which features are on.
+enum feature_choice {
+    feature_choice_named, // those of the requests
+    feature_choice_all,   // those of all modules
+};
+
 // Compiles the modules together with all that they need. Returns the context
 // that holds them, or null with the first error.
 context_ptr compile_modules(source_index *index, std::vector<module_request> requests,
-                            const compile_watch *watch, error_report *error);
+                            feature_choice features, const compile_watch *watch,
+                            error_report *error);
 
 #endif

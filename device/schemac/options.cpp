@@ -4,7 +4,6 @@
 #include <getopt.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
 
 namespace
 {
@@ -17,11 +16,9 @@ int complain(const char *what, const char *word)
 
 int add_feature(schemac_options *options, const char *text)
 {
-    const char *colon = strchr(text, ':');
-    if (colon == nullptr || colon == text || colon[1] == '\0')
-        return complain("--feature needs MODULE:FEATURE, not ", text);
-    options->features.push_back({std::string(text, colon), colon + 1});
-    return 0;
+    if (feature_options_add(&options->features, text) == 0)
+        return 0;
+    return complain("--feature needs MODULE:FEATURE, not ", text);
 }
 
 int read_where(schemac_options *options, const char *where)
@@ -52,8 +49,10 @@ const char options_help[] =
     "                            in the current directory, but not below it\n"
     "  --redis WHERE             the server, as HOST:PORT or the path of a Unix socket;\n"
     "                            otherwise $SCHEMA_REDIS, otherwise 127.0.0.1:6379\n"
-    "  --feature MODULE:FEATURE  enable a feature, or with MODULE:* all of the module;\n"
-    "                            all others are disabled\n"
+    "  --feature MODULE:FEATURE  enable a feature, with MODULE:* all of the module, with\n"
+    "                            '*:*' all of all modules; all others are disabled\n"
+    "  --feature-file FILE       enable those in a file, one MODULE:FEATURE a line; what\n"
+    "                            follows a # is a comment\n"
     "  --help                    show this text\n"
     "  --version                 show the version\n"
     "\n"
@@ -62,10 +61,13 @@ const char options_help[] =
 
 int options_parse(int count, char **words, schemac_options *options)
 {
-    static const option names[] = {
-        {"search", required_argument, nullptr, 's'},  {"redis", required_argument, nullptr, 'r'},
-        {"feature", required_argument, nullptr, 'f'}, {"help", no_argument, nullptr, 'h'},
-        {"version", no_argument, nullptr, 'v'},       {nullptr, 0, nullptr, 0}};
+    static const option names[] = {{"search", required_argument, nullptr, 's'},
+                                   {"redis", required_argument, nullptr, 'r'},
+                                   {"feature", required_argument, nullptr, 'f'},
+                                   {"feature-file", required_argument, nullptr, 'F'},
+                                   {"help", no_argument, nullptr, 'h'},
+                                   {"version", no_argument, nullptr, 'v'},
+                                   {nullptr, 0, nullptr, 0}};
     const char *where = nullptr;
     opterr = 0;
     for (int letter; (letter = getopt_long(count, words, ":h", names, nullptr)) != -1;) {
@@ -73,6 +75,9 @@ int options_parse(int count, char **words, schemac_options *options)
             options->directories.push_back(optarg);
         } else if (letter == 'r') {
             where = optarg;
+        } else if (letter == 'F') {
+            if (feature_options_add_file(&options->features, optarg) != 0)
+                return -1;
         } else if (letter == 'h') {
             options->wants_help = true;
             return 0;

@@ -5,16 +5,12 @@
 #include <string>
 #include <vector>
 
+#include "device/schemac/feature_options.h"
 #include "platform/redis_endpoint.h"
-
-struct feature_option {
-    std::string module;
-    std::string feature;
-};
 
 struct schemac_options {
     std::vector<const char *> directories;
-    std::vector<feature_option> features;
+    feature_options features;
     std::vector<const char *> modules;
     std::string where; // as given, for messages
     redis_endpoint endpoint;

@@ -131,7 +131,7 @@ int make_requests(const schemac_options *options, source_index *index,
             return -1;
     }
     // A module that only --feature names is compiled like the others.
-    for (const feature_option &feature : options->features) {
+    for (const feature_option &feature : options->features.named) {
         if (add_request(index, {feature.module, "", {feature.feature}}, requests) != 0)
             return -1;
     }

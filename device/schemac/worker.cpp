@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
+#include <inttypes.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdio.h>
@@ -20,6 +21,7 @@
 #include <unistd.h>
 
 #include "device/schemac/compile.h"
+#include "device/schemac/features.h"
 #include "device/schemac/progress.h"
 #include "device/schemac/publish.h"
 #include "device/schemac/schema_writer.h"
@@ -39,12 +41,20 @@ constexpr char note_progress = 'p'; // what an operator is to see
 constexpr char note_warning = 'w';
 constexpr char note_error = 'e';
 constexpr char note_result = 'r';
+constexpr char note_partial = 'f'; // features are off; how many nodes there are without them
+
+// What a child is to do with the compiled modules.
+enum work_kind {
+    work_store,
+    work_try,   // nothing
+    work_count, // with all features on, count the nodes
+};
 
 struct work {
     const schemac_options *options;
     source_index *index;
     std::vector<module_request> requests;
-    bool is_trial; // nothing is stored
+    work_kind kind;
 };
 
 // What is known of a child.
@@ -55,6 +65,7 @@ struct work_result {
     std::vector<std::string> warnings;
     std::vector<std::string> errors;
     std::string result;
+    std::string partial_nodes; // empty: no feature is off
 };
 
 // The child's end of the pipe; libyang's callbacks have no argument for it.
@@ -132,21 +143,11 @@ void limit_resources()
     prctl(PR_SET_PDEATHSIG, SIGKILL);
 }
 
-// The child's work; 0, or -1 after the error has been noted.
-int do_work(const work *wanted)
+// Stores the compiled modules; 0, or -1 after the error has been noted.
+int store(const work *wanted, const ly_ctx *context)
 {
-    limit_resources();
-    error_report error;
-    const compile_watch watch = {note_compiling, note_oddity};
-    const context_ptr context = compile_modules(wanted->index, wanted->requests, &watch, &error);
-    if (context == nullptr) {
-        note(note_error, report_text(error));
-        return -1;
-    }
-    if (wanted->is_trial)
-        return 0;
     note(note_module, "");
-    const schema_content content = write_schema(context.get(), wanted->requests, note_nodes);
+    const schema_content content = write_schema(context, wanted->requests, note_nodes);
     std::string cause;
     if (publish_content(&wanted->options->endpoint, &content, note_sent, &cause) != 0) {
         note(note_error, report_text({"redis at " + wanted->options->where, 0, cause}));
@@ -155,6 +156,34 @@ int do_work(const work *wanted)
     note(note_result, "schemac: " + std::to_string(content.modules) + " modules, " +
                           std::to_string(content.nodes) + " nodes, " +
                           std::to_string(content.bytes) + " bytes");
+    if (features_any_off(context))
+        note(note_partial, std::to_string(content.nodes));
+    return 0;
+}
+
+void count(const work *wanted, const ly_ctx *context)
+{
+    note(note_result, std::to_string(write_schema(context, wanted->requests, note_nodes).nodes));
+}
+
+// The child's work; 0, or -1 after the error has been noted.
+int do_work(const work *wanted)
+{
+    limit_resources();
+    error_report error;
+    const compile_watch watch = {note_compiling, note_oddity};
+    const bool is_all = wanted->kind == work_count || wanted->options->features.is_all;
+    const context_ptr context =
+        compile_modules(wanted->index, wanted->requests,
+                        is_all ? feature_choice_all : feature_choice_named, &watch, &error);
+    if (context == nullptr) {
+        note(note_error, report_text(error));
+        return -1;
+    }
+    if (wanted->kind == work_store)
+        return store(wanted, context.get());
+    if (wanted->kind == work_count)
+        count(wanted, context.get());
     return 0;
 }
 
@@ -169,6 +198,8 @@ void take_line(const std::string &line, work_result *result)
         result->warnings.push_back(text);
     else if (line[0] == note_error)
         result->errors.push_back(text);
+    else if (line[0] == note_partial)
+        result->partial_nodes = text;
     else
         result->result = text;
 }
@@ -226,7 +257,7 @@ void take_end(pid_t child, work_result *result)
 // Does the work in a child.
 work_result run_child(const work *wanted)
 {
-    work_result result = {false, "", "looking for modules", {}, {}, ""};
+    work_result result = {false, "", "looking for modules", {}, {}, "", ""};
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         result.errors.push_back(report_text({"worker", 0, strerror(errno)}));
@@ -255,7 +286,7 @@ std::vector<std::string> find_broken(const work *all)
 {
     std::vector<std::string> errors;
     for (const module_request &request : all->requests) {
-        const work one = {all->options, all->index, {request}, true};
+        const work one = {all->options, all->index, {request}, work_try};
         for (const std::string &error : run_child(&one).errors) {
             if (std::find(errors.begin(), errors.end(), error) == errors.end())
                 errors.push_back(error);
@@ -264,12 +295,30 @@ std::vector<std::string> find_broken(const work *all)
     return errors;
 }
 
+// Says how many nodes features that are off have cost somebody who has named
+// none. That takes compiling once more; when it fails, nothing is said.
+void tell_left_out(const work *all, const std::string &partial_nodes)
+{
+    const feature_options &features = all->options->features;
+    if (partial_nodes.empty() || features.is_all || !features.named.empty())
+        return;
+    const work counting = {all->options, all->index, all->requests, work_count};
+    const work_result result = run_child(&counting);
+    progress_clear();
+    const uint64_t stored = strtoull(partial_nodes.c_str(), nullptr, 10);
+    const uint64_t nodes = strtoull(result.result.c_str(), nullptr, 10);
+    if (result.is_good && nodes > stored)
+        printf("schemac: %" PRIu64 " of %" PRIu64 " nodes left out, because features are off "
+               "(--feature '*:*' turns them on)\n",
+               nodes - stored, nodes);
+}
+
 } // namespace
 
 int compile_and_store(const schemac_options *options, source_index *index,
                       const std::vector<module_request> &requests)
 {
-    const work all = {options, index, requests, false};
+    const work all = {options, index, requests, work_store};
     const work_result result = run_child(&all);
     std::vector<std::string> errors;
     if (!result.is_good && !result.module.empty() && requests.size() > 1)
@@ -284,5 +333,7 @@ int compile_and_store(const schemac_options *options, source_index *index,
     if (!result.is_good)
         return 1;
     printf("%s\n", result.result.c_str());
+    fflush(stdout); // before a child has a copy of it
+    tell_left_out(&all, result.partial_nodes);
     return fflush(stdout) == 0 ? 0 : 1;
 }

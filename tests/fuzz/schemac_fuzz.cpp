@@ -91,7 +91,7 @@ int ask_for_first(source_index *index, std::vector<module_request> *requests)
     schemac_options options = {};
     options.directories = {directory};
     options.modules = {names[0]};
-    options.features = {{names[0], "*"}};
+    options.features.named = {{names[0], "*"}};
     return make_requests(&options, index, requests);
 }
 
@@ -114,7 +114,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         return 0;
     const compile_watch watch = {[](const std::string &) {}, [](const error_report &) {}};
     error_report error;
-    const context_ptr context = compile_modules(&index, requests, &watch, &error);
+    const context_ptr context =
+        compile_modules(&index, requests, feature_choice_named, &watch, &error);
     if (context)
         fuzz_stored_schema(context.get(), requests, "/");
     else

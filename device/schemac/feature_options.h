@@ -1,0 +1,25 @@
+// Which features the command line asks for.
+#ifndef VANDEL_SCHEMAC_FEATURE_OPTIONS_H
+#define VANDEL_SCHEMAC_FEATURE_OPTIONS_H
+
+#include <string>
+#include <vector>
+
+struct feature_option {
+    std::string module;
+    std::string feature; // "*" means all
+};
+
+struct feature_options {
+    std::vector<feature_option> named;
+    bool is_all; // of all modules
+};
+
+// Adds MODULE:FEATURE, MODULE:* or *:*; 0, or -1 for any other text.
+int feature_options_add(feature_options *options, const std::string &text);
+
+// Adds what a file holds: one such text a line, blank lines, and comments from
+// a '#' on. 0, or -1 after file, line and cause have been printed.
+int feature_options_add_file(feature_options *options, const char *path);
+
+#endif
