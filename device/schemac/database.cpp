@@ -1,0 +1,74 @@
+// The connection to the schema database.
+#include "device/schemac/database.h"
+
+namespace
+{
+
+constexpr char select_schema[] = "SELECT 4";
+
+// EXEC runs the whole transaction before it answers.
+constexpr timeval transaction_patience = {120, 0};
+
+} // namespace
+
+connection_ptr database_open(const redis_endpoint *endpoint, std::string *message)
+{
+    connection_ptr connection(redis_endpoint_connect(endpoint));
+    if (connection == nullptr) {
+        *message = "out of memory";
+        return nullptr;
+    }
+    if (connection->err != 0 ||
+        redisSetTimeout(connection.get(), transaction_patience) != REDIS_OK) {
+        *message = connection->errstr;
+        return nullptr;
+    }
+    return database_run(connection.get(), select_schema, "OK", message) == 0 ? std::move(connection)
+                                                                             : nullptr;
+}
+
+database_reply database_take(redisContext *connection, std::string *message)
+{
+    void *raw = nullptr;
+    if (redisGetReply(connection, &raw) != REDIS_OK || raw == nullptr) {
+        *message = std::string("connection lost: ") + connection->errstr;
+        return nullptr;
+    }
+    database_reply reply(static_cast<redisReply *>(raw));
+    if (reply->type == REDIS_REPLY_ERROR) {
+        message->assign(reply->str, reply->len);
+        return nullptr;
+    }
+    return reply;
+}
+
+int database_expect(redisContext *connection, const char *status, size_t count,
+                    std::string *message)
+{
+    for (; count > 0; count--) {
+        const database_reply reply = database_take(connection, message);
+        if (reply == nullptr)
+            return -1;
+        if (reply->type != REDIS_REPLY_STATUS || std::string(reply->str, reply->len) != status) {
+            *message = std::string("no ") + status + " from the server";
+            return -1;
+        }
+    }
+    return 0;
+}
+
+int database_check(const redisContext *connection, int result, std::string *message)
+{
+    if (result == REDIS_OK)
+        return 0;
+    *message = connection->errstr;
+    return -1;
+}
+
+int database_run(redisContext *connection, const char *command, const char *status,
+                 std::string *message)
+{
+    if (database_check(connection, redisAppendCommand(connection, command), message) != 0)
+        return -1;
+    return database_expect(connection, status, 1, message);
+}

@@ -1,0 +1,44 @@
+// The connection to the schema database.
+#ifndef VANDEL_SCHEMAC_DATABASE_H
+#define VANDEL_SCHEMAC_DATABASE_H
+
+#include <memory>
+#include <string>
+
+#include "platform/redis_endpoint.h"
+
+struct connection_deleter {
+    void operator()(redisContext *connection) const
+    {
+        redisFree(connection);
+    }
+};
+using connection_ptr = std::unique_ptr<redisContext, connection_deleter>;
+
+struct database_reply_deleter {
+    void operator()(redisReply *reply) const
+    {
+        freeReplyObject(reply);
+    }
+};
+using database_reply = std::unique_ptr<redisReply, database_reply_deleter>;
+
+// Connects and selects database 4; null with the cause in message.
+connection_ptr database_open(const redis_endpoint *endpoint, std::string *message);
+
+// Takes one reply; null with message set when there is none or it is an error.
+database_reply database_take(redisContext *connection, std::string *message);
+
+// Takes as many replies, which must all be this status; 0, or -1 with message set.
+int database_expect(redisContext *connection, const char *status, size_t count,
+                    std::string *message);
+
+// Notes why a command could not be appended; 0 when it could.
+int database_check(const redisContext *connection, int result, std::string *message);
+
+// Runs a command without arguments that answers with a status; 0, or -1 with
+// message set.
+int database_run(redisContext *connection, const char *command, const char *status,
+                 std::string *message);
+
+#endif
