@@ -25,4 +25,9 @@ struct schema_content {
 void content_add_hash(schema_content *content, const std::string &key,
                       const std::vector<hash_field> &fields);
 
+// The same for a hash that is no part of the schema and not counted; without
+// fields nothing is appended.
+void content_add_note(schema_content *content, const std::string &key,
+                      const std::vector<hash_field> &fields);
+
 #endif

@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <unistd.h>
 
+#include "device/schemac/inspect.h"
 #include "device/schemac/options.h"
 #include "device/schemac/progress.h"
 #include "device/schemac/requests.h"
@@ -25,6 +26,10 @@ int main(int count, char **words)
         return 0;
     }
     signal(SIGPIPE, SIG_IGN); // a redis that goes away is an error, not the end
+    if (options.wants_list)
+        return inspect_list(&options);
+    if (options.shown_path != nullptr)
+        return inspect_show(&options);
     progress_start();
     source_index index;
     std::vector<module_request> requests;

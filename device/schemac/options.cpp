@@ -21,6 +21,55 @@ int add_feature(schemac_options *options, const char *text)
     return complain("--feature needs MODULE:FEATURE, not ", text);
 }
 
+constexpr option option_names[] = {
+    {"search", required_argument, nullptr, 's'},  {"redis", required_argument, nullptr, 'r'},
+    {"feature", required_argument, nullptr, 'f'}, {"feature-file", required_argument, nullptr, 'F'},
+    {"list", no_argument, nullptr, 'l'},          {"show", required_argument, nullptr, 'p'},
+    {"tree", no_argument, nullptr, 't'},          {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'v'},       {nullptr, 0, nullptr, 0}};
+
+// Takes the option with this letter; 0, or -1 after the mistake has been named.
+int take_option(schemac_options *options, int letter)
+{
+    switch (letter) {
+    case 's':
+        options->directories.push_back(optarg);
+        return 0;
+    case 'f':
+        return add_feature(options, optarg);
+    case 'F':
+        return feature_options_add_file(&options->features, optarg);
+    case 'l':
+        options->wants_list = true;
+        return 0;
+    case 'p':
+        options->shown_path = optarg;
+        return 0;
+    case 't':
+        options->wants_tree = true;
+        return 0;
+    case 'h':
+        options->wants_help = true;
+        return 0;
+    default:
+        options->wants_version = true;
+        return 0;
+    }
+}
+
+// What goes with what, when it is known what is wanted.
+int check_words(const schemac_options *options)
+{
+    const bool is_show = options->shown_path != nullptr;
+    if (options->wants_tree && !is_show)
+        return complain("--tree needs --show", "");
+    if (options->wants_list && is_show)
+        return complain("--list and --show are two things", "");
+    if (!options->wants_list && !is_show)
+        return options->modules.empty() ? complain("no module named", "") : 0;
+    return options->modules.empty() ? 0 : complain("unexpected ", options->modules[0]);
+}
+
 int read_where(schemac_options *options, const char *where)
 {
     if (where == nullptr)
@@ -37,6 +86,8 @@ int read_where(schemac_options *options, const char *where)
 
 const char options_help[] =
     "Usage: schemac [--search DIR]... [--redis WHERE] [--feature MODULE:FEATURE]... MODULE...\n"
+    "       schemac [--redis WHERE] --list\n"
+    "       schemac [--redis WHERE] --show PATH [--tree]\n"
     "\n"
     "Compiles YANG modules, with all that they import, and replaces the schema in\n"
     "redis database 4 by them in one transaction.\n"
@@ -53,6 +104,10 @@ const char options_help[] =
     "                            '*:*' all of all modules; all others are disabled\n"
     "  --feature-file FILE       enable those in a file, one MODULE:FEATURE a line; what\n"
     "                            follows a # is a comment\n"
+    "  --list                    show the modules in the database: revisions, nodes,\n"
+    "                            bytes, features\n"
+    "  --show PATH               show a node in the database and its children\n"
+    "  --tree                    with --show: draw all that is below the node\n"
     "  --help                    show this text\n"
     "  --version                 show the version\n"
     "\n"
@@ -61,38 +116,22 @@ const char options_help[] =
 
 int options_parse(int count, char **words, schemac_options *options)
 {
-    static const option names[] = {{"search", required_argument, nullptr, 's'},
-                                   {"redis", required_argument, nullptr, 'r'},
-                                   {"feature", required_argument, nullptr, 'f'},
-                                   {"feature-file", required_argument, nullptr, 'F'},
-                                   {"help", no_argument, nullptr, 'h'},
-                                   {"version", no_argument, nullptr, 'v'},
-                                   {nullptr, 0, nullptr, 0}};
     const char *where = nullptr;
     opterr = 0;
-    for (int letter; (letter = getopt_long(count, words, ":h", names, nullptr)) != -1;) {
-        if (letter == 's') {
-            options->directories.push_back(optarg);
-        } else if (letter == 'r') {
+    for (int letter; (letter = getopt_long(count, words, ":h", option_names, nullptr)) != -1;) {
+        if (letter == ':')
+            return complain("argument missing after ", words[optind - 1]);
+        if (letter == '?')
+            return complain("unknown option ", words[optind - 1]);
+        if (letter == 'r')
             where = optarg;
-        } else if (letter == 'F') {
-            if (feature_options_add_file(&options->features, optarg) != 0)
-                return -1;
-        } else if (letter == 'h') {
-            options->wants_help = true;
-            return 0;
-        } else if (letter == 'v') {
-            options->wants_version = true;
-            return 0;
-        } else if (letter != 'f') {
-            return complain(letter == ':' ? "argument missing after " : "unknown option ",
-                            words[optind - 1]);
-        } else if (add_feature(options, optarg) != 0) {
+        else if (take_option(options, letter) != 0)
             return -1;
-        }
+        if (options->wants_help || options->wants_version)
+            return 0;
     }
     options->modules.assign(words + optind, words + count);
-    if (options->modules.empty())
-        return complain("no module named", "");
+    if (check_words(options) != 0)
+        return -1;
     return read_where(options, where);
 }

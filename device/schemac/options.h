@@ -16,6 +16,9 @@ struct schemac_options {
     redis_endpoint endpoint;
     bool wants_help;
     bool wants_version;
+    bool wants_list;
+    const char *shown_path; // null: none is to be shown
+    bool wants_tree;        // the tree below it
 };
 
 // Reads the command line; 0, or -1 after the mistake has been named on

@@ -22,6 +22,7 @@
 
 #include "device/schemac/compile.h"
 #include "device/schemac/features.h"
+#include "device/schemac/notes.h"
 #include "device/schemac/progress.h"
 #include "device/schemac/publish.h"
 #include "device/schemac/schema_writer.h"
@@ -147,7 +148,8 @@ void limit_resources()
 int store(const work *wanted, const ly_ctx *context)
 {
     note(note_module, "");
-    const schema_content content = write_schema(context, wanted->requests, note_nodes);
+    schema_content content = write_schema(context, wanted->requests, note_nodes);
+    notes_add(context, &content);
     std::string cause;
     if (publish_content(&wanted->options->endpoint, &content, note_sent, &cause) != 0) {
         note(note_error, report_text({"redis at " + wanted->options->where, 0, cause}));

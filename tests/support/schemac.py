@@ -83,11 +83,13 @@ class Server:
         return redis.Redis(unix_socket_path=self.socket, db=number)
 
     def content(self, number=4):
-        """Everything that is stored, as {key: {field: value}}."""
+        """All that readers of the schema see, as {key: {field: value}}: notes on it are
+        left out."""
         client = self.database(number)
         return {
             key.decode(): {field.decode(): value for field, value in client.hgetall(key).items()}
             for key in client.keys()
+            if not key.startswith(b"schemac:")
         }
 
     def stop(self):

@@ -1,0 +1,47 @@
+// What a schema database holds for those who ask how it was made.
+#include "device/schemac/notes.h"
+
+#include <map>
+
+#include "device/schemac/features.h"
+
+namespace
+{
+
+std::string joined(const std::vector<std::string> &words)
+{
+    std::string text;
+    for (const std::string &word : words)
+        text.append(text.empty() ? "" : " ").append(word);
+    return text;
+}
+
+void add_value(std::vector<hash_field> *fields, const std::string &module, const std::string &value)
+{
+    if (!value.empty())
+        fields->push_back({module, value});
+}
+
+} // namespace
+
+void notes_add(const ly_ctx *context, schema_content *content)
+{
+    std::map<std::string, const lys_module *> modules;
+    uint32_t position = 0;
+    while (const lys_module *module = ly_ctx_get_module_iter(context, &position)) {
+        const lys_module **noted = &modules[module->name];
+        if (*noted == nullptr || module->implemented)
+            *noted = module;
+    }
+    std::vector<hash_field> revisions;
+    std::vector<hash_field> features_on;
+    std::vector<hash_field> features_off;
+    for (const auto &[name, module] : modules) {
+        add_value(&revisions, name, module->revision != nullptr ? module->revision : "");
+        add_value(&features_on, name, joined(features_of(module, true)));
+        add_value(&features_off, name, joined(features_of(module, false)));
+    }
+    content_add_note(content, note_revisions, revisions);
+    content_add_note(content, note_features_on, features_on);
+    content_add_note(content, note_features_off, features_off);
+}

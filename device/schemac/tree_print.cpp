@@ -1,0 +1,75 @@
+// Draws what stands below a node, in the way in which YANG trees are drawn.
+#include "device/schemac/tree_print.h"
+
+#include <stdio.h>
+
+#include "device/schemac/text_tools.h"
+
+namespace
+{
+
+std::string keys_of(stored_schema *schema, const stored_place *list)
+{
+    std::string text = "* [";
+    const char *gap = "";
+    for (const std::string &key : stored_keys(schema, list)) {
+        text.append(gap).append(key);
+        gap = " ";
+    }
+    return text + "]";
+}
+
+std::string label_of(stored_schema *schema, const stored_place *place)
+{
+    const std::string name = stored_name(place);
+    switch (place->record.kind) {
+    case node_kind::choice:
+        return "--(" + name + ")";
+    case node_kind::choice_case:
+        return "--:(" + name + ")";
+    case node_kind::list:
+        return "--" + access_name(&place->record) + " " + name + keys_of(schema, place);
+    case node_kind::leaf_list:
+        return "--" + access_name(&place->record) + " " + name + "*  " + place->record.type;
+    case node_kind::leaf:
+        return "--" + access_name(&place->record) + " " + name + "  " + place->record.type;
+    default:
+        return "--" + access_name(&place->record) + " " + name;
+    }
+}
+
+void print_below(stored_schema *schema, const stored_place *parent, const std::string &indent)
+{
+    const std::vector<stored_place> children = stored_children(schema, parent);
+    for (size_t i = 0; i < children.size(); i++) {
+        std::string line = indent;
+        line.append("+").append(label_of(schema, &children[i]));
+        if (!schema->failure.empty())
+            return;
+        printf("%s\n", printable_text(line).c_str());
+        if (may_have_children(children[i].record.kind))
+            print_below(schema, &children[i], indent + (i + 1 < children.size() ? "|  " : "   "));
+    }
+}
+
+} // namespace
+
+std::string access_name(const node_record *record)
+{
+    if (record->kind == node_kind::choice || record->kind == node_kind::choice_case)
+        return "";
+    if (record->kind == node_kind::rpc)
+        return "x";
+    return record->is_config ? "rw" : "ro";
+}
+
+bool may_have_children(node_kind kind)
+{
+    return kind != node_kind::leaf && kind != node_kind::leaf_list;
+}
+
+void tree_print(stored_schema *schema, const stored_place *place)
+{
+    printf("%s\n", printable_text(place->path).c_str());
+    print_below(schema, place, "  ");
+}
