@@ -5,6 +5,7 @@
 
 #include "device/schemac/inspect.h"
 #include "device/schemac/options.h"
+#include "device/schemac/origin.h"
 #include "device/schemac/progress.h"
 #include "device/schemac/requests.h"
 #include "device/schemac/worker.h"
@@ -35,5 +36,10 @@ int main(int count, char **words)
     std::vector<module_request> requests;
     if (make_requests(&options, &index, &requests) != 0)
         return 1;
-    return compile_and_store(&options, &index, requests);
+    const std::string origin = origin_digest(&options, &index, requests, VANDEL_VERSION);
+    if (!options.is_forced && origin_is_stored(&options.endpoint, origin)) {
+        puts("schemac: nothing has changed since the schema was stored (--force does it again)");
+        return fflush(stdout) == 0 ? 0 : 1;
+    }
+    return compile_and_store(&options, &index, requests, origin);
 }

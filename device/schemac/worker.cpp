@@ -23,6 +23,7 @@
 #include "device/schemac/compile.h"
 #include "device/schemac/features.h"
 #include "device/schemac/notes.h"
+#include "device/schemac/origin.h"
 #include "device/schemac/progress.h"
 #include "device/schemac/publish.h"
 #include "device/schemac/schema_writer.h"
@@ -56,6 +57,7 @@ struct work {
     source_index *index;
     std::vector<module_request> requests;
     work_kind kind;
+    std::string origin;
 };
 
 // What is known of a child.
@@ -150,6 +152,7 @@ int store(const work *wanted, const ly_ctx *context)
     note(note_module, "");
     schema_content content = write_schema(context, wanted->requests, note_nodes);
     notes_add(context, &content);
+    origin_add(wanted->origin, &content);
     std::string cause;
     if (publish_content(&wanted->options->endpoint, &content, note_sent, &cause) != 0) {
         note(note_error, report_text({"redis at " + wanted->options->where, 0, cause}));
@@ -288,7 +291,7 @@ std::vector<std::string> find_broken(const work *all)
 {
     std::vector<std::string> errors;
     for (const module_request &request : all->requests) {
-        const work one = {all->options, all->index, {request}, work_try};
+        const work one = {all->options, all->index, {request}, work_try, ""};
         for (const std::string &error : run_child(&one).errors) {
             if (std::find(errors.begin(), errors.end(), error) == errors.end())
                 errors.push_back(error);
@@ -304,7 +307,7 @@ void tell_left_out(const work *all, const std::string &partial_nodes)
     const feature_options &features = all->options->features;
     if (partial_nodes.empty() || features.is_all || !features.named.empty())
         return;
-    const work counting = {all->options, all->index, all->requests, work_count};
+    const work counting = {all->options, all->index, all->requests, work_count, ""};
     const work_result result = run_child(&counting);
     progress_clear();
     const uint64_t stored = strtoull(partial_nodes.c_str(), nullptr, 10);
@@ -318,9 +321,9 @@ void tell_left_out(const work *all, const std::string &partial_nodes)
 } // namespace
 
 int compile_and_store(const schemac_options *options, source_index *index,
-                      const std::vector<module_request> &requests)
+                      const std::vector<module_request> &requests, const std::string &origin)
 {
-    const work all = {options, index, requests, work_store};
+    const work all = {options, index, requests, work_store, origin};
     const work_result result = run_child(&all);
     std::vector<std::string> errors;
     if (!result.is_good && !result.module.empty() && requests.size() > 1)

@@ -10,10 +10,10 @@
 #include "device/schemac/options.h"
 #include "device/schemac/requests.h"
 
-// Compiles the modules, replaces the database by them and prints what it holds,
-// with progress meanwhile. When that fails, names every module that fails by
-// itself, or else what failed with all of them. Returns the exit status.
+// Compiles the modules, replaces the database by them and the digest of their
+// origin, and prints what it holds, with progress meanwhile. When that fails, names every module
+// that fails by itself, or else what failed with all of them. Returns the exit status.
 int compile_and_store(const schemac_options *options, source_index *index,
-                      const std::vector<module_request> &requests);
+                      const std::vector<module_request> &requests, const std::string &origin);
 
 #endif

@@ -290,7 +290,7 @@ def test_a_server_that_goes_away(run, write, tmp_path, replies):
 
     thread = threading.Thread(target=serve)
     thread.start()
-    result = run("--redis", directory + "/r", "m")
+    result = run("--force", "--redis", directory + "/r", "m")  # the first connection stores
     thread.join()
     listener.close()
     shutil.rmtree(directory)

@@ -220,7 +220,7 @@ def test_words_that_do_not_go_together(run, words, text):
 
 
 def test_notes_go_with_the_schema_that_they_are_on(server, run, stored, write):
-    notes = {"schemac:revisions", "schemac:features-on", "schemac:features-off"}
+    notes = {"schemac:revisions", "schemac:features-on", "schemac:features-off", "schemac:origin"}
     assert {key.decode() for key in server.database().keys("schemac:*")} == notes
     assert all(key.startswith((b"/", b"schemac:")) for key in server.database().keys())
     write("n", "leaf a { type string; }")

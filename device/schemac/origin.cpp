@@ -1,0 +1,91 @@
+// What a schema is made from, to find out whether that has changed.
+//
+// libyang asks for nothing but what stands in import and include statements, so
+// following these finds every text that it may read, without compiling. Where
+// modules are looked for is no part of the digest: what is found there is.
+#include "device/schemac/origin.h"
+
+#include <unordered_set>
+
+#include "device/schemac/database.h"
+#include "device/schemac/digest.h"
+
+namespace
+{
+
+constexpr char origin_key[] = "schemac:origin";
+constexpr char digest_field[] = "digest";
+
+// Each text with its length, so that no two lists of texts look the same.
+void add_text(digest_state *state, const std::string &text)
+{
+    digest_add(state, std::to_string(text.size()) + ":");
+    digest_add(state, text);
+}
+
+// A list of texts, with their number.
+template <class texts>
+void add_texts(digest_state *state, const texts &all)
+{
+    add_text(state, std::to_string(all.size()));
+    for (const auto &text : all)
+        add_text(state, text);
+}
+
+struct wanted_source {
+    std::string name;
+    std::string revision;
+};
+
+// The sources that these modules need, each once, they themselves first.
+void add_sources(digest_state *state, source_index *index, std::vector<wanted_source> wanted)
+{
+    std::unordered_set<const yang_source *> seen;
+    for (size_t i = 0; i < wanted.size(); i++) {
+        const std::string name = wanted[i].name; // the list grows
+        const yang_source *source = source_index_find(index, name, wanted[i].revision);
+        if (source == nullptr || !seen.insert(source).second)
+            continue;
+        add_text(state, name);
+        add_text(state, source->text);
+        for (const yang_dependency &one : source->dependencies)
+            wanted.push_back({one.name, one.revision});
+    }
+}
+
+} // namespace
+
+std::string origin_digest(const schemac_options *options, source_index *index,
+                          const std::vector<module_request> &requests, const char *version)
+{
+    digest_state state = digest_start();
+    add_text(&state, version);
+    add_text(&state, options->features.is_all ? "all features" : "");
+    add_texts(&state, options->modules);
+    std::vector<wanted_source> wanted;
+    for (const module_request &request : requests) {
+        add_text(&state, request.name);
+        add_text(&state, request.revision);
+        add_texts(&state, request.features);
+        wanted.push_back({request.name, request.revision});
+    }
+    add_sources(&state, index, wanted);
+    return digest_end(&state);
+}
+
+bool origin_is_stored(const redis_endpoint *endpoint, const std::string &digest)
+{
+    std::string cause;
+    const connection_ptr connection = database_open(endpoint, &cause);
+    if (connection == nullptr ||
+        redisAppendCommand(connection.get(), "HGET %s %s", origin_key, digest_field) != REDIS_OK)
+        return false;
+    const database_reply reply = database_take(connection.get(), &cause);
+    return reply != nullptr && reply->type == REDIS_REPLY_STRING &&
+           std::string(reply->str, reply->len) == digest;
+}
+
+void origin_add(const std::string &digest, schema_content *content)
+{
+    content_add_note(content, origin_key, {{digest_field, digest}});
+}
