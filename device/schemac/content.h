@@ -17,6 +17,7 @@ struct hash_field {
 struct schema_content {
     std::vector<std::string> commands; // each a whole one, in the redis protocol
     uint64_t modules;
+    uint64_t empty_modules; // left out, because nothing of them can be met
     uint64_t nodes;
     uint64_t bytes; // of keys, field names and values
 };

@@ -163,6 +163,31 @@ bool is_listed(const lys_module *module, bool is_built_in,
     return !is_built_in && (module->implemented || LY_ARRAY_COUNT(module->identities) > 0);
 }
 
+bool has_augments(const lys_module *module)
+{
+    const lysp_module *parsed = module->parsed;
+    if (parsed == nullptr)
+        return false;
+    for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(parsed->includes); i++) {
+        if (parsed->includes[i].submodule != nullptr &&
+            parsed->includes[i].submodule->augments != nullptr)
+            return true;
+    }
+    return parsed->augments != nullptr;
+}
+
+// Whether a path, the name of a node or a value may name the module. The shell
+// looks up the namespaces of no others: types, groupings and deviations are
+// nothing that an operator meets.
+bool can_be_met(const lys_module *module)
+{
+    if (LY_ARRAY_COUNT(module->identities) > 0 || has_augments(module))
+        return true;
+    const lysc_module *compiled = module->compiled;
+    return compiled != nullptr &&
+           (compiled->data != nullptr || compiled->rpcs != nullptr || compiled->notifs != nullptr);
+}
+
 void add_root_field(std::vector<hash_field> *root, const lys_module *module)
 {
     for (const hash_field &field : *root) {
@@ -184,6 +209,10 @@ schema_content write_schema(const ly_ctx *context, const std::vector<module_requ
     while (const lys_module *module = ly_ctx_get_module_iter(context, &position)) {
         if (!is_listed(module, position <= built_in, requests))
             continue;
+        if (!can_be_met(module)) {
+            writer.content.empty_modules++;
+            continue;
+        }
         add_root_field(&root, module);
         if (module->implemented)
             write_module(&writer, module);

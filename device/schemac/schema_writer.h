@@ -10,9 +10,9 @@
 // Called with the number of nodes that have been written.
 using write_watch = void (*)(uint64_t nodes);
 
-// Writes all modules of the context that an operator can meet: those that were
-// asked for, those that became part of the schema with them, and those whose
-// identities may be values.
+// Writes all modules of the context that an operator can meet: of those that were
+// asked for, or became part of the schema with them, the ones that define or
+// augment anything, and those whose identities may be values.
 schema_content write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
                             write_watch watch);
 

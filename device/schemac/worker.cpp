@@ -67,7 +67,7 @@ struct work_result {
     std::string progress;
     std::vector<std::string> warnings;
     std::vector<std::string> errors;
-    std::string result;
+    std::vector<std::string> results;
     std::string partial_nodes; // empty: no feature is off
 };
 
@@ -161,6 +161,9 @@ int store(const work *wanted, const ly_ctx *context)
     note(note_result, "schemac: " + std::to_string(content.modules) + " modules, " +
                           std::to_string(content.nodes) + " nodes, " +
                           std::to_string(content.bytes) + " bytes");
+    if (content.empty_modules > 0)
+        note(note_result, "schemac: " + std::to_string(content.empty_modules) +
+                              " modules left out, because they have no nodes");
     if (features_any_off(context))
         note(note_partial, std::to_string(content.nodes));
     return 0;
@@ -206,7 +209,7 @@ void take_line(const std::string &line, work_result *result)
     else if (line[0] == note_partial)
         result->partial_nodes = text;
     else
-        result->result = text;
+        result->results.push_back(text);
 }
 
 // Takes the whole lines off the front of what has been read.
@@ -262,7 +265,7 @@ void take_end(pid_t child, work_result *result)
 // Does the work in a child.
 work_result run_child(const work *wanted)
 {
-    work_result result = {false, "", "looking for modules", {}, {}, "", ""};
+    work_result result = {false, "", "looking for modules", {}, {}, {}, ""};
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
         result.errors.push_back(report_text({"worker", 0, strerror(errno)}));
@@ -311,7 +314,8 @@ void tell_left_out(const work *all, const std::string &partial_nodes)
     const work_result result = run_child(&counting);
     progress_clear();
     const uint64_t stored = strtoull(partial_nodes.c_str(), nullptr, 10);
-    const uint64_t nodes = strtoull(result.result.c_str(), nullptr, 10);
+    const uint64_t nodes =
+        result.results.empty() ? 0 : strtoull(result.results[0].c_str(), nullptr, 10);
     if (result.is_good && nodes > stored)
         printf("schemac: %" PRIu64 " of %" PRIu64 " nodes left out, because features are off "
                "(--feature '*:*' turns them on)\n",
@@ -337,7 +341,8 @@ int compile_and_store(const schemac_options *options, source_index *index,
         fprintf(stderr, "%s\n", error.c_str());
     if (!result.is_good)
         return 1;
-    printf("%s\n", result.result.c_str());
+    for (const std::string &line : result.results)
+        printf("%s\n", line.c_str());
     fflush(stdout); // before a child has a copy of it
     tell_left_out(&all, result.partial_nodes);
     return fflush(stdout) == 0 ? 0 : 1;

@@ -475,8 +475,25 @@ def test_modules_whose_identities_are_values_have_a_namespace(server, run, write
     assert content["/m"]["a"] == node(
         LEAF, True, "identityref", "[identityref: kinds:red, default kinds:red]"
     )
-    good(run("m", "types"))  # what is named is there
-    assert server.content()["/"].keys() == {"m", "kinds", "types"}
+
+
+def test_modules_that_nobody_can_meet_are_left_out(server, run, write):
+    """Of the others a path, the name of a node or a value may need the namespace."""
+    write("m", "container c { leaf a { type string; } leaf b { type string; } }")
+    write("types", "typedef t { type string; }")
+    write("groupings", "import types { prefix t; } grouping g { leaf x { type t:t; } }")
+    write("less", "import m { prefix m; } deviation /m:c/m:a { deviate not-supported; }")
+    write("more", "import m { prefix m; } augment /m:c { leaf d { type string; } }")
+    write("call", "rpc r;")
+    write("event", "notification n;")
+    write("kinds", "identity kind;")
+    result = good(run("m", "types", "groupings", "less", "more", "call", "event", "kinds"))
+    content = server.content()
+    assert content["/"].keys() == {"m", "more", "call", "event", "kinds"}
+    assert content["/m/c"].keys() == {"b", "more:d"}
+    lines = result.stdout.splitlines()
+    assert lines[0].startswith("schemac: 5 modules, 5 nodes, ")
+    assert lines[1:] == ["schemac: 3 modules left out, because they have no nodes"]
 
 
 def test_features(server, run, write):
