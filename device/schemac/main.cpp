@@ -7,8 +7,8 @@
 #include "device/schemac/options.h"
 #include "device/schemac/origin.h"
 #include "device/schemac/progress.h"
+#include "device/schemac/replace.h"
 #include "device/schemac/requests.h"
-#include "device/schemac/worker.h"
 #include "standard_descriptors.h"
 
 int main(int count, char **words)

@@ -21,17 +21,13 @@ int add_feature(schemac_options *options, const char *text)
     return complain("--feature needs MODULE:FEATURE, not ", text);
 }
 
-constexpr option option_names[] = {{"search", required_argument, nullptr, 's'},
-                                   {"redis", required_argument, nullptr, 'r'},
-                                   {"feature", required_argument, nullptr, 'f'},
-                                   {"feature-file", required_argument, nullptr, 'F'},
-                                   {"force", no_argument, nullptr, 'o'},
-                                   {"list", no_argument, nullptr, 'l'},
-                                   {"show", required_argument, nullptr, 'p'},
-                                   {"tree", no_argument, nullptr, 't'},
-                                   {"help", no_argument, nullptr, 'h'},
-                                   {"version", no_argument, nullptr, 'v'},
-                                   {nullptr, 0, nullptr, 0}};
+constexpr option option_names[] = {
+    {"search", required_argument, nullptr, 's'},  {"redis", required_argument, nullptr, 'r'},
+    {"feature", required_argument, nullptr, 'f'}, {"feature-file", required_argument, nullptr, 'F'},
+    {"force", no_argument, nullptr, 'o'},         {"keep-going", no_argument, nullptr, 'k'},
+    {"list", no_argument, nullptr, 'l'},          {"show", required_argument, nullptr, 'p'},
+    {"tree", no_argument, nullptr, 't'},          {"help", no_argument, nullptr, 'h'},
+    {"version", no_argument, nullptr, 'v'},       {nullptr, 0, nullptr, 0}};
 
 // Takes the option with this letter; 0, or -1 after the mistake has been named.
 int take_option(schemac_options *options, int letter)
@@ -46,6 +42,9 @@ int take_option(schemac_options *options, int letter)
         return feature_options_add_file(&options->features, optarg);
     case 'o':
         options->is_forced = true;
+        return 0;
+    case 'k':
+        options->keeps_going = true;
         return 0;
     case 'l':
         options->wants_list = true;
@@ -113,6 +112,7 @@ const char options_help[] =
     "  --feature-file FILE       enable those in a file, one MODULE:FEATURE a line; what\n"
     "                            follows a # is a comment\n"
     "  --force                   store the schema also when nothing has changed\n"
+    "  --keep-going              store what can be compiled, and name the rest\n"
     "  --list                    show the modules in the database: revisions, nodes,\n"
     "                            bytes, features\n"
     "  --show PATH               show a node in the database and its children\n"

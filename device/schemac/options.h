@@ -14,7 +14,8 @@ struct schemac_options {
     std::vector<const char *> modules;
     std::string where; // as given, for messages
     redis_endpoint endpoint;
-    bool is_forced; // also when nothing has changed
+    bool is_forced;   // also when nothing has changed
+    bool keeps_going; // stores what can be compiled
     bool wants_help;
     bool wants_version;
     bool wants_list;

@@ -1,15 +1,11 @@
 // Compiles in a process of its own.
 //
 // The child writes lines to a pipe: what it works at, what is wrong, and the
-// result. The end of the pipe is the end of the child. libyang stops at the
-// first error; to name every broken module, each is then compiled once more by
-// itself, in another child, so that one that breaks libyang hides no other.
+// result. The end of the pipe is the end of the child.
 #include "device/schemac/worker.h"
 
-#include <algorithm>
 #include <errno.h>
 #include <fcntl.h>
-#include <inttypes.h>
 #include <poll.h>
 #include <signal.h>
 #include <stdio.h>
@@ -44,32 +40,6 @@ constexpr char note_warning = 'w';
 constexpr char note_error = 'e';
 constexpr char note_result = 'r';
 constexpr char note_partial = 'f'; // features are off; how many nodes there are without them
-
-// What a child is to do with the compiled modules.
-enum work_kind {
-    work_store,
-    work_try,   // nothing
-    work_count, // with all features on, count the nodes
-};
-
-struct work {
-    const schemac_options *options;
-    source_index *index;
-    std::vector<module_request> requests;
-    work_kind kind;
-    std::string origin;
-};
-
-// What is known of a child.
-struct work_result {
-    bool is_good;
-    std::string module; // that it worked at; empty: at none
-    std::string progress;
-    std::vector<std::string> warnings;
-    std::vector<std::string> errors;
-    std::vector<std::string> results;
-    std::string partial_nodes; // empty: no feature is off
-};
 
 // The child's end of the pipe; libyang's callbacks have no argument for it.
 int notes = -1;
@@ -152,7 +122,8 @@ int store(const work *wanted, const ly_ctx *context)
     note(note_module, "");
     schema_content content = write_schema(context, wanted->requests, note_nodes);
     notes_add(context, &content);
-    origin_add(wanted->origin, &content);
+    if (!wanted->origin.empty())
+        origin_add(wanted->origin, &content);
     std::string cause;
     if (publish_content(&wanted->options->endpoint, &content, note_sent, &cause) != 0) {
         note(note_error, report_text({"redis at " + wanted->options->where, 0, cause}));
@@ -262,8 +233,9 @@ void take_end(pid_t child, work_result *result)
     result->errors.push_back(report_text({where, 0, death_text(status)}));
 }
 
-// Does the work in a child.
-work_result run_child(const work *wanted)
+} // namespace
+
+work_result worker_run(const work *wanted)
 {
     work_result result = {false, "", "looking for modules", {}, {}, {}, ""};
     int ends[2];
@@ -287,63 +259,4 @@ work_result run_child(const work *wanted)
     }
     close(ends[0]);
     return result;
-}
-
-// The errors of the modules that fail by themselves, each once.
-std::vector<std::string> find_broken(const work *all)
-{
-    std::vector<std::string> errors;
-    for (const module_request &request : all->requests) {
-        const work one = {all->options, all->index, {request}, work_try, ""};
-        for (const std::string &error : run_child(&one).errors) {
-            if (std::find(errors.begin(), errors.end(), error) == errors.end())
-                errors.push_back(error);
-        }
-    }
-    return errors;
-}
-
-// Says how many nodes features that are off have cost somebody who has named
-// none. That takes compiling once more; when it fails, nothing is said.
-void tell_left_out(const work *all, const std::string &partial_nodes)
-{
-    const feature_options &features = all->options->features;
-    if (partial_nodes.empty() || features.is_all || !features.named.empty())
-        return;
-    const work counting = {all->options, all->index, all->requests, work_count, ""};
-    const work_result result = run_child(&counting);
-    progress_clear();
-    const uint64_t stored = strtoull(partial_nodes.c_str(), nullptr, 10);
-    const uint64_t nodes =
-        result.results.empty() ? 0 : strtoull(result.results[0].c_str(), nullptr, 10);
-    if (result.is_good && nodes > stored)
-        printf("schemac: %" PRIu64 " of %" PRIu64 " nodes left out, because features are off "
-               "(--feature '*:*' turns them on)\n",
-               nodes - stored, nodes);
-}
-
-} // namespace
-
-int compile_and_store(const schemac_options *options, source_index *index,
-                      const std::vector<module_request> &requests, const std::string &origin)
-{
-    const work all = {options, index, requests, work_store, origin};
-    const work_result result = run_child(&all);
-    std::vector<std::string> errors;
-    if (!result.is_good && !result.module.empty() && requests.size() > 1)
-        errors = find_broken(&all);
-    if (errors.empty())
-        errors = result.errors;
-    progress_clear();
-    for (const std::string &warning : result.warnings)
-        fprintf(stderr, "%s\n", warning.c_str());
-    for (const std::string &error : errors)
-        fprintf(stderr, "%s\n", error.c_str());
-    if (!result.is_good)
-        return 1;
-    for (const std::string &line : result.results)
-        printf("%s\n", line.c_str());
-    fflush(stdout); // before a child has a copy of it
-    tell_left_out(&all, result.partial_nodes);
-    return fflush(stdout) == 0 ? 0 : 1;
 }

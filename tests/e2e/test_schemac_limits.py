@@ -99,10 +99,28 @@ def test_a_module_that_breaks_the_compiler_hides_no_other(server, run, write):
     result = run("good", "deep", "bad", preexec_fn=with_limit(resource.RLIMIT_STACK, 256 << 10))
     assert (result.returncode, result.stdout) == (1, "")
     assert result.stderr == (
-        "schemac: deep: the compiler died of signal 11\n"
         'schemac: bad: line 4: Referenced type "nosuch" not found. (/bad:a)\n'
+        "schemac: deep: the compiler died of signal 11\n"
     )
     assert server.content() == {}
+
+
+@pytest.mark.skipif(valgrind.ENABLED, reason="the child is valgrind's")
+def test_the_first_error_is_printed_before_the_others_are_known(server, write, tmp_path):
+    write("bad", "leaf {")
+    write("slow", NEVER_ENDING)
+    with subprocess.Popen(
+        [SCHEMAC, "--redis", server.socket, "bad", "slow"],
+        cwd=tmp_path,
+        stdin=subprocess.DEVNULL,
+        stderr=subprocess.PIPE,
+    ) as process:
+        try:
+            assert process.stderr.readline().startswith(b"schemac: bad: line 4: ")
+            assert process.poll() is None
+        finally:
+            process.kill()
+        assert process.stderr.read() == b""
 
 
 @pytest.mark.skipif(SANITIZED, reason="a sanitizer needs more address space than the limit")

@@ -1,0 +1,86 @@
+"""schemac --keep-going: broken modules cost themselves only."""
+
+import pytest
+
+from support.schemac import good
+
+pytest_plugins = ("support.schemac_fixtures",)
+
+NO_TYPE = 'Referenced type "nosuch" not found.'
+
+
+@pytest.fixture(name="models")
+def fixture_models(write):
+    write("good", "leaf a { type string; }")
+    write("fine", "leaf b { type string; }")
+    write("lib", "\n typedef t { type nosuch; }\n leaf x { type t; }\n leaf }")
+    write("bad", "leaf c { type nosuch; }")
+    write("one", "import lib { prefix l; } leaf d { type string; }")
+    write("two", "import lib { prefix l; } leaf e { type string; }")
+
+
+def test_what_compiles_is_stored_and_the_rest_is_named(server, run, models):
+    result = run("--keep-going", "one", "good", "bad", "lib", "two", "fine")
+    assert result.returncode == 2
+    assert server.content()["/"].keys() == {"good", "fine"}
+    assert result.stdout.startswith("schemac: 2 modules, 2 nodes, ")
+    assert len(result.stdout.splitlines()) == 1
+    lines = result.stderr.splitlines()
+    assert len(lines) == 2
+    assert lines[0].startswith("schemac: lib: line 7: ")
+    assert lines[0].endswith(" (needed by one, two)")
+    assert lines[1] == f"schemac: bad: line 4: {NO_TYPE} (/bad:c)"
+
+
+def test_a_missing_module_and_a_missing_import(server, run, models, write):
+    write("user", "\n import gone { prefix g; }")
+    result = run("--keep-going", "gone", "good", "user")
+    assert result.returncode == 2
+    assert result.stderr == (
+        "schemac: gone: no module gone in .\n"
+        "schemac: user: line 5: import: no module gone in .\n"
+    )
+    assert server.content()["/"].keys() == {"good"}
+
+
+def test_of_modules_that_fail_only_together_the_later_is_left_out(server, run, write, tmp_path):
+    """Two modules of one namespace."""
+    write("good", "leaf a { type string; }")
+    for name in ("first", "second"):
+        (tmp_path / f"{name}.yang").write_text(
+            f"module {name} {{ namespace urn:same; prefix p; leaf {name} {{ type string; }} }}"
+        )
+    for names in (["first", "second", "good"], ["second", "good", "first"]):
+        result = run("--keep-going", *names)
+        kept, left_out = names[0], ({"first", "second"} - {names[0]}).pop()
+        assert (result.returncode, server.content()["/"].keys()) == (2, {kept, "good"})
+        assert result.stderr.startswith(f"schemac: {left_out}: ")
+        assert "urn:same" in result.stderr and len(result.stderr.splitlines()) == 1
+
+
+def test_when_nothing_is_left_the_database_stays(server, run, models):
+    good(run("good"))
+    before = server.content()
+    result = run("--keep-going", "bad", "lib")
+    assert (result.returncode, result.stdout) == (1, "")
+    assert len(result.stderr.splitlines()) == 2
+    assert server.content() == before
+
+
+def test_what_was_left_out_is_told_each_time(run, models):
+    results = [run("--keep-going", "good", "bad") for _ in range(2)]
+    assert [result.returncode for result in results] == [2, 2]
+    assert results[0].stderr == results[1].stderr
+
+
+def test_nothing_is_left_out_when_all_compile(server, run, models):
+    assert good(run("--keep-going", "good", "fine")).stdout.startswith("schemac: 2 modules, ")
+
+
+def test_a_server_that_is_not_there_is_told_once(run, models, tmp_path):
+    result = run("--keep-going", "--redis", f"{tmp_path}/none", "good", "bad")
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == (
+        f"schemac: bad: line 4: {NO_TYPE} (/bad:c)\n"
+        f"schemac: redis at {tmp_path}/none: No such file or directory\n"
+    )
