@@ -133,6 +133,7 @@ def test_a_model_that_is_broken_with_all_features_is_stored_without(server, run,
     )
     good(run("m"))
     assert server.content()["/m"].keys() == {"a", "b"}
+    assert run("--feature", "*:*", "m").returncode == 1
 
 
 def test_a_real_module(run):
