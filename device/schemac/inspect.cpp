@@ -41,7 +41,7 @@ void count_below(stored_schema *schema, const stored_place *parent, module_total
     const std::vector<stored_place> children = stored_children(schema, parent);
     module_total *own = &(*totals)[parent->module];
     own->bytes += children.empty() ? 0 : stored_children_key(parent).size();
-    if (!parent->is_module && parent->record.kind == node_kind::list)
+    if (!parent->is_module && parent->record.kind == node_kind_list)
         own->bytes += bytes_of(stored_read(schema, parent->path), parent->path);
     for (const stored_place &child : children) {
         module_total *total = &(*totals)[child.module];
@@ -138,7 +138,7 @@ std::vector<table_row> describe(stored_schema *schema, const stored_place *place
     add("module", place->module);
     add("access", access_name(&place->record));
     add("type", place->record.type);
-    if (place->record.kind == node_kind::list)
+    if (place->record.kind == node_kind_list)
         add("keys", keys_text(schema, place));
     add("help", place->record.help);
     return rows;
@@ -191,8 +191,7 @@ bool find_child(stored_schema *schema, const stored_place *parent, const std::st
         }
     }
     for (const stored_place &child : children) {
-        if ((child.record.kind == node_kind::choice ||
-             child.record.kind == node_kind::choice_case) &&
+        if ((child.record.kind == node_kind_choice || child.record.kind == node_kind_case) &&
             find_child(schema, &child, name, found))
             return true;
     }

@@ -69,23 +69,23 @@ std::string make_module_record(std::string_view name_space)
 
 int node_record_read(std::string_view bytes, node_record *record)
 {
-    constexpr size_t header = 20;
-    if (bytes.size() < header)
+    if (bytes.size() < node_record_minimum)
         return -1;
     const size_t flags = get_u16(bytes, 0);
-    const size_t kind = flags >> 6 & 0x1f;
-    if (kind < static_cast<size_t>(node_kind::container) ||
-        kind > static_cast<size_t>(node_kind::input))
+    const size_t kind = flags >> record_kind_shift & record_kind_mask;
+    if (kind < node_kind_container || kind > node_kind_input)
         return -1;
-    const size_t help = get_u16(bytes, 12);
+    const size_t help = get_u16(bytes, record_help_offset);
     record->kind = static_cast<node_kind>(kind);
-    record->is_config = (flags & 1) != 0;
-    record->type = get_string(bytes, header + get_u16(bytes, 14));
-    record->help = help < get_u16(bytes, 18) ? get_string(bytes, header + help) : "";
+    record->is_config = (flags & record_config_flag) != 0;
+    record->type = get_string(bytes, node_record_minimum + get_u16(bytes, record_type_offset));
+    record->help = help < get_u16(bytes, record_bound_offset)
+                       ? get_string(bytes, node_record_minimum + help)
+                       : "";
     return 0;
 }
 
 std::string module_record_namespace(std::string_view bytes)
 {
-    return get_string(bytes, 43);
+    return get_string(bytes, module_record_minimum);
 }

@@ -29,17 +29,17 @@ bool keeps_order(const std::string &encoding)
 
 bool is_choice(const stored_place *place)
 {
-    return !place->is_module && place->record.kind == node_kind::choice;
+    return !place->is_module && place->record.kind == node_kind_choice;
 }
 
 bool is_data(node_kind kind)
 {
-    return kind != node_kind::choice && kind != node_kind::choice_case;
+    return kind != node_kind_choice && kind != node_kind_case;
 }
 
 bool is_list(const stored_place *place)
 {
-    return !place->is_module && place->record.kind == node_kind::list;
+    return !place->is_module && place->record.kind == node_kind_list;
 }
 
 uint64_t bytes_of(const hash_field &field)

@@ -23,15 +23,15 @@ std::string label_of(stored_schema *schema, const stored_place *place)
 {
     const std::string name = stored_name(place);
     switch (place->record.kind) {
-    case node_kind::choice:
+    case node_kind_choice:
         return "--(" + name + ")";
-    case node_kind::choice_case:
+    case node_kind_case:
         return "--:(" + name + ")";
-    case node_kind::list:
+    case node_kind_list:
         return "--" + access_name(&place->record) + " " + name + keys_of(schema, place);
-    case node_kind::leaf_list:
+    case node_kind_leaf_list:
         return "--" + access_name(&place->record) + " " + name + "*  " + place->record.type;
-    case node_kind::leaf:
+    case node_kind_leaf:
         return "--" + access_name(&place->record) + " " + name + "  " + place->record.type;
     default:
         return "--" + access_name(&place->record) + " " + name;
@@ -56,16 +56,16 @@ void print_below(stored_schema *schema, const stored_place *parent, const std::s
 
 std::string access_name(const node_record *record)
 {
-    if (record->kind == node_kind::choice || record->kind == node_kind::choice_case)
+    if (record->kind == node_kind_choice || record->kind == node_kind_case)
         return "";
-    if (record->kind == node_kind::rpc)
+    if (record->kind == node_kind_rpc)
         return "x";
     return record->is_config ? "rw" : "ro";
 }
 
 bool may_have_children(node_kind kind)
 {
-    return kind != node_kind::leaf && kind != node_kind::leaf_list;
+    return kind != node_kind_leaf && kind != node_kind_leaf_list;
 }
 
 void tree_print(stored_schema *schema, const stored_place *place)
