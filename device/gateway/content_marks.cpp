@@ -1,15 +1,34 @@
 #include "device/gateway/content_marks.h"
 
+#include <stdlib.h>
+#include <sys/random.h>
+
 #include "device/gateway/xml_characters.h"
 
 namespace
 {
 
-constexpr uint64_t first_mark = 0xCBF29CE484222325;
+// Where a mark begins and how it goes on is drawn anew in each process: whoever
+// writes values must not be able to work out two that have one mark.
+struct mark_key {
+    uint64_t first;
+    uint64_t factor; // odd
+};
+
+mark_key draw_key()
+{
+    mark_key key;
+    if (getrandom(&key, sizeof key, 0) != static_cast<ssize_t>(sizeof key))
+        abort();
+    key.factor |= 1;
+    return key;
+}
+
+const mark_key key = draw_key();
 
 uint64_t mark_byte(uint64_t mark, char byte)
 {
-    return (mark ^ static_cast<unsigned char>(byte)) * 0x100000001B3;
+    return (mark ^ static_cast<unsigned char>(byte)) * key.factor;
 }
 
 // Spreads each bit over all, so that sums of marks say as much as marks.
@@ -28,7 +47,7 @@ uint64_t join(uint64_t mark, uint64_t next)
 
 uint64_t mark_of(std::string_view bytes)
 {
-    uint64_t mark = first_mark;
+    uint64_t mark = key.first;
     for (const char byte : bytes)
         mark = mark_byte(mark, byte);
     return spread(mark);
@@ -105,7 +124,7 @@ void end_word(marks_value *value, const xml_walk *walk)
     }
     value->words += mark;
     value->word_size = 0;
-    value->word_mark = first_mark;
+    value->word_mark = key.first;
 }
 
 void add_to_word(marks_value *value, char byte)
@@ -118,7 +137,7 @@ void add_to_word(marks_value *value, char byte)
 
 void begin_value(marks_value *value)
 {
-    value->exact = value->whole = value->plain = value->word_mark = first_mark;
+    value->exact = value->whole = value->plain = value->word_mark = key.first;
     value->words = 0;
     value->word_size = 0;
     value->has_blanks = false;
@@ -177,7 +196,7 @@ void marks_text(marks_builder *builder, const xml_walk *walk, std::string_view t
     for (const char byte : text) {
         value->exact = mark_byte(value->exact, byte);
         const bool is_blank = xml_is_blank(byte);
-        if (value->plain != first_mark || !is_blank)
+        if (value->plain != key.first || !is_blank)
             value->whole = mark_byte(value->whole, byte);
         value->has_blanks = value->has_blanks || is_blank;
         if (is_blank) {

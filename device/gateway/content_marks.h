@@ -1,7 +1,8 @@
 // Marks of an element and all that is in it, by which it is compared.
 //
 // A mark is a number of 64 bits that is the same for the same content, and for
-// different content differs but by an accident that nobody will see. So
+// different content differs but by an accident that nobody will see, nor bring
+// about: it holds in one process only. So
 // configurations of any size are compared without a tree of either, and without
 // knowing their model, which says what a list's keys and what a value's type is.
 //
