@@ -16,6 +16,7 @@ namespace
 
 // Far above any real module; keeps a mistaken --search from eating memory.
 constexpr off_t largest_source = 64 << 20;
+constexpr size_t largest_index = size_t{512} << 20;
 
 struct descriptor_guard {
     int descriptor;
@@ -57,8 +58,8 @@ int compare_names(const FTSENT **first, const FTSENT **second)
     return strcmp((*first)->fts_name, (*second)->fts_name);
 }
 
-// Fills source->text; an errno value, 0 for success.
-int read_text(yang_source *source)
+// Fills source->text, of which there may be `most` bytes; an errno value, 0 for success.
+int read_text(yang_source *source, size_t most)
 {
     // O_NONBLOCK: a pipe that calls itself a module must not keep us waiting.
     int descriptor = open(source->path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
@@ -70,7 +71,7 @@ int read_text(yang_source *source)
         return errno;
     if (!S_ISREG(status.st_mode))
         return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    if (status.st_size > largest_source)
+    if (status.st_size > largest_source || static_cast<size_t>(status.st_size) > most)
         return EFBIG;
     source->text.resize(static_cast<size_t>(status.st_size));
     size_t filled = 0;
@@ -137,11 +138,12 @@ void read_header(yang_source *source)
     source->revision = newest;
 }
 
-void ensure_read(yang_source *source)
+void ensure_read(source_index *index, yang_source *source)
 {
     if (source->state != source_state::unread)
         return;
-    source->failure = read_text(source);
+    source->failure = read_text(source, largest_index - index->text_size);
+    index->text_size += source->text.size();
     source->state = source->failure == 0 ? source_state::readable : source_state::unreadable;
     if (source->failure == 0)
         read_header(source);
@@ -191,12 +193,13 @@ void look_up_by_text(source_index *index, yang_source *source)
 
 // The best of these sources, as far as is known without reading more of them;
 // null when none has the revision.
-yang_source *choose(const std::vector<yang_source *> &sources, const std::string &revision)
+yang_source *choose(source_index *index, const std::vector<yang_source *> &sources,
+                    const std::string &revision)
 {
     yang_source *best = nullptr;
     for (yang_source *source : sources) {
         if (source->revision.empty())
-            ensure_read(source);
+            ensure_read(index, source);
         const bool fits =
             revision.empty() || source->revision == revision || source->named_revision == revision;
         if (fits && is_better(source, best))
@@ -244,7 +247,7 @@ yang_source *source_index_add_file(source_index *index, const char *path)
         errno = EINVAL;
         return nullptr;
     }
-    ensure_read(source);
+    ensure_read(index, source);
     if (source->state == source_state::unreadable) {
         errno = source->failure;
         return nullptr;
@@ -272,10 +275,10 @@ yang_source *source_index_find(source_index *index, const std::string &name,
     if (named == index->by_name.end())
         return nullptr;
     // Reading a source may show that it has another revision than its file name says.
-    yang_source *best = choose(named->second, revision);
+    yang_source *best = choose(index, named->second, revision);
     while (best != nullptr && best->state == source_state::unread) {
-        ensure_read(best);
-        best = choose(named->second, revision);
+        ensure_read(index, best);
+        best = choose(index, named->second, revision);
     }
     return best;
 }
