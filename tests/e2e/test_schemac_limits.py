@@ -124,7 +124,6 @@ def test_the_first_error_is_printed_before_the_others_are_known(server, write, t
         assert process.stderr.read() == b""
 
 
-@pytest.mark.skipif(SANITIZED, reason="a sanitizer needs more address space than the limit")
 def test_files_have_a_limit_together(server, run, write):
     """They take no room on the disk, and would fill the memory."""
     paths = [write(f"m{number}", "", directory="models") for number in range(9)]
@@ -135,6 +134,7 @@ def test_files_have_a_limit_together(server, run, write):
     assert result.stderr == f"schemac: {paths[8]}: File too large\n"
 
 
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer needs more address space than the limit")
 def test_many_modules_named_as_files_are_read_once(server, run, write):
     """Were each read again for each other file in its directory, they would take 400 MB."""
     names = [f"m{number}" for number in range(200)]
