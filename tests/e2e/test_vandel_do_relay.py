@@ -70,13 +70,57 @@ def test_a_notification_does_not_reach_the_shell(far):
 
 @pytest.mark.parametrize(
     "look_alike",
-    ["<notification><event/></notification>", f"<rpc-reply>{EVENT}</rpc-reply>", "no XML", ""],
+    [
+        "<notification><event/></notification>",
+        f"<rpc-reply>{EVENT}</rpc-reply>",
+        f'<?xml version="1.0" encoding="foo"?>{EVENT}',
+        f'<?xml version="1.0" encoding="utf-7"?>{EVENT}',
+        "no XML",
+        "",
+    ],
 )
 def test_what_is_no_notification_reaches_the_shell(far, look_alike):
     far.on_request = lambda request: look_alike
     with connected() as (relay, shell):
         assert shell.ask(get("").encode()) == look_alike.encode()
         assert relay.events == []
+
+
+def test_what_nobody_has_asked_for_does_not_reach_the_shell(far):
+    def announce(session):
+        for text in (daemon.rpc_reply("<data>x</data>", "9"), EVENT):
+            session.send(text)
+
+    far.on_connect = announce
+    with connected() as (relay, shell):
+        servers.wait_until(lambda: relay.events, "the notification after it")
+        assert relay.answered() == (None, False)
+        shell.expected = 2  # the daemon's count goes on
+        assert shell.ask(get("").encode()) == daemon.rpc_reply("<data></data>", "1").encode()
+
+
+def test_an_error_of_the_relay_ends_the_connection(far):
+    far.on_request = lambda request: [EVENT]
+    with connected() as (relay, shell):
+        relay.notify = lambda _: 1 // 0
+        shell.send(get("").encode())
+        assert shell.at_end()
+        assert relay.is_lost
+        assert relay.why.startswith("nothing is handed on any longer: ZeroDivisionError")
+
+
+def test_a_daemon_that_has_to_accept_others_first(place, monkeypatch):
+    with socket.socket(socket.AF_UNIX) as listener, socket.socket(socket.AF_UNIX) as other:
+        listener.bind(place)
+        listener.listen(0)
+        other.connect(place)
+        accepted = []
+        monkeypatch.setattr(relays.time, "sleep", lambda _: accepted.append(listener.accept()))
+        relay = relays.Relay(print, False)
+        assert relay.why is None
+        assert len(accepted) == 1
+        relay.stop()
+        accepted[0][0].close()
 
 
 def test_nothing_but_reads_passes_in_a_dry_run(far):
@@ -116,6 +160,23 @@ def test_the_socket_of_a_run_goes_when_the_shell_is_there(far):
     with connected() as (relay, shell):
         shell.ask(get("<x/>").encode())
         assert not os.path.exists(relay.directory)
+
+
+def test_what_takes_its_name_later_stays(far):
+    with connected() as (relay, shell):
+        shell.ask(get("<x/>").encode())
+        os.mkdir(relay.directory)
+    assert os.path.isdir(relay.directory)
+    os.rmdir(relay.directory)
+
+
+def test_what_others_have_put_there_stays(far):
+    relay = relays.Relay(print, False)
+    kept = os.path.join(relay.directory, "kept")
+    os.mkdir(kept)
+    relay.stop()
+    assert os.listdir(relay.directory) == ["kept"]
+    shutil.rmtree(relay.directory)
 
 
 def test_the_socket_of_a_run_is_out_of_reach_of_others(far):

@@ -8,11 +8,11 @@ that nothing stands between the output of two commands.
 
 import contextlib
 import os
-import shutil
 import socket
 import struct
 import tempfile
 import threading
+import time
 
 from vandel_do import reply
 
@@ -22,6 +22,7 @@ BODY_LIMIT = 1 << 28
 PIECE = 1 << 20
 CREDENTIALS = struct.Struct("=3i")  # process, user, group
 PATIENCE = 30  # seconds until a daemon has to accept
+PAUSE = 0.05  # seconds until it is asked again
 READS = ("create-session", "get", "get-config")  # requests that change nothing
 
 
@@ -36,13 +37,26 @@ def receive(connection, size):
     return data
 
 
+def connect_patiently(connection, path):
+    """Connects, also to a daemon that has to accept others first; raises OSError."""
+    deadline = time.monotonic() + PATIENCE
+    connection.settimeout(PATIENCE)
+    while True:
+        try:
+            connection.connect(path)
+            break
+        except BlockingIOError:  # too many wait; with a time limit this comes at once
+            if time.monotonic() > deadline:
+                raise
+            time.sleep(PAUSE)
+    connection.settimeout(None)
+
+
 def connect_daemon(path):
     """A connection to the daemon of root or of this user; raises OSError."""
     connection = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
     try:
-        connection.settimeout(PATIENCE)
-        connection.connect(path)
-        connection.settimeout(None)
+        connect_patiently(connection, path)
         option = connection.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, CREDENTIALS.size)
         if CREDENTIALS.unpack(option)[1] not in (0, os.geteuid()):
             raise PermissionError(f"{path}: somebody else listens there")
@@ -59,27 +73,33 @@ class Relay:
         """notify is called with each notification; reads_only lets no change pass."""
         self.notify = notify
         self.reads_only = reads_only
-        self.directory = tempfile.mkdtemp(prefix="vandel-do.")
-        self.path = os.path.join(self.directory, "tarnd.sock")
-        self.why = None  # there is no connection to the daemon
+        self.why = None  # there is no connection to the daemon any longer
         self.daemon = None
         self.shell = None
         self.listener = None
         self.lock = threading.Lock()
-        self.requests = 0
-        self.replies = []  # since forget()
+        self.waiting = 0  # requests without a reply
+        self.requests = 0  # since forget(), as the next two
+        self.replies = 0
+        self.last = None
         self.is_lost = False
         try:
-            self._listen()
+            self.daemon = connect_daemon(os.environ.get("TARND_SOCKET") or DAEMON)
         except OSError as error:
             # Nobody listens at the path, so the shell finds no daemon and says so.
             self.why = error
+        # Only now: who is killed while he waits for the daemon leaves nothing.
+        self.directory = tempfile.mkdtemp(prefix="vandel-do.")
+        self.path = os.path.join(self.directory, "tarnd.sock")
+        self.is_removed = False
+        try:
+            if self.daemon is not None:
+                self._listen()
         except BaseException:
             self.stop()
             raise
 
     def _listen(self):
-        self.daemon = connect_daemon(os.environ.get("TARND_SOCKET") or DAEMON)
         self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
         self.listener.bind(self.path)
         self.listener.listen(1)
@@ -91,37 +111,63 @@ class Relay:
         except OSError:
             return
         self._remove_socket()
-        threading.Thread(target=self._hand_up, daemon=True).start()
-        self._hand_down()
+        with self._until_lost():
+            threading.Thread(target=self._hand_up, daemon=True).start()
+            self._hand_down()
 
     def _remove_socket(self):
-        shutil.rmtree(self.directory, ignore_errors=True)
+        """Once: what stands at the name afterwards may be another user's."""
+        with self.lock:
+            if not self.is_removed:
+                self.is_removed = True
+                with contextlib.suppress(OSError):
+                    os.unlink(self.path)
+                with contextlib.suppress(OSError):
+                    os.rmdir(self.directory)
+
+    @contextlib.contextmanager
+    def _until_lost(self):
+        """However a thread ends, the other end of the shell's connection ends with it."""
+        try:
+            yield
+        except OSError:
+            pass
+        except Exception as error:  # pylint: disable=broad-exception-caught
+            self.why = f"nothing is handed on any longer: {error!r}"
+        finally:
+            self._lose()
 
     def _hand_up(self):
         """From the shell to the daemon."""
-        with contextlib.suppress(OSError):
+        with self._until_lost():
             while frame := self._receive_frame(self.shell):
                 header, body = frame
                 with self.lock:
                     self.requests += 1
+                    self.waiting += 1
                 if self.reads_only and reply.operation(body) not in READS:
                     break
                 self.daemon.sendall(header + body)
-        self._lose()
 
     def _hand_down(self):
-        """From the daemon to the shell, all but notifications."""
-        with contextlib.suppress(OSError):
-            while frame := self._receive_frame(self.daemon):
-                header, body = frame
-                if reply.is_notification(body):
-                    self.notify(bytes(body))
-                    continue
-                with self.lock:
-                    self.replies.append(body)
+        """From the daemon to the shell, all but notifications and what nobody has asked for."""
+        while frame := self._receive_frame(self.daemon):
+            header, body = frame
+            if reply.is_notification(body):
+                self.notify(bytes(body))
+            elif self._note_reply(body):
                 # In one piece: the shell reads a header at once.
                 self.shell.sendall(header + body)
-        self._lose()
+
+    def _note_reply(self, body):
+        """False when no request waits for it."""
+        with self.lock:
+            if self.waiting == 0:
+                return False
+            self.waiting -= 1
+            self.replies += 1
+            self.last = body
+            return True
 
     @staticmethod
     def _receive_frame(connection):
@@ -143,13 +189,13 @@ class Relay:
         """Begins to count anew, for the next command."""
         with self.lock:
             self.requests = 0
-            self.replies = []
+            self.replies = 0
+            self.last = None
 
     def answered(self):
         """The last reply since forget(), or None; and whether a request has none."""
         with self.lock:
-            last = self.replies[-1] if self.replies else None
-            return last, self.requests > len(self.replies)
+            return self.last, self.requests > self.replies
 
     def stop(self):
         for connection in (self.listener, self.shell, self.daemon):

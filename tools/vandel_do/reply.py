@@ -56,7 +56,7 @@ def read(body, start, end=None, characters=None):
         parser.Parse(b"", True)
     except _Enough:
         return
-    except expat.ExpatError:
+    except (expat.ExpatError, LookupError, ValueError):  # the latter for its encoding
         raise Unreadable from None
 
 
