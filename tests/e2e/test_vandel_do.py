@@ -207,6 +207,14 @@ def test_a_reply_that_is_no_xml_is_an_error(device):
     assert result.stdout == b"\r\n<rpc-reply>\n  <ok/>\n"
 
 
+def test_a_reply_in_an_encoding_that_nobody_knows_is_no_xml(device):
+    text = '<?xml version="1.0" encoding="foo"?><rpc-reply><ok/></rpc-reply>'
+    device.tarnd.on_request = lambda request: text
+    result = vandel_do.run(device, "save")
+    assert result.status == 1
+    assert result.stderr.startswith(b"vandel-do: the reply is no XML\n")
+
+
 @pytest.mark.parametrize("key", ["error parameter: x", "\nerror parameter: x\n"])
 def test_the_name_of_an_entry_is_no_message(device, key):
     entry = f"<port><id>{key}</id></port>"
@@ -255,6 +263,14 @@ def test_notifications_go_to_standard_error(device):
     assert (result.status, result.stdout.decode()) == (0, printed)
     # The last one may come when vandel-do has left.
     assert result.stderr.decode() in (f"{EVENT}\n" * 5, f"{EVENT}\n" * 6)
+
+
+def test_a_notification_cannot_steer_the_terminal(device):
+    event = EVENT.replace("<event/>", "\x1b]0;x\x07\n\t\u009b2J\u202e\u00e9")
+    device.tarnd.on_request = lambda request: [event, request.data()]
+    result = vandel_do.run(device, "get", "/acme/box")
+    # A reader of XML stops at such a character, but the name is known by then.
+    assert result.stderr.decode() == EVENT.replace("<event/>", "?]0;x?\n\t?2J?\u00e9") + "\n"
 
 
 def test_notifications_are_left_out(device):

@@ -23,6 +23,14 @@ from vandel_do import main, run
 run.START_PATIENCE = 0.1
 sys.exit(main.main(["--vandel", {vandel_do.SHELL!r}, "--timeout", "0.1", "pwd"], "/"))
 """
+# vandel-do with a fault.
+FAULTY = f"""
+import sys
+sys.path.insert(0, {os.path.dirname(vandel_do.PROGRAM)!r})
+from vandel_do import main
+main.carry_out = lambda options, here: {{}}["x"]
+sys.exit(main.main(["pwd"], "/"))
+"""
 STAGED = ("set /acme/box/name x", "commit")
 
 
@@ -255,3 +263,51 @@ def test_nobody_who_reads_notifications(device):
     )  # fmt: skip
     os.close(sink)
     assert (result.returncode, result.stdout) == (0, printed_no_data().encode())
+
+
+def redirected(device, how, *arguments):
+    """Runs vandel-do with the redirections of a shell."""
+    words = device.command("sh", "-c", f'exec "$@" {how}', "sh")
+    words += [vandel_do.PROGRAM, "--vandel", vandel_do.SHELL, *arguments]
+    return device.start_command(words).wait()
+
+
+@pytest.mark.parametrize("closed", ["<&-", ">&-", "2>&-", "<&- >&- 2>&-"])
+def test_a_standard_file_that_is_closed_is_as_the_null_device(device, closed):
+    device.tarnd.on_request = lambda request: [EVENT, request.data()]
+    result = redirected(device, closed, "-c", "get /acme/box", "-c", "get /acme/box")
+    printed = b"" if ">&-" in closed.split() else printed_no_data() + printed_no_data(2)
+    assert result.status == 0
+    assert result.stdout == (printed and printed.encode())
+    # The session and the two requests, and nothing that was printed.
+    assert len(device.tarnd.frames) == 3
+
+
+def test_standard_input_that_is_closed_has_no_commands(device):
+    check(redirected(device, "<&-"), 0, "", "")
+
+
+def test_output_that_cannot_be_written(device):
+    device.tarnd.on_request = lambda request: request.reply("<rpc-error/>")
+    arguments = ["--save-edits", "/tmp/saved", "-k"]
+    for command in (*STAGED, "save"):
+        arguments += ["-c", command]
+    errors = (
+        "vandel-do: the lines of this commit are in /tmp/saved\n"
+        "vandel-do: command 2: commit: the device has refused it\n"
+        "vandel-do: cannot go on: [Errno 28] No space left on device\n"
+    )
+    check(redirected(device, ">/dev/full", *arguments), 70, "", errors)
+    assert len(device.tarnd.requests) == 1
+    assert os.path.exists(device.path("saved"))
+    assert redirected(device, ">/dev/full", "--version").status == 70
+
+
+def test_messages_that_cannot_be_written(device):
+    assert redirected(device, "2>/dev/full", "bogus").status == 2
+    assert redirected(device, "2>/dev/full", "--nothing").status == 64
+
+
+def test_a_fault_of_its_own_is_no_refusal(device):
+    result = device.start_command(device.command("/usr/bin/python3", "-IBc", FAULTY)).wait()
+    check(result, 70, "", "vandel-do: cannot go on: KeyError('x')\n")

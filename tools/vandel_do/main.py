@@ -4,12 +4,13 @@ import contextlib
 import os
 import resource
 import signal
-import sys
 
 from vandel_do.options import UsageError, find_vandel, parse
+from vandel_do.output import STDERR, STDOUT, complain, write
 from vandel_do.run import Run
 
 USAGE_STATUS = 64
+TROUBLE_STATUS = 70  # 1 to 4 tell of the device and the shell
 ENDING = (signal.SIGHUP, signal.SIGINT, signal.SIGTERM)
 
 
@@ -32,6 +33,13 @@ def die_of(number):
     os.kill(os.getpid(), number)
 
 
+def open_standard_files():
+    """Puts /dev/null in the place of those that are closed: a socket would get their number."""
+    while (descriptor := os.open(os.devnull, os.O_RDWR)) <= STDERR:
+        os.set_inheritable(descriptor, True)
+    os.close(descriptor)
+
+
 def lines_of(file):
     """(place, command) of each line of a script that is no comment and not blank."""
     for number, line in enumerate(file, 1):
@@ -50,7 +58,8 @@ def commands_of(options):
             for number, line in enumerate(options.commands, 1)
         )
     elif options.file in (None, "-"):
-        yield lines_of(sys.stdin.buffer)
+        with open(0, "rb", closefd=False) as file:
+            yield lines_of(file)
     else:
         try:
             file = open(options.file, "rb")  # pylint: disable=consider-using-with
@@ -75,21 +84,27 @@ def carry_out(options, here):
 
 def main(arguments, here):
     """The exit status of a call; `here` is the directory of the script."""
-    resource.setrlimit(resource.RLIMIT_CORE, (0, 0))  # it would hold passwords
-    for number in ENDING:
-        if signal.getsignal(number) != signal.SIG_IGN:
-            signal.signal(number, raise_signal)
     try:
+        open_standard_files()
+        resource.setrlimit(resource.RLIMIT_CORE, (0, 0))  # it would hold passwords
+        for number in ENDING:
+            if signal.getsignal(number) != signal.SIG_IGN:
+                signal.signal(number, raise_signal)
         options = parse(arguments)
         if options.told is not None:
-            print(options.told, end="", flush=True)
+            write(STDOUT, options.told.encode())
             return 0
         return carry_out(options, here)
     except UsageError as error:
-        print(f"vandel-do: {error}", file=sys.stderr)
+        complain(str(error))
         return USAGE_STATUS
     except Signalled as end:
         die_of(end.number)
     except BrokenPipeError:
         die_of(signal.SIGPIPE)
-    return USAGE_STATUS
+    except OSError as error:
+        complain(f"cannot go on: {error}")
+    except Exception as error:  # pylint: disable=broad-exception-caught
+        # Python's own status would mean that the device has refused something.
+        complain(f"cannot go on: {error!r}")
+    return TROUBLE_STATUS

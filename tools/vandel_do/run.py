@@ -1,15 +1,14 @@
 """One run: commands in, output and exit status out."""
 
-import contextlib
 import os
 
 from vandel_do import database, edits, reply
 from vandel_do.messages import Messages
+from vandel_do.output import Stdout, Text, complain, tell, without_controls
 from vandel_do.relay import Relay
 from vandel_do.shell import Ended, Shell, TookTooLong
 
 START_PATIENCE = 60  # seconds until the first prompt, or those of a command if they are more
-STDOUT, STDERR = 1, 2
 DONE, ERROR, REFUSED, LOST, TIMEOUT = range(5)
 # Commands that ask the device for the operator. What others ask is for the shell itself.
 ASKING = (
@@ -34,28 +33,13 @@ def shortened(line):
     return text[:200].decode("utf-8", "replace")
 
 
-def printable(text):
-    """Without what would steer a terminal."""
-    return "".join(character if character.isprintable() else "?" for character in text)
-
-
-def write(descriptor, data):
-    """Writes all of it, past the buffers: notifications come from a thread of their own."""
-    rest = memoryview(data)
-    while rest:
-        rest = rest[os.write(descriptor, rest) :]
-
-
-def complain(text):
-    write(STDERR, f"vandel-do: {printable(text)}\n".encode())
-
-
 class Run:
     def __init__(self, options, program):
         self.options = options
         self.messages = Messages()
         self.edits = edits.Edits()
         self.saved = edits.SaveFile(options.save_edits)
+        self.stdout = Stdout()
         self.shell = None
         self.relay = Relay(self._notified, options.dry_run)
         try:
@@ -67,8 +51,7 @@ class Run:
     def _notified(self, body):
         # The run goes on where nobody reads them any longer.
         if self.options.notifications:
-            with contextlib.suppress(OSError):
-                write(STDERR, body.rstrip(b"\0\n") + b"\n")
+            tell(without_controls(body.rstrip(b"\0\n")) + b"\n")
 
     def close(self):
         if self.shell is not None:
@@ -76,7 +59,7 @@ class Run:
         self.relay.stop()
 
     def all(self, commands):
-        """Runs the commands; the exit status."""
+        """Runs the commands; the exit status. Raises OSError: standard output has failed."""
         worst = self._begin()
         if worst != DONE:
             return worst
@@ -85,23 +68,28 @@ class Run:
             worst = max(worst, status)
             if self.shell.process.poll() is not None or status in (LOST, TIMEOUT):
                 break
+            if self.stdout.error is not None:
+                break
             if status != DONE and not self.options.keep_going:
                 break
         if count := self.edits.count():
             complain(f"{count} staged {'change was' if count == 1 else 'changes were'} not sent")
         if worst not in (LOST, TIMEOUT) and self.shell.process.poll() is None:
             self.shell.leave()
+        if self.stdout.error is not None:
+            raise self.stdout.error
         return worst
 
     def _begin(self):
         """Waits for the first prompt."""
+        text = Text(self.stdout.write, lambda: True)
         try:
-            self.shell.begin(max(self.options.timeout, START_PATIENCE))
+            self.shell.begin(max(self.options.timeout, START_PATIENCE), text.add)
         except TookTooLong:
             complain("the shell does not start: daemon or database do not answer")
             return TIMEOUT
         except Ended as end:
-            write(STDOUT, end.output)
+            text.release()
             cause = self.relay.why or "see the system log"
             complain(f"the shell does not start, status {end.status}: {cause}")
             return LOST
@@ -126,6 +114,8 @@ class Run:
             status = DONE
         else:
             status = self._ask(place, line)
+        if status == LOST and self.relay.why is not None:
+            complain(f"{place}{self.relay.why}")
         if status != DONE:
             complain(f"{place}{shortened(line)}: {REASONS[status]}")
         return status
@@ -142,15 +132,16 @@ class Run:
         """Runs a line as it is; its status."""
         self.relay.forget()
         was_rpc = self.shell.in_rpc
+        text = self._text(line, is_shown)
         try:
-            output = self.shell.run(line, self.options.timeout)
-        except TookTooLong as end:
-            return self._give_up(place, line, end.output, TIMEOUT)
+            self.shell.run(line, self.options.timeout, text.add)
+        except TookTooLong:
+            return self._give_up(place, line, text, TIMEOUT)
         except Ended as end:
-            return self._give_up(place, line, end.output, LOST if end.status != 0 else DONE)
-        status, answer = self._judge(line, output)
+            return self._give_up(place, line, text, LOST if end.status != 0 else DONE)
+        status, answer = self._judge(line, text.ends())
         if is_shown:
-            self._show(output, answer)
+            self._show(text, answer)
         if status == LOST:
             self._lose(place, line, status)
         elif status == ERROR and edits.takes_all(line):
@@ -159,9 +150,19 @@ class Run:
             self.edits.note(line, self.shell, was_rpc)
         return status
 
-    def _give_up(self, place, line, output, status):
+    def _text(self, line, is_shown):
+        """Where the text of a command goes."""
+        if not is_shown:
+            return Text(lambda piece: None)
+        if self.options.form == "text":
+            return Text(self.stdout.write)
+        # In the place of an answer's text stands its document.
+        is_asking = line.split()[0] in ASKING
+        return Text(tell, lambda: is_asking and self.relay.answered()[0] is not None)
+
+    def _give_up(self, place, line, text, status):
         """After the shell has left, or is about to be ended."""
-        self._show(output, None)
+        self._show(text, None)
         if status != DONE:
             self._lose(place, line, status)
         return status
@@ -201,16 +202,14 @@ class Run:
             return LOST
         return REFUSED if said == "refused" else DONE
 
-    def _show(self, output, answer):
-        """Prints the output of a command in the form that is wanted."""
-        if self.options.form == "text":
-            write(STDOUT, output)
-        elif answer is None:
-            write(STDERR, output)
+    def _show(self, text, answer):
+        """Prints what has come in the form that is wanted; a text is partly printed already."""
+        if self.options.form == "text" or answer is None:
+            text.release()
         elif self.options.form == "xml":
-            write(STDOUT, answer.rstrip(b"\0\r\n") + b"\n")
+            self.stdout.write(answer.rstrip(b"\0\r\n") + b"\n")
         else:
-            write(STDOUT, reply.to_json(answer).encode() + b"\n")
+            self.stdout.write(reply.to_json(answer).encode() + b"\n")
 
     def _save(self, place, line, status):
         """Keeps the lines of a commit that was not carried out."""

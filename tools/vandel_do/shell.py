@@ -21,28 +21,25 @@ import signal
 import subprocess
 import time
 
+from vandel_do.stream import Stream
+
 PIECE_SIZE = 79  # the shell reads lines in such pieces; one that is full goes on in the next
 READ_SIZE = 1 << 16
-REFUSAL = b"error command, please use:pwd (no param)\r\n"
+PROMPT_SIZE = 1 << 12  # more than a prompt has beside the workspace
 PATIENCE = 5  # seconds until a shell that was told to leave is ended
 PR_SET_PDEATHSIG = 1
 LIBC = ctypes.CDLL(None)
 
 
 class TookTooLong(Exception):
-    """The command was not done in time; `output` is what came until then."""
-
-    def __init__(self, output):
-        super().__init__()
-        self.output = output
+    """The command was not done in time."""
 
 
 class Ended(Exception):
-    """The shell has ended with `status`; `output` is what came before."""
+    """The shell has ended with `status`."""
 
-    def __init__(self, output, status):
+    def __init__(self, status):
         super().__init__()
-        self.output = output
         self.status = status
 
 
@@ -78,61 +75,59 @@ class Shell:
         )
         os.set_blocking(self.process.stdin.fileno(), False)
 
-    def begin(self, timeout):
-        """Waits for the first prompt; raises as run()."""
-        self._converse(b"", timeout)
+    def begin(self, timeout, take):
+        """Waits for the first prompt; arguments and failures as of run()."""
+        self._converse(b"", None, timeout, take)
 
-    def run(self, line, timeout):
-        """What a command prints. Raises TookTooLong, or Ended: then the shell has left."""
-        try:
-            output = self._converse(as_input(line), timeout)
-        except (TookTooLong, Ended) as end:
-            end.output = self._without_echo(end.output)
-            raise
-        return self._without_echo(output)
+    def run(self, line, timeout, take):
+        """Calls take with each piece that a command prints, its time not counted.
+
+        Raises TookTooLong, or Ended when the shell has left; take has got all before.
+        """
+        self._converse(as_input(line), self.prompt, timeout, take)
 
     @property
     def in_rpc(self):
         return self.prompt.startswith(b"\n[")
 
-    def _without_echo(self, output):
-        """The line is shown after the prompt, as if it had been typed, up to its end."""
-        return output.removeprefix(self.before).partition(b"\n")[2]
-
-    def _converse(self, given, timeout):
-        """Sends some input; returns all that comes up to the next prompt."""
+    def _converse(self, given, echo, timeout, take):
+        """Sends some input; hands on all that comes up to the next prompt."""
         self.before = self.prompt
-        first, second = new_marker(), new_marker()
-        end = second + b"\n" + REFUSAL
-        received = self._exchange(given + first + b"\n" + second + b"\n", end, timeout)
-        output, _, rest = received.partition(first + b"\n" + REFUSAL)
-        self.prompt = rest.partition(second)[0]
-        return output.removesuffix(self.prompt)
+        markers = new_marker(), new_marker()
+        # A step into an entry shows the key, perhaps with quotes and in another form.
+        longest = PROMPT_SIZE + 2 * (len(self.prompt) + len(given))
+        stream = Stream(echo, markers, longest, take)
+        try:
+            self._exchange(given + b"".join(marker + b"\n" for marker in markers), stream, timeout)
+        except (TookTooLong, Ended):
+            stream.give_up()
+            raise
+        self.prompt = stream.prompt
 
-    def _exchange(self, given, end, timeout):
-        """Sends what is given and returns what comes, as soon as it ends in `end`."""
-        received = bytearray()
+    def _exchange(self, given, stream, timeout):
+        """Sends what is given and feeds the stream until it has all."""
         deadline = time.monotonic() + timeout
         pending = memoryview(given)
         source, sink = self.process.stdout, self.process.stdin
         with selectors.DefaultSelector() as ready:
             ready.register(source, selectors.EVENT_READ)
             ready.register(sink, selectors.EVENT_WRITE)
-            while not received.endswith(end):
+            while stream.prompt is None:
                 left = deadline - time.monotonic()
                 if left <= 0:
-                    raise TookTooLong(bytes(received))
+                    raise TookTooLong
                 for key, _ in ready.select(left):
                     if key.fileobj is source:
                         piece = os.read(source.fileno(), READ_SIZE)
                         if not piece:
-                            raise Ended(bytes(received), self._wait())
-                        received += piece
+                            raise Ended(self._wait())
+                        begun = time.monotonic()
+                        stream.add(piece)
+                        deadline += time.monotonic() - begun
                     else:
                         pending = pending[self._send(pending) :]
                         if not pending:
                             ready.unregister(sink)
-        return bytes(received)
 
     def _send(self, data):
         """How many bytes the shell has taken; of one that has ended, all."""

@@ -1,0 +1,79 @@
+"""What vandel-do keeps of the text of a command, which may be large, and what it hands on."""
+
+import os
+import sys
+
+import pytest
+from support.shell import ROOT
+
+sys.path.insert(0, os.path.join(ROOT, "tools"))
+from vandel_do.output import LIMIT, Text  # noqa: E402  pylint: disable=wrong-import-position
+from vandel_do.stream import REFUSAL, Stream  # noqa: E402  pylint: disable=wrong-import-position
+
+PROMPT = b"\n/acme$ "
+MARKERS = (b"pwd 1", b"pwd 2")
+CLOSING = b"".join(PROMPT + marker + b"\n" + REFUSAL for marker in MARKERS)
+PIECE = b"x" * 999 + b"\n"
+
+
+@pytest.mark.parametrize("size", [1, 2, 7, 50, 1 << 16])
+def test_only_the_output_is_handed_on(size):
+    taken = []
+    stream = Stream(PROMPT, MARKERS, 100, taken.append)
+    output = b"one\n" + PROMPT + PIECE + b"pwd 1\n"
+    given = PROMPT + b"get x\n" + output + CLOSING
+    for offset in range(0, len(given), size):
+        assert stream.prompt is None
+        stream.add(given[offset : offset + size])
+    assert (b"".join(taken), stream.prompt) == (output, PROMPT)
+
+
+def test_output_is_handed_on_as_it_comes():
+    taken = []
+    stream = Stream(None, MARKERS, 100, taken.append)
+    for _ in range(5000):
+        stream.add(PIECE)
+        assert len(stream.kept) < 200
+    stream.give_up()
+    assert b"".join(taken) == PIECE * 5000
+
+
+def test_the_echo_is_not_kept():
+    stream = Stream(PROMPT, MARKERS, 100, print)
+    stream.add(PROMPT)
+    for _ in range(5):
+        stream.add(b"x" * 100_000)
+        assert not stream.kept
+
+
+def test_the_ends_of_a_long_text_are_kept():
+    passed = []
+    text = Text(passed.append)
+    text.add(b"first\n")
+    for _ in range(1000):
+        text.add(PIECE)
+    text.add(b"last\n")
+    assert b"".join(passed) == b"first\n" + PIECE * 1000 + b"last\n"
+    lines = text.ends().split(b"\n")
+    assert (lines[0], lines[-2:]) == (b"first", [b"last", b""])
+    assert {len(line) for line in lines[1:-2]} == {999}
+    assert len(text.ends()) <= 2 * LIMIT
+
+
+def test_a_text_that_a_document_takes_the_place_of_is_dropped():
+    passed = []
+    text = Text(passed.append, lambda: True)
+    for _ in range(1000):
+        text.add(PIECE)
+    assert not passed
+    text.release()  # there is no document
+    assert b"".join(passed) == (PIECE * 66)[:LIMIT]
+
+
+def test_a_long_text_without_a_document_passes():
+    passed = []
+    text = Text(passed.append, lambda: False)
+    for _ in range(1000):
+        text.add(PIECE)
+    text.release()
+    assert b"".join(passed) == PIECE * 1000
