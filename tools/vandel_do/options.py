@@ -26,7 +26,8 @@ FILE, or those of standard input. Prints what the shell prints, without prompts.
 
 Exit status: 0 all commands succeeded, 1 the device refused one (rpc-error), 2 the
 shell refused one, 3 server or database cannot be reached, 4 a command took too long,
-64 nothing was run: options, files or the shell are not as they should be.
+64 nothing was run: options, files or the shell are not as they should be,
+70 output cannot be written, or vandel-do has failed.
 """
 VERSION = "1.0.0"
 LONG = (
