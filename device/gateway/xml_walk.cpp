@@ -66,6 +66,17 @@ int declare(xml_walk *walk, int count, const xmlChar **spaces)
     return 0;
 }
 
+// Whether the parser has told of as many attributes, declarations among them, as stand in the
+// tag. It leaves out a prefix that is declared as nothing, which a server may refuse.
+bool is_told_whole(const xml_element *element, int told)
+{
+    std::string_view rest = element->attributes;
+    xml_attribute attribute;
+    while (xml_attribute_next(&rest, &attribute))
+        told--;
+    return told == 0;
+}
+
 // attributes: count groups of name, prefix, namespace, value and its end.
 bool says_operation(int count, const xmlChar **attributes)
 {
@@ -92,7 +103,8 @@ void on_start(void *context, const xmlChar *local, const xmlChar *prefix, const 
     element->has_operation = says_operation(attribute_count, attributes);
     const bool is_bound = prefix == nullptr || uri != nullptr;
     const bool is_known = is_bound && declare(walk, space_count, spaces) == 0 &&
-                          locate(walk, view(prefix), element) == 0;
+                          locate(walk, view(prefix), element) == 0 &&
+                          is_told_whole(element, space_count + attribute_count);
     take_step(walk, is_known ? walk->events->start(walk->context, walk) : xml_step_fail);
     walk->settled = element->content;
 }
