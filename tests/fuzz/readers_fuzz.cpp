@@ -221,10 +221,10 @@ std::string trimmed(const std::string &text)
     return from == std::string::npos ? "" : text.substr(from, last + 1 - from);
 }
 
-// The texts of the elements of this name, in their order.
+// The texts of the elements of this name, in their order; one that holds elements has none.
 void collect_texts(const xmlNode *element, const char *name, std::vector<std::string> *texts)
 {
-    if (is_base(element, name)) {
+    if (is_base(element, name) && next_element(element->children) == nullptr) {
         xmlChar *content = xmlNodeGetContent(element);
         texts->push_back(trimmed(fuzz_xml_string(content)));
         xmlFree(content);
