@@ -2,6 +2,7 @@
 #include "device/schemac/help_text.h"
 
 #include <stdint.h>
+#include <vector>
 
 #include "device/schemac/text_tools.h"
 
@@ -11,6 +12,7 @@ namespace
 constexpr size_t longest_description = 200;
 constexpr size_t longest_bracket = 600;
 constexpr size_t most_values = 12;
+constexpr size_t most_descriptions = 4096;
 
 // A list of values, of which the first dozen are shown.
 struct value_list {
@@ -242,20 +244,30 @@ std::string keys_text(const lysc_node *node)
     return count == 0 ? "" : (count == 1 ? "key " : "keys ") + text;
 }
 
+const std::string &description_line(help_maker *maker, const char *description)
+{
+    if (maker->descriptions.size() == most_descriptions)
+        maker->descriptions.clear();
+    std::string &line = maker->descriptions[description];
+    if (line.empty())
+        line = cut_text(fold_text(description), longest_description);
+    return line;
+}
+
 } // namespace
 
-std::string make_help_text(const type_names *names, const lysc_node *node)
+std::string make_help_text(help_maker *maker, const lysc_node *node)
 {
     std::string bracket;
     if (node->nodetype == LYS_LEAF)
-        bracket = leaf_text(names, node);
+        bracket = leaf_text(&maker->names, node);
     else if (node->nodetype == LYS_LEAFLIST)
-        bracket = leaf_list_text(names, node);
+        bracket = leaf_list_text(&maker->names, node);
     else if (node->nodetype == LYS_LIST)
         bracket = keys_text(node);
     std::string help;
     if (node->dsc != nullptr)
-        help = cut_text(fold_text(node->dsc), longest_description);
+        help = description_line(maker, node->dsc);
     if (!bracket.empty()) {
         help.append(help.empty() ? "[" : " [");
         help.append(cut_text(fold_text(bracket), longest_bracket)).append("]");

@@ -15,13 +15,12 @@
 
 #include "device/schemac/help_text.h"
 #include "device/schemac/record.h"
-#include "device/schemac/type_names.h"
 
 namespace
 {
 
 struct schema_writer {
-    type_names names;
+    help_maker help;
     schema_content content;
     write_watch watch;
 };
@@ -77,13 +76,13 @@ bool is_config(const lysc_node *node)
     return (node->flags & (LYS_CONFIG_W | LYS_IS_INPUT)) != 0 || node->nodetype == LYS_INPUT;
 }
 
-std::string node_record(const schema_writer *writer, const lysc_node *node, node_kind kind)
+std::string node_record(schema_writer *writer, const lysc_node *node, node_kind kind)
 {
     return make_node_record(kind, is_config(node), built_in_type_name(node),
-                            make_help_text(&writer->names, node));
+                            make_help_text(&writer->help, node));
 }
 
-std::vector<hash_field> make_fields(const schema_writer *writer, const parent_place *parent,
+std::vector<hash_field> make_fields(schema_writer *writer, const parent_place *parent,
                                     const lysc_node *first, bool only_keys)
 {
     std::vector<hash_field> fields;
@@ -202,7 +201,7 @@ void add_root_field(std::vector<hash_field> *root, const lys_module *module)
 schema_content write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
                             write_watch watch)
 {
-    schema_writer writer = {type_names_collect(context), {}, watch};
+    schema_writer writer = {{type_names_collect(context), {}}, {}, watch};
     std::vector<hash_field> root;
     uint32_t position = 0;
     const uint32_t built_in = ly_ctx_internal_modules_count(context);

@@ -1,6 +1,8 @@
 // Texts of models as one line of bounded length.
 #include "device/schemac/text_tools.h"
 
+#include <algorithm>
+
 #include "code_point.h"
 #include "terminal_text.h"
 
@@ -12,6 +14,11 @@ constexpr std::string_view ellipsis = "\xe2\x80\xa6";
 bool is_blank(char letter)
 {
     return letter == ' ' || (letter >= '\t' && letter <= '\r');
+}
+
+bool is_plain(char letter)
+{
+    return letter >= ' ' && letter <= '~';
 }
 
 // The offset of the character with this number, or npos when there are fewer.
@@ -30,30 +37,28 @@ size_t character_offset(std::string_view text, size_t number)
 std::string printable_text(std::string_view text)
 {
     std::string shown(text);
-    shown.resize(terminal_text_clean(shown.data(), shown.size()));
+    const auto odd = std::find_if_not(shown.begin(), shown.end(), is_plain); // mostly none
+    const auto start = static_cast<size_t>(odd - shown.begin());
+    shown.resize(start + terminal_text_clean(shown.data() + start, shown.size() - start));
     return shown;
 }
 
 std::string fold_text(std::string_view text)
 {
     std::string folded;
-    bool has_gap = false;
-    for (char letter : text) {
-        if (is_blank(letter)) {
-            has_gap = true;
-            continue;
-        }
-        if (has_gap && !folded.empty())
-            folded.push_back(' ');
-        has_gap = false;
-        folded.push_back(letter);
+    folded.reserve(text.size());
+    for (const char *at = text.begin(); at != text.end();) {
+        const char *word = std::find_if_not(at, text.end(), is_blank);
+        at = std::find_if(word, text.end(), is_blank);
+        folded.append(folded.empty() || word == at ? "" : " ").append(word, at);
     }
     return printable_text(folded);
 }
 
 std::string cut_text(std::string_view text, size_t limit)
 {
-    size_t end = character_offset(text, limit);
+    const size_t end =
+        text.size() <= limit ? std::string_view::npos : character_offset(text, limit);
     if (end == std::string_view::npos)
         return std::string(text);
     std::string_view kept = text.substr(0, end);

@@ -73,7 +73,7 @@ void collect_from(const lysp_module *parsed, type_names *names)
             const lysc_node *node =
                 type != nullptr ? find_target(parsed, deviations[i].nodeid) : nullptr;
             if (node != nullptr)
-                names->deviations.push_back({node, type});
+                names->deviations.emplace(node, type);
         }
     }
 }
@@ -99,10 +99,9 @@ type_names type_names_collect(const ly_ctx *context)
 
 const lysp_type *type_names_find(const type_names *names, const lysc_node *node)
 {
-    for (const type_deviation &deviation : names->deviations) {
-        if (deviation.node == node)
-            return deviation.type;
-    }
+    const auto deviation = names->deviations.find(node);
+    if (deviation != names->deviations.end())
+        return deviation->second;
     const auto *parsed = static_cast<const lysp_node *>(node->priv);
     if (parsed != nullptr && parsed->nodetype == LYS_LEAF)
         return &reinterpret_cast<const lysp_node_leaf *>(parsed)->type;

@@ -7,15 +7,10 @@
 #define VANDEL_SCHEMAC_TYPE_NAMES_H
 
 #include <libyang/libyang.h>
-#include <vector>
-
-struct type_deviation {
-    const lysc_node *node;
-    const lysp_type *type;
-};
+#include <unordered_map>
 
 struct type_names {
-    std::vector<type_deviation> deviations;
+    std::unordered_map<const lysc_node *, const lysp_type *> deviations;
 };
 
 // Collects the types that deviations replace; they live as long as the context,
