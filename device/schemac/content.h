@@ -1,11 +1,8 @@
-// What the schema database is to hold: the redis commands that fill it.
-//
-// All of it is gathered before the first command is sent, so that nothing
-// reaches the database before the whole schema is known.
+// What the schema database is to hold, handed on hash by hash.
 #ifndef VANDEL_SCHEMAC_CONTENT_H
 #define VANDEL_SCHEMAC_CONTENT_H
 
-#include <stdint.h>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -14,21 +11,17 @@ struct hash_field {
     std::string value;
 };
 
-struct schema_content {
-    std::vector<std::string> commands; // each a whole one, in the redis protocol
-    uint64_t modules;
-    uint64_t empty_modules; // left out, because nothing of them can be met
-    uint64_t nodes;
-    uint64_t bytes; // of keys, field names and values
+// Takes a hash, which has a field.
+using hash_sink = std::function<void(std::string key, std::vector<hash_field> fields)>;
+
+// How much of each hash is wanted. Keys cost little: values are then empty.
+enum content_depth {
+    content_keys,
+    content_values,
 };
 
-// Appends the command that stores a hash, which must have a field.
-void content_add_hash(schema_content *content, const std::string &key,
-                      const std::vector<hash_field> &fields);
-
-// The same for a hash that is no part of the schema and not counted; without
-// fields nothing is appended.
-void content_add_note(schema_content *content, const std::string &key,
-                      const std::vector<hash_field> &fields);
+// Hands on all hashes, always the same in the same order. Those that readers begin
+// with, which are no part of another, come last: the root and the notes.
+using content_teller = std::function<void(content_depth depth, const hash_sink &sink)>;
 
 #endif

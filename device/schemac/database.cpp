@@ -27,15 +27,20 @@ connection_ptr database_open(const redis_endpoint *endpoint, std::string *messag
                                                                              : nullptr;
 }
 
-database_reply database_take(redisContext *connection, std::string *message)
+database_reply database_next(redisContext *connection, std::string *message)
 {
     void *raw = nullptr;
     if (redisGetReply(connection, &raw) != REDIS_OK || raw == nullptr) {
         *message = std::string("connection lost: ") + connection->errstr;
         return nullptr;
     }
-    database_reply reply(static_cast<redisReply *>(raw));
-    if (reply->type == REDIS_REPLY_ERROR) {
+    return database_reply(static_cast<redisReply *>(raw));
+}
+
+database_reply database_take(redisContext *connection, std::string *message)
+{
+    database_reply reply = database_next(connection, message);
+    if (reply != nullptr && reply->type == REDIS_REPLY_ERROR) {
         message->assign(reply->str, reply->len);
         return nullptr;
     }

@@ -26,6 +26,9 @@ using database_reply = std::unique_ptr<redisReply, database_reply_deleter>;
 // Connects and selects database 4; null with the cause in message.
 connection_ptr database_open(const redis_endpoint *endpoint, std::string *message);
 
+// Takes one reply, which may be an error; null with message set when there is none.
+database_reply database_next(redisContext *connection, std::string *message);
+
 // Takes one reply; null with message set when there is none or it is an error.
 database_reply database_take(redisContext *connection, std::string *message);
 

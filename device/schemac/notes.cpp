@@ -22,9 +22,15 @@ void add_value(std::vector<hash_field> *fields, const std::string &module, const
         fields->push_back({module, value});
 }
 
+void tell_note(const hash_sink &sink, const char *key, const std::vector<hash_field> &fields)
+{
+    if (!fields.empty())
+        sink(key, fields);
+}
+
 } // namespace
 
-void notes_add(const ly_ctx *context, schema_content *content)
+void notes_tell(const ly_ctx *context, const hash_sink &sink)
 {
     std::map<std::string, const lys_module *> modules;
     uint32_t position = 0;
@@ -41,7 +47,7 @@ void notes_add(const ly_ctx *context, schema_content *content)
         add_value(&features_on, name, joined(features_of(module, true)));
         add_value(&features_off, name, joined(features_of(module, false)));
     }
-    content_add_note(content, note_revisions, revisions);
-    content_add_note(content, note_features_on, features_on);
-    content_add_note(content, note_features_off, features_off);
+    tell_note(sink, note_revisions, revisions);
+    tell_note(sink, note_features_on, features_on);
+    tell_note(sink, note_features_off, features_off);
 }

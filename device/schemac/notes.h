@@ -12,9 +12,10 @@
 constexpr char note_revisions[] = "schemac:revisions";
 constexpr char note_features_on[] = "schemac:features-on"; // with blanks between
 constexpr char note_features_off[] = "schemac:features-off";
+constexpr char note_origin[] = "schemac:origin"; // which has another field
 
-// Adds the notes on all modules of the context; of a module in two revisions on
+// Hands on the notes on all modules of the context; of a module in two revisions on
 // the one whose nodes are stored.
-void notes_add(const ly_ctx *context, schema_content *content);
+void notes_tell(const ly_ctx *context, const hash_sink &sink);
 
 #endif

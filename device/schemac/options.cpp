@@ -97,7 +97,7 @@ const char options_help[] =
     "       schemac [--redis WHERE] --show PATH [--tree]\n"
     "\n"
     "Compiles YANG modules, with all that they import, and replaces the schema in\n"
-    "redis database 4 by them in one transaction.\n"
+    "redis database 4 by them: what differs is written, and nothing else.\n"
     "\n"
     "  MODULE                    a module by its name (the newest revision is taken), by\n"
     "                            NAME@REVISION, or as the path of a .yang file, or all\n"

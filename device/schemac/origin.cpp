@@ -9,11 +9,11 @@
 
 #include "device/schemac/database.h"
 #include "device/schemac/digest.h"
+#include "device/schemac/notes.h"
 
 namespace
 {
 
-constexpr char origin_key[] = "schemac:origin";
 constexpr char digest_field[] = "digest";
 
 // Each text with its length, so that no two lists of texts look the same.
@@ -78,14 +78,14 @@ bool origin_is_stored(const redis_endpoint *endpoint, const std::string &digest)
     std::string cause;
     const connection_ptr connection = database_open(endpoint, &cause);
     if (connection == nullptr ||
-        redisAppendCommand(connection.get(), "HGET %s %s", origin_key, digest_field) != REDIS_OK)
+        redisAppendCommand(connection.get(), "HGET %s %s", note_origin, digest_field) != REDIS_OK)
         return false;
     const database_reply reply = database_take(connection.get(), &cause);
     return reply != nullptr && reply->type == REDIS_REPLY_STRING &&
            std::string(reply->str, reply->len) == digest;
 }
 
-void origin_add(const std::string &digest, schema_content *content)
+void origin_tell(const std::string &digest, const hash_sink &sink)
 {
-    content_add_note(content, origin_key, {{digest_field, digest}});
+    sink(note_origin, {{digest_field, digest}});
 }

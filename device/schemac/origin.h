@@ -18,7 +18,7 @@ std::string origin_digest(const schemac_options *options, source_index *index,
 // cannot be asked: whoever stores then finds out why.
 bool origin_is_stored(const redis_endpoint *endpoint, const std::string &digest);
 
-// Adds the note that makes origin_is_stored true.
-void origin_add(const std::string &digest, schema_content *content);
+// Hands on the note that makes origin_is_stored true.
+void origin_tell(const std::string &digest, const hash_sink &sink);
 
 #endif

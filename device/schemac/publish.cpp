@@ -1,72 +1,364 @@
 // Replaces what the schema database holds.
 //
-// The commands are sent in batches inside MULTI and EXEC. redis only queues
-// them until EXEC, so that whatever fails before, a lost connection included,
-// leaves the database alone. Every reply is looked at.
+// Only what differs is written: what is no more is deleted first, then each hash is
+// compared with the one that is there. The commands gather, and when all is known
+// one transaction runs them. It holds up other clients, and its commands take memory
+// in redis, so it has an upper bound. What differs more goes in steps, each a
+// transaction. The first removes the root and the digest of the origin, the last
+// brings them: who begins at the root finds the old schema, none, or the new one,
+// and the next run after one that was broken off stores what is missing.
+//
+// redis works on one step, or finds old hashes, while the next are made.
 #include "device/schemac/publish.h"
 
+#include <algorithm>
+#include <deque>
+#include <span>
+#include <stdint.h>
+#include <stdlib.h>
+#include <string_view>
+#include <utility>
+
 #include "device/schemac/database.h"
+#include "device/schemac/notes.h"
 
 namespace
 {
 
-constexpr size_t batch_bytes = 1 << 18;
-constexpr size_t batch_commands = 1000;
+// Costs are bytes; a command takes redis as long as so many of them.
+constexpr size_t command_cost = 256;
+// These take redis some 50 ms and 10 ms on a machine of today.
+constexpr size_t most_at_once = 8 << 20;
+constexpr size_t most_in_step = 1 << 20;
+constexpr size_t most_asked = 1 << 19;
+constexpr char root_key[] = "/";
 
-int queue_commands(redisContext *connection, const schema_content *content, publish_watch watch,
-                   std::string *message)
+// Commands that may be a transaction of their own.
+struct change_step {
+    std::string commands;
+    size_t count;
+};
+
+struct asked_hash {
+    std::string key;
+    std::vector<hash_field> fields;
+    size_t cost;
+};
+
+// The database while it is replaced. After a failure nothing more is done, so that
+// only the end has to ask for it.
+struct publisher {
+    connection_ptr connection;
+    std::string failure; // empty: none
+    bool is_empty;       // there is nothing to compare with
+    bool is_in_steps;
+    size_t ordered_entries; // redis keeps the order of so many fields, while none is
+    size_t ordered_bytes;   // longer than this
+    std::vector<uint64_t> kept;
+    std::deque<asked_hash> asked; // for their old fields
+    size_t asked_cost;
+    std::vector<change_step> changes;
+    size_t queued; // commands of a transaction that has been sent
+};
+
+// FNV-1a. A key that is kept because it looks like a wanted one does no harm.
+uint64_t short_digest(std::string_view text)
 {
-    size_t total = 0;
-    for (const std::string &command : content->commands)
-        total += command.size();
-    size_t sent = 0;
-    size_t settled = 0;
-    size_t waiting = 0;
-    for (const std::string &command : content->commands) {
-        const int result = redisAppendFormattedCommand(connection, command.data(), command.size());
-        if (database_check(connection, result, message) != 0)
-            return -1;
-        sent += command.size();
-        waiting++;
-        if (sent - settled >= batch_bytes || waiting == batch_commands) {
-            if (database_expect(connection, "QUEUED", waiting, message) != 0)
-                return -1;
-            watch(sent, total);
-            settled = sent;
-            waiting = 0;
-        }
-    }
-    return database_expect(connection, "QUEUED", waiting, message);
+    uint64_t digest = 0xcbf29ce484222325;
+    for (const char letter : text)
+        digest = (digest ^ static_cast<unsigned char>(letter)) * 0x100000001b3;
+    return digest;
 }
 
-int execute(redisContext *connection, std::string *message)
+void append_word(std::string *command, std::string_view word)
 {
-    if (database_check(connection, redisAppendCommand(connection, "EXEC"), message) != 0)
-        return -1;
-    const database_reply reply = database_take(connection, message);
-    if (reply == nullptr)
-        return -1;
-    for (size_t i = 0; i < reply->elements; i++) {
-        if (reply->element[i]->type == REDIS_REPLY_ERROR) {
-            message->assign(reply->element[i]->str, reply->element[i]->len);
-            return -1;
-        }
+    command->append("$").append(std::to_string(word.size())).append("\r\n");
+    command->append(word).append("\r\n");
+}
+
+void append_start(std::string *command, size_t words)
+{
+    command->append("*").append(std::to_string(words)).append("\r\n");
+}
+
+size_t cost_of(const change_step &step)
+{
+    return step.commands.size() + step.count * command_cost;
+}
+
+void append_delete(change_step *step, std::string_view key)
+{
+    append_start(&step->commands, 2);
+    append_word(&step->commands, "DEL");
+    append_word(&step->commands, key);
+    step->count++;
+}
+
+// The step that the next change belongs to.
+change_step *last_step(publisher *store)
+{
+    if (store->changes.empty() || cost_of(store->changes.back()) > most_in_step)
+        store->changes.push_back({});
+    return &store->changes.back();
+}
+
+void add_delete(publisher *store, std::string_view key)
+{
+    append_delete(last_step(store), key);
+}
+
+void add_set(publisher *store, const std::string &key, const std::vector<hash_field> &fields)
+{
+    change_step *step = last_step(store);
+    append_start(&step->commands, 2 + 2 * fields.size());
+    append_word(&step->commands, "HSET");
+    append_word(&step->commands, key);
+    for (const hash_field &field : fields) {
+        append_word(&step->commands, field.name);
+        append_word(&step->commands, field.value);
     }
-    if (reply->type == REDIS_REPLY_ARRAY)
-        return 0;
-    *message = "the transaction was refused";
-    return -1;
+    step->count++;
+}
+
+void send(publisher *store, const std::string &commands)
+{
+    redisContext *connection = store->connection.get();
+    database_check(connection,
+                   redisAppendFormattedCommand(connection, commands.data(), commands.size()),
+                   &store->failure);
+}
+
+// Takes the replies to the transaction that has been sent, if any.
+void take_transaction(publisher *store)
+{
+    const size_t queued = std::exchange(store->queued, 0);
+    redisContext *connection = store->connection.get();
+    if (queued == 0 || !store->failure.empty() ||
+        database_expect(connection, "OK", 1, &store->failure) != 0 ||
+        database_expect(connection, "QUEUED", queued, &store->failure) != 0)
+        return;
+    const database_reply reply = database_take(connection, &store->failure);
+    if (reply == nullptr)
+        return;
+    if (reply->type != REDIS_REPLY_ARRAY)
+        store->failure = "the transaction was refused";
+    for (size_t i = 0; i < reply->elements && store->failure.empty(); i++) {
+        if (reply->element[i]->type == REDIS_REPLY_ERROR)
+            store->failure.assign(reply->element[i]->str, reply->element[i]->len);
+    }
+}
+
+// The next reply to what has been asked; null after a failure.
+database_reply take(publisher *store)
+{
+    take_transaction(store);
+    return store->failure.empty() ? database_next(store->connection.get(), &store->failure)
+                                  : nullptr;
+}
+
+// Has redis begin with a transaction of these steps.
+void send_transaction(publisher *store, std::span<const change_step> steps)
+{
+    take_transaction(store);
+    if (!store->failure.empty())
+        return;
+    send(store, "*1\r\n$5\r\nMULTI\r\n");
+    for (const change_step &step : steps) {
+        send(store, step.commands);
+        store->queued += step.count;
+    }
+    send(store, "*1\r\n$4\r\nEXEC\r\n");
+    for (int is_sent = 0; is_sent == 0 && store->failure.empty();)
+        database_check(store->connection.get(), redisBufferWrite(store->connection.get(), &is_sent),
+                       &store->failure);
+}
+
+// Asks and waits.
+database_reply ask(publisher *store, const std::string &command)
+{
+    if (store->failure.empty())
+        database_check(store->connection.get(),
+                       redisAppendCommand(store->connection.get(), command.c_str()),
+                       &store->failure);
+    return take(store);
+}
+
+bool keeps_order(const publisher *store, const std::vector<hash_field> &fields)
+{
+    return fields.size() <= store->ordered_entries &&
+           std::all_of(fields.begin(), fields.end(), [store](const hash_field &field) {
+               return field.name.size() <= store->ordered_bytes &&
+                      field.value.size() <= store->ordered_bytes;
+           });
+}
+
+// Whether these fields are stored, in their order where redis keeps one.
+bool is_stored(const publisher *store, const redisReply *reply,
+               const std::vector<hash_field> &fields)
+{
+    using field_view = std::pair<std::string_view, std::string_view>;
+    std::vector<field_view> stored;
+    std::vector<field_view> wanted;
+    for (size_t i = 0; i + 1 < reply->elements; i += 2)
+        stored.push_back({{reply->element[i]->str, reply->element[i]->len},
+                          {reply->element[i + 1]->str, reply->element[i + 1]->len}});
+    wanted.reserve(fields.size());
+    for (const hash_field &field : fields)
+        wanted.push_back({field.name, field.value});
+    if (stored == wanted || stored.size() != wanted.size() || keeps_order(store, fields))
+        return stored == wanted;
+    std::sort(stored.begin(), stored.end());
+    std::sort(wanted.begin(), wanted.end());
+    return stored == wanted;
+}
+
+// Compares the hash that was asked for first.
+void compare(publisher *store)
+{
+    const database_reply reply = take(store);
+    const asked_hash hash = std::move(store->asked.front());
+    store->asked.pop_front();
+    store->asked_cost -= hash.cost;
+    if (reply == nullptr || is_stored(store, reply.get(), hash.fields))
+        return;
+    if (reply->type != REDIS_REPLY_ARRAY || reply->elements > 0)
+        add_delete(store, hash.key);
+    add_set(store, hash.key, hash.fields);
+}
+
+void compare_until(publisher *store, size_t cost)
+{
+    while (store->asked_cost > cost)
+        compare(store);
+}
+
+void ask_for(publisher *store, std::string key, std::vector<hash_field> fields)
+{
+    std::string command;
+    append_start(&command, 2);
+    append_word(&command, "HGETALL");
+    append_word(&command, key);
+    send(store, command);
+    size_t cost = command_cost + key.size();
+    for (const hash_field &field : fields)
+        cost += field.name.size() + field.value.size();
+    store->asked_cost += cost;
+    store->asked.push_back({std::move(key), std::move(fields), cost});
+    if (store->asked_cost > most_asked)
+        compare_until(store, most_asked / 2);
+}
+
+// Sends what has gathered.
+void send_changes(publisher *store)
+{
+    if (store->is_in_steps) {
+        for (const change_step &step : store->changes)
+            send_transaction(store, {&step, 1});
+    } else {
+        send_transaction(store, store->changes);
+    }
+    store->changes.clear();
+}
+
+// Sends what has gathered when it is too much to wait for the rest.
+void send_many(publisher *store)
+{
+    size_t cost = 0;
+    for (const change_step &step : store->changes)
+        cost += cost_of(step);
+    if (cost <= (store->is_in_steps ? most_in_step : most_at_once))
+        return;
+    compare_until(store, 0);
+    if (!store->is_in_steps) {
+        change_step first = {};
+        append_delete(&first, root_key);
+        append_delete(&first, note_origin);
+        store->changes.insert(store->changes.begin(), first);
+        store->is_in_steps = true;
+    }
+    send_changes(store);
+}
+
+// Deletes what is not among the hashes that are kept.
+void remove_others(publisher *store)
+{
+    std::string cursor = "0";
+    do {
+        const database_reply reply = ask(store, "SCAN " + cursor + " COUNT 1000");
+        if (reply == nullptr)
+            return;
+        if (reply->elements != 2 || reply->element[0]->str == nullptr) {
+            store->failure = "no keys from the server";
+            return;
+        }
+        cursor = reply->element[0]->str;
+        const redisReply *keys = reply->element[1];
+        for (size_t i = 0; i < keys->elements; i++) {
+            const std::string_view key(keys->element[i]->str, keys->element[i]->len);
+            if (!std::binary_search(store->kept.begin(), store->kept.end(), short_digest(key)))
+                add_delete(store, key);
+        }
+        send_many(store);
+    } while (cursor != "0" && store->failure.empty());
+}
+
+// Learns what is there. Where redis does not tell up to which sizes it keeps the
+// order of fields, all orders count.
+void look(publisher *store)
+{
+    const database_reply size = ask(store, "DBSIZE");
+    store->is_empty = size != nullptr && size->type == REDIS_REPLY_INTEGER && size->integer == 0;
+    const database_reply limits = ask(store, "CONFIG GET hash-max-*");
+    for (size_t i = 0; limits != nullptr && i + 1 < limits->elements; i += 2) {
+        const std::string_view name(limits->element[i]->str, limits->element[i]->len);
+        size_t *limit =
+            name.ends_with("-entries") ? &store->ordered_entries : &store->ordered_bytes;
+        *limit = strtoul(limits->element[i + 1]->str, nullptr, 10);
+    }
+}
+
+// A hash of those that readers begin with takes no step: it belongs to the last.
+void publish_hash(publisher *store, std::string key, std::vector<hash_field> fields)
+{
+    if (!store->failure.empty())
+        return;
+    if (key == root_key || key[0] != root_key[0]) {
+        compare_until(store, 0);
+        add_delete(store, key);
+        add_set(store, key, fields);
+        return;
+    }
+    if (store->is_empty)
+        add_set(store, key, fields);
+    else
+        ask_for(store, std::move(key), std::move(fields));
+    send_many(store);
 }
 
 } // namespace
 
-int publish_content(const redis_endpoint *endpoint, const schema_content *content,
-                    publish_watch watch, std::string *message)
+int publish_content(const redis_endpoint *endpoint, const content_teller &tell,
+                    std::string *message)
 {
-    const connection_ptr connection = database_open(endpoint, message);
-    if (connection == nullptr || database_run(connection.get(), "MULTI", "OK", message) != 0 ||
-        database_run(connection.get(), "FLUSHDB", "QUEUED", message) != 0 ||
-        queue_commands(connection.get(), content, watch, message) != 0)
+    publisher store = {};
+    store.ordered_entries = store.ordered_bytes = SIZE_MAX;
+    store.connection = database_open(endpoint, message);
+    if (store.connection == nullptr)
         return -1;
-    return execute(connection.get(), message);
+    look(&store);
+    if (!store.is_empty) {
+        tell(content_keys, [&store](const std::string &key, const std::vector<hash_field> &) {
+            store.kept.push_back(short_digest(key));
+        });
+        std::sort(store.kept.begin(), store.kept.end());
+        remove_others(&store);
+    }
+    tell(content_values, [&store](std::string key, std::vector<hash_field> fields) {
+        publish_hash(&store, std::move(key), std::move(fields));
+    });
+    compare_until(&store, 0);
+    send_changes(&store);
+    take_transaction(&store);
+    *message = store.failure;
+    return store.failure.empty() ? 0 : -1;
 }

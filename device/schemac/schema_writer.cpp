@@ -12,6 +12,7 @@
 #include "device/schemac/schema_writer.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "device/schemac/help_text.h"
 #include "device/schemac/record.h"
@@ -21,8 +22,11 @@ namespace
 
 struct schema_writer {
     help_maker help;
-    schema_content content;
+    content_depth depth;
+    const hash_sink &sink;
     write_watch watch;
+    write_progress progress;
+    schema_counts counts;
 };
 
 // The node whose children are written, and how they are reached.
@@ -78,6 +82,8 @@ bool is_config(const lysc_node *node)
 
 std::string node_record(schema_writer *writer, const lysc_node *node, node_kind kind)
 {
+    if (writer->depth == content_keys)
+        return "";
     return make_node_record(kind, is_config(node), built_in_type_name(node),
                             make_help_text(&writer->help, node));
 }
@@ -94,25 +100,30 @@ std::vector<hash_field> make_fields(schema_writer *writer, const parent_place *p
     return fields;
 }
 
-void write_hash(schema_writer *writer, const std::string &path,
-                const std::vector<hash_field> &fields)
+void write_hash(schema_writer *writer, const std::string &path, std::vector<hash_field> fields)
 {
-    if (!fields.empty())
-        content_add_hash(&writer->content, path, fields);
+    if (fields.empty())
+        return;
+    writer->counts.bytes += path.size();
+    for (const hash_field &field : fields)
+        writer->counts.bytes += field.name.size() + field.value.size();
+    writer->sink(path, std::move(fields));
 }
 
 // The shell prepends each node that it reads, so nodes are stored in reverse.
 void write_nodes(schema_writer *writer, const std::string &path, std::vector<hash_field> fields)
 {
     std::reverse(fields.begin(), fields.end());
-    write_hash(writer, path, fields);
+    write_hash(writer, path, std::move(fields));
 }
 
 void write_below(schema_writer *writer, const parent_place *parent, const lysc_node *first);
 
 void write_children_of(schema_writer *writer, const parent_place *parent, const lysc_node *node)
 {
-    writer->watch(++writer->content.nodes);
+    writer->progress.nodes = ++writer->counts.nodes;
+    if (writer->depth == content_values)
+        writer->watch(writer->progress);
     const lysc_node *first = lysc_node_child(node);
     if (first == nullptr)
         return;
@@ -122,12 +133,12 @@ void write_children_of(schema_writer *writer, const parent_place *parent, const 
         write_hash(writer, place.path, make_fields(writer, &place, first, true));
         place.path.append("[]");
     }
-    const std::vector<hash_field> fields = make_fields(writer, &place, first, false);
-    if (node->nodetype == LYS_CHOICE)
-        write_hash(writer, place.path, fields); // cases are kept as they come
-    else
-        write_nodes(writer, place.path, fields);
     write_below(writer, &place, first);
+    std::vector<hash_field> fields = make_fields(writer, &place, first, false);
+    if (node->nodetype == LYS_CHOICE)
+        write_hash(writer, place.path, std::move(fields)); // cases are kept as they come
+    else
+        write_nodes(writer, place.path, std::move(fields));
 }
 
 void write_below(schema_writer *writer, const parent_place *parent, const lysc_node *first)
@@ -144,12 +155,12 @@ void write_module(schema_writer *writer, const lys_module *module)
     const parent_place place = {std::string("/") + module->name, module, module};
     const lysc_node *data = module->compiled->data;
     const auto *rpcs = reinterpret_cast<const lysc_node *>(module->compiled->rpcs);
+    write_below(writer, &place, data);
+    write_below(writer, &place, rpcs);
     std::vector<hash_field> fields = make_fields(writer, &place, data, false);
     const std::vector<hash_field> more = make_fields(writer, &place, rpcs, false);
     fields.insert(fields.end(), more.begin(), more.end());
-    write_nodes(writer, place.path, fields);
-    write_below(writer, &place, data);
-    write_below(writer, &place, rpcs);
+    write_nodes(writer, place.path, std::move(fields));
 }
 
 // A module stands in the root when its nodes are stored or when its name may be
@@ -198,25 +209,30 @@ void add_root_field(std::vector<hash_field> *root, const lys_module *module)
 
 } // namespace
 
-schema_content write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
-                            write_watch watch)
+schema_counts write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
+                           content_depth depth, const hash_sink &sink, write_watch watch)
 {
-    schema_writer writer = {{type_names_collect(context), {}}, {}, watch};
+    schema_writer writer = {{type_names_collect(context), {}}, depth, sink, watch, {}, {}};
     std::vector<hash_field> root;
-    uint32_t position = 0;
     const uint32_t built_in = ly_ctx_internal_modules_count(context);
+    uint32_t position = 0;
+    while (ly_ctx_get_module_iter(context, &position) != nullptr)
+        writer.progress.count = position;
+    position = 0;
     while (const lys_module *module = ly_ctx_get_module_iter(context, &position)) {
         if (!is_listed(module, position <= built_in, requests))
             continue;
         if (!can_be_met(module)) {
-            writer.content.empty_modules++;
+            writer.counts.empty_modules++;
             continue;
         }
         add_root_field(&root, module);
+        writer.progress.module = module->name;
+        writer.progress.number = position;
         if (module->implemented)
             write_module(&writer, module);
     }
-    writer.content.modules = root.size();
-    write_nodes(&writer, "/", root);
-    return std::move(writer.content);
+    writer.counts.modules = root.size();
+    write_nodes(&writer, "/", std::move(root));
+    return writer.counts;
 }

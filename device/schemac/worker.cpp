@@ -67,16 +67,10 @@ void note_oddity(const error_report &report)
     note(note_warning, report_text(report));
 }
 
-void note_nodes(uint64_t nodes)
+void note_storing(const write_progress &progress)
 {
-    if (nodes % nodes_per_note == 0)
-        note(note_progress, std::to_string(nodes) + " nodes");
-}
-
-void note_sent(size_t done, size_t total)
-{
-    note(note_progress,
-         "storing " + std::to_string(done / 1024) + " of " + std::to_string(total / 1024) + " KiB");
+    if (progress.nodes % nodes_per_note == 0)
+        note(note_progress, std::to_string(progress.nodes) + " nodes");
 }
 
 // The lower of this limit and the one that holds already.
@@ -120,29 +114,35 @@ void limit_resources()
 int store(const work *wanted, const ly_ctx *context)
 {
     note(note_module, "");
-    schema_content content = write_schema(context, wanted->requests, note_nodes);
-    notes_add(context, &content);
-    if (!wanted->origin.empty())
-        origin_add(wanted->origin, &content);
+    schema_counts counts = {};
+    const content_teller tell = [&](content_depth depth, const hash_sink &sink) {
+        counts = write_schema(context, wanted->requests, depth, sink, note_storing);
+        notes_tell(context, sink);
+        if (!wanted->origin.empty())
+            origin_tell(wanted->origin, sink);
+    };
     std::string cause;
-    if (publish_content(&wanted->options->endpoint, &content, note_sent, &cause) != 0) {
+    if (publish_content(&wanted->options->endpoint, tell, &cause) != 0) {
         note(note_error, report_text({"redis at " + wanted->options->where, 0, cause}));
         return -1;
     }
-    note(note_result, "schemac: " + std::to_string(content.modules) + " modules, " +
-                          std::to_string(content.nodes) + " nodes, " +
-                          std::to_string(content.bytes) + " bytes");
-    if (content.empty_modules > 0)
-        note(note_result, "schemac: " + std::to_string(content.empty_modules) +
+    note(note_result, "schemac: " + std::to_string(counts.modules) + " modules, " +
+                          std::to_string(counts.nodes) + " nodes, " + std::to_string(counts.bytes) +
+                          " bytes");
+    if (counts.empty_modules > 0)
+        note(note_result, "schemac: " + std::to_string(counts.empty_modules) +
                               " modules left out, because they have no nodes");
     if (features_any_off(context))
-        note(note_partial, std::to_string(content.nodes));
+        note(note_partial, std::to_string(counts.nodes));
     return 0;
 }
 
 void count(const work *wanted, const ly_ctx *context)
 {
-    note(note_result, std::to_string(write_schema(context, wanted->requests, note_nodes).nodes));
+    const hash_sink nowhere = [](const std::string &, const std::vector<hash_field> &) {};
+    const schema_counts counts =
+        write_schema(context, wanted->requests, content_keys, nowhere, note_storing);
+    note(note_result, std::to_string(counts.nodes));
 }
 
 // The child's work; 0, or -1 after the error has been noted.

@@ -239,7 +239,7 @@ def test_no_server(run, write, tmp_path):
     [
         (["--requirepass", "secret"], "NOAUTH"),
         (["--databases", "4"], "DB index is out of range"),
-        (["--rename-command", "FLUSHDB", ""], "unknown command"),
+        (["--rename-command", "DEL", ""], "unknown command"),
         (["--rename-command", "HSET", ""], "unknown command"),
         (["--rename-command", "EXEC", ""], "unknown command"),
         (["--maxmemory", "1"], "OOM"),
@@ -383,7 +383,7 @@ def test_progress_on_a_terminal(server, write, tmp_path):
         if "\033" in output:
             break
     nodes = 3 * 2 ** (levels - 1) - 2
-    assert re.search(r"\r\033\[Kschemac: (compiling slow|\d+ nodes|storing \d+ of \d+ KiB)", output)
+    assert re.search(r"\r\033\[Kschemac: (compiling slow|\d+ nodes)", output)
     assert re.search(rf"\r\033\[Kschemac: 1 modules, {nodes} nodes, \d+ bytes\r\n$", output)
 
 

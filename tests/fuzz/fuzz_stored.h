@@ -1,10 +1,8 @@
-// The schema as schemac stores it: read back from its commands, every record
-// checked for what no reader may meet.
+// The schema as schemac stores it, every record checked for what no reader may meet.
 #ifndef VANDEL_TESTS_FUZZ_STORED_H
 #define VANDEL_TESTS_FUZZ_STORED_H
 
 #include <map>
-#include <stdlib.h>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,18 +14,6 @@
 // Hashes by their paths; name and record of each child, in the order of storing.
 using fuzz_fields = std::vector<std::pair<std::string, std::string>>;
 using fuzz_hashes = std::map<std::string, fuzz_fields>;
-
-// Takes "$LENGTH\r\n" and so many bytes off the front of the command.
-inline std::string fuzz_take_word(std::string *command)
-{
-    fuzz_require(!command->empty() && command->front() == '$', "a word has a length");
-    const size_t length = strtoul(command->c_str() + 1, nullptr, 10);
-    const size_t start = command->find("\r\n") + 2;
-    fuzz_require(start + length + 2 <= command->size(), "a word is whole");
-    std::string word = command->substr(start, length);
-    command->erase(0, start + length + 2);
-    return word;
-}
 
 inline int fuzz_number_at(const std::string &record, size_t at)
 {
@@ -68,17 +54,14 @@ inline void fuzz_check_record(const std::string &record)
     fuzz_stored_type(record);
 }
 
-inline void fuzz_take_hash(std::string command, const std::string &top, fuzz_hashes *hashes)
+inline void fuzz_take_hash(const std::string &key, const std::vector<hash_field> &fields,
+                           const std::string &top, fuzz_hashes *hashes)
 {
-    command.erase(0, command.find("\r\n") + 2);
-    fuzz_require(fuzz_take_word(&command) == "HSET", "a hash is stored");
-    const std::string key = fuzz_take_word(&command);
+    fuzz_require(!fields.empty(), "a hash has a field");
     fuzz_require(key[0] == '/' && key.find('\0') == std::string::npos, "under a path");
     if (key.compare(0, top.size(), top) != 0)
         return;
-    while (!command.empty()) {
-        const std::string name = fuzz_take_word(&command);
-        const std::string record = fuzz_take_word(&command);
+    for (const auto &[name, record] : fields) {
         fuzz_require(!name.empty() && name.find_first_of("/[] ") == std::string::npos,
                      "a child has a name");
         if (key == "/")
@@ -95,9 +78,20 @@ inline fuzz_hashes fuzz_stored_schema(const ly_ctx *context,
                                       const std::string &top)
 {
     fuzz_hashes hashes;
-    const schema_content content = write_schema(context, requests, [](uint64_t) {});
-    for (const std::string &command : content.commands)
-        fuzz_take_hash(command, top, &hashes);
+    std::vector<std::string> keys;
+    write_schema(
+        context, requests, content_keys,
+        [&](const std::string &key, const std::vector<hash_field> &) { keys.push_back(key); },
+        [](const write_progress &) {});
+    size_t count = 0;
+    write_schema(
+        context, requests, content_values,
+        [&](const std::string &key, const std::vector<hash_field> &fields) {
+            fuzz_require(count < keys.size() && keys[count++] == key, "the keys are those told");
+            fuzz_take_hash(key, fields, top, &hashes);
+        },
+        [](const write_progress &) {});
+    fuzz_require(count == keys.size(), "all keys come");
     return hashes;
 }
 
