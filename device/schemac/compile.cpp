@@ -20,6 +20,7 @@ struct compile_attempt {
     source_index *index;
     const compile_watch *watch;
     ly_ctx *context;
+    compile_teller teller;
     const yang_source *current;
     bool has_failed;
     error_report error;
@@ -42,6 +43,7 @@ void log_message(LY_LOG_LEVEL level, const char *message, const char *path)
     compile_attempt *attempt = running_attempt;
     if (attempt == nullptr || attempt->has_failed || level != LY_LLERR)
         return;
+    compile_teller_stop(&attempt->teller);
     error_place place = locate_error(attempt->index, attempt->current, path);
     std::string cause = message;
     if (path != nullptr && path[0] == '/' && path[1] != '\0')
@@ -206,16 +208,19 @@ int load_module(compile_attempt *attempt, const module_request &request)
 int try_modules(compile_attempt *attempt, const std::vector<module_request> &requests,
                 feature_choice features)
 {
-    for (const module_request &request : requests) {
-        attempt->watch->module(request.name);
-        if (load_module(attempt, request) != 0)
+    for (size_t i = 0; i < requests.size(); i++) {
+        attempt->watch->reading(requests[i].name, i + 1, requests.size());
+        if (load_module(attempt, requests[i]) != 0)
             return -1;
     }
     if (features == feature_choice_all)
         features_enable_all(attempt->context);
     // What libyang complained about and then overcame is no error.
     attempt->has_failed = false;
-    if (ly_ctx_compile(attempt->context) == LY_SUCCESS)
+    compile_teller_start(&attempt->teller, attempt->context, attempt->watch->compiling);
+    const LY_ERR result = ly_ctx_compile(attempt->context);
+    compile_teller_stop(&attempt->teller);
+    if (result == LY_SUCCESS)
         return 0;
     set_error(attempt, attempt->current, 0, "libyang cannot compile it");
     return -1;

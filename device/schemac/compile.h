@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "device/schemac/compile_teller.h"
 #include "device/schemac/report.h"
 #include "device/schemac/requests.h"
 #include "device/schemac/source_index.h"
@@ -21,7 +22,9 @@ using context_ptr = std::unique_ptr<ly_ctx, context_deleter>;
 
 // Who is told meanwhile.
 struct compile_watch {
-    void (*module)(const std::string &name); // before it is worked at
+    // Before a module is read, the first one with number 1.
+    compile_told reading;
+    compile_told compiling;
     void (*warning)(const error_report &report);
 };
 

@@ -56,10 +56,22 @@ void note(char kind, const std::string &text)
     }
 }
 
-void note_compiling(const std::string &module)
+// "reading 3 of 12: ietf-ip"
+void note_step(const char *step, size_t number, size_t count, const std::string &what)
+{
+    note(note_progress, std::string(step) + " " + std::to_string(number) + " of " +
+                            std::to_string(count) + ": " + what);
+}
+
+void note_reading(const std::string &module, size_t number, size_t count)
 {
     note(note_module, module);
-    note(note_progress, "compiling " + module);
+    note_step("reading", number, count, module);
+}
+
+void note_compiling(const std::string &module, size_t number, size_t count)
+{
+    note_step("compiling", number, count, module);
 }
 
 void note_oddity(const error_report &report)
@@ -70,7 +82,8 @@ void note_oddity(const error_report &report)
 void note_storing(const write_progress &progress)
 {
     if (progress.nodes % nodes_per_note == 0)
-        note(note_progress, std::to_string(progress.nodes) + " nodes");
+        note_step("storing", progress.number, progress.count,
+                  std::string(progress.module) + ", " + std::to_string(progress.nodes) + " nodes");
 }
 
 // The lower of this limit and the one that holds already.
@@ -114,6 +127,7 @@ void limit_resources()
 int store(const work *wanted, const ly_ctx *context)
 {
     note(note_module, "");
+    note(note_progress, "comparing with what is stored");
     schema_counts counts = {};
     const content_teller tell = [&](content_depth depth, const hash_sink &sink) {
         counts = write_schema(context, wanted->requests, depth, sink, note_storing);
@@ -150,7 +164,7 @@ int do_work(const work *wanted)
 {
     limit_resources();
     error_report error;
-    const compile_watch watch = {note_compiling, note_oddity};
+    const compile_watch watch = {note_reading, note_compiling, note_oddity};
     const bool is_all = wanted->kind == work_count || wanted->options->features.is_all;
     const context_ptr context =
         compile_modules(wanted->index, wanted->requests,

@@ -383,7 +383,9 @@ def test_progress_on_a_terminal(server, write, tmp_path):
         if "\033" in output:
             break
     nodes = 3 * 2 ** (levels - 1) - 2
-    assert re.search(r"\r\033\[Kschemac: (compiling slow|\d+ nodes)", output)
+    steps = r"reading 1 of 1: slow|compiling \d of \d: [a-z-]+|comparing with what is stored"
+    storing = r"storing \d+ of \d+: slow, \d+000 nodes"
+    assert re.search(rf"\r\033\[Kschemac: ({steps}|{storing})", output)
     assert re.search(rf"\r\033\[Kschemac: 1 modules, {nodes} nodes, \d+ bytes\r\n$", output)
 
 
