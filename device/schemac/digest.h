@@ -1,23 +1,19 @@
-// A digest of bytes: SHA-256.
+// A digest of bytes, which tells whether something has changed: FNV-1a. It is no
+// protection against somebody who wants two texts to look the same.
 #ifndef VANDEL_SCHEMAC_DIGEST_H
 #define VANDEL_SCHEMAC_DIGEST_H
 
-#include <stddef.h>
 #include <stdint.h>
-#include <string>
 #include <string_view>
 
-struct digest_state {
-    uint32_t words[8];
-    unsigned char block[64]; // what does not fill a block yet
-    uint64_t size;           // of all that has been added
-};
+constexpr uint64_t digest_of_nothing = 0xcbf29ce484222325;
 
-digest_state digest_start();
-
-void digest_add(digest_state *state, std::string_view bytes);
-
-// The digest of all that has been added, as 64 hexadecimal digits.
-std::string digest_end(digest_state *state);
+// The digest of bytes after those that have this digest.
+constexpr uint64_t digest_add(uint64_t digest, std::string_view bytes)
+{
+    for (const char byte : bytes)
+        digest = (digest ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
+    return digest;
+}
 
 #endif

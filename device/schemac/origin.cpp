@@ -17,19 +17,18 @@ namespace
 constexpr char digest_field[] = "digest";
 
 // Each text with its length, so that no two lists of texts look the same.
-void add_text(digest_state *state, const std::string &text)
+void add_text(uint64_t *digest, const std::string &text)
 {
-    digest_add(state, std::to_string(text.size()) + ":");
-    digest_add(state, text);
+    *digest = digest_add(digest_add(*digest, std::to_string(text.size()) + ":"), text);
 }
 
 // A list of texts, with their number.
 template <class texts>
-void add_texts(digest_state *state, const texts &all)
+void add_texts(uint64_t *digest, const texts &all)
 {
-    add_text(state, std::to_string(all.size()));
+    add_text(digest, std::to_string(all.size()));
     for (const auto &text : all)
-        add_text(state, text);
+        add_text(digest, text);
 }
 
 struct wanted_source {
@@ -38,7 +37,7 @@ struct wanted_source {
 };
 
 // The sources that these modules need, each once, they themselves first.
-void add_sources(digest_state *state, source_index *index, std::vector<wanted_source> wanted)
+void add_sources(uint64_t *digest, source_index *index, std::vector<wanted_source> wanted)
 {
     std::unordered_set<const yang_source *> seen;
     for (size_t i = 0; i < wanted.size(); i++) {
@@ -46,8 +45,8 @@ void add_sources(digest_state *state, source_index *index, std::vector<wanted_so
         const yang_source *source = source_index_find(index, name, wanted[i].revision);
         if (source == nullptr || !seen.insert(source).second)
             continue;
-        add_text(state, name);
-        add_text(state, source->text);
+        add_text(digest, name);
+        add_text(digest, source->text);
         for (const yang_dependency &one : source->dependencies)
             wanted.push_back({one.name, one.revision});
     }
@@ -58,19 +57,19 @@ void add_sources(digest_state *state, source_index *index, std::vector<wanted_so
 std::string origin_digest(const schemac_options *options, source_index *index,
                           const std::vector<module_request> &requests, const char *version)
 {
-    digest_state state = digest_start();
-    add_text(&state, version);
-    add_text(&state, options->features.is_all ? "all features" : "");
-    add_texts(&state, options->modules);
+    uint64_t digest = digest_of_nothing;
+    add_text(&digest, version);
+    add_text(&digest, options->features.is_all ? "all features" : "");
+    add_texts(&digest, options->modules);
     std::vector<wanted_source> wanted;
     for (const module_request &request : requests) {
-        add_text(&state, request.name);
-        add_text(&state, request.revision);
-        add_texts(&state, request.features);
+        add_text(&digest, request.name);
+        add_text(&digest, request.revision);
+        add_texts(&digest, request.features);
         wanted.push_back({request.name, request.revision});
     }
-    add_sources(&state, index, wanted);
-    return digest_end(&state);
+    add_sources(&digest, index, wanted);
+    return std::to_string(digest);
 }
 
 bool origin_is_stored(const redis_endpoint *endpoint, const std::string &digest)

@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "device/schemac/database.h"
+#include "device/schemac/digest.h"
 #include "device/schemac/notes.h"
 
 namespace
@@ -61,13 +62,10 @@ struct publisher {
     size_t queued; // commands of a transaction that has been sent
 };
 
-// FNV-1a. A key that is kept because it looks like a wanted one does no harm.
-uint64_t short_digest(std::string_view text)
+// A key that is kept because it looks like a wanted one does no harm.
+uint64_t digest_of(std::string_view key)
 {
-    uint64_t digest = 0xcbf29ce484222325;
-    for (const char letter : text)
-        digest = (digest ^ static_cast<unsigned char>(letter)) * 0x100000001b3;
-    return digest;
+    return digest_add(digest_of_nothing, key);
 }
 
 void append_word(std::string *command, std::string_view word)
@@ -295,7 +293,7 @@ void remove_others(publisher *store)
         const redisReply *keys = reply->element[1];
         for (size_t i = 0; i < keys->elements; i++) {
             const std::string_view key(keys->element[i]->str, keys->element[i]->len);
-            if (!std::binary_search(store->kept.begin(), store->kept.end(), short_digest(key)))
+            if (!std::binary_search(store->kept.begin(), store->kept.end(), digest_of(key)))
                 add_delete(store, key);
         }
         send_many(store);
@@ -348,7 +346,7 @@ int publish_content(const redis_endpoint *endpoint, const content_teller &tell,
     look(&store);
     if (!store.is_empty) {
         tell(content_keys, [&store](const std::string &key, const std::vector<hash_field> &) {
-            store.kept.push_back(short_digest(key));
+            store.kept.push_back(digest_of(key));
         });
         std::sort(store.kept.begin(), store.kept.end());
         remove_others(&store);
