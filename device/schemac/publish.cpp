@@ -92,6 +92,18 @@ void append_delete(change_step *step, std::string_view key)
     step->count++;
 }
 
+void append_set(change_step *step, std::string_view key, const std::vector<hash_field> &fields)
+{
+    append_start(&step->commands, 2 + 2 * fields.size());
+    append_word(&step->commands, "HSET");
+    append_word(&step->commands, key);
+    for (const hash_field &field : fields) {
+        append_word(&step->commands, field.name);
+        append_word(&step->commands, field.value);
+    }
+    step->count++;
+}
+
 // The step that the next change belongs to.
 change_step *last_step(publisher *store)
 {
@@ -107,15 +119,7 @@ void add_delete(publisher *store, std::string_view key)
 
 void add_set(publisher *store, const std::string &key, const std::vector<hash_field> &fields)
 {
-    change_step *step = last_step(store);
-    append_start(&step->commands, 2 + 2 * fields.size());
-    append_word(&step->commands, "HSET");
-    append_word(&step->commands, key);
-    for (const hash_field &field : fields) {
-        append_word(&step->commands, field.name);
-        append_word(&step->commands, field.value);
-    }
-    step->count++;
+    append_set(last_step(store), key, fields);
 }
 
 void send(publisher *store, const std::string &commands)
@@ -123,6 +127,14 @@ void send(publisher *store, const std::string &commands)
     redisContext *connection = store->connection.get();
     database_check(connection,
                    redisAppendFormattedCommand(connection, commands.data(), commands.size()),
+                   &store->failure);
+}
+
+// Has the next transaction refused when somebody else has changed these meanwhile.
+void send_watch(publisher *store)
+{
+    redisContext *connection = store->connection.get();
+    database_check(connection, redisAppendCommand(connection, "WATCH %s %s", root_key, note_origin),
                    &store->failure);
 }
 
@@ -136,7 +148,7 @@ void take_transaction(publisher *store)
         database_expect(connection, "QUEUED", queued, &store->failure) != 0)
         return;
     const database_reply reply = database_take(connection, &store->failure);
-    if (reply == nullptr)
+    if (reply == nullptr || database_expect(connection, "OK", 1, &store->failure) != 0)
         return;
     if (reply->type != REDIS_REPLY_ARRAY)
         store->failure = "the transaction was refused";
@@ -154,18 +166,26 @@ database_reply take(publisher *store)
                                   : nullptr;
 }
 
-// Has redis begin with a transaction of these steps.
+// Has redis begin with a transaction of these steps. Each writes to what is watched, so
+// that of two programs that replace the schema only one goes on.
 void send_transaction(publisher *store, std::span<const change_step> steps)
 {
     take_transaction(store);
     if (!store->failure.empty())
         return;
     send(store, "*1\r\n$5\r\nMULTI\r\n");
+    if (store->is_in_steps) {
+        change_step mark = {};
+        append_set(&mark, note_origin, {{"step", ""}});
+        send(store, mark.commands);
+        store->queued++;
+    }
     for (const change_step &step : steps) {
         send(store, step.commands);
         store->queued += step.count;
     }
     send(store, "*1\r\n$4\r\nEXEC\r\n");
+    send_watch(store);
     for (int is_sent = 0; is_sent == 0 && store->failure.empty();)
         database_check(store->connection.get(), redisBufferWrite(store->connection.get(), &is_sent),
                        &store->failure);
@@ -300,10 +320,12 @@ void remove_others(publisher *store)
     } while (cursor != "0" && store->failure.empty());
 }
 
-// Learns what is there. Where redis does not tell up to which sizes it keeps the
-// order of fields, all orders count.
+// Learns what is there, of which nobody else may change anything from then on. Where redis does not
+// tell up to which sizes it keeps the order of fields, all orders count.
 void look(publisher *store)
 {
+    send_watch(store);
+    database_expect(store->connection.get(), "OK", 1, &store->failure);
     const database_reply size = ask(store, "DBSIZE");
     store->is_empty = size != nullptr && size->type == REDIS_REPLY_INTEGER && size->integer == 0;
     const database_reply limits = ask(store, "CONFIG GET hash-max-*");

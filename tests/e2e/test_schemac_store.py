@@ -199,13 +199,34 @@ def test_whatever_stands_under_a_path_is_replaced(server, run, write):
     assert content_of(server) == wanted
 
 
+# Two at a time
+
+
+@pytest.mark.parametrize("module, number", [("m", 1), ("large", 1), ("large", 3)])
+def test_another_schemac_meanwhile(server, run, write, module, number):
+    """Whoever comes first wins, because the other one has compared with the old schema."""
+    write("small", doubling_groupings(3))
+    write("large", LARGE)
+    write("m", BODY.format(**FIRST))
+    good(run("small"))
+    wanted = content_of(server)
+    relay = Relay(server, lambda count: count != number or bool(good(run("--force", "small"))))
+    try:
+        result = run("--redis", relay.socket, module)
+    finally:
+        relay.stop()
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == f"schemac: redis at {relay.socket}: the transaction was refused\n"
+    assert content_of(server) == wanted
+
+
 # In steps
 
 
 def view(server):
     """(the modules, whether there is a digest, how many hashes there are)."""
     client = server.database()
-    return client.hkeys("/"), client.exists("schemac:origin") == 1, client.dbsize()
+    return client.hkeys("/"), client.hexists("schemac:origin", "digest"), client.dbsize()
 
 
 @pytest.mark.parametrize("before, after", [("small", "large"), ("large", "small")])
