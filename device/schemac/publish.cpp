@@ -28,8 +28,8 @@ namespace
 
 // Costs are bytes; a command takes redis as long as so many of them.
 constexpr size_t command_cost = 256;
-// These take redis some 50 ms and 10 ms on a machine of today.
-constexpr size_t most_at_once = 8 << 20;
+// These take redis some 30 ms and 10 ms on a machine of today.
+constexpr size_t most_at_once = 4 << 20;
 constexpr size_t most_in_step = 1 << 20;
 constexpr size_t most_asked = 1 << 19;
 constexpr char root_key[] = "/";
