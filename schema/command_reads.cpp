@@ -76,6 +76,16 @@ reply_ptr lent(redisReply *reply)
     return {reply, {.is_kept = true}};
 }
 
+size_t reply_size(const redisReply *reply)
+{
+    if (reply == nullptr)
+        return 0;
+    size_t size = sizeof *reply + reply_string(reply).size();
+    for (size_t i = 0; reply->type == REDIS_REPLY_ARRAY && i < reply->elements; i++)
+        size += reply_size(reply->element[i]);
+    return size;
+}
+
 // Hands a reply over to the command, as far as there is one and memory for it.
 reply_ptr keep(std::string_view hash, std::string_view field, reply_ptr reply)
 {
@@ -86,6 +96,7 @@ reply_ptr keep(std::string_view hash, std::string_view field, reply_ptr reply)
     kept_reply *kept = static_cast<kept_reply *>(malloc(size));
     if (kept == nullptr)
         return reply;
+    session.reads->kept_size += size + reply_size(reply.get());
     kept_reply **bucket = bucket_of(hash, field);
     *kept = {*bucket, reply.release(), hash.size(), field_length(field)};
     *bucket = kept;
@@ -93,6 +104,13 @@ reply_ptr keep(std::string_view hash, std::string_view field, reply_ptr reply)
     memcpy_s(names, hash.size(), hash.data(), hash.size());
     memcpy_s(names + hash.size(), field.size(), field.data(), field.size());
     return lent(kept->reply);
+}
+
+// Whether there is a database to ask, and the command may ask it.
+bool may_ask()
+{
+    return session.redis != nullptr &&
+           (session.reads == nullptr || session.reads->kept_size < kept_size_limit);
 }
 
 bool is_hash(const redisReply *reply)
@@ -126,6 +144,7 @@ void command_reads_forget()
             free(kept);
         }
     }
+    session.reads->kept_size = 0;
 }
 
 std::string_view reply_string(const redisReply *reply)
@@ -138,10 +157,12 @@ std::string_view reply_string(const redisReply *reply)
 reply_ptr read_field(std::string_view hash, std::string_view field)
 {
     redisReply *found = nullptr;
-    if (session.redis == nullptr || field.data() == nullptr)
+    if (field.data() == nullptr)
         return nullptr;
     if (is_known(hash, field, &found))
         return reply_string(found).data() != nullptr ? lent(found) : nullptr;
+    if (!may_ask())
+        return nullptr;
     scrub_registers();
     reply_ptr reply(redis_hash_get_bin_safe(session.redis, hash.data(), hash.size(), field.data(),
                                             field.size()));
@@ -153,10 +174,10 @@ reply_ptr read_field(std::string_view hash, std::string_view field)
 reply_ptr read_hash(std::string_view hash)
 {
     redisReply *found = nullptr;
-    if (session.redis == nullptr)
-        return nullptr;
     if (is_known(hash, {}, &found))
         return lent(found);
+    if (!may_ask())
+        return nullptr;
     scrub_registers();
     reply_ptr reply(redis_hash_get_all_bin_safe(session.redis, hash.data(), hash.size()));
     return is_hash(reply.get()) ? keep(hash, {}, std::move(reply)) : nullptr;

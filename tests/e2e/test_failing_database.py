@@ -7,6 +7,7 @@ import threading
 
 import pytest
 from support import servers
+from support.schema_db import CASE, CHOICE, module_record, node_record
 from support.shell import TIMEOUT
 
 pytestmark = pytest.mark.usefixtures("example")
@@ -148,3 +149,49 @@ def test_the_database_goes_away_for_good(machine, proxy):
         b"/$ pwd\n/\r\n/$ \n/$ set /acme/hostname a\nerror parameter: /acme/hostname\r\n"
         b"/$ ls\n/$ pwd\n/\r\n/$ quit\n"
     )
+
+
+class EndlessDatabase:
+    """Has a choice below every case, and a case below every choice."""
+
+    def __init__(self, path):
+        self.questions = 0
+        self.listener = servers.Listener(path, self._take)
+
+    def _take(self, client):
+        threading.Thread(target=self._serve, args=(client,), daemon=True).start()
+
+    def _serve(self, client):
+        with client, client.makefile("rb") as stream:
+            while header := stream.readline():
+                words = [
+                    stream.read(int(stream.readline()[1:]) + 2)[:-2] for _ in range(int(header[1:]))
+                ]
+                self.questions += 1
+                client.sendall(self._answer(*words))
+
+    @staticmethod
+    def _answer(command, path, *_):
+        if command == b"SELECT":
+            return b"+OK\r\n"
+        if command == b"HGET":
+            return bulk(module_record("urn:m")) if path == b"/" else b"$-1\r\n"
+        if path == b"/":
+            return b"*2\r\n" + bulk(b"m") + bulk(module_record("urn:m"))
+        kind = CHOICE if path.count(b"/") % 2 else CASE
+        return b"*2\r\n" + bulk(b"x") + bulk(node_record(kind))
+
+    def stop(self):
+        self.listener.stop(TIMEOUT)
+
+
+def test_a_schema_without_end(machine):
+    endless = EndlessDatabase(machine.path("endless.sock"))
+    try:
+        env = {"SCHEMA_REDIS": "/tmp/endless.sock"}
+        result = machine.session("get /m/y", "cd m", "ls", "quit", env=env)
+        assert result.stdout.startswith(b"/$ get /m/y\nerror parameter: /m/y\r\n/$ cd m\n")
+        assert (result.status, result.stderr) == (0, b"")
+        assert endless.questions < 20000
+    finally:
+        endless.stop()

@@ -75,6 +75,16 @@ TEST_F(database_reads_test, set_of_what_is_not_there)
     expect_nothing_twice(run("set /nix/c 1"), "set in an unknown module");
 }
 
+TEST_F(database_reads_test, no_more_than_a_command_may_keep)
+{
+    fake_redis_put_node("/m", "big", fake_choice);
+    fake_redis_put("/m/big", "ca", fake_node_record(fake_case) + std::string(33 << 20, 'x'));
+    fake_redis_put_node("/m/big/ca", "leaf", fake_leaf);
+    EXPECT_EQ(run("set /m/leaf 1"),
+              (asked{"HGET /m leaf", "HGET / m", "HGETALL /m", "HGETALL /m/big"}));
+    EXPECT_EQ(run("set /m/c/x 1"), asked{"HGET /m/c x"}); // the next one begins anew
+}
+
 TEST_F(database_reads_test, reading)
 {
     serve(std::vector<std::string>(2, data_reply("")));
