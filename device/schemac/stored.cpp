@@ -6,6 +6,10 @@
 namespace
 {
 
+// A walk calls itself for each level, and a database may go on without end. No model is
+// nearly as deep.
+constexpr auto deepest = 1000;
+
 // The reply to a command that has been appended; null after the first failure.
 database_reply take(stored_schema *schema)
 {
@@ -68,6 +72,8 @@ stored_hash stored_read(stored_schema *schema, const std::string &key)
 {
     stored_hash hash = {};
     redisContext *connection = schema->connection.get();
+    if (schema->failure.empty() && std::count(key.begin(), key.end(), '/') > deepest)
+        schema->failure = "nodes are more than 1000 levels deep";
     if (!schema->failure.empty())
         return hash;
     if (redisAppendCommand(connection, "HGETALL %b", key.data(), key.size()) != REDIS_OK ||

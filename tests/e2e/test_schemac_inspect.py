@@ -2,7 +2,7 @@
 
 import pytest
 
-from support.schemac import good, LEAF, module, node
+from support.schemac import CONTAINER, good, LEAF, module, node
 
 pytest_plugins = ("support.schemac_fixtures",)
 
@@ -177,6 +177,20 @@ def test_databases_that_cannot_be_shown(server, run, tmp_path, words):
     result = run(*words)
     assert result.returncode == 1
     assert "WRONGTYPE" in result.stderr
+
+
+def test_a_database_that_is_too_deep(server, run):
+    pipe = server.database().pipeline()
+    pipe.hset("/", "m", module("urn:m"))
+    for level in range(999):
+        pipe.hset("/m" + "/c" * level, "c", node(CONTAINER, True))
+    pipe.execute()
+    assert " 999 nodes, " in good(run("--list")).stdout
+    server.database().hset("/m" + "/c" * 999, "c", node(CONTAINER, True))
+    for words in (["--list"], ["--show", "/m", "--tree"]):
+        result = run(*words)
+        assert result.returncode == 1
+        assert result.stderr.endswith(": nodes are more than 1000 levels deep\n")
 
 
 def test_a_database_of_another_writer(server, run):
