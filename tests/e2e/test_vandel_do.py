@@ -306,6 +306,12 @@ def test_replies_as_json(device):
     check(vandel_do.run(device, "--json", given=lines), 1, printed, error)
 
 
+def test_json_steers_no_terminal(device):
+    device.tarnd.holds("<get>", "<name>&#x9b;2J\u0085&#x7f;&#x202e;&amp;</name>")
+    printed = '{"data": [{"name": ["\\u009b2J\\u0085\\u007f\\u202e&"]}]}\n'
+    check(vandel_do.run(device, "--json", "get", "/acme/box"), 0, printed, "")
+
+
 @pytest.mark.parametrize("form", ["--json", "--xml"])
 def test_texts_of_the_shell_are_kept_from_documents(device, form):
     errors = NOT_FOUND + "vandel-do: bogus: the shell has refused it\n"

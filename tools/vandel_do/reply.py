@@ -6,6 +6,8 @@ Nothing here goes by the text: tags are those that an XML reader finds.
 import json
 from xml.parsers import expat
 
+from vandel_do.output import CONTROLS
+
 NOTIFICATION = "urn:ietf:params:xml:ns:netconf:notification:1.0 notification"
 ERROR = "rpc-error"
 DEPTH_LIMIT = 256  # elements within each other; the XML readers of devices stop there, too
@@ -114,4 +116,6 @@ def to_json(body):
 
     read(body, start, end, lambda piece: path[-1][1].append(piece))
     (content,) = next(iter(root[0].values()))
-    return json.dumps(content if isinstance(content, dict) else {}, ensure_ascii=False)
+    text = json.dumps(content if isinstance(content, dict) else {}, ensure_ascii=False)
+    # As a reference, &#x9b;, a character comes past those who let none raw.
+    return CONTROLS.sub(lambda found: f"\\u{ord(found[0]):04x}", text)
