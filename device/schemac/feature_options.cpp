@@ -65,7 +65,7 @@ int feature_options_add_file(feature_options *options, const char *path)
         if (add_line(options, path, number, line.text) != 0)
             return -1;
     }
-    if (file != nullptr && ferror(file.get()) == 0)
+    if (file != nullptr && feof(file.get()) != 0)
         return 0;
     report_error({path, 0, strerror(errno)});
     return -1;

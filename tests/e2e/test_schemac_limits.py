@@ -36,6 +36,19 @@ def test_a_module_that_explodes_is_an_error(server, run, write):
     assert server.content() == {}
 
 
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer needs more address space than the limit")
+def test_a_file_of_features_for_which_there_is_no_memory(server, run, write, tmp_path):
+    write("m", "leaf a { type string; }")
+    with open(tmp_path / "features", "wb") as file:
+        file.truncate(200 << 20)
+    result = run(
+        "--feature-file", "features", "m", preexec_fn=with_limit(resource.RLIMIT_AS, 100 << 20)
+    )
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == "schemac: features: Cannot allocate memory\n"
+    assert server.content() == {}
+
+
 @pytest.mark.skipif(valgrind.ENABLED, reason="valgrind reports as lost what the killed child held")
 def test_a_module_that_takes_for_ever_is_an_error(server, run, write):
     write("m", NEVER_ENDING)
