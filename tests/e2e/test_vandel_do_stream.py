@@ -7,6 +7,7 @@ import pytest
 from support.shell import ROOT
 
 sys.path.insert(0, os.path.join(ROOT, "tools"))
+from vandel_do import reply  # noqa: E402  pylint: disable=wrong-import-position
 from vandel_do.output import LIMIT, Text  # noqa: E402  pylint: disable=wrong-import-position
 from vandel_do.stream import REFUSAL, Stream  # noqa: E402  pylint: disable=wrong-import-position
 
@@ -77,3 +78,11 @@ def test_a_long_text_without_a_document_passes():
         text.add(PIECE)
     text.release()
     assert b"".join(passed) == PIECE * 1000
+
+
+def test_how_long_a_tag_may_be():
+    """Expat reads a tag anew with each piece: half an hour for one that fills a frame."""
+    assert not reply.holds_error(b"<r a='%s'>%s</r>" % (b"x" * (9 << 20), b"x" * (20 << 20)))
+    for document in (b"<r a='%s'/>", b"<!--%s--><r/>", b"<?r %s?><r/>", b"<r%s/>"):
+        with pytest.raises(reply.Unreadable):
+            reply.holds_error(document % (b"x" * (13 << 20)))
