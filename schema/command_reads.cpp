@@ -1,5 +1,6 @@
 #include "schema/command_reads.h"
 
+#include <algorithm>
 #include <stdint.h>
 #include <stdlib.h>
 
@@ -19,6 +20,8 @@ struct kept_reply {
 namespace
 {
 
+constexpr size_t kept_size_limit = size_t{VANDEL_REDIS_REPLY_LIMIT} + (16 << 20);
+constexpr auto deepest = 1000;        // levels; no model is nearly as deep
 constexpr size_t no_field = SIZE_MAX; // the length in the reply of a whole hash
 
 size_t field_length(std::string_view field)
@@ -176,7 +179,7 @@ reply_ptr read_hash(std::string_view hash)
     redisReply *found = nullptr;
     if (is_known(hash, {}, &found))
         return lent(found);
-    if (!may_ask())
+    if (!may_ask() || std::count(hash.begin(), hash.end(), '/') > deepest)
         return nullptr;
     scrub_registers();
     reply_ptr reply(redis_hash_get_all_bin_safe(session.redis, hash.data(), hash.size()));

@@ -5,10 +5,11 @@
 // read whole answers for each of its fields, also for those that it does not have.
 // Its end forgets them, so a shell always works on the schema that is there. A read
 // without a reply is not kept: whether nothing was there or the connection was lost
-// cannot be told. Nor is one for which there is no memory. When kept_size_limit is
-// reached, what is not kept already is not asked for and counts as not there: a
-// database that goes on without end, a choice within a choice, would take all memory
-// and, where the search calls itself, the stack.
+// cannot be told. Nor is one for which there is no memory.
+//
+// A database may go on without end, with a choice below every case. So a command that
+// keeps as much as a reply may have, and 16 MiB, asks no more, and no hash is read that
+// is more than 1000 levels deep: it counts as not there.
 #ifndef VANDEL_SCHEMA_COMMAND_READS_H
 #define VANDEL_SCHEMA_COMMAND_READS_H
 
@@ -37,12 +38,11 @@ using reply_ptr = std::unique_ptr<redisReply, reply_deleter>;
 struct kept_reply;
 
 constexpr size_t kept_reply_buckets = 256;
-constexpr size_t kept_size_limit = 32 << 20; // of names, values and what holds them
 
 // Opened where a command begins.
 struct command_reads {
     kept_reply *bucket[kept_reply_buckets] = {};
-    size_t kept_size = 0;
+    size_t kept_size = 0; // bytes of names, values and what holds them
     command_reads *outer; // whose place this one takes; null for none
 
     command_reads();
