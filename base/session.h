@@ -81,6 +81,7 @@ struct session_record {
     command_reads *reads;  // what the current command has read there; null for no command
     _xmlDoc *reply_doc;    // the reply that a query result points into (browse/server_read.h)
     list_record **entries; // head cell of the list entries added here (cmdtree/local_entries.h)
+    void *entry_index;     // of these by list path, a tree of search.h
     int profile_refused;   // 1 once the log says what the profile is (profile/profile_file.h)
 };
 

@@ -1,5 +1,6 @@
 #include "cmdtree/local_entries.h"
 
+#include <search.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -29,22 +30,74 @@ void unlink_node(Node *node)
         node->next->pprev = node->pprev;
 }
 
-list_record *find_record(const char *list_path)
+// In the index, what lies below a path follows it at once: the end of a text comes
+// first, "/" after it, then all other bytes.
+int rank_at(std::string_view text, size_t at)
 {
-    if (session.entries == nullptr)
-        return nullptr;
-    list_record *record = *session.entries;
-    while (record != nullptr && strcmp(record->path, list_path) != 0)
-        record = record->next;
-    return record;
+    if (at == text.size())
+        return 0;
+    return text[at] == '/' ? 1 : 2 + static_cast<unsigned char>(text[at]);
 }
 
-list_entry *find_entry(list_record *record, const char *key)
+// Where two texts part.
+size_t parting(std::string_view a, std::string_view b)
 {
-    list_entry *entry = record->entries;
-    while (entry != nullptr && strcmp(entry->key, key) != 0)
-        entry = entry->next;
-    return entry;
+    size_t at = 0;
+    while (at < a.size() && at < b.size() && a[at] == b[at])
+        at++;
+    return at;
+}
+
+int compare_path(const void *sought, const void *record)
+{
+    const std::string_view path = *static_cast<const std::string_view *>(sought);
+    const std::string_view own = static_cast<const list_record *>(record)->path;
+    const size_t at = parting(path, own);
+    return rank_at(path, at) - rank_at(own, at);
+}
+
+int compare_records(const void *a, const void *b)
+{
+    const std::string_view path = static_cast<const list_record *>(a)->path;
+    return compare_path(&path, b);
+}
+
+// All that lies below the path is the same to it.
+int compare_below(const void *sought, const void *record)
+{
+    const std::string_view path = *static_cast<const std::string_view *>(sought);
+    const std::string_view own = static_cast<const list_record *>(record)->path;
+    if (own.size() > path.size() && text_starts_with(own, path) && own[path.size()] == '/')
+        return 0;
+    return own == path ? 1 : compare_path(sought, record);
+}
+
+int compare_key(const void *sought, const void *entry)
+{
+    return strcmp(static_cast<const char *>(sought), static_cast<const list_entry *>(entry)->key);
+}
+
+int compare_entries(const void *a, const void *b)
+{
+    return compare_key(static_cast<const list_entry *>(a)->key, b);
+}
+
+// What an index holds by one of these orders; null for nothing.
+template <class Node>
+Node *find(const void *sought, void *index, int (*compare)(const void *, const void *))
+{
+    void *const *found = static_cast<void *const *>(tfind(sought, &index, compare));
+    return found != nullptr ? static_cast<Node *>(*found) : nullptr;
+}
+
+list_record *find_record(std::string_view list_path)
+{
+    return find<list_record>(&list_path, session.entry_index, compare_path);
+}
+
+list_entry *find_entry(const list_record *record, const char *key)
+{
+    return find<list_entry>(key, record->index, compare_key);
 }
 
 list_record *add_record(const char *list_path)
@@ -53,13 +106,17 @@ list_record *add_record(const char *list_path)
     heap_text path = text_copy(list_path);
     if (!record || !path)
         return nullptr;
-    record->path = path.release();
+    record->path = path.get();
+    if (tsearch(record.get(), &session.entry_index, compare_records) == nullptr)
+        return nullptr;
+    (void)path.release();
     link_at_head(session.entries, record.get());
     return record.release();
 }
 
-void free_entry(list_entry *entry)
+void free_entry(list_record *record, list_entry *entry)
 {
+    tdelete(entry, &record->index, compare_entries);
     unlink_node(entry);
     free(entry->key);
     free(entry);
@@ -67,12 +124,14 @@ void free_entry(list_entry *entry)
 
 void free_record(list_record *record)
 {
+    tdestroy(record->index, [](void *) {});
     for (list_entry *entry = record->entries; entry != nullptr;) {
         list_entry *next = entry->next;
         free(entry->key);
         free(entry);
         entry = next;
     }
+    tdelete(record, &session.entry_index, compare_records);
     unlink_node(record);
     free(record->path);
     free(record);
@@ -87,31 +146,62 @@ bool record_matches(const list_record *record, std::string_view path)
            (text_starts_with(own, path) && (own.size() == path.size() || own[path.size()] == '/'));
 }
 
-void forget_below(std::string_view path, const char *key)
+list_record *find_below(std::string_view path)
 {
-    list_record *next = nullptr;
-    list_record *record = session.entries != nullptr ? *session.entries : nullptr;
-    for (; record != nullptr; record = next) {
-        next = record->next;
-        if (!record_matches(record, path))
-            continue;
-        if (key == nullptr) {
-            free_record(record);
-            continue;
-        }
-        list_entry *entry = find_entry(record, key);
-        if (entry != nullptr) {
-            free_entry(entry);
-            return;
-        }
+    return find<list_record>(&path, session.entry_index, compare_below);
+}
+
+// The first record in store order that matches and holds the key; null for none.
+list_record *find_holder(std::string_view path, const char *key)
+{
+    list_record *record = find_record(path);
+    // Lists stand below the entries of a list, not below the list; a profile may say otherwise.
+    if (!path.empty() && find_below(path) == nullptr)
+        return record;
+    record = *session.entries;
+    while (record != nullptr &&
+           (!record_matches(record, path) || find_entry(record, key) == nullptr))
+        record = record->next;
+    return record;
+}
+
+void forget_entry(std::string_view path, const char *key)
+{
+    list_record *record = find_holder(path, key);
+    list_entry *entry = record != nullptr ? find_entry(record, key) : nullptr;
+    if (entry != nullptr)
+        free_entry(record, entry);
+}
+
+void forget_lists(std::string_view path)
+{
+    if (path.empty()) {
+        while (*session.entries != nullptr)
+            free_record(*session.entries);
+        return;
     }
+    list_record *record = find_record(path);
+    if (record != nullptr)
+        free_record(record);
+    while ((record = find_below(path)) != nullptr)
+        free_record(record);
+}
+
+void forget(std::string_view path, const char *key)
+{
+    if (session.entries == nullptr)
+        return;
+    if (key != nullptr)
+        forget_entry(path, key);
+    else
+        forget_lists(path);
 }
 
 } // namespace
 
 int local_entries_has(const char *list_path, const char *key)
 {
-    list_record *record = find_record(list_path);
+    const list_record *record = find_record(list_path);
     return record != nullptr && find_entry(record, key) != nullptr ? 1 : 0;
 }
 
@@ -133,14 +223,17 @@ int local_entries_add(const char *list_path, const char *key)
     heap_text copy = text_copy(key);
     if (!entry || !copy)
         return -1;
-    entry->key = copy.release();
+    entry->key = copy.get();
+    if (tsearch(entry.get(), &record->index, compare_entries) == nullptr)
+        return -1;
+    (void)copy.release();
     link_at_head(&record->entries, entry.release());
     return 0;
 }
 
 void local_entries_forget(const char *path, const char *key)
 {
-    forget_below(path != nullptr ? path : "", key);
+    forget(path != nullptr ? path : "", key);
     if (path == nullptr && key == nullptr) {
         free(session.entries);
         session.entries = nullptr;
@@ -159,6 +252,5 @@ void local_entries_forget_deleted(const char *path)
         printf("delete cmdpath err %s!\r\n", shown_text(path).get());
         return;
     }
-    const std::string_view list_path(path, static_cast<size_t>(predicate - path));
-    forget_below(list_path, slash + 1);
+    forget({path, static_cast<size_t>(predicate - path)}, slash + 1);
 }

@@ -3,7 +3,8 @@
 // An index by list path beside the command tree: it keeps an entry from being
 // staged twice and is what the profile writes as "add" lines. Paths and keys
 // are masked (schema/masking.h) and compared whole. Newest records and entries
-// come first. The store owns copies of all texts.
+// come first; beside the links stand indexes, so that finding one does not walk them.
+// The store owns copies of all texts.
 #ifndef VANDEL_CMDTREE_LOCAL_ENTRIES_H
 #define VANDEL_CMDTREE_LOCAL_ENTRIES_H
 
@@ -17,7 +18,8 @@ struct list_record {
     list_record *next;
     list_record **pprev; // address of the link that points at this record
     list_entry *entries;
-    char *path; // of the list, without predicate
+    char *path;  // of the list, without predicate
+    void *index; // of the entries by key, a tree of search.h
 };
 
 // 1 when the entry with this key is stored under the list, else 0.

@@ -2,7 +2,10 @@
 #include "cmdtree/local_entries.h"
 
 #include <gtest/gtest.h>
+#include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "base/session.h"
 
@@ -156,6 +159,92 @@ TEST_F(local_entries_test, many_lists_are_forgotten_in_good_time)
     local_entries_forget("/m/l[k=5]", nullptr);
     local_entries_forget(nullptr, nullptr);
     EXPECT_EQ(store(), "(none)");
+}
+
+// The rules of the store, walked.
+struct model_record {
+    std::string path;
+    std::vector<std::string> keys; // newest first
+};
+
+using store_model = std::vector<model_record>; // newest first
+
+bool lies_at_or_below(const std::string &path, const std::string &above)
+{
+    return above.empty() || path == above || path.rfind(above + "/", 0) == 0;
+}
+
+void model_add(store_model *model, const std::string &path, const std::string &key)
+{
+    auto record = model->begin();
+    while (record != model->end() && record->path != path)
+        ++record;
+    if (record == model->end())
+        record = model->insert(model->begin(), {path, {}});
+    for (const std::string &present : record->keys) {
+        if (present == key)
+            return;
+    }
+    record->keys.insert(record->keys.begin(), key);
+}
+
+void model_forget(store_model *model, const std::string &path, const char *key)
+{
+    for (auto record = model->begin(); record != model->end();) {
+        if (!lies_at_or_below(record->path, path)) {
+            ++record;
+        } else if (key == nullptr) {
+            record = model->erase(record);
+        } else {
+            for (auto present = record->keys.begin(); present != record->keys.end(); ++present) {
+                if (*present == key) {
+                    record->keys.erase(present);
+                    return;
+                }
+            }
+            ++record;
+        }
+    }
+}
+
+std::string text_of(const store_model &model)
+{
+    std::string text;
+    for (const model_record &record : model) {
+        text += record.path + ":";
+        for (size_t i = 0; i < record.keys.size(); i++)
+            text += (i > 0 ? "," : "") + record.keys[i];
+        text += ";";
+    }
+    return text;
+}
+
+TEST_F(local_entries_test, does_what_a_walk_would_do)
+{
+    const char *const paths[] = {"/m",         "/m/l",        "/m/l/x",   "/m/l/x/y", "/m/l[k=1]",
+                                 "/m/l[k=1]/", "/m/l\x01",    "/m/l\xc3", "/m/l-x",   "/m/l.x/y",
+                                 "/m/l0",      "/m/l[k=1]/i", "/n",       "/",        "/m/"};
+    const char *const keys[] = {"a", "b", "ab", "", "\xc3"};
+    std::mt19937 random(1);
+    const auto pick = [&random](const auto &texts) { return texts[random() % std::size(texts)]; };
+    local_entries_add("/m", "a");
+    store_model model = {{"/m", {"a"}}};
+    for (int i = 0; i < 5000; i++) {
+        const char *path = pick(paths);
+        const char *key = pick(keys);
+        const auto choice = random() % 16;
+        if (choice < 11) {
+            EXPECT_EQ(local_entries_add(path, key), 0);
+            model_add(&model, path, key);
+        } else if (choice < 15) {
+            local_entries_forget(choice < 14 ? path : nullptr, key);
+            model_forget(&model, choice < 14 ? path : "", key);
+        } else {
+            local_entries_forget(path, nullptr);
+            model_forget(&model, path, nullptr);
+        }
+        ASSERT_EQ(store(), text_of(model));
+    }
 }
 
 } // namespace
