@@ -105,31 +105,22 @@ heap_text read_entry_name(const char *list_name, const xmlNode *entry, key_names
     return entry_name(list_name, &set, keys);
 }
 
-int read_entries(const char *list_path, const xmlNodeSet *nodes, key_names *keys,
-                 descendant_set *found)
+// Gives each entry's name to take(name), which returns 0 or -1; 0 or -1.
+template <class Take>
+int read_entries(const char *list_path, const xmlNodeSet *nodes, key_names *keys, Take take)
 {
     for (int i = 0; i < nodes->nodeNr; i++) {
         const heap_text name =
             read_entry_name(path_last_component(list_path), nodes->nodeTab[i], keys);
-        if (!name)
+        if (!name || take(name.get()) != 0)
             return -1;
-        if (descendants_add(found, name.get(), record_of_kind(node_kind_list)) != 0) {
-            log_debug("[DEBUG] Out of memory!\n");
-            return -1;
-        }
     }
     return 0;
 }
 
-} // namespace
-
-bool server_has_data(const char *path)
-{
-    const query_result result(query(build_get_config(path, read_source_running), path));
-    return result.nodes != nullptr;
-}
-
-int server_list_entries(const place &list, descendant_set *entries)
+// Asks for the entries of a list; as read_entries.
+template <class Take>
+int ask_entries(const place &list, Take take)
 {
     const char *list_path = list.path.get();
     if (list_path == nullptr) {
@@ -147,5 +138,33 @@ int server_list_entries(const place &list, descendant_set *entries)
         log_debug("[DEBUG] netserver didn't configure list\n");
         return 0;
     }
-    return read_entries(list_path, result.nodes->nodesetval, &keys, entries);
+    return read_entries(list_path, result.nodes->nodesetval, &keys, take);
+}
+
+} // namespace
+
+bool server_has_data(const char *path)
+{
+    const query_result result(query(build_get_config(path, read_source_running), path));
+    return result.nodes != nullptr;
+}
+
+bool server_has_entry(const place &list, const char *name)
+{
+    bool is_there = false;
+    const int result = ask_entries(list, [&](const char *entry) {
+        is_there = is_there || strcmp(entry, name) == 0;
+        return 0;
+    });
+    return result == 0 && is_there;
+}
+
+int server_list_entries(const place &list, descendant_set *entries)
+{
+    return ask_entries(list, [entries](const char *name) {
+        if (descendants_add(entries, name, record_of_kind(node_kind_list)) == 0)
+            return 0;
+        log_debug("[DEBUG] Out of memory!\n");
+        return -1;
+    });
 }

@@ -11,6 +11,10 @@ struct place;
 // Whether the running datastore holds data at the path.
 bool server_has_data(const char *path);
 
+// Whether a list has an entry of this name in the running datastore, and all of its
+// entries there can be told.
+bool server_has_entry(const place &list, const char *name);
+
 // The entries of a list in the running datastore, into an empty set, as nodes
 // of kind list. 0, or -1 when they cannot be told, and then the set is of no
 // use. A server without entries is success.

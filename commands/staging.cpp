@@ -4,7 +4,6 @@
 #include <stdio.h>
 
 #include "base/session.h"
-#include "browse/descendants.h"
 #include "browse/server_read.h"
 #include "cmdtree/element_name.h"
 #include "cmdtree/local_entries.h"
@@ -33,17 +32,11 @@ int change_tree(cmd_operation operation, const place &at, const char *value)
     return 0;
 }
 
-bool is_on_server(const place &list, const char *name)
-{
-    descendant_set entries;
-    return server_list_entries(list, &entries) == 0 && descendants_reach(&entries, name);
-}
-
 // An rpc's input is on no server.
 bool is_taken(const place &list, const char *name)
 {
     return local_entries_has(list.path.get(), name) != 0 ||
-           (session.rpc_path == nullptr && is_on_server(list, name));
+           (session.rpc_path == nullptr && server_has_entry(list, name));
 }
 
 void add_entry(const place &list, const char *name, const char *entry_path)
