@@ -1,5 +1,6 @@
 #include "base/args.h"
 
+#include <errno.h>
 #include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -10,6 +11,15 @@
 
 namespace
 {
+
+// Says why memory ran out, after what was printed before.
+void complain(const char *what)
+{
+    const int cause = errno;
+    fflush(stdout);
+    errno = cause;
+    perror(what);
+}
 
 constexpr int slots_per_step = 8; // a power of two
 
@@ -29,7 +39,7 @@ int append_word(args *vector, const char *word)
     const size_t size = strlen(word) + 1;
     char *copy = static_cast<char *>(malloc(size));
     if (copy == nullptr) {
-        perror("Fatal error while allocating memory");
+        complain("Fatal error while allocating memory");
         return -1;
     }
     strcpy_s(copy, size, word);
@@ -107,7 +117,7 @@ void addargs(args *vector, const char *format, ...)
         vsnprintf(line.data, line.size, format, arguments);
     va_end(arguments);
     if (line.data == nullptr) {
-        perror("addargs - vasprintf");
+        complain("addargs - vasprintf");
         vector->argc = 0;
         return;
     }
@@ -137,7 +147,7 @@ int args_grow(args *vector)
     if (vector->argv == nullptr) {
         vector->argv = static_cast<char **>(calloc(slots_per_step, sizeof(char *)));
         if (vector->argv == nullptr) {
-            perror("Fatal error while allocating memory");
+            complain("Fatal error while allocating memory");
             return -1;
         }
         vector->capacity = slots_per_step;

@@ -56,6 +56,7 @@ int send_frame(const secret_block &frame)
         log_error("[ERROR] Connect to Server first!Send msg error.\n");
         return 0;
     }
+    fflush(stdout); // nobody shall wait for the reply before he has seen the request
     if (exchange_lock() != 0) {
         printf("pthread mutex lock error!\n\t");
         return -1;

@@ -20,6 +20,14 @@ void forbid_cores()
     setrlimit(RLIMIT_CORE, &none);
 }
 
+// Output leaves in large pieces, on a terminal as on a pipe: before each wait, and
+// whenever this is full.
+void buffer_output()
+{
+    static char buffer[4096];
+    setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
+}
+
 int run(int argc, char **argv)
 {
     const heap_text line = take_arguments(argc - 1, argv + 1);
@@ -36,6 +44,7 @@ int main(int argc, char **argv)
     if (standard_descriptors_open(STDOUT_FILENO) != 0)
         return -1;
     forbid_cores();
+    buffer_output();
     const int status = run(argc, argv);
     // What the end of a process calls is bound only then.
     scrub_stack();

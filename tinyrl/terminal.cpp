@@ -90,7 +90,7 @@ void terminal_write(const struct terminal *terminal, const char *text, size_t le
 
 void terminal_flush(const struct terminal *terminal)
 {
-    if (terminal->output != nullptr)
+    if (terminal->output != nullptr && !terminal_line_is_ahead(terminal))
         fflush(terminal->output);
 }
 

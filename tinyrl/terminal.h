@@ -61,6 +61,9 @@ int terminal_get_char(struct terminal *terminal);
 // 0: nothing was left to read, or an error.
 size_t terminal_read_piece(struct terminal *terminal, char *piece, size_t size);
 
+// Whether a whole line has been read ahead, so that reading it does not wait.
+bool terminal_line_is_ahead(const struct terminal *terminal);
+
 // Whether the input has ended or failed, and whether the output has failed.
 bool terminal_input_ended(const struct terminal *terminal);
 bool terminal_input_failed(const struct terminal *terminal);
@@ -78,6 +81,9 @@ int terminal_printf(const struct terminal *terminal, const char *format, ...)
 int terminal_vprintf(const struct terminal *terminal, const char *format, va_list arguments)
     __attribute__((format(printf, 2, 0)));
 void terminal_write(const struct terminal *terminal, const char *text, size_t length);
+
+// Hands on what was written, unless the next line is there already: then it goes with
+// what that one shows.
 void terminal_flush(const struct terminal *terminal);
 
 // Rings the bell and flushes.

@@ -127,6 +127,16 @@ FILE *terminal_get_input(const struct terminal *terminal)
     return terminal->input;
 }
 
+bool terminal_line_is_ahead(const struct terminal *terminal)
+{
+    // Only the stream itself knows what it has read.
+    const FILE *input = terminal->input;
+    if (input == nullptr || input->_IO_read_ptr == input->_IO_read_end)
+        return false;
+    const auto length = static_cast<size_t>(input->_IO_read_end - input->_IO_read_ptr);
+    return memchr(input->_IO_read_ptr, '\n', length) != nullptr;
+}
+
 bool terminal_input_ended(const struct terminal *terminal)
 {
     return terminal->ended || (terminal->input != nullptr && feof(terminal->input) != 0);

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <errno.h>
+#include <sys/stat.h>
 
 #include "link/exchange.h"
 #include "tests/support/shell_world.h"
@@ -190,6 +191,19 @@ TEST_F(exchange_test, a_send_takes_the_lock_and_logs)
     exchange_unlock();
     EXPECT_TRUE(lock_is_free());
     EXPECT_EQ(session.message_id, 0U);
+}
+
+TEST_F(exchange_test, what_was_printed_is_out_before_a_send)
+{
+    connect().expect();
+    server->start();
+    const captured_output output;
+    printf("get");
+    EXPECT_EQ(msg_send("x", 2), 0);
+    struct stat status = {};
+    EXPECT_EQ(fstat(STDOUT_FILENO, &status), 0);
+    EXPECT_EQ(status.st_size, 3);
+    exchange_unlock();
 }
 
 TEST_F(exchange_test, an_empty_body_is_a_frame_too)

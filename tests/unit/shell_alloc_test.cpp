@@ -137,6 +137,20 @@ TEST_F(shell_alloc_test, splitting)
               std::string::npos);
 }
 
+TEST_F(shell_alloc_test, a_complaint_follows_what_was_printed)
+{
+    const captured_output both;
+    const int before = dup(STDERR_FILENO);
+    dup2(STDOUT_FILENO, STDERR_FILENO);
+    printf("first, ");
+    alloc_calls_left = 0;
+    const arg_words vector("set");
+    alloc_calls_left = -1;
+    dup2(before, STDERR_FILENO);
+    close(before);
+    EXPECT_EQ(both.text(), "first, addargs - vasprintf: Cannot allocate memory\n");
+}
+
 TEST_F(shell_alloc_test, joining_and_growing)
 {
     sweep([] {},

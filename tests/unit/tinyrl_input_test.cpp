@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 #include <string>
 #include <unistd.h>
 
@@ -57,6 +58,12 @@ class piped_session
         std::string text(written + taken, written_size - taken);
         taken = written_size;
         return text;
+    }
+
+    // How much has left the buffer of the output.
+    size_t handed_on() const
+    {
+        return written_size;
     }
 
     struct tinyrl *editor = nullptr;
@@ -129,6 +136,18 @@ TEST(tinyrl_input, a_transcript_shows_prompts_and_lines)
     EXPECT_EQ("> quit\n", session.take());
     EXPECT_EQ("(none)", session.read());
     EXPECT_EQ("", session.take());
+}
+
+TEST(tinyrl_input, what_is_shown_goes_together_up_to_the_last_line_that_is_there)
+{
+    piped_session session("one\ntwo\nthree\nfou");
+    session.read();
+    EXPECT_EQ(session.handed_on(), 0U);
+    session.read();
+    EXPECT_EQ(session.handed_on(), 0U);
+    session.read();
+    EXPECT_EQ(session.handed_on(), strlen("> one\n> two\n> three"));
+    EXPECT_EQ(session.take(), "> one\n> two\n> three\n");
 }
 
 TEST(tinyrl_input, an_empty_line_shows_the_prompt)
