@@ -124,15 +124,18 @@ bool is_hash(const redisReply *reply)
 
 } // namespace
 
-command_reads::command_reads() : outer(session.reads)
+command_reads::command_reads()
 {
-    session.reads = this;
+    if (session.reads == nullptr)
+        session.reads = this;
 }
 
 command_reads::~command_reads()
 {
+    if (session.reads != this)
+        return;
     command_reads_forget();
-    session.reads = outer;
+    session.reads = nullptr;
 }
 
 void command_reads_forget()

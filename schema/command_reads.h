@@ -3,7 +3,9 @@
 //
 // While a command_reads lives, the replies to its reads are kept: a hash that was
 // read whole answers for each of its fields, also for those that it does not have.
-// Its end forgets them, so a shell always works on the schema that is there. A read
+// Its end forgets them, so a shell always works on the schema that is there. One that
+// is opened while another lives joins it: lines that were read ahead together, and that
+// nothing is waited for in between, may see the schema as of one moment. A read
 // without a reply is not kept: whether nothing was there or the connection was lost
 // cannot be told. Nor is one for which there is no memory.
 //
@@ -43,7 +45,6 @@ constexpr size_t kept_reply_buckets = 256;
 struct command_reads {
     kept_reply *bucket[kept_reply_buckets] = {};
     size_t kept_size = 0; // bytes of names, values and what holds them
-    command_reads *outer; // whose place this one takes; null for none
 
     command_reads();
     ~command_reads();

@@ -22,6 +22,7 @@
 #include "link/xpath.h"
 #include "profile/profile.h"
 #include "redisapi.h"
+#include "schema/command_reads.h"
 #include "schema/database.h"
 #include "scrub.h"
 #include "shell/command_table.h"
@@ -34,6 +35,7 @@ namespace
 {
 
 constexpr size_t history_limit = 10;
+constexpr size_t kept_at_once = 128 << 10; // bytes of the schema, from line to line
 
 void free_session_text(char **text)
 {
@@ -112,6 +114,22 @@ void take_deferred_signal()
     return true;
 }
 
+// Runs the lines that are there already, and whose output goes together, as of one
+// moment; false when one says to leave. What took time, or much memory, ends the moment.
+bool run_lines_ahead()
+{
+    const command_reads reads;
+    bool goes_on = true;
+    while (goes_on && session.quit == 0 && tinyrl_line_is_ahead(session.tinyrl)) {
+        const uint16_t sent = session.send_seq;
+        goes_on = run_line();
+        scrub_stack();
+        if (session.send_seq != sent || reads.kept_size > kept_at_once)
+            command_reads_forget();
+    }
+    return goes_on;
+}
+
 // Runs lines until one says to leave.
 void run_lines()
 {
@@ -119,6 +137,7 @@ void run_lines()
     while (goes_on && session.quit == 0) {
         goes_on = run_line();
         scrub_stack();
+        goes_on = goes_on && run_lines_ahead();
     }
 }
 

@@ -166,6 +166,11 @@ void tinyrl_set_keypress_hook(tinyrl *editor, tinyrl_keypress_hook *hook)
     editor->keypress_hook = hook;
 }
 
+bool tinyrl_line_is_ahead(const tinyrl *editor)
+{
+    return terminal_line_is_ahead(editor->terminal);
+}
+
 void tinyrl_set_wait_mask(tinyrl *editor, const sigset_t *mask)
 {
     terminal_set_wait_mask(editor->terminal, mask);

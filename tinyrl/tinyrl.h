@@ -133,6 +133,9 @@ void tinyrl_set_max_line_length(tinyrl *editor, size_t maximum);
 void tinyrl_set_timeout(tinyrl *editor, int seconds);
 void tinyrl_set_timeout_handler(tinyrl *editor, tinyrl_timeout_handler *handler);
 
+// Whether the next read finds a whole line that was read ahead, and does not wait.
+bool tinyrl_line_is_ahead(const tinyrl *editor);
+
 // null: none.
 void tinyrl_set_keypress_hook(tinyrl *editor, tinyrl_keypress_hook *hook);
 

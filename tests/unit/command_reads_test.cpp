@@ -88,6 +88,22 @@ TEST_F(command_reads_test, nothing_outlives_the_command)
     EXPECT_EQ(field("h", "a"), "new");
 }
 
+TEST_F(command_reads_test, one_within_another_joins_it)
+{
+    const command_reads outer;
+    {
+        const command_reads inner;
+        EXPECT_EQ(field("h", "a"), "1");
+        EXPECT_EQ(elements("h"), 4U);
+    }
+    fake_redis_put("h", "a", "new");
+    EXPECT_EQ(field("h", "a"), "1");
+    EXPECT_GT(outer.kept_size, 0U);
+    command_reads_forget();
+    EXPECT_EQ(outer.kept_size, 0U);
+    EXPECT_EQ(field("h", "a"), "new");
+}
+
 TEST_F(command_reads_test, what_failed_is_asked_for_again)
 {
     const command_reads reads;
