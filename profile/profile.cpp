@@ -104,50 +104,30 @@ int append_entries(text_buffer *out)
     return 0;
 }
 
-// Where a line goes, and what of the old text follows it.
-struct put_place {
-    size_t line;
-    size_t rest;
-};
-
-bool find_place(std::string_view content, std::string_view section, profile_mode mode,
-                put_place *place)
+// The file's section value into an empty buffer: the line after the header; 0, also
+// when there is none, or -1.
+int read_value(int fd, std::string_view section, text_buffer *value)
 {
-    const size_t header = content.find(section);
-    if (header == std::string_view::npos)
-        return false;
-    const size_t end = content.find("\n\n", header);
-    if (end == std::string_view::npos)
-        return false;
-    place->rest = end + 1;
-    place->line = mode == profile_append ? place->rest : header + section.size() + 1;
-    return true;
-}
-
-// The file's section value: the line after the header, up to a zero byte in it;
-// empty for none.
-std::string_view section_value(std::string_view content, std::string_view section)
-{
-    const size_t header = content.find(section);
-    if (header == std::string_view::npos)
-        return {};
-    content.remove_prefix(header + section.size());
-    if (content.empty() || content.front() != '\n')
-        return {};
-    content.remove_prefix(1);
-    const size_t end = content.find('\n');
-    if (end == std::string_view::npos)
-        return {};
-    const std::string_view line = text_slice(content, 0, end);
-    return text_slice(line, 0, line.find('\0'));
-}
-
-int take_value(std::string_view content, std::string_view section, char **slot)
-{
-    const std::string_view value = section_value(content, section);
-    if (value.empty() || value.front() != '/') // no path
+    off_t start = 0;
+    off_t end = 0;
+    int found = profile_find(fd, section, 0, &start);
+    start += static_cast<off_t>(section.size());
+    if (found == 1)
+        found = profile_find(fd, "\n", start, &end);
+    if (found == 1 && end != start) // no header
         return 0;
-    heap_text copy = text_copy(value);
+    start++;
+    if (found == 1)
+        found = profile_find(fd, "\n", start, &end);
+    return found == 1 ? profile_read(fd, start, end, value) : found;
+}
+
+// Takes a value up to a zero byte in it.
+int take_value(const text_buffer &value, char **slot)
+{
+    if (value.length == 0 || value.data.get()[0] != '/') // no path
+        return 0;
+    heap_text copy = text_copy(value.data.get());
     if (!copy)
         return -1;
     text_replace(slot, std::move(copy));
@@ -204,17 +184,18 @@ int profile_put_line(const char *section, const char *line, profile_mode mode)
         log_open_failure();
         return -1;
     }
-    text_buffer content;
-    put_place place = {};
-    if (profile_read(file.fd, &content) != 0 ||
-        !find_place({content.data.get(), content.length}, section, mode, &place))
+    off_t header = 0;
+    off_t end = 0;
+    if (profile_find(file.fd, section, 0, &header) != 1 ||
+        profile_find(file.fd, "\n\n", header, &end) != 1)
         return -1;
-    const std::string_view rest(content.data.get() + place.rest, content.length - place.rest);
+    const off_t place =
+        mode == profile_append ? end + 1 : header + static_cast<off_t>(strlen(section)) + 1;
     text_buffer written;
-    if (text_append_all(&written, {line, "\n", rest}) != 0)
+    if (text_append_all(&written, {line, "\n"}) != 0 ||
+        profile_read(file.fd, end + 1, profile_end, &written) != 0)
         return -1;
-    return profile_write(file.fd, {written.data.get(), written.length},
-                         static_cast<off_t>(place.line));
+    return profile_write(file.fd, {written.data.get(), written.length}, place);
 }
 
 int profile_load_start()
@@ -227,14 +208,13 @@ int profile_load_start()
         log_error("[ERROR] VDL's profile <%s> is invalid.\n", profile_name);
         return -1;
     }
-    text_buffer content;
-    if (profile_read(file.fd, &content) != 0) {
+    text_buffer pwd;
+    text_buffer rpc;
+    if (read_value(file.fd, "[pwd]", &pwd) != 0 || read_value(file.fd, "[rpc]", &rpc) != 0) {
         log_error("[ERROR] Mapping file %s to memory failed(%s).\n", profile_name, strerror(errno));
         return -1;
     }
-    const std::string_view text(content.data.get(), content.length);
-    if (take_value(text, "[pwd]", &session.pwd) != 0 ||
-        take_value(text, "[rpc]", &session.rpc_path) != 0)
+    if (take_value(pwd, &session.pwd) != 0 || take_value(rpc, &session.rpc_path) != 0)
         return -1;
     if (session.rpc_path != nullptr)
         mask_path(session.rpc_path);

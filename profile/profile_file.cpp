@@ -1,6 +1,8 @@
 #include "profile/profile_file.h"
 
 #include <errno.h>
+#include <stdint.h>
+#include <string.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -94,20 +96,49 @@ int profile_open(int access)
     return unlink(profile_name) == 0 ? open_profile(access) : -1;
 }
 
-int profile_read(int fd, text_buffer *content)
+int profile_find(int fd, std::string_view text, off_t from, off_t *at)
 {
     secret_piece piece;
-    off_t offset = 0;
     for (;;) {
-        const ssize_t got = pread(fd, piece.bytes, sizeof piece.bytes, offset);
+        const ssize_t got = pread(fd, piece.bytes, sizeof piece.bytes, from);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got < 0)
+            return -1;
+        const size_t length = static_cast<size_t>(got);
+        if (length < text.size())
+            return 0;
+        const void *found = memmem(piece.bytes, length, text.data(), text.size());
+        if (found != nullptr) {
+            *at = from + (static_cast<const char *>(found) - piece.bytes);
+            return 1;
+        }
+        from += static_cast<off_t>(length - (text.size() - 1));
+    }
+}
+
+int profile_read(int fd, off_t from, off_t to, text_buffer *content)
+{
+    struct stat status = {};
+    if (fstat(fd, &status) != 0)
+        return -1;
+    to = to < status.st_size ? to : status.st_size;
+    while (from < to) {
+        const off_t left = to - from;
+        const size_t room = left < PTRDIFF_MAX ? static_cast<size_t>(left) : PTRDIFF_MAX;
+        if (text_reserve(content, {room}) != 0)
+            return -1;
+        char *end = content->data.get() + content->length;
+        const ssize_t got = pread(fd, end, room, from);
         if (got < 0 && errno == EINTR)
             continue;
         if (got <= 0)
             return got == 0 ? 0 : -1;
-        if (text_append(content, {piece.bytes, static_cast<size_t>(got)}) != 0)
-            return -1;
-        offset += got;
+        content->length += static_cast<size_t>(got);
+        content->data.get()[content->length] = '\0';
+        from += got;
     }
+    return 0;
 }
 
 bool profile_may_have(off_t size)

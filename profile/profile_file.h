@@ -3,12 +3,14 @@
 #define VANDEL_PROFILE_PROFILE_FILE_H
 
 #include <fcntl.h>
+#include <limits>
 #include <string_view>
 #include <sys/types.h>
 
 #include "base/descriptor.h"
 #include "base/text.h"
 
+constexpr off_t profile_end = std::numeric_limits<off_t>::max(); // where its last byte is passed
 constexpr char profile_name[] = "/tmp/vandel.conf";
 
 // Opens the profile with access O_RDONLY, O_RDWR or O_WRONLY, O_CREAT added to
@@ -18,8 +20,12 @@ constexpr char profile_name[] = "/tmp/vandel.conf";
 // that is not taken for the profile is logged once in a process.
 int profile_open(int access);
 
-// Reads a whole file from its beginning; 0 or -1.
-int profile_read(int fd, text_buffer *content);
+// Looks for a text from an offset on, without memory for the file: 1 and where it
+// stands first, 0 when it is not there, -1 when the file cannot be read.
+int profile_find(int fd, std::string_view text, off_t from, off_t *at);
+
+// Appends what stands from one offset to another, as far as the file reaches; 0 or -1.
+int profile_read(int fd, off_t from, off_t to, text_buffer *content);
 
 // Whether a file may have this size under the limit of the process. One that goes
 // past it is not refused, but cut off there.

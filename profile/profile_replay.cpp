@@ -151,7 +151,7 @@ profile_replay_result profile_load()
         return profile_unopened;
     }
     text_buffer content;
-    if (profile_read(file.fd, &content) != 0)
+    if (profile_read(file.fd, 0, profile_end, &content) != 0)
         return profile_unread;
     return replay_lines({content.data.get(), content.length});
 }
