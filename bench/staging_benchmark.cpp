@@ -1,4 +1,4 @@
-// What it costs to stage list-entry leaves and to serialise them.
+// What it costs to stage list-entry leaves and to serialise them, and to keep entries.
 //
 // The argument is the number of leaves, each in an entry of its own. The cost
 // of a leaf must not depend on how many are staged already.
@@ -8,8 +8,10 @@
 #include <vector>
 
 #include "cmdtree/chunk_pool.h"
+#include "cmdtree/local_entries.h"
 #include "cmdtree/tree.h"
 #include "cmdtree/xml_writer.h"
+#include "redisapi.h"
 #include "tests/support/fake_redis.h"
 
 namespace
@@ -81,8 +83,46 @@ void stage_leaf_list(benchmark::State &state)
     session.redis = nullptr;
 }
 
+// Entries of one list, forgotten one by one, the oldest first.
+void stage_local_entries(benchmark::State &state)
+{
+    std::vector<std::string> keys;
+    for (int64_t i = 0; i < state.range(0); i++)
+        keys.push_back("l[k=entry" + std::to_string(i) + "]");
+    for ([[maybe_unused]] auto turn : state) {
+        for (const std::string &key : keys) {
+            if (local_entries_add("/m/c/l", key.c_str()) != 0)
+                std::abort();
+        }
+        for (const std::string &key : keys)
+            local_entries_forget("/m/c/l", key.c_str());
+        local_entries_forget(nullptr, nullptr);
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+}
+
+// Lists of one entry, forgotten one by one.
+void stage_local_lists(benchmark::State &state)
+{
+    std::vector<std::string> parents;
+    for (int64_t i = 0; i < state.range(0); i++)
+        parents.push_back("/m/c/c" + std::to_string(i));
+    for ([[maybe_unused]] auto turn : state) {
+        for (const std::string &parent : parents) {
+            if (local_entries_add((parent + "/l").c_str(), "l[k=1]") != 0)
+                std::abort();
+        }
+        for (const std::string &parent : parents)
+            local_entries_forget(parent.c_str(), nullptr);
+        local_entries_forget(nullptr, nullptr);
+    }
+    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+}
+
 BENCHMARK(stage_and_serialise)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 BENCHMARK(stage_leaf_list)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(stage_local_entries)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+BENCHMARK(stage_local_lists)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
 
 } // namespace
 
