@@ -99,7 +99,7 @@ int thread_create(void *(*body)(void *), void *argument)
 
 // Shared with the main thread: server_fd and exchange_wanted_fd (set before this
 // thread starts), session.lock, the socket (read only while the lock is held), the
-// system log and standard output (both lock themselves), libxml2 (initialised before).
+// system log and standard output (both lock themselves), libxml2 (set up once).
 // session.listen_fds is this thread's own from here on. A message is handled
 // under message_lock.
 //
@@ -111,7 +111,7 @@ int thread_create(void *(*body)(void *), void *argument)
 // After the last of them this thread has its turn.
 void *notify_listener(void *)
 {
-    wait_for_libxml2();
+    bool is_ready = false;
     for (;;) {
         if (exchange_trylock() != 0) {
             sleep(busy_seconds);
@@ -124,8 +124,12 @@ void *notify_listener(void *)
         const malloc_ptr<char> owned_message(message);
         if (exchange_unlock() != 0)
             return nullptr;
-        if (received)
+        if (received) {
+            if (!is_ready)
+                wait_for_libxml2();
+            is_ready = true;
             print_if_notification(message, length);
+        }
         if (!received || found.is_wanted)
             sleep(idle_seconds);
     }

@@ -112,6 +112,7 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
         return xml_root_unreadable;
     if (xml_is_plain(text, length, name)) // nearly every reply, in a fraction of the time
         return xml_root_differs;
+    xml_ready();
     xml_memory_watch();
     scrub_registers();
     const xml_parser parser(xmlNewParserCtxt());

@@ -6,6 +6,7 @@
 #include <libxml/xmlerror.h>
 #include <libxml/xpathInternals.h>
 #include <limits.h>
+#include <pthread.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -35,6 +36,18 @@ void discard_message(void *, const char *, ...) {}
 
 void discard_error(void *, xmlError *) {}
 
+void set_up_once()
+{
+    xmlInitParser();
+    xmlThrDefSetGenericErrorFunc(nullptr, discard_message); // for threads to come
+}
+
+void set_up()
+{
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    pthread_once(&once, set_up_once);
+}
+
 const xmlChar *xml_text(const char *text)
 {
     return reinterpret_cast<const xmlChar *>(text);
@@ -63,16 +76,20 @@ void ns_entry_free(ns_entry *entry)
 void xml_init()
 {
     xml_memory_init();
-    xmlInitParser();
-    xml_silence();
+    (void)xmlIsMainThread(); // the first that asks is
 }
 
-void xml_silence()
+void xml_ready()
 {
-    // libxml2 keeps these per thread, and others for the threads to come.
+    static thread_local bool is_silent;
+    if (is_silent)
+        return;
+    scrub_registers();
+    set_up();
+    // libxml2 keeps these per thread.
     xmlSetGenericErrorFunc(nullptr, discard_message);
     xmlSetStructuredErrorFunc(nullptr, discard_error);
-    xmlThrDefSetGenericErrorFunc(nullptr, discard_message);
+    is_silent = true;
 }
 
 int xml_thread_init()
@@ -83,9 +100,10 @@ int xml_thread_init()
     if (probe == nullptr)
         return -1;
     free(probe);
+    set_up();
     if (xmlGetGlobalState() == nullptr)
         return -1;
-    xml_silence();
+    xml_ready();
     return 0;
 }
 
@@ -93,6 +111,7 @@ xml_doc xml_parse(const char *text, size_t length)
 {
     if (length > INT_MAX)
         return nullptr;
+    xml_ready();
     xml_memory_watch();
     scrub_registers();
     xml_doc document(

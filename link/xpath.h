@@ -45,14 +45,16 @@ struct xml_content_deleter {
 };
 using xml_content = std::unique_ptr<xmlChar, xml_content_deleter>;
 
-// Initialises libxml2 for all threads; called before the second one starts.
+// Prepares the use of libxml2, by the first thread, before the second one starts. What
+// libxml2 sets up for itself is left to the first document: most commands parse none.
 void xml_init();
 
-// Keeps libxml2 from printing its own errors in the calling thread.
-void xml_silence();
+// Sets libxml2 up, and keeps it from printing its own errors in the calling thread;
+// called before each use, and done once.
+void xml_ready();
 
-// Makes libxml2 usable, and silent, in the calling thread, which is not the
-// first; 0, or -1 when there is no memory for what libxml2 keeps for it.
+// The same in a thread that is not the first; -1 when there is no memory for what
+// libxml2 keeps for it.
 int xml_thread_init();
 
 // Parses a whole message, blank text nodes removed; null when it is not

@@ -152,7 +152,7 @@ class fuzz_shell
         static bool done = false;
         if (!done) {
             xml_init();
-            xml_silence();
+            xml_ready();
         }
         done = true;
     }

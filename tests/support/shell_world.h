@@ -91,7 +91,7 @@ class shell_world : public testing::Test
         server_fd = -1;
         lock_init();
         xml_init();
-        xml_silence();
+        xml_ready();
         fake_redis_reset();
         fake_conf_reset();
         session.pwd = strdup("/");
