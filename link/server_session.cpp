@@ -3,7 +3,9 @@
 #include <errno.h>
 #include <pwd.h>
 #include <stdint.h>
+#include <stdlib.h>
 #include <string.h>
+#include <string_view>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -17,6 +19,7 @@
 #include "link/exchange_lock.h"
 #include "link/listener.h"
 #include "link/request.h"
+#include "link/xml_plain.h"
 #include "link/xpath.h"
 
 namespace
@@ -30,6 +33,8 @@ constexpr const char *before_pid = "</tarnd:username>\r\n"
 constexpr const char *after_pid = "</tarnd:agent-pid>\r\n"
                                   "         </tarnd:create-session>\r\n"
                                   "         </rpc>";
+constexpr std::string_view before_id = "<session-id xmlns=\"" TARND_NAMESPACE "\">";
+constexpr std::string_view after_id = "</session-id></rpc-reply>";
 
 // The create-session rpc; a login name too long for it leaves the empty text, which
 // is sent. Null when memory runs out.
@@ -48,8 +53,30 @@ heap_text create_session_request(const char *login_name)
     return request;
 }
 
+// The id in a reply of the usual kind, which takes no parser; empty for any other.
+std::string_view plain_session_id(std::string_view reply)
+{
+    const std::string_view head = text_slice(reply, 0, reply.find('>'));
+    if (!xml_is_plain(reply.data(), reply.size(), "notification") ||
+        !text_starts_with(head, "<rpc-reply ") || head.find('\'') != std::string_view::npos ||
+        head.find(" xmlns=\"" NETCONF_BASE_NAMESPACE "\"") == std::string_view::npos)
+        return {};
+    reply.remove_prefix(head.size() + 1);
+    if (!text_starts_with(reply, before_id))
+        return {};
+    reply.remove_prefix(before_id.size());
+    const size_t length = reply.find_first_not_of("0123456789");
+    return length != 0 && text_slice(reply, length) == after_id ? text_slice(reply, 0, length)
+                                                                : std::string_view();
+}
+
 int read_session_id(const char *reply, uint32_t length)
 {
+    const std::string_view id = plain_session_id({reply, length});
+    if (!id.empty()) {
+        session.session_id = static_cast<int>(strtol(id.data(), nullptr, 0));
+        return 0;
+    }
     const xml_doc document = xml_parse(reply, length);
     if (!document) {
         log_debug("[DEBUG] Receive a invalid xml documen.\n");

@@ -126,6 +126,31 @@ TEST_F(server_session_test, a_prefixed_session_id)
     EXPECT_EQ(session.session_id, 9);
 }
 
+// Some are read without a parser, some come close to that.
+TEST_F(server_session_test, replies_that_are_nearly_usual)
+{
+    const std::string id = "<session-id xmlns=\"com:quorvex:netconf:private:vesk:device:tarnd\">";
+    const std::string usual = id + "5</session-id></rpc-reply>";
+    const std::string base = " xmlns=\"" + base_ns + "\"";
+    const std::pair<std::string, int> cases[] = {
+        {"<rpc-reply message-id=\"0\"" + base + ">" + usual, 5},
+        {"<?xml version=\"1.0\" encoding=\"UTF-8\"?><rpc-reply" + base + ">" + usual, 5},
+        {"<rpc-reply xmlns='" + base_ns + "'>" + usual, 5},
+        {"<rpc-reply" + base + ">" + id + "5</session-id>" + usual, 5},
+        {"<rpc-reply" + base + ">" + id + "5<b/></session-id></rpc-reply>", 5},
+        {"<rpc-reply a='" + base + "'>" + usual, -7},
+        {"<rpc-reply" + base + "><a>" + usual, -7},
+        {"<rpc-reply" + base + " a=1>" + usual, -7},
+        {"<rpc-replies" + base + ">" + usual, -7},
+        {"<rpc-reply xmlns:n=\"" + base_ns + "\">" + usual, -7},
+    };
+    for (const auto &[reply, expected] : cases) {
+        session.session_id = -7;
+        EXPECT_EQ(create_with(reply), expected == 5 ? 0 : -1) << reply;
+        EXPECT_EQ(session.session_id, expected) << reply;
+    }
+}
+
 TEST_F(server_session_test, a_reply_without_a_session_id)
 {
     const std::string private_ns = " xmlns=\"com:quorvex:netconf:private:vesk:device:tarnd\"";
