@@ -42,6 +42,7 @@ int add_line(feature_options *options, const char *path, unsigned number, const 
 
 int feature_options_add(feature_options *options, const std::string &text)
 {
+    options->is_told = true;
     const size_t colon = text.find(':');
     if (colon == std::string::npos || colon == 0 || colon + 1 == text.size())
         return -1;
@@ -59,6 +60,7 @@ int feature_options_add_file(feature_options *options, const char *path)
 {
     const std::unique_ptr<FILE, file_deleter> file(fopen(path, "re"));
     read_line line = {nullptr, 0};
+    options->is_told = true;
     for (unsigned number = 1; file != nullptr; number++) {
         if (getline(&line.text, &line.size, file.get()) < 0)
             break;

@@ -12,7 +12,8 @@ struct feature_option {
 
 struct feature_options {
     std::vector<feature_option> named;
-    bool is_all; // of all modules
+    bool is_all;  // of all modules
+    bool is_told; // also by a file that names none
 };
 
 // Adds MODULE:FEATURE, MODULE:* or *:*; 0, or -1 for any other text.

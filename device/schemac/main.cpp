@@ -1,8 +1,10 @@
 // schemac: compiles YANG modules into the schema database of the shell.
 #include <signal.h>
 #include <stdio.h>
+#include <string.h>
 #include <unistd.h>
 
+#include "device/schemac/from.h"
 #include "device/schemac/inspect.h"
 #include "device/schemac/options.h"
 #include "device/schemac/origin.h"
@@ -15,6 +17,8 @@ int main(int count, char **words)
 {
     if (standard_descriptors_open(STDIN_FILENO) != 0)
         return 1;
+    if (count > 1 && strcmp(words[1], "--from") == 0)
+        return from_server(words + 2);
     schemac_options options = {};
     if (options_parse(count, words, &options) != 0)
         return 1;

@@ -93,6 +93,7 @@ int read_where(schemac_options *options, const char *where)
 
 const char options_help[] =
     "Usage: schemac [--search DIR]... [--redis WHERE] [--feature MODULE:FEATURE]... MODULE...\n"
+    "       schemac --from [--cache DIR] [--search DIR]... [--redis WHERE] -- COMMAND...\n"
     "       schemac [--redis WHERE] --list\n"
     "       schemac [--redis WHERE] --show PATH [--tree]\n"
     "\n"
@@ -113,6 +114,11 @@ const char options_help[] =
     "                            follows a # is a comment\n"
     "  --force                   store the schema also when nothing has changed\n"
     "  --keep-going              store what can be compiled, and name the rest\n"
+    "  --from                    compile what the NETCONF server has to which COMMAND leads;\n"
+    "                            its texts come from it, from a cache, and from --search\n"
+    "  --cache DIR               keep those texts in DIR; otherwise in vandel in\n"
+    "                            $XDG_CACHE_HOME, otherwise in ~/.cache\n"
+    "  --timeout SECONDS         with --from: how long each answer may take (60)\n"
     "  --list                    show the modules in the database: revisions, nodes,\n"
     "                            bytes, features\n"
     "  --show PATH               show a node in the database and its children\n"

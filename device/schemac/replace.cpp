@@ -112,12 +112,11 @@ work_result keep_going(const work *all)
     return result;
 }
 
-// Says how many nodes features that are off have cost somebody who has named
-// none. That takes compiling once more; when it fails, nothing is said.
+// Says how many nodes features that are off have cost somebody who has said
+// nothing of them. That takes compiling once more; when it fails, nothing is said.
 void tell_left_out(const work *all, const std::string &partial_nodes)
 {
-    const feature_options &features = all->options->features;
-    if (partial_nodes.empty() || features.is_all || !features.named.empty())
+    if (partial_nodes.empty() || all->options->features.is_told)
         return;
     const work counting = {all->options, all->index, all->requests, work_count, ""};
     const work_result result = worker_run(&counting);

@@ -1,5 +1,7 @@
 """The page of messages has every text that the programs print and log, and no other."""
 
+import ast
+import glob
 import os
 import re
 
@@ -76,6 +78,34 @@ def test_what_schemac_says():
     assert len(found) > 8
     for text in found:
         assert text in messages
+
+
+def python_text(expression):
+    """A text as a reader would quote it; None for what is no text."""
+    if isinstance(expression, ast.Constant):
+        return expression.value
+    if isinstance(expression, ast.JoinedStr):
+        return "".join(python_text(piece) or "…" for piece in expression.values)
+    if isinstance(expression, ast.BinOp):
+        return python_text(expression.left) + "…"
+    if isinstance(expression, (ast.BoolOp, ast.IfExp)):
+        pieces = expression.values if isinstance(expression, ast.BoolOp) else [expression.body]
+        return next(filter(None, map(python_text, pieces)), None)
+    return None
+
+
+def test_what_schemac_says_of_a_server():
+    found = set()
+    for path in glob.glob(os.path.join(ROOT, "tools", "schemac_from", "*.py")):
+        with open(path, encoding="utf-8") as file:
+            calls_in_it = [
+                node for node in ast.walk(ast.parse(file.read())) if type(node) is ast.Call
+            ]
+        for call in calls_in_it:
+            name = getattr(call.func, "attr", getattr(call.func, "id", ""))
+            if name in ("Failed", "UsageError", "complain", "_look_elsewhere"):
+                found.add(python_text(call.args[-1]))
+    assert found - {None} == described("schemac --from")
 
 
 def test_what_a_scan_of_sources_finds():

@@ -1,0 +1,111 @@
+"""What is kept of servers: texts, which they share, and of each set of modules what it is.
+
+    texts/NAME@REVISION.yang    a text that a server has handed out
+    texts/NAME+DIGEST.yang      one without a revision
+    sets/DIGEST/hello           the capabilities of a server with this set: it is whole
+               /features        those that are on, a MODULE:FEATURE in a line
+               /implemented/    links to the texts of the modules that are compiled
+               /imported/       and of those that only lend what they define
+"""
+
+import hashlib
+import os
+import shutil
+import tempfile
+
+from schemac_from.session import Failed
+
+IMPLEMENTED, IMPORTED = "implemented", "imported"
+
+
+def default_directory():
+    home = os.environ.get("XDG_CACHE_HOME", "")
+    if not os.path.isabs(home):
+        home = os.path.expanduser("~/.cache")
+    return os.path.join(home, "vandel")
+
+
+def file_name(name, revision):
+    return f"{name}@{revision}.yang" if revision else f"{name}.yang"
+
+
+def write_whole(path, data):
+    """Writes a file that is there with all its bytes or not at all."""
+    descriptor, temporary = tempfile.mkstemp(dir=os.path.dirname(path))
+    try:
+        with open(descriptor, "wb") as file:
+            file.write(data)
+            file.flush()
+            os.fsync(file.fileno())
+        os.rename(temporary, path)
+    except BaseException:
+        os.unlink(temporary)
+        raise
+
+
+class Cache:
+    def __init__(self, directory):
+        """Opens a cache, which is made if need be. Raises Failed, OSError."""
+        self.directory = os.path.abspath(directory)
+        for place in (self.directory, self._path("texts"), self._path("sets")):
+            os.makedirs(place, 0o700, exist_ok=True)
+            status = os.stat(place)
+            if status.st_uid != os.geteuid() or status.st_mode & 0o077:
+                raise Failed(f"{place}: others may use it; a cache is its owner's alone, mode 700")
+
+    def _path(self, *parts):
+        return os.path.join(self.directory, *parts)
+
+    def text(self, name, revision):
+        """The path of a text that is there; None without one, or without a revision."""
+        path = self._path("texts", file_name(name, revision))
+        return path if revision and os.path.exists(path) else None
+
+    def add_text(self, name, revision, data):
+        """Keeps a text, in the place of what was there; its path."""
+        if not revision:
+            name = f"{name}+{hashlib.sha256(data).hexdigest()}"
+        path = self._path("texts", file_name(name, revision))
+        write_whole(path, data)
+        return path
+
+    def _set_path(self, capabilities):
+        # All of the hello but the number of the session: it says which modules there are, or
+        # has a mark that changes with them.
+        said = "\n".join(sorted(capabilities))
+        return self._path("sets", hashlib.sha256(said.encode("utf-8", "replace")).hexdigest())
+
+    def find_set(self, capabilities):
+        """The directory of the set of a server with this hello; None if it is not whole."""
+        path = self._set_path(capabilities)
+        if not os.path.exists(os.path.join(path, "hello")):
+            return None
+        for place in (IMPLEMENTED, IMPORTED):
+            for entry in os.scandir(os.path.join(path, place)):
+                if not os.path.exists(entry.path):
+                    return None
+        return path
+
+    def add_set(self, capabilities, fetched, features):
+        """Keeps a set, in the place of what was there; its directory."""
+        path = self._set_path(capabilities)
+        temporary = tempfile.mkdtemp(dir=self._path("sets"))
+        try:
+            os.mkdir(os.path.join(temporary, IMPLEMENTED))
+            os.mkdir(os.path.join(temporary, IMPORTED))
+            for (place, name), text in fetched.found.items():
+                os.symlink(text, os.path.join(temporary, place, name))
+            with open(os.path.join(temporary, "features"), "w", encoding="ascii") as file:
+                file.writelines(f"{feature}\n" for feature in sorted(features))
+            if not fetched.missing:
+                with open(os.path.join(temporary, "hello"), "w", encoding="utf-8") as file:
+                    file.writelines(f"{capability}\n" for capability in capabilities)
+            if not fetched.is_anew and self.find_set(capabilities) is not None:
+                shutil.rmtree(temporary)  # another run was faster, and its set is in use
+            else:
+                shutil.rmtree(path, ignore_errors=True)
+                os.rename(temporary, path)
+        except BaseException:
+            shutil.rmtree(temporary, ignore_errors=True)
+            raise
+        return path
