@@ -1,0 +1,334 @@
+"""vandel-connect: a shell on a device behind a real ssh server, and all that it needs."""
+
+import os
+import shutil
+import signal
+import subprocess
+import tempfile
+
+import pytest
+
+from support import sshd
+from support.netconfd import Netconfd
+from support.schemac import BUILD, MODELS, REPO, RUN_MODULES
+from support.servers import wait_until
+from support.vandel_do import children_of, has_ended
+
+PROGRAM = os.path.join(REPO, "tools", "vandel-connect")
+NOTHING_STAGED = "There is no configuration data. \r\n"
+HOSTNAME = "/vandel-device/system/hostname"
+WAIT = 120
+
+
+class Client:
+    """Somebody who calls vandel-connect, with directories of his own."""
+
+    def __init__(self, directory, config):
+        self.directory = directory
+        self.config = config
+        self.processes = []
+        self.environment = {
+            name: value for name, value in os.environ.items() if not name.startswith("XDG_")
+        }
+        for name in ("RUNTIME_DIR", "STATE_HOME"):
+            self.environment[f"XDG_{name}"] = self.path(name)
+        self.environment["ASAN_OPTIONS"] = "detect_leaks=0"
+
+    def path(self, *names):
+        return os.path.join(self.directory, *names)
+
+    def start(self, *arguments, programs=BUILD):
+        words = [PROGRAM, "--programs", programs, "-F", self.config, *arguments]
+        process = subprocess.Popen(
+            words, env=self.environment,
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+        )  # fmt: skip
+        self.processes.append(process)
+        return process
+
+    def run(self, *arguments, given="", programs=BUILD):
+        """(status, standard output, standard error)."""
+        process = self.start(*arguments, programs=programs)
+        stdout, stderr = process.communicate(given.encode(), timeout=WAIT)
+        return process.returncode, stdout.decode(), stderr.decode()
+
+    def open_shell(self, *arguments):
+        """A shell at its prompt."""
+        process = self.start(*(arguments or ["root@router"]))
+        process.stdin.write(b"pwd\n\n")
+        process.stdin.flush()
+        prompt = b"/$ pwd\n/\r\n/$ "
+        assert process.stdout.read(len(prompt)) == prompt
+        return process
+
+    def runs(self):
+        place = self.path("RUNTIME_DIR", "vandel")
+        return [name for name in os.listdir(place) if name != "lock"]
+
+    def stop(self):
+        for process in self.processes:
+            if process.poll() is None:
+                process.terminate()
+            process.communicate()
+
+
+def leave(process):
+    """Ends a shell; (status, standard error)."""
+    _, stderr = process.communicate(b"quit\n", timeout=WAIT)
+    return process.returncode, stderr.decode()
+
+
+def part(process, name):
+    """The process id of a child, by the name of its program."""
+    for child in children_of(process.pid):
+        with open(f"/proc/{child}/comm", encoding="utf-8") as comm:
+            if comm.read().rstrip("\n") == name:
+                return child
+    raise AssertionError(name)
+
+
+@pytest.fixture(scope="module", name="router")
+def fixture_router():
+    """A directory with a file for ssh that leads to a real server, and with a cache: this
+    server does not survive handing out all its texts twice."""
+    directory = tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
+    server = Netconfd(directory, RUN_MODULES, (MODELS,))
+    try:
+        sshd.configure(directory, *server.transport())
+        yield directory
+    finally:
+        server.stop()
+        shutil.rmtree(directory)
+
+
+@pytest.fixture(name="client")
+def fixture_client(router):
+    with tempfile.TemporaryDirectory(prefix="vandel-test.", dir="/tmp") as directory:
+        os.mkdir(os.path.join(directory, "RUNTIME_DIR"), 0o700)
+        client = Client(directory, os.path.join(router, "ssh_config"))
+        client.environment["XDG_CACHE_HOME"] = os.path.join(router, "cache")
+        yield client
+        client.stop()
+
+
+def test_one_command(client):
+    assert client.run("root@router", "pwd") == (0, "/\r\n", "")
+    assert client.runs() == []
+
+
+def test_the_second_time_nothing_is_fetched(client):
+    assert client.run("root@router", "pwd")[0] == 0
+    place = os.path.join(client.environment["XDG_CACHE_HOME"], "vandel")
+    before = [os.stat(os.path.join(place, name)).st_mtime_ns for name in ("texts", "sets")]
+    assert client.run("root@router", "pwd")[0] == 0
+    after = [os.stat(os.path.join(place, name)).st_mtime_ns for name in ("texts", "sets")]
+    assert before == after
+
+
+def test_lines_of_a_pipe(client):
+    status, stdout, stderr = client.run("root@router", given="cd vandel-device\npwd\nquit\n")
+    assert (status, stderr) == (0, "")
+    assert "pwd\n/vandel-device\r\n" in stdout
+    assert client.runs() == []
+
+
+def profile_of_the_machine():
+    try:
+        status = os.stat("/tmp/vandel.conf")
+    except FileNotFoundError:
+        return None
+    return status.st_ino, status.st_mtime_ns
+
+
+def test_what_is_staged_for_one_device_reaches_no_other(client):
+    before = profile_of_the_machine()
+    assert client.run("root@router", "set", HOSTNAME, "r1") == (0, "", "")
+    assert client.run("root@router:22", "commit") == (0, NOTHING_STAGED, "")
+    status, stdout, stderr = client.run("root@router", "commit")
+    assert (status, stderr) == (0, "")
+    assert "<ok/>" in stdout
+    assert client.run("root@router", "commit") == (0, NOTHING_STAGED, "")
+    assert profile_of_the_machine() == before
+    assert os.listdir(client.path("STATE_HOME", "vandel")) != []
+
+
+def test_files_below_tmp_are_those_of_the_caller(client):
+    target = client.path("out.xml")
+    assert target.startswith("/tmp/")
+    exported = "The export-config command executed successfuly! "
+    assert client.run("root@router", "export-config", "running", target) == (0, exported, "")
+    with open(target, encoding="utf-8") as file:
+        assert "<data>" in file.read()
+    lost = client.path("STATE_HOME", "vandel", "root@router", "out.xml")
+    told = f"the command had a /tmp of its own; it has left there: {lost}"
+    result = client.run("root@router", "export-config", "running", "//tmp/out.xml")
+    assert result == (0, exported, f"vandel-connect: {told}\n")
+    assert os.path.exists(lost)
+
+
+def test_another_shell_on_the_same_servers(client):
+    first = client.open_shell()
+    assert len(client.runs()) == 1
+    assert client.run("--attach", "root@router", "pwd") == (0, "/\r\n", "")
+    assert client.run("--attach", "root@router", given="quit\n") == (0, "/$ quit\n", "")
+    assert len(client.runs()) == 1
+    assert client.run("--attach", "root@other", "pwd") == (
+        64, "", "vandel-connect: root@other: no vandel-connect runs for it\n"
+    )  # fmt: skip
+    assert leave(first) == (0, "")
+    assert client.runs() == []
+
+
+def test_two_at_once(client):
+    """Each has servers of its own, and ends with its own shell."""
+    first, second = client.open_shell(), client.open_shell()
+    assert len(client.runs()) == 2
+    assert leave(first) == (0, "")
+    assert len(client.runs()) == 1
+    assert leave(second) == (0, "")
+
+
+def test_stop_ends_those_of_the_device(client):
+    shells = [client.open_shell(), client.open_shell()]
+    other = client.open_shell("root@other")
+    parts = [child for shell in shells for child in children_of(shell.pid)]
+    assert len(parts) == 8
+    assert client.run("--stop", "root@router") == (0, "", "")
+    assert [shell.wait(WAIT) for shell in shells] == [-signal.SIGTERM] * 2
+    assert all(map(has_ended, parts))
+    assert len(client.runs()) == 1
+    assert leave(other) == (0, "")
+    assert client.run("--stop", "root@router") == (0, "", "")
+
+
+@pytest.mark.parametrize("name", ["redis-server", "ssh", "tarnd-gateway"])
+def test_a_server_that_is_killed(client, name):
+    """The operator is told, and decides himself."""
+    shell = client.open_shell()
+    parts = children_of(shell.pid)
+    os.kill(part(shell, name), signal.SIGKILL)
+    told = f"vandel-connect: {name} has ended: leave the shell, and start again\n"
+    assert shell.stderr.readline() == told.encode()
+    shell.stdin.write(b"quit\n")
+    shell.stdin.flush()
+    shell.wait(WAIT)
+    assert all(map(has_ended, parts))
+    assert client.runs() == []
+
+
+def test_a_shell_that_is_killed(client):
+    shell = client.open_shell()
+    parts = children_of(shell.pid)
+    os.kill(part(shell, "vandel"), signal.SIGKILL)
+    assert shell.wait(WAIT) == -signal.SIGKILL
+    assert all(map(has_ended, parts))
+    assert client.runs() == []
+
+
+def test_what_is_left_by_one_that_is_killed(client):
+    """No process, and a directory that the next one removes."""
+    shell = client.open_shell()
+    parts = children_of(shell.pid)
+    assert len(parts) == 4
+    shell.kill()
+    for child in parts:
+        wait_until(lambda: has_ended(child), "the end of a part")  # noqa: B023
+    assert len(client.runs()) == 1
+    assert client.run("root@router", "pwd") == (0, "/\r\n", "")
+    assert client.runs() == []
+
+
+@pytest.mark.parametrize("number", [signal.SIGHUP, signal.SIGINT, signal.SIGTERM])
+def test_a_signal(client, number):
+    shell = client.open_shell()
+    parts = children_of(shell.pid)
+    shell.send_signal(number)
+    assert shell.wait(WAIT) == -number
+    assert all(map(has_ended, parts))
+    assert client.runs() == []
+
+
+def test_a_device_that_cannot_be_reached(client):
+    status, stdout, stderr = client.run("-o", "ProxyCommand=false", "root@router", "pwd")
+    assert (status, stdout) == (3, "")
+    assert stderr.endswith("\nvandel-connect: root@router cannot be reached\n")
+    assert client.runs() == []
+
+
+def test_a_device_that_speaks_no_netconf(client):
+    client.config = sshd.configure(client.directory, ["true"], client.environment)
+    assert client.run("root@router", "pwd") == (
+        3, "", "schemac: the server has ended the session\n"
+        "vandel-connect: root@router: there is no schema of its modules\n"
+    )  # fmt: skip
+    assert client.runs() == []
+
+
+def programs(client, **scripts):
+    """A directory with our programs, some of them replaced."""
+    place = client.path("programs")
+    os.mkdir(place)
+    for name in ("vandel", "schemac", "tarnd-gateway"):
+        path = os.path.join(place, name)
+        if name in scripts:
+            sshd.write(path, f"#!/bin/sh\n{scripts[name]}\n", 0o700)
+        else:
+            os.symlink(os.path.join(BUILD, name), path)
+    return place
+
+
+@pytest.mark.parametrize("arguments", [[], ["pwd"]])
+@pytest.mark.parametrize("script, status", [("exit 7", 7), ("kill -KILL $$", -9)])
+def test_the_status_is_that_of_the_shell(client, arguments, script, status):
+    place = programs(client, vandel=script)
+    result = client.run("root@router", *arguments, programs=place)
+    assert result[:2] == (status, "")
+
+
+def test_a_gateway_that_does_not_start(client):
+    place = programs(client, **{"tarnd-gateway": "echo why >&2; exit 1"})
+    assert client.run("root@router", "pwd", programs=place) == (
+        70, "", "vandel-connect: tarnd-gateway does not start:\nwhy\n"
+    )  # fmt: skip
+    assert client.runs() == []
+
+
+def test_where_no_mounts_are_given(client):
+    shell = client.open_shell()
+    os.mkdir(client.path("bin"))
+    sshd.write(client.path("bin", "unshare"), "#!/bin/sh\nexit 1\n", 0o700)
+    client.environment["PATH"] = f"{client.path('bin')}:{os.environ['PATH']}"
+    assert client.run("--attach", "root@router", "set", HOSTNAME, "x") == (
+        70, "",
+        "vandel-connect: this system gives a command no mounts of its own, and without them what"
+        " is staged for one device would reach others. Nothing was done: type the command in a"
+        " shell, or pipe it in\n",
+    )  # fmt: skip
+    assert leave(shell) == (0, "")
+
+
+@pytest.mark.parametrize("place", ["RUNTIME_DIR/vandel", "STATE_HOME/vandel"])
+def test_directories_that_others_may_use(client, place):
+    os.makedirs(client.path(place), 0o755)
+    text = f"{client.path(place)}: others may use it; it has to be its owner's alone"
+    assert client.run("root@router", "pwd") == (70, "", f"vandel-connect: {text}\n")
+
+
+@pytest.mark.parametrize(
+    "arguments, text",
+    [
+        ([], "no device is named"),
+        (["-oProxyCommand=x", "-G"], "option -G not recognized"),
+        (["--", "-G"], "no [USER@]HOST[:PORT]: -G"),
+        (["--", "-x@host"], "no [USER@]HOST[:PORT]: -x@host"),
+        (["../x"], "no [USER@]HOST[:PORT]: ../x"),
+        (["a b"], "no [USER@]HOST[:PORT]: a b"),
+        (["host:ssh"], "no [USER@]HOST[:PORT]: host:ssh"),
+        (["--stop", "host", "pwd"], "--stop takes a device and nothing else"),
+        (["--attach", "--stop", "host"], "--stop takes a device and nothing else"),
+        (["--nonsense"], "option --nonsense not recognized"),
+        (["--programs", "/nowhere", "host"], "/nowhere/schemac: there is no such program"),
+    ],
+)
+def test_a_call_that_makes_no_sense(client, arguments, text):
+    assert client.run(*arguments) == (64, "", f"vandel-connect: {text}\n")

@@ -1,0 +1,117 @@
+"""The directories of vandel-connect: one for each run, and one for each device.
+
+A run's directory is locked by its process for as long as that lives, whatever ends it. So
+the next one knows what a dead one has left.
+"""
+
+import contextlib
+import fcntl
+import os
+import shutil
+import signal
+import tempfile
+from urllib.parse import quote
+
+
+def _home(variable, default):
+    path = os.environ.get(variable, "")
+    return path if os.path.isabs(path) else os.path.expanduser(default)
+
+
+def private(path):
+    """Makes a directory that is ours alone, or sees that it is; its path. Raises OSError."""
+    os.makedirs(path, 0o700, exist_ok=True)
+    status = os.stat(path)
+    if status.st_uid != os.geteuid() or status.st_mode & 0o077:
+        raise PermissionError(1, "others may use it; it has to be its owner's alone", path)
+    return path
+
+
+def runs_directory():
+    if os.path.isabs(os.environ.get("XDG_RUNTIME_DIR", "")):
+        return private(os.path.join(os.environ["XDG_RUNTIME_DIR"], "vandel"))
+    return private(os.path.join(private(os.path.expanduser("~/.cache/vandel")), "run"))
+
+
+def profile_directory(target):
+    """Where the single commands for a device keep what they share."""
+    home = os.path.join(_home("XDG_STATE_HOME", "~/.local/state"), "vandel")
+    return private(os.path.join(private(home), quote(target, safe="@:[]")))
+
+
+@contextlib.contextmanager
+def _everything_locked():
+    """While no other process makes or clears directories of runs."""
+    with open(os.path.join(runs_directory(), "lock"), "w", encoding="ascii") as file:
+        fcntl.flock(file, fcntl.LOCK_EX)
+        yield
+
+
+class Run:
+    """A run of another process, or what it has left."""
+
+    def __init__(self, path):
+        self.path = path
+        self.pid = 0
+        self.target = ""
+        with contextlib.suppress(OSError, ValueError):
+            with open(os.path.join(path, "owner"), encoding="utf-8") as file:
+                pid, self.target = file.read().split("\n")[:2]
+                self.pid = int(pid)
+
+    def is_alive(self, patience=fcntl.LOCK_NB):
+        try:
+            with open(os.path.join(self.path, "owner"), encoding="utf-8") as file:
+                fcntl.flock(file, fcntl.LOCK_SH | patience)
+        except BlockingIOError:
+            return True
+        except OSError:
+            pass
+        return False
+
+    def is_ready(self):
+        return os.path.exists(os.path.join(self.path, "ready"))
+
+    def stop(self):
+        """Ends it, and waits until it has."""
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(self.pid, signal.SIGTERM)
+        self.is_alive(patience=0)
+
+
+def living():
+    """The runs there are, after what dead ones have left has been removed."""
+    found = []
+    with _everything_locked():
+        for entry in os.scandir(runs_directory()):
+            if entry.is_dir(follow_symlinks=False):
+                run = Run(entry.path)
+                if run.is_alive():
+                    found.append(run)
+                else:
+                    shutil.rmtree(run.path, ignore_errors=True)
+    return found
+
+
+class OwnRun:
+    """The directory of this process."""
+
+    def __init__(self, target):
+        living()
+        with _everything_locked():
+            self.path = tempfile.mkdtemp(dir=runs_directory(), prefix="")
+            self.owner = open(self.file("owner"), "w", encoding="utf-8")
+            fcntl.flock(self.owner, fcntl.LOCK_EX)
+            self.owner.write(f"{os.getpid()}\n{target}\n")
+            self.owner.flush()
+
+    def file(self, name):
+        return os.path.join(self.path, name)
+
+    def ready(self):
+        with open(self.file("ready"), "w", encoding="ascii"):
+            pass
+
+    def remove(self):
+        shutil.rmtree(self.path, ignore_errors=True)
+        self.owner.close()
