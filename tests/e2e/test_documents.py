@@ -27,6 +27,7 @@ PROFILE = "/tmp/vandel.conf"
 PROGRAMS = {
     "schemac": os.path.join(BUILD, "schemac"),
     "tarnd-gateway": os.path.join(BUILD, "tarnd-gateway"),
+    "vandel-connect": os.path.join(ROOT, "tools", "vandel-connect"),
     "vandel-do": vandel_do.PROGRAM,
 }
 PAGES = sorted(os.listdir(os.path.join(ROOT, "docs", "man")))
@@ -139,7 +140,7 @@ def test_a_man_page_refers_to_all_others(page):
     section = read(f"docs/man/{page}").partition(".Sh SEE ALSO\n")[2].partition("\n.Sh")[0]
     named = set(re.findall(r"(?m)^\.Xr (\S+) (\d)( ,)?$", section))
     others = {tuple(other.rsplit(".", 1)) for other in PAGES if other != page}
-    assert len(others) == 6
+    assert len(others) == 7
     assert others <= {(name, number) for name, number, _ in named}
 
 

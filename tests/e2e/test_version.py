@@ -18,7 +18,7 @@ VERSION = re.search(r"(?m)^project\(vandel VERSION ([0-9.]+) ", read("CMakeLists
 # The versions of the list of changes, newest first, each with its date.
 RELEASES = re.findall(r"(?m)^## ([0-9.]+) \((.+)\)$", read("CHANGES.md"))
 PROGRAMS = [os.path.join(BUILD, name) for name in ("schemac", "tarnd-gateway")]
-PROGRAMS.append(os.path.join(ROOT, "tools", "vandel-do"))
+PROGRAMS += [os.path.join(ROOT, "tools", name) for name in ("vandel-connect", "vandel-do")]
 PAGES = [os.path.relpath(page, ROOT) for page in glob.glob(os.path.join(ROOT, "docs/man/*.[157]"))]
 
 
@@ -47,4 +47,4 @@ def test_a_man_page_has_the_version_and_its_date(page):
 
 
 def test_there_are_man_pages():
-    assert len(PAGES) >= 7
+    assert len(PAGES) >= 8
