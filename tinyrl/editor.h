@@ -25,9 +25,8 @@ struct drawn_line {
 
 inline constexpr size_t key_count = 256;
 
-struct tinyrl {
-    const char *line; // null outside a read
-    size_t max_line_length;
+struct tinyrl : tinyrl_settings {
+    const char *line;       // null outside a read
     const char *prompt;     // the caller's
     char *buffer;           // heap
     size_t buffer_size;     // without the terminating zero
@@ -36,20 +35,14 @@ struct tinyrl {
     size_t point;
     size_t end;
     tinyrl_completion_handler *complete;
-    tinyrl_timeout_handler *timeout_handler;
-    tinyrl_keypress_hook *keypress_hook;
     char *kill_string; // heap; null: none
     tinyrl_key_handler *handlers[key_count];
-    struct history *history;
+    struct history history;
     history_iterator iterator; // valid while line is not buffer
-    struct terminal *terminal;
+    struct terminal terminal;
     void *context;
-    tinyrl_key_handler *default_handler;
-    bool echo_shown;
-    char echo_character;
     struct raw_mode raw_mode;
     drawn_line drawn;
-    bool utf8;
 };
 
 // Binds every key to what it does in an editor nobody has changed.

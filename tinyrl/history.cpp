@@ -10,7 +10,6 @@
 #include <string.h>
 
 #include "tinyrl/checks.h"
-#include "tinyrl/history_record.h"
 #include "tinyrl/memory.h"
 
 namespace
@@ -108,23 +107,9 @@ const history_entry *move_to(history_iterator *iterator, size_t position)
 
 } // namespace
 
-history *history_new(size_t limit)
+history history_with(size_t limit)
 {
-    auto *history = static_cast<struct history *>(calloc(1, sizeof(struct history)));
-    if (history != nullptr) {
-        history->current_index = 1;
-        history->stifle = limit;
-    }
-    return history;
-}
-
-void history_delete(struct history *history)
-{
-    if (history == nullptr)
-        return;
-    history_clear(history);
-    free(history->entries);
-    free(history);
+    return {nullptr, 0, 0, 1, limit};
 }
 
 void history_entry_delete(history_entry *entry)
@@ -133,16 +118,6 @@ void history_entry_delete(history_entry *entry)
         wipe_and_free(entry->line);
         free(entry);
     }
-}
-
-const char *history_entry_line(const history_entry *entry)
-{
-    return entry->line;
-}
-
-unsigned history_entry_index(const history_entry *entry)
-{
-    return entry->index;
 }
 
 void history_add(struct history *history, const char *line)
@@ -180,6 +155,9 @@ void history_clear(struct history *history)
 {
     if (history->length > 0)
         drop_entries(history, 0, history->length - 1);
+    free(history->entries);
+    history->entries = nullptr;
+    history->size = 0;
 }
 
 void history_stifle(struct history *history, size_t limit)

@@ -9,8 +9,18 @@
 
 #include <stddef.h>
 
-struct history;
-struct history_entry;
+struct history_entry {
+    char *line;
+    unsigned index; // its number
+};
+
+struct history {
+    history_entry **entries; // oldest first
+    size_t length;
+    size_t size;            // slots in entries
+    unsigned current_index; // the number the next entry gets
+    size_t stifle;          // the greatest length; 0: none
+};
 
 // A place in a history; it stays usable, though not at the same entry, when the
 // history changes.
@@ -19,12 +29,8 @@ struct history_iterator {
     size_t position;
 };
 
-// Creates an empty history that keeps at most limit lines (0: any number).
-// Null: no memory.
-history *history_new(size_t limit);
-
-// Frees the history and everything in it; null is allowed.
-void history_delete(struct history *history);
+// An empty history that keeps at most limit lines (0: any number).
+history history_with(size_t limit);
 
 // Appends a copy of line under the next number. An equal line is taken out
 // first; a full history otherwise loses its oldest.
@@ -34,7 +40,7 @@ void history_add(struct history *history, const char *line);
 // history_entry_delete; null when there is no such position.
 history_entry *history_remove(struct history *history, size_t position);
 
-// Removes and frees every entry; numbers go on where they were.
+// Removes every entry and frees all memory; numbers go on where they were.
 void history_clear(struct history *history);
 
 // Limits the length, removing the oldest beyond it; 0 is ignored.
@@ -70,10 +76,6 @@ int history_save(const struct history *history, const char *path);
 // Adds each line of the file at path. Returns 0, also when the file cannot be
 // opened; -1 when path is null (errno EINVAL) or reading fails.
 int history_load(struct history *history, const char *path);
-
-// The entry's text and number.
-const char *history_entry_line(const history_entry *entry);
-unsigned history_entry_index(const history_entry *entry);
 
 // Frees an entry that history_remove returned; null is allowed.
 void history_entry_delete(history_entry *entry);

@@ -5,48 +5,13 @@
 // without a number ends the result.
 #include "tinyrl/history.h"
 
-#include <errno.h>
 #include <limits.h>
-#include <stdint.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-#include "tinyrl/history_record.h"
-#include "tinyrl/memory.h"
-
 namespace
 {
-
-// Text that grows; is_whole is false once memory ran out.
-struct expansion {
-    heap_text text;
-    size_t length;
-    size_t size;
-    bool is_whole;
-};
-
-void append(struct expansion *expansion, const char *text, size_t length)
-{
-    if (!expansion->is_whole || length > SIZE_MAX / 2 - expansion->length - 1) {
-        expansion->is_whole = false;
-        return;
-    }
-    const size_t needed = expansion->length + length + 1;
-    if (needed > expansion->size) {
-        void *grown = realloc(expansion->text.get(), needed * 2);
-        if (grown == nullptr) {
-            expansion->is_whole = false;
-            return;
-        }
-        (void)expansion->text.release();
-        expansion->text.reset(static_cast<char *>(grown));
-        expansion->size = needed * 2;
-    }
-    char *end = expansion->text.get() + expansion->length;
-    memcpy_s(end, expansion->size - expansion->length, text, length);
-    end[length] = '\0';
-    expansion->length += length;
-}
 
 // Reads what follows the mark at reference into *number, the number of the entry
 // meant; 0, or -1 when nothing names one.
@@ -75,12 +40,16 @@ const history_entry *find_target(const struct history *history, long long number
 
 bool history_expand(const struct history *history, const char *text, char **result)
 {
-    struct expansion expansion = {nullptr, 0, 0, true};
+    *result = nullptr;
+    char *expanded = nullptr;
+    size_t size = 0;
+    FILE *out = open_memstream(&expanded, &size);
+    if (out == nullptr)
+        return false;
     bool is_expanded = false;
     const char *copied = text; // what stands before it is in the result
     const char *at = text;
     long long number = 0;
-    append(&expansion, "", 0);
     while (*at != '\0') {
         if (*at != '!') {
             at++;
@@ -91,8 +60,8 @@ bool history_expand(const struct history *history, const char *text, char **resu
         const size_t run = strspn(at, "!-0123456789");
         const history_entry *entry = find_target(history, number);
         if (entry != nullptr) {
-            append(&expansion, copied, static_cast<size_t>(at - copied));
-            append(&expansion, entry->line, strlen(entry->line));
+            fwrite(copied, 1, static_cast<size_t>(at - copied), out);
+            fputs(entry->line, out);
             copied = at + run;
             is_expanded = true;
         }
@@ -100,7 +69,11 @@ bool history_expand(const struct history *history, const char *text, char **resu
         at += run;
         at += *at != '\0' ? 1 : 0;
     }
-    append(&expansion, copied, static_cast<size_t>(at - copied));
-    *result = expansion.is_whole ? expansion.text.release() : nullptr;
+    fwrite(copied, 1, static_cast<size_t>(at - copied), out);
+    const bool is_whole = ferror(out) == 0;
+    if (fclose(out) == 0 && is_whole)
+        *result = expanded;
+    else
+        free(expanded);
     return is_expanded;
 }

@@ -4,7 +4,6 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "tinyrl/history_record.h"
 #include "tinyrl/memory.h"
 
 namespace

@@ -13,24 +13,7 @@ namespace
 {
 
 constexpr int first_printable = 32;
-
-// The keys that send a control byte.
-enum control {
-    control_a = 1,
-    control_c = 3,
-    control_d = 4,
-    control_e = 5,
-    control_backspace = 8,
-    control_tab = 9,
-    control_line_feed = 10,
-    control_k = 11,
-    control_l = 12,
-    control_carriage_return = 13,
-    control_u = 21,
-    control_w = 23,
-    control_y = 25,
-    control_rubout = 127,
-};
+constexpr int rubout = 127;
 
 bool key_default(tinyrl *editor, int key)
 {
@@ -89,14 +72,14 @@ bool key_backspace(tinyrl *editor, int /*key*/)
     return length > 0 && remove_bytes(editor, editor->point - length, length) == 0;
 }
 
-bool key_left(tinyrl *editor)
+bool key_left(tinyrl *editor, int /*key*/)
 {
     const size_t length = tinyrl_length_before_point(editor);
     editor->point -= length;
     return length > 0;
 }
 
-bool key_right(tinyrl *editor)
+bool key_right(tinyrl *editor, int /*key*/)
 {
     const size_t length = tinyrl_length_after_point(editor);
     editor->point += length;
@@ -145,57 +128,75 @@ bool key_yank(tinyrl *editor, int /*key*/)
 
 bool key_clear_screen(tinyrl *editor, int /*key*/)
 {
-    terminal_clear_screen(editor->terminal);
-    terminal_cursor_home(editor->terminal);
+    terminal_control(&editor->terminal, terminal_clear_screen);
+    terminal_control(&editor->terminal, terminal_cursor_home);
     tinyrl_reset_line_state(editor);
     return true;
 }
 
-bool key_older_line(tinyrl *editor)
+bool key_older_line(tinyrl *editor, int /*key*/)
 {
     const history_entry *entry = editor->line == editor->buffer
-                                     ? history_last(editor->history, &editor->iterator)
+                                     ? history_last(&editor->history, &editor->iterator)
                                      : history_previous(&editor->iterator);
     if (entry == nullptr)
         return false;
-    tinyrl_show_text(editor, history_entry_line(entry));
+    tinyrl_show_text(editor, entry->line);
     return true;
 }
 
 // After the newest line comes the one that was being typed.
-bool key_newer_line(tinyrl *editor)
+bool key_newer_line(tinyrl *editor, int /*key*/)
 {
     if (editor->line == editor->buffer)
         return false;
     const history_entry *entry = history_next(&editor->iterator);
-    tinyrl_show_text(editor, entry != nullptr ? history_entry_line(entry) : editor->buffer);
+    tinyrl_show_text(editor, entry != nullptr ? entry->line : editor->buffer);
     return true;
 }
+
+struct key_binding {
+    int key;
+    tinyrl_key_handler *handler;
+};
+
+constexpr int control(char letter)
+{
+    return letter - '@';
+}
+
+constexpr key_binding default_bindings[] = {
+    {control('A'), key_start_of_line},
+    {control('C'), key_interrupt},
+    {control('D'), key_delete},
+    {control('E'), key_end_of_line},
+    {control('K'), key_kill_to_end},
+    {control('L'), key_clear_screen},
+    {control('U'), key_kill_to_start},
+    {control('W'), key_erase_word},
+    {control('Y'), key_yank},
+    {'\t', tinyrl_key_complete},
+    {'\b', key_backspace},
+    {rubout, key_backspace},
+    {'\n', key_enter},
+    {'\r', key_enter},
+};
+
+// Those of the keys that send sequences; the others do nothing.
+constexpr key_binding special_bindings[] = {
+    {terminal_key_up, key_older_line},      {terminal_key_down, key_newer_line},
+    {terminal_key_left, key_left},          {terminal_key_right, key_right},
+    {terminal_key_home, key_start_of_line}, {terminal_key_end, key_end_of_line},
+    {terminal_key_delete, key_delete},
+};
 
 } // namespace
 
 bool tinyrl_press_special_key(tinyrl *editor, terminal_key key)
 {
-    switch (key) {
-    case terminal_key_up:
-        return key_older_line(editor);
-    case terminal_key_down:
-        return key_newer_line(editor);
-    case terminal_key_left:
-        return key_left(editor);
-    case terminal_key_right:
-        return key_right(editor);
-    case terminal_key_home:
-        return key_start_of_line(editor, control_a);
-    case terminal_key_end:
-        return key_end_of_line(editor, control_e);
-    case terminal_key_delete:
-        return key_delete(editor, control_d);
-    case terminal_key_unknown:
-    case terminal_key_insert:
-    case terminal_key_page_up:
-    case terminal_key_page_down:
-        break;
+    for (const key_binding &binding : special_bindings) {
+        if (binding.key == key)
+            return binding.handler(editor, key);
     }
     return true;
 }
@@ -204,18 +205,6 @@ void tinyrl_bind_default_keys(tinyrl *editor)
 {
     for (tinyrl_key_handler *&handler : editor->handlers)
         handler = key_default;
-    editor->handlers[control_a] = key_start_of_line;
-    editor->handlers[control_c] = key_interrupt;
-    editor->handlers[control_d] = key_delete;
-    editor->handlers[control_e] = key_end_of_line;
-    editor->handlers[control_backspace] = key_backspace;
-    editor->handlers[control_tab] = tinyrl_key_complete;
-    editor->handlers[control_line_feed] = key_enter;
-    editor->handlers[control_k] = key_kill_to_end;
-    editor->handlers[control_l] = key_clear_screen;
-    editor->handlers[control_carriage_return] = key_enter;
-    editor->handlers[control_u] = key_kill_to_start;
-    editor->handlers[control_w] = key_erase_word;
-    editor->handlers[control_y] = key_yank;
-    editor->handlers[control_rubout] = key_backspace;
+    for (const key_binding &binding : default_bindings)
+        editor->handlers[binding.key] = binding.handler;
 }

@@ -94,7 +94,7 @@ int replace_word(tinyrl *editor, size_t start, const char *word)
 void tinyrl_display_matches(tinyrl *editor, char *const *matches, size_t count, size_t longest)
 {
     tinyrl_check(matches != nullptr, "matches", "tinyrl.c", "tinyrl_display_matches");
-    const auto width = static_cast<size_t>(terminal_get_width(editor->terminal));
+    const auto width = static_cast<size_t>(terminal_get_width(&editor->terminal));
     const size_t columns = longest < width ? (width + 1) / (longest + 1) : 1;
     for (size_t i = 0; i < count; i++) {
         const bool is_last_column = i % columns == columns - 1;

@@ -86,10 +86,10 @@ int read_keys(tinyrl *editor)
 {
     key_state state = {};
     while (!editor->done) {
-        terminal_flush(editor->terminal);
-        const int byte = terminal_get_char(editor->terminal);
+        terminal_flush(&editor->terminal);
+        const int byte = terminal_get_char(&editor->terminal);
         if (byte == terminal_input_timeout) {
-            if (editor->timeout_handler(editor))
+            if (editor->timeout_handler == nullptr || editor->timeout_handler(editor))
                 return -1;
             continue;
         }
@@ -112,13 +112,13 @@ void remove_trailing_blank(tinyrl *editor)
 // Returns 0, or the error number of a read without a line.
 int read_terminal(tinyrl *editor)
 {
-    terminal_flush(editor->terminal);
+    terminal_flush(&editor->terminal);
     raw_mode_enter(&editor->raw_mode);
     tinyrl_reset_line_state(editor);
     const bool is_read = read_keys(editor) == 0;
     if (is_read)
         remove_trailing_blank(editor);
-    terminal_flush(editor->terminal);
+    terminal_flush(&editor->terminal);
     raw_mode_leave(&editor->raw_mode);
     return is_read ? 0 : ENOENT;
 }
@@ -163,10 +163,10 @@ int read_pieces(tinyrl *editor)
     bool is_full = true;
     bool at_end = false;
     while (is_full && !at_end) {
-        terminal_flush(editor->terminal);
-        const size_t length = terminal_read_piece(editor->terminal, piece, sizeof piece);
+        terminal_flush(&editor->terminal);
+        const size_t length = terminal_read_piece(&editor->terminal, piece, sizeof piece);
         is_full = length == sizeof piece - 1;
-        at_end = length == 0 || (!is_full && terminal_input_ended(editor->terminal));
+        at_end = length == 0 || (!is_full && terminal_input_ended(&editor->terminal));
         remove_zero_bytes(piece, length);
         is_whole = is_whole && append_piece(editor, piece) == 0;
         if (editor->end > 0 || (!is_full && !at_end))

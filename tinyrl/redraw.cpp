@@ -40,13 +40,13 @@ void move_back(const tinyrl *editor, long width, long target, long count)
     const long rows = (target + count) / width - target / width;
     const long back = (target + count) % width - target % width;
     if (back > 0)
-        terminal_cursor_back(editor->terminal, as_count(back));
+        terminal_control(&editor->terminal, as_count(back), terminal_cursor_back);
     else if (back < 0)
-        terminal_cursor_forward(editor->terminal, as_count(back));
+        terminal_control(&editor->terminal, as_count(back), terminal_cursor_forward);
     if (rows > 0)
-        terminal_cursor_up(editor->terminal, as_count(rows));
+        terminal_control(&editor->terminal, as_count(rows), terminal_cursor_up);
     else if (rows < 0)
-        terminal_cursor_down(editor->terminal, as_count(rows));
+        terminal_control(&editor->terminal, as_count(rows), terminal_cursor_down);
 }
 
 // The length of the longest common prefix of line and drawn text.
@@ -68,10 +68,10 @@ size_t start_drawing(const tinyrl *editor, const char *line, int width)
     const drawn_line *drawn = &editor->drawn;
     if (drawn->text == nullptr || drawn->width != width) {
         if (drawn->width != width) {
-            terminal_next_line(editor->terminal);
-            terminal_erase_down(editor->terminal);
+            terminal_control(&editor->terminal, terminal_next_line);
+            terminal_control(&editor->terminal, terminal_erase_down);
         }
-        terminal_printf(editor->terminal, "%s", editor->prompt != nullptr ? editor->prompt : "");
+        terminal_printf(&editor->terminal, "%s", editor->prompt != nullptr ? editor->prompt : "");
         return 0;
     }
     const size_t from = common_prefix(editor, line);
@@ -85,13 +85,13 @@ size_t start_drawing(const tinyrl *editor, const char *line, int width)
 bool show(const tinyrl *editor, const char *text, size_t length)
 {
     if (editor->echo_shown) {
-        terminal_write(editor->terminal, text, length);
+        terminal_write(&editor->terminal, text, length);
         return length > 0;
     }
     if (editor->echo_character == '\0')
         return false;
     for (size_t i = 0; i < length; i++)
-        terminal_write(editor->terminal, &editor->echo_character, 1);
+        terminal_write(&editor->terminal, &editor->echo_character, 1);
     return length > 0;
 }
 
@@ -152,18 +152,18 @@ void tinyrl_forget_drawn_line(tinyrl *editor)
 void tinyrl_redisplay(tinyrl *editor)
 {
     const char *line = editor->line != nullptr ? editor->line : "";
-    const int width = terminal_get_width(editor->terminal);
+    const int width = terminal_get_width(&editor->terminal);
     const size_t from = start_drawing(editor, line, width);
     const bool appeared = show(editor, line + from, editor->end - from);
     const long before = columns(editor, line, editor->point);
     const long after = columns(editor, line + editor->point, editor->end - editor->point);
     if (appeared && (before + after) % width == 0)
-        terminal_next_line(editor->terminal);
+        terminal_control(&editor->terminal, terminal_next_line);
     if (was_longer(editor, line))
-        terminal_erase_down(editor->terminal);
+        terminal_control(&editor->terminal, terminal_erase_down);
     if (editor->point < editor->end)
         move_back(editor, width, before, after);
-    terminal_flush(editor->terminal);
+    terminal_flush(&editor->terminal);
     remember(editor, line, width);
 }
 

@@ -12,7 +12,14 @@
 #include <stddef.h>
 #include <stdio.h>
 
-struct terminal;
+struct terminal {
+    FILE *input;
+    FILE *output;
+    int timeout;               // seconds that terminal_get_char waits; 0 or less: for ever
+    const sigset_t *wait_mask; // the thread's while input is waited for and read; null: no change
+    bool ended;                // a byte was asked for and there was none
+    bool failed;               // reading a byte failed
+};
 
 // What terminal_get_char returns beside bytes.
 enum terminal_input {
@@ -36,22 +43,9 @@ enum terminal_key {
     terminal_key_page_down,
 };
 
-// Creates a terminal without time-out; null: no memory.
-terminal *terminal_new(FILE *input, FILE *output);
-
-// Frees the terminal; null is allowed.
-void terminal_delete(struct terminal *terminal);
-
-void terminal_set_input(struct terminal *terminal, FILE *input);
-FILE *terminal_get_input(const struct terminal *terminal);
-FILE *terminal_get_output(const struct terminal *terminal);
-
-// How many seconds terminal_get_char waits; 0 or less: for ever.
-void terminal_set_timeout(struct terminal *terminal, int seconds);
-
-// The thread's signal mask for the time in which input is waited for and read
-// (copied); null: no change. Nothing is allocated or written in that time.
-void terminal_set_wait_mask(struct terminal *terminal, const sigset_t *mask);
+// A terminal without time-out and mask. The input must not have been read yet: it
+// gets its buffer here.
+terminal terminal_on(FILE *input, FILE *output);
 
 // The next byte, 0 to 255, or one of enum terminal_input.
 int terminal_get_char(struct terminal *terminal);
@@ -64,10 +58,9 @@ size_t terminal_read_piece(struct terminal *terminal, char *piece, size_t size);
 // Whether a whole line has been read ahead, so that reading it does not wait.
 bool terminal_line_is_ahead(const struct terminal *terminal);
 
-// Whether the input has ended or failed, and whether the output has failed.
+// Whether the input has ended or failed.
 bool terminal_input_ended(const struct terminal *terminal);
 bool terminal_input_failed(const struct terminal *terminal);
-bool terminal_output_failed(const struct terminal *terminal);
 
 // The key whose sequence, without the escape byte, is exactly this text.
 terminal_key terminal_decode(const char *sequence);
@@ -89,26 +82,32 @@ void terminal_flush(const struct terminal *terminal);
 // Rings the bell and flushes.
 void terminal_ding(const struct terminal *terminal);
 
-void terminal_attribute_reset(const struct terminal *terminal);
-void terminal_attribute_bright(const struct terminal *terminal);
-void terminal_attribute_dim(const struct terminal *terminal);
-void terminal_attribute_underscore(const struct terminal *terminal);
-void terminal_attribute_blink(const struct terminal *terminal);
-void terminal_attribute_reverse(const struct terminal *terminal);
-void terminal_attribute_hidden(const struct terminal *terminal);
-void terminal_erase_line(const struct terminal *terminal);
-void terminal_erase_down(const struct terminal *terminal);
-void terminal_erase(const struct terminal *terminal, int count);
-void terminal_clear_screen(const struct terminal *terminal);
-void terminal_cursor_save(const struct terminal *terminal);
-void terminal_cursor_restore(const struct terminal *terminal);
-void terminal_cursor_forward(const struct terminal *terminal, int count);
-void terminal_cursor_back(const struct terminal *terminal, int count);
-void terminal_cursor_up(const struct terminal *terminal, int count);
-void terminal_cursor_down(const struct terminal *terminal, int count);
-void terminal_cursor_home(const struct terminal *terminal);
-void terminal_scroll_down(const struct terminal *terminal);
-void terminal_scroll_up(const struct terminal *terminal);
-void terminal_next_line(const struct terminal *terminal);
+// What a terminal obeys: the text after the escape byte.
+inline constexpr char terminal_attribute_reset[] = "[0m";
+inline constexpr char terminal_attribute_bright[] = "[1m";
+inline constexpr char terminal_attribute_dim[] = "[2m";
+inline constexpr char terminal_attribute_underscore[] = "[4m";
+inline constexpr char terminal_attribute_blink[] = "[5m";
+inline constexpr char terminal_attribute_reverse[] = "[7m";
+inline constexpr char terminal_attribute_hidden[] = "[8m";
+inline constexpr char terminal_erase_line[] = "[2K";
+inline constexpr char terminal_erase_down[] = "[J";
+inline constexpr char terminal_clear_screen[] = "[2J";
+inline constexpr char terminal_cursor_save[] = "7";
+inline constexpr char terminal_cursor_restore[] = "8";
+inline constexpr char terminal_cursor_home[] = "[H";
+inline constexpr char terminal_scroll_down[] = "D";
+inline constexpr char terminal_scroll_up[] = "M";
+inline constexpr char terminal_next_line[] = "E";
+
+// The same of what takes a count: the byte after that.
+inline constexpr char terminal_erase = 'P';
+inline constexpr char terminal_cursor_forward = 'C';
+inline constexpr char terminal_cursor_back = 'D';
+inline constexpr char terminal_cursor_up = 'A';
+inline constexpr char terminal_cursor_down = 'B';
+
+void terminal_control(const struct terminal *terminal, const char *control);
+void terminal_control(const struct terminal *terminal, int count, char control);
 
 #endif

@@ -13,7 +13,6 @@
 #include <unistd.h>
 
 #include "bounded.h"
-#include "tinyrl/terminal_record.h"
 
 namespace
 {
@@ -32,13 +31,13 @@ constexpr key_sequence key_sequences[] = {
 
 void open_window(const struct terminal *terminal, sigset_t *previous)
 {
-    if (terminal->has_wait_mask)
-        pthread_sigmask(SIG_SETMASK, &terminal->wait_mask, previous);
+    if (terminal->wait_mask != nullptr)
+        pthread_sigmask(SIG_SETMASK, terminal->wait_mask, previous);
 }
 
 void close_window(const struct terminal *terminal, const sigset_t *previous)
 {
-    if (terminal->has_wait_mask)
+    if (terminal->wait_mask != nullptr)
         pthread_sigmask(SIG_SETMASK, previous, nullptr);
 }
 
@@ -113,18 +112,11 @@ terminal_key terminal_decode(const char *sequence)
     return terminal_key_unknown;
 }
 
-void terminal_set_input(struct terminal *terminal, FILE *input)
+terminal terminal_on(FILE *input, FILE *output)
 {
-    terminal->input = input;
-    terminal->ended = false;
-    terminal->failed = false;
     if (input != nullptr && isatty(fileno(input)) == 0)
         setvbuf(input, nullptr, _IOFBF, BUFSIZ);
-}
-
-FILE *terminal_get_input(const struct terminal *terminal)
-{
-    return terminal->input;
+    return {input, output, -1, nullptr, false, false};
 }
 
 bool terminal_line_is_ahead(const struct terminal *terminal)
@@ -145,18 +137,6 @@ bool terminal_input_ended(const struct terminal *terminal)
 bool terminal_input_failed(const struct terminal *terminal)
 {
     return terminal->failed || (terminal->input != nullptr && ferror(terminal->input) != 0);
-}
-
-void terminal_set_timeout(struct terminal *terminal, int seconds)
-{
-    terminal->timeout = seconds;
-}
-
-void terminal_set_wait_mask(struct terminal *terminal, const sigset_t *mask)
-{
-    terminal->has_wait_mask = mask != nullptr;
-    if (mask != nullptr)
-        terminal->wait_mask = *mask;
 }
 
 int terminal_get_char(struct terminal *terminal)

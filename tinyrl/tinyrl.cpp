@@ -15,44 +15,18 @@
 #include "tinyrl/editor.h"
 #include "tinyrl/memory.h"
 
-namespace
-{
-
-bool end_read_on_timeout(tinyrl * /*editor*/)
-{
-    return true;
-}
-
-void release(tinyrl *editor)
-{
-    history_delete(editor->history);
-    terminal_delete(editor->terminal);
-    wipe_and_free(editor->buffer, editor->buffer_capacity);
-    wipe_and_free(editor->kill_string);
-    wipe_and_free(editor->drawn.text, editor->drawn.size);
-    free(editor);
-}
-
-} // namespace
-
 tinyrl *tinyrl_new(FILE *in, FILE *out, size_t history_limit, tinyrl_completion_handler *complete)
 {
     auto *editor = static_cast<tinyrl *>(calloc(1, sizeof(tinyrl)));
     if (editor == nullptr)
         return nullptr;
     editor->complete = complete;
-    editor->timeout_handler = end_read_on_timeout;
     editor->echo_shown = true;
     tinyrl_bind_default_keys(editor);
-    editor->terminal = terminal_new(nullptr, out);
-    editor->history = history_new(history_limit);
-    if (editor->terminal == nullptr || editor->history == nullptr) {
-        release(editor);
-        return nullptr;
-    }
-    terminal_set_input(editor->terminal, in);
+    editor->terminal = terminal_on(in, out);
+    editor->history = history_with(history_limit);
     raw_mode_attach(&editor->raw_mode, in);
-    editor->drawn.width = terminal_get_width(editor->terminal);
+    editor->drawn.width = terminal_get_width(&editor->terminal);
     return editor;
 }
 
@@ -60,10 +34,14 @@ void tinyrl_delete(tinyrl *editor)
 {
     tinyrl_check(editor != nullptr, "this", "tinyrl.c", "tinyrl_delete");
     if (editor->raw_mode.is_active) {
-        terminal_flush(editor->terminal);
+        terminal_flush(&editor->terminal);
         raw_mode_abandon(&editor->raw_mode);
     }
-    release(editor);
+    history_clear(&editor->history);
+    wipe_and_free(editor->buffer, editor->buffer_capacity);
+    wipe_and_free(editor->kill_string);
+    wipe_and_free(editor->drawn.text, editor->drawn.size);
+    free(editor);
 }
 
 bool tinyrl_bind_key(tinyrl *editor, int key, tinyrl_key_handler *handler)
@@ -91,19 +69,19 @@ size_t tinyrl_get_point(const tinyrl *editor)
 
 history *tinyrl_get_history(tinyrl *editor)
 {
-    return editor->history;
+    return &editor->history;
 }
 
 void tinyrl_crlf(tinyrl *editor)
 {
-    terminal_printf(editor->terminal, "\n");
+    terminal_printf(&editor->terminal, "\n");
 }
 
 int tinyrl_printf(tinyrl *editor, const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
-    const int written = terminal_vprintf(editor->terminal, format, arguments);
+    const int written = terminal_vprintf(&editor->terminal, format, arguments);
     va_end(arguments);
     return written;
 }
@@ -116,62 +94,36 @@ void tinyrl_print_safe(tinyrl *editor, const char *text, size_t width)
         bool safe = false;
         const size_t length = terminal_text_next(text, left, &safe);
         const size_t shown = safe ? length : 1;
-        terminal_write(editor->terminal, safe ? text : "?", shown);
+        terminal_write(&editor->terminal, safe ? text : "?", shown);
         text += length;
         left -= length;
         written += shown;
     }
     for (; written < width; written++)
-        terminal_write(editor->terminal, " ", 1);
+        terminal_write(&editor->terminal, " ", 1);
 }
 
 void tinyrl_ding(tinyrl *editor)
 {
-    terminal_ding(editor->terminal);
+    terminal_ding(&editor->terminal);
 }
 
-void tinyrl_set_echo(tinyrl *editor, bool shown, char character)
+tinyrl_settings *tinyrl_get_settings(tinyrl *editor)
 {
-    editor->echo_shown = shown;
-    editor->echo_character = character;
-}
-
-void tinyrl_set_utf8(tinyrl *editor, bool utf8)
-{
-    editor->utf8 = utf8;
-}
-
-void tinyrl_set_default_handler(tinyrl *editor, tinyrl_key_handler *handler)
-{
-    editor->default_handler = handler;
-}
-
-void tinyrl_set_max_line_length(tinyrl *editor, size_t maximum)
-{
-    editor->max_line_length = maximum;
+    return editor;
 }
 
 void tinyrl_set_timeout(tinyrl *editor, int seconds)
 {
-    terminal_set_timeout(editor->terminal, seconds);
-}
-
-void tinyrl_set_timeout_handler(tinyrl *editor, tinyrl_timeout_handler *handler)
-{
-    editor->timeout_handler = handler != nullptr ? handler : end_read_on_timeout;
-}
-
-void tinyrl_set_keypress_hook(tinyrl *editor, tinyrl_keypress_hook *hook)
-{
-    editor->keypress_hook = hook;
+    editor->terminal.timeout = seconds;
 }
 
 bool tinyrl_line_is_ahead(const tinyrl *editor)
 {
-    return terminal_line_is_ahead(editor->terminal);
+    return terminal_line_is_ahead(&editor->terminal);
 }
 
 void tinyrl_set_wait_mask(tinyrl *editor, const sigset_t *mask)
 {
-    terminal_set_wait_mask(editor->terminal, mask);
+    editor->terminal.wait_mask = mask;
 }

@@ -114,34 +114,27 @@ bool tinyrl_complete_matches(tinyrl *editor, size_t start, char *const *matches,
 // between reads.
 history *tinyrl_get_history(tinyrl *editor);
 
-// Whether typed text is shown; when it is not, character is written for each
-// byte of it (0: nothing is).
-void tinyrl_set_echo(tinyrl *editor, bool shown, char character);
+// What a program may change between reads.
+struct tinyrl_settings {
+    size_t max_line_length; // a line never reaches so many bytes; 0: any length
+    bool utf8;              // the cursor moves by characters, and wide ones take two columns
+    bool echo_shown;        // whether typed text is shown
+    char echo_character;    // written for each byte of text that is not shown; 0: nothing is
+    tinyrl_key_handler *default_handler;     // of the bytes below 32 without their own; null: none
+    tinyrl_timeout_handler *timeout_handler; // null: the read ends
+    tinyrl_keypress_hook *keypress_hook;     // null: none
+};
+tinyrl_settings *tinyrl_get_settings(tinyrl *editor);
 
-// Whether the text is UTF-8: the cursor then moves by characters, and wide ones
-// take two columns.
-void tinyrl_set_utf8(tinyrl *editor, bool utf8);
-
-// The handler of the bytes below 32 that have none of their own; null: none.
-void tinyrl_set_default_handler(tinyrl *editor, tinyrl_key_handler *handler);
-
-// A line never reaches maximum bytes; 0: any length.
-void tinyrl_set_max_line_length(tinyrl *editor, size_t maximum);
-
-// How many seconds to wait for a key (0 or less: for ever), and who is asked
-// then; null stands for a handler that ends the read.
+// How many seconds to wait for a key; 0 or less: for ever.
 void tinyrl_set_timeout(tinyrl *editor, int seconds);
-void tinyrl_set_timeout_handler(tinyrl *editor, tinyrl_timeout_handler *handler);
 
 // Whether the next read finds a whole line that was read ahead, and does not wait.
 bool tinyrl_line_is_ahead(const tinyrl *editor);
 
-// null: none.
-void tinyrl_set_keypress_hook(tinyrl *editor, tinyrl_keypress_hook *hook);
-
-// The thread's signal mask while the editor waits for input and at no other
-// time (copied; null: the mask stays as it is). In that window the editor
-// neither allocates nor writes.
+// The thread's signal mask while the editor waits for input and at no other time (the
+// caller's; null: the mask stays as it is). In that window the editor neither
+// allocates nor writes.
 void tinyrl_set_wait_mask(tinyrl *editor, const sigset_t *mask);
 
 #endif

@@ -100,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     terminals().screen.set_columns(columns);
     tinyrl *editor = tinyrl_new(terminals().input, terminals().output, 10, nullptr);
     fuzz_require(editor != nullptr, "there is an editor");
-    tinyrl_set_keypress_hook(editor, strike);
+    tinyrl_get_settings(editor)->keypress_hook = strike;
     tinyrl_set_timeout(editor, 1);
     terminals().keyboard.type(keys);
     edit(editor, keys.size());

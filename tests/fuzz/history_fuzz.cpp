@@ -79,16 +79,15 @@ void check_walk(const history *remembered, const numbered_lines &model)
     history_iterator iterator = {};
     const history_entry *entry = history_first(remembered, &iterator);
     for (const auto &[number, line] : model.lines) {
-        fuzz_require(entry != nullptr && history_entry_index(entry) == number, "the same number");
-        fuzz_require_equal(history_entry_line(entry), line, "the same line");
+        fuzz_require(entry != nullptr && entry->index == number, "the same number");
+        fuzz_require_equal(entry->line, line, "the same line");
         fuzz_require(history_get(remembered, number) == entry, "found by its number");
         entry = history_next(&iterator);
     }
     fuzz_require(entry == nullptr, "no more lines");
     entry = history_last(remembered, &iterator);
     for (size_t left = model.lines.size(); left > 0; left--) {
-        fuzz_require(entry != nullptr && history_entry_line(entry) == model.lines[left - 1].second,
-                     "and back");
+        fuzz_require(entry != nullptr && entry->line == model.lines[left - 1].second, "and back");
         entry = history_previous(&iterator);
     }
     fuzz_require(entry == nullptr, "to the oldest");
@@ -101,18 +100,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     fuzz_input input(data, size);
     numbered_lines model;
     model.limit = input.byte() % 12;
-    history *remembered = history_new(model.limit);
+    history remembered = history_with(model.limit);
     std::string text = input.text_line();
     while (!input.empty()) {
-        history_add(remembered, fuzz_text(text).get());
+        history_add(&remembered, fuzz_text(text).get());
         model.add(text);
         text = input.text_line();
     }
-    check_walk(remembered, model);
+    check_walk(&remembered, model);
     char *expanded = nullptr;
-    history_expand(remembered, fuzz_text(text).get(), &expanded);
+    history_expand(&remembered, fuzz_text(text).get(), &expanded);
     fuzz_require_equal(expanded, model.expand(text), "references are replaced");
     free(expanded);
-    history_delete(remembered);
+    history_clear(&remembered);
     return 0;
 }

@@ -203,12 +203,14 @@ bool read_options(int argc, char **argv)
 void set_up_signals()
 {
     struct sigaction action = {};
+    static sigset_t open;
     sigset_t mask;
     action.sa_handler = end_by_signal;
     sigfillset(&action.sa_mask);
     sigaction(SIGTERM, &action, nullptr);
+    sigemptyset(&open);
+    tinyrl_set_wait_mask(editor, &open);
     sigemptyset(&mask);
-    tinyrl_set_wait_mask(editor, &mask);
     sigaddset(&mask, SIGTERM);
     sigprocmask(SIG_BLOCK, &mask, nullptr);
 }
@@ -217,15 +219,15 @@ void set_up_editor()
 {
     tinyrl_bind_key(editor, 20, exit_inside_read);
     tinyrl_bind_key(editor, 24, break_rule);
-    tinyrl_set_utf8(editor, chosen.utf8);
-    tinyrl_set_max_line_length(editor, chosen.maximum);
+    tinyrl_get_settings(editor)->utf8 = chosen.utf8;
+    tinyrl_get_settings(editor)->max_line_length = chosen.maximum;
     tinyrl_set_timeout(editor, chosen.timeout);
     if (chosen.report >= 0)
-        tinyrl_set_keypress_hook(editor, report_key);
-    if (chosen.hidden || chosen.stars)
-        tinyrl_set_echo(editor, false, chosen.stars ? '*' : '\0');
+        tinyrl_get_settings(editor)->keypress_hook = report_key;
+    tinyrl_get_settings(editor)->echo_shown = !chosen.hidden && !chosen.stars;
+    tinyrl_get_settings(editor)->echo_character = chosen.stars ? '*' : '\0';
     if (chosen.patient)
-        tinyrl_set_timeout_handler(editor, keep_waiting);
+        tinyrl_get_settings(editor)->timeout_handler = keep_waiting;
     if (!chosen.words.empty())
         tinyrl_bind_key(editor, 9, complete_word);
     if (chosen.mask)

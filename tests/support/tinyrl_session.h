@@ -89,7 +89,7 @@ class tinyrl_session
         output =
             has_screen ? fdopen(dup(screen.slave), "w") : open_memstream(&written, &written_size);
         editor = tinyrl_new(input, output, history_limit, complete_with());
-        tinyrl_set_keypress_hook(editor, note_key);
+        tinyrl_get_settings(editor)->keypress_hook = note_key;
         tinyrl_set_timeout(editor, 1);
         current() = this;
     }

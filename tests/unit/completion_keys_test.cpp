@@ -211,11 +211,11 @@ TEST_F(completion_keys, a_unique_candidate_is_inserted_over_what_is_typed)
 
 TEST_F(completion_keys, a_candidate_that_does_not_fit_fails)
 {
-    tinyrl_set_max_line_length(editing->editor, 7);
+    tinyrl_get_settings(editing->editor)->max_line_length = 7;
     EXPECT_EQ(editing->read("disc\t\r"), "disc");
     EXPECT_EQ(editing->drawn_last(2), "\a\a\n");
     EXPECT_EQ(editing->read("de?\r"), "de");
-    tinyrl_set_max_line_length(editing->editor, 0);
+    tinyrl_get_settings(editing->editor)->max_line_length = 0;
 }
 
 TEST_F(completion_keys, names_are_never_cut_or_filled)

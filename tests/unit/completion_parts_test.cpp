@@ -284,10 +284,10 @@ TEST_F(completion_parts, a_prefix_of_nothing_changes_nothing)
 TEST_F(completion_parts, a_prefix_that_cannot_be_inserted_is_logged)
 {
     edit("set s", [](tinyrl *editor) {
-        tinyrl_set_max_line_length(editor, 6);
+        tinyrl_get_settings(editor)->max_line_length = 6;
         const common_prefix prefix = {"state%s%n", 8};
         common_prefix_insert(editor, 4, &prefix);
-        tinyrl_set_max_line_length(editor, 0);
+        tinyrl_get_settings(editor)->max_line_length = 0;
     });
     EXPECT_EQ(errors(),
               std::vector<std::string>{"[ERROR] tinyrl insert matches[0]=state%s%n len=8 fail.\n"});

@@ -11,15 +11,14 @@
 #include <unistd.h>
 #include <vector>
 
-#include "tinyrl/history_record.h"
-
 namespace
 {
 
 struct history_free {
     void operator()(struct history *history) const
     {
-        history_delete(history);
+        history_clear(history);
+        delete history;
     }
 };
 
@@ -27,7 +26,7 @@ using history_ptr = std::unique_ptr<struct history, history_free>;
 
 history_ptr make_history(size_t limit, const std::vector<const char *> &lines)
 {
-    history_ptr history(history_new(limit));
+    history_ptr history(new struct history(history_with(limit)));
     for (const char *line : lines)
         history_add(history.get(), line);
     return history;
@@ -41,7 +40,7 @@ std::string dump(const history_ptr &history)
     for (const struct history_entry *entry = history_first(history.get(), &iterator);
          entry != nullptr; entry = history_next(&iterator)) {
         text += text.empty() ? "" : "|";
-        text += std::to_string(history_entry_index(entry)) + " " + history_entry_line(entry);
+        text += std::to_string(entry->index) + " " + entry->line;
     }
     return text;
 }
@@ -53,7 +52,7 @@ std::string dump_backwards(const history_ptr &history)
     for (const struct history_entry *entry = history_last(history.get(), &iterator);
          entry != nullptr; entry = history_previous(&iterator)) {
         text += text.empty() ? "" : "|";
-        text += history_entry_line(entry);
+        text += entry->line;
     }
     return text;
 }
@@ -159,14 +158,14 @@ TEST(tinyrl_history, limit_of_one_keeps_the_newest)
 
 TEST(tinyrl_history, without_a_limit_everything_is_kept)
 {
-    history_ptr history(history_new(0));
+    history_ptr history = make_history(0, {});
     EXPECT_FALSE(history_is_stifled(history.get()));
     for (int i = 0; i < 1000; i++)
         history_add(history.get(), std::to_string(i).c_str());
     for (unsigned i = 0; i < 1000; i++) {
         const struct history_entry *entry = history_get(history.get(), i + 1);
         ASSERT_NE(nullptr, entry);
-        EXPECT_EQ(std::to_string(i), history_entry_line(entry));
+        EXPECT_EQ(std::to_string(i), entry->line);
     }
     EXPECT_EQ(nullptr, history_get(history.get(), 1001));
 }
@@ -174,7 +173,7 @@ TEST(tinyrl_history, without_a_limit_everything_is_kept)
 TEST(tinyrl_history, a_line_of_the_history_itself_can_be_added)
 {
     history_ptr history = make_history(3, {"a", "b", "c"});
-    history_add(history.get(), history_entry_line(history_get(history.get(), 1)));
+    history_add(history.get(), history_get(history.get(), 1)->line);
     EXPECT_EQ("2 b|3 c|4 a", dump(history));
 }
 
@@ -190,8 +189,8 @@ TEST(tinyrl_history, get_finds_by_number)
 {
     history_ptr history = make_history(2, {"a", "b", "c"});
     EXPECT_EQ(nullptr, history_get(history.get(), 1));
-    EXPECT_STREQ("b", history_entry_line(history_get(history.get(), 2)));
-    EXPECT_STREQ("c", history_entry_line(history_get(history.get(), 3)));
+    EXPECT_STREQ("b", history_get(history.get(), 2)->line);
+    EXPECT_STREQ("c", history_get(history.get(), 3)->line);
     EXPECT_EQ(nullptr, history_get(history.get(), 4));
 }
 
@@ -200,8 +199,8 @@ TEST(tinyrl_history, remove_hands_the_entry_over)
     history_ptr history = make_history(10, {"a", "b", "c"});
     struct history_entry *entry = history_remove(history.get(), 1);
     ASSERT_NE(nullptr, entry);
-    EXPECT_STREQ("b", history_entry_line(entry));
-    EXPECT_EQ(2U, history_entry_index(entry));
+    EXPECT_STREQ("b", entry->line);
+    EXPECT_EQ(2U, entry->index);
     history_entry_delete(entry);
     EXPECT_EQ("1 a|3 c", dump(history));
     EXPECT_EQ(nullptr, history_remove(history.get(), 2));
@@ -267,10 +266,10 @@ TEST(tinyrl_history, iterators_stay_at_the_ends)
     struct history_iterator iterator;
     ASSERT_NE(nullptr, history_first(history.get(), &iterator));
     EXPECT_EQ(nullptr, history_previous(&iterator));
-    EXPECT_STREQ("b", history_entry_line(history_next(&iterator)));
+    EXPECT_STREQ("b", history_next(&iterator)->line);
     EXPECT_EQ(nullptr, history_next(&iterator));
     EXPECT_EQ(nullptr, history_next(&iterator));
-    EXPECT_STREQ("a", history_entry_line(history_previous(&iterator)));
+    EXPECT_STREQ("a", history_previous(&iterator)->line);
 }
 
 TEST(tinyrl_history, iterator_survives_a_change)

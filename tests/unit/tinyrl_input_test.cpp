@@ -315,7 +315,7 @@ TEST(tinyrl_input, enter_may_refuse_the_line)
 TEST(tinyrl_input, a_line_that_does_not_fit_is_refused_whole)
 {
     piped_session session(std::string(100, 'x') + "\nls\n");
-    tinyrl_set_max_line_length(session.editor, 90);
+    tinyrl_get_settings(session.editor)->max_line_length = 90;
     EXPECT_EQ("(none)", session.read());
     EXPECT_EQ(8, session.error);
     EXPECT_EQ("> " + std::string(79, 'x') + "\a\n", session.take());

@@ -107,7 +107,7 @@ TEST(tinyrl_keys, control_bytes_without_meaning_ring)
 TEST(tinyrl_keys, default_handler_gets_control_bytes)
 {
     tinyrl_session session;
-    tinyrl_set_default_handler(session.editor, note_default);
+    tinyrl_get_settings(session.editor)->default_handler = note_default;
     EXPECT_EQ("ab", session.read("a\x06"
                                  "b\r"));
     EXPECT_EQ(6, default_handler_key);
@@ -115,7 +115,7 @@ TEST(tinyrl_keys, default_handler_gets_control_bytes)
     EXPECT_EQ("", session.read("\x02\r"));
     EXPECT_EQ(2, default_handler_key);
     EXPECT_EQ(1, bells(session));
-    tinyrl_set_default_handler(session.editor, nullptr);
+    tinyrl_get_settings(session.editor)->default_handler = nullptr;
     EXPECT_EQ("", session.read("\x06\r"));
     EXPECT_EQ(1, bells(session));
 }
@@ -311,10 +311,10 @@ TEST(tinyrl_keys, hook_sees_every_byte)
 {
     tinyrl_session session;
     memset(sequence_seen, 0, sizeof(sequence_seen));
-    tinyrl_set_keypress_hook(session.editor, note_byte);
+    tinyrl_get_settings(session.editor)->keypress_hook = note_byte;
     EXPECT_EQ("b\xff", session.read("ab" LEFT "\x7f\x05\xff\r"));
     EXPECT_STREQ("ab\x1b[D\x7f\x05\xff\r", sequence_seen);
-    tinyrl_set_keypress_hook(session.editor, nullptr);
+    tinyrl_get_settings(session.editor)->keypress_hook = nullptr;
     EXPECT_EQ("a", session.read("a\r"));
     EXPECT_STREQ("ab\x1b[D\x7f\x05\xff\r", sequence_seen);
 }
@@ -331,10 +331,10 @@ TEST(tinyrl_keys, time_out_handler_may_keep_waiting)
 {
     tinyrl_session session;
     timeouts = 0;
-    tinyrl_set_timeout_handler(session.editor, wait_twice);
+    tinyrl_get_settings(session.editor)->timeout_handler = wait_twice;
     EXPECT_EQ("(none)", session.read("abc"));
     EXPECT_EQ(3, timeouts);
-    tinyrl_set_timeout_handler(session.editor, nullptr);
+    tinyrl_get_settings(session.editor)->timeout_handler = nullptr;
     EXPECT_EQ("(none)", session.read("abc"));
     EXPECT_EQ(3, timeouts);
 }
@@ -342,21 +342,21 @@ TEST(tinyrl_keys, time_out_handler_may_keep_waiting)
 TEST(tinyrl_keys, maximum_length_is_never_reached)
 {
     tinyrl_session session;
-    tinyrl_set_max_line_length(session.editor, 5);
+    tinyrl_get_settings(session.editor)->max_line_length = 5;
     EXPECT_EQ("abcd", session.read("abcdef\r"));
     EXPECT_EQ(2, bells(session));
     EXPECT_EQ("abxd", session.read("abcd" LEFT "\x7fx\r"));
     session.remember("abcdefgh");
     EXPECT_EQ("abcdefg", session.read(UP "\x7fx\r"));
     EXPECT_EQ(1, bells(session));
-    tinyrl_set_max_line_length(session.editor, 0);
+    tinyrl_get_settings(session.editor)->max_line_length = 0;
     EXPECT_EQ("abcdef", session.read("abcdef\r"));
 }
 
 TEST(tinyrl_keys, utf8_moves_and_deletes_whole_characters)
 {
     tinyrl_session session;
-    tinyrl_set_utf8(session.editor, true);
+    tinyrl_get_settings(session.editor)->utf8 = true;
     EXPECT_EQ("a\xc3\xa9", session.read("a\xc3\xa9\xe6\x97\xa5\x7f\r"));
     EXPECT_EQ("\xe6\x97\xa5", session.read("\xc3\xa9\xe6\x97\xa5\x01\x04\r"));
     EXPECT_EQ("ax\xc3\xa9y", session.read("a\xc3\xa9" LEFT "x" RIGHT "y\r"));

@@ -150,5 +150,5 @@ TEST(tinyrl_recall, trailing_blank_of_a_recalled_line_stays_in_the_history)
     session.remember("ls ");
     EXPECT_EQ("ls", session.read(UP "\r"));
     EXPECT_EQ("ls x", session.read(UP "x\r"));
-    EXPECT_STREQ("ls ", history_entry_line(history_get(tinyrl_get_history(session.editor), 1)));
+    EXPECT_STREQ("ls ", history_get(tinyrl_get_history(session.editor), 1)->line);
 }

@@ -351,13 +351,15 @@ TEST(tinyrl_redraw, redisplay_is_flushed)
 TEST(tinyrl_redraw, hidden_text_leaves_no_trace)
 {
     tinyrl_session session(20);
-    tinyrl_set_echo(session.editor, false, '\0');
+    tinyrl_get_settings(session.editor)->echo_shown = false;
+    tinyrl_get_settings(session.editor)->echo_character = '\0';
     EXPECT_EQ("secret", session.read("sexret" LEFT LEFT LEFT "\x7f"
                                      "c\x05\r"));
     EXPECT_EQ("> \x1b[J\n", session.all_drawn());
     session.read("twentytwentytwentyxx\r");
     EXPECT_EQ("> \n", session.all_drawn());
-    tinyrl_set_echo(session.editor, true, '\0');
+    tinyrl_get_settings(session.editor)->echo_shown = true;
+    tinyrl_get_settings(session.editor)->echo_character = '\0';
     session.read("ab\r");
     EXPECT_EQ("> ab\n", session.all_drawn());
 }
@@ -365,7 +367,8 @@ TEST(tinyrl_redraw, hidden_text_leaves_no_trace)
 TEST(tinyrl_redraw, the_echo_character_stands_for_every_byte)
 {
     tinyrl_session session(20);
-    tinyrl_set_echo(session.editor, false, '*');
+    tinyrl_get_settings(session.editor)->echo_shown = false;
+    tinyrl_get_settings(session.editor)->echo_character = '*';
     EXPECT_EQ("secret", session.read("sexret" LEFT LEFT LEFT "\x7f"
                                      "c\r"));
     EXPECT_EQ("*", session.drawn[1]);
@@ -378,8 +381,9 @@ TEST(tinyrl_redraw, the_echo_character_stands_for_every_byte)
 TEST(tinyrl_redraw, the_echo_character_counts_bytes_in_utf8_too)
 {
     tinyrl_session session(20);
-    tinyrl_set_echo(session.editor, false, '*');
-    tinyrl_set_utf8(session.editor, true);
+    tinyrl_get_settings(session.editor)->echo_shown = false;
+    tinyrl_get_settings(session.editor)->echo_character = '*';
+    tinyrl_get_settings(session.editor)->utf8 = true;
     session.read("\xe6\x97\xa5\x7f\r");
     EXPECT_EQ("", session.drawn[1]);
     EXPECT_EQ("", session.drawn[2]);
@@ -390,7 +394,7 @@ TEST(tinyrl_redraw, the_echo_character_counts_bytes_in_utf8_too)
 TEST(tinyrl_redraw, utf8_characters_appear_whole)
 {
     tinyrl_session session(20);
-    tinyrl_set_utf8(session.editor, true);
+    tinyrl_get_settings(session.editor)->utf8 = true;
     session.read("a\xc3\xa9\xe6\x97\xa5\xf0\x9f\x98\x80\r");
     EXPECT_EQ("a", session.drawn[1]);
     EXPECT_EQ("", session.drawn[2]);
@@ -407,7 +411,7 @@ TEST(tinyrl_redraw, utf8_characters_appear_whole)
 TEST(tinyrl_redraw, a_broken_utf8_character_does_not_stop_the_drawing)
 {
     tinyrl_session session(20);
-    tinyrl_set_utf8(session.editor, true);
+    tinyrl_get_settings(session.editor)->utf8 = true;
     session.read("\xe6\x97"
                  "ab\x80\xc3\x01\r");
     EXPECT_EQ("", session.drawn[1]);
@@ -426,7 +430,7 @@ TEST(tinyrl_redraw, a_broken_utf8_character_does_not_stop_the_drawing)
 TEST(tinyrl_redraw, a_sequence_ends_a_broken_utf8_character)
 {
     tinyrl_session session(20);
-    tinyrl_set_utf8(session.editor, true);
+    tinyrl_get_settings(session.editor)->utf8 = true;
     session.read("\xe6\x1b[H\x97\r");
     EXPECT_EQ("", session.drawn[1]);
     EXPECT_EQ("\xe6\x1b[1D", session.drawn[4]);
@@ -436,7 +440,7 @@ TEST(tinyrl_redraw, a_sequence_ends_a_broken_utf8_character)
 TEST(tinyrl_redraw, utf8_moves_by_columns)
 {
     tinyrl_session session(20);
-    tinyrl_set_utf8(session.editor, true);
+    tinyrl_get_settings(session.editor)->utf8 = true;
     session.read("\xc3\xa9\xe6\x97\xa5" LEFT LEFT "\x05\x7f\r");
     EXPECT_EQ("\x1b[2D", session.drawn[8]);
     EXPECT_EQ("\x1b[2C\x1b[3D", session.drawn[11]);
@@ -450,7 +454,7 @@ TEST(tinyrl_redraw, utf8_wide_characters_fill_the_row)
     for (int i = 0; i < 9; i++)
         nine += "\xe6\x97\xa5";
     tinyrl_session session(20);
-    tinyrl_set_utf8(session.editor, true);
+    tinyrl_get_settings(session.editor)->utf8 = true;
     session.read(nine + "\xe6\x97\xa5\x7f\r", "");
     EXPECT_EQ("\xe6\x97\xa5" NEXT_LINE, session.drawn[30]);
     EXPECT_EQ("\x1b[18C\x1b[1A\x1b[J", session.drawn[31]);
@@ -459,7 +463,7 @@ TEST(tinyrl_redraw, utf8_wide_characters_fill_the_row)
 TEST(tinyrl_redraw, utf8_differences_begin_at_a_character)
 {
     tinyrl_session session(20);
-    tinyrl_set_utf8(session.editor, true);
+    tinyrl_get_settings(session.editor)->utf8 = true;
     session.remember("a\xc3\xa8");
     session.read("a\xc3\xa9" UP "\r");
     EXPECT_EQ("\x1b[1D\xc3\xa8", session.drawn[6]);
@@ -468,7 +472,7 @@ TEST(tinyrl_redraw, utf8_differences_begin_at_a_character)
 TEST(tinyrl_redraw, utf8_erases_columns_that_more_bytes_leave)
 {
     tinyrl_session session(20);
-    tinyrl_set_utf8(session.editor, true);
+    tinyrl_get_settings(session.editor)->utf8 = true;
     session.remember("\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9");
     session.read("\xe6\x97\xa5\xe6\x97\xa5\xe6\x97\xa5" UP "\r");
     EXPECT_EQ("\x1b[6D\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\xc3\xa9\x1b[J", session.drawn[12]);

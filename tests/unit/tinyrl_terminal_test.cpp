@@ -19,15 +19,6 @@
 namespace
 {
 
-struct terminal_free {
-    void operator()(struct terminal *terminal) const
-    {
-        terminal_delete(terminal);
-    }
-};
-
-using terminal_ptr = std::unique_ptr<struct terminal, terminal_free>;
-
 // What an operation writes.
 template <class operation>
 std::string written_by(operation act)
@@ -35,12 +26,17 @@ std::string written_by(operation act)
     char *text = nullptr;
     size_t size = 0;
     FILE *output = open_memstream(&text, &size);
-    terminal_ptr terminal(terminal_new(nullptr, output));
-    act(terminal.get());
+    const struct terminal terminal = terminal_on(nullptr, output);
+    act(&terminal);
     fclose(output);
     std::string copy(text, size);
     free(text);
     return copy;
+}
+
+std::string written_control(const char *control)
+{
+    return written_by([control](auto *terminal) { terminal_control(terminal, control); });
 }
 
 // A pipe whose read end is a stream.
@@ -89,10 +85,10 @@ class piped_input
 };
 
 // The next piece of at most 79 bytes; "(none)" when there is none.
-std::string read_piece(const terminal_ptr &terminal)
+std::string read_piece(struct terminal *terminal)
 {
     char piece[80];
-    size_t length = terminal_read_piece(terminal.get(), piece, sizeof(piece));
+    size_t length = terminal_read_piece(terminal, piece, sizeof(piece));
     EXPECT_EQ('\0', piece[length]);
     return length > 0 ? std::string(piece, length) : "(none)";
 }
@@ -146,39 +142,42 @@ class blocked_signal
 TEST(tinyrl_terminal, operations_write_their_sequences)
 {
     EXPECT_EQ("\x07", written_by(terminal_ding));
-    EXPECT_EQ("\x1b[0m", written_by(terminal_attribute_reset));
-    EXPECT_EQ("\x1b[1m", written_by(terminal_attribute_bright));
-    EXPECT_EQ("\x1b[2m", written_by(terminal_attribute_dim));
-    EXPECT_EQ("\x1b[4m", written_by(terminal_attribute_underscore));
-    EXPECT_EQ("\x1b[5m", written_by(terminal_attribute_blink));
-    EXPECT_EQ("\x1b[7m", written_by(terminal_attribute_reverse));
-    EXPECT_EQ("\x1b[8m", written_by(terminal_attribute_hidden));
-    EXPECT_EQ("\x1b[2K", written_by(terminal_erase_line));
-    EXPECT_EQ("\x1b[2J", written_by(terminal_clear_screen));
+    EXPECT_EQ("\x1b[0m", written_control(terminal_attribute_reset));
+    EXPECT_EQ("\x1b[1m", written_control(terminal_attribute_bright));
+    EXPECT_EQ("\x1b[2m", written_control(terminal_attribute_dim));
+    EXPECT_EQ("\x1b[4m", written_control(terminal_attribute_underscore));
+    EXPECT_EQ("\x1b[5m", written_control(terminal_attribute_blink));
+    EXPECT_EQ("\x1b[7m", written_control(terminal_attribute_reverse));
+    EXPECT_EQ("\x1b[8m", written_control(terminal_attribute_hidden));
+    EXPECT_EQ("\x1b[2K", written_control(terminal_erase_line));
+    EXPECT_EQ("\x1b[2J", written_control(terminal_clear_screen));
     EXPECT_EQ("\x1b"
               "7",
-              written_by(terminal_cursor_save));
+              written_control(terminal_cursor_save));
     EXPECT_EQ("\x1b"
               "8",
-              written_by(terminal_cursor_restore));
+              written_control(terminal_cursor_restore));
     EXPECT_EQ("\x1b"
               "D",
-              written_by(terminal_scroll_down));
-    EXPECT_EQ("\x1bM", written_by(terminal_scroll_up));
+              written_control(terminal_scroll_down));
+    EXPECT_EQ("\x1bM", written_control(terminal_scroll_up));
     EXPECT_EQ("\x1b"
               "E",
-              written_by(terminal_next_line));
-    EXPECT_EQ("\x1b[H", written_by(terminal_cursor_home));
-    EXPECT_EQ("\x1b[J", written_by(terminal_erase_down));
+              written_control(terminal_next_line));
+    EXPECT_EQ("\x1b[H", written_control(terminal_cursor_home));
+    EXPECT_EQ("\x1b[J", written_control(terminal_erase_down));
 }
 
 TEST(tinyrl_terminal, operations_write_their_counts)
 {
-    EXPECT_EQ("\x1b[1C", written_by([](auto *t) { terminal_cursor_forward(t, 1); }));
-    EXPECT_EQ("\x1b[12D", written_by([](auto *t) { terminal_cursor_back(t, 12); }));
-    EXPECT_EQ("\x1b[3A", written_by([](auto *t) { terminal_cursor_up(t, 3); }));
-    EXPECT_EQ("\x1b[40B", written_by([](auto *t) { terminal_cursor_down(t, 40); }));
-    EXPECT_EQ("\x1b[5P", written_by([](auto *t) { terminal_erase(t, 5); }));
+    EXPECT_EQ("\x1b[1C",
+              written_by([](auto *t) { terminal_control(t, 1, terminal_cursor_forward); }));
+    EXPECT_EQ("\x1b[12D",
+              written_by([](auto *t) { terminal_control(t, 12, terminal_cursor_back); }));
+    EXPECT_EQ("\x1b[3A", written_by([](auto *t) { terminal_control(t, 3, terminal_cursor_up); }));
+    EXPECT_EQ("\x1b[40B",
+              written_by([](auto *t) { terminal_control(t, 40, terminal_cursor_down); }));
+    EXPECT_EQ("\x1b[5P", written_by([](auto *t) { terminal_control(t, 5, terminal_erase); }));
 }
 
 TEST(tinyrl_terminal, printf_formats_and_counts)
@@ -190,27 +189,26 @@ TEST(tinyrl_terminal, printf_formats_and_counts)
 
 TEST(tinyrl_terminal, without_output_nothing_is_written)
 {
-    terminal_ptr terminal(terminal_new(nullptr, nullptr));
-    EXPECT_EQ(0, terminal_printf(terminal.get(), "%s", "text"));
-    terminal_write(terminal.get(), "text", 4);
-    terminal_ding(terminal.get());
-    terminal_flush(terminal.get());
-    EXPECT_EQ(nullptr, terminal_get_output(terminal.get()));
-    EXPECT_FALSE(terminal_output_failed(terminal.get()));
-    EXPECT_EQ(80, terminal_get_width(terminal.get()));
-    EXPECT_EQ(25, terminal_get_height(terminal.get()));
+    struct terminal terminal = terminal_on(nullptr, nullptr);
+    EXPECT_EQ(0, terminal_printf(&terminal, "%s", "text"));
+    terminal_write(&terminal, "text", 4);
+    terminal_ding(&terminal);
+    terminal_flush(&terminal);
+    EXPECT_EQ(nullptr, terminal.output);
+    EXPECT_EQ(80, terminal_get_width(&terminal));
+    EXPECT_EQ(25, terminal_get_height(&terminal));
 }
 
 TEST(tinyrl_terminal, bell_is_flushed)
 {
     piped_input pipe_ends;
     FILE *output = fdopen(pipe_ends.writer, "w");
-    terminal_ptr terminal(terminal_new(pipe_ends.stream, output));
-    terminal_printf(terminal.get(), "x");
-    terminal_ding(terminal.get());
+    struct terminal terminal = terminal_on(pipe_ends.stream, output);
+    terminal_printf(&terminal, "x");
+    terminal_ding(&terminal);
     pipe_ends.do_not_block();
-    EXPECT_EQ('x', terminal_get_char(terminal.get()));
-    EXPECT_EQ(7, terminal_get_char(terminal.get()));
+    EXPECT_EQ('x', terminal_get_char(&terminal));
+    EXPECT_EQ(7, terminal_get_char(&terminal));
     fclose(output);
     pipe_ends.writer = -1;
 }
@@ -218,10 +216,10 @@ TEST(tinyrl_terminal, bell_is_flushed)
 TEST(tinyrl_terminal, output_failure_is_noticed)
 {
     FILE *full = fopen("/dev/full", "w");
-    terminal_ptr terminal(terminal_new(nullptr, full));
-    EXPECT_FALSE(terminal_output_failed(terminal.get()));
-    terminal_ding(terminal.get());
-    EXPECT_TRUE(terminal_output_failed(terminal.get()));
+    struct terminal terminal = terminal_on(nullptr, full);
+    EXPECT_EQ(0, ferror(terminal.output));
+    terminal_ding(&terminal);
+    EXPECT_NE(0, ferror(terminal.output));
     fclose(full);
 }
 
@@ -253,13 +251,13 @@ TEST(tinyrl_terminal, measures_the_window_of_the_output)
 {
     pseudo_terminal window(132);
     FILE *output = fdopen(dup(window.slave), "w");
-    terminal_ptr terminal(terminal_new(nullptr, output));
-    EXPECT_EQ(132, terminal_get_width(terminal.get()));
-    EXPECT_EQ(24, terminal_get_height(terminal.get()));
+    struct terminal terminal = terminal_on(nullptr, output);
+    EXPECT_EQ(132, terminal_get_width(&terminal));
+    EXPECT_EQ(24, terminal_get_height(&terminal));
     struct winsize size = {};
     ioctl(window.slave, TIOCSWINSZ, &size);
-    EXPECT_EQ(80, terminal_get_width(terminal.get()));
-    EXPECT_EQ(25, terminal_get_height(terminal.get()));
+    EXPECT_EQ(80, terminal_get_width(&terminal));
+    EXPECT_EQ(25, terminal_get_height(&terminal));
     fclose(output);
 }
 
@@ -267,59 +265,58 @@ TEST(tinyrl_terminal, a_pipe_is_80_by_25)
 {
     piped_input pipe_ends;
     FILE *output = fdopen(dup(pipe_ends.writer), "w");
-    terminal_ptr terminal(terminal_new(nullptr, output));
-    EXPECT_EQ(80, terminal_get_width(terminal.get()));
-    EXPECT_EQ(25, terminal_get_height(terminal.get()));
+    struct terminal terminal = terminal_on(nullptr, output);
+    EXPECT_EQ(80, terminal_get_width(&terminal));
+    EXPECT_EQ(25, terminal_get_height(&terminal));
     fclose(output);
 }
 
 TEST(tinyrl_terminal, reads_bytes_unsigned_until_the_end)
 {
     piped_input pipe_ends;
-    terminal_ptr terminal(terminal_new(nullptr, nullptr));
-    terminal_set_input(terminal.get(), pipe_ends.stream);
-    EXPECT_EQ(pipe_ends.stream, terminal_get_input(terminal.get()));
+    struct terminal terminal = terminal_on(pipe_ends.stream, nullptr);
+    EXPECT_EQ(pipe_ends.stream, terminal.input);
     pipe_ends.put(std::string("a\0\xff\x80", 4));
     pipe_ends.end();
-    EXPECT_EQ('a', terminal_get_char(terminal.get()));
-    EXPECT_EQ(0, terminal_get_char(terminal.get()));
-    EXPECT_EQ(255, terminal_get_char(terminal.get()));
-    EXPECT_EQ(128, terminal_get_char(terminal.get()));
-    EXPECT_FALSE(terminal_input_ended(terminal.get()));
-    EXPECT_EQ(-1, terminal_get_char(terminal.get()));
-    EXPECT_EQ(-1, terminal_get_char(terminal.get()));
-    EXPECT_TRUE(terminal_input_ended(terminal.get()));
-    EXPECT_FALSE(terminal_input_failed(terminal.get()));
+    EXPECT_EQ('a', terminal_get_char(&terminal));
+    EXPECT_EQ(0, terminal_get_char(&terminal));
+    EXPECT_EQ(255, terminal_get_char(&terminal));
+    EXPECT_EQ(128, terminal_get_char(&terminal));
+    EXPECT_FALSE(terminal_input_ended(&terminal));
+    EXPECT_EQ(-1, terminal_get_char(&terminal));
+    EXPECT_EQ(-1, terminal_get_char(&terminal));
+    EXPECT_TRUE(terminal_input_ended(&terminal));
+    EXPECT_FALSE(terminal_input_failed(&terminal));
 }
 
 TEST(tinyrl_terminal, reading_without_input_is_an_error)
 {
-    terminal_ptr terminal(terminal_new(nullptr, nullptr));
+    struct terminal terminal = terminal_on(nullptr, nullptr);
     char piece[80] = "old";
-    EXPECT_EQ(-3, terminal_get_char(terminal.get()));
-    EXPECT_EQ(0U, terminal_read_piece(terminal.get(), piece, sizeof(piece)));
+    EXPECT_EQ(-3, terminal_get_char(&terminal));
+    EXPECT_EQ(0U, terminal_read_piece(&terminal, piece, sizeof(piece)));
 }
 
 TEST(tinyrl_terminal, reading_what_cannot_be_read_is_an_error)
 {
     FILE *directory = fopen("/", "r");
-    terminal_ptr terminal(terminal_new(directory, nullptr));
-    EXPECT_EQ(-3, terminal_get_char(terminal.get()));
-    EXPECT_TRUE(terminal_input_failed(terminal.get()));
-    EXPECT_FALSE(terminal_input_ended(terminal.get()));
+    struct terminal terminal = terminal_on(directory, nullptr);
+    EXPECT_EQ(-3, terminal_get_char(&terminal));
+    EXPECT_TRUE(terminal_input_failed(&terminal));
+    EXPECT_FALSE(terminal_input_ended(&terminal));
     fclose(directory);
 }
 
 TEST(tinyrl_terminal, time_out_passes_when_nothing_comes)
 {
     piped_input pipe_ends;
-    terminal_ptr terminal(terminal_new(pipe_ends.stream, nullptr));
-    terminal_set_timeout(terminal.get(), 1);
-    EXPECT_EQ(-2, terminal_get_char(terminal.get()));
+    struct terminal terminal = terminal_on(pipe_ends.stream, nullptr);
+    terminal.timeout = 1;
+    EXPECT_EQ(-2, terminal_get_char(&terminal));
     pipe_ends.put("x");
-    EXPECT_EQ('x', terminal_get_char(terminal.get()));
+    EXPECT_EQ('x', terminal_get_char(&terminal));
     pipe_ends.end();
-    EXPECT_EQ(-1, terminal_get_char(terminal.get()));
+    EXPECT_EQ(-1, terminal_get_char(&terminal));
 }
 
 TEST(tinyrl_terminal, a_descriptor_too_great_for_a_time_out_is_an_error)
@@ -329,63 +326,63 @@ TEST(tinyrl_terminal, a_descriptor_too_great_for_a_time_out_is_an_error)
     if (great < 0)
         GTEST_SKIP() << "so many descriptors are not allowed here";
     FILE *input = fdopen(great, "r");
-    terminal_ptr terminal(terminal_new(input, nullptr));
+    struct terminal terminal = terminal_on(input, nullptr);
     pipe_ends.put("xy");
-    EXPECT_EQ('x', terminal_get_char(terminal.get()));
-    terminal_set_timeout(terminal.get(), 1);
-    EXPECT_EQ(-3, terminal_get_char(terminal.get()));
+    EXPECT_EQ('x', terminal_get_char(&terminal));
+    terminal.timeout = 1;
+    EXPECT_EQ(-3, terminal_get_char(&terminal));
     fclose(input);
 }
 
 TEST(tinyrl_terminal, waits_where_the_descriptor_does_not)
 {
     piped_input pipe_ends;
-    terminal_ptr terminal(terminal_new(pipe_ends.stream, nullptr));
+    struct terminal terminal = terminal_on(pipe_ends.stream, nullptr);
     pipe_ends.do_not_block();
     std::thread typist([&] {
         usleep(100000);
         pipe_ends.put("x");
     });
-    EXPECT_EQ('x', terminal_get_char(terminal.get()));
+    EXPECT_EQ('x', terminal_get_char(&terminal));
     typist.join();
 }
 
 TEST(tinyrl_terminal, pieces_end_with_the_line_or_are_full)
 {
     piped_input pipe_ends;
-    terminal_ptr terminal(terminal_new(pipe_ends.stream, nullptr));
+    struct terminal terminal = terminal_on(pipe_ends.stream, nullptr);
     pipe_ends.put("ab\n\n" + std::string(100, 'x') + "\n" + std::string(78, 'y') + "\nz");
     pipe_ends.end();
-    EXPECT_EQ("ab\n", read_piece(terminal));
-    EXPECT_EQ("\n", read_piece(terminal));
-    EXPECT_EQ(std::string(79, 'x'), read_piece(terminal));
-    EXPECT_EQ(std::string(21, 'x') + "\n", read_piece(terminal));
-    EXPECT_EQ(std::string(78, 'y') + "\n", read_piece(terminal));
-    EXPECT_FALSE(terminal_input_ended(terminal.get()));
-    EXPECT_EQ("z", read_piece(terminal));
-    EXPECT_TRUE(terminal_input_ended(terminal.get()));
-    EXPECT_EQ("(none)", read_piece(terminal));
-    EXPECT_EQ("(none)", read_piece(terminal));
+    EXPECT_EQ("ab\n", read_piece(&terminal));
+    EXPECT_EQ("\n", read_piece(&terminal));
+    EXPECT_EQ(std::string(79, 'x'), read_piece(&terminal));
+    EXPECT_EQ(std::string(21, 'x') + "\n", read_piece(&terminal));
+    EXPECT_EQ(std::string(78, 'y') + "\n", read_piece(&terminal));
+    EXPECT_FALSE(terminal_input_ended(&terminal));
+    EXPECT_EQ("z", read_piece(&terminal));
+    EXPECT_TRUE(terminal_input_ended(&terminal));
+    EXPECT_EQ("(none)", read_piece(&terminal));
+    EXPECT_EQ("(none)", read_piece(&terminal));
 }
 
 TEST(tinyrl_terminal, pieces_may_hold_zero_bytes)
 {
     piped_input pipe_ends;
-    terminal_ptr terminal(terminal_new(pipe_ends.stream, nullptr));
+    struct terminal terminal = terminal_on(pipe_ends.stream, nullptr);
     std::string text("\0a\0\0b\n", 6);
     std::string full = std::string(40, '\0') + std::string(39, '\x01');
     pipe_ends.put(text + full + std::string(2, '\0'));
     pipe_ends.end();
-    EXPECT_EQ(text, read_piece(terminal));
-    EXPECT_EQ(full, read_piece(terminal));
-    EXPECT_EQ(std::string(2, '\0'), read_piece(terminal));
-    EXPECT_EQ("(none)", read_piece(terminal));
+    EXPECT_EQ(text, read_piece(&terminal));
+    EXPECT_EQ(full, read_piece(&terminal));
+    EXPECT_EQ(std::string(2, '\0'), read_piece(&terminal));
+    EXPECT_EQ("(none)", read_piece(&terminal));
 }
 
 TEST(tinyrl_terminal, a_piece_is_whole_where_the_descriptor_does_not_wait)
 {
     piped_input pipe_ends;
-    terminal_ptr terminal(terminal_new(pipe_ends.stream, nullptr));
+    struct terminal terminal = terminal_on(pipe_ends.stream, nullptr);
     pipe_ends.do_not_block();
     std::thread typist([&] {
         for (const char *part : {"ab", "cd", "e\nf", "g\n"}) {
@@ -393,8 +390,8 @@ TEST(tinyrl_terminal, a_piece_is_whole_where_the_descriptor_does_not_wait)
             pipe_ends.put(part);
         }
     });
-    EXPECT_EQ("abcde\n", read_piece(terminal));
-    EXPECT_EQ("fg\n", read_piece(terminal));
+    EXPECT_EQ("abcde\n", read_piece(&terminal));
+    EXPECT_EQ("fg\n", read_piece(&terminal));
     typist.join();
 }
 
@@ -402,7 +399,7 @@ TEST(tinyrl_terminal, a_stream_has_its_buffer_before_it_is_read)
 {
     piped_input pipe_ends;
     EXPECT_EQ(0U, __fbufsize(pipe_ends.stream));
-    terminal_ptr terminal(terminal_new(pipe_ends.stream, nullptr));
+    (void)terminal_on(pipe_ends.stream, nullptr);
     EXPECT_GT(__fbufsize(pipe_ends.stream), 0U);
     EXPECT_EQ(0, __flbf(pipe_ends.stream));
 }
@@ -411,20 +408,19 @@ TEST(tinyrl_terminal, signals_are_delivered_while_a_byte_is_read)
 {
     blocked_signal blocked;
     piped_input pipe_ends;
-    terminal_ptr terminal(terminal_new(pipe_ends.stream, nullptr));
+    struct terminal terminal = terminal_on(pipe_ends.stream, nullptr);
     sigset_t mask;
     sigemptyset(&mask);
-    terminal_set_wait_mask(terminal.get(), &mask);
-    sigfillset(&mask);
+    terminal.wait_mask = &mask;
     pipe_ends.put("abc");
     pthread_kill(pthread_self(), SIGUSR1);
     EXPECT_EQ(0, signals_seen);
-    EXPECT_EQ('a', terminal_get_char(terminal.get()));
+    EXPECT_EQ('a', terminal_get_char(&terminal));
     EXPECT_EQ(1, signals_seen);
     EXPECT_TRUE(is_blocked(SIGUSR1));
-    terminal_set_wait_mask(terminal.get(), nullptr);
+    terminal.wait_mask = nullptr;
     pthread_kill(pthread_self(), SIGUSR1);
-    EXPECT_EQ('b', terminal_get_char(terminal.get()));
+    EXPECT_EQ('b', terminal_get_char(&terminal));
     EXPECT_EQ(1, signals_seen);
 }
 
@@ -432,18 +428,18 @@ TEST(tinyrl_terminal, signals_are_delivered_while_a_piece_is_read)
 {
     blocked_signal blocked;
     piped_input pipe_ends;
-    terminal_ptr terminal(terminal_new(pipe_ends.stream, nullptr));
+    struct terminal terminal = terminal_on(pipe_ends.stream, nullptr);
     sigset_t mask;
     sigemptyset(&mask);
-    terminal_set_wait_mask(terminal.get(), &mask);
+    terminal.wait_mask = &mask;
     pipe_ends.put("a\n");
     pthread_kill(pthread_self(), SIGUSR1);
-    EXPECT_EQ("a\n", read_piece(terminal));
+    EXPECT_EQ("a\n", read_piece(&terminal));
     EXPECT_EQ(1, signals_seen);
     EXPECT_TRUE(is_blocked(SIGUSR1));
     pipe_ends.end();
     pthread_kill(pthread_self(), SIGUSR1);
-    EXPECT_EQ("(none)", read_piece(terminal));
+    EXPECT_EQ("(none)", read_piece(&terminal));
     EXPECT_EQ(2, signals_seen);
     EXPECT_TRUE(is_blocked(SIGUSR1));
 }
@@ -453,12 +449,12 @@ TEST(tinyrl_terminal, a_signal_that_returns_does_not_end_a_wait)
     blocked_signal blocked;
     piped_input bytes;
     piped_input lines;
-    terminal_ptr keys(terminal_new(bytes.stream, nullptr));
-    terminal_ptr pieces(terminal_new(lines.stream, nullptr));
+    struct terminal keys = terminal_on(bytes.stream, nullptr);
+    struct terminal pieces = terminal_on(lines.stream, nullptr);
     sigset_t mask;
     sigemptyset(&mask);
-    terminal_set_wait_mask(keys.get(), &mask);
-    terminal_set_wait_mask(pieces.get(), &mask);
+    keys.wait_mask = &mask;
+    pieces.wait_mask = &mask;
     pthread_t reader = pthread_self();
     std::thread typist([&] {
         usleep(100000);
@@ -474,12 +470,12 @@ TEST(tinyrl_terminal, a_signal_that_returns_does_not_end_a_wait)
         usleep(100000);
         bytes.put("y");
     });
-    EXPECT_EQ('x', terminal_get_char(keys.get()));
+    EXPECT_EQ('x', terminal_get_char(&keys));
     EXPECT_EQ(1, signals_seen);
-    EXPECT_EQ("z\n", read_piece(pieces));
+    EXPECT_EQ("z\n", read_piece(&pieces));
     EXPECT_EQ(2, signals_seen);
-    terminal_set_timeout(keys.get(), 60);
-    EXPECT_EQ('y', terminal_get_char(keys.get()));
+    keys.timeout = 60;
+    EXPECT_EQ('y', terminal_get_char(&keys));
     EXPECT_EQ(3, signals_seen);
     typist.join();
 }

@@ -231,7 +231,7 @@ TEST(tinyrl_text, insertion_that_does_not_fit_rings)
 {
     tinyrl_session session;
     tinyrl_bind_key(session.editor, 6, insert_and_look);
-    tinyrl_set_max_line_length(session.editor, 5);
+    tinyrl_get_settings(session.editor)->max_line_length = 5;
     EXPECT_EQ("ab", session.read("ab\x06\r"));
     EXPECT_EQ("\a\a", session.drawn[3]);
 }
