@@ -10,7 +10,6 @@
 #include "base/log.h"
 #include "complete/argument_table.h"
 #include "complete/candidates.h"
-#include "complete/common_prefix.h"
 #include "complete/line_scan.h"
 #include "complete/match_list.h"
 #include "complete/schema_matches.h"
@@ -71,7 +70,7 @@ void schema_help(const help_request *request, const line_scan *scan)
     if (request->is_list)
         tinyrl_printf(editor, "path:\n");
     else
-        common_prefix_insert_of(editor, component, &matches);
+        match_list_insert_common(editor, component, &matches);
     match_list_print(editor, &matches);
 }
 
@@ -104,7 +103,7 @@ void word_help(const help_request *request, const line_scan *scan, const arg_des
     if (!is_location && request->is_list)
         tinyrl_printf(editor, "%s:\n", argument->name);
     if (!is_location && !request->is_list)
-        common_prefix_insert_of(editor, scan->word_start, &list);
+        match_list_insert_common(editor, scan->word_start, &list);
     match_list_print(editor, &list);
 }
 

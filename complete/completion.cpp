@@ -13,7 +13,6 @@
 
 #include "complete/argument_help.h"
 #include "complete/candidates.h"
-#include "complete/common_prefix.h"
 #include "complete/line_scan.h"
 #include "complete/match_list.h"
 #include "complete/schema_matches.h"
@@ -79,7 +78,7 @@ void command_help_listing(tinyrl *editor, const line_scan *scan)
     if (add_command_names(editor, scan->word_start, &list, &commands) != 0 || list.count == 0)
         return;
     print_commands(editor, &list, commands);
-    common_prefix_insert_of(editor, scan->word_start, &list);
+    match_list_insert_common(editor, scan->word_start, &list);
     tinyrl_reset_line_state(editor);
 }
 

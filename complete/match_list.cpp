@@ -4,6 +4,7 @@
 #include <string.h>
 
 #include "base/growing_array.h"
+#include "base/log.h"
 #include "complete/line_scan.h"
 #include "tinyrl/tinyrl.h"
 
@@ -38,6 +39,18 @@ int match_add(const tinyrl *editor, size_t word_start, match_list *list, const c
     if (!text_starts_with(candidate, typed_text(editor, word_start)))
         return 0;
     return match_list_append(list, candidate, help != nullptr ? help : "");
+}
+
+void match_list_insert_common(tinyrl *editor, size_t start, const match_list *list)
+{
+    if (list->count == 0)
+        return;
+    const char *first = list->entry[0];
+    const size_t length = tinyrl_common_length(list->entry);
+    if (!text_starts_with(typed_text(editor, start), {first, length}) &&
+        !replace_typed(editor, start, first, length))
+        log_error("[ERROR] tinyrl insert matches[0]=%s len=%d fail.\n", first,
+                  static_cast<int>(length));
 }
 
 void match_list_free(match_list *list)

@@ -32,6 +32,11 @@ int match_list_append(match_list *list, std::string_view candidate, std::string_
 int match_add(const tinyrl *editor, size_t word_start, match_list *list, const char *candidate,
               const char *help = nullptr);
 
+// Puts what all candidates begin with in place of what stands in the line from start
+// to the cursor, unless that begins with it already; nothing for an empty list. Nothing
+// is drawn. A failure is logged.
+void match_list_insert_common(tinyrl *editor, size_t start, const match_list *list);
+
 // Empties the list.
 void match_list_free(match_list *list);
 

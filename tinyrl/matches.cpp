@@ -91,6 +91,11 @@ int replace_word(tinyrl *editor, size_t start, const char *word)
 
 } // namespace
 
+size_t tinyrl_common_length(char *const *matches)
+{
+    return find_common_text(matches).length;
+}
+
 void tinyrl_display_matches(tinyrl *editor, char *const *matches, size_t count, size_t longest)
 {
     tinyrl_check(matches != nullptr, "matches", "tinyrl.c", "tinyrl_display_matches");

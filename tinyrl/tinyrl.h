@@ -100,6 +100,9 @@ void tinyrl_print_safe(tinyrl *editor, const char *text, size_t width);
 // Rings the bell and flushes.
 void tinyrl_ding(tinyrl *editor);
 
+// How many bytes all candidates (at least one, ended by null) begin with.
+size_t tinyrl_common_length(char *const *matches);
+
 // Lists count candidates in columns, in their order, row by row, as
 // tinyrl_print_safe shows them; longest is the length of the longest of them.
 void tinyrl_display_matches(tinyrl *editor, char *const *matches, size_t count, size_t longest);

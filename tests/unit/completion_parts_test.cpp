@@ -2,7 +2,6 @@
 #include <set>
 
 #include "complete/candidates.h"
-#include "complete/common_prefix.h"
 #include "complete/line_scan.h"
 #include "complete/match_list.h"
 #include "complete/schema_matches.h"
@@ -233,29 +232,33 @@ TEST_F(completion_parts, schema_matches_begin_with_the_prefix_and_carry_their_he
 
 TEST_F(completion_parts, what_all_begin_with)
 {
-    common_prefix prefix;
-    common_prefix_add(&prefix, "station");
-    EXPECT_EQ(prefix.length, 7U);
-    common_prefix_add(&prefix, "stationary");
-    EXPECT_EQ(prefix.length, 7U);
-    common_prefix_add(&prefix, "state");
-    EXPECT_EQ(prefix.length, 4U);
-    common_prefix_add(&prefix, "stationary");
-    EXPECT_EQ(prefix.length, 4U);
-    common_prefix_add(&prefix, "st");
-    EXPECT_EQ(prefix.length, 2U);
-    common_prefix_add(&prefix, "x");
-    EXPECT_EQ(prefix.length, 0U);
-    EXPECT_STREQ(prefix.first, "station");
+    std::vector<std::string> candidates;
+    const auto common_with = [&](const char *candidate) {
+        candidates.emplace_back(candidate);
+        std::vector<char *> matches;
+        for (std::string &text : candidates)
+            matches.push_back(text.data());
+        matches.push_back(nullptr);
+        return tinyrl_common_length(matches.data());
+    };
+    EXPECT_EQ(common_with("station"), 7U);
+    EXPECT_EQ(common_with("stationary"), 7U);
+    EXPECT_EQ(common_with("state"), 4U);
+    EXPECT_EQ(common_with("stationary"), 4U);
+    EXPECT_EQ(common_with("st"), 2U);
+    EXPECT_EQ(common_with("x"), 0U);
 }
 
 TEST_F(completion_parts, the_prefix_replaces_what_is_typed)
 {
+    // Of "state" and another candidate, with which it has `length` bytes in common.
     const auto insert = [this](const std::string &line, size_t start, size_t length) {
         return edit(line,
                     [=](tinyrl *editor) {
-                        const common_prefix prefix = {"state", length};
-                        common_prefix_insert(editor, start, &prefix);
+                        match_list list;
+                        match_list_append(&list, "state", "");
+                        match_list_append(&list, std::string("state", length) + "~", "");
+                        match_list_insert_common(editor, start, &list);
                     })
             .line;
     };
@@ -273,10 +276,8 @@ TEST_F(completion_parts, the_prefix_replaces_what_is_typed)
 TEST_F(completion_parts, a_prefix_of_nothing_changes_nothing)
 {
     const struck result = edit("set a|b", [](tinyrl *editor) {
-        const common_prefix prefix;
-        common_prefix_insert(editor, 4, &prefix);
         const match_list list;
-        common_prefix_insert_of(editor, 4, &list);
+        match_list_insert_common(editor, 4, &list);
     });
     EXPECT_EQ(result.line, "set a|b");
 }
@@ -285,8 +286,10 @@ TEST_F(completion_parts, a_prefix_that_cannot_be_inserted_is_logged)
 {
     edit("set s", [](tinyrl *editor) {
         tinyrl_get_settings(editor)->max_line_length = 6;
-        const common_prefix prefix = {"state%s%n", 8};
-        common_prefix_insert(editor, 4, &prefix);
+        match_list list;
+        match_list_append(&list, "state%s%n", "");
+        match_list_append(&list, "state%s%", "");
+        match_list_insert_common(editor, 4, &list);
         tinyrl_get_settings(editor)->max_line_length = 0;
     });
     EXPECT_EQ(errors(),
