@@ -133,10 +133,12 @@ bool may_follow(const arg_desc *argument, const char *previous)
 void first_argument_help(tinyrl *editor, const cmd_entry *command, first_argument_state state)
 {
     line_scan scan;
-    if (state == first_argument_to_come)
+    if (state == first_argument_to_come) {
         argument_table_print(editor, command);
-    else if (line_scan_read(editor, quoted_blanks_part, &scan) == 0)
-        argument_table_print_outside(editor, command, typed_text(editor, scan.word_start));
+    } else if (line_scan_read(editor, quoted_blanks_part, &scan) == 0) {
+        const std::string_view typed = typed_text(editor, scan.word_start);
+        argument_table_print(editor, command, &typed);
+    }
     const help_request request = {editor, state == first_argument_to_come, nullptr};
     for (const arg_desc *argument = command->args; argument->name != nullptr; argument++) {
         if (argument->prereq == nullptr)

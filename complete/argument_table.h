@@ -9,12 +9,9 @@
 
 struct tinyrl;
 
-// Prints all arguments. A prerequisite that is itself an argument is left
-// blank.
-void argument_table_print(tinyrl *editor, const cmd_entry *command);
-
-// Prints the arguments whose prerequisite is no argument and begins with the
-// typed text.
-void argument_table_print_outside(tinyrl *editor, const cmd_entry *command, std::string_view typed);
+// Prints all arguments, or, given a typed text, those whose prerequisite is no argument
+// and begins with it. A prerequisite that is itself an argument is left blank.
+void argument_table_print(tinyrl *editor, const cmd_entry *command,
+                          const std::string_view *typed = nullptr);
 
 #endif
