@@ -11,6 +11,10 @@
 
 #include "bounded.h"
 
+// Writes an instruction for each n of a list. The rest is what these change.
+#define FOR_EACH(list, instruction, ...)                                                           \
+    __asm__ __volatile__(".irp n, " list "\n\t" instruction "\n\t.endr" : : : __VA_ARGS__)
+
 #if defined(__x86_64__)
 #define SSE_NUMBERS "0,1,2,3,4,5,6,7,8,9,10,11,12,13,14,15"
 #define SSE_REGISTERS                                                                              \
@@ -32,12 +36,7 @@ namespace
 
 __attribute__((target("sse"))) void clear_sse()
 {
-    __asm__ __volatile__(".irp n, " SSE_NUMBERS "\n\t"
-                         "xorps %%xmm\\n, %%xmm\\n\n\t"
-                         ".endr"
-                         :
-                         :
-                         : SSE_REGISTERS);
+    FOR_EACH(SSE_NUMBERS, "xorps %%xmm\\n, %%xmm\\n", SSE_REGISTERS);
 }
 
 // In their whole width, whatever that is.
@@ -48,12 +47,8 @@ __attribute__((target("avx"))) void clear_avx()
 
 __attribute__((target("avx512f"))) void clear_masks()
 {
-    __asm__ __volatile__(".irp n, 0,1,2,3,4,5,6,7\n\t"
-                         "kxorw %%k\\n, %%k\\n, %%k\\n\n\t"
-                         ".endr"
-                         :
-                         :
-                         : "k0", "k1", "k2", "k3", "k4", "k5", "k6", "k7");
+    FOR_EACH("0,1,2,3,4,5,6,7", "kxorw %%k\\n, %%k\\n, %%k\\n", "k0", "k1", "k2", "k3", "k4", "k5",
+             "k6", "k7");
 }
 
 #ifdef __x86_64__
@@ -61,13 +56,10 @@ __attribute__((target("avx512f"))) void clear_masks()
 // The upper sixteen, which vzeroall leaves as they are.
 __attribute__((target("avx512f"))) void clear_avx512()
 {
-    __asm__ __volatile__(".irp n, 16,17,18,19,20,21,22,23,24,25,26,27,28,29,30,31\n\t"
-                         "vpxord %%zmm\\n, %%zmm\\n, %%zmm\\n\n\t"
-                         ".endr"
-                         :
-                         :
-                         : "xmm16", "xmm17", "xmm18", "xmm19", "xmm20", "xmm21", "xmm22", "xmm23",
-                           "xmm24", "xmm25", "xmm26", "xmm27", "xmm28", "xmm29", "xmm30", "xmm31");
+    FOR_EACH("16,17,18,19,20,21,22,23,24,25,26,27,28,29,30,31",
+             "vpxord %%zmm\\n, %%zmm\\n, %%zmm\\n", "xmm16", "xmm17", "xmm18", "xmm19", "xmm20",
+             "xmm21", "xmm22", "xmm23", "xmm24", "xmm25", "xmm26", "xmm27", "xmm28", "xmm29",
+             "xmm30", "xmm31");
 }
 
 #else
@@ -90,12 +82,7 @@ void clear_vectors()
 
 void clear_general()
 {
-    __asm__ __volatile__(".irp name, " GENERAL_NAMES "\n\t"
-                         "xor %%\\name, %%\\name\n\t"
-                         ".endr"
-                         :
-                         :
-                         : GENERAL_REGISTERS, "cc");
+    FOR_EACH(GENERAL_NAMES, "xor %%\\n, %%\\n", GENERAL_REGISTERS, "cc");
 }
 
 #elif defined(__aarch64__)
@@ -104,25 +91,17 @@ void clear_general()
 // clears the rest of the scalable register around it.
 void clear_vectors()
 {
-    __asm__ __volatile__(
-        ".irp n, 0,1,2,3,4,5,6,7,16,17,18,19,20,21,22,23,24,25,26,27,28,29,30,31\n\t"
-        "movi v\\n\\().2d, #0\n\t"
-        ".endr"
-        :
-        :
-        : "v0", "v1", "v2", "v3", "v4", "v5", "v6", "v7", "v16", "v17", "v18", "v19", "v20", "v21",
-          "v22", "v23", "v24", "v25", "v26", "v27", "v28", "v29", "v30", "v31");
+    FOR_EACH("0,1,2,3,4,5,6,7,16,17,18,19,20,21,22,23,24,25,26,27,28,29,30,31",
+             "movi v\\n\\().2d, #0", "v0", "v1", "v2", "v3", "v4", "v5", "v6", "v7", "v16", "v17",
+             "v18", "v19", "v20", "v21", "v22", "v23", "v24", "v25", "v26", "v27", "v28", "v29",
+             "v30", "v31");
 }
 
 void clear_general()
 {
-    __asm__ __volatile__(".irp n, 0,1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17\n\t"
-                         "mov x\\n, xzr\n\t"
-                         ".endr"
-                         :
-                         :
-                         : "x0", "x1", "x2", "x3", "x4", "x5", "x6", "x7", "x8", "x9", "x10", "x11",
-                           "x12", "x13", "x14", "x15", "x16", "x17");
+    FOR_EACH("0,1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17", "mov x\\n, xzr", "x0", "x1", "x2", "x3",
+             "x4", "x5", "x6", "x7", "x8", "x9", "x10", "x11", "x12", "x13", "x14", "x15", "x16",
+             "x17");
 }
 
 #elif defined(__arm__)
@@ -141,25 +120,13 @@ constexpr unsigned long has_all_vectors = 1UL << 19;
 // a unit that it is not told of. A call preserves d8 to d15.
 void clear_first_vectors()
 {
-    __asm__ __volatile__("mov r0, #0\n\t"
-                         ".irp n, 0,1,2,3,4,5,6,7\n\t"
-                         ".inst 0xec400b10 + \\n\n\t"
-                         ".endr"
-                         :
-                         :
-                         : FIRST_VECTORS "r0");
+    FOR_EACH("0,1,2,3,4,5,6,7", "mov r0, #0\n\t.inst 0xec400b10 + \\n", FIRST_VECTORS "r0");
 }
 
 // The same from d16 up to d31.
 void clear_last_vectors()
 {
-    __asm__ __volatile__("mov r0, #0\n\t"
-                         ".irp n, 0,1,2,3,4,5,6,7,8,9,10,11,12,13,14,15\n\t"
-                         ".inst 0xec400b30 + \\n\n\t"
-                         ".endr"
-                         :
-                         :
-                         : "r0");
+    FOR_EACH("0,1,2,3,4,5,6,7,8,9,10,11,12,13,14,15", "mov r0, #0\n\t.inst 0xec400b30 + \\n", "r0");
 }
 
 void clear_vectors()
@@ -173,12 +140,7 @@ void clear_vectors()
 
 void clear_general()
 {
-    __asm__ __volatile__(".irp name, r0,r1,r2,r3,r12\n\t"
-                         "mov \\name, #0\n\t"
-                         ".endr"
-                         :
-                         :
-                         : "r0", "r1", "r2", "r3", "r12");
+    FOR_EACH("r0,r1,r2,r3,r12", "mov \\n, #0", "r0", "r1", "r2", "r3", "r12");
 }
 
 #else
