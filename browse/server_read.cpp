@@ -28,8 +28,7 @@ struct query_result {
     ~query_result()
     {
         nodes.reset();
-        scrub_registers();
-        xmlFreeDoc(session.reply_doc);
+        xml_doc(session.reply_doc).reset();
         session.reply_doc = nullptr;
     }
     query_result(const query_result &) = delete;
@@ -67,17 +66,15 @@ xpath_result query(heap_text request, const char *path)
 {
     if (exchange_document(std::move(request)) != 0)
         return nullptr;
-    ns_entry *namespaces = nullptr;
+    ns_list namespaces;
     const heap_text steps = data_xpath(path, &namespaces);
     const heap_text expression =
         steps ? text_concat({"/base10:rpc-reply/base10:data", steps.get()}) : nullptr;
-    xpath_result found;
     if (expression)
-        found.reset(xpath_eval(session.reply_doc, expression.get(), &namespaces));
-    else if (steps)
+        return xpath_eval(session.reply_doc, expression.get(), namespaces);
+    if (steps)
         log_debug("[DEBUG] Out of memory!\n");
-    ns_free(&namespaces);
-    return found;
+    return nullptr;
 }
 
 int add_key(key_value_set *set, const xmlNode *element)

@@ -82,12 +82,11 @@ int read_session_id(const char *reply, uint32_t length)
         log_debug("[DEBUG] Receive a invalid xml documen.\n");
         return -1;
     }
-    ns_entry *namespaces = nullptr;
+    ns_list namespaces;
     if (ns_add(&namespaces, "tarnd", TARND_NAMESPACE) != 0)
         return -1;
-    const xpath_result found(
-        xpath_eval(document.get(), "/base10:rpc-reply/tarnd:session-id", &namespaces));
-    ns_free(&namespaces);
+    const xpath_result found =
+        xpath_eval(document.get(), "/base10:rpc-reply/tarnd:session-id", namespaces);
     if (!found)
         return -1;
     const xml_content text = xml_node_content(found->nodesetval->nodeTab[0]);

@@ -14,14 +14,7 @@ namespace
 
 constexpr int text_limit = 1000000;
 
-struct parser_deleter {
-    void operator()(xmlParserCtxt *parser) const noexcept
-    {
-        scrub_registers();
-        xmlFreeParserCtxt(parser);
-    }
-};
-using xml_parser = std::unique_ptr<xmlParserCtxt, parser_deleter>;
+using xml_parser = std::unique_ptr<xmlParserCtxt, xml_deleter<xmlFreeParserCtxt>>;
 
 // What one pass over a message looks for, and what it meets.
 struct root_search {

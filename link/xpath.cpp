@@ -23,14 +23,7 @@ constexpr size_t thread_state_size = 8192; // more than libxml2 takes for a thre
 const char base_prefix[] = "base10";
 const char base_namespace[] = NETCONF_BASE_NAMESPACE;
 
-struct xpath_context_deleter {
-    void operator()(xmlXPathContext *context) const noexcept
-    {
-        scrub_registers();
-        xmlXPathFreeContext(context);
-    }
-};
-using xpath_context = std::unique_ptr<xmlXPathContext, xpath_context_deleter>;
+using xpath_context = std::unique_ptr<xmlXPathContext, xml_deleter<xmlXPathFreeContext>>;
 
 void discard_message(void *, const char *, ...) {}
 
@@ -119,48 +112,41 @@ xml_doc xml_parse(const char *text, size_t length)
     return xml_memory_ran_out() ? nullptr : std::move(document);
 }
 
-int ns_add(ns_entry **head, const char *prefix, const char *uri)
+ns_list::~ns_list()
 {
-    for (const ns_entry *entry = *head; entry != nullptr; entry = entry->next) {
+    while (first != nullptr) {
+        ns_entry *next = first->next;
+        ns_entry_free(first);
+        first = next;
+    }
+}
+
+int ns_add(ns_list *list, const char *prefix, const char *uri)
+{
+    for (const ns_entry *entry = list->first; entry != nullptr; entry = entry->next) {
         if (strcmp(entry->prefix, prefix) == 0)
             return 0;
     }
     ns_entry *entry = static_cast<ns_entry *>(calloc(1, sizeof(ns_entry)));
     if (entry == nullptr)
         return -1;
-    entry->prefix = strdup(prefix);
-    entry->uri = strdup(uri);
+    *entry = {list->first, strdup(prefix), strdup(uri)};
     if (entry->prefix == nullptr || entry->uri == nullptr) {
         ns_entry_free(entry);
         return -1;
     }
-    entry->next = *head;
-    if (*head != nullptr)
-        (*head)->pprev = &entry->next;
-    *head = entry;
-    entry->pprev = head;
+    list->first = entry;
     return 0;
 }
 
-void ns_free(ns_entry **head)
-{
-    while (*head != nullptr) {
-        ns_entry *entry = *head;
-        *head = entry->next;
-        if (*head != nullptr)
-            (*head)->pprev = head;
-        ns_entry_free(entry);
-    }
-}
-
-xmlXPathObject *xpath_eval(xmlDoc *document, const char *expression, ns_entry **head)
+xpath_result xpath_eval(xmlDoc *document, const char *expression, const ns_list &namespaces)
 {
     xml_memory_watch();
     scrub_registers();
     const xpath_context context(xmlXPathNewContext(document));
     if (!context)
         return nullptr;
-    if (register_namespaces(context.get(), *head) != 0) {
+    if (register_namespaces(context.get(), namespaces.first) != 0) {
         log_debug("[DEBUG] Registering base namespace for the message xpath context failed.\n");
         return nullptr;
     }
@@ -168,7 +154,7 @@ xmlXPathObject *xpath_eval(xmlDoc *document, const char *expression, ns_entry **
     if (!result || xml_memory_ran_out() || result->nodesetval == nullptr ||
         result->nodesetval->nodeNr == 0 || result->nodesetval->nodeTab == nullptr)
         return nullptr;
-    return result.release();
+    return result;
 }
 
 xml_content xml_node_content(const xmlNode *node)

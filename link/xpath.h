@@ -1,8 +1,4 @@
 // XPath over replies, with the prefixes of their namespaces.
-//
-// A namespace list is a head pointer, null when empty; the caller owns it and
-// gives it back with ns_free. "base10" always stands for the NETCONF base
-// namespace.
 #ifndef VANDEL_LINK_XPATH_H
 #define VANDEL_LINK_XPATH_H
 
@@ -13,29 +9,34 @@
 #include "scrub.h"
 
 struct ns_entry {
-    char *prefix;     // owned
-    char *uri;        // owned
-    ns_entry *next;   // next entry
-    ns_entry **pprev; // address of the link that points at this entry
+    ns_entry *next;
+    char *prefix;
+    char *uri;
 };
 
-struct xml_doc_deleter {
-    void operator()(xmlDoc *document) const noexcept
-    {
-        scrub_registers();
-        xmlFreeDoc(document);
-    }
-};
-using xml_doc = std::unique_ptr<xmlDoc, xml_doc_deleter>;
+// Prefixes and what they stand for; owns its entries. "base10", which stands for the
+// NETCONF base namespace, is in every list.
+struct ns_list {
+    ns_entry *first = nullptr;
 
-struct xpath_result_deleter {
-    void operator()(xmlXPathObject *result) const noexcept
+    ns_list() = default;
+    ~ns_list();
+    ns_list(const ns_list &) = delete;
+    ns_list &operator=(const ns_list &) = delete;
+};
+
+// Gives an object back to libxml2.
+template <auto give_back>
+struct xml_deleter {
+    template <class Object>
+    void operator()(Object *object) const noexcept
     {
         scrub_registers();
-        xmlXPathFreeObject(result);
+        give_back(object);
     }
 };
-using xpath_result = std::unique_ptr<xmlXPathObject, xpath_result_deleter>;
+using xml_doc = std::unique_ptr<xmlDoc, xml_deleter<xmlFreeDoc>>;
+using xpath_result = std::unique_ptr<xmlXPathObject, xml_deleter<xmlXPathFreeObject>>;
 
 struct xml_content_deleter {
     void operator()(xmlChar *text) const noexcept
@@ -61,16 +62,12 @@ int xml_thread_init();
 // well-formed or memory runs out.
 xml_doc xml_parse(const char *text, size_t length);
 
-// Adds a prefix at the head; 0, or -1 when memory runs out. A prefix that the
-// list already holds keeps its first namespace.
-int ns_add(ns_entry **head, const char *prefix, const char *uri);
+// Adds a prefix in front; 0, or -1 when memory runs out. A prefix that the list
+// already holds keeps its first namespace.
+int ns_add(ns_list *list, const char *prefix, const char *uri);
 
-// Releases every entry; the head is null afterwards.
-void ns_free(ns_entry **head);
-
-// Evaluates expression over document; a node set with at least one node, for
-// the caller to free with xmlXPathFreeObject, or null.
-xmlXPathObject *xpath_eval(xmlDoc *document, const char *expression, ns_entry **head);
+// Evaluates expression over document; a node set with at least one node, or null.
+xpath_result xpath_eval(xmlDoc *document, const char *expression, const ns_list &namespaces);
 
 // The text inside a node, the texts of its descendants joined; null when memory
 // runs out.

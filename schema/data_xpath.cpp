@@ -12,7 +12,7 @@ namespace
 
 struct xpath_writer {
     text_buffer text;
-    ns_entry **namespaces;
+    ns_list *namespaces;
 };
 
 // Registers a module as a prefix; 0 or -1.
@@ -104,7 +104,7 @@ int write_component(xpath_writer *writer, std::string_view component, std::strin
 
 } // namespace
 
-heap_text data_xpath(const char *path, ns_entry **namespaces)
+heap_text data_xpath(const char *path, ns_list *namespaces)
 {
     if (path == nullptr || path_levels(path) < 2)
         return nullptr;

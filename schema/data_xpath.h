@@ -11,9 +11,8 @@
 #include "link/xpath.h"
 
 // The expression for a masked data path of at least two components, and into
-// *namespaces (null before; released by the caller with ns_free in any case)
-// the module prefixes that it uses. Null when the path is too short, a prefix
+// *namespaces the module prefixes that it uses. Null when the path is too short, a prefix
 // is no module (logged), or memory runs out.
-heap_text data_xpath(const char *path, ns_entry **namespaces);
+heap_text data_xpath(const char *path, ns_list *namespaces);
 
 #endif

@@ -141,18 +141,17 @@ bool is_well_formed_path(const std::string &path)
 void check_xpath(const char *path)
 {
     static const char document[] = "<c xmlns=\"urn:m\"><l><name>a</name></l></c>";
-    ns_entry *namespaces = nullptr;
+    ns_list namespaces;
     const heap_text expression = data_xpath(path, &namespaces);
     if (expression) {
         const xml_doc parsed = xml_parse(document, sizeof document - 1);
-        const xpath_result found(xpath_eval(parsed.get(), expression.get(), &namespaces));
+        const xpath_result found(xpath_eval(parsed.get(), expression.get(), namespaces));
         xmlXPathCompExpr *compiled =
             xmlXPathCompile(reinterpret_cast<const xmlChar *>(expression.get()));
         fuzz_require(compiled != nullptr || !is_well_formed_path(path),
                      "a well-formed path becomes a valid expression");
         xmlXPathFreeCompExpr(compiled);
     }
-    ns_free(&namespaces);
 }
 
 void check_schema_path(const char *path)

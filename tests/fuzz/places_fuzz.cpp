@@ -234,19 +234,18 @@ void check_keys(const place_model &model, const std::string &masked)
 
 void check_xpath(const made_path &path, const std::string &masked)
 {
-    ns_entry *namespaces = nullptr;
+    ns_list namespaces;
     const heap_text got = data_xpath(masked.c_str(), &namespaces);
     fuzz_require((got != nullptr) == path.has_xpath, "an XPath where all prefixes are modules");
     if (got) {
         fuzz_require_equal(got.get(), path.xpath, "the model's XPath");
         std::set<std::string> prefixes;
-        for (const ns_entry *entry = namespaces; entry != nullptr; entry = entry->next) {
+        for (const ns_entry *entry = namespaces.first; entry != nullptr; entry = entry->next) {
             prefixes.insert(entry->prefix);
             fuzz_require_equal(entry->uri, std::string("urn:") + entry->prefix, "its namespace");
         }
         fuzz_require(prefixes == path.prefixes, "the prefixes that it uses");
     }
-    ns_free(&namespaces);
 }
 
 } // namespace

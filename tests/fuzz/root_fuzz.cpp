@@ -12,11 +12,10 @@ constexpr char name_space[] = "urn:n";
 xml_root_result document_says(const std::string &text)
 {
     const xml_doc document = xml_parse(text.data(), text.size());
-    ns_entry *namespaces = nullptr;
+    ns_list namespaces;
     if (!document || ns_add(&namespaces, "n", name_space) != 0)
         return xml_root_unreadable;
-    const xpath_result found(xpath_eval(document.get(), "/n:a", &namespaces));
-    ns_free(&namespaces);
+    const xpath_result found(xpath_eval(document.get(), "/n:a", namespaces));
     return found ? xml_root_matches : xml_root_differs;
 }
 

@@ -18,12 +18,11 @@ class data_xpath_test : public shell_world
     // The expression, and after a blank the prefixes in order of their use.
     static std::string xpath(const char *path)
     {
-        ns_entry *namespaces = nullptr;
+        ns_list namespaces;
         heap_text expression = data_xpath(path, &namespaces);
         std::string text;
-        for (const ns_entry *entry = namespaces; entry != nullptr; entry = entry->next)
+        for (const ns_entry *entry = namespaces.first; entry != nullptr; entry = entry->next)
             text = " " + std::string(entry->prefix) + "=" + entry->uri + text;
-        ns_free(&namespaces);
         return expression ? expression.get() + text : "(none)";
     }
 };
@@ -111,11 +110,10 @@ TEST_F(data_xpath_test, odd_predicates_do_no_harm)
     for (const char *path : {"/m/c/l[", "/m/c/l[]", "/m/c/l[k]", "/m/c/l[=v]", "/m/c/l[,]",
                              "/m/c/l[k=v", "/m/c/]", "/m/c/[", "/m/:", "/m/o:", "/m/c/l[k=v]]",
                              "/m/'", "/m/\"", "/m//c", "/m/c/", "/m/l[k=v,]"}) {
-        ns_entry *namespaces = nullptr;
+        ns_list namespaces;
         heap_text expression = data_xpath(path, &namespaces);
         if (expression)
-            xpath_result result(xpath_eval(parsed.get(), expression.get(), &namespaces));
-        ns_free(&namespaces);
+            xpath_result result(xpath_eval(parsed.get(), expression.get(), namespaces));
     }
 }
 

@@ -18,10 +18,9 @@ xml_root_result document_says(const std::string &text, const char *wanted = "/n:
     const xml_doc document = xml_parse(text.data(), text.size());
     if (!document)
         return xml_root_unreadable;
-    ns_entry *namespaces = nullptr;
+    ns_list namespaces;
     EXPECT_EQ(ns_add(&namespaces, "n", name_space), 0);
-    const xpath_result found(xpath_eval(document.get(), wanted, &namespaces));
-    ns_free(&namespaces);
+    const xpath_result found(xpath_eval(document.get(), wanted, namespaces));
     return found ? xml_root_matches : xml_root_differs;
 }
 
