@@ -20,7 +20,6 @@ struct list_record;
 struct command_reads;
 struct tinyrl;
 struct redisContext;
-struct _xmlDoc;
 
 // Command nodes in the order in which they were staged. `tail` is the address
 // of the link that ends the list, null for a log that was never used.
@@ -79,7 +78,6 @@ struct session_record {
     int session_id;        // given by the daemon
     redisContext *redis;   // the schema database (schema/database.h)
     command_reads *reads;  // what the current command has read there; null for no command
-    _xmlDoc *reply_doc;    // the reply that a query result points into (browse/server_read.h)
     list_record **entries; // head cell of the list entries added here (cmdtree/local_entries.h)
     void *entry_index;     // of these by list path, a tree of search.h
     int profile_refused;   // 1 once the log says what the profile is (profile/profile_file.h)

@@ -3,7 +3,6 @@
 #include <string.h>
 
 #include "base/log.h"
-#include "base/session.h"
 #include "base/text.h"
 #include "browse/descendants.h"
 #include "browse/read_requests.h"
@@ -14,67 +13,55 @@
 #include "schema/masking.h"
 #include "schema/path.h"
 #include "schema/place.h"
-#include "scrub.h"
 
 namespace
 {
 
-// The reply that a node set points into stays in the session until the node
-// set has been used.
+// A node set points into its document, which is freed after it.
 struct query_result {
+    xml_doc document;
     xpath_result nodes;
-
-    explicit query_result(xpath_result found) : nodes(std::move(found)) {}
-    ~query_result()
-    {
-        nodes.reset();
-        xml_doc(session.reply_doc).reset();
-        session.reply_doc = nullptr;
-    }
-    query_result(const query_result &) = delete;
-    query_result &operator=(const query_result &) = delete;
 };
 
-// Sends a request and parses the reply into the session; 0 or -1.
-int exchange_document(heap_text request)
+// Sends a request and parses the reply; null without one.
+xml_doc exchange_document(heap_text request)
 {
     if (!request) {
         log_debug("[DEBUG] Build get msg error\n");
-        return -1;
+        return nullptr;
     }
     unmask_keys(request.get());
     reply_text reply;
     const request_result result = request_exchange(std::move(request), &reply);
     if (result == request_unsent) {
         log_debug("[DEBUG] send get msg error\n");
-        return -1;
+        return nullptr;
     }
     if (result == request_unanswered || reply.length == 0) {
         log_debug("[DEBUG] recv get msg reply error\n");
-        return -1;
+        return nullptr;
     }
-    session.reply_doc = xml_parse(reply.text.get(), reply.length).release();
-    if (session.reply_doc == nullptr) {
+    xml_doc document = xml_parse(reply.text.get(), reply.length);
+    if (!document)
         log_debug("[DEBUG] Receive a invalid xml document.\n");
-        return -1;
-    }
-    return 0;
+    return document;
 }
 
 // The nodes at a path in the reply to a request; null for none.
-xpath_result query(heap_text request, const char *path)
+query_result query(heap_text request, const char *path)
 {
-    if (exchange_document(std::move(request)) != 0)
-        return nullptr;
+    query_result result = {exchange_document(std::move(request)), nullptr};
+    if (!result.document)
+        return result;
     ns_list namespaces;
     const heap_text steps = data_xpath(path, &namespaces);
     const heap_text expression =
         steps ? text_concat({"/base10:rpc-reply/base10:data", steps.get()}) : nullptr;
     if (expression)
-        return xpath_eval(session.reply_doc, expression.get(), namespaces);
-    if (steps)
+        result.nodes = xpath_eval(result.document.get(), expression.get(), namespaces);
+    else if (steps)
         log_debug("[DEBUG] Out of memory!\n");
-    return nullptr;
+    return result;
 }
 
 int add_key(key_value_set *set, const xmlNode *element)
@@ -130,7 +117,7 @@ int ask_entries(const place &list, Take take)
         log_debug("[DEBUG] failed to get list[%s] key\n", shown_text(list_path).get());
         return -1;
     }
-    const query_result result(query(build_get_list_keys(list_path, &keys), list_path));
+    const query_result result = query(build_get_list_keys(list_path, &keys), list_path);
     if (!result.nodes) {
         log_debug("[DEBUG] netserver didn't configure list\n");
         return 0;
@@ -142,8 +129,7 @@ int ask_entries(const place &list, Take take)
 
 bool server_has_data(const char *path)
 {
-    const query_result result(query(build_get_config(path, read_source_running), path));
-    return result.nodes != nullptr;
+    return query(build_get_config(path, read_source_running), path).nodes != nullptr;
 }
 
 bool server_has_entry(const place &list, const char *name)

@@ -24,7 +24,6 @@ class server_read_test : public shell_world
         captured_log_take();
         bool result = false;
         EXPECT_EQ(printed_by([&] { result = server_has_data(path); }), "");
-        EXPECT_EQ(session.reply_doc, nullptr);
         return result;
     }
 
@@ -33,7 +32,6 @@ class server_read_test : public shell_world
         descendant_set set;
         captured_log_take();
         int result = server_list_entries(place_at(list_path, path_scope_session), &set);
-        EXPECT_EQ(session.reply_doc, nullptr);
         return result;
     }
 };
