@@ -5,7 +5,7 @@
 namespace
 {
 
-constexpr size_t first_capacity = 16;
+constexpr size_t first_capacity = 4;
 
 } // namespace
 

@@ -79,9 +79,7 @@ int add_key(key_value_set *set, const xmlNode *element)
 // keys are not the list's.
 heap_text read_entry_name(const char *list_name, const xmlNode *entry, key_names *keys)
 {
-    key_value_set set;
-    if (key_values_create(&set, keys->count) != 0)
-        return nullptr;
+    key_value_set set(keys->count);
     for (const xmlNode *child = entry->children; child != nullptr; child = child->next) {
         if (child->type == XML_ELEMENT_NODE && add_key(&set, child) != 0)
             return nullptr;

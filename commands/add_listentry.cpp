@@ -16,8 +16,6 @@ namespace
 
 int collect_pairs(const arg_words &words, key_value_set *pairs)
 {
-    if (key_values_create(pairs, static_cast<size_t>(words.argc / 2)) != 0)
-        return -1;
     for (int i = 1; i + 1 < words.argc; i += 2) {
         if (key_values_add(pairs, words.argv[i], words.argv[i + 1]) != 0)
             return -1;
@@ -68,7 +66,7 @@ int cmd_add_listentry(const char *line)
         puts("wrong number of parameters\r");
         return 0;
     }
-    key_value_set pairs;
+    key_value_set pairs(static_cast<size_t>(words.argc / 2));
     if (collect_pairs(words, &pairs) != 0)
         return 0;
     const place list = list_workspace();

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "base/growing_array.h"
 #include "base/log.h"
 #include "schema/masking.h"
 
@@ -32,50 +33,32 @@ int compare_key_values(const void *a, const void *b)
                          static_cast<const key_value *>(b)->key);
 }
 
-// A key under the name that the list has for it.
-struct named_value {
-    const char *name;
-    const char *value;
-};
-
-int compare_named_values(const void *a, const void *b)
+int compare_names_in_list(const void *a, const void *b)
 {
-    return strcmp(static_cast<const named_value *>(a)->name,
-                  static_cast<const named_value *>(b)->name);
+    return strcmp(static_cast<const key_value *>(a)->name, static_cast<const key_value *>(b)->name);
 }
 
-int check_keys(const key_value_set *set, const key_names *names)
+// Gives each key its name in the list; 0, or -1 when they are not the list's.
+int name_keys(key_value_set *set, const key_names *names)
 {
     for (size_t i = 0; i < names->count; i++) {
         if (!same_key(set->pair[i].key, names->name[i])) {
             log_debug("[DEBUG] invalid key:%s\n", shown_text(set->pair[i].key).get());
             return -1;
         }
+        set->pair[i].name = names->name[i];
     }
     return 0;
 }
 
-// The pairs of a set that holds the keys of the list, in the order in which
-// they are written.
-malloc_ptr<named_value> values_by_name(const key_value_set *set, const key_names *names)
-{
-    malloc_ptr<named_value> values(
-        static_cast<named_value *>(calloc(names->count, sizeof(named_value))));
-    if (!values)
-        return nullptr;
-    for (size_t i = 0; i < names->count; i++)
-        values.get()[i] = {names->name[i], set->pair[i].value};
-    qsort(values.get(), names->count, sizeof(named_value), compare_named_values);
-    return values;
-}
-
-heap_text write_entry_name(std::string_view list, const named_value *values, size_t count)
+heap_text write_entry_name(std::string_view list, const key_value_set *set)
 {
     text_buffer name;
     if (text_append(&name, list) != 0)
         return nullptr;
-    for (size_t i = 0; i < count; i++) {
-        if (text_append_all(&name, {i == 0 ? "[" : ",", values[i].name, "=", values[i].value}) != 0)
+    for (size_t i = 0; i < set->count; i++) {
+        const key_value &pair = set->pair[i];
+        if (text_append_all(&name, {i == 0 ? "[" : ",", pair.name, "=", pair.value}) != 0)
             return nullptr;
     }
     return text_append(&name, "]") == 0 ? std::move(name.data) : nullptr;
@@ -105,39 +88,22 @@ key_value_set::~key_value_set()
     free(pair);
 }
 
-int key_names_create(key_names *names, size_t count)
+int key_names_add(key_names *names, std::string_view name)
 {
-    size_t slots = 0; // one more, because there may be none
-    if (!size_add(count, 1, &slots))
+    heap_text copy = text_copy(name);
+    void *grown = copy
+                      ? array_make_room(names->name, names->count, &names->capacity, sizeof(char *))
+                      : nullptr;
+    if (grown == nullptr)
         return -1;
-    names->name = static_cast<char **>(calloc(slots, sizeof(char *)));
-    if (names->name == nullptr)
-        return -1;
-    names->count = count;
+    names->name = static_cast<char **>(grown);
+    names->name[names->count++] = copy.release();
     return 0;
-}
-
-int key_values_create(key_value_set *set, size_t capacity)
-{
-    size_t slots = 0; // one more, because there may be none
-    if (!size_add(capacity, 1, &slots))
-        return -1;
-    set->pair = static_cast<key_value *>(calloc(slots, sizeof(key_value)));
-    if (set->pair == nullptr)
-        return -1;
-    set->capacity = capacity;
-    return 0;
-}
-
-int key_names_set(key_names *names, size_t slot, std::string_view name)
-{
-    names->name[slot] = text_copy(name).release();
-    return names->name[slot] != nullptr ? 0 : -1;
 }
 
 int key_values_add(key_value_set *set, std::string_view key, std::string_view value)
 {
-    if (set->count == set->capacity) {
+    if (set->count == set->limit) {
         log_debug("[DEBUG] kvs is full\n");
         return -1;
     }
@@ -145,7 +111,11 @@ int key_values_add(key_value_set *set, std::string_view key, std::string_view va
     heap_text value_copy = text_copy(value);
     if (!key_copy || !value_copy)
         return -1;
-    set->pair[set->count++] = {key_copy.release(), value_copy.release()};
+    void *grown = array_make_room(set->pair, set->count, &set->capacity, sizeof(key_value));
+    if (grown == nullptr)
+        return -1;
+    set->pair = static_cast<key_value *>(grown);
+    set->pair[set->count++] = {key_copy.release(), value_copy.release(), nullptr};
     return 0;
 }
 
@@ -162,8 +132,8 @@ heap_text entry_name(std::string_view list, key_value_set *set, key_names *names
     // key is which.
     qsort(names->name, names->count, sizeof(char *), compare_key_names);
     qsort(set->pair, set->count, sizeof(key_value), compare_key_values);
-    if (check_keys(set, names) != 0)
+    if (name_keys(set, names) != 0)
         return nullptr;
-    const malloc_ptr<named_value> values = values_by_name(set, names);
-    return values ? write_entry_name(list, values.get(), names->count) : nullptr;
+    qsort(set->pair, set->count, sizeof(key_value), compare_names_in_list);
+    return write_entry_name(list, set);
 }

@@ -12,6 +12,7 @@
 // Names of the key leaves of a list.
 struct key_names {
     size_t count = 0;
+    size_t capacity = 0;
     char **name = nullptr;
 
     key_names() = default;
@@ -23,29 +24,26 @@ struct key_names {
 struct key_value {
     char *key;
     char *value;
+    const char *name; // the key's name in the list, once entry_name has looked for it
 };
 
-// A fixed number of slots for key and value, filled from the first on.
+// At most `limit` keys with their values.
 struct key_value_set {
-    size_t capacity = 0;
+    size_t limit;
     size_t count = 0;
+    size_t capacity = 0;
     key_value *pair = nullptr;
 
-    key_value_set() = default;
+    explicit key_value_set(size_t most) : limit(most) {}
     ~key_value_set();
     key_value_set(const key_value_set &) = delete;
     key_value_set &operator=(const key_value_set &) = delete;
 };
 
-// Makes room for count names or pairs in a record that was never used; 0 or -1.
-int key_names_create(key_names *names, size_t count);
-int key_values_create(key_value_set *set, size_t capacity);
+// Adds a copy of a name; 0, or -1 when memory runs out.
+int key_names_add(key_names *names, std::string_view name);
 
-// Copies a name into a slot; 0 or -1.
-int key_names_set(key_names *names, size_t slot, std::string_view name);
-
-// Copies a pair into the first empty slot; 0, or -1 when there is none (logged)
-// or memory runs out.
+// Adds a copy of a pair; 0, or -1 when the set is full (logged) or memory runs out.
 int key_values_add(key_value_set *set, std::string_view key, std::string_view value);
 
 // Whether two names are those of one key, of which either may lack its module

@@ -138,10 +138,8 @@ int list_keys(const place &list, key_names *keys)
         if (!schema_path_exists(schema_path))
             return -1;
     }
-    if (key_names_create(keys, fields.count) != 0)
-        return -1;
     for (size_t i = 0; i < fields.count; i++) {
-        if (key_names_set(keys, i, hash_field_name(fields, i)) != 0)
+        if (key_names_add(keys, hash_field_name(fields, i)) != 0)
             return -1;
     }
     return 0;

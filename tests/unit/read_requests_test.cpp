@@ -22,9 +22,8 @@ class read_requests_test : public shell_world
 
     static key_names *names(key_names *keys, const std::vector<std::string> &list)
     {
-        EXPECT_EQ(key_names_create(keys, list.size()), 0);
-        for (size_t i = 0; i < list.size(); i++)
-            key_names_set(keys, i, list[i]);
+        for (const std::string &name : list)
+            EXPECT_EQ(key_names_add(keys, name), 0);
         return keys;
     }
 };

@@ -406,9 +406,8 @@ TEST_F(xml_writer_test, filter_trees)
               "please give a node in the module!\r\nplease give a node in the module!\r\n");
     EXPECT_EQ(tree.root, nullptr);
     key_names keys;
-    ASSERT_EQ(key_names_create(&keys, 2), 0);
-    key_names_set(&keys, 0, "k1");
-    key_names_set(&keys, 1, "o:k2");
+    key_names_add(&keys, "k1");
+    key_names_add(&keys, "o:k2");
     ASSERT_EQ(filter_tree_for_keys(&tree, "/m/c/l2", &keys), 0);
     char buffer[200] = "";
     ASSERT_EQ(tree_to_filter(tree.root, buffer, sizeof buffer), 0);
