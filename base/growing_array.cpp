@@ -5,7 +5,7 @@
 namespace
 {
 
-constexpr size_t first_capacity = 4;
+constexpr size_t first_capacity = 2; // most lists have one key
 
 } // namespace
 
