@@ -1,96 +1,108 @@
 #include "browse/read_requests.h"
 
-#include <stdlib.h>
-#include <string.h>
+#include <stdio.h>
 
 #include "base/log.h"
-#include "bounded.h"
-#include "cmdtree/filter_tree.h"
+#include "cmdtree/tree.h"
 #include "cmdtree/xml_writer.h"
 #include "link/request.h"
 #include "schema/masking.h"
+#include "schema/path.h"
 
 namespace
 {
 
 constexpr size_t request_size = 4096;
 
-const char get_head[] = "  <get>\r\n"
-                        "    <filter type=\"subtree\">\r\n";
-const char get_tail[] = "    </filter>\r\n"
-                        "  </get>\r\n"
-                        "</rpc>\r\n";
+// A throw-away tree that owns itself; nothing of it is staged.
+struct filter_tree : command_tree {
+    filter_tree() : command_tree{} {}
+    ~filter_tree()
+    {
+        tree_free(this);
+    }
+    filter_tree(const filter_tree &) = delete;
+    filter_tree &operator=(const filter_tree &) = delete;
+};
 
-const char running_head[] = "  <get-config>\r\n"
-                            "    <source>\r\n"
-                            "      <running/>\r\n"
-                            "    </source>\r\n"
-                            "    <filter type=\"subtree\">\r\n";
-const char startup_head[] = "  <get-config>\r\n"
-                            "    <source>\r\n"
-                            "      <startup/>\r\n"
-                            "    </source>\r\n"
-                            "    <filter type=\"subtree\">\r\n";
-const char get_config_tail[] = "    </filter>\r\n"
-                               "  </get-config>\r\n"
-                               "</rpc>\r\n";
-
-// The first lines of a request, with the next message id.
-heap_text begin_request(const char *head)
+// Fills an empty tree with the node at a path, and below it one for each key; 0 or -1.
+// A path of one component is refused with a message to the operator.
+int fill_filter(filter_tree *tree, const char *path, const key_names &keys)
 {
-    heap_text request(static_cast<char *>(calloc(1, request_size)));
-    if (!request)
-        return nullptr;
-    const heap_text first = request_head();
-    if (!first || strcat_s(request.get(), request_size, first.get()) != 0 ||
-        strcat_s(request.get(), request_size, head) != 0)
-        return nullptr;
-    return request;
+    if (path_levels(path) < 2) {
+        puts("please give a node in the module!\r");
+        return -1;
+    }
+    if (tree_add_structural(tree, path) != 0)
+        return -1;
+    for (size_t i = 0; i < keys.count; i++) {
+        const heap_text key_path = text_concat({path, "/", keys.name[i]});
+        if (!key_path || tree_add_structural(tree, key_path.get()) != 0)
+            return -1;
+    }
+    return 0;
 }
 
-heap_text finish_request(heap_text request, const filter_tree *filter, const char *tail)
+// Begins a request in an empty buffer; a null datastore has none named. 0 or -1.
+int begin_request(text_buffer *request, const char *operation, const char *datastore)
 {
-    if (tree_to_filter(filter->root, request.get(), request_size) != 0 ||
-        strcat_s(request.get(), request_size, tail) != 0)
-        return nullptr;
-    return request;
+    if (text_reserve(request, {request_size - 1}) != 0)
+        return -1;
+    const heap_text head = request_head();
+    if (!head || text_append_all(request, {head.get(), "  <", operation, ">\r\n"}) != 0 ||
+        (datastore != nullptr && text_append_all(request, {"    <source>\r\n"
+                                                           "      <",
+                                                           datastore,
+                                                           "/>\r\n"
+                                                           "    </source>\r\n"}) != 0))
+        return -1;
+    return text_append(request, "    <filter type=\"subtree\">\r\n");
 }
 
-heap_text build_for_path(const char *path, const char *head, const char *tail)
+heap_text finish_request(text_buffer *request, const char *operation, const filter_tree &filter)
 {
-    heap_text request = begin_request(head);
-    if (!request)
+    if (tree_to_filter(filter.root, request, request_size) != 0 ||
+        text_append_all(request, {"    </filter>\r\n  </", operation, ">\r\n</rpc>\r\n"}) != 0 ||
+        request->length >= request_size)
+        return nullptr;
+    return std::move(request->data);
+}
+
+heap_text build_for_path(const char *path, const char *operation, const char *datastore)
+{
+    text_buffer request;
+    if (begin_request(&request, operation, datastore) != 0)
         return nullptr;
     filter_tree filter;
-    if (filter_tree_for_path(&filter, path) != 0) {
+    if (fill_filter(&filter, path, {}) != 0) {
         log_debug("[DEBUG] Failed to build %s's tree!\n", shown_text(path).get());
         return nullptr;
     }
-    return finish_request(std::move(request), &filter, tail);
+    return finish_request(&request, operation, filter);
 }
 
 } // namespace
 
 heap_text build_get(const char *path)
 {
-    return build_for_path(path, get_head, get_tail);
+    return build_for_path(path, "get", nullptr);
 }
 
 heap_text build_get_config(const char *path, read_source source)
 {
-    const char *head = source == read_source_running ? running_head : startup_head;
-    return build_for_path(path, head, get_config_tail);
+    return build_for_path(path, "get-config",
+                          source == read_source_running ? "running" : "startup");
 }
 
 heap_text build_get_list_keys(const char *list_path, const key_names *keys)
 {
-    heap_text request = begin_request(running_head);
-    if (!request)
+    text_buffer request;
+    if (begin_request(&request, "get-config", "running") != 0)
         return nullptr;
     filter_tree filter;
-    if (filter_tree_for_keys(&filter, list_path, keys) != 0) {
+    if (fill_filter(&filter, list_path, *keys) != 0) {
         log_debug("[DEBUG] Failed to build list:%s's tree.\n", shown_text(list_path).get());
         return nullptr;
     }
-    return finish_request(std::move(request), &filter, get_config_tail);
+    return finish_request(&request, "get-config", filter);
 }

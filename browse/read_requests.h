@@ -1,7 +1,7 @@
 // The NETCONF requests that read: get and get-config with a subtree filter.
 //
-// A request is a zero-terminated text in a buffer of 4096 bytes; one that does
-// not fit is refused. Null is returned then, when the filter cannot be built
+// A request is a zero-terminated text of less than 4096 bytes; a longer one is
+// refused. Null is returned then, when the filter cannot be built
 // (logged), and when memory runs out; the request has taken its message id all
 // the same. Paths are masked.
 #ifndef VANDEL_BROWSE_READ_REQUESTS_H

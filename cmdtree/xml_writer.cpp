@@ -3,8 +3,6 @@
 #include "cmdtree/xml_writer.h"
 
 #include "base/log.h"
-#include "base/text.h"
-#include "bounded.h"
 #include "cmdtree/chunk_pool.h"
 #include "cmdtree/tree.h"
 #include "cmdtree/xml_element.h"
@@ -16,7 +14,7 @@ namespace
 struct piece_sink {
     element_detail detail;
     path_scope scope;
-    char *buffer; // of a filter; null for the pool
+    text_buffer *filter; // below `size` bytes; null for the pool
     size_t size;
     text_buffer piece;
 };
@@ -26,15 +24,14 @@ int emit(piece_sink *sink)
     if (sink->piece.length == 0)
         return 0;
     const std::string_view piece(sink->piece.data.get(), sink->piece.length);
-    int failed = 0;
-    if (sink->buffer == nullptr)
-        failed = pool_append(piece);
-    else
-        failed = strcat_s(sink->buffer, sink->size, piece.data());
-    text_clear(&sink->piece);
-    if (failed != 0 && sink->buffer != nullptr)
+    const bool fits = sink->filter == nullptr || sink->filter->length + piece.size() < sink->size;
+    int failed = -1;
+    if (!fits)
         log_debug("[DEBUG] buf is not enough!\n");
-    return failed != 0 ? -1 : 0;
+    else
+        failed = sink->filter == nullptr ? pool_append(piece) : text_append(sink->filter, piece);
+    text_clear(&sink->piece);
+    return failed;
 }
 
 int emit_open(piece_sink *sink, const cmd_node *node)
@@ -107,8 +104,8 @@ int tree_to_xml(const cmd_node *node, path_scope scope)
     return result;
 }
 
-int tree_to_filter(const cmd_node *node, char *buffer, size_t size)
+int tree_to_filter(const cmd_node *node, text_buffer *out, size_t size)
 {
-    piece_sink sink = {element_as_filter, path_scope_configuration, buffer, size, {}};
+    piece_sink sink = {element_as_filter, path_scope_configuration, out, size, {}};
     return write_tree(&sink, node);
 }

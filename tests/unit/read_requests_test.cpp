@@ -77,6 +77,11 @@ TEST_F(read_requests_test, list_keys)
     // The tree lists the newest child first.
     EXPECT_EQ(text(build_get_list_keys("/m/c/l2", &keys)),
               get_config_request(0, "<c xmlns=\"urn:m\"><l2><k1></k1><k2></k2></l2></c>"));
+    key_names prefixed;
+    names(&prefixed, {"k1", "o:k2"});
+    EXPECT_EQ(text(build_get_list_keys("/m/c/l2", &prefixed)),
+              get_config_request(1, "<c xmlns=\"urn:m\"><l2><k2 xmlns=\"urn:o\"></k2>"
+                                    "<k1></k1></l2></c>"));
 }
 
 TEST_F(read_requests_test, key_values_are_content_matches)

@@ -3,7 +3,6 @@
 
 #include <chrono>
 
-#include "cmdtree/filter_tree.h"
 #include "cmdtree/xml_element.h"
 #include "tests/support/shell_world.h"
 
@@ -65,12 +64,13 @@ class xml_writer_test : public shell_world
 
     static std::string filter(const char *path, size_t size = 4096)
     {
-        filter_tree tree;
-        std::vector<char> buffer(size);
-        EXPECT_EQ(filter_tree_for_path(&tree, path), 0);
-        if (tree_to_filter(tree.root, buffer.data(), size) != 0)
-            return "(failed)";
-        return buffer.data();
+        command_tree tree = {};
+        text_buffer text;
+        EXPECT_EQ(tree_add_structural(&tree, path), 0);
+        const int failed = tree_to_filter(tree.root, &text, size);
+        tree_free(&tree);
+        EXPECT_EQ(session.config_tree.log.first, nullptr);
+        return failed != 0 ? "(failed)" : text.data.get();
     }
 };
 
@@ -380,9 +380,10 @@ TEST_F(xml_writer_test, a_filter_shows_neither_values_nor_operations)
     set("/m/c/ll", "b");
     remove("/m/c/x");
     set("/m/c/id", "o:i");
-    char buffer[200] = "head";
-    ASSERT_EQ(tree_to_filter(session.config_tree.root, buffer, sizeof buffer), 0);
-    EXPECT_STREQ(buffer, "head<c xmlns=\"urn:m\"><id></id><x></x><ll></ll></c>");
+    text_buffer text;
+    text_append(&text, "head");
+    ASSERT_EQ(tree_to_filter(session.config_tree.root, &text, 200), 0);
+    EXPECT_STREQ(text.data.get(), "head<c xmlns=\"urn:m\"><id></id><x></x><ll></ll></c>");
 }
 
 TEST_F(xml_writer_test, a_filter_that_just_fits)
@@ -394,25 +395,6 @@ TEST_F(xml_writer_test, a_filter_that_just_fits)
         EXPECT_EQ(filter("/m/c/x", size), "(failed)") << size;
         EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] buf is not enough!\n"}}));
     }
-}
-
-TEST_F(xml_writer_test, filter_trees)
-{
-    filter_tree tree;
-    EXPECT_EQ(printed_by([&] {
-                  EXPECT_EQ(filter_tree_for_path(&tree, "/m"), -1);
-                  EXPECT_EQ(filter_tree_for_path(&tree, "/"), -1);
-              }),
-              "please give a node in the module!\r\nplease give a node in the module!\r\n");
-    EXPECT_EQ(tree.root, nullptr);
-    key_names keys;
-    key_names_add(&keys, "k1");
-    key_names_add(&keys, "o:k2");
-    ASSERT_EQ(filter_tree_for_keys(&tree, "/m/c/l2", &keys), 0);
-    char buffer[200] = "";
-    ASSERT_EQ(tree_to_filter(tree.root, buffer, sizeof buffer), 0);
-    EXPECT_STREQ(buffer, "<c xmlns=\"urn:m\"><l2><k2 xmlns=\"urn:o\"></k2><k1></k1></l2></c>");
-    EXPECT_EQ(session.config_tree.log.first, nullptr);
 }
 
 TEST_F(xml_writer_test, modules_and_the_root_are_no_elements)
