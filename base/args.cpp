@@ -133,10 +133,8 @@ void args_free(args *vector)
     if (vector == nullptr)
         return;
     if (vector->argv != nullptr) {
-        for (int i = 0; i < vector->argc; i++) {
-            text_wipe(vector->argv[i]);
-            free(vector->argv[i]);
-        }
+        for (int i = 0; i < vector->argc; i++)
+            text_free(vector->argv[i]);
         free(vector->argv);
     }
     args_init(vector);

@@ -8,8 +8,7 @@
 
 secret_block::~secret_block()
 {
-    block_wipe(data, size);
-    free(data);
+    block_free(data, size);
 }
 
 secret_piece::~secret_piece()
@@ -79,8 +78,7 @@ void *mem_grow(void *block, size_t used, size_t size)
     void *grown = calloc(1, size);
     if (grown != nullptr)
         memcpy_s(grown, size, block, used);
-    block_wipe(block, used);
-    free(block);
+    block_free(block, used);
     return grown;
 }
 

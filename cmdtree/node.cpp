@@ -28,8 +28,7 @@ void link_at(cmd_node *parent, node_list *list, cmd_node **link, cmd_node *node)
 
 void node_deleter::operator()(cmd_node *node) const noexcept
 {
-    text_wipe(node->value);
-    free(node->value);
+    text_free(node->value);
     free(node); // and its path with it
 }
 
@@ -94,8 +93,7 @@ void node_unlink(cmd_node *node)
 
 void node_replace_value(cmd_node *node, char *value)
 {
-    text_wipe(node->value);
-    free(node->value);
+    text_free(node->value);
     node->value = value;
 }
 

@@ -55,10 +55,8 @@ void match_list_insert_common(tinyrl *editor, size_t start, const match_list *li
 
 void match_list_free(match_list *list)
 {
-    for (size_t i = 0; i < list->count; i++) {
-        text_wipe(list->entry[i]);
-        free(list->entry[i]);
-    }
+    for (size_t i = 0; i < list->count; i++)
+        text_free(list->entry[i]);
     free(list->entry);
     list->entry = nullptr;
     list->count = 0;

@@ -19,7 +19,13 @@ void text_wipe(char *text)
         block_wipe(text, strlen(text));
 }
 
-void wipe_deleter::operator()(char *text) const noexcept
+void block_free(void *block, size_t size)
+{
+    block_wipe(block, size);
+    free(block);
+}
+
+void text_free(char *text)
 {
     text_wipe(text);
     free(text);

@@ -82,8 +82,7 @@ key_value_set::~key_value_set()
 {
     for (size_t i = 0; i < count; i++) {
         free(pair[i].key);
-        text_wipe(pair[i].value);
-        free(pair[i].value);
+        text_free(pair[i].value);
     }
     free(pair);
 }

@@ -29,8 +29,7 @@ struct tinyrl : tinyrl_settings {
     const char *line;       // null outside a read
     const char *prompt;     // the caller's
     char *buffer;           // heap
-    size_t buffer_size;     // without the terminating zero
-    size_t buffer_capacity; // bytes allocated; more than buffer_size
+    size_t buffer_capacity; // bytes allocated
     bool done;
     size_t point;
     size_t end;

@@ -9,8 +9,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "heap.h"
 #include "tinyrl/checks.h"
-#include "tinyrl/memory.h"
 
 namespace
 {
@@ -21,7 +21,7 @@ constexpr size_t slot_size = sizeof(history_entry *);
 // Copies line into an entry that has no number yet.
 history_entry *entry_new(const char *line)
 {
-    heap_text copy = copy_text(line, strlen(line));
+    heap_text copy(strdup(line));
     auto *entry = static_cast<history_entry *>(calloc(1, sizeof(history_entry)));
     if (!copy || entry == nullptr) {
         free(entry);
@@ -115,7 +115,7 @@ history history_with(size_t limit)
 void history_entry_delete(history_entry *entry)
 {
     if (entry != nullptr) {
-        wipe_and_free(entry->line);
+        text_free(entry->line);
         free(entry);
     }
 }

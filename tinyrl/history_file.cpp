@@ -4,7 +4,7 @@
 #include <stdio.h>
 #include <string.h>
 
-#include "tinyrl/memory.h"
+#include "heap.h"
 
 namespace
 {
@@ -28,7 +28,7 @@ int read_entries(struct history *history, FILE *file)
         memory[strcspn(memory, "\n")] = '\0';
         history_add(history, memory);
     }
-    wipe_and_free(memory, size);
+    block_free(memory, size);
     return feof(file) != 0 ? 0 : -1;
 }
 

@@ -6,8 +6,8 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "heap.h"
 #include "tinyrl/editor.h"
-#include "tinyrl/memory.h"
 
 namespace
 {
@@ -97,7 +97,7 @@ bool key_kill_to_end(tinyrl *editor, int /*key*/)
 bool key_kill_to_start(tinyrl *editor, int /*key*/)
 {
     if (editor->point == 0) {
-        wipe_and_free(editor->kill_string);
+        text_free(editor->kill_string);
         editor->kill_string = nullptr;
         return true;
     }

@@ -6,9 +6,10 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "bounded.h"
+#include "heap.h"
 #include "tinyrl/checks.h"
 #include "tinyrl/editor.h"
-#include "tinyrl/memory.h"
 #include "tinyrl/utf8.h"
 
 namespace
@@ -26,12 +27,11 @@ void note_change(tinyrl *editor, size_t offset)
 // Makes the buffer a copy of text, and the line the buffer; 0 or -1.
 int replace_buffer(tinyrl *editor, const char *text, size_t length)
 {
-    heap_text copy = copy_text(text, length);
+    heap_text copy(strndup(text, length));
     if (!copy)
         return -1;
-    wipe_and_free(editor->buffer, editor->buffer_capacity);
+    block_free(editor->buffer, editor->buffer_capacity);
     editor->buffer = copy.release();
-    editor->buffer_size = length;
     editor->buffer_capacity = length + 1;
     editor->line = editor->buffer;
     return 0;
@@ -46,37 +46,24 @@ int changed_line(tinyrl *editor)
     return result;
 }
 
-// Moves the buffer to a block of capacity bytes; 0 or -1. realloc would leave the
-// text in the old block.
-int move_buffer(tinyrl *editor, size_t capacity)
-{
-    char *buffer = static_cast<char *>(malloc(capacity));
-    if (buffer == nullptr)
-        return -1;
-    memcpy_s(buffer, capacity, editor->buffer, editor->end + 1);
-    wipe_and_free(editor->buffer, editor->buffer_capacity);
-    editor->buffer = buffer;
-    editor->buffer_capacity = capacity;
-    editor->line = buffer;
-    return 0;
-}
-
-// Makes room for a line of length bytes; 0 or -1. The block at least doubles when it
-// is too small, so that a line of any length is copied only a few times.
+// Makes room for a line of length bytes; 0 or -1. A new block has half as much again,
+// so that a line of any length is copied only a few times. realloc would leave the text
+// in the old one.
 int extend_buffer(tinyrl *editor, size_t length)
 {
     if (editor->max_line_length > 0 && length >= editor->max_line_length)
         return -1;
-    if (length <= editor->buffer_size)
+    if (length < editor->buffer_capacity)
         return 0;
-    size_t size = editor->max_line_length;
-    if (size == 0)
-        size = length > editor->buffer_size + spare ? length : editor->buffer_size + spare;
-    const size_t doubled = editor->buffer_capacity < SIZE_MAX / 2 ? editor->buffer_capacity * 2 : 0;
-    if (size >= editor->buffer_capacity &&
-        move_buffer(editor, size < doubled ? doubled : size + 1) != 0)
+    const size_t capacity = length + length / 2 + spare;
+    char *buffer = static_cast<char *>(malloc(capacity));
+    if (buffer == nullptr)
         return -1;
-    editor->buffer_size = size;
+    memcpy_s(buffer, capacity, editor->buffer, editor->end + 1);
+    block_free(editor->buffer, editor->buffer_capacity);
+    editor->buffer = buffer;
+    editor->buffer_capacity = capacity;
+    editor->line = buffer;
     return 0;
 }
 
@@ -99,9 +86,8 @@ int tinyrl_start_line(tinyrl *editor)
 
 void tinyrl_end_line(tinyrl *editor)
 {
-    wipe_and_free(editor->buffer, editor->buffer_capacity);
+    block_free(editor->buffer, editor->buffer_capacity);
     editor->buffer = nullptr;
-    editor->buffer_size = 0;
     editor->buffer_capacity = 0;
     editor->line = nullptr;
     editor->point = 0;
@@ -164,10 +150,10 @@ void tinyrl_delete_text(tinyrl *editor, size_t start, size_t end)
 
 int tinyrl_set_kill_string(tinyrl *editor, const char *text, size_t length)
 {
-    heap_text copy = copy_text(text, length);
+    heap_text copy(strndup(text, length));
     if (!copy)
         return -1;
-    wipe_and_free(editor->kill_string);
+    text_free(editor->kill_string);
     editor->kill_string = copy.release();
     return 0;
 }

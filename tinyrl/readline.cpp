@@ -7,8 +7,8 @@
 #include <string.h>
 
 #include "code_point.h"
+#include "heap.h"
 #include "tinyrl/editor.h"
-#include "tinyrl/memory.h"
 
 namespace
 {
@@ -203,7 +203,7 @@ char *tinyrl_readline_preset(tinyrl *editor, const char *prompt, void *context, 
     if (tinyrl_start_line(editor) == 0)
         error = read_line(editor, text);
     if (error == 0) {
-        result = copy_text(editor->line, editor->end);
+        result.reset(strndup(editor->line, editor->end));
         error = result ? 0 : ENOENT;
     }
     tinyrl_end_line(editor);

@@ -12,8 +12,8 @@
 
 #include "bounded.h"
 #include "code_point.h"
+#include "heap.h"
 #include "tinyrl/editor.h"
-#include "tinyrl/memory.h"
 #include "tinyrl/utf8.h"
 
 namespace
@@ -117,7 +117,7 @@ int make_room_for_copy(drawn_line *drawn, size_t length)
         return -1;
     if (drawn->text != nullptr)
         memcpy_s(text, size, drawn->text, drawn->length);
-    wipe_and_free(drawn->text, drawn->size);
+    block_free(drawn->text, drawn->size);
     drawn->text = text;
     drawn->size = size;
     return 0;
@@ -145,7 +145,7 @@ void remember(tinyrl *editor, const char *line, int width)
 void tinyrl_forget_drawn_line(tinyrl *editor)
 {
     drawn_line *drawn = &editor->drawn;
-    wipe_and_free(drawn->text, drawn->size);
+    block_free(drawn->text, drawn->size);
     *drawn = {nullptr, 0, 0, 0, drawn->width, 0};
 }
 

@@ -10,10 +10,10 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "heap.h"
 #include "terminal_text.h"
 #include "tinyrl/checks.h"
 #include "tinyrl/editor.h"
-#include "tinyrl/memory.h"
 
 tinyrl *tinyrl_new(FILE *in, FILE *out, size_t history_limit, tinyrl_completion_handler *complete)
 {
@@ -38,9 +38,9 @@ void tinyrl_delete(tinyrl *editor)
         raw_mode_abandon(&editor->raw_mode);
     }
     history_clear(&editor->history);
-    wipe_and_free(editor->buffer, editor->buffer_capacity);
-    wipe_and_free(editor->kill_string);
-    wipe_and_free(editor->drawn.text, editor->drawn.size);
+    block_free(editor->buffer, editor->buffer_capacity);
+    text_free(editor->kill_string);
+    block_free(editor->drawn.text, editor->drawn.size);
     free(editor);
 }
 

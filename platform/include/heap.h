@@ -27,8 +27,15 @@ void block_wipe(void *block, size_t size);
 // The same with a zero-terminated text, up to its end.
 void text_wipe(char *text);
 
+// Both wipe and free.
+void block_free(void *block, size_t size);
+void text_free(char *text);
+
 struct wipe_deleter {
-    void operator()(char *text) const noexcept;
+    void operator()(char *text) const noexcept
+    {
+        text_free(text);
+    }
 };
 
 // A zero-terminated text that its holder owns. Any text may hold what the
