@@ -45,6 +45,6 @@ int cmd_copy_config(const char *line)
     }
     log_debug("[DEBUG] source: %s\n\n", source);
     log_debug("[DEBUG] target: %s\n\n", target);
-    copy_config(source, datastore_code(source), nullptr, target, datastore_code(target));
+    copy_config(source, nullptr, target);
     return 0;
 }

@@ -22,35 +22,21 @@ const char config_close[] = "      </config>\r\n";
 const char source_close[] = "    </source>\r\n";
 const char request_close[] = "  </copy-config>\r\n</rpc>\r\n";
 
-int fill_header(text_buffer *request)
-{
-    return request_begin(request) == 0 ? text_append(request, "  <copy-config>\r\n") : -1;
-}
-
 // The element of a datastore that has a name or a url; 0 or -1.
-int fill_datastore(text_buffer *request, const char *word, datastore code)
+int fill_datastore(text_buffer *request, const char *word)
 {
-    switch (code) {
-    case datastore_candidate:
-        return text_append(request, "      <candidate/>\r\n");
-    case datastore_running:
-        return text_append(request, "      <running/>\r\n");
-    case datastore_startup:
-        return text_append(request, "      <startup/>\r\n");
-    case datastore_url:
+    if (datastore_code(word) == datastore_url)
         return text_append_all(request, {"      <url>", word, "</url>\r\n"});
-    default:
-        return -1;
-    }
+    return text_append_all(request, {"      <", word, "/>\r\n"});
 }
 
-int fill_target(text_buffer *request, const char *word, datastore code)
+int fill_target(text_buffer *request, const char *word)
 {
-    if (code == datastore_config || code == datastore_none) {
+    if (datastore_code(word) == datastore_config) {
         printf("type is error");
         return -1;
     }
-    if (text_append(request, "    <target>\r\n") == 0 && fill_datastore(request, word, code) == 0 &&
+    if (text_append(request, "    <target>\r\n") == 0 && fill_datastore(request, word) == 0 &&
         text_append(request, "    </target>\r\n") == 0)
         return 0;
     printf("reclloc memery fail.");
@@ -86,7 +72,6 @@ int fill_given(text_buffer *request, text_buffer *config)
         return -1;
     }
     *request = std::move(*config);
-    *config = text_buffer{};
     return 0;
 }
 
@@ -98,12 +83,12 @@ int fill_config(text_buffer *request, text_buffer *config)
     return failed != 0 ? -1 : text_append(request, config_close);
 }
 
-int fill_source(text_buffer *request, const char *word, datastore code, text_buffer *config)
+int fill_source(text_buffer *request, const char *word, text_buffer *config)
 {
     if (text_append(request, "    <source>\r\n") != 0)
         return -1;
-    const int failed = code == datastore_config ? fill_config(request, config)
-                                                : fill_datastore(request, word, code);
+    const int failed = datastore_code(word) == datastore_config ? fill_config(request, config)
+                                                                : fill_datastore(request, word);
     return failed != 0 ? -1 : text_append(request, source_close);
 }
 
@@ -125,13 +110,11 @@ datastore datastore_code(const char *word)
 {
     if (word == nullptr)
         return datastore_none;
-    if (strcmp(word, "candidate") == 0)
-        return datastore_candidate;
-    if (strcmp(word, "running") == 0)
-        return datastore_running;
-    if (strcmp(word, "startup") == 0)
-        return datastore_startup;
-    return strcmp(word, "config") == 0 ? datastore_config : datastore_url;
+    constexpr const char *names[] = {"candidate", "running", "startup", "config"};
+    unsigned code = datastore_candidate;
+    while (code < datastore_url && strcmp(names[code], word) != 0)
+        code++;
+    return static_cast<datastore>(code);
 }
 
 bool is_stored_datastore(const char *word)
@@ -139,30 +122,21 @@ bool is_stored_datastore(const char *word)
     return strcmp(word, "running") == 0 || strcmp(word, "startup") == 0;
 }
 
-void copy_config(const char *source, datastore source_code, text_buffer *config, const char *target,
-                 datastore target_code)
+void copy_config(const char *source, text_buffer *config, const char *target)
 {
     if (source == nullptr || target == nullptr) {
         log_error("[ERROR] input is null.\r\n\n");
         return;
     }
     text_buffer request;
-    if (text_reserve(&request, {1024}) != 0) {
+    if (text_reserve(&request, {1024}) != 0)
         log_error("[ERROR] send buf memery malloc fail.\r\n\n");
-        return;
-    }
-    if (fill_header(&request) != 0) {
+    else if (request_begin(&request) != 0 || text_append(&request, "  <copy-config>\r\n") != 0)
         log_error("[ERROR] fill header fail.\r\n\n");
-        return;
-    }
-    if (fill_target(&request, target, target_code) != 0 ||
-        fill_source(&request, source, source_code, config) != 0) {
+    else if (fill_target(&request, target) != 0 || fill_source(&request, source, config) != 0)
         log_error("[ERROR] fill target fail.\r\n\n");
-        return;
-    }
-    if (text_append(&request, request_close) != 0) {
+    else if (text_append(&request, request_close) != 0)
         log_error("[ERROR] fill tail fail.\r\n\n");
-        return;
-    }
-    exchange_copy(&request);
+    else
+        exchange_copy(&request);
 }

@@ -25,10 +25,9 @@ bool is_stored_datastore(const char *word);
 constexpr size_t copy_config_room = 512;
 
 // Copies a datastore: sends the request, prints the reply, reports failures.
-// A source of code datastore_config is the staged configuration, which is
-// dropped with it, when `config` is null, and otherwise the text in this buffer,
-// which the request takes over; with room for the rest of it, nothing is copied.
-void copy_config(const char *source, datastore source_code, text_buffer *config, const char *target,
-                 datastore target_code);
+// The source "config" is the staged configuration, which is dropped with it, when
+// `config` is null, and otherwise the text in this buffer, which the request takes
+// over; with room for the rest of it, nothing is copied.
+void copy_config(const char *source, text_buffer *config, const char *target);
 
 #endif

@@ -93,7 +93,7 @@ void import_config(const char *path, const char *target)
 {
     text_buffer content;
     if (load_file(path, &content) == 0 && keep_data(&content) == 0)
-        copy_config("config", datastore_config, &content, target, datastore_code(target));
+        copy_config("config", &content, target);
 }
 
 } // namespace

@@ -186,8 +186,8 @@ TEST_F(datastore_test, copy_config_with_urls)
     serve({ok, ok});
     const std::string url = "ftp://u:p@h/" + std::string(3000, 'f') + "?%s";
     EXPECT_EQ(printed_by([&] {
-                  copy_config(url.c_str(), datastore_url, nullptr, "startup", datastore_startup);
-                  copy_config("running", datastore_running, nullptr, url.c_str(), datastore_url);
+                  copy_config(url.c_str(), nullptr, "startup");
+                  copy_config("running", nullptr, url.c_str());
               }),
               printed_ok + printed_ok);
     EXPECT_EQ(requests(), (std::vector<std::string>{
@@ -202,30 +202,23 @@ TEST_F(datastore_test, copy_config_with_a_configuration_text)
     std::string text = "<c xmlns='urn:m'>" + std::string(100000, 'x') + "%n</c>";
     text_buffer config;
     ASSERT_EQ(text_append(&config, text), 0);
-    EXPECT_EQ(printed_by([&] {
-                  copy_config("config", datastore_config, &config, "startup", datastore_startup);
-              }),
-              printed_ok);
+    EXPECT_EQ(printed_by([&] { copy_config("config", &config, "startup"); }), printed_ok);
     EXPECT_EQ(config.data, nullptr);
     EXPECT_EQ(requests()[0], copy_request(0, "<startup/>", config_source(text)));
 }
 
-TEST_F(datastore_test, copy_config_with_targets_that_are_none)
+TEST_F(datastore_test, copy_config_with_a_target_that_is_none)
 {
-    for (datastore code : {datastore_config, datastore_none}) {
-        captured_log_take();
-        EXPECT_EQ(
-            printed_by([&] { copy_config("running", datastore_running, nullptr, "config", code); }),
-            "type is error");
-        EXPECT_EQ(captured_log_take(), (log_lines{{11, "[ERROR] fill target fail.\r\n\n"}}));
-    }
+    captured_log_take();
+    EXPECT_EQ(printed_by([] { copy_config("running", nullptr, "config"); }), "type is error");
+    EXPECT_EQ(captured_log_take(), (log_lines{{11, "[ERROR] fill target fail.\r\n\n"}}));
 }
 
 TEST_F(datastore_test, copy_config_without_words)
 {
     EXPECT_EQ(printed_by([] {
-                  copy_config(nullptr, datastore_none, nullptr, "running", datastore_running);
-                  copy_config("running", datastore_running, nullptr, nullptr, datastore_none);
+                  copy_config(nullptr, nullptr, "running");
+                  copy_config("running", nullptr, nullptr);
               }),
               "");
     EXPECT_EQ(captured_log_take(), (log_lines{{11, "[ERROR] input is null.\r\n\n"},
