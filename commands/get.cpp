@@ -24,17 +24,24 @@ namespace
 
 const char get_config_usage[] = "please input : get-config -r|-s path or get-config -l [path]\r";
 
-void exchange_get(heap_text request)
+// Sends a request and prints the reply.
+request_result exchange_read(heap_text request)
 {
-    if (!request) {
-        log_error("[ERROR] failed to build netconf get msg!\n");
-        return;
-    }
     command_reads_forget();
     unmask_keys(request.get());
     reply_text reply;
-    if (request_exchange(std::move(request), &reply) == request_answered)
+    const request_result result = request_exchange(std::move(request), &reply);
+    if (result == request_answered)
         reply_print(reply);
+    return result;
+}
+
+void exchange_get(heap_text request)
+{
+    if (request)
+        exchange_read(std::move(request));
+    else
+        log_error("[ERROR] failed to build netconf get msg!\n");
 }
 
 void exchange_get_config(heap_text request)
@@ -43,16 +50,11 @@ void exchange_get_config(heap_text request)
         puts("fail !!\r");
         return;
     }
-    command_reads_forget();
-    unmask_keys(request.get());
-    reply_text reply;
-    const request_result result = request_exchange(std::move(request), &reply);
+    const request_result result = exchange_read(std::move(request));
     if (result == request_unsent)
         puts("send error!\r");
     else if (result == request_unanswered)
         puts("recv error!\r");
-    else
-        reply_print(reply);
 }
 
 void get_config_from(read_source source, char *argument)
