@@ -97,26 +97,12 @@ void node_replace_value(cmd_node *node, char *value)
     node->value = value;
 }
 
-size_t node_depth(const cmd_node *node)
-{
-    return path_levels(node->path);
-}
-
-bool node_split_last(const cmd_node *node, std::string_view *name, std::string_view *predicate)
+last_component node_last_component(const cmd_node *node)
 {
     const std::string_view last = path_last_component(node->path);
     const size_t open = last.find('[');
     const size_t close = open == std::string_view::npos ? open : last.find(']', open);
-    if (close == std::string_view::npos)
-        return false;
-    *name = text_slice(last, 0, open);
-    *predicate = text_slice(last, open + 1, close - open - 1);
-    return true;
-}
-
-bool node_has_predicate(const cmd_node *node)
-{
-    std::string_view name;
-    std::string_view predicate;
-    return node_split_last(node, &name, &predicate) && !predicate.empty();
+    if (close == std::string_view::npos || close == open + 1)
+        return {last, {}};
+    return {text_slice(last, 0, open), text_slice(last, open + 1, close - open - 1)};
 }

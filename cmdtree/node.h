@@ -32,14 +32,13 @@ void node_unlink(cmd_node *node);
 // Wipes and frees a node's value and gives it another one, which it owns.
 void node_replace_value(cmd_node *node, char *value);
 
-// Number of "/" in the node's path.
-size_t node_depth(const cmd_node *node);
+// The last component of a path: its name, and what stands between its brackets. It is
+// all name where nothing does or a bracket is missing.
+struct last_component {
+    std::string_view name;
+    std::string_view predicate;
+};
 
-// Whether the last component holds a predicate with something in it.
-bool node_has_predicate(const cmd_node *node);
-
-// The last component as the name and what stands between the brackets; false
-// when a bracket is missing.
-bool node_split_last(const cmd_node *node, std::string_view *name, std::string_view *predicate);
+last_component node_last_component(const cmd_node *node);
 
 #endif

@@ -18,18 +18,7 @@ const char delete_attribute[] = "xc:operation=\"delete\"";
 
 element_name name_of(const cmd_node *node)
 {
-    std::string_view name;
-    std::string_view predicate;
-    if (node_has_predicate(node) && node_split_last(node, &name, &predicate))
-        return element_name_of(name);
-    return element_name_of(path_last_component(node->path));
-}
-
-std::string_view predicate_of(const cmd_node *node)
-{
-    std::string_view name;
-    std::string_view predicate;
-    return node_split_last(node, &name, &predicate) ? predicate : std::string_view();
+    return element_name_of(node_last_component(node).name);
 }
 
 const char *written_value(const cmd_node *node, element_detail detail)
@@ -111,7 +100,7 @@ int node_attributes(const cmd_node *node, const element_name &name, const char *
     if (node->operation == operation_set &&
         value_prefix_attribute(node->path, value, scope, attributes) != 0)
         return -1;
-    if (node_depth(node) == 2 && prepend_path_namespace(node->path, attributes) != 0)
+    if (path_levels(node->path) == 2 && prepend_path_namespace(node->path, attributes) != 0)
         return -1;
     return apply_name_prefix(name, attributes);
 }
@@ -164,7 +153,7 @@ int append_key(text_buffer *out, const cmd_node *entry, std::string_view pair, p
 
 int append_keys(text_buffer *out, const cmd_node *entry, path_scope scope)
 {
-    std::string_view rest = predicate_of(entry);
+    std::string_view rest = node_last_component(entry).predicate;
     while (!rest.empty()) {
         if (append_key(out, entry, text_take(&rest, ','), scope) != 0)
             return -1;
@@ -176,7 +165,7 @@ int append_keys(text_buffer *out, const cmd_node *entry, path_scope scope)
 
 bool element_exists(const cmd_node *node)
 {
-    return node_depth(node) > 1;
+    return path_levels(node->path) > 1;
 }
 
 int element_open(text_buffer *out, const cmd_node *node, element_detail detail, path_scope scope)
@@ -190,7 +179,7 @@ int element_open(text_buffer *out, const cmd_node *node, element_detail detail, 
                            deletes ? delete_attribute : nullptr) != 0)
         return -1;
     if (value == nullptr)
-        return node_has_predicate(node) ? append_keys(out, node, scope) : 0;
+        return append_keys(out, node, scope);
     return append_value(out, value) != 0 ? -1 : append_closing_tag(out, name.local);
 }
 

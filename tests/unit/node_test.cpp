@@ -16,11 +16,8 @@ node_ptr make(const char *path)
 std::string split(const char *path)
 {
     node_ptr node = make(path);
-    std::string_view name;
-    std::string_view predicate;
-    if (!node_split_last(node.get(), &name, &predicate))
-        return "(none)";
-    return std::string(name) + "|" + std::string(predicate);
+    const last_component last = node_last_component(node.get());
+    return std::string(last.name) + "|" + std::string(last.predicate);
 }
 
 TEST(node_create, copies_path_and_value)
@@ -48,38 +45,18 @@ TEST(node_create, without_a_value)
     EXPECT_STREQ(node_create("/m", "", operation_set)->value, "");
 }
 
-TEST(node_depth, counts_slashes)
-{
-    EXPECT_EQ(node_depth(make("/").get()), 1U);
-    EXPECT_EQ(node_depth(make("/m").get()), 1U);
-    EXPECT_EQ(node_depth(make("/m/c/l[k=a\x01"
-                              "b]")
-                             .get()),
-              3U);
-}
-
-TEST(node_has_predicate, needs_something_between_the_brackets)
-{
-    EXPECT_TRUE(node_has_predicate(make("/m/l[k=v]").get()));
-    EXPECT_TRUE(node_has_predicate(make("/m/l[x]").get()));
-    EXPECT_FALSE(node_has_predicate(make("/m/l").get()));
-    EXPECT_FALSE(node_has_predicate(make("/m/l[]").get()));
-    EXPECT_FALSE(node_has_predicate(make("/m/l[k=v").get()));
-    EXPECT_FALSE(node_has_predicate(make("/m/l]k=v[").get()));
-    EXPECT_FALSE(node_has_predicate(make("/m/l[k=v]/x").get()));
-    EXPECT_FALSE(node_has_predicate(make("/").get()));
-}
-
-TEST(node_split_last, name_and_predicate)
+TEST(node_last_component, name_and_predicate)
 {
     EXPECT_EQ(split("/m/c/l[k1=a,k2=b]"), "l|k1=a,k2=b");
     EXPECT_EQ(split("/m/l[a]/o:n[b]"), "o:n|b");
-    EXPECT_EQ(split("/m/l[]"), "l|");
+    EXPECT_EQ(split("/m/l[]"), "l[]|");
     EXPECT_EQ(split("/m/l[a]b]"), "l|a");
-    EXPECT_EQ(split("/m/l[a"), "(none)");
-    EXPECT_EQ(split("/m/l"), "(none)");
-    EXPECT_EQ(split("/m/l]a["), "(none)");
-    EXPECT_EQ(split("/m/l[a]/x"), "(none)");
+    EXPECT_EQ(split("/m/l[a"), "l[a|");
+    EXPECT_EQ(split("/m/l"), "l|");
+    EXPECT_EQ(split("/m/l]a["), "l]a[|");
+    EXPECT_EQ(split("/m/l[a]/x"), "x|");
+    EXPECT_EQ(split("/m/l[x]"), "l|x");
+    EXPECT_EQ(split("/"), "|");
 }
 
 TEST(node_link, first_and_last)
