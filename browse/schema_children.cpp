@@ -102,7 +102,7 @@ int add_child(const char *schema_path, std::string_view name, std::string_view r
 {
     if (record.size() < node_record_minimum)
         return 0;
-    if (record_kind_of_bytes(record.data()) == node_kind_choice)
+    if (is_record_of_kind(record, node_kind_choice))
         return add_choice(schema_path, name, data_path, set);
     return descendants_add(set, name, record_copy(record.data(), record.size()));
 }

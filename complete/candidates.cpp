@@ -10,12 +10,6 @@
 namespace
 {
 
-bool is_rpc(std::string_view record)
-{
-    return record.size() >= node_record_minimum &&
-           record_kind_of_bytes(record.data()) == node_kind_rpc;
-}
-
 // From the last field to the first, the order in which children are listed.
 // The root holds module records, which have no kind.
 int add_rpc_names(const tinyrl *editor, size_t word_start, match_list *list)
@@ -25,7 +19,7 @@ int add_rpc_names(const tinyrl *editor, size_t word_start, match_list *list)
         return 0;
     const hash_fields children = schema_hash(workspace.schema_path.get());
     for (size_t i = children.count; i > 0; i--) {
-        if (!is_rpc(hash_field_value(children, i - 1)))
+        if (!is_record_of_kind(hash_field_value(children, i - 1), node_kind_rpc))
             continue;
         const heap_text name = text_copy(hash_field_name(children, i - 1));
         if (!name || match_add(editor, word_start, list, name.get()) != 0)

@@ -108,9 +108,7 @@ heap_text rpc_input_name(std::string_view rpc_schema_path)
 {
     const hash_fields fields = schema_hash(rpc_schema_path);
     for (size_t i = 0; i < fields.count; i++) {
-        const std::string_view value = hash_field_value(fields, i);
-        if (value.size() >= node_record_minimum &&
-            record_kind_of_bytes(value.data()) == node_kind_input)
+        if (is_record_of_kind(hash_field_value(fields, i), node_kind_input))
             return text_copy(hash_field_name(fields, i));
     }
     return nullptr;

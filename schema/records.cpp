@@ -23,6 +23,11 @@ int read_i16(const uint8_t *at)
     return static_cast<int16_t>(read_u16(at));
 }
 
+unsigned kind_of(const uint8_t *bytes)
+{
+    return read_u16(bytes) >> record_kind_shift & record_kind_mask;
+}
+
 // The text that starts at offset in the record.
 std::string_view text_at(const schema_record *record, size_t offset)
 {
@@ -63,14 +68,15 @@ record_ptr record_of_kind(node_kind kind)
     return record_copy(bytes, sizeof bytes);
 }
 
-unsigned record_kind_of_bytes(const void *bytes)
+bool is_record_of_kind(std::string_view bytes, node_kind kind)
 {
-    return read_u16(static_cast<const uint8_t *>(bytes)) >> record_kind_shift & record_kind_mask;
+    return bytes.size() >= node_record_minimum &&
+           kind_of(reinterpret_cast<const uint8_t *>(bytes.data())) == kind;
 }
 
 unsigned record_kind(const schema_record *record)
 {
-    return record_kind_of_bytes(bytes_of(record));
+    return kind_of(bytes_of(record));
 }
 
 bool record_is_config(const schema_record *record)

@@ -31,9 +31,8 @@ bool record_is_config(const schema_record *record);
 std::string_view record_help(const schema_record *record);
 std::string_view record_type_name(const schema_record *record);
 
-// The kind of a node record that is still in the library's reply; size is at
-// least the minimum.
-unsigned record_kind_of_bytes(const void *bytes);
+// Whether bytes that are still in the library's reply are a node record of this kind.
+bool is_record_of_kind(std::string_view bytes, node_kind kind);
 
 // The namespace in a module record.
 std::string_view record_namespace(const schema_record *record);

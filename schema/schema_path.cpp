@@ -54,9 +54,7 @@ int search_cases(std::string_view choice_path, std::string_view name, case_searc
 {
     const hash_fields cases = schema_hash(choice_path);
     for (size_t i = 0; i < cases.count; i++) {
-        const std::string_view record = hash_field_value(cases, i);
-        if (record.size() < node_record_minimum ||
-            record_kind_of_bytes(record.data()) != node_kind_case)
+        if (!is_record_of_kind(hash_field_value(cases, i), node_kind_case))
             continue;
         heap_text case_path = text_concat({choice_path, "/", hash_field_name(cases, i)});
         if (!case_path)
@@ -77,9 +75,7 @@ int search_choices(std::string_view prefix, const hash_fields &children, std::st
                    case_search search, heap_text *found)
 {
     for (size_t i = 0; i < children.count; i++) {
-        const std::string_view record = hash_field_value(children, i);
-        if (record.size() < node_record_minimum ||
-            record_kind_of_bytes(record.data()) != node_kind_choice)
+        if (!is_record_of_kind(hash_field_value(children, i), node_kind_choice))
             continue;
         const heap_text choice_path = text_concat({prefix, "/", hash_field_name(children, i)});
         const int result = choice_path ? search_cases(choice_path.get(), name, search, found) : -1;

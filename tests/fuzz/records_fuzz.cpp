@@ -49,7 +49,7 @@ void check_node_record(const std::string &bytes)
     const int help = number_at(bytes, 12);
     const bool has_help = help != 0 && help < number_at(bytes, 18);
     fuzz_require(record_kind(record.get()) == (flags >> 6 & 31), "the kind is that of the flags");
-    fuzz_require(record_kind_of_bytes(bytes.data()) == (flags >> 6 & 31), "and so is the bytes'");
+    fuzz_require(is_record_of_kind(bytes, node_kind(flags >> 6 & 31)), "and so is the bytes'");
     fuzz_require(record_is_config(record.get()) == ((flags & 1) != 0), "bit 0 is configuration");
     fuzz_require_equal(std::string(record_help(record.get())), has_help ? text_at(bytes, help) : "",
                        "the help text");

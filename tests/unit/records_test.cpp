@@ -35,7 +35,10 @@ TEST(record_kind, bits_6_to_10)
         EXPECT_EQ(record_kind(node(static_cast<int>(kind << 6) | 0xf83f, 0, 0, 0, "").get()), kind);
     }
     const std::string bytes = number(4 << 6) + std::string(18, '\0');
-    EXPECT_EQ(record_kind_of_bytes(bytes.data()), 4U);
+    EXPECT_TRUE(is_record_of_kind(bytes, node_kind_list));
+    EXPECT_FALSE(is_record_of_kind(bytes, node_kind_choice));
+    EXPECT_FALSE(is_record_of_kind(bytes.substr(1), node_kind_list));
+    EXPECT_FALSE(is_record_of_kind({}, node_kind_module));
 }
 
 TEST(record_is_config, bit_0)
