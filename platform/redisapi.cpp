@@ -66,25 +66,6 @@ open_connection *open_list_find(const redisContext *connection)
     return row;
 }
 
-int reconnect(redisContext *connection)
-{
-    const open_connection *row = open_list_find(connection);
-    return row != nullptr ? redis_endpoint_reconnect(connection, &row->endpoint) : -1;
-}
-
-void remember_database(const redisContext *connection, int database)
-{
-    open_connection *row = open_list_find(connection);
-    if (row != nullptr)
-        row->database = database;
-}
-
-int remembered_database(const redisContext *connection)
-{
-    const open_connection *row = open_list_find(connection);
-    return row != nullptr ? row->database : 0;
-}
-
 enum selection {
     selection_done,
     selection_refused,
@@ -112,14 +93,13 @@ selection select_on(redisContext *connection, int database)
 
 int revive(redisContext *connection)
 {
-    if (reconnect(connection) != 0)
+    const open_connection *row = open_list_find(connection);
+    if (row == nullptr || redis_endpoint_reconnect(connection, &row->endpoint) != 0)
         return -1;
-    if (select_on(connection, remembered_database(connection)) != selection_done) {
-        // Whatever answers there, it must not be read from the wrong database.
-        connection->err = REDIS_ERR_OTHER;
-        return -1;
-    }
-    return 0;
+    if (select_on(connection, row->database) == selection_done)
+        return 0;
+    connection->err = REDIS_ERR_OTHER; // whatever answers there, it must not be read
+    return -1;
 }
 
 // Whether the server closed the connection or never took the command, so that
@@ -176,11 +156,13 @@ int redis_select(redisContext *connection, int database)
 {
     if (connection == nullptr)
         return -1;
+    open_connection *row = open_list_find(connection);
     selection result = selection_unanswered;
-    if (connection->err == 0 || reconnect(connection) == 0)
+    if (connection->err == 0 ||
+        (row != nullptr && redis_endpoint_reconnect(connection, &row->endpoint) == 0))
         result = select_on(connection, database);
-    if (result != selection_refused)
-        remember_database(connection, database);
+    if (result != selection_refused && row != nullptr)
+        row->database = database;
     return result == selection_done ? 0 : -1;
 }
 
