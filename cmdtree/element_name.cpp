@@ -1,6 +1,5 @@
 #include "cmdtree/element_name.h"
 
-#include <algorithm>
 #include <iterator>
 #include <stddef.h>
 #include <stdint.h>
@@ -11,39 +10,27 @@
 namespace
 {
 
-struct character_range {
-    uint32_t first;
-    uint32_t last;
-};
-
 // Where a name may start, but for the colon.
-constexpr character_range start_characters[] = {
+constexpr code_range start_characters[] = {
     {'A', 'Z'},       {'_', '_'},       {'a', 'z'},       {0xC0, 0xD6},     {0xD8, 0xF6},
     {0xF8, 0x2FF},    {0x370, 0x37D},   {0x37F, 0x1FFF},  {0x200C, 0x200D}, {0x2070, 0x218F},
     {0x2C00, 0x2FEF}, {0x3001, 0xD7FF}, {0xF900, 0xFDCF}, {0xFDF0, 0xFFFD}, {0x10000, 0xEFFFF},
 };
 
 // What else may follow.
-constexpr character_range further_characters[] = {
+constexpr code_range further_characters[] = {
     {'-', '.'}, {'0', '9'}, {0xB7, 0xB7}, {0x300, 0x36F}, {0x203F, 0x2040},
 };
 
-bool is_in(uint32_t character, const character_range *begin, const character_range *end)
-{
-    return std::any_of(begin, end, [character](const character_range &range) {
-        return character >= range.first && character <= range.last;
-    });
-}
-
 bool starts_name(uint32_t character)
 {
-    return is_in(character, std::begin(start_characters), std::end(start_characters));
+    return code_point_is_among(character, start_characters, std::size(start_characters));
 }
 
 bool continues_name(uint32_t character)
 {
     return starts_name(character) ||
-           is_in(character, std::begin(further_characters), std::end(further_characters));
+           code_point_is_among(character, further_characters, std::size(further_characters));
 }
 
 // Takes the first character off a text that is not empty; 0, which is in no name,

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "base/text.h"
+#include "code_point.h"
 
 namespace
 {
@@ -99,24 +100,17 @@ std::string_view take_name(plain_reader *reader)
     return name.size() <= name_limit ? name : std::string_view();
 }
 
-bool continues(const char *at, int count)
-{
-    for (; count > 0; count--, at++) {
-        if ((static_cast<unsigned char>(*at) & 0xc0) != 0x80)
-            return false;
-    }
-    return true;
-}
-
 // A character of UTF-8 in two or three bytes, of the ranges in which all are allowed.
 bool take_character(plain_reader *reader)
 {
     const unsigned char first = static_cast<unsigned char>(*reader->at);
-    const int more = first >= 0xc2 && first <= 0xdf ? 1 : first >= 0xe1 && first <= 0xec ? 2 : 0;
-    if (more == 0 || reader->end - reader->at <= more || !continues(reader->at + 1, more))
+    if (first < 0xc2 || first > 0xec || first == 0xe0)
         return false;
-    reader->at += more + 1;
-    return true;
+    uint32_t code = 0;
+    const size_t length =
+        code_point_read(reader->at, static_cast<size_t>(reader->end - reader->at), &code);
+    reader->at += length;
+    return length > 0;
 }
 
 bool take_entity(plain_reader *reader)

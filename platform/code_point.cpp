@@ -14,6 +14,15 @@ bool is_surrogate(uint32_t code)
 
 } // namespace
 
+bool code_point_is_among(uint32_t code, const code_range *ranges, size_t count)
+{
+    for (size_t i = 0; i < count; i++) {
+        if (code <= ranges[i].last)
+            return code >= ranges[i].first;
+    }
+    return false;
+}
+
 bool code_point_continues(char byte)
 {
     return (static_cast<unsigned char>(byte) & 0xc0) == 0x80;

@@ -1,16 +1,12 @@
 #include "terminal_text.h"
 
+#include <iterator>
 #include <string.h>
 
 #include "code_point.h"
 
 namespace
 {
-
-struct code_range {
-    uint32_t first;
-    uint32_t last;
-};
 
 // Controls, what turns a line or ends it, and what Unicode says is not to be seen
 // (Default_Ignorable_Code_Point).
@@ -36,22 +32,13 @@ constexpr code_range unsafe_ranges[] = {
     {0xe0000, 0xe0fff}, // tags, variation selectors
 };
 
-bool is_safe(uint32_t code)
-{
-    for (const code_range &range : unsafe_ranges) {
-        if (code <= range.last)
-            return code < range.first;
-    }
-    return true;
-}
-
 } // namespace
 
 size_t terminal_text_next(const char *text, size_t size, bool *safe)
 {
     uint32_t code = 0;
     const size_t length = code_point_read(text, size, &code);
-    *safe = length > 0 && is_safe(code);
+    *safe = length > 0 && !code_point_is_among(code, unsafe_ranges, std::size(unsafe_ranges));
     return length > 0 ? length : 1;
 }
 

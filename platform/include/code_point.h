@@ -10,6 +10,14 @@
 extern "C" {
 #endif
 
+struct code_range {
+    uint32_t first;
+    uint32_t last;
+};
+
+// Whether one of `count` ranges, the lower ones first, holds a code.
+bool code_point_is_among(uint32_t code, const struct code_range *ranges, size_t count);
+
 // Whether a byte follows in a character and begins none.
 bool code_point_continues(char byte);
 
