@@ -140,10 +140,9 @@ int msg_send_buffer(text_buffer *text)
     return send_frame(frame);
 }
 
-int msg_recv(char **body, uint32_t *length)
+int msg_recv(reply_text *message)
 {
-    *body = nullptr;
-    *length = 0;
+    *message = {};
     uint8_t header[frame_header_size];
     if (socket_read(header, sizeof header) != static_cast<ssize_t>(sizeof header))
         return -1;
@@ -161,18 +160,16 @@ int msg_recv(char **body, uint32_t *length)
     if (read_body(block.get(), announced) != 0)
         return -1;
     log_info("[INFO] Recv a message from tarnd.\n");
-    *body = block.release();
-    *length = announced;
+    *message = {std::move(block), announced};
     return 0;
 }
 
-int msg_wait_reply(char **body, uint32_t *length)
+int msg_wait_reply(reply_text *reply)
 {
-    int result = msg_recv(body, length);
-    while (result == 0 && is_notification(*body, *length) != 0) {
-        xml_print(*body);
-        free(*body);
-        result = msg_recv(body, length);
+    int result = msg_recv(reply);
+    while (result == 0 && is_notification(reply->text.get(), reply->length) != 0) {
+        xml_print(reply->text.get());
+        result = msg_recv(reply);
     }
     release_lock();
     return result;

@@ -19,18 +19,23 @@
 constexpr std::string_view frame_room = "(the header)";
 static_assert(frame_room.size() == frame_header_size);
 
+// The body of a frame: `length` bytes, zero-terminated; null for none.
+struct reply_text {
+    malloc_ptr<char> text;
+    uint32_t length = 0;
+};
+
 // Sends body (length bytes, the terminating zero of its text among them) as
 // one frame; 0 or -1. On 0 the exchange lock is held, except that a session
 // without a connected socket sends nothing, takes no lock and still returns 0.
 int msg_send(const char *body, uint32_t length);
 
-// Reads one frame. 0 with the body in *body (zero-terminated, for the caller
-// to free) and its length in *length, or -1 with null and 0. Takes no lock.
-int msg_recv(char **body, uint32_t *length);
+// Reads one frame. 0, or -1 without a body. Takes no lock.
+int msg_recv(reply_text *message);
 
 // Reads frames until one is not a notification, printing the notifications,
 // and gives the lock back in every case. Results as msg_recv.
-int msg_wait_reply(char **body, uint32_t *length);
+int msg_wait_reply(reply_text *reply);
 
 // Both send a text with its terminating zero and give it back, wiped, sent or
 // not: nothing of a request is held while its reply is awaited. Results as

@@ -68,11 +68,11 @@ void wait_for_libxml2()
     }
 }
 
-void print_if_notification(const char *message, uint32_t length)
+void print_if_notification(const reply_text &message)
 {
     pthread_mutex_lock(&message_lock);
-    if (is_notification(message, length) != 0)
-        xml_print(message);
+    if (is_notification(message.text.get(), message.length) != 0)
+        xml_print(message.text.get());
     pthread_mutex_unlock(&message_lock);
 }
 
@@ -117,18 +117,16 @@ void *notify_listener(void *)
             sleep(busy_seconds);
             continue;
         }
-        char *message = nullptr;
-        uint32_t length = 0;
+        reply_text message;
         const poll_result found = poll_socket();
-        const bool received = found.is_readable && msg_recv(&message, &length) == 0;
-        const malloc_ptr<char> owned_message(message);
+        const bool received = found.is_readable && msg_recv(&message) == 0;
         if (exchange_unlock() != 0)
             return nullptr;
         if (received) {
             if (!is_ready)
                 wait_for_libxml2();
             is_ready = true;
-            print_if_notification(message, length);
+            print_if_notification(message);
         }
         if (!received || found.is_wanted)
             sleep(idle_seconds);

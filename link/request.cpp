@@ -37,10 +37,7 @@ request_result request_exchange(text_buffer *request, reply_text *reply)
 
 request_result request_answer(reply_text *reply)
 {
-    char *text = nullptr;
-    const int failed = msg_wait_reply(&text, &reply->length);
-    reply->text.reset(text);
-    return failed == 0 ? request_answered : request_unanswered;
+    return msg_wait_reply(reply) == 0 ? request_answered : request_unanswered;
 }
 
 void reply_print(const reply_text &reply)

@@ -11,6 +11,7 @@
 
 #include "base/text.h"
 #include "format/namespaces.h"
+#include "link/exchange.h"
 
 // The first tag of most requests, up to the message id.
 constexpr std::string_view rpc_head = "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"";
@@ -22,11 +23,6 @@ heap_text request_head(std::string_view head = rpc_head);
 // Begins a request in an empty buffer: frame_room (link/exchange.h) and the first tag.
 // 0, or -1 when memory runs out.
 int request_begin(text_buffer *request);
-
-struct reply_text {
-    malloc_ptr<char> text; // zero-terminated
-    uint32_t length = 0;
-};
 
 enum request_result {
     request_answered,   // the reply is there

@@ -71,20 +71,19 @@ reading expected(std::string stream)
 reading actual()
 {
     reading got;
-    char *body = nullptr;
-    uint32_t length = 99;
+    reply_text reply;
     {
         fuzz_output output;
-        got.result = msg_wait_reply(&body, &length);
+        got.result = msg_wait_reply(&reply);
         got.printed = output.text();
     }
+    const char *body = reply.text.get();
     if (body != nullptr) {
-        got.body.assign(body, length);
-        fuzz_require(body[length] == '\0', "a zero byte stands behind the body");
+        got.body.assign(body, reply.length);
+        fuzz_require(body[reply.length] == '\0', "a zero byte stands behind the body");
     }
     fuzz_require((body != nullptr) == (got.result == 0), "a body comes with success alone");
-    fuzz_require(body != nullptr || length == 0, "no body has no length");
-    free(body);
+    fuzz_require(body != nullptr || reply.length == 0, "no body has no length");
     return got;
 }
 

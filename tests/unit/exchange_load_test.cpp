@@ -129,14 +129,12 @@ class exchange_load_test : public shell_world
     // One request; its reply is checked and printed.
     void request()
     {
-        char *body = nullptr;
-        uint32_t length = 0;
+        reply_text got;
         const std::string text = "<rpc>" + std::to_string(requests_made) + "</rpc>";
         ASSERT_EQ(msg_send_text(text_copy(text)), 0);
-        ASSERT_EQ(msg_wait_reply(&body, &length), 0);
-        EXPECT_EQ(std::string(body, length), reply(requests_made));
-        xml_print(body);
-        free(body);
+        ASSERT_EQ(msg_wait_reply(&got), 0);
+        EXPECT_EQ(std::string(got.text.get(), got.length), reply(requests_made));
+        xml_print(got.text.get());
         requests_made++;
     }
 

@@ -24,12 +24,6 @@ const log_lines received = {{14, "[INFO] Recv a message from tarnd.\n"}};
 class exchange_test : public shell_world
 {
   protected:
-    void TearDown() override
-    {
-        free(body);
-        shell_world::TearDown();
-    }
-
     int receive()
     {
         return take(msg_recv);
@@ -43,27 +37,20 @@ class exchange_test : public shell_world
     template <class reader>
     int take(reader read_one)
     {
-        free(body);
-        body = reinterpret_cast<char *>(1);
-        length = 99;
-        int result = read_one(&body, &length);
-        expect_nothing_after_failure(result);
-        return result;
-    }
-
-    void expect_nothing_after_failure(int result)
-    {
+        got.text.reset(strdup("old"));
+        got.length = 99;
+        const int result = read_one(&got);
         if (result != 0) {
-            EXPECT_EQ(body, nullptr);
-            EXPECT_EQ(length, 0U);
-            body = nullptr;
+            EXPECT_EQ(got.text, nullptr);
+            EXPECT_EQ(got.length, 0U);
         }
+        return result;
     }
 
     std::string text() const
     {
-        EXPECT_EQ(body[length], '\0');
-        return {body, length};
+        EXPECT_EQ(got.text.get()[got.length], '\0');
+        return {got.text.get(), got.length};
     }
 
     static bool lock_is_free()
@@ -87,8 +74,7 @@ class exchange_test : public shell_world
         server->finish();
     }
 
-    char *body = nullptr;
-    uint32_t length = 0;
+    reply_text got;
 };
 
 // How a body that ended early is told; errno may name any cause then.

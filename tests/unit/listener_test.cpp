@@ -138,11 +138,9 @@ TEST_F(listener_test, reads_nothing_while_a_request_is_under_way)
         exchange_unlock();
         ASSERT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
         std::this_thread::sleep_for(3500ms);
-        char *reply = nullptr;
-        uint32_t length = 0;
-        ASSERT_EQ(msg_wait_reply(&reply, &length), 0);
-        EXPECT_STREQ(reply, "<ok/>");
-        free(reply);
+        reply_text reply;
+        ASSERT_EQ(msg_wait_reply(&reply), 0);
+        EXPECT_STREQ(reply.text.get(), "<ok/>");
     });
 }
 
@@ -245,15 +243,13 @@ TEST_F(listener_test, lock_failures_of_a_request_are_printed)
         connect().expect().push("<ok/>").push("<ok/>");
         server->start();
         unlock_error = EPERM;
-        char *reply = nullptr;
-        uint32_t length = 0;
+        reply_text reply;
         EXPECT_EQ(printed_by([&] {
                       EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
-                      EXPECT_EQ(msg_wait_reply(&reply, &length), 0);
+                      EXPECT_EQ(msg_wait_reply(&reply), 0);
                   }),
                   "pthread mutex unlock error!\n\t");
-        EXPECT_STREQ(reply, "<ok/>");
-        free(reply);
+        EXPECT_STREQ(reply.text.get(), "<ok/>");
     });
 }
 

@@ -193,12 +193,10 @@ class listener_wanted_test : public shell_world
 
     static void request(const char *expected)
     {
-        char *reply = nullptr;
-        uint32_t length = 0;
+        reply_text reply;
         ASSERT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
-        ASSERT_EQ(msg_wait_reply(&reply, &length), 0);
-        EXPECT_STREQ(reply, expected);
-        free(reply);
+        ASSERT_EQ(msg_wait_reply(&reply), 0);
+        EXPECT_STREQ(reply.text.get(), expected);
     }
 };
 
