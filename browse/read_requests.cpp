@@ -12,7 +12,7 @@
 namespace
 {
 
-constexpr size_t request_size = 4096;
+constexpr size_t request_size = frame_room.size() + 4096;
 
 // A throw-away tree that owns itself; nothing of it is staged.
 struct filter_tree : command_tree {
@@ -48,8 +48,7 @@ int begin_request(text_buffer *request, const char *operation, const char *datas
 {
     if (text_reserve(request, {request_size - 1}) != 0)
         return -1;
-    const heap_text head = request_head();
-    if (!head || text_append_all(request, {head.get(), "  <", operation, ">\r\n"}) != 0 ||
+    if (request_begin(request) != 0 || text_append_all(request, {"  <", operation, ">\r\n"}) != 0 ||
         (datastore != nullptr && text_append_all(request, {"    <source>\r\n"
                                                            "      <",
                                                            datastore,
@@ -59,50 +58,50 @@ int begin_request(text_buffer *request, const char *operation, const char *datas
     return text_append(request, "    <filter type=\"subtree\">\r\n");
 }
 
-heap_text finish_request(text_buffer *request, const char *operation, const filter_tree &filter)
+text_buffer finish_request(text_buffer *request, const char *operation, const filter_tree &filter)
 {
     if (tree_to_filter(filter.root, request, request_size) != 0 ||
         text_append_all(request, {"    </filter>\r\n  </", operation, ">\r\n</rpc>\r\n"}) != 0 ||
         request->length >= request_size)
-        return nullptr;
-    return std::move(request->data);
+        return {};
+    return std::move(*request);
 }
 
-heap_text build_for_path(const char *path, const char *operation, const char *datastore)
+text_buffer build_for_path(const char *path, const char *operation, const char *datastore)
 {
     text_buffer request;
     if (begin_request(&request, operation, datastore) != 0)
-        return nullptr;
+        return {};
     filter_tree filter;
     if (fill_filter(&filter, path, {}) != 0) {
         log_debug("[DEBUG] Failed to build %s's tree!\n", shown_text(path).get());
-        return nullptr;
+        return {};
     }
     return finish_request(&request, operation, filter);
 }
 
 } // namespace
 
-heap_text build_get(const char *path)
+text_buffer build_get(const char *path)
 {
     return build_for_path(path, "get", nullptr);
 }
 
-heap_text build_get_config(const char *path, read_source source)
+text_buffer build_get_config(const char *path, read_source source)
 {
     return build_for_path(path, "get-config",
                           source == read_source_running ? "running" : "startup");
 }
 
-heap_text build_get_list_keys(const char *list_path, const key_names *keys)
+text_buffer build_get_list_keys(const char *list_path, const key_names *keys)
 {
     text_buffer request;
     if (begin_request(&request, "get-config", "running") != 0)
-        return nullptr;
+        return {};
     filter_tree filter;
     if (fill_filter(&filter, list_path, *keys) != 0) {
         log_debug("[DEBUG] Failed to build list:%s's tree.\n", shown_text(list_path).get());
-        return nullptr;
+        return {};
     }
     return finish_request(&request, "get-config", filter);
 }

@@ -1,7 +1,7 @@
 // The NETCONF requests that read: get and get-config with a subtree filter.
 //
-// A request is a zero-terminated text of less than 4096 bytes; a longer one is
-// refused. Null is returned then, when the filter cannot be built
+// A request is a text of less than 4096 bytes, after frame_room (link/exchange.h); a longer one is
+// refused. A buffer without data is returned then, when the filter cannot be built
 // (logged), and when memory runs out; the request has taken its message id all
 // the same. Paths are masked.
 #ifndef VANDEL_BROWSE_READ_REQUESTS_H
@@ -16,12 +16,12 @@ enum read_source {
 };
 
 // Configuration and state below a path.
-heap_text build_get(const char *path);
+text_buffer build_get(const char *path);
 
 // Configuration below a path.
-heap_text build_get_config(const char *path, read_source source);
+text_buffer build_get_config(const char *path, read_source source);
 
 // The keys of all entries of a list in the running datastore.
-heap_text build_get_list_keys(const char *list_path, const key_names *keys);
+text_buffer build_get_list_keys(const char *list_path, const key_names *keys);
 
 #endif

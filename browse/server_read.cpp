@@ -24,15 +24,15 @@ struct query_result {
 };
 
 // Sends a request and parses the reply; null without one.
-xml_doc exchange_document(heap_text request)
+xml_doc exchange_document(text_buffer request)
 {
-    if (!request) {
+    if (!request.data) {
         log_debug("[DEBUG] Build get msg error\n");
         return nullptr;
     }
-    unmask_keys(request.get());
+    unmask_keys(request.data.get());
     reply_text reply;
-    const request_result result = request_exchange(std::move(request), &reply);
+    const request_result result = request_exchange(&request, &reply);
     if (result == request_unsent) {
         log_debug("[DEBUG] send get msg error\n");
         return nullptr;
@@ -48,7 +48,7 @@ xml_doc exchange_document(heap_text request)
 }
 
 // The nodes at a path in the reply to a request; null for none.
-query_result query(heap_text request, const char *path)
+query_result query(text_buffer request, const char *path)
 {
     query_result result = {exchange_document(std::move(request)), nullptr};
     if (!result.document)

@@ -2,11 +2,9 @@
 #include "commands/commands.h"
 
 #include <stdio.h>
-#include <string.h>
 
 #include "base/args.h"
 #include "base/text.h"
-#include "link/exchange.h"
 #include "link/request.h"
 
 int cmd_delete_config(const char *line)
@@ -16,23 +14,19 @@ int cmd_delete_config(const char *line)
         printf("error command, please use:delete-config\r\n ");
         return 0;
     }
-    const heap_text head = request_head();
-    heap_text request = text_concat({head ? head.get() : "", "  <delete-config>\r\n"
-                                                             "    <target>\r\n"
-                                                             "      <startup/>\r\n"
-                                                             "    </target>\r\n"
-                                                             "  </delete-config>\r\n"
-                                                             "</rpc>\r\n"});
-    if (!head || !request) {
+    text_buffer request;
+    if (request_begin(&request) != 0 || text_append(&request, "  <delete-config>\r\n"
+                                                              "    <target>\r\n"
+                                                              "      <startup/>\r\n"
+                                                              "    </target>\r\n"
+                                                              "  </delete-config>\r\n"
+                                                              "</rpc>\r\n") != 0) {
         puts("delete config cmd buf malloc fail.\r");
         return 0;
     }
-    // This request alone travels without the zero byte after its text.
-    if (msg_send(request.get(), static_cast<uint32_t>(strlen(request.get()))) != 0)
-        return 0;
-    request.reset();
     reply_text reply;
-    if (request_answer(&reply) == request_answered)
+    // This request alone travels without the zero byte after its text.
+    if (request_exchange(&request, &reply, frame_ends_in_text) == request_answered)
         reply_print(reply);
     return 0;
 }

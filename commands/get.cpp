@@ -25,28 +25,28 @@ namespace
 const char get_config_usage[] = "please input : get-config -r|-s path or get-config -l [path]\r";
 
 // Sends a request and prints the reply.
-request_result exchange_read(heap_text request)
+request_result exchange_read(text_buffer request)
 {
     command_reads_forget();
-    unmask_keys(request.get());
+    unmask_keys(request.data.get());
     reply_text reply;
-    const request_result result = request_exchange(std::move(request), &reply);
+    const request_result result = request_exchange(&request, &reply);
     if (result == request_answered)
         reply_print(reply);
     return result;
 }
 
-void exchange_get(heap_text request)
+void exchange_get(text_buffer request)
 {
-    if (request)
+    if (request.data)
         exchange_read(std::move(request));
     else
         log_error("[ERROR] failed to build netconf get msg!\n");
 }
 
-void exchange_get_config(heap_text request)
+void exchange_get_config(text_buffer request)
 {
-    if (!request) {
+    if (!request.data) {
         puts("fail !!\r");
         return;
     }

@@ -15,23 +15,21 @@ int cmd_save(const char *line)
         puts("error command, please use:save (no param)\r");
         return 0;
     }
-    const heap_text head =
-        request_head("<rpc xmlns =\"" NETCONF_BASE_NAMESPACE "\" message-id =\"");
-    heap_text request = text_concat({head ? head.get() : "",
-                                     "  <copy-config>\r\n"
-                                     "    <target>\r\n"
-                                     "      <startup/>\r\n"
-                                     "    </target>\r\n"
-                                     "    <error-option>rollback-on-error</error-option>\r\n"
-                                     "    <source>\r\n"
-                                     "      <running/>\r\n"
-                                     "    </source>\r\n"
-                                     "  </copy-config>\r\n"
-                                     "</rpc>\r\n"});
-    if (!head || !request)
+    text_buffer request;
+    if (request_begin(&request, "<rpc xmlns =\"" NETCONF_BASE_NAMESPACE "\" message-id =\"") != 0 ||
+        text_append(&request, "  <copy-config>\r\n"
+                              "    <target>\r\n"
+                              "      <startup/>\r\n"
+                              "    </target>\r\n"
+                              "    <error-option>rollback-on-error</error-option>\r\n"
+                              "    <source>\r\n"
+                              "      <running/>\r\n"
+                              "    </source>\r\n"
+                              "  </copy-config>\r\n"
+                              "</rpc>\r\n") != 0)
         return 0;
     reply_text reply;
-    const request_result result = request_exchange(std::move(request), &reply);
+    const request_result result = request_exchange(&request, &reply);
     if (result == request_unsent)
         printf("The save command send message fail! ");
     else if (result == request_unanswered)

@@ -10,7 +10,6 @@
 #include "base/session.h"
 #include "base/signals.h"
 #include "base/text.h"
-#include "bounded.h"
 #include "link/exchange_lock.h"
 #include "link/notification.h"
 #include "link/xml_print.h"
@@ -36,15 +35,6 @@ ssize_t socket_write(const void *from, size_t size)
     return write(server_fd, from, size);
 }
 
-// Room for a frame, which may carry a secret; null when memory runs out.
-secret_block frame_allocate(uint32_t body_length)
-{
-    size_t size = 0;
-    if (!size_add(body_length, frame_header_size, &size))
-        return {nullptr, 0};
-    return {static_cast<char *>(calloc(1, size)), size};
-}
-
 // Fills in the header, with the next sequence number, and writes the frame; as
 // msg_send.
 int send_frame(const secret_block &frame)
@@ -67,17 +57,6 @@ int send_frame(const secret_block &frame)
         return -1;
     }
     return 0;
-}
-
-// Whether a text of this length and its terminating zero fit into a frame;
-// false is logged.
-bool fits_frame(size_t length)
-{
-    size_t size = 0;
-    if (size_add(length, 1, &size) && size <= UINT32_MAX)
-        return true;
-    log_error("[ERROR] send error:out of memory!\n");
-    return false;
 }
 
 // Reads until `length` bytes are in; 0 or -1.
@@ -112,30 +91,15 @@ void skip_body(uint32_t length)
 
 } // namespace
 
-int msg_send(const char *body, uint32_t length)
+int msg_send(text_buffer *text, frame_ending ending)
 {
-    log_info("[INFO] Send a message to tarnd.\n");
-    const secret_block frame = frame_allocate(length);
-    if (frame.data == nullptr) {
+    const size_t zero = ending == frame_ends_in_zero ? 1 : 0;
+    const secret_block frame(text->data.release(), text->length + zero);
+    *text = text_buffer{};
+    if (frame.size - frame_header_size > UINT32_MAX) {
         log_error("[ERROR] send error:out of memory!\n");
         return -1;
     }
-    memcpy_s(frame.data + frame_header_size, length, body, length);
-    return send_frame(frame);
-}
-
-int msg_send_text(heap_text text)
-{
-    const size_t length = strlen(text.get());
-    return fits_frame(length) ? msg_send(text.get(), static_cast<uint32_t>(length + 1)) : -1;
-}
-
-int msg_send_buffer(text_buffer *text)
-{
-    const secret_block frame(text->data.release(), text->length + 1);
-    *text = text_buffer{};
-    if (!fits_frame(frame.size - 1 - frame_header_size))
-        return -1;
     log_info("[INFO] Send a message to tarnd.\n");
     return send_frame(frame);
 }

@@ -25,10 +25,18 @@ struct reply_text {
     uint32_t length = 0;
 };
 
-// Sends body (length bytes, the terminating zero of its text among them) as
-// one frame; 0 or -1. On 0 the exchange lock is held, except that a session
-// without a connected socket sends nothing, takes no lock and still returns 0.
-int msg_send(const char *body, uint32_t length);
+// Whether the zero byte after a text travels with it.
+enum frame_ending {
+    frame_ends_in_zero,
+    frame_ends_in_text,
+};
+
+// Sends a text as one frame, from where it is: it begins with frame_room, which the
+// header takes the place of. 0 or -1; a text too long for a frame is refused. The buffer
+// is empty and wiped afterwards, sent or not: nothing of a request is held while its
+// reply is awaited. On 0 the exchange lock is held, except that a session without a
+// connected socket sends nothing, takes no lock and still returns 0.
+int msg_send(text_buffer *text, frame_ending ending = frame_ends_in_zero);
 
 // Reads one frame. 0, or -1 without a body. Takes no lock.
 int msg_recv(reply_text *message);
@@ -36,15 +44,5 @@ int msg_recv(reply_text *message);
 // Reads frames until one is not a notification, printing the notifications,
 // and gives the lock back in every case. Results as msg_recv.
 int msg_wait_reply(reply_text *reply);
-
-// Both send a text with its terminating zero and give it back, wiped, sent or
-// not: nothing of a request is held while its reply is awaited. Results as
-// msg_send; a text too long for a frame is refused.
-int msg_send_text(heap_text text);
-
-// The same without a copy, for what may be large: the text begins with
-// frame_room, which the header takes the place of. The buffer is
-// empty afterwards.
-int msg_send_buffer(text_buffer *text);
 
 #endif

@@ -36,21 +36,19 @@ constexpr const char *after_pid = "</tarnd:agent-pid>\r\n"
 constexpr std::string_view before_id = "<session-id xmlns=\"" TARND_NAMESPACE "\">";
 constexpr std::string_view after_id = "</session-id></rpc-reply>";
 
-// The create-session rpc; a login name too long for it leaves the empty text, which
-// is sent. Null when memory runs out.
-heap_text create_session_request(const char *login_name)
+// The create-session rpc, in an empty buffer; a login name too long for it leaves the
+// empty text, which is sent. 0, or -1 when memory runs out.
+int create_session_request(text_buffer *request, const char *login_name)
 {
-    const heap_text head = request_head("<rpc xmlns=\"" NETCONF_BASE_NAMESPACE
-                                        "\" xmlns:tarnd=\"" TARND_NAMESPACE "\" message-id=\"");
     char pid[16] = "";
     (void)sprintf_s(pid, sizeof pid, "%d", static_cast<int>(getpid()));
-    heap_text request =
-        text_concat({head ? head.get() : "", before_name, login_name, before_pid, pid, after_pid});
-    if (!head || !request)
-        return nullptr;
-    if (strlen(request.get()) >= request_size)
-        *request = '\0';
-    return request;
+    if (request_begin(request, "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE
+                               "\" xmlns:tarnd=\"" TARND_NAMESPACE "\" message-id=\"") != 0 ||
+        text_append_all(request, {before_name, login_name, before_pid, pid, after_pid}) != 0)
+        return -1;
+    if (request->length - frame_room.size() >= request_size)
+        text_keep(request, 0, frame_room.size());
+    return 0;
 }
 
 // The id in a reply of the usual kind, which takes no parser; empty for any other.
@@ -104,9 +102,10 @@ int session_create()
     const struct passwd *user = getpwuid(getuid());
     if (user == nullptr)
         return -1;
-    heap_text request = create_session_request(user->pw_name);
+    text_buffer request;
     reply_text reply;
-    if (!request || request_exchange(std::move(request), &reply) != request_answered)
+    if (create_session_request(&request, user->pw_name) != 0 ||
+        request_exchange(&request, &reply) != request_answered)
         return -1;
     return read_session_id(reply.text.get(), reply.length);
 }

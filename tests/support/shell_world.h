@@ -24,6 +24,7 @@
 #include "cmdtree/chunk_pool.h"
 #include "cmdtree/local_entries.h"
 #include "cmdtree/tree.h"
+#include "link/exchange.h"
 #include "link/exchange_lock.h"
 #include "link/xpath.h"
 #include "redisapi.h"
@@ -79,6 +80,14 @@ inline std::string data_reply(const std::string &data)
 {
     return "<rpc-reply xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" message-id=\"1\"><data>" +
            data + "</data></rpc-reply>";
+}
+
+// Sends a text as requests are sent.
+inline int send_text(std::string_view text, frame_ending ending = frame_ends_in_zero)
+{
+    text_buffer request;
+    EXPECT_EQ(text_append_all(&request, {frame_room, text}), 0);
+    return msg_send(&request, ending);
 }
 
 class shell_world : public testing::Test

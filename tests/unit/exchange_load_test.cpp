@@ -131,7 +131,7 @@ class exchange_load_test : public shell_world
     {
         reply_text got;
         const std::string text = "<rpc>" + std::to_string(requests_made) + "</rpc>";
-        ASSERT_EQ(msg_send_text(text_copy(text)), 0);
+        ASSERT_EQ(send_text(text), 0);
         ASSERT_EQ(msg_wait_reply(&got), 0);
         EXPECT_EQ(std::string(got.text.get(), got.length), reply(requests_made));
         xml_print(got.text.get());

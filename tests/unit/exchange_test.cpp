@@ -92,9 +92,9 @@ TEST_F(exchange_test, a_text_travels_with_its_zero_byte)
 {
     connect().expect().expect();
     server->start();
-    EXPECT_EQ(msg_send("abcdef", 7), 0);
+    EXPECT_EQ(send_text("abcdef"), 0);
     exchange_unlock();
-    EXPECT_EQ(msg_send_text(text_copy("ghi")), 0);
+    EXPECT_EQ(send_text("ghi"), 0);
     exchange_unlock();
     auto frames = server->finish();
     ASSERT_EQ(frames.size(), 2U);
@@ -115,14 +115,14 @@ TEST_F(exchange_test, a_buffer_travels_from_where_it_is)
     ASSERT_EQ(text_append(&buffer, "abcdef"), 0);
     connect().expect().expect();
     server->start();
-    EXPECT_EQ(msg_send_buffer(&buffer), 0);
+    EXPECT_EQ(msg_send(&buffer), 0);
     EXPECT_EQ(captured_log_take(), sent);
     EXPECT_FALSE(lock_is_free());
     exchange_unlock();
     EXPECT_EQ(buffer.data, nullptr);
     EXPECT_EQ(buffer.length, 0U);
     EXPECT_EQ(buffer.capacity, 0U);
-    EXPECT_EQ(msg_send("ghi", 4), 0);
+    EXPECT_EQ(send_text("ghi"), 0);
     exchange_unlock();
     auto frames = server->finish();
     ASSERT_EQ(frames.size(), 2U);
@@ -140,7 +140,7 @@ TEST_F(exchange_test, the_bytes_of_a_frame)
     ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
     server_fd = ends[0];
     session.send_seq = 0x1234;
-    EXPECT_EQ(msg_send("abcdef", 7), 0);
+    EXPECT_EQ(send_text("abcdef"), 0);
     exchange_unlock();
     char bytes[64];
     ASSERT_EQ(read(ends[1], bytes, sizeof bytes), 19);
@@ -156,7 +156,7 @@ TEST_F(exchange_test, the_sequence_wraps)
     connect().expect().expect();
     server->start();
     for (int i = 0; i < 2; i++) {
-        EXPECT_EQ(msg_send("x", 2), 0);
+        EXPECT_EQ(send_text("x"), 0);
         exchange_unlock();
     }
     auto frames = server->finish();
@@ -171,7 +171,7 @@ TEST_F(exchange_test, a_send_takes_the_lock_and_logs)
     connect().expect();
     server->start();
     captured_log_take();
-    EXPECT_EQ(msg_send("x", 2), 0);
+    EXPECT_EQ(send_text("x"), 0);
     EXPECT_EQ(captured_log_take(), sent);
     EXPECT_FALSE(lock_is_free());
     exchange_unlock();
@@ -196,7 +196,7 @@ TEST_F(exchange_test, an_empty_body_is_a_frame_too)
 {
     connect().expect();
     server->start();
-    EXPECT_EQ(msg_send("", 0), 0);
+    EXPECT_EQ(send_text("", frame_ends_in_text), 0);
     exchange_unlock();
     auto frames = server->finish();
     ASSERT_EQ(frames.size(), 1U);
@@ -209,7 +209,7 @@ TEST_F(exchange_test, without_a_connection_sending_succeeds_and_takes_no_lock)
         server_fd = unconnected;
         session.send_seq = 5;
         captured_log_take();
-        EXPECT_EQ(printed_by([] { EXPECT_EQ(msg_send("x", 2), 0); }), "");
+        EXPECT_EQ(printed_by([] { EXPECT_EQ(send_text("x"), 0); }), "");
         EXPECT_EQ(captured_log_take(),
                   (log_lines{{14, "[INFO] Send a message to tarnd.\n"},
                              {11, "[ERROR] Connect to Server first!Send msg error.\n"}}));
@@ -250,7 +250,7 @@ TEST_F(exchange_test, a_write_that_fails_releases_the_lock)
     server->finish();
     server.reset();
     captured_log_take();
-    EXPECT_EQ(printed_by([] { EXPECT_EQ(msg_send("x", 2), -1); }), "");
+    EXPECT_EQ(printed_by([] { EXPECT_EQ(send_text("x"), -1); }), "");
     EXPECT_EQ(captured_log_take(),
               (log_lines{{14, "[INFO] Send a message to tarnd.\n"},
                          {11, "[ERROR] Send message failed(Broken pipe).\n"}}));
@@ -263,7 +263,7 @@ TEST_F(exchange_test, a_large_body_arrives_whole)
     std::string large(60 << 20, 'b');
     connect().expect();
     server->start();
-    EXPECT_EQ(msg_send_text(text_copy(large)), 0);
+    EXPECT_EQ(send_text(large), 0);
     exchange_unlock();
     auto frames = server->finish();
     ASSERT_EQ(frames.size(), 1U);
@@ -276,7 +276,7 @@ TEST_F(exchange_test, a_short_write_counts_as_success)
     ASSERT_EQ(fcntl(server_fd, F_SETFL, O_NONBLOCK), 0);
     std::string large(8 << 20, 'b');
     captured_log_take();
-    EXPECT_EQ(msg_send_text(text_copy(large)), 0);
+    EXPECT_EQ(send_text(large), 0);
     EXPECT_EQ(captured_log_take(), sent);
     EXPECT_FALSE(lock_is_free());
     exchange_unlock();
@@ -382,7 +382,7 @@ TEST_F(exchange_test, a_read_error_in_the_body_is_named)
 TEST_F(exchange_test, the_reply_is_handed_out_and_the_lock_given_back)
 {
     serve({"<rpc-reply/>"});
-    EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
+    EXPECT_EQ(send_text("<rpc/>"), 0);
     EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), 0); }), "");
     EXPECT_EQ(text(), "<rpc-reply/>");
     EXPECT_TRUE(lock_is_free());
@@ -392,7 +392,7 @@ TEST_F(exchange_test, notifications_before_the_reply_are_printed)
 {
     connect().push(notification).expect().push(notification).push("<ok/>").push(notification);
     server->start();
-    EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
+    EXPECT_EQ(send_text("<rpc/>"), 0);
     EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), 0); }),
               printed_notification + printed_notification);
     EXPECT_EQ(text(), "<ok/>");
@@ -414,7 +414,7 @@ TEST_F(exchange_test, what_is_no_xml_is_the_reply)
 {
     for (const char *reply : {"garbage", "", "<a>", "<notification/>"}) {
         serve({reply});
-        EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
+        EXPECT_EQ(send_text("<rpc/>"), 0);
         EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), 0); }), "");
         EXPECT_EQ(text(), reply);
         EXPECT_TRUE(lock_is_free());
@@ -425,7 +425,7 @@ TEST_F(exchange_test, a_daemon_that_goes_away_before_its_reply)
 {
     connect().expect().hang_up();
     server->start();
-    EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
+    EXPECT_EQ(send_text("<rpc/>"), 0);
     EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), -1); }), "");
     EXPECT_TRUE(lock_is_free());
 }
@@ -434,7 +434,7 @@ TEST_F(exchange_test, a_daemon_that_goes_away_after_a_notification)
 {
     connect().expect().push(notification).push_raw("\xff\xba").hang_up();
     server->start();
-    EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
+    EXPECT_EQ(send_text("<rpc/>"), 0);
     EXPECT_EQ(printed_by([this] { EXPECT_EQ(wait_reply(), -1); }), printed_notification);
     EXPECT_TRUE(lock_is_free());
 }

@@ -203,14 +203,14 @@ TEST_F(listener_calls_test, a_request_that_cannot_take_the_lock)
     connect();
     lock_error = EINVAL;
     captured_log_take();
-    EXPECT_EQ(printed_by([] { EXPECT_EQ(msg_send("x", 2), -1); }), "pthread mutex lock error!\n\t");
+    EXPECT_EQ(printed_by([] { EXPECT_EQ(send_text("x"), -1); }), "pthread mutex lock error!\n\t");
     lock_error = 0;
     EXPECT_EQ(captured_log_take(), (log_lines{{14, "[INFO] Send a message to tarnd.\n"}}));
     EXPECT_EQ(session.send_seq, 1);
     // Nothing was written, and the lock is not held.
     server->expect();
     server->start();
-    EXPECT_EQ(msg_send("y", 2), 0);
+    EXPECT_EQ(send_text("y"), 0);
     exchange_unlock();
     auto frames = server->finish();
     ASSERT_EQ(frames.size(), 1U);

@@ -136,7 +136,7 @@ TEST_F(listener_test, reads_nothing_while_a_request_is_under_way)
         ASSERT_EQ(start_listener(), 0);
         server->start();
         exchange_unlock();
-        ASSERT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
+        ASSERT_EQ(send_text("<rpc/>"), 0);
         std::this_thread::sleep_for(3500ms);
         reply_text reply;
         ASSERT_EQ(msg_wait_reply(&reply), 0);
@@ -245,7 +245,7 @@ TEST_F(listener_test, lock_failures_of_a_request_are_printed)
         unlock_error = EPERM;
         reply_text reply;
         EXPECT_EQ(printed_by([&] {
-                      EXPECT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
+                      EXPECT_EQ(send_text("<rpc/>"), 0);
                       EXPECT_EQ(msg_wait_reply(&reply), 0);
                   }),
                   "pthread mutex unlock error!\n\t");

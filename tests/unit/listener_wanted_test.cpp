@@ -194,7 +194,7 @@ class listener_wanted_test : public shell_world
     static void request(const char *expected)
     {
         reply_text reply;
-        ASSERT_EQ(msg_send_text(text_copy("<rpc/>")), 0);
+        ASSERT_EQ(send_text("<rpc/>"), 0);
         ASSERT_EQ(msg_wait_reply(&reply), 0);
         EXPECT_STREQ(reply.text.get(), expected);
     }

@@ -15,9 +15,9 @@ class read_requests_test : public shell_world
         sample_schema();
     }
 
-    static std::string text(const heap_text &request)
+    static std::string text(const text_buffer &request)
     {
-        return request ? request.get() : "(none)";
+        return request.data ? request.data.get() + frame_room.size() : "(none)";
     }
 
     static key_names *names(key_names *keys, const std::vector<std::string> &list)
@@ -99,13 +99,13 @@ TEST_F(read_requests_test, masked_values_are_written_plain)
 
 TEST_F(read_requests_test, a_module_is_refused)
 {
-    EXPECT_EQ(printed_by([] { EXPECT_EQ(build_get("/m"), nullptr); }),
+    EXPECT_EQ(printed_by([] { EXPECT_EQ(build_get("/m").data, nullptr); }),
               "please give a node in the module!\r\n");
     EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] Failed to build /m's tree!\n"}}));
     EXPECT_EQ(session.message_id, 1U); // taken all the same
     key_names keys;
     names(&keys, {"k"});
-    EXPECT_EQ(printed_by([&] { EXPECT_EQ(build_get_list_keys("/m", &keys), nullptr); }),
+    EXPECT_EQ(printed_by([&] { EXPECT_EQ(build_get_list_keys("/m", &keys).data, nullptr); }),
               "please give a node in the module!\r\n");
     EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] Failed to build list:/m's tree.\n"}}));
     EXPECT_EQ(session.message_id, 2U);
@@ -117,10 +117,11 @@ TEST_F(read_requests_test, what_is_no_element_has_no_filter)
     names(&keys, {"k"});
     EXPECT_EQ(printed_by([&] {
                   EXPECT_EQ(build_get("/m/c/l[name='a\x03"
-                                      "b"),
+                                      "b")
+                                .data,
                             nullptr);
-                  EXPECT_EQ(build_get_config("/m/c/l[]/v", read_source_startup), nullptr);
-                  EXPECT_EQ(build_get_list_keys("/m/c/l[]/in", &keys), nullptr);
+                  EXPECT_EQ(build_get_config("/m/c/l[]/v", read_source_startup).data, nullptr);
+                  EXPECT_EQ(build_get_list_keys("/m/c/l[]/in", &keys).data, nullptr);
               }),
               "");
     EXPECT_EQ(captured_log_take(),
@@ -132,8 +133,8 @@ TEST_F(read_requests_test, what_is_no_element_has_no_filter)
 
 TEST_F(read_requests_test, an_unknown_module_has_no_filter)
 {
-    EXPECT_EQ(build_get("/nix/c"), nullptr);
-    EXPECT_EQ(build_get("/m/c/nix:x"), nullptr);
+    EXPECT_EQ(build_get("/nix/c").data, nullptr);
+    EXPECT_EQ(build_get("/m/c/nix:x").data, nullptr);
     EXPECT_EQ(session.message_id, 2U);
 }
 
@@ -146,13 +147,13 @@ TEST_F(read_requests_test, a_request_of_4095_characters_is_the_longest)
     EXPECT_EQ(text(build_get(("/m/l[name=" + fits + "]").c_str())),
               get_request(0, filter + fits + "</name></l>"));
     captured_log_take();
-    EXPECT_EQ(build_get(("/m/l[name=" + fits + "v]").c_str()), nullptr);
+    EXPECT_EQ(build_get(("/m/l[name=" + fits + "v]").c_str()).data, nullptr);
     EXPECT_EQ(session.message_id, 2U);
 }
 
 TEST_F(read_requests_test, a_filter_that_does_not_fit_is_told)
 {
-    EXPECT_EQ(build_get(("/m/c/l[name=" + std::string(5000, 'v') + "]").c_str()), nullptr);
+    EXPECT_EQ(build_get(("/m/c/l[name=" + std::string(5000, 'v') + "]").c_str()).data, nullptr);
     EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] buf is not enough!\n"}}));
 }
 
