@@ -40,10 +40,8 @@ int replace_buffer(tinyrl *editor, const char *text, size_t length)
 // Called before every change; 0, or -1 without memory for a copy of a history entry.
 int changed_line(tinyrl *editor)
 {
-    const bool is_own = editor->line == editor->buffer;
-    const int result = is_own ? 0 : replace_buffer(editor, editor->line, editor->end);
     tinyrl_check(editor->line != nullptr, "this->line", "tinyrl.c", "changed_line");
-    return result;
+    return editor->line == editor->buffer ? 0 : replace_buffer(editor, editor->line, editor->end);
 }
 
 // Makes room for a line of length bytes; 0 or -1. A new block has half as much again,
