@@ -185,7 +185,7 @@ TEST_F(exchange_test, what_was_printed_is_out_before_a_send)
     server->start();
     const captured_output output;
     printf("get");
-    EXPECT_EQ(msg_send("x", 2), 0);
+    EXPECT_EQ(send_text("x"), 0);
     struct stat status = {};
     EXPECT_EQ(fstat(STDOUT_FILENO, &status), 0);
     EXPECT_EQ(status.st_size, 3);
