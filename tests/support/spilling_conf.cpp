@@ -18,9 +18,9 @@
     of(redis_connect) of(redis_select) of(redis_hash_get_bin_safe) of(redis_hash_get_all_bin_safe) \
         of(redis_freereply) of(redis_freeconn) of(xmlCtxtReadMemory) of(xmlDocGetRootElement)      \
             of(xmlFreeDoc) of(xmlFreeParserCtxt) of(xmlGetGlobalState) of(xmlInitParser)           \
-                of(xmlMemSetup) of(xmlNewParserCtxt) of(xmlNodeGetContent) of(xmlReadMemory)       \
-                    of(xmlSetGenericErrorFunc) of(xmlSetStructuredErrorFunc) of(xmlStopParser)     \
-                        of(xmlStrEqual) of(xmlThrDefSetGenericErrorFunc)                           \
+                of(xmlIsMainThread) of(xmlMemSetup) of(xmlNewParserCtxt) of(xmlNodeGetContent)     \
+                    of(xmlReadMemory) of(xmlSetGenericErrorFunc) of(xmlSetStructuredErrorFunc)     \
+                        of(xmlStopParser) of(xmlStrEqual) of(xmlThrDefSetGenericErrorFunc)         \
                             of(xmlXPathEvalExpression) of(xmlXPathFreeContext)                     \
                                 of(xmlXPathFreeObject) of(xmlXPathNewContext)                      \
                                     of(xmlXPathRegisterNs)
