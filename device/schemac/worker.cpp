@@ -166,17 +166,19 @@ int do_work(const work *wanted)
     error_report error;
     const compile_watch watch = {note_reading, note_compiling, note_oddity};
     const bool is_all = wanted->kind == work_count || wanted->options->features.is_all;
-    const context_ptr context =
+    // It ends with the process: libyang can crash where it frees types.
+    const ly_ctx *context =
         compile_modules(wanted->index, wanted->requests,
-                        is_all ? feature_choice_all : feature_choice_named, &watch, &error);
+                        is_all ? feature_choice_all : feature_choice_named, &watch, &error)
+            .release();
     if (context == nullptr) {
         note(note_error, report_text(error));
         return -1;
     }
     if (wanted->kind == work_store)
-        return store(wanted, context.get());
+        return store(wanted, context);
     if (wanted->kind == work_count)
-        count(wanted, context.get());
+        count(wanted, context);
     return 0;
 }
 

@@ -195,3 +195,15 @@ def test_offsets_stay_small_whatever_a_module_holds(server, run, write):
     assert 0 < type_offset < help_offset < bound == len(value) - 20 < 3000
     assert value.endswith("…]\0".encode())
     value[20:].decode()
+
+
+def test_unions_of_unions_in_several_places(server, run, write):
+    """libyang frees the types of these too often, after all is done."""
+    leaf = "leaf x { type union { type union { type t; } } }"
+    write(
+        "m",
+        f"""typedef t {{ type s; }} typedef s {{ type boolean; }}
+            {leaf} notification n {{ {leaf} }} rpc r {{ input {{ {leaf} }} }}""",
+    )
+    good(run("m"))
+    assert server.content()["/m"].keys() == {"x", "r"}
