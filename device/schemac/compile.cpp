@@ -6,6 +6,8 @@
 // what is missing before libyang misses it.
 #include "device/schemac/compile.h"
 
+#include <errno.h>
+#include <stdlib.h>
 #include <string.h>
 
 #include "device/schemac/features.h"
@@ -204,6 +206,26 @@ int load_module(compile_attempt *attempt, const module_request &request)
     return -1;
 }
 
+// Gives each module that augments others and is going to be compiled an empty result
+// beforehand, which libyang frees. When it adds a node to a choice at the top of another
+// module, it looks into the result of the module that adds it, whether there is one or
+// not. 0, or -1 with attempt->error set.
+int prepare_results(compile_attempt *attempt)
+{
+    uint32_t position = 0;
+    while (lys_module *module = ly_ctx_get_module_iter(attempt->context, &position)) {
+        if (!module->implemented || module->compiled != nullptr || !has_augments(module))
+            continue;
+        module->compiled = static_cast<lysc_module *>(calloc(1, sizeof(lysc_module)));
+        if (module->compiled == nullptr) {
+            set_error(attempt, attempt->current, 0, strerror(ENOMEM));
+            return -1;
+        }
+        module->compiled->mod = module;
+    }
+    return 0;
+}
+
 // Compiles these modules in the attempt's context; 0, or -1 with attempt->error set.
 int try_modules(compile_attempt *attempt, const std::vector<module_request> &requests,
                 feature_choice features)
@@ -217,6 +239,8 @@ int try_modules(compile_attempt *attempt, const std::vector<module_request> &req
         features_enable_all(attempt->context);
     // What libyang complained about and then overcame is no error.
     attempt->has_failed = false;
+    if (prepare_results(attempt) != 0)
+        return -1;
     compile_teller_start(&attempt->teller, attempt->context, attempt->watch->compiling);
     const LY_ERR result = ly_ctx_compile(attempt->context);
     compile_teller_stop(&attempt->teller);
@@ -243,6 +267,19 @@ size_t request_uncompiled(const ly_ctx *context, std::vector<module_request> *re
 }
 
 } // namespace
+
+bool has_augments(const lys_module *module)
+{
+    const lysp_module *parsed = module->parsed;
+    if (parsed == nullptr)
+        return false;
+    for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(parsed->includes); i++) {
+        if (parsed->includes[i].submodule != nullptr &&
+            parsed->includes[i].submodule->augments != nullptr)
+            return true;
+    }
+    return parsed->augments != nullptr;
+}
 
 context_ptr compile_modules(source_index *index, std::vector<module_request> requests,
                             feature_choice features, const compile_watch *watch,

@@ -40,4 +40,7 @@ context_ptr compile_modules(source_index *index, std::vector<module_request> req
                             feature_choice features, const compile_watch *watch,
                             error_report *error);
 
+// Whether the module, or a submodule of it, augments anything.
+bool has_augments(const lys_module *module);
+
 #endif

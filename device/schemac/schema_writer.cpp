@@ -173,19 +173,6 @@ bool is_listed(const lys_module *module, bool is_built_in,
     return !is_built_in && (module->implemented || LY_ARRAY_COUNT(module->identities) > 0);
 }
 
-bool has_augments(const lys_module *module)
-{
-    const lysp_module *parsed = module->parsed;
-    if (parsed == nullptr)
-        return false;
-    for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(parsed->includes); i++) {
-        if (parsed->includes[i].submodule != nullptr &&
-            parsed->includes[i].submodule->augments != nullptr)
-            return true;
-    }
-    return parsed->augments != nullptr;
-}
-
 // Whether a path, the name of a node or a value may name the module. The shell
 // looks up the namespaces of no others: types, groupings and deviations are
 // nothing that an operator meets.

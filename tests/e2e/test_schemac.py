@@ -284,6 +284,18 @@ def test_augments_name_their_module(server, run, write):
     assert result.stdout.startswith("schemac: 3 modules, 25 nodes, ")
 
 
+@pytest.mark.parametrize("words", [["base", "more"], ["more", "base"], ["more"]])
+def test_a_choice_at_the_top_of_another_module_is_augmented(server, run, write, words):
+    write("base", "choice ch { case a { leaf x { type string; } } }")
+    write(
+        "more",
+        "import base { prefix b; } augment /b:ch { case c { leaf y { type string; } } }",
+    )
+    good(run(*words))
+    assert server.content()["/base/ch"].keys() == {"a", "more:c"}
+    assert server.content()["/base/ch/more:c"].keys() == {"more:y"}
+
+
 def test_what_is_augmented_comes_along_unnamed(server, run, write):
     write("base", "container c { leaf x { type string; } }")
     write("more", "import base { prefix b; } augment /b:c { leaf y { type string; } }")
