@@ -10,6 +10,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "device/schemac/extensions.h"
 #include "device/schemac/features.h"
 #include "device/schemac/includes.h"
 #include "device/schemac/locate.h"
@@ -46,7 +47,9 @@ void log_message(LY_LOG_LEVEL level, const char *message, const char *path)
     if (attempt == nullptr || attempt->has_failed || level != LY_LLERR)
         return;
     compile_teller_stop(&attempt->teller);
-    error_place place = locate_error(attempt->index, attempt->current, path);
+    error_place place = extensions_locate(attempt->index, attempt->current, message);
+    if (place.source == nullptr)
+        place = locate_error(attempt->index, attempt->current, path);
     std::string cause = message;
     if (path != nullptr && path[0] == '/' && path[1] != '\0')
         cause.append(" (").append(path).append(")");
@@ -126,6 +129,7 @@ LY_ERR serve_source(const char *module, const char *module_revision, const char 
         set_error(attempt, source, 1, source->path + " is empty");
         return LY_ENOTFOUND;
     }
+    extensions_adapt(source);
     if (!source->is_submodule)
         includes_lift(attempt->index, source);
     check_dependencies(attempt, source);

@@ -363,6 +363,30 @@ def test_extensions_in_a_submodule_of_a_submodule(server, run, tmp_path, words):
     }
 
 
+def test_extensions_that_only_a_submodule_defines(server, run, tmp_path):
+    write_parts(
+        tmp_path,
+        "d",
+        "include a; include b; m:e; leaf x { type string; } }",
+        a="extension e; leaf y { type string { m:e; } } }",
+        b="include a; leaf z { m:e; type string; } }",
+    )
+    good(run("d"))
+    assert server.content()["/m"].keys() == {"x", "y", "z"}
+
+
+def test_extensions_of_a_grouping_that_is_used_at_the_top(server, run, write):
+    write(
+        "m",
+        """extension e { argument a; }
+           grouping g { m:e "} //"
+            + 'x' { m:e y; } leaf x { m:e z; type string; } }
+           uses g { m:e x; }""",
+    )
+    good(run("m"))
+    assert server.content()["/m"].keys() == {"x"}
+
+
 def test_submodules_that_include_each_other_see_each_other(server, run, tmp_path):
     write_parts(
         tmp_path,

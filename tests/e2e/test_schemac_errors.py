@@ -138,6 +138,25 @@ def test_lines_are_those_of_the_files_whatever_is_included(server, run, tmp_path
         assert result.stderr.startswith(f"schemac: {place}: "), result.stderr
 
 
+@pytest.mark.parametrize("instance", ["nosuch:e;", "m:nosuch;", "l:nosuch;"])
+@pytest.mark.parametrize("place", ["m: line 3", "a: line 2", "b: line 2"])
+def test_an_extension_that_there_is_not_is_named_where_it_is_used(
+    run, write, tmp_path, instance, place
+):
+    """libyang looks for it when it has read everything, and does not say where it was."""
+    write("lib", "extension e;\nleaf x { type string; lib:e; }")
+    module = "module m { namespace urn:m; prefix m; import lib { prefix l; }\n include a;\n%s }"
+    part = "submodule %s { belongs-to m { prefix m; } import lib { prefix l; } %s\n%s }"
+    used = dict.fromkeys("mab", "l:e;") | {place[0]: f"leaf y {{ type string; {instance} }}"}
+    (tmp_path / "m.yang").write_text(module % used["m"])
+    (tmp_path / "a.yang").write_text(part % ("a", "include b;", used["a"]))
+    (tmp_path / "b.yang").write_text(part % ("b", "", used["b"]))
+    result = run("m")
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr.startswith(f"schemac: {place}: "), result.stderr
+    assert instance.rstrip(";").removesuffix(":e") in result.stderr
+
+
 def test_what_a_module_of_version_1_1_fails_to_include_is_named(server, run, tmp_path):
     head = "submodule %s { yang-version 1.1; belongs-to m { prefix m; } "
     (tmp_path / "m.yang").write_text(
