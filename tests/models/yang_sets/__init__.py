@@ -1,0 +1,1 @@
+"""Sets of YANG modules, and what yanglint and schemac make of them."""
