@@ -39,6 +39,8 @@ void set_error(compile_attempt *attempt, const yang_source *source, unsigned lin
         return;
     attempt->has_failed = true;
     attempt->error = {source != nullptr ? source->declared_name : "", line, cause};
+    if (source != nullptr && source->declared_name.empty())
+        attempt->error.module = source->name; // its text is no YANG
 }
 
 void log_message(LY_LOG_LEVEL level, const char *message, const char *path)

@@ -124,18 +124,17 @@ void read_header(yang_source *source)
 {
     yang_cursor cursor = yang_open(source->text);
     yang_statement statement;
-    std::string newest;
     source->line = 1;
-    while (yang_next(&cursor, &statement)) {
-        if (statement.depth == 0) {
-            source->is_submodule = statement.keyword == "submodule";
-            source->declared_name = statement.argument;
-            source->line = statement.line;
-        } else if (statement.depth == 1) {
-            read_top_statement(source, &cursor, statement, &newest);
-        }
+    source->revision.clear();
+    if (!yang_next(&cursor, &statement))
+        return;
+    source->is_submodule = statement.keyword == "submodule";
+    source->declared_name = statement.argument;
+    source->line = statement.line;
+    while (yang_next_within(&cursor, 0, &statement)) {
+        if (statement.depth == 1)
+            read_top_statement(source, &cursor, statement, &source->revision);
     }
-    source->revision = newest;
 }
 
 void ensure_read(source_index *index, yang_source *source)

@@ -119,6 +119,35 @@ def test_errors_in_other_files_than_the_named_one(server, run, write, tmp_path):
     assert len(result.stderr.splitlines()) == 1
 
 
+def test_what_follows_a_module_in_its_file_is_no_part_of_it(run, tmp_path):
+    (tmp_path / "m.yang").write_text(
+        "module m { namespace urn:m; prefix m; }\n\n"
+        "module n { import nosuch; revision 2020-01-01; }"
+    )
+    for word in ("m", "m.yang"):
+        result = run(word)
+        assert (result.returncode, result.stdout) == (1, "")
+        assert result.stderr == (
+            'schemac: m: line 3: Trailing garbage "module n { impo..." after module,'
+            " expected end-of-input.\n"
+        )
+
+
+@pytest.mark.parametrize(
+    "text, error",
+    [
+        ("some text", 'other: line 1: Invalid character sequence "some", expected a keyword.'),
+        ("", "other: line 1: ./other.yang is empty"),
+        ("\n// nothing", "other: line 2: Unexpected end-of-input."),
+    ],
+)
+@pytest.mark.parametrize("statement", ["import other { prefix o; }", "include other;"])
+def test_a_text_that_is_no_yang_is_named_by_its_file(run, write, tmp_path, text, error, statement):
+    (tmp_path / "other.yang").write_text(text)
+    write("m", statement)
+    assert run("m").stderr == f"schemac: {error}\n"
+
+
 def test_lines_are_those_of_the_files_whatever_is_included(server, run, tmp_path):
     """What is changed for libyang in texts that include others keeps its line."""
     module = "module m { namespace urn:m; prefix m;\n include a; leaf x { type %s; }\n}"
