@@ -1,8 +1,9 @@
 // Replaces the schema in the database by compiled modules.
 //
 // All are compiled together. libyang stops at the first error; to name every
-// broken module, each is then compiled once more by itself, in another child, so
-// that one that breaks libyang hides no other.
+// broken module, they are then compiled in small groups, and those of a group that
+// fails by themselves, in other children, so that one that breaks libyang hides no
+// other.
 #include "device/schemac/replace.h"
 
 #include <algorithm>
@@ -18,6 +19,7 @@ namespace
 
 // Modules were stored, and others left out.
 constexpr int status_partial = 2;
+constexpr size_t tried_at_once = 32;
 
 // An error, and the modules that fail because of it.
 struct broken_cause {
@@ -41,16 +43,6 @@ void print_new(const std::vector<std::string> &errors, std::vector<std::string> 
     }
 }
 
-// Prints the errors of the modules that fail by themselves, each once and as soon
-// as it is known.
-void print_broken(const work *all, std::vector<std::string> *printed)
-{
-    for (const module_request &request : all->requests) {
-        const work one = {all->options, all->index, {request}, work_try, ""};
-        print_new(worker_run(&one).errors, printed);
-    }
-}
-
 void add_cause(std::vector<broken_cause> *causes, const std::string &error,
                const std::string &module)
 {
@@ -63,24 +55,49 @@ void add_cause(std::vector<broken_cause> *causes, const std::string &error,
     causes->push_back({error, {module}});
 }
 
-// The requests that compile, each together with those of the others that are
-// tried with it. The causes of the rest are added.
-std::vector<module_request> sort_out(const work *all, bool is_together,
-                                     std::vector<broken_cause> *causes)
+// Adds those of these requests that compile. Most do, so that it costs less to try all
+// of them at once, and halves of what fails, than each in a child of its own.
+void sort_range(const work *all, size_t first, size_t count, std::vector<module_request> *good,
+                std::vector<broken_cause> *causes)
+{
+    const auto start = all->requests.begin() + static_cast<ptrdiff_t>(first);
+    const auto end = start + static_cast<ptrdiff_t>(count);
+    const work tried = {all->options, all->index, {start, end}, work_try, ""};
+    const work_result result = worker_run(&tried);
+    if (result.is_good) {
+        good->insert(good->end(), start, end);
+    } else if (count > 1) {
+        sort_range(all, first, count / 2, good, causes);
+        sort_range(all, first + count / 2, count - count / 2, good, causes);
+    } else {
+        for (const std::string &error : result.errors)
+            add_cause(causes, error, start->name);
+    }
+}
+
+// The requests that compile by themselves or with their neighbours. The causes of the
+// rest are added.
+std::vector<module_request> sort_out(const work *all, std::vector<broken_cause> *causes)
 {
     std::vector<module_request> good;
+    for (size_t i = 0; i < all->requests.size(); i += tried_at_once)
+        sort_range(all, i, std::min(tried_at_once, all->requests.size() - i), &good, causes);
+    return good;
+}
+
+// The requests that compile together with those before them.
+std::vector<module_request> sort_out_together(const work *all, std::vector<broken_cause> *causes)
+{
+    work tried = {all->options, all->index, {}, work_try, ""};
     for (const module_request &request : all->requests) {
-        work tried = {all->options, all->index, {}, work_try, ""};
-        if (is_together)
-            tried.requests = good;
         tried.requests.push_back(request);
         const work_result result = worker_run(&tried);
-        if (result.is_good)
-            good.push_back(request);
+        if (!result.is_good)
+            tried.requests.pop_back();
         for (const std::string &error : result.errors)
             add_cause(causes, error, request.name);
     }
-    return good;
+    return tried.requests;
 }
 
 // An error, and after it who failed because of it, where it is another's.
@@ -99,12 +116,12 @@ std::string cause_text(const broken_cause *cause)
 work_result keep_going(const work *all)
 {
     std::vector<broken_cause> causes;
-    work kept = {all->options, all->index, sort_out(all, false, &causes), work_store, ""};
+    work kept = {all->options, all->index, sort_out(all, &causes), work_store, ""};
     work_result result = {};
     if (!kept.requests.empty())
         result = worker_run(&kept);
     if (!result.is_good && !result.module.empty()) {
-        kept.requests = sort_out(&kept, true, &causes);
+        kept.requests = sort_out_together(&kept, &causes);
         result = worker_run(&kept);
     }
     for (const broken_cause &cause : causes)
@@ -153,8 +170,11 @@ int compile_and_store(const schemac_options *options, source_index *index,
     if (is_compiling && options->keeps_going)
         result = keep_going(&all);
     print_new(result.errors, &printed);
+    std::vector<broken_cause> causes;
     if (is_compiling && !options->keeps_going)
-        print_broken(&all, &printed);
+        sort_out(&all, &causes);
+    for (const broken_cause &cause : causes)
+        print_new({cause.error}, &printed);
     print_results(&result);
     if (!result.is_good)
         return 1;
