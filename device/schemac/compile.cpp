@@ -9,6 +9,7 @@
 #include <errno.h>
 #include <stdlib.h>
 #include <string.h>
+#include <unordered_map>
 
 #include "device/schemac/extensions.h"
 #include "device/schemac/features.h"
@@ -212,6 +213,46 @@ int load_module(compile_attempt *attempt, const module_request &request)
     return -1;
 }
 
+// The requests in an order in which none comes before one that imports it; otherwise as
+// they were.
+struct import_order {
+    source_index *index;
+    std::unordered_map<std::string, const module_request *> waiting; // by name
+    std::vector<module_request> requests;                            // the last one first
+};
+
+void put_imports_first(import_order *order, const module_request *request)
+{
+    const yang_source *source = source_index_find(order->index, request->name, request->revision);
+    const auto *dependencies = source != nullptr ? &source->dependencies : nullptr;
+    order->waiting.erase(request->name);
+    for (size_t i = dependencies != nullptr ? dependencies->size() : 0; i-- > 0;) {
+        const auto needed = order->waiting.find((*dependencies)[i].name);
+        if (needed != order->waiting.end())
+            put_imports_first(order, needed->second);
+    }
+    order->requests.push_back(*request);
+}
+
+// When libyang is given a module, it follows all paths of imports between those that it
+// has been given before, and there are very many where modules import one another.
+std::vector<module_request> importers_first(source_index *index,
+                                            const std::vector<module_request> &requests)
+{
+    import_order order = {index, {}, {}};
+    for (const module_request &request : requests) {
+        const yang_source *source = source_index_find(index, request.name, request.revision);
+        if (!request.revision.empty() && (source == nullptr || !source->is_pinned))
+            return requests; // an importer might bring another revision
+        order.waiting.emplace(request.name, &request);
+    }
+    for (size_t i = requests.size(); i-- > 0;) {
+        if (order.waiting.contains(requests[i].name))
+            put_imports_first(&order, &requests[i]);
+    }
+    return {order.requests.rbegin(), order.requests.rend()};
+}
+
 // Gives each module that augments others and is going to be compiled an empty result
 // beforehand, which libyang frees. When it adds a node to a choice at the top of another
 // module, it looks into the result of the module that adds it, whether there is one or
@@ -233,9 +274,10 @@ int prepare_results(compile_attempt *attempt)
 }
 
 // Compiles these modules in the attempt's context; 0, or -1 with attempt->error set.
-int try_modules(compile_attempt *attempt, const std::vector<module_request> &requests,
+int try_modules(compile_attempt *attempt, const std::vector<module_request> &given,
                 feature_choice features)
 {
+    const std::vector<module_request> requests = importers_first(attempt->index, given);
     for (size_t i = 0; i < requests.size(); i++) {
         attempt->watch->reading(requests[i].name, i + 1, requests.size());
         if (load_module(attempt, requests[i]) != 0)

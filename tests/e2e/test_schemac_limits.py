@@ -137,6 +137,16 @@ def test_the_first_error_is_printed_before_the_others_are_known(server, write, t
         assert process.stderr.read() == b""
 
 
+def test_modules_of_which_each_imports_all_before_it(server, run, write):
+    """There are 2 ** 38 paths of imports from the last one to the first one."""
+    names = [f"m{number}" for number in range(10, 50)]
+    for number, name in enumerate(names):
+        imports = "".join(f"import {one} {{ prefix {one}-; }} " for one in names[:number])
+        write(name, f"{imports} leaf x {{ type string; }}", "models")
+    good(run("./models", preexec_fn=with_limit(resource.RLIMIT_CPU, 60)))
+    assert server.content()["/"].keys() == set(names)
+
+
 def test_files_have_a_limit_together(server, run, write):
     """They take no room on the disk, and would fill the memory."""
     paths = [write(f"m{number}", "", directory="models") for number in range(9)]
