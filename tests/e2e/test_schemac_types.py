@@ -4,7 +4,7 @@ import struct
 
 import pytest
 
-from support.schemac import CONTAINER, good, LEAF, LEAF_LIST, LIST, node
+from support.schemac import CONTAINER, good, LEAF, LEAF_LIST, LIST, node, SANITIZED
 
 pytest_plugins = ("support.schemac_fixtures",)
 
@@ -197,8 +197,9 @@ def test_offsets_stay_small_whatever_a_module_holds(server, run, write):
     value[20:].decode()
 
 
+@pytest.mark.skipif(SANITIZED, reason="libyang has freed what it leaves in the schema")
 def test_unions_of_unions_in_several_places(server, run, write):
-    """libyang frees the types of these too often, after all is done."""
+    """libyang would free the types of these once more, after all is done."""
     leaf = "leaf x { type union { type union { type t; } } }"
     write(
         "m",

@@ -89,7 +89,9 @@ class Types:
         if found is None:
             return self.integer(part, place, depth)
         name, (_, value, kind) = found
-        if depth and kind in ("empty", "leafref") and not part.is_new:
+        is_new_only = kind in ("empty", "leafref") and not part.is_new
+        # libyang frees a named boolean in a union in a union, and goes on using it.
+        if depth and (is_new_only or kind in ("boolean", "empty")):
             return self.integer(part, place, depth)
         statement = S("type", name)
         if kind == "string" and self.chance(20):
