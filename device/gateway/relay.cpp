@@ -227,6 +227,7 @@ void take_open_message(relay *session)
         return;
     if (session->unanswered > 0 && head.kind == message_rpc_reply)
         session->unanswered--;
+    adapters_pass(&session->hello, &head, &session->message);
     send_to_shell(session, &session->message);
 }
 

@@ -11,6 +11,8 @@
 //   out meanwhile, and no other adapter sees the request. Messages that answer something else
 //   pass.
 //
+// It may also write anew a message of the server that is on its way to the shell.
+//
 // A new one is a file in this folder with an `adapter` record, declared at the end of this
 // header and put into the table, those that rewrite before those that take over; and a
 // unit test that runs it in a relay (tests/unit/gateway_copy_to_running_test.cpp is an
@@ -60,10 +62,12 @@ struct adapter {
     const char *name;
     // True for the servers that need it.
     bool (*applies)(const server_hello *hello);
-    // Sees a request. It may take over one that has a message id.
+    // Sees a request. It may take over one that has a message id. Null: none is of interest.
     adapter_verdict (*request)(exchange *exchange, const message_head *head, byte_buffer *request);
     // Sees the answer to what it has asked. Null: it never takes over.
     adapter_outcome (*reply)(exchange *exchange, const message_head *head, byte_buffer *message);
+    // Sees a message that the shell will get. Null: none is of interest.
+    void (*message)(const message_head *head, byte_buffer *message);
 };
 
 // Asks the server next: a request of the adapter's own with that id, both static texts.
@@ -88,7 +92,12 @@ void adapters_offer(exchange *exchange, const server_hello *hello, message_head 
 // shell. False: there is nothing to pass.
 bool adapters_take(exchange *exchange, const message_head *head, byte_buffer *message);
 
+// Shows a message that is to be passed to the shell, and of which head was read, to the
+// adapters that apply.
+void adapters_pass(const server_hello *hello, const message_head *head, byte_buffer *message);
+
 extern const adapter error_option_adapter;
+extern const adapter plain_data_adapter;
 extern const adapter copy_to_running_adapter;
 
 #endif

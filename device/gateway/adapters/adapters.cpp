@@ -8,7 +8,8 @@
 namespace
 {
 
-constexpr const adapter *adapters[] = {&error_option_adapter, &copy_to_running_adapter};
+constexpr const adapter *adapters[] = {&error_option_adapter, &plain_data_adapter,
+                                       &copy_to_running_adapter};
 
 // Whether the message is the reply with the id that is awaited, or one without any: the
 // answer of a server that could not read the request so far.
@@ -55,7 +56,8 @@ void adapters_offer(exchange *exchange, const server_hello *hello, message_head 
                     byte_buffer *request)
 {
     for (const adapter *each : adapters) {
-        if (!each->applies(hello) || each->request(exchange, head, request) != adapter_takes)
+        if (each->request == nullptr || !each->applies(hello) ||
+            each->request(exchange, head, request) != adapter_takes)
             continue;
         exchange->owner = each;
         exchange->message_id = std::move(head->message_id);
@@ -73,4 +75,12 @@ bool adapters_take(exchange *exchange, const message_head *head, byte_buffer *me
     *exchange = {};
     exchange->shell = shell;
     return true;
+}
+
+void adapters_pass(const server_hello *hello, const message_head *head, byte_buffer *message)
+{
+    for (const adapter *each : adapters) {
+        if (each->message != nullptr && each->applies(hello))
+            each->message(head, message);
+    }
 }

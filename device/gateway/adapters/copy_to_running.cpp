@@ -203,4 +203,5 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
 
 } // namespace
 
-const adapter copy_to_running_adapter = {"copy-to-running", applies, take_request, take_reply};
+const adapter copy_to_running_adapter = {"copy-to-running", applies, take_request, take_reply,
+                                         nullptr};

@@ -1,0 +1,169 @@
+// A reply whose data stand in an element that is not written "<data>": with a prefix, with
+// attributes, or as one tag. An export takes what stands between "<data>" and "</data>", so
+// they are written in this way. Each child of the element gets those namespaces that it used to
+// inherit and still needs, so that what is exported can be imported.
+#include <memory>
+#include <new>
+
+#include "device/gateway/adapters/adapter.h"
+#include "device/gateway/frame.h"
+#include "device/gateway/xml_prefixes.h"
+#include "device/gateway/xml_walk.h"
+
+namespace
+{
+
+constexpr std::string_view plain_start = "<data>";
+
+// The depths of a reply's elements.
+enum reply_depth : unsigned { reply_root = 1, reply_data = 2, reply_child = 3 };
+
+// What becomes of a reply.
+struct data_writer {
+    byte_buffer out;
+    bool fails;    // there is no room in it
+    size_t copied; // of the reply, up to here
+    xml_walk walk;
+};
+
+void append(data_writer *writer, std::initializer_list<std::string_view> pieces)
+{
+    if (byte_buffer_append_all(&writer->out, pieces, frame_body_limit) != buffer_ok)
+        writer->fails = true;
+}
+
+void copy_until(data_writer *writer, size_t end)
+{
+    append(writer, {writer->walk.text.substr(writer->copied, end - writer->copied)});
+    writer->copied = end;
+}
+
+bool is_default(std::string_view attribute_name)
+{
+    return attribute_name == "xmlns";
+}
+
+// Whether a child that stands in the base namespace needs a declaration to mean what it did.
+bool is_needed(const xml_element *child, std::string_view text, const xml_attribute *declaration)
+{
+    if (xml_attributes_have(child->attributes, declaration->name))
+        return false;
+    if (is_default(declaration->name))
+        return declaration->value != netconf_base_namespace;
+    if (!declaration->name.starts_with(xml_prefix_declaration))
+        return false;
+    std::string_view prefix;
+    while (xml_prefix_next(&text, &prefix)) {
+        if (prefix == declaration->name.substr(xml_prefix_declaration.size()))
+            return true;
+    }
+    return false;
+}
+
+void append_attribute(data_writer *writer, const xml_attribute *attribute)
+{
+    const std::string_view quote(&attribute->quote, 1);
+    append(writer, {" ", attribute->name, "=", quote, attribute->value, quote});
+}
+
+// Appends what the child has inherited from the element of these attributes, where the element
+// hidden, which stands between them, declares nothing else.
+void append_inherited(data_writer *writer, std::string_view text, std::string_view attributes,
+                      std::string_view hidden)
+{
+    const xml_element *child = &writer->walk.open[reply_child - 1];
+    xml_attribute attribute;
+    while (xml_attribute_next(&attributes, &attribute)) {
+        if (!xml_attributes_have(hidden, attribute.name) && is_needed(child, text, &attribute))
+            append_attribute(writer, &attribute);
+    }
+}
+
+// The root, if it has a prefix, gets the default namespace instead.
+void start_root(data_writer *writer, const xml_element *root)
+{
+    if (root->prefix.empty()) {
+        copy_until(writer, root->content);
+        return;
+    }
+    append(writer, {"<rpc-reply xmlns=\"", netconf_base_namespace, "\""});
+    std::string_view rest = root->attributes;
+    xml_attribute attribute;
+    while (xml_attribute_next(&rest, &attribute)) {
+        if (!is_default(attribute.name))
+            append_attribute(writer, &attribute);
+    }
+    append(writer, {">"});
+    writer->copied = root->content;
+}
+
+xml_step on_start(void *context, const xml_walk *walk)
+{
+    auto *writer = static_cast<data_writer *>(context);
+    const xml_element *element = &walk->open[walk->depth - 1];
+    if (walk->depth != reply_data)
+        return xml_step_on;
+    const std::string_view tag = walk->text.substr(element->from, element->content - element->from);
+    if (!xml_element_is(element, netconf_base_namespace, "data") || tag == plain_start ||
+        writer->copied > 0)
+        return xml_step_fail;
+    start_root(writer, &walk->open[0]);
+    copy_until(writer, element->from);
+    append(writer, {plain_start});
+    writer->copied = element->content;
+    return xml_step_on;
+}
+
+void end_child(data_writer *writer, const xml_element *child, size_t end)
+{
+    const xml_walk *walk = &writer->walk;
+    const std::string_view text = walk->text.substr(child->from, end - child->from);
+    const std::string_view data_attributes = walk->open[reply_data - 1].attributes;
+    copy_until(writer, child->from + 1 + child->prefix.size() + child->local.size());
+    append_inherited(writer, text, data_attributes, {});
+    append_inherited(writer, text, walk->open[reply_root - 1].attributes, data_attributes);
+    copy_until(writer, end);
+}
+
+void end_outer(data_writer *writer, size_t end, std::string_view tag)
+{
+    const size_t from = writer->walk.text.rfind("</", end - 1);
+    if (from != std::string_view::npos && from > writer->copied)
+        copy_until(writer, from);
+    append(writer, {tag});
+    writer->copied = end;
+}
+
+xml_step on_end(void *context, const xml_walk *walk, size_t end)
+{
+    auto *writer = static_cast<data_writer *>(context);
+    if (walk->depth == reply_child)
+        end_child(writer, &walk->open[reply_child - 1], end);
+    else if (walk->depth == reply_data)
+        end_outer(writer, end, "</data>");
+    else if (walk->depth == reply_root)
+        end_outer(writer, end, "</rpc-reply>");
+    return writer->fails ? xml_step_fail : xml_step_on;
+}
+
+bool applies(const server_hello *)
+{
+    return true;
+}
+
+// What cannot be read, and what is written so already, stays as it is.
+void write_plain(const message_head *head, byte_buffer *message)
+{
+    static const xml_events events = {on_start, nullptr, on_end};
+    if (head->kind != message_rpc_reply || head->is_error)
+        return;
+    const std::unique_ptr<data_writer> writer(new (std::nothrow) data_writer{});
+    if (writer != nullptr &&
+        xml_walk_run(&writer->walk, byte_buffer_view(message), &events, writer.get()) == 0 &&
+        writer->copied > 0)
+        *message = byte_buffer_take(&writer->out);
+}
+
+} // namespace
+
+const adapter plain_data_adapter = {"plain-data", applies, nullptr, nullptr, write_plain};

@@ -1,0 +1,30 @@
+"""tarnd-gateway: what it does for servers that do something in their own way."""
+
+from support.netconf_peer import BASE_1_1, BASE_NS
+from test_gateway import bench  # noqa: F401
+
+
+def rpc(message_id, inner):
+    return f'<rpc xmlns="{BASE_NS}" message-id="{message_id}">{inner}</rpc>'.encode()
+
+
+def reply(message_id, inner):
+    return f'<rpc-reply xmlns="{BASE_NS}" message-id="{message_id}">{inner}</rpc-reply>'.encode()
+
+
+def test_data_arrive_between_two_plain_tags(bench):  # noqa: F811
+    shell, peer = bench.session((BASE_1_1,))
+    read = rpc(1, "<get-config><source><running/></source></get-config>")
+    for written, arrives in (
+        (reply(1, "<data/>"), reply(1, "<data></data>")),
+        (
+            f'<n:rpc-reply xmlns:n="{BASE_NS}" xmlns:a="urn:a" message-id="1">\n'
+            "<n:data>\n<a:x/>\n</n:data>\n</n:rpc-reply>".encode(),
+            f'<rpc-reply xmlns="{BASE_NS}" xmlns:n="{BASE_NS}" xmlns:a="urn:a" message-id="1">'
+            '<data><a:x xmlns:a="urn:a"/></data></rpc-reply>'.encode(),
+        ),
+    ):
+        shell.send(read)
+        assert peer.request() == read
+        peer.send(written)
+        assert shell.receive() == arrives
