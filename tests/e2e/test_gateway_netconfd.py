@@ -306,6 +306,19 @@ def test_what_the_server_loses_is_not_ok(session):
     assert replace_running(session, "") == ""
 
 
+EDIT_WALK = (
+    f'<edit-config><target><running/></target><config xmlns:xc="{BASE}">{{}}</config></edit-config>'
+)
+
+
+def test_a_number_is_deleted_by_two_tags(session):
+    session.create()
+    assert replace_running(session, '<number xmlns="urn:walk">5</number>')
+    deleted = '<number xmlns="urn:walk" xc:operation="delete"></number>'
+    assert has_ok(session.rpc(EDIT_WALK.format(deleted))[1])
+    assert running(session) == ""
+
+
 def test_close_session_ends_the_shell(gateway, session):
     number = session.create()
     _, tree = session.rpc("<close-session/>")

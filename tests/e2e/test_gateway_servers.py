@@ -28,3 +28,10 @@ def test_data_arrive_between_two_plain_tags(bench):  # noqa: F811
         assert peer.request() == read
         peer.send(written)
         assert shell.receive() == arrives
+
+
+def test_an_element_without_content_goes_out_as_one_tag(bench):  # noqa: F811
+    shell, peer = bench.session((BASE_1_1,))
+    edit = "<edit-config><target><running/></target><config>{}</config></edit-config>"
+    shell.send(rpc(1, edit.format('<mtu xc:operation="delete"></mtu>\r\n')))
+    assert peer.request() == rpc(1, edit.format('<mtu xc:operation="delete"/>\r\n'))

@@ -1,0 +1,60 @@
+#include "device/gateway/xml_pieces.h"
+
+namespace
+{
+
+struct enclosure {
+    std::string_view opener;
+    std::string_view closer;
+    xml_piece_kind kind;
+};
+
+constexpr enclosure enclosures[] = {
+    {"</", ">", xml_piece_end},
+    {"<!--", "-->", xml_piece_aside},
+    {"<![CDATA[", "]]>", xml_piece_cdata},
+    {"<?", "?>", xml_piece_aside},
+};
+
+// After the tag that begins at from; npos: it does not end.
+size_t tag_end(std::string_view text, size_t from)
+{
+    size_t at = text.find_first_of("\"'>", from);
+    while (at != std::string_view::npos && text[at] != '>') {
+        at = text.find(text[at], at + 1);
+        if (at != std::string_view::npos)
+            at = text.find_first_of("\"'>", at + 1);
+    }
+    return at == std::string_view::npos ? at : at + 1;
+}
+
+size_t markup_end(std::string_view text, xml_piece *piece)
+{
+    const std::string_view rest = text.substr(piece->from);
+    for (const enclosure &each : enclosures) {
+        if (!rest.starts_with(each.opener))
+            continue;
+        piece->kind = each.kind;
+        const size_t closer = text.find(each.closer, piece->from + each.opener.size());
+        return closer == std::string_view::npos ? closer : closer + each.closer.size();
+    }
+    const size_t end = rest.starts_with("<!") ? std::string_view::npos : tag_end(text, piece->from);
+    const bool is_empty = end != std::string_view::npos && text[end - 2] == '/';
+    piece->kind = is_empty ? xml_piece_empty : xml_piece_start;
+    return end;
+}
+
+} // namespace
+
+bool xml_piece_next(std::string_view text, size_t *at, xml_piece *piece)
+{
+    if (*at >= text.size())
+        return false;
+    *piece = {xml_piece_text, *at, text.find('<', *at)};
+    if (piece->end == std::string_view::npos)
+        piece->end = text.size();
+    if (piece->end == *at)
+        piece->end = markup_end(text, piece);
+    *at = piece->end;
+    return piece->end != std::string_view::npos;
+}
