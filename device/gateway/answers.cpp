@@ -41,9 +41,10 @@ int append_escaped(byte_buffer *out, const char *value)
     return result;
 }
 
-int append_reply_start(const char *message_id, byte_buffer *out)
+// The start tag of a message.
+int append_start(const char *name, const char *message_id, byte_buffer *out)
 {
-    int result = append(out, {"<rpc-reply xmlns=\"" NETCONF_BASE_NAMESPACE "\"",
+    int result = append(out, {"<", name, " xmlns=\"" NETCONF_BASE_NAMESPACE "\"",
                               message_id != nullptr ? " message-id=\"" : ">"});
     if (result == 0 && message_id != nullptr)
         result = append_escaped(out, message_id);
@@ -56,7 +57,7 @@ int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer
 {
     char number[16];
     sprintf_s(number, sizeof number, "%u", static_cast<unsigned>(session_id));
-    if (append_reply_start(message_id, out) != 0)
+    if (append_start("rpc-reply", message_id, out) != 0)
         return -1;
     return append(
         out, {"<session-id xmlns=\"" TARND_NAMESPACE "\">", number, "</session-id></rpc-reply>"});
@@ -64,7 +65,7 @@ int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer
 
 int failure_reply_write(const char *message_id, const char *message, byte_buffer *out)
 {
-    const int result = append_reply_start(message_id, out);
+    const int result = append_start("rpc-reply", message_id, out);
     if (result != 0 || append(out, {"<rpc-error><error-type>application</error-type>"
                                     "<error-tag>operation-failed</error-tag>"
                                     "<error-severity>error</error-severity>"
@@ -73,6 +74,11 @@ int failure_reply_write(const char *message_id, const char *message, byte_buffer
     return append_escaped(out, message) == 0
                ? append(out, {"</error-message></rpc-error></rpc-reply>"})
                : -1;
+}
+
+int request_write(const char *message_id, std::string_view operation, byte_buffer *out)
+{
+    return append_start("rpc", message_id, out) == 0 ? append(out, {operation, "</rpc>"}) : -1;
 }
 
 int closed_notice_write(const char *reason, time_t when, byte_buffer *out)

@@ -1,8 +1,10 @@
-// What the gateway itself says to a shell. Each appends to out: 0, or -1: out of memory.
+// What the gateway itself says, most of it to a shell. Each appends to out: 0, or -1: out of
+// memory.
 #ifndef VANDEL_GATEWAY_ANSWERS_H
 #define VANDEL_GATEWAY_ANSWERS_H
 
 #include <stdint.h>
+#include <string_view>
 #include <time.h>
 
 #include "device/gateway/byte_buffer.h"
@@ -13,6 +15,9 @@ int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer
 // A reply that says that the operation with that message id (null: none) failed; message
 // is escaped.
 int failure_reply_write(const char *message_id, const char *message, byte_buffer *out);
+
+// A request with that message id, to the server; operation is XML.
+int request_write(const char *message_id, std::string_view operation, byte_buffer *out);
 
 // A notification that the session was closed at that time. reason is a short text in which
 // XML needs no references.

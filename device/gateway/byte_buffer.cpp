@@ -1,5 +1,6 @@
 #include "device/gateway/byte_buffer.h"
 
+#include <string.h>
 #include <utility>
 
 #include "bounded.h"
@@ -56,6 +57,22 @@ buffer_result byte_buffer_append_all(byte_buffer *buffer,
             result = byte_buffer_append(buffer, piece.data(), piece.size(), limit);
     }
     return result;
+}
+
+buffer_result byte_buffer_replace(byte_buffer *buffer, size_t from, size_t end,
+                                  std::string_view text, size_t limit)
+{
+    const size_t tail = buffer->size - end;
+    const size_t room = end - from;
+    const size_t growth = text.size() > room ? text.size() - room : 0;
+    const buffer_result result = byte_buffer_append(buffer, text.data(), growth, limit);
+    if (result != buffer_ok)
+        return result;
+    char *bytes = buffer->data.get();
+    memmove(bytes + from + text.size(), bytes + end, tail);
+    text.copy(bytes + from, text.size());
+    buffer->size = from + text.size() + tail;
+    return buffer_ok;
 }
 
 void byte_buffer_cut(byte_buffer *buffer, size_t limit)

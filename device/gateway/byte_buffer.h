@@ -35,6 +35,10 @@ buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t s
 buffer_result byte_buffer_append_all(byte_buffer *buffer,
                                      std::initializer_list<std::string_view> pieces, size_t limit);
 
+// Puts text in the place of the bytes from..end. Fails like an append.
+buffer_result byte_buffer_replace(byte_buffer *buffer, size_t from, size_t end,
+                                  std::string_view text, size_t limit);
+
 // Cuts the content to limit bytes, more than 0, and gives back the memory of
 // the rest, if the allocator can.
 void byte_buffer_cut(byte_buffer *buffer, size_t limit);

@@ -29,6 +29,7 @@ constexpr known_capability known_capabilities[] = {
     {"urn:ietf:params:netconf:capability:interleave:1.0", &server_hello::interleave},
     {"urn:ietf:params:netconf:capability:writable-running:1.0", &server_hello::writable_running},
     {"urn:ietf:params:netconf:capability:rollback-on-error:1.0", &server_hello::rollback_on_error},
+    {"urn:ietf:params:netconf:capability:candidate:1.0", &server_hello::candidate},
 };
 
 // What is known of a hello on the way through it.

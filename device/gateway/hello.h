@@ -19,6 +19,7 @@ struct server_hello {
     bool interleave; // requests are served while a subscription lives
     bool writable_running;
     bool rollback_on_error; // an edit happens as a whole or not at all
+    bool candidate;
 };
 
 // Reads the server's hello. Null on success; otherwise what is wrong with it, a

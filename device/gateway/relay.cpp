@@ -179,6 +179,7 @@ const char *take_hello(relay *session)
     session->decoder.chunked = hello->base_1_1;
     report_shell(session->number, "session %u, NETCONF %s",
                  static_cast<unsigned>(hello->session_id), hello->base_1_1 ? "1.1" : "1.0");
+    adapters_report(hello, session->number);
     if (subscribes && !hello->interleave)
         report_shell(session->number, "the server may refuse requests while it is subscribed to "
                                       "(no interleave capability); see --no-subscribe");

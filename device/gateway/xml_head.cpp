@@ -74,10 +74,12 @@ void on_document_type(void *context, const xmlChar *, const xmlChar *, const xml
     xmlStopParser(static_cast<head_scan *>(context)->parser);
 }
 
-// What is looked for among the errors of a reply: a tag, or a text that tells a reader.
+// What is looked for among the errors of a reply: an element with a value, or a text that tells
+// a reader.
 struct error_reader {
-    const char *tag; // null: a text
-    bool has_tag;
+    const char *name; // null: a text
+    const char *value;
+    bool is_found;
     char *dest;
     size_t dest_size;
     xml_leaf leaf;
@@ -102,12 +104,15 @@ xml_step on_error_end(void *context, const xml_walk *walk, size_t)
     const bool is_tag = xml_element_is(element, netconf_base_namespace, "error-tag");
     const bool is_message = xml_element_is(element, netconf_base_namespace, "error-message");
     std::string_view text;
-    if (!xml_leaf_end(&reader->leaf, &text) || text.empty() || (!is_tag && !is_message))
+    if (!xml_leaf_end(&reader->leaf, &text) || text.empty())
         return xml_step_on;
-    if (reader->tag != nullptr) {
-        reader->has_tag = is_tag && text == reader->tag;
-        return reader->has_tag ? xml_step_end : xml_step_on;
+    if (reader->name != nullptr) {
+        reader->is_found =
+            xml_element_is(element, netconf_base_namespace, reader->name) && text == reader->value;
+        return reader->is_found ? xml_step_end : xml_step_on;
     }
+    if (!is_tag && !is_message)
+        return xml_step_on;
     const size_t size = text.copy(reader->dest, reader->dest_size - 1);
     reader->dest[size] = '\0';
     return is_message ? xml_step_end : xml_step_on;
@@ -121,6 +126,15 @@ void read_errors(const char *text, size_t size, error_reader *reader)
     const size_t head_size = size < head_size_limit ? size : head_size_limit;
     if (walk != nullptr)
         xml_walk_run(walk.get(), {text, head_size}, &events, reader);
+}
+
+bool has_error(std::string_view reply, const char *name, const char *value)
+{
+    error_reader found{};
+    found.name = name;
+    found.value = value;
+    read_errors(reply.data(), reply.size(), &found);
+    return found.is_found;
 }
 
 } // namespace
@@ -163,10 +177,13 @@ void error_text_read(const char *text, size_t size, char *dest, size_t dest_size
 
 bool error_tag_is(const char *text, size_t size, const char *tag)
 {
-    error_reader found{};
-    found.tag = tag;
-    read_errors(text, size, &found);
-    return found.has_tag;
+    return has_error({text, size}, "error-tag", tag);
+}
+
+bool error_is_warning(std::string_view reply)
+{
+    return has_error(reply, "error-severity", "warning") &&
+           !has_error(reply, "error-severity", "error");
 }
 
 void xml_start()

@@ -6,6 +6,7 @@
 #define VANDEL_GATEWAY_XML_HEAD_H
 
 #include <stddef.h>
+#include <string_view>
 
 #include "heap.h"
 
@@ -36,6 +37,9 @@ void error_text_read(const char *text, size_t size, char *dest, size_t dest_size
 
 // Whether an error of that tag is among those of an error reply.
 bool error_tag_is(const char *text, size_t size, const char *tag);
+
+// Whether an error reply warns only: the operation was carried out.
+bool error_is_warning(std::string_view reply);
 
 // Prepares the XML library; call once, first.
 void xml_start();

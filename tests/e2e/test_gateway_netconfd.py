@@ -78,8 +78,8 @@ class Session:
         return int(tree.xpath("/b:rpc-reply/t:session-id/text()", namespaces=SPACES)[0])
 
 
-@pytest.fixture(scope="module", name="gateway")
-def fixture_gateway():
+@pytest.fixture(scope="module", name="gateway", params=["running", "candidate"])
+def fixture_gateway(request):
     directory = tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
     server = None
     gateway = None
@@ -88,6 +88,7 @@ def fixture_gateway():
             directory,
             ("ietf-interfaces", "iana-if-type", "vandel-device", "walk"),
             (MODELS, os.path.join(ROOT, "tests", "yang")),
+            request.param,
         )
         command, environment = server.transport()
         gateway = Gateway(directory, command, environment=environment)
@@ -104,6 +105,10 @@ def fixture_gateway():
 @pytest.fixture(name="session")
 def fixture_session(gateway):
     return Session(gateway)
+
+
+# What its commit makes of a copy to the candidate is not always what was copied.
+EDITED = pytest.mark.parametrize("gateway", ["running"], indirect=True)
 
 
 def has_ok(tree):
@@ -249,6 +254,7 @@ def running(session):
     return text.decode().partition("<data>")[2].rpartition("</data>")[0]
 
 
+@EDITED
 def test_a_user_who_is_not_in_the_configuration_is_gone(session):
     """With as many entries on either side, an edit whose default operation is
     replace would be merged."""
@@ -278,6 +284,7 @@ def test_entries_at_the_top_are_replaced_too(session):
             assert replace_running(session, content) == content
 
 
+@EDITED
 def test_the_operator_s_order_is_restored(session):
     session.create()
     values = [f'<ordered xmlns="urn:walk">{value}</ordered>' for value in "abc"]
@@ -287,6 +294,7 @@ def test_the_operator_s_order_is_restored(session):
         assert replace_running(session, content) == content
 
 
+@EDITED
 def test_bits_at_the_top_are_not_joined(session):
     session.create()
     for value in ("one two", "three", "one three", "two"):
@@ -294,6 +302,7 @@ def test_bits_at_the_top_are_not_joined(session):
         assert replace_running(session, content) == content
 
 
+@EDITED
 def test_what_the_server_loses_is_not_ok(session):
     """netconfd drops CDATA sections."""
     session.create()
@@ -304,6 +313,24 @@ def test_what_the_server_loses_is_not_ok(session):
         "running was changed but is not what was to be copied: value differs"
     ]
     assert replace_running(session, "") == ""
+
+
+def test_a_refused_edit_leaves_nothing(gateway, session):
+    """One that is refused as it is made, and one that its commit would be refused for."""
+    session.create()
+    other = Session(gateway)
+    other.create()
+    before = running(session)
+    good = INTERFACE.format("eth7", "not kept")
+    for bad in ("<enabled>perhaps</enabled>", "<description>no type</description>"):
+        edit = EDIT.format(f"{good}<interface><name>eth8</name>{bad}</interface>").replace(
+            "<config>", "<error-option>rollback-on-error</error-option><config>"
+        )
+        assert not has_ok(session.rpc(edit)[1])
+        assert running(session) == before
+        assert has_ok(other.rpc(EDIT.format(INTERFACE.format("eth9", "kept")))[1])
+        assert b"eth7" not in session.rpc(READ)[0]
+        before = running(session)
 
 
 EDIT_WALK = (

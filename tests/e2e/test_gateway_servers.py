@@ -1,7 +1,11 @@
 """tarnd-gateway: what it does for servers that do something in their own way."""
 
-from support.netconf_peer import BASE_1_1, BASE_NS
-from test_gateway import bench  # noqa: F401
+from support.netconf_peer import BASE_1_0, BASE_1_1, BASE_NS
+from test_gateway import VERSIONS, bench  # noqa: F401
+
+CAPABILITY = "urn:ietf:params:netconf:capability:"
+CANDIDATE = CAPABILITY + "candidate:1.0"
+ROLLBACK = CAPABILITY + "rollback-on-error:1.0"
 
 
 def rpc(message_id, inner):
@@ -35,3 +39,27 @@ def test_an_element_without_content_goes_out_as_one_tag(bench):  # noqa: F811
     edit = "<edit-config><target><running/></target><config>{}</config></edit-config>"
     shell.send(rpc(1, edit.format('<mtu xc:operation="delete"></mtu>\r\n')))
     assert peer.request() == rpc(1, edit.format('<mtu xc:operation="delete"/>\r\n'))
+
+
+@VERSIONS
+def test_running_is_written_through_the_candidate(bench, version):  # noqa: F811
+    shell, peer = bench.session((BASE_1_0, version, CANDIDATE, ROLLBACK))
+    bench.gateway.wait_for_log(
+        "shell 1: what goes to running is committed from the candidate "
+        "(no writable-running capability)\n"
+    )
+    edit = "<edit-config><target><{}/></target><config/></edit-config>"
+    ok, error = reply(1, "<ok/>"), reply(1, "<rpc-error/>")
+    lock, discard = "<lock><target><candidate/></target></lock>", "<discard-changes/>"
+    unlock = lock.replace("lock>", "unlock>")
+    first = [(lock, ok), (discard, ok)]
+    for turns, answer in (
+        ([(edit.format("candidate"), ok), ("<commit/>", ok), (unlock, ok)], ok),
+        ([(edit.format("candidate"), error), (discard, ok), (unlock, ok)], error),
+    ):
+        shell.send(rpc(1, edit.format("running")))
+        for request, answered in first + turns:
+            assert peer.request() == rpc(1, request)
+            assert shell.has_nothing(0.02)
+            peer.send(answered)
+        assert shell.receive() == answer

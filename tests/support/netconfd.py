@@ -12,9 +12,15 @@ WAIT = 60
 
 
 class Netconfd:
-    """Runs in the given directory until stop()."""
+    """Runs in the given directory until stop(). target is the datastore that can be edited."""
 
-    def __init__(self, directory, modules=("ietf-interfaces", "iana-if-type"), paths=()):
+    def __init__(
+        self,
+        directory,
+        modules=("ietf-interfaces", "iana-if-type"),
+        paths=(),
+        target="running",
+    ):
         self.socket = os.path.join(directory, "ncxserver.sock")
         self.log_path = os.path.join(directory, "netconfd.log")
         self.environment = dict(os.environ, HOME=directory, USER="root")
@@ -23,7 +29,7 @@ class Netconfd:
         os.makedirs(os.path.join(home, "data"), exist_ok=True)
         # fmt: off
         command = [
-            "netconfd", "--target=running", "--with-startup=true", "--indent=0", "--no-startup",
+            "netconfd", f"--target={target}", "--with-startup=true", "--indent=0", "--no-startup",
             "--superuser=root", *(f"--module={module}" for module in modules),
             "--modpath=" + ":".join((*paths, MODULES)),
             f"--yuma-home={home}", f"--port={PORT}", f"--ncxserver-sockname={self.socket}"]

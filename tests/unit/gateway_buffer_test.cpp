@@ -133,3 +133,24 @@ TEST(gateway_outgoing, parts_may_be_missing)
     EXPECT_TRUE(outgoing_idle(&message));
     EXPECT_EQ(left_of(&message), "");
 }
+
+TEST(gateway_buffer, a_part_is_replaced)
+{
+    const struct {
+        size_t from;
+        size_t end;
+        std::string text;
+        std::string result;
+    } cases[] = {{1, 3, "xy", "axyd"},    {1, 3, "", "ad"},     {0, 4, "x", "x"},
+                 {1, 2, "xyz", "axyzcd"}, {4, 4, "x", "abcdx"}, {0, 0, "xyz", "xyzabcd"}};
+    for (const auto &each : cases) {
+        byte_buffer buffer{};
+        byte_buffer_append(&buffer, "abcd", 4, 100);
+        EXPECT_EQ(byte_buffer_replace(&buffer, each.from, each.end, each.text, 100), buffer_ok);
+        EXPECT_EQ(byte_buffer_view(&buffer), each.result);
+    }
+    byte_buffer buffer{};
+    byte_buffer_append(&buffer, "abcd", 4, 4);
+    EXPECT_EQ(byte_buffer_replace(&buffer, 1, 2, "xy", 4), buffer_full);
+    EXPECT_EQ(byte_buffer_view(&buffer), "abcd");
+}

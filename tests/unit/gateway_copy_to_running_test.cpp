@@ -5,22 +5,10 @@
 #include <gtest/gtest.h>
 #include <string>
 
-#include "support/relay_bench.h"
+#include "support/exchange_bench.h"
 
 namespace
 {
-
-const std::string base = "urn:ietf:params:xml:ns:netconf:base:1.0";
-
-std::string rpc(const std::string &id, const std::string &inner)
-{
-    return "<rpc xmlns=\"" + base + "\" message-id=\"" + id + "\">" + inner + "</rpc>";
-}
-
-std::string reply(const std::string &id, const std::string &inner)
-{
-    return "<rpc-reply xmlns=\"" + base + "\" message-id=\"" + id + "\">" + inner + "</rpc-reply>";
-}
 
 std::string copy(const std::string &source)
 {
@@ -33,11 +21,6 @@ std::string edit(const std::string &config)
     return rpc("5", "<edit-config><target><running/></target>"
                     "<error-option>rollback-on-error</error-option>" +
                         config + "</edit-config>");
-}
-
-std::string error(const std::string &tag)
-{
-    return "<rpc-error><error-tag>" + tag + "</error-tag></rpc-error>";
 }
 
 const std::string unsupported = reply("5", error("operation-not-supported"));
@@ -74,45 +57,11 @@ std::string failure(const std::string &why)
                           why + "</error-message></rpc-error>");
 }
 
-// A session after its hellos.
-struct exchange_bench : relay_bench {
-    explicit exchange_bench(const std::string &capabilities = writable + rolls_back)
-        : relay_bench(false)
+// A session with a server that edits running as a whole.
+struct copy_bench : exchange_bench {
+    explicit copy_bench(const std::string &capabilities = writable + rolls_back)
+        : exchange_bench(capabilities)
     {
-        EXPECT_EQ(to_server(), gateway_hello);
-        EXPECT_EQ(server_sends(server_hello_text("1.1", capabilities)), "");
-        testing::internal::CaptureStderr();
-    }
-
-    ~exchange_bench()
-    {
-        if (!logged)
-            log();
-        EXPECT_EQ(reason, "");
-    }
-
-    exchange_bench(const exchange_bench &) = delete;
-    exchange_bench &operator=(const exchange_bench &) = delete;
-
-    bool logged = false;
-
-    std::string log()
-    {
-        logged = true;
-        return testing::internal::GetCapturedStderr();
-    }
-
-    // What the server gets for a frame of the shell, or for a message of its own.
-    std::string ask(const std::string &request)
-    {
-        EXPECT_EQ(shell_sends(frame(request)), "");
-        return to_server();
-    }
-
-    std::string answer(const std::string &message)
-    {
-        EXPECT_EQ(server_sends(chunked(message)), "");
-        return to_server();
     }
 
     // Up to the edit, of running that also holds b.
@@ -128,7 +77,7 @@ struct exchange_bench : relay_bench {
 
 TEST(gateway_copy_to_running, a_copy_that_the_server_does_stays_a_copy)
 {
-    exchange_bench test;
+    copy_bench test;
     EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
     EXPECT_EQ(test.answer(reply("5", "<ok/>")), "");
     EXPECT_EQ(test.to_shell(), frame(reply("5", "<ok/>"), 0));
@@ -138,7 +87,7 @@ TEST(gateway_copy_to_running, a_copy_that_the_server_does_stays_a_copy)
 
 TEST(gateway_copy_to_running, an_edit_takes_the_place_of_a_copy_of_a_configuration)
 {
-    exchange_bench test;
+    copy_bench test;
     test.refuse_copy();
     EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
     EXPECT_EQ(test.to_shell(), "");
@@ -149,7 +98,7 @@ TEST(gateway_copy_to_running, an_edit_takes_the_place_of_a_copy_of_a_configurati
 
 TEST(gateway_copy_to_running, an_edit_takes_the_place_of_a_copy_of_startup)
 {
-    exchange_bench test;
+    copy_bench test;
     const std::string node = "<data><c xmlns=\"urn:c\"><x>1</x></c></data>";
     EXPECT_EQ(test.ask(copy("<startup/>")), chunked(copy("<startup/>")));
     EXPECT_EQ(test.answer(unsupported), chunked(read_startup));
@@ -164,7 +113,7 @@ TEST(gateway_copy_to_running, an_edit_takes_the_place_of_a_copy_of_startup)
 
 TEST(gateway_copy_to_running, it_may_happen_again)
 {
-    exchange_bench test;
+    copy_bench test;
     for (unsigned turn = 0; turn < 3; turn++) {
         test.refuse_copy();
         EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
@@ -176,7 +125,7 @@ TEST(gateway_copy_to_running, it_may_happen_again)
 
 TEST(gateway_copy_to_running, an_edit_that_is_refused_has_changed_nothing)
 {
-    exchange_bench test;
+    copy_bench test;
     test.refuse_copy();
     EXPECT_EQ(test.answer(reply("5", error("access-denied"))), "");
     EXPECT_EQ(test.to_shell(), frame(reply("5", error("access-denied")), 0));
@@ -186,7 +135,7 @@ TEST(gateway_copy_to_running, an_edit_that_is_refused_has_changed_nothing)
 
 TEST(gateway_copy_to_running, what_is_left_over_is_removed_by_a_second_edit)
 {
-    exchange_bench test;
+    copy_bench test;
     test.refuse_copy();
     EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
     const std::string entry = "<a xmlns=\"urn:a\">1</a>";
@@ -202,7 +151,7 @@ TEST(gateway_copy_to_running, what_is_left_over_is_removed_by_a_second_edit)
 
 TEST(gateway_copy_to_running, a_server_that_says_ok_and_does_not_do_it_is_not_believed)
 {
-    exchange_bench test;
+    copy_bench test;
     test.refuse_copy();
     for (int count = 0; count < 2; count++) {
         EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
@@ -218,7 +167,7 @@ TEST(gateway_copy_to_running, a_server_that_says_ok_and_does_not_do_it_is_not_be
 
 TEST(gateway_copy_to_running, a_long_name_is_cut_in_the_answer)
 {
-    exchange_bench test;
+    copy_bench test;
     const std::string name(300, 'n');
     const std::string odd = reply("tarnd-gateway-running", "<data><a xmlns=\"urn:a\"/><" + name +
                                                                " xmlns=\"urn:n\"/></data>");
@@ -243,13 +192,13 @@ TEST(gateway_copy_to_running, after_an_edit_nothing_but_the_same_running_is_ok)
         {"<data><p:a/></data>", "the configuration cannot be followed"},
     };
     for (const auto &bad : cases) {
-        exchange_bench test;
+        copy_bench test;
         test.refuse_copy();
         EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
         test.answer(reply("tarnd-gateway-running", bad.running));
         EXPECT_EQ(test.to_shell(), frame(failure(bad.why), 0));
     }
-    exchange_bench test;
+    copy_bench test;
     test.refuse_copy();
     EXPECT_EQ(test.answer(reply("5", "<ok/>")), chunked(read_running));
     EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), chunked(edit(config_edit)));
@@ -260,7 +209,7 @@ TEST(gateway_copy_to_running, after_an_edit_nothing_but_the_same_running_is_ok)
 TEST(gateway_copy_to_running, other_refusals_pass)
 {
     for (const char *tag : {"access-denied", "lock-denied", "operation-failed", "invalid-value"}) {
-        exchange_bench test;
+        copy_bench test;
         EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
         EXPECT_EQ(test.answer(reply("5", error(tag))), "");
         EXPECT_EQ(test.to_shell(), frame(reply("5", error(tag)), 0));
@@ -270,7 +219,7 @@ TEST(gateway_copy_to_running, other_refusals_pass)
 
 TEST(gateway_copy_to_running, any_of_several_errors_may_be_the_one)
 {
-    exchange_bench test;
+    copy_bench test;
     EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
     EXPECT_EQ(test.answer(reply("5", error("bad") + error("\n operation-not-supported\n"))),
               chunked(read_running));
@@ -287,7 +236,7 @@ TEST(gateway_copy_to_running, a_refusal_of_anything_else_passes)
             "</source></copy-config></rpc>",
     };
     for (const std::string &request : copies) {
-        exchange_bench test;
+        copy_bench test;
         EXPECT_EQ(test.ask(request), chunked(request));
         EXPECT_EQ(test.answer(unsupported), "");
         EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
@@ -297,7 +246,7 @@ TEST(gateway_copy_to_running, a_refusal_of_anything_else_passes)
 TEST(gateway_copy_to_running, only_a_server_that_edits_running_as_a_whole_is_asked_to)
 {
     for (const std::string &capabilities : {std::string(), writable, rolls_back}) {
-        exchange_bench test(capabilities);
+        copy_bench test(capabilities);
         EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
         EXPECT_EQ(test.answer(unsupported), "");
         EXPECT_EQ(test.to_shell(), frame(unsupported, 0));
@@ -316,7 +265,7 @@ TEST(gateway_copy_to_running, what_fails_on_the_way_gives_the_refusal)
         {"<data><p:a/></data>", "the configuration cannot be followed"},
     };
     for (const auto &bad : cases) {
-        exchange_bench test;
+        copy_bench test;
         EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
         EXPECT_EQ(test.answer(unsupported), chunked(read_running));
         EXPECT_EQ(test.answer(reply("tarnd-gateway-running", bad.running)), "");
@@ -326,7 +275,7 @@ TEST(gateway_copy_to_running, what_fails_on_the_way_gives_the_refusal)
                   copy_is_tried +
                       "tarnd-gateway: shell 1: the copy to running is refused: " + bad.log + "\n");
     }
-    exchange_bench test;
+    copy_bench test;
     EXPECT_EQ(test.ask(copy("<startup/>")), chunked(copy("<startup/>")));
     EXPECT_EQ(test.answer(unsupported), chunked(read_startup));
     EXPECT_EQ(test.answer(reply("tarnd-gateway-startup", denied)), "");
@@ -339,7 +288,7 @@ TEST(gateway_copy_to_running, a_configuration_beyond_a_limit_gives_the_refusal)
     for (int number = 0; number < 257; number++)
         spaces += " xmlns:n" + std::to_string(number) + "='u'";
     const std::string limited = copy("<config><a" + spaces + "/></config>");
-    exchange_bench test;
+    copy_bench test;
     EXPECT_EQ(test.ask(limited), chunked(limited));
     EXPECT_EQ(test.answer(unsupported), chunked(read_running));
     EXPECT_EQ(test.answer(reply("tarnd-gateway-running", running)), "");
@@ -350,7 +299,7 @@ TEST(gateway_copy_to_running, a_configuration_beyond_a_limit_gives_the_refusal)
 
 TEST(gateway_copy_to_running, later_requests_wait_and_other_messages_pass)
 {
-    exchange_bench test;
+    copy_bench test;
     EXPECT_EQ(test.ask(rpc("4", "<x/>")), chunked(rpc("4", "<x/>")));
     EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
     EXPECT_EQ(test.ask(rpc("6", "<x/>")), "");
@@ -376,7 +325,7 @@ TEST(gateway_copy_to_running, later_requests_wait_and_other_messages_pass)
 
 TEST(gateway_copy_to_running, a_server_that_forgets_message_ids_does_not_stop_the_shell)
 {
-    exchange_bench test;
+    copy_bench test;
     const std::string nameless =
         "<rpc-reply xmlns=\"" + base + "\">" + error("malformed-message") + "</rpc-reply>";
     EXPECT_EQ(test.ask(copy(config)), chunked(copy(config)));
@@ -387,7 +336,7 @@ TEST(gateway_copy_to_running, a_server_that_forgets_message_ids_does_not_stop_th
 
 TEST(gateway_copy_to_running, a_refusal_that_comes_before_the_whole_copy_is_out)
 {
-    exchange_bench test;
+    copy_bench test;
     EXPECT_EQ(test.shell_sends(frame(copy(config))), "");
     outgoing_advance(&test.session->to_server, 1);
     EXPECT_EQ(test.server_sends(chunked(unsupported)), "");
@@ -399,7 +348,7 @@ TEST(gateway_copy_to_running, a_refusal_that_comes_before_the_whole_copy_is_out)
 
 TEST(gateway_copy_to_running, a_copy_loses_its_error_option_everywhere)
 {
-    exchange_bench test("");
+    copy_bench test("");
     EXPECT_EQ(test.ask(rpc("5", "<copy-config><error-option>x</error-option></copy-config>")),
               chunked(rpc("5", "<copy-config></copy-config>")));
     const std::string edit_with = rpc("5", "<edit-config><error-option/></edit-config>");

@@ -62,6 +62,8 @@ struct adapter {
     const char *name;
     // True for the servers that need it.
     bool (*applies)(const server_hello *hello);
+    // What is logged of it when it applies, a static text or null: nothing. Null: never anything.
+    const char *(*notice)(const server_hello *hello);
     // Sees a request. It may take over one that has a message id. Null: none is of interest.
     adapter_verdict (*request)(exchange *exchange, const message_head *head, byte_buffer *request);
     // Sees the answer to what it has asked. Null: it never takes over.
@@ -70,8 +72,14 @@ struct adapter {
     void (*message)(const message_head *head, byte_buffer *message);
 };
 
+// Logs which adapters a server needs that is known now.
+void adapters_report(const server_hello *hello, unsigned shell);
+
 // Asks the server next: a request of the adapter's own with that id, both static texts.
 void exchange_ask(exchange *exchange, const char *id, std::string_view text);
+
+// The same with an operation that gets a request of the message id, which is the shell's.
+void exchange_ask_operation(exchange *exchange, const char *message_id, std::string_view operation);
 
 // The same with a request that has the shell's message id; it becomes empty.
 void exchange_ask_body(exchange *exchange, byte_buffer *request);
@@ -99,6 +107,7 @@ void adapters_pass(const server_hello *hello, const message_head *head, byte_buf
 extern const adapter error_option_adapter;
 extern const adapter empty_element_adapter;
 extern const adapter plain_data_adapter;
+extern const adapter candidate_adapter;
 extern const adapter copy_to_running_adapter;
 
 #endif

@@ -3,13 +3,16 @@
 #include <string.h>
 #include <utility>
 
+#include "device/gateway/answers.h"
 #include "device/gateway/frame.h"
+#include "device/gateway/report.h"
 
 namespace
 {
 
 constexpr const adapter *adapters[] = {&error_option_adapter, &empty_element_adapter,
-                                       &plain_data_adapter, &copy_to_running_adapter};
+                                       &plain_data_adapter, &candidate_adapter,
+                                       &copy_to_running_adapter};
 
 // Whether the message is the reply with the id that is awaited, or one without any: the
 // answer of a server that could not read the request so far.
@@ -35,6 +38,14 @@ void exchange_ask(exchange *exchange, const char *id, std::string_view text)
     ask(exchange, id, false);
 }
 
+void exchange_ask_operation(exchange *exchange, const char *message_id, std::string_view operation)
+{
+    byte_buffer request{};
+    if (request_write(message_id, operation, &request) == 0)
+        exchange->next = byte_buffer_take(&request);
+    ask(exchange, nullptr, false);
+}
+
 void exchange_ask_body(exchange *exchange, byte_buffer *request)
 {
     exchange->next = byte_buffer_take(request);
@@ -50,6 +61,16 @@ void exchange_ask_kept(exchange *exchange, byte_buffer *request)
 bool exchange_idle(const exchange *exchange)
 {
     return exchange->owner == nullptr;
+}
+
+void adapters_report(const server_hello *hello, unsigned shell)
+{
+    for (const adapter *each : adapters) {
+        const char *text =
+            each->notice != nullptr && each->applies(hello) ? each->notice(hello) : nullptr;
+        if (text != nullptr)
+            report_shell(shell, "%s", text);
+    }
 }
 
 void adapters_offer(exchange *exchange, const server_hello *hello, message_head *head,

@@ -54,4 +54,5 @@ adapter_verdict take_request(exchange *, const message_head *head, byte_buffer *
 
 } // namespace
 
-const adapter empty_element_adapter = {"empty-element", applies, take_request, nullptr, nullptr};
+const adapter empty_element_adapter = {"empty-element", applies, nullptr,
+                                       take_request,    nullptr, nullptr};

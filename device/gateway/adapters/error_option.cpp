@@ -79,4 +79,4 @@ adapter_verdict clean(exchange *, const message_head *head, byte_buffer *request
 
 } // namespace
 
-const adapter error_option_adapter = {"error-option", applies, clean, nullptr, nullptr};
+const adapter error_option_adapter = {"error-option", applies, nullptr, clean, nullptr, nullptr};

@@ -166,4 +166,4 @@ void write_plain(const message_head *head, byte_buffer *message)
 
 } // namespace
 
-const adapter plain_data_adapter = {"plain-data", applies, nullptr, nullptr, write_plain};
+const adapter plain_data_adapter = {"plain-data", applies, nullptr, nullptr, nullptr, write_plain};

@@ -1,0 +1,133 @@
+// A server whose running datastore cannot be written: all goes through its candidate.
+//
+// An edit of running, or a copy to it, becomes several requests, each sent when the one before it
+// is answered. They carry the message id of the shell's request, so that any of their replies can
+// be its answer: the first error, or the reply to the commit. A copy from the candidate is a
+// commit.
+//
+// The candidate is discarded only after it was locked: what another session has put there
+// and not committed keeps the server from locking it, and the shell is told so.
+#include <string.h>
+
+#include "device/gateway/adapters/adapter.h"
+#include "device/gateway/answers.h"
+#include "device/gateway/datastores.h"
+#include "device/gateway/frame.h"
+#include "device/gateway/report.h"
+#include "format/namespaces.h"
+
+namespace
+{
+
+// What is awaited.
+enum candidate_step : uint8_t {
+    candidate_step_lock,
+    candidate_step_discard,
+    candidate_step_change, // the shell's request
+    candidate_step_commit,
+    candidate_step_undo,
+    candidate_step_unlock,
+    candidate_step_end,
+};
+
+struct candidate_turn {
+    const char *operation; // null: the shell's
+    candidate_step after_success;
+    candidate_step after_error;
+};
+
+constexpr char commit_operation[] = "<commit/>";
+constexpr char discard_operation[] = "<discard-changes/>";
+
+constexpr candidate_turn turns[] = {
+    {"<lock><target><candidate/></target></lock>", candidate_step_discard, candidate_step_end},
+    {discard_operation, candidate_step_change, candidate_step_unlock},
+    {nullptr, candidate_step_commit, candidate_step_undo},
+    {commit_operation, candidate_step_unlock, candidate_step_undo},
+    {discard_operation, candidate_step_unlock, candidate_step_unlock},
+    {"<unlock><target><candidate/></target></unlock>", candidate_step_end, candidate_step_end},
+};
+static_assert(sizeof turns / sizeof turns[0] == candidate_step_end);
+
+bool applies(const server_hello *hello)
+{
+    return hello->candidate && !hello->writable_running;
+}
+
+const char *notice(const server_hello *)
+{
+    return "what goes to running is committed from the candidate (no writable-running capability)";
+}
+
+// Sends the request that the step waits for.
+void ask(exchange *exchange, const char *message_id, candidate_step step)
+{
+    exchange->step = step;
+    if (turns[step].operation == nullptr)
+        exchange_ask_body(exchange, &exchange->request);
+    else
+        exchange_ask_operation(exchange, message_id, turns[step].operation);
+}
+
+// Makes it a commit; without memory it stays as it is, and the server refuses it.
+void become_commit(byte_buffer *request, const char *message_id)
+{
+    byte_buffer commit{};
+    if (request_write(message_id, commit_operation, &commit) == 0)
+        *request = byte_buffer_take(&commit);
+}
+
+// 0, or -1: out of memory.
+int aim_at_candidate(byte_buffer *request, const datastore_name *target)
+{
+    byte_buffer name{};
+    constexpr size_t limit = SIZE_MAX / 2;
+    if (byte_buffer_append_all(&name, {"<", target->prefix, "candidate/>"}, limit) != buffer_ok)
+        return -1;
+    return byte_buffer_replace(request, target->from, target->end, byte_buffer_view(&name),
+                               limit) == buffer_ok
+               ? 0
+               : -1;
+}
+
+adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
+{
+    const bool is_copy = strcmp(head->operation, "copy-config") == 0;
+    if ((!is_copy && strcmp(head->operation, "edit-config") != 0) || head->message_id == nullptr)
+        return adapter_leaves;
+    const request_datastores named = request_datastores_read(byte_buffer_view(request));
+    if (named.target.name != "running")
+        return adapter_leaves;
+    if (is_copy && named.source.name == "candidate") {
+        become_commit(request, head->message_id.get());
+        return adapter_leaves;
+    }
+    if (aim_at_candidate(request, &named.target) != 0)
+        return adapter_leaves;
+    exchange->request = byte_buffer_take(request);
+    ask(exchange, head->message_id.get(), candidate_step_lock);
+    return adapter_takes;
+}
+
+adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_buffer *message)
+{
+    const auto step = static_cast<candidate_step>(exchange->step);
+    const bool fails = head->is_error && !error_is_warning(byte_buffer_view(message));
+    if (fails && step >= candidate_step_undo)
+        report_shell(exchange->shell, "the server does not let go of the candidate");
+    const bool is_answer = step == candidate_step_commit || (fails && step < candidate_step_undo);
+    if (is_answer && exchange->answer.size == 0)
+        exchange->answer = byte_buffer_take(message);
+    byte_buffer_clear(message);
+    const candidate_step next = fails ? turns[step].after_error : turns[step].after_success;
+    if (next == candidate_step_end) {
+        *message = byte_buffer_take(&exchange->answer);
+        return adapter_ends;
+    }
+    ask(exchange, exchange->message_id.get(), next);
+    return adapter_asks;
+}
+
+} // namespace
+
+const adapter candidate_adapter = {"candidate", applies, notice, take_request, take_reply, nullptr};

@@ -1,0 +1,65 @@
+#include "device/gateway/datastores.h"
+
+#include <memory>
+#include <new>
+
+#include "device/gateway/xml_walk.h"
+
+namespace
+{
+
+// The depths of a request's elements.
+enum request_depth : unsigned { request_part = 3, request_datastore = 4 };
+
+struct datastores_reader {
+    request_datastores found;
+    datastore_name *part; // what the current part names; null: it is of no interest
+    xml_walk walk;
+};
+
+bool is_base(const xml_element *element, std::string_view local)
+{
+    return xml_element_is(element, netconf_base_namespace, local);
+}
+
+datastore_name *part_of(request_datastores *found, const xml_element *element)
+{
+    if (is_base(element, "target"))
+        return &found->target;
+    return is_base(element, "source") ? &found->source : nullptr;
+}
+
+xml_step on_start(void *context, const xml_walk *walk)
+{
+    auto *reader = static_cast<datastores_reader *>(context);
+    const xml_element *element = &walk->open[walk->depth - 1];
+    const bool is_head = walk->depth == request_part || walk->depth == request_datastore;
+    if (is_head && is_base(element, "config"))
+        return xml_step_end;
+    if (walk->depth == request_part)
+        reader->part = part_of(&reader->found, element);
+    return xml_step_on;
+}
+
+xml_step on_end(void *context, const xml_walk *walk, size_t end)
+{
+    auto *reader = static_cast<datastores_reader *>(context);
+    const xml_element *element = &walk->open[walk->depth - 1];
+    if (walk->depth == request_datastore && reader->part != nullptr &&
+        element->uri == netconf_base_namespace)
+        *reader->part = {
+            walk->text.substr(element->from + 1 + element->prefix.size(), element->local.size()),
+            element->prefix, element->from, end};
+    return xml_step_on;
+}
+
+} // namespace
+
+request_datastores request_datastores_read(std::string_view request)
+{
+    static const xml_events events = {on_start, nullptr, on_end};
+    const std::unique_ptr<datastores_reader> reader(new (std::nothrow) datastores_reader{});
+    if (reader == nullptr || xml_walk_run(&reader->walk, request, &events, reader.get()) != 0)
+        return {};
+    return reader->found;
+}

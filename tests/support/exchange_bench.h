@@ -1,0 +1,67 @@
+// A relay after its hellos, and the messages of tests in which a request becomes several.
+#ifndef VANDEL_TESTS_EXCHANGE_BENCH_H
+#define VANDEL_TESTS_EXCHANGE_BENCH_H
+
+#include <gtest/gtest.h>
+
+#include "support/relay_bench.h"
+
+inline const std::string base = "urn:ietf:params:xml:ns:netconf:base:1.0";
+
+inline std::string rpc(const std::string &id, const std::string &inner)
+{
+    return "<rpc xmlns=\"" + base + "\" message-id=\"" + id + "\">" + inner + "</rpc>";
+}
+
+inline std::string reply(const std::string &id, const std::string &inner)
+{
+    return "<rpc-reply xmlns=\"" + base + "\" message-id=\"" + id + "\">" + inner + "</rpc-reply>";
+}
+
+inline std::string error(const std::string &tag)
+{
+    return "<rpc-error><error-tag>" + tag + "</error-tag></rpc-error>";
+}
+
+// A session after its hellos, with a server of these capabilities.
+struct exchange_bench : relay_bench {
+    explicit exchange_bench(const std::string &capabilities) : relay_bench(false)
+    {
+        EXPECT_EQ(to_server(), gateway_hello);
+        EXPECT_EQ(server_sends(server_hello_text("1.1", capabilities)), "");
+        testing::internal::CaptureStderr();
+    }
+
+    ~exchange_bench()
+    {
+        if (!logged)
+            log();
+        EXPECT_EQ(reason, "");
+    }
+
+    exchange_bench(const exchange_bench &) = delete;
+    exchange_bench &operator=(const exchange_bench &) = delete;
+
+    bool logged = false;
+
+    std::string log()
+    {
+        logged = true;
+        return testing::internal::GetCapturedStderr();
+    }
+
+    // What the server gets for a frame of the shell, or for a message of its own.
+    std::string ask(const std::string &request)
+    {
+        EXPECT_EQ(shell_sends(frame(request)), "");
+        return to_server();
+    }
+
+    std::string answer(const std::string &message)
+    {
+        EXPECT_EQ(server_sends(chunked(message)), "");
+        return to_server();
+    }
+};
+
+#endif

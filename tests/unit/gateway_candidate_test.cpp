@@ -1,0 +1,176 @@
+// Changes of running through a server that has only a candidate to write to.
+#include "device/gateway/adapters/adapter.h"
+
+#include <gtest/gtest.h>
+#include <string>
+
+#include "support/exchange_bench.h"
+
+namespace
+{
+
+const std::string capability =
+    "<capability>urn:ietf:params:netconf:capability:candidate:1.0</capability>";
+const std::string writable =
+    "<capability>urn:ietf:params:netconf:capability:writable-running:1.0</capability>";
+const std::string undoes =
+    "<capability>urn:ietf:params:netconf:capability:rollback-on-error:1.0</capability>";
+const std::string lock = rpc("5", "<lock><target><candidate/></target></lock>");
+const std::string discard = rpc("5", "<discard-changes/>");
+const std::string commit = rpc("5", "<commit/>");
+const std::string unlock = rpc("5", "<unlock><target><candidate/></target></unlock>");
+const std::string ok = reply("5", "<ok/>");
+const std::string denied = reply("5", error("access-denied"));
+const std::string other = rpc("6", "<x/>");
+
+std::string edit(const std::string &datastore)
+{
+    return rpc("5", "<edit-config>\r\n<target>\r\n" + datastore +
+                        "\r\n</target><config><running/></config></edit-config>\r\n");
+}
+
+// The log of a server in which the candidate is all that can be written.
+const std::string notice = "tarnd-gateway: shell 1: what goes to running is committed from the "
+                           "candidate (no writable-running capability)\n";
+
+struct candidate_bench : exchange_bench {
+    candidate_bench() : exchange_bench(capability + undoes) {}
+
+    // Up to the answer to the edit.
+    void begin()
+    {
+        EXPECT_EQ(ask(edit("<running/>")), chunked(lock));
+        EXPECT_EQ(answer(ok), chunked(discard));
+        EXPECT_EQ(answer(ok), chunked(edit("<candidate/>")));
+    }
+
+    // The answer is what the shell gets, and the next request goes out.
+    void ends_with(const std::string &last)
+    {
+        EXPECT_EQ(to_shell(), frame(last, 0));
+        EXPECT_TRUE(exchange_idle(&session->taken_over));
+        EXPECT_EQ(session->unanswered, 0U);
+        EXPECT_EQ(ask(other), chunked(other));
+    }
+};
+
+} // namespace
+
+TEST(gateway_candidate, an_edit_is_committed)
+{
+    candidate_bench test;
+    test.begin();
+    EXPECT_EQ(test.answer(ok), chunked(commit));
+    const std::string committed = reply("5", "<ok/><!--committed-->");
+    EXPECT_EQ(test.answer(committed), chunked(unlock));
+    EXPECT_EQ(test.to_shell(), "");
+    EXPECT_EQ(test.answer(ok), "");
+    test.ends_with(committed);
+}
+
+TEST(gateway_candidate, the_target_keeps_its_prefix)
+{
+    candidate_bench test;
+    const std::string head =
+        "<n:rpc xmlns:n='" + base + "' message-id='5'><n:edit-config><n:target>";
+    const std::string tail = "</n:target></n:edit-config></n:rpc>";
+    EXPECT_EQ(test.ask(head + "<n:running></n:running>" + tail), chunked(lock));
+    EXPECT_EQ(test.answer(ok), chunked(discard));
+    EXPECT_EQ(test.answer(ok), chunked(head + "<n:candidate/>" + tail));
+}
+
+TEST(gateway_candidate, the_first_error_is_the_answer_and_what_was_done_is_undone)
+{
+    const std::string later = reply("5", error("later"));
+    {
+        candidate_bench test;
+        EXPECT_EQ(test.ask(edit("<running/>")), chunked(lock));
+        EXPECT_EQ(test.answer(denied), "");
+        test.ends_with(denied);
+    }
+    {
+        candidate_bench test;
+        EXPECT_EQ(test.ask(edit("<running/>")), chunked(lock));
+        EXPECT_EQ(test.answer(ok), chunked(discard));
+        EXPECT_EQ(test.answer(denied), chunked(unlock));
+        EXPECT_EQ(test.answer(ok), "");
+        test.ends_with(denied);
+    }
+    for (const bool edit_fails : {true, false}) {
+        candidate_bench test;
+        test.begin();
+        const std::string last = edit_fails ? "" : test.answer(ok);
+        EXPECT_EQ(last, edit_fails ? "" : chunked(commit));
+        EXPECT_EQ(test.answer(denied), chunked(discard));
+        EXPECT_EQ(test.answer(later), chunked(unlock));
+        EXPECT_EQ(test.answer(later), "");
+        test.ends_with(denied);
+        const std::string kept =
+            "tarnd-gateway: shell 1: the server does not let go of the candidate\n";
+        EXPECT_EQ(test.log(), kept + kept);
+    }
+}
+
+TEST(gateway_candidate, a_warning_is_no_error)
+{
+    const std::string severity = "<error-severity>warning</error-severity>";
+    const std::string warned = reply("5", "<rpc-error>" + severity + "</rpc-error><ok/>");
+    candidate_bench test;
+    test.begin();
+    EXPECT_EQ(test.answer(warned), chunked(commit));
+    EXPECT_EQ(test.answer(warned), chunked(unlock));
+    EXPECT_EQ(test.answer(ok), "");
+    test.ends_with(warned);
+}
+
+TEST(gateway_candidate, a_copy_to_running_is_committed)
+{
+    const std::string start = "<copy-config><target>";
+    const std::string end = "</target><source><config/></source></copy-config>";
+    candidate_bench test;
+    EXPECT_EQ(test.ask(rpc("5", start + "<running/>" + end)), chunked(lock));
+    EXPECT_EQ(test.answer(ok), chunked(discard));
+    EXPECT_EQ(test.answer(ok), chunked(rpc("5", start + "<candidate/>" + end)));
+}
+
+TEST(gateway_candidate, a_copy_of_the_candidate_to_running_is_a_commit)
+{
+    candidate_bench test;
+    EXPECT_EQ(test.ask(rpc("5", "<copy-config><target><running/></target><source><candidate/>"
+                                "</source></copy-config>")),
+              chunked(commit));
+    EXPECT_EQ(test.answer(denied), "");
+    EXPECT_EQ(test.to_shell(), frame(denied, 0));
+}
+
+TEST(gateway_candidate, other_requests_pass)
+{
+    for (const std::string &request : {
+             edit("<candidate/>"),
+             edit("<running xmlns='urn:other'/>"),
+             rpc("5", "<copy-config><target><startup/></target><source><running/></source>"
+                      "</copy-config>"),
+             rpc("5", "<lock><target><running/></target></lock>"),
+             "<rpc xmlns='" + base +
+                 "'><edit-config><target><running/></target></edit-config></rpc>",
+             rpc("5", "<edit-config><target><running/></edit-config>"),
+         }) {
+        candidate_bench test;
+        EXPECT_EQ(test.ask(request), chunked(request));
+    }
+}
+
+TEST(gateway_candidate, only_where_running_cannot_be_written)
+{
+    for (const std::string &capabilities : {undoes, capability + writable + undoes}) {
+        exchange_bench test(capabilities);
+        EXPECT_EQ(test.ask(edit("<running/>")), chunked(edit("<running/>")));
+        EXPECT_EQ(test.log(), "");
+    }
+    testing::internal::CaptureStderr();
+    relay_bench test(false);
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.1", capability + undoes)), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n" + notice);
+}
