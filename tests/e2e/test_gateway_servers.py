@@ -5,6 +5,7 @@ from test_gateway import VERSIONS, bench  # noqa: F401
 
 CAPABILITY = "urn:ietf:params:netconf:capability:"
 CANDIDATE = CAPABILITY + "candidate:1.0"
+WRITABLE = CAPABILITY + "writable-running:1.0"
 ROLLBACK = CAPABILITY + "rollback-on-error:1.0"
 
 
@@ -63,3 +64,17 @@ def test_running_is_written_through_the_candidate(bench, version):  # noqa: F811
             assert shell.has_nothing(0.02)
             peer.send(answered)
         assert shell.receive() == answer
+
+
+def test_a_server_that_cannot_undo_is_not_asked_to(bench):  # noqa: F811
+    edit = "<edit-config><target><running/></target>{}<config/></edit-config>"
+    option = "<error-option>rollback-on-error</error-option>"
+    for capabilities, sent in (((), ""), ((ROLLBACK,), option)):
+        shell, peer = bench.session((BASE_1_1, WRITABLE, *capabilities))
+        shell.send(rpc(1, edit.format(option)))
+        assert peer.request() == rpc(1, edit.format(sent))
+    said = (
+        "a commit that is refused may have been done in part (no rollback-on-error capability)\n"
+    )
+    assert bench.gateway.log().count(said) == 1
+    assert f"shell 1: {said}" in bench.gateway.log()

@@ -22,7 +22,7 @@ std::string cleaned(const std::string &request)
                      buffer_ok,
                  "the request fits");
     const message_head head = message_head_read(request.data(), request.size());
-    error_option_adapter.request(nullptr, &head, &buffer);
+    copy_option_adapter.request(nullptr, &head, &buffer);
     fuzz_require(buffer.size <= request.size(), "nothing is added");
     return {buffer.data.get(), buffer.size};
 }

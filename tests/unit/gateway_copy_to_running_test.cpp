@@ -348,7 +348,7 @@ TEST(gateway_copy_to_running, a_refusal_that_comes_before_the_whole_copy_is_out)
 
 TEST(gateway_copy_to_running, a_copy_loses_its_error_option_everywhere)
 {
-    copy_bench test("");
+    copy_bench test(rolls_back);
     EXPECT_EQ(test.ask(rpc("5", "<copy-config><error-option>x</error-option></copy-config>")),
               chunked(rpc("5", "<copy-config></copy-config>")));
     const std::string edit_with = rpc("5", "<edit-config><error-option/></edit-config>");

@@ -1,4 +1,5 @@
-// The error-option of a copy-config, which is dropped.
+// The error-option of a copy-config, which is dropped, and of an edit-config for servers that do
+// not know it.
 #include "device/gateway/adapters/adapter.h"
 
 #include <gtest/gtest.h>
@@ -10,12 +11,12 @@ namespace
 
 const std::string base = "urn:ietf:params:xml:ns:netconf:base:1.0";
 
-std::string cleaned(const std::string &text)
+std::string cleaned(const std::string &text, const adapter *adapter = &copy_option_adapter)
 {
     byte_buffer request{};
     byte_buffer_append(&request, text.data(), text.size(), text.size());
     const message_head head = message_head_read(text.data(), text.size());
-    EXPECT_EQ(error_option_adapter.request(nullptr, &head, &request), adapter_leaves);
+    EXPECT_EQ(adapter->request(nullptr, &head, &request), adapter_leaves);
     return {request.data.get(), request.size};
 }
 
@@ -87,4 +88,31 @@ TEST(gateway_error_option, leaves_everything_else_as_it_is)
         else
             EXPECT_EQ(cleaned(text), text);
     }
+}
+
+TEST(gateway_error_option, drops_that_of_an_edit_in_front_of_its_configuration)
+{
+    const std::string edit = "<edit-config><target><running/></target>";
+    const std::string option = "<error-option>rollback-on-error</error-option>";
+    const std::string config = "<config><a/></config></edit-config>";
+    const std::string inner = "<config>" + option + "</config></edit-config>";
+    EXPECT_EQ(cleaned(rpc(edit + option + config), &edit_option_adapter), rpc(edit + config));
+    EXPECT_EQ(cleaned(rpc(edit + option + "<config><"), &edit_option_adapter),
+              rpc(edit + "<config><"));
+    for (const std::string &text : {rpc(edit + inner), copy(option)})
+        EXPECT_EQ(cleaned(text, &edit_option_adapter), text);
+    EXPECT_EQ(cleaned(rpc(edit + option + config)), rpc(edit + option + config));
+}
+
+TEST(gateway_error_option, the_log_says_what_may_come_of_it)
+{
+    server_hello hello{};
+    EXPECT_TRUE(edit_option_adapter.applies(&hello));
+    EXPECT_EQ(edit_option_adapter.notice(&hello), nullptr);
+    hello.writable_running = true;
+    EXPECT_STREQ(edit_option_adapter.notice(&hello),
+                 "a commit that is refused may have been done in part (no rollback-on-error "
+                 "capability)");
+    hello.rollback_on_error = true;
+    EXPECT_FALSE(edit_option_adapter.applies(&hello));
 }

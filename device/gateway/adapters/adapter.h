@@ -104,7 +104,8 @@ bool adapters_take(exchange *exchange, const message_head *head, byte_buffer *me
 // adapters that apply.
 void adapters_pass(const server_hello *hello, const message_head *head, byte_buffer *message);
 
-extern const adapter error_option_adapter;
+extern const adapter copy_option_adapter;
+extern const adapter edit_option_adapter;
 extern const adapter empty_element_adapter;
 extern const adapter plain_data_adapter;
 extern const adapter candidate_adapter;

@@ -1,5 +1,6 @@
-// A shell gives a copy-config an error-option, which the protocol knows for edit-config
-// only. It is dropped.
+// The error-option of a request, which is dropped where it means nothing: a shell gives one to a
+// copy-config, and the protocol knows it for edit-config only; and to each edit-config it gives
+// "rollback-on-error", which a server refuses that cannot do so.
 #include <memory>
 #include <new>
 #include <string.h>
@@ -14,10 +15,10 @@ namespace
 constexpr unsigned drop_limit = 16;
 
 // The depths of a request's elements.
-enum copy_depth : unsigned { copy_root = 1, copy_operation = 2, copy_part = 3 };
+enum option_depth : unsigned { option_operation = 2, option_part = 3 };
 
-// What is dropped of a copy-config.
-struct copy_cleaning {
+// What is dropped of a request.
+struct option_cleaning {
     struct {
         size_t from;
         size_t to;
@@ -26,25 +27,29 @@ struct copy_cleaning {
     xml_walk walk;
 };
 
-xml_step on_start(void *, const xml_walk *)
+// The configuration of an edit-config, which may be long, is its last part.
+xml_step on_start(void *, const xml_walk *walk)
 {
-    return xml_step_on;
+    const xml_element *element = &walk->open[walk->depth - 1];
+    const bool is_config =
+        walk->depth == option_part && xml_element_is(element, netconf_base_namespace, "config");
+    return is_config ? xml_step_end : xml_step_on;
 }
 
-// All is known at the end of the copy-config, which is the first child of its parent.
+// All is known at the end of the operation, which is the first child of its parent.
 xml_step on_end(void *context, const xml_walk *walk, size_t end)
 {
-    auto *cleaning = static_cast<copy_cleaning *>(context);
+    auto *cleaning = static_cast<option_cleaning *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
-    const bool is_option =
-        walk->depth == copy_part && xml_element_is(element, netconf_base_namespace, "error-option");
+    const bool is_option = walk->depth == option_part &&
+                           xml_element_is(element, netconf_base_namespace, "error-option");
     if (is_option && cleaning->count < drop_limit)
         cleaning->dropped[cleaning->count++] = {element->from, end};
-    return walk->depth <= copy_operation ? xml_step_end : xml_step_on;
+    return walk->depth <= option_operation ? xml_step_end : xml_step_on;
 }
 
 // No byte is moved twice.
-void drop_all(const copy_cleaning *cleaning, byte_buffer *request)
+void drop_all(const option_cleaning *cleaning, byte_buffer *request)
 {
     char *bytes = request->data.get();
     size_t kept = cleaning->dropped[0].from;
@@ -57,18 +62,13 @@ void drop_all(const copy_cleaning *cleaning, byte_buffer *request)
     request->size = kept;
 }
 
-bool applies(const server_hello *)
-{
-    return true;
-}
-
 // What cannot be read stays as it is.
-adapter_verdict clean(exchange *, const message_head *head, byte_buffer *request)
+adapter_verdict clean(const char *operation, const message_head *head, byte_buffer *request)
 {
     static const xml_events events = {on_start, nullptr, on_end};
-    if (strcmp(head->operation, "copy-config") != 0)
+    if (strcmp(head->operation, operation) != 0)
         return adapter_leaves;
-    const std::unique_ptr<copy_cleaning> cleaning(new (std::nothrow) copy_cleaning{});
+    const std::unique_ptr<option_cleaning> cleaning(new (std::nothrow) option_cleaning{});
     if (cleaning == nullptr)
         return adapter_leaves;
     if (xml_walk_run(&cleaning->walk, byte_buffer_view(request), &events, cleaning.get()) == 0 &&
@@ -77,6 +77,38 @@ adapter_verdict clean(exchange *, const message_head *head, byte_buffer *request
     return adapter_leaves;
 }
 
+bool copy_applies(const server_hello *)
+{
+    return true;
+}
+
+adapter_verdict take_copy(exchange *, const message_head *head, byte_buffer *request)
+{
+    return clean("copy-config", head, request);
+}
+
+bool edit_applies(const server_hello *hello)
+{
+    return !hello->rollback_on_error;
+}
+
+// A candidate is discarded when an edit of it fails.
+const char *edit_notice(const server_hello *hello)
+{
+    return hello->writable_running
+               ? "a commit that is refused may have been done in part (no rollback-on-error "
+                 "capability)"
+               : nullptr;
+}
+
+adapter_verdict take_edit(exchange *, const message_head *head, byte_buffer *request)
+{
+    return clean("edit-config", head, request);
+}
+
 } // namespace
 
-const adapter error_option_adapter = {"error-option", applies, nullptr, clean, nullptr, nullptr};
+const adapter copy_option_adapter = {"copy-option", copy_applies, nullptr,
+                                     take_copy,     nullptr,      nullptr};
+const adapter edit_option_adapter = {"edit-option", edit_applies, edit_notice,
+                                     take_edit,     nullptr,      nullptr};
