@@ -29,6 +29,7 @@ struct edit_text {
     byte_buffer *text;
     size_t limit;
     const char *fault;
+    std::string_view removal; // the operation that removes what is there
 };
 
 void append(edit_text *out, std::initializer_list<std::string_view> pieces)
@@ -172,7 +173,7 @@ void append_removal(edit_text *out, const configuration *running, const config_e
     const std::string_view own = attributes_of(running, entry);
     append(out, {"<", name});
     append_declarations(out, running, own);
-    append_operation(out, running, own, "remove");
+    append_operation(out, running, own, out->removal);
     append(out, {">"});
     const std::string_view content =
         running->text.substr(entry->content, entry->end - entry->content);
@@ -312,7 +313,8 @@ const char *running_edit_write(const running_source *source, std::string_view ru
     if (parts == nullptr)
         return reason;
     parts->again = again;
-    edit_text out{edit, edit_limit(source, running_reply), nullptr};
+    edit_text out{edit, edit_limit(source, running_reply), nullptr,
+                  source->deletes ? "delete" : "remove"};
     append_edit(&out, source->request, parts.get());
     return out.fault;
 }

@@ -38,6 +38,7 @@ struct running_source {
     std::string_view request;       // a copy to running (running_copy.h)
     std::string_view startup_reply; // to a get-config of startup; empty unless the
                                     // copy is from startup
+    bool deletes = false;           // NETCONF 1.0 has no "remove"
 };
 
 // Writes the edit-config, with the message id of the copy-config.

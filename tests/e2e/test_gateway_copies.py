@@ -78,8 +78,9 @@ def test_an_edit_takes_the_place_of_a_refused_copy(bench, version):  # noqa: F81
     peer.send(REFUSAL)
     assert peer.request() == READ_RUNNING
     peer.send(running('<b xmlns="urn:b"/>'))
+    removal = "remove" if version == BASE_1_1 else "delete"
     edit = (
-        f'<config><b xmlns="urn:b"{operation("remove")}></b>'
+        f'<config><b xmlns="urn:b"{operation(removal)}></b>'
         f'<a{operation("replace")} xmlns="urn:a"/></config>'
     ).encode()
     assert peer.request() == EDIT_START + edit + EDIT_END

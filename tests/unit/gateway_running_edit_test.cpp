@@ -108,6 +108,17 @@ TEST(gateway_running_edit, each_node_of_the_configuration_replaces_the_one_that_
         << "a value that is there stays";
 }
 
+TEST(gateway_running_edit, what_is_there_is_deleted_where_nothing_is_removed)
+{
+    const std::string request = from_config("");
+    const std::string reply = data("<a xmlns='urn:1'>1</a>");
+    const running_source source{request, "", true};
+    byte_buffer out{};
+    EXPECT_EQ(running_edit_write(&source, reply, false, &out), nullptr);
+    EXPECT_EQ(byte_buffer_view(&out),
+              edit_of("<config><a xmlns='urn:1'" + operation("delete") + ">1</a></config>"));
+}
+
 TEST(gateway_running_edit, what_the_configuration_lacks_is_removed)
 {
     EXPECT_EQ(edited("<a><x>1</x></a><b>2</b><c/>", ""),

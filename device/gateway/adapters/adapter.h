@@ -34,6 +34,7 @@ struct adapter;
 struct exchange {
     const adapter *owner;
     unsigned shell;              // its number, for the log
+    const server_hello *server;  // what it said
     malloc_ptr<char> message_id; // of the shell's request, which has one
     const char *awaited;         // the id that an answer has; null: message_id
     byte_buffer next;            // what is to be sent now ...

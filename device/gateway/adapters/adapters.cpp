@@ -76,6 +76,7 @@ void adapters_report(const server_hello *hello, unsigned shell)
 void adapters_offer(exchange *exchange, const server_hello *hello, message_head *head,
                     byte_buffer *request)
 {
+    exchange->server = hello;
     for (const adapter *each : adapters) {
         if (each->request == nullptr || !each->applies(hello) ||
             each->request(exchange, head, request) != adapter_takes)

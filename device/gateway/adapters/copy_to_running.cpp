@@ -109,7 +109,8 @@ adapter_outcome take_startup(exchange *exchange, const message_head *head, byte_
 
 running_source source_of(const exchange *exchange)
 {
-    return {byte_buffer_view(&exchange->request), byte_buffer_view(&exchange->source)};
+    return {byte_buffer_view(&exchange->request), byte_buffer_view(&exchange->source),
+            !exchange->server->base_1_1};
 }
 
 // Whether running is now what was to be copied; otherwise *fault says why it is
