@@ -33,11 +33,11 @@ std::string_view escaped(const char *byte)
     }
 }
 
-int append_escaped(byte_buffer *out, const char *value)
+int append_escaped(byte_buffer *out, std::string_view value)
 {
     int result = 0;
-    for (; result == 0 && *value != '\0'; value++)
-        result = append(out, {escaped(value)});
+    for (size_t at = 0; at < value.size() && result == 0; at++)
+        result = append(out, {escaped(&value[at])});
     return result;
 }
 
@@ -79,6 +79,13 @@ int failure_reply_write(const char *message_id, const char *message, byte_buffer
 int request_write(const char *message_id, std::string_view operation, byte_buffer *out)
 {
     return append_start("rpc", message_id, out) == 0 ? append(out, {operation, "</rpc>"}) : -1;
+}
+
+int declaration_write(std::string_view prefix, std::string_view uri, byte_buffer *out)
+{
+    if (append(out, {" xmlns:", prefix, "=\""}) != 0 || append_escaped(out, uri) != 0)
+        return -1;
+    return append(out, {"\""});
 }
 
 int closed_notice_write(const char *reason, time_t when, byte_buffer *out)

@@ -32,10 +32,41 @@ constexpr known_capability known_capabilities[] = {
     {"urn:ietf:params:netconf:capability:candidate:1.0", &server_hello::candidate},
 };
 
+// The value of a parameter of a capability; empty: it has none, or not all of it was kept.
+std::string_view parameter(std::string_view capability, std::string_view name)
+{
+    const bool is_cut = capability.size() == xml_leaf_size;
+    size_t at = capability.find('?');
+    while (at != std::string_view::npos) {
+        const std::string_view rest = capability.substr(at + 1);
+        at = capability.find('&', at + 1);
+        if (rest.starts_with(name) && (at != std::string_view::npos || !is_cut))
+            return rest.substr(name.size(), rest.find('&') - name.size());
+    }
+    return {};
+}
+
+// Whether a name that stands before a colon somewhere can be a prefix: not all can be, and some
+// XML keeps for itself.
+bool is_prefix(std::string_view name)
+{
+    return !name.empty() && name.find_first_of("0123456789-.") != 0 && !name.starts_with("xml");
+}
+
+// 0, or -1: out of memory.
+int note_module(server_hello *hello, std::string_view capability)
+{
+    const std::string_view name = parameter(capability, "module=");
+    return is_prefix(name) ? server_modules_add(&hello->modules, name,
+                                                capability.substr(0, capability.find('?')))
+                           : 0;
+}
+
 // What is known of a hello on the way through it.
 struct hello_reader {
     server_hello *hello;
     bool is_hello;
+    bool lacks_memory;
     xml_leaf leaf;
     xml_walk walk;
 };
@@ -85,9 +116,10 @@ xml_step on_end(void *context, const xml_walk *walk, size_t)
     std::string_view text;
     if (!xml_leaf_end(&reader->leaf, &text))
         return xml_step_on;
-    if (xml_element_is(element, netconf_base_namespace, "capability"))
+    if (xml_element_is(element, netconf_base_namespace, "capability")) {
         note_capability(reader->hello, text);
-    else if (xml_element_is(element, netconf_base_namespace, "session-id"))
+        reader->lacks_memory |= note_module(reader->hello, text) != 0;
+    } else if (xml_element_is(element, netconf_base_namespace, "session-id"))
         reader->hello->session_id = read_session_id(text);
     return xml_step_on;
 }
@@ -109,6 +141,9 @@ const char *server_hello_read(const char *text, size_t size, server_hello *hello
         return "the server's first message is not a hello";
     if (result != 0)
         return "the server's hello is not well-formed";
+    if (reader->lacks_memory)
+        return "out of memory for the server's hello";
+    server_modules_sort(&hello->modules);
     if (!hello->base_1_0 && !hello->base_1_1)
         return "the server's hello offers neither NETCONF 1.0 nor 1.1";
     if (hello->session_id == 0)

@@ -5,6 +5,8 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "device/gateway/server_modules.h"
+
 constexpr size_t hello_size_limit = size_t{16} << 20; // bytes; thousands of modules fit
 
 // What the gateway says; without its end-of-message mark.
@@ -20,6 +22,7 @@ struct server_hello {
     bool writable_running;
     bool rollback_on_error; // an edit happens as a whole or not at all
     bool candidate;
+    server_modules modules; // those that it names with their namespaces
 };
 
 // Reads the server's hello. Null on success; otherwise what is wrong with it, a

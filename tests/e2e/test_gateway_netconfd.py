@@ -346,6 +346,17 @@ def test_a_number_is_deleted_by_two_tags(session):
     assert running(session) == ""
 
 
+def test_an_identity_is_named_after_its_module(session):
+    session.create()
+    interface = "<interface><name>eth5</name><type>iana-if-type:ethernetCsmacd</type></interface>"
+    assert has_ok(session.rpc(EDIT.format(interface))[1])
+    assert b"ethernetCsmacd" in session.rpc(READ)[0]
+    routing = "<preferred-protocol>vandel-device:rip</preferred-protocol>"
+    assert has_ok(
+        session.rpc(EDIT_WALK.format(f'<routing xmlns="urn:vandel:device">{routing}</routing>'))[1]
+    )
+
+
 def test_close_session_ends_the_shell(gateway, session):
     number = session.create()
     _, tree = session.rpc("<close-session/>")

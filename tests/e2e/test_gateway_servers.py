@@ -73,8 +73,20 @@ def test_a_server_that_cannot_undo_is_not_asked_to(bench):  # noqa: F811
         shell, peer = bench.session((BASE_1_1, WRITABLE, *capabilities))
         shell.send(rpc(1, edit.format(option)))
         assert peer.request() == rpc(1, edit.format(sent))
-    said = (
-        "a commit that is refused may have been done in part (no rollback-on-error capability)\n"
-    )
+    said = "a commit that is refused may have been done in part (no rollback-on-error capability)\n"
     assert bench.gateway.log().count(said) == 1
     assert f"shell 1: {said}" in bench.gateway.log()
+
+
+def test_the_names_of_modules_in_values_are_declared(bench):  # noqa: F811
+    module = "urn:ietf:params:xml:ns:yang:iana-if-type"
+    shell, peer = bench.session(
+        (BASE_1_1, WRITABLE, ROLLBACK, f"{module}?module=iana-if-type&amp;revision=2014-05-08")
+    )
+    edit = (
+        "<edit-config><target><running/></target>"
+        "<config{}><type>{}:vlan</type></config></edit-config>"
+    )
+    for name, declared in (("iana-if-type", f' xmlns:iana-if-type="{module}"'), ("other", "")):
+        shell.send(rpc(1, edit.format("", name)))
+        assert peer.request() == rpc(1, edit.format(declared, name))

@@ -108,6 +108,7 @@ void adapters_pass(const server_hello *hello, const message_head *head, byte_buf
 extern const adapter copy_option_adapter;
 extern const adapter edit_option_adapter;
 extern const adapter empty_element_adapter;
+extern const adapter module_prefixes_adapter;
 extern const adapter plain_data_adapter;
 extern const adapter candidate_adapter;
 extern const adapter copy_to_running_adapter;
