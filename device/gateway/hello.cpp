@@ -30,6 +30,7 @@ constexpr known_capability known_capabilities[] = {
     {"urn:ietf:params:netconf:capability:writable-running:1.0", &server_hello::writable_running},
     {"urn:ietf:params:netconf:capability:rollback-on-error:1.0", &server_hello::rollback_on_error},
     {"urn:ietf:params:netconf:capability:candidate:1.0", &server_hello::candidate},
+    {"urn:ietf:params:netconf:capability:startup:1.0", &server_hello::startup},
 };
 
 // The value of a parameter of a capability; empty: it has none, or not all of it was kept.

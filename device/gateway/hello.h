@@ -22,6 +22,7 @@ struct server_hello {
     bool writable_running;
     bool rollback_on_error; // an edit happens as a whole or not at all
     bool candidate;
+    bool startup;
     server_modules modules; // those that it names with their namespaces
 };
 

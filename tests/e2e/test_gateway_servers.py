@@ -90,3 +90,16 @@ def test_the_names_of_modules_in_values_are_declared(bench):  # noqa: F811
     for name, declared in (("iana-if-type", f' xmlns:iana-if-type="{module}"'), ("other", "")):
         shell.send(rpc(1, edit.format("", name)))
         assert peer.request() == rpc(1, edit.format(declared, name))
+
+
+def test_a_save_without_startup_says_so(bench):  # noqa: F811
+    shell, peer = bench.session((BASE_1_1, WRITABLE, ROLLBACK))
+    save = "<copy-config><target><startup/></target><source><running/></source></copy-config>"
+    shell.send(rpc(1, save))
+    assert peer.request() == rpc(1, save)
+    peer.send(reply(1, "<rpc-error><error-message>What?\x7f</error-message></rpc-error>"))
+    assert (
+        b'<error-message xml:lang="en">the server has no startup datastore '
+        b"(no startup capability)</error-message>" in shell.receive()
+    )
+    bench.gateway.wait_for_log("shell 1: startup is refused: What??\n")

@@ -112,5 +112,6 @@ extern const adapter module_prefixes_adapter;
 extern const adapter plain_data_adapter;
 extern const adapter candidate_adapter;
 extern const adapter copy_to_running_adapter;
+extern const adapter startup_adapter;
 
 #endif
