@@ -203,6 +203,13 @@ const char *give_up_hello(connection *link, int64_t now)
     return move_all(link, now);
 }
 
+// A shell that asks a server that is not there gets an answer, and no broken connection.
+const char *refuse_without_server(connection *link, int64_t now)
+{
+    refuse(link, relay_server_ended(&link->session), now);
+    return move_all(link, now);
+}
+
 // When the shell will have been idle for too long.
 int64_t idle_deadline(const connection *link)
 {
@@ -252,7 +259,7 @@ int start_command(connection *link)
     const int error = transport_start(&link->server, task->options->command);
     if (error == 0)
         return 0;
-    report_shell(task->number, "closed: cannot run %s: %s",
+    report_shell(task->number, "cannot run %s: %s",
                  report_clean(task->options->command[0]).text, strerror(error));
     return -1;
 }
@@ -260,7 +267,7 @@ int start_command(connection *link)
 // Tells of a failure that ended the session, not of one that its end caused.
 void report_status(const connection *link, int status)
 {
-    if (link->session.refusal != nullptr || (link->over && !link->server_ended))
+    if (!link->server_ended && (link->over || link->session.refusal != nullptr))
         return;
     if (WIFSIGNALED(status))
         report_shell(link->task->number, "the command was ended by signal %d", WTERMSIG(status));
@@ -281,12 +288,13 @@ std::unique_ptr<connection> connection_start(descriptor shell, const connection_
     link->task = task;
     link->shell = std::move(shell);
     link->session.number = task->number;
-    if (task->refusal != nullptr) {
-        refuse(link.get(), task->refusal, now);
+    const char *refusal = task->refusal;
+    if (refusal == nullptr && start_command(link.get()) != 0)
+        refusal = "there is no server: its command cannot be run";
+    if (refusal != nullptr) {
+        refuse(link.get(), refusal, now);
         return link;
     }
-    if (start_command(link.get()) != 0)
-        return nullptr;
     connection_publish(link.get());
     link->session.subscribe = task->options->subscribe;
     link->idle_limit = int64_t{task->options->idle_timeout} * 1000;
@@ -341,6 +349,8 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
         read_server(link);
     if (reason == nullptr)
         reason = move_all(link, now);
+    if (reason == nullptr && relay_awaits_hello(&link->session) && link->server_ended)
+        reason = refuse_without_server(link, now);
     if (reason == nullptr && relay_awaits_hello(&link->session) && now >= link->hello_by)
         reason = give_up_hello(link, now);
     if (reason == nullptr && now >= idle_deadline(link))

@@ -42,8 +42,8 @@ struct connection {
 
 // Takes over the shell's descriptor and starts the options' command. Or, when it is not to be
 // served: its first request is answered with the refusal, and then, or after a while without
-// one, it is closed. Null: no memory, or the command cannot be started; both are logged. task has
-// to stay.
+// one, it is closed; so it is when the command cannot be started. Null: no memory, which is logged.
+// task has to stay.
 std::unique_ptr<connection> connection_start(descriptor shell, const connection_task *task,
                                              int64_t now);
 

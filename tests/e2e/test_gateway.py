@@ -69,6 +69,16 @@ def reply(message_id, inner=b"<ok/>"):
     )
 
 
+def refusal(message):
+    """The frame of the gateway's own answer to a request without a message id."""
+    return frame(
+        b'<rpc-reply xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><rpc-error>'
+        b"<error-type>application</error-type><error-tag>operation-failed</error-tag>"
+        b'<error-severity>error</error-severity><error-message xml:lang="en">%s</error-message>'
+        b"</rpc-error></rpc-reply>" % message
+    )
+
+
 class Bench:
     """A gateway with a hand-played server behind it, in a private directory."""
 
@@ -598,12 +608,14 @@ def test_a_server_that_dies(bench, data, reason, killed):
         os.kill(peer.pid, signal.SIGKILL)
     else:
         peer.close()
-    assert shell.at_end()
+    answer = shell.read_to_the_end()
     ended = "the command was ended by signal 9"
     expected = {reason}
     if killed:  # what it was still to pass on may be lost
         expected |= {"the server ended before its hello", "the server ended the session"}
-    assert any(f"shell 1: closed: {text}\n" in bench.gateway.log() for text in expected)
+    found = [text for text in expected if f"shell 1: closed: {text}\n" in bench.gateway.log()]
+    assert len(found) == 1
+    assert answer == (refusal(found[0].encode()) if "hello" in found[0] else b"")
     wait_for(lambda: bench.gateway.children() == [], "a command was not reaped")
     if killed:
         bench.gateway.wait_for_log(f"shell 1: {ended}\n")
@@ -641,10 +653,11 @@ def test_a_command_that_leaves_something_behind_with_its_output(bench):
 def test_a_command_that_cannot_be_run(bench):
     bench.start(command=["/nonexistent/\x1b[2Jx"])
     shell = bench.gateway.shell()
-    assert shell.at_end()
+    shell.send(b"<rpc/>")
+    assert shell.read_to_the_end() == refusal(b"there is no server: its command cannot be run")
     assert (
-        "tarnd-gateway: shell 1: closed: cannot run /nonexistent/?[2Jx: "
-        "No such file or directory\n"
+        "tarnd-gateway: shell 1: cannot run /nonexistent/?[2Jx: No such file or directory\n"
+        "tarnd-gateway: shell 1: closed: there is no server: its command cannot be run\n"
     ) in bench.gateway.log()
     assert bench.gateway.shell().at_end()
 

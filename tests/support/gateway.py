@@ -195,6 +195,13 @@ class Shell:
         self.send(text)
         return self.receive()
 
+    def read_to_the_end(self):
+        data = b""
+        with contextlib.suppress(ConnectionResetError):
+            while got := self.connection.recv(1 << 20):
+                data += got
+        return data
+
     def at_end(self):
         """Waits for the gateway to close the socket; True when nothing came before."""
         try:
