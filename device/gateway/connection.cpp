@@ -116,15 +116,16 @@ const char *read_shell(connection *link, int64_t now)
 
 // A command that has ended says no more than what is in the pipe, even if
 // something that it left behind holds the other end open.
-void read_server(connection *link)
+void read_server(connection *link, int64_t now)
 {
     if (link->server_ended || !relay_server_wanted(&link->session))
         return;
     const ssize_t got =
         read(link->server.output.number, link->session.input, sizeof link->session.input);
-    if (got > 0)
+    if (got > 0) {
         relay_server_bytes(&link->session, static_cast<size_t>(got));
-    else if (got == 0 || !would_block() || link->server.pid == 0)
+        link->silent_from = now;
+    } else if (got == 0 || !would_block() || link->server.pid == 0)
         link->server_ended = true;
 }
 
@@ -143,6 +144,8 @@ bool write_server(connection *link, int64_t now)
         link->give_up = now + transport_grace;
         return false;
     }
+    if (progress)
+        link->silent_from = now;
     if (progress && link->give_up != 0)
         link->give_up = now + transport_grace;
     return result == io_done;
@@ -210,6 +213,23 @@ const char *refuse_without_server(connection *link, int64_t now)
     return move_all(link, now);
 }
 
+// When the server will have been silent for too long. What waits for the shell to read is no
+// silence, and for hellos there is a limit of their own.
+int64_t silence_deadline(const connection *link)
+{
+    const bool endless = link->silence_limit == 0 || link->session.refusal != nullptr ||
+                         !shell_waits(link) || relay_awaits_hello(&link->session);
+    return endless ? INT64_MAX : link->silent_from + link->silence_limit;
+}
+
+const char *give_up_request(connection *link, int64_t now)
+{
+    link->give_up = now + refusal_grace;
+    relay_give_up(&link->session, "the server has not answered in time (--request-timeout)");
+    transport_end(&link->server, now, true);
+    return move_all(link, now);
+}
+
 // When the shell will have been idle for too long.
 int64_t idle_deadline(const connection *link)
 {
@@ -259,8 +279,8 @@ int start_command(connection *link)
     const int error = transport_start(&link->server, task->options->command);
     if (error == 0)
         return 0;
-    report_shell(task->number, "cannot run %s: %s",
-                 report_clean(task->options->command[0]).text, strerror(error));
+    report_shell(task->number, "cannot run %s: %s", report_clean(task->options->command[0]).text,
+                 strerror(error));
     return -1;
 }
 
@@ -299,6 +319,8 @@ std::unique_ptr<connection> connection_start(descriptor shell, const connection_
     link->session.subscribe = task->options->subscribe;
     link->idle_limit = int64_t{task->options->idle_timeout} * 1000;
     link->idle_from = now;
+    link->silence_limit = int64_t{task->options->request_timeout} * 1000;
+    link->silent_from = now;
     link->hello_by = now + int64_t{task->options->hello_timeout} * 1000;
     report_shell(task->number, "connected");
     return link;
@@ -340,19 +362,23 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
         return;
     if (shell_waits(link))
         link->idle_from = now;
+    else
+        link->silent_from = now;
     if ((polls[poll_shell].revents & (POLLHUP | POLLERR)) != 0)
         shell_is_gone(link, now);
     const char *reason = nullptr;
     if ((polls[poll_shell].revents & (POLLIN | POLLHUP | POLLERR)) != 0)
         reason = read_shell(link, now);
     if (reason == nullptr && (polls[poll_output].revents != 0 || link->server.pid == 0))
-        read_server(link);
+        read_server(link, now);
     if (reason == nullptr)
         reason = move_all(link, now);
     if (reason == nullptr && relay_awaits_hello(&link->session) && link->server_ended)
         reason = refuse_without_server(link, now);
     if (reason == nullptr && relay_awaits_hello(&link->session) && now >= link->hello_by)
         reason = give_up_hello(link, now);
+    if (reason == nullptr && now >= silence_deadline(link))
+        reason = give_up_request(link, now);
     if (reason == nullptr && now >= idle_deadline(link))
         reason = dismiss_idle(link, now);
     if (reason == nullptr)
@@ -390,6 +416,8 @@ int64_t connection_deadline(const connection *link)
     if (link->server.pid == 0 && !link->server_ended && relay_server_wanted(&link->session))
         return 0;
     int64_t deadline = idle_deadline(link);
+    if (silence_deadline(link) < deadline)
+        deadline = silence_deadline(link);
     if (link->give_up != 0 && link->give_up < deadline)
         deadline = link->give_up;
     if (link->nudge != 0 && link->nudge < deadline)

@@ -21,6 +21,9 @@ const char gateway_help[] =
     "                   hold so much of all shells' requests together (536870912)\n"
     "  --hello-timeout SECONDS\n"
     "                   how long the server may take to say hello (60)\n"
+    "  --request-timeout SECONDS\n"
+    "                   end a session whose server says nothing to a request for so\n"
+    "                   long; without this option none is\n"
     "  --idle-timeout SECONDS\n"
     "                   close a shell that asks nothing for so long; without this\n"
     "                   option none is\n"
@@ -65,6 +68,8 @@ const number_option number_options[] = {
      "--max-buffered takes a number from 1 to 4294967295"},
     {"--hello-timeout", &gateway_options::hello_timeout, 86400,
      "--hello-timeout takes a number from 1 to 86400"},
+    {"--request-timeout", &gateway_options::request_timeout, 86400,
+     "--request-timeout takes a number from 1 to 86400"},
     {"--idle-timeout", &gateway_options::idle_timeout, 86400,
      "--idle-timeout takes a number from 1 to 86400"},
 };

@@ -7,13 +7,14 @@
 struct gateway_options {
     const char *socket_path;
     bool subscribe;
-    bool help;              // nothing else matters then
-    bool version;           // the same; help comes first
-    uint32_t max_shells;    // that are served at a time
-    uint32_t max_buffered;  // bytes of requests that are held for all shells together
-    uint32_t idle_timeout;  // seconds that a shell may ask nothing; 0: as long as it likes
-    uint32_t hello_timeout; // seconds that a server may take to say hello
-    char *const *command;   // null-terminated; points into the arguments
+    bool help;                // nothing else matters then
+    bool version;             // the same; help comes first
+    uint32_t max_shells;      // that are served at a time
+    uint32_t max_buffered;    // bytes of requests that are held for all shells together
+    uint32_t idle_timeout;    // seconds that a shell may ask nothing; 0: as long as it likes
+    uint32_t hello_timeout;   // seconds that a server may take to say hello
+    uint32_t request_timeout; // seconds that it may keep silent to a request; 0: for ever
+    char *const *command;     // null-terminated; points into the arguments
 };
 
 // Reads the arguments (arguments[count] is null). Null on success; otherwise

@@ -9,6 +9,7 @@
 #include "device/gateway/relay.h"
 
 #include <string.h>
+#include <utility>
 
 #include "device/gateway/answers.h"
 #include "device/gateway/report.h"
@@ -319,6 +320,15 @@ void end_service(relay *session, relay_phase phase, const char *reason)
 
 void relay_refuse(relay *session, const char *reason)
 {
+    end_service(session, relay_phase_refused, reason);
+}
+
+void relay_give_up(relay *session, const char *reason)
+{
+    exchange *taken = &session->taken_over;
+    if (!exchange_idle(taken))
+        session->head.message_id = std::move(taken->message_id);
+    session->request_complete = relay_owes_answer(session);
     end_service(session, relay_phase_refused, reason);
 }
 

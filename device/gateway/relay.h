@@ -77,6 +77,9 @@ const char *relay_advance(relay *session);
 // nothing more is taken. Call relay_advance() after it.
 void relay_refuse(relay *session, const char *reason);
 
+// The same, but a request that waits for its answer gets this one.
+void relay_give_up(relay *session, const char *reason);
+
 // The same, but the reason is told at once, as a notification.
 void relay_dismiss(relay *session, const char *reason);
 

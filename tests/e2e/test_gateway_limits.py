@@ -7,7 +7,7 @@ import signal
 import pytest
 from support import valgrind
 from support.gateway import HEADER, MAGIC, wait_for
-from support.netconf_peer import hello
+from support.netconf_peer import MARK, hello
 from test_gateway import Bench, session_reply
 
 CREATE_SESSION = (
@@ -18,6 +18,7 @@ CREATE_SESSION = (
 TOO_MANY = "the gateway serves no more shells (--max-shells)"
 NO_ROOM = "the gateway has no room for the request now (--max-buffered)"
 IDLE = "the shell has asked nothing for too long (--idle-timeout)"
+SILENT = "the server has not answered in time (--request-timeout)"
 NO_HELLO = "the server has not said hello in time (--hello-timeout)"
 
 
@@ -223,6 +224,36 @@ def test_a_refused_shell_s_request_is_read_and_not_held(bench):
     extra.raw(rest)
     assert extra.receive() == failure(TOO_MANY)
     assert extra.at_end()
+
+
+# Servers that do not answer
+
+
+def test_a_server_that_does_not_answer_is_given_up(bench):
+    bench.start("--request-timeout=1", command=bench.host.command("--stubborn"))
+    shell, peer = bench.session()
+    assert shell.has_nothing(1.2)
+    shell.send(request(100, 6))
+    assert peer.request() == request(100, 6)
+    peer.raw(b"<rpc-reply")
+    assert shell.receive() == failure(SILENT, b"6")
+    assert shell.at_end()
+    bench.gateway.wait_for_log(f"shell 1: closed: {SILENT}\n")
+    peer.close()
+    wait_for(lambda: bench.gateway.children() == [], "the command was not reaped")
+
+
+def test_a_server_that_says_something_is_waited_for(bench):
+    bench.start("--request-timeout=5")
+    shell, peer = bench.session()
+    shell.send(request(100, 6))
+    assert peer.request() == request(100, 6)
+    answer = b'<rpc-reply xmlns="urn:ietf:params:xml:ns:netconf:base:1.0"><ok/></rpc-reply>'
+    for part in (answer[:20], answer[20:40], answer[40:]):
+        assert shell.has_nothing(2)
+        peer.raw(part)
+    peer.raw(MARK)
+    assert shell.receive() == answer
 
 
 # Idle shells

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "device/gateway/answers.h"
 #include "support/exchange_bench.h"
 
 namespace
@@ -66,6 +67,18 @@ TEST(gateway_candidate, an_edit_is_committed)
     EXPECT_EQ(test.to_shell(), "");
     EXPECT_EQ(test.answer(ok), "");
     test.ends_with(committed);
+}
+
+TEST(gateway_candidate, a_server_that_stops_answering_is_given_up)
+{
+    candidate_bench test;
+    test.begin();
+    relay_give_up(test.session.get(), "silence");
+    test.advance();
+    EXPECT_EQ(test.to_server(), "");
+    byte_buffer failure{};
+    EXPECT_EQ(failure_reply_write("5", "silence", &failure), 0);
+    EXPECT_EQ(test.to_shell(), frame(std::string(byte_buffer_view(&failure)), 0));
 }
 
 TEST(gateway_candidate, the_target_keeps_its_prefix)

@@ -95,6 +95,7 @@ TEST(gateway_options, numbers)
     EXPECT_EQ(none.options.max_buffered, 536870912U);
     EXPECT_EQ(none.options.hello_timeout, 60U);
     EXPECT_EQ(none.options.idle_timeout, 0U);
+    EXPECT_EQ(none.options.request_timeout, 0U);
     const parsed joined = parse({"--max-shells=1", "--listen", "x", "--", "cat"});
     EXPECT_EQ(joined.reason, "");
     EXPECT_EQ(joined.options.max_shells, 1U);
@@ -122,6 +123,11 @@ TEST(gateway_options, what_is_no_number)
     const parsed idle = parse({"--idle-timeout=86400", "--listen", "x", "--", "cat"});
     EXPECT_EQ(idle.reason, "");
     EXPECT_EQ(idle.options.idle_timeout, 86400U);
+    const parsed request = parse({"--request-timeout", "1", "--listen", "x", "--", "cat"});
+    EXPECT_EQ(request.reason, "");
+    EXPECT_EQ(request.options.request_timeout, 1U);
+    EXPECT_EQ(parse({"--request-timeout=x"}).reason,
+              "--request-timeout takes a number from 1 to 86400");
     EXPECT_EQ(parse({"--idle-timeout=0"}).reason, "--idle-timeout takes a number from 1 to 86400");
     EXPECT_EQ(parse({"--hello-timeout=86401"}).reason,
               "--hello-timeout takes a number from 1 to 86400");
