@@ -33,25 +33,25 @@ std::string_view escaped(const char *byte)
     }
 }
 
-int append_escaped(byte_buffer *out, std::string_view value)
-{
-    int result = 0;
-    for (size_t at = 0; at < value.size() && result == 0; at++)
-        result = append(out, {escaped(&value[at])});
-    return result;
-}
-
 // The start tag of a message.
 int append_start(const char *name, const char *message_id, byte_buffer *out)
 {
     int result = append(out, {"<", name, " xmlns=\"" NETCONF_BASE_NAMESPACE "\"",
                               message_id != nullptr ? " message-id=\"" : ">"});
     if (result == 0 && message_id != nullptr)
-        result = append_escaped(out, message_id);
+        result = escaped_write(message_id, out);
     return result == 0 && message_id != nullptr ? append(out, {"\">"}) : result;
 }
 
 } // namespace
+
+int escaped_write(std::string_view value, byte_buffer *out)
+{
+    int result = 0;
+    for (size_t at = 0; at < value.size() && result == 0; at++)
+        result = append(out, {escaped(&value[at])});
+    return result;
+}
 
 int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer *out)
 {
@@ -71,7 +71,7 @@ int failure_reply_write(const char *message_id, const char *message, byte_buffer
                                     "<error-severity>error</error-severity>"
                                     "<error-message xml:lang=\"en\">"}) != 0)
         return -1;
-    return append_escaped(out, message) == 0
+    return escaped_write(message, out) == 0
                ? append(out, {"</error-message></rpc-error></rpc-reply>"})
                : -1;
 }
@@ -83,7 +83,7 @@ int request_write(const char *message_id, std::string_view operation, byte_buffe
 
 int declaration_write(std::string_view prefix, std::string_view uri, byte_buffer *out)
 {
-    if (append(out, {" xmlns:", prefix, "=\""}) != 0 || append_escaped(out, uri) != 0)
+    if (append(out, {" xmlns:", prefix, "=\""}) != 0 || escaped_write(uri, out) != 0)
         return -1;
     return append(out, {"\""});
 }

@@ -9,6 +9,9 @@
 
 #include "device/gateway/byte_buffer.h"
 
+// A text or an attribute value, in which nothing is markup.
+int escaped_write(std::string_view value, byte_buffer *out);
+
 // The answer to a create-session request, with that request's message id (null: none).
 int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer *out);
 

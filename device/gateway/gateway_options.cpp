@@ -16,6 +16,9 @@ const char gateway_help[] =
     "  --listen SOCKET  where shells connect; created with mode 0600, removed at the\n"
     "                   end\n"
     "  --no-subscribe   do not ask the server for notifications\n"
+    "  --stream NAME    ask for the notifications of this stream only\n"
+    "  --filter FILTER  ask for the notifications that an XPath selects, or a subtree,\n"
+    "                   which begins with \"<\"\n"
     "  --max-shells N   serve N shells at a time (32); the others are told and closed\n"
     "  --max-buffered BYTES\n"
     "                   hold so much of all shells' requests together (536870912)\n"
@@ -102,6 +105,25 @@ bool read_number_option(char *const arguments[], int *at, gateway_options *optio
     return false;
 }
 
+// Takes the argument if it is an option with a text.
+bool read_text_option(char *const arguments[], int *at, gateway_options *options)
+{
+    const struct {
+        const char *name;
+        const char **value;
+    } texts[] = {{"--listen", &options->socket_path},
+                 {"--stream", &options->wish.stream},
+                 {"--filter", &options->wish.filter}};
+    for (const auto &text : texts) {
+        const char *value = option_value(arguments, at, text.name);
+        if (value == nullptr)
+            continue;
+        *text.value = value;
+        return true;
+    }
+    return false;
+}
+
 // Reads the options in front of the command; *at moves after them.
 const char *read_options(int count, char *const arguments[], int *at, gateway_options *options)
 {
@@ -112,10 +134,9 @@ const char *read_options(int count, char *const arguments[], int *at, gateway_op
                 return reason;
             continue;
         }
-        const char *path = option_value(arguments, at, "--listen");
-        if (path != nullptr)
-            options->socket_path = path;
-        else if (strcmp(arguments[*at], "--no-subscribe") == 0)
+        if (read_text_option(arguments, at, options))
+            continue;
+        if (strcmp(arguments[*at], "--no-subscribe") == 0)
             options->subscribe = false;
         else if (strcmp(arguments[*at], "--help") == 0)
             options->help = true;

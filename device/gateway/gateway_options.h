@@ -4,9 +4,12 @@
 
 #include <stdint.h>
 
+#include "device/gateway/subscription.h"
+
 struct gateway_options {
     const char *socket_path;
     bool subscribe;
+    subscription_wish wish;   // when it does
     bool help;                // nothing else matters then
     bool version;             // the same; help comes first
     uint32_t max_shells;      // that are served at a time

@@ -24,12 +24,6 @@ constexpr size_t always_taken = 65536;
 
 constexpr char no_room[] = "the gateway has no room for the request now (--max-buffered)";
 
-constexpr char subscription_id[] = "tarnd-gateway-subscription";
-constexpr char subscription_text[] =
-    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\""
-    " message-id=\"tarnd-gateway-subscription\">"
-    "<create-subscription xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"/></rpc>";
-
 // How a chunk header begins, for nudges.
 constexpr char header_beginning[] = "\n#";
 constexpr uint8_t header_beginning_size = sizeof header_beginning - 1;
@@ -69,6 +63,14 @@ const char *send_text_to_server(relay *session, const char *text)
 {
     byte_buffer body{};
     if (byte_buffer_append(&body, text, strlen(text), frame_body_limit) != buffer_ok)
+        return "out of memory";
+    return send_to_server(session, &body);
+}
+
+const char *send_subscription(relay *session)
+{
+    byte_buffer body{};
+    if (subscription_write(&session->wish, &session->hello.modules, &body) != 0)
         return "out of memory";
     return send_to_server(session, &body);
 }
@@ -156,7 +158,7 @@ const char *advance_requests(relay *session, bool *moved)
     }
     if (session->phase == relay_phase_subscribe) {
         session->phase = relay_phase_subscribing;
-        return send_text_to_server(session, subscription_text);
+        return send_subscription(session);
     }
     if (!exchange_idle(&session->taken_over))
         return advance_exchange(session, moved);
@@ -217,6 +219,17 @@ bool take_reply(relay *session, const message_head *head)
     return passes;
 }
 
+// Of a message that is no reply. That its own session has begun is no news to a shell, which
+// would find it at its first prompt.
+bool is_wanted_notification(relay *session)
+{
+    if (subscription_floods(&session->flood, time(nullptr)))
+        report_shell(session->number, "notifications come in a flood; see --filter, --stream and "
+                                      "--no-subscribe");
+    return !subscription_tells_start(byte_buffer_view(&session->message),
+                                     session->hello.session_id);
+}
+
 // Passes a message on, unless it is the answer to a request of the gateway's own.
 void take_open_message(relay *session)
 {
@@ -227,6 +240,10 @@ void take_open_message(relay *session)
     }
     if (!take_reply(session, &head))
         return;
+    if (head.kind == message_other && !is_wanted_notification(session)) {
+        byte_buffer_clear(&session->message);
+        return;
+    }
     if (session->unanswered > 0 && head.kind == message_rpc_reply)
         session->unanswered--;
     adapters_pass(&session->hello, &head, &session->message);

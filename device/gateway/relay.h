@@ -17,6 +17,7 @@
 #include "device/gateway/framing.h"
 #include "device/gateway/hello.h"
 #include "device/gateway/outgoing.h"
+#include "device/gateway/subscription.h"
 #include "device/gateway/xml_head.h"
 
 constexpr size_t relay_input_size = 65536;
@@ -40,13 +41,14 @@ enum relay_silence : uint8_t {
     relay_silence_over,    // ... and something came back
 };
 
-// Value-initialise, then set number and subscribe. A function that returns a
+// Value-initialise, then set number, subscribe and wish. A function that returns a
 // reason returns null while all is well; otherwise a static text that tells why
 // the session must end, after which only its memory may be released.
 struct relay {
-    unsigned number; // the shell's, for the log
-    bool subscribe;  // ask for notifications if the server has them
-    bool deaf;       // the shell is gone: drop what would go to it
+    unsigned number;        // the shell's, for the log
+    bool subscribe;         // ask for notifications if the server has them ...
+    subscription_wish wish; // ... for these
+    bool deaf;              // the shell is gone: drop what would go to it
     relay_phase phase;
     relay_silence silence;
     uint8_t nudges;        // bytes of the next chunk header that are out already
@@ -61,6 +63,7 @@ struct relay {
     blank_filter filter;
     byte_buffer message; // what came of the server's current message
     exchange taken_over; // a request that may take several
+    subscription_flood flood;
     outgoing to_server;
     outgoing to_shell;
     size_t input_from;

@@ -1,7 +1,7 @@
 """tarnd-gateway: what it does for servers that do something in their own way."""
 
-from support.netconf_peer import BASE_1_0, BASE_1_1, BASE_NS
-from test_gateway import VERSIONS, bench  # noqa: F401
+from support.netconf_peer import BASE_1_0, BASE_1_1, BASE_NS, INTERLEAVE, NOTIFICATIONS
+from test_gateway import SUBSCRIPTION, VERSIONS, bench  # noqa: F401
 
 CAPABILITY = "urn:ietf:params:netconf:capability:"
 CANDIDATE = CAPABILITY + "candidate:1.0"
@@ -103,3 +103,41 @@ def test_a_save_without_startup_says_so(bench):  # noqa: F811
         b"(no startup capability)</error-message>" in shell.receive()
     )
     bench.gateway.wait_for_log("shell 1: startup is refused: What??\n")
+
+
+SUBSCRIBING = (BASE_1_1, NOTIFICATIONS, INTERLEAVE)
+
+
+def test_a_subscription_to_some_notifications_only(bench):  # noqa: F811
+    bench.start("--stream", "ALARMS", "--filter=/a[b='1']")
+    _, peer = bench.session(SUBSCRIBING)
+    wish = b'><stream>ALARMS</stream><filter type="xpath" select="/a[b=\'1\']"/>'
+    assert peer.request() == SUBSCRIPTION.replace(b"/>", wish + b"</create-subscription>")
+
+
+NOTIFICATION = (
+    '<notification xmlns="urn:ietf:params:xml:ns:netconf:notification:1.0">{}</notification>'
+)
+
+
+def test_the_start_of_its_own_session_does_not_reach_a_shell(bench):  # noqa: F811
+    shell, peer = bench.session(SUBSCRIBING, 7)
+    started = NOTIFICATION.format(
+        "<netconf-session-start "
+        'xmlns="urn:ietf:params:xml:ns:yang:ietf-netconf-notifications">'
+        "<session-id>{}</session-id></netconf-session-start>"
+    )
+    peer.request()
+    for number in (7, 8):
+        peer.send(started.format(number).encode())
+    assert shell.receive() == started.format(8).encode()
+
+
+def test_a_flood_of_notifications_is_logged_once(bench):  # noqa: F811
+    shell, peer = bench.session(SUBSCRIBING)
+    notification = NOTIFICATION.format("<x/>").encode()
+    for _ in range(300):
+        peer.send(notification)
+        assert shell.receive() == notification
+    hint = "notifications come in a flood; see --filter, --stream and --no-subscribe\n"
+    assert bench.gateway.log().count(f"shell 1: {hint}") == 1

@@ -1,0 +1,146 @@
+#include "device/gateway/subscription.h"
+
+#include <memory>
+#include <new>
+#include <string.h>
+
+#include "bounded.h"
+#include "device/gateway/answers.h"
+#include "device/gateway/xml_leaf.h"
+#include "device/gateway/xml_prefixes.h"
+#include "device/gateway/xml_walk.h"
+#include "format/namespaces.h"
+
+const char subscription_id[] = "tarnd-gateway-subscription";
+
+namespace
+{
+
+constexpr size_t unlimited = SIZE_MAX / 2;
+
+// More notifications than this in so many seconds are a flood.
+constexpr unsigned flood_limit = 100;
+constexpr time_t flood_seconds = 10;
+
+constexpr char session_namespace[] = "urn:ietf:params:xml:ns:yang:ietf-netconf-notifications";
+constexpr std::string_view start_name = "netconf-session-start";
+
+int append(byte_buffer *out, std::initializer_list<std::string_view> pieces)
+{
+    return byte_buffer_append_all(out, pieces, unlimited) == buffer_ok ? 0 : -1;
+}
+
+int append_stream(const char *stream, byte_buffer *out)
+{
+    if (append(out, {"<stream>"}) != 0 || escaped_write(stream, out) != 0)
+        return -1;
+    return append(out, {"</stream>"});
+}
+
+// Whether one of that name has been declared before rest.
+bool is_first(std::string_view xpath, std::string_view rest, std::string_view name)
+{
+    std::string_view before = xpath;
+    std::string_view earlier;
+    while (xml_prefix_next(&before, &earlier) && before.size() > rest.size()) {
+        if (earlier == name)
+            return false;
+    }
+    return true;
+}
+
+int append_xpath(std::string_view xpath, const server_modules *modules, byte_buffer *out)
+{
+    int result = append(out, {"<filter type=\"xpath\""});
+    std::string_view rest = xpath;
+    std::string_view name;
+    while (result == 0 && xml_prefix_next(&rest, &name)) {
+        const std::string_view uri = server_modules_find(modules, name);
+        if (!uri.empty() && is_first(xpath, rest, name))
+            result = declaration_write(name, uri, out);
+    }
+    if (result != 0 || append(out, {" select=\""}) != 0 || escaped_write(xpath, out) != 0)
+        return -1;
+    return append(out, {"\"/>"});
+}
+
+int append_filter(const char *filter, const server_modules *modules, byte_buffer *out)
+{
+    if (filter[0] != '<')
+        return append_xpath(filter, modules, out);
+    return append(out, {"<filter type=\"subtree\">", filter, "</filter>"});
+}
+
+struct start_reader {
+    char session[16]; // its number
+    bool is_own;
+    xml_leaf leaf;
+    xml_walk walk;
+};
+
+xml_step on_start(void *context, const xml_walk *)
+{
+    xml_leaf_start(&static_cast<start_reader *>(context)->leaf);
+    return xml_step_on;
+}
+
+xml_step on_text(void *context, const xml_walk *, std::string_view text)
+{
+    xml_leaf_text(&static_cast<start_reader *>(context)->leaf, text);
+    return xml_step_on;
+}
+
+xml_step on_end(void *context, const xml_walk *walk, size_t)
+{
+    auto *reader = static_cast<start_reader *>(context);
+    std::string_view text;
+    const bool is_number = xml_leaf_end(&reader->leaf, &text) && walk->depth == 3 &&
+                           xml_element_is(&walk->open[1], session_namespace, start_name) &&
+                           xml_element_is(&walk->open[2], session_namespace, "session-id");
+    if (!is_number)
+        return xml_step_on;
+    reader->is_own = text == reader->session;
+    return xml_step_end;
+}
+
+} // namespace
+
+int subscription_write(const subscription_wish *wish, const server_modules *modules,
+                       byte_buffer *out)
+{
+    const bool is_plain = wish->stream == nullptr && wish->filter == nullptr;
+    int result =
+        append(out, {"<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"", subscription_id,
+                     "\"><create-subscription xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"",
+                     is_plain ? "/>" : ">"});
+    if (result == 0 && wish->stream != nullptr)
+        result = append_stream(wish->stream, out);
+    if (result == 0 && wish->filter != nullptr)
+        result = append_filter(wish->filter, modules, out);
+    if (result != 0)
+        return -1;
+    return append(out, {is_plain ? "" : "</create-subscription>", "</rpc>"});
+}
+
+bool subscription_tells_start(std::string_view message, uint32_t session_id)
+{
+    static const xml_events events = {on_start, on_text, on_end};
+    if (message.find(start_name) == std::string_view::npos)
+        return false;
+    const std::unique_ptr<start_reader> reader(new (std::nothrow) start_reader{});
+    if (reader == nullptr)
+        return false;
+    sprintf_s(reader->session, sizeof reader->session, "%u", static_cast<unsigned>(session_id));
+    return xml_walk_run(&reader->walk, message, &events, reader.get()) == 0 && reader->is_own;
+}
+
+bool subscription_floods(subscription_flood *flood, time_t now)
+{
+    if (now < flood->period || now >= flood->period + flood_seconds) {
+        flood->period = now;
+        flood->count = 0;
+    }
+    const bool is_flood = ++flood->count > flood_limit && !flood->is_told;
+    flood->is_told |= is_flood;
+    return is_flood;
+}
