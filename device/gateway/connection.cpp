@@ -125,6 +125,7 @@ void read_server(connection *link, int64_t now)
     if (got > 0) {
         relay_server_bytes(&link->session, static_cast<size_t>(got));
         link->silent_from = now;
+        link->quiet_from = now;
     } else if (got == 0 || !would_block() || link->server.pid == 0)
         link->server_ended = true;
 }
@@ -144,8 +145,10 @@ bool write_server(connection *link, int64_t now)
         link->give_up = now + transport_grace;
         return false;
     }
-    if (progress)
+    if (progress) {
         link->silent_from = now;
+        link->quiet_from = now;
+    }
     if (progress && link->give_up != 0)
         link->give_up = now + transport_grace;
     return result == io_done;
@@ -227,6 +230,21 @@ const char *give_up_request(connection *link, int64_t now)
     link->give_up = now + refusal_grace;
     relay_give_up(&link->session, "the server has not answered in time (--request-timeout)");
     transport_end(&link->server, now, true);
+    return move_all(link, now);
+}
+
+// When the server will have heard nothing for so long that it may end the session.
+int64_t keepalive_deadline(const connection *link)
+{
+    const bool is_needed = link->keepalive != 0 && link->session.refusal == nullptr &&
+                           !relay_awaits_hello(&link->session);
+    return is_needed ? link->quiet_from + link->keepalive : INT64_MAX;
+}
+
+const char *keep_alive(connection *link, int64_t now)
+{
+    link->quiet_from = now;
+    relay_keep_alive(&link->session);
     return move_all(link, now);
 }
 
@@ -322,6 +340,8 @@ std::unique_ptr<connection> connection_start(descriptor shell, const connection_
     link->idle_from = now;
     link->silence_limit = int64_t{task->options->request_timeout} * 1000;
     link->silent_from = now;
+    link->keepalive = int64_t{task->options->keepalive} * 1000;
+    link->quiet_from = now;
     link->hello_by = now + int64_t{task->options->hello_timeout} * 1000;
     report_shell(task->number, "connected");
     return link;
@@ -378,6 +398,8 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
         reason = refuse_without_server(link, now);
     if (reason == nullptr && relay_awaits_hello(&link->session) && now >= link->hello_by)
         reason = give_up_hello(link, now);
+    if (reason == nullptr && now >= keepalive_deadline(link))
+        reason = keep_alive(link, now);
     if (reason == nullptr && now >= silence_deadline(link))
         reason = give_up_request(link, now);
     if (reason == nullptr && now >= idle_deadline(link))
@@ -419,6 +441,8 @@ int64_t connection_deadline(const connection *link)
     int64_t deadline = idle_deadline(link);
     if (silence_deadline(link) < deadline)
         deadline = silence_deadline(link);
+    if (keepalive_deadline(link) < deadline)
+        deadline = keepalive_deadline(link);
     if (link->give_up != 0 && link->give_up < deadline)
         deadline = link->give_up;
     if (link->nudge != 0 && link->nudge < deadline)

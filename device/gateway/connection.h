@@ -38,6 +38,8 @@ struct connection {
     int64_t idle_from;     // when the shell last asked, read, or waited for an answer
     int64_t silence_limit; // milliseconds that a request may wait for a sign of the server; 0: none
     int64_t silent_from;   // when the server last took or said something, or no request waited
+    int64_t keepalive;     // milliseconds without a word after which the server is asked; 0: never
+    int64_t quiet_from;    // when the server last took or said something
     int64_t hello_by;      // when the server must have said hello
     int64_t nudge;         // when the server is to be nudged; 0: it is not
 };

@@ -24,6 +24,8 @@ const char gateway_help[] =
     "                   hold so much of all shells' requests together (536870912)\n"
     "  --hello-timeout SECONDS\n"
     "                   how long the server may take to say hello (60)\n"
+    "  --keepalive SECONDS\n"
+    "                   ask the server for nothing when nothing was said for so long\n"
     "  --request-timeout SECONDS\n"
     "                   end a session whose server says nothing to a request for so\n"
     "                   long; without this option none is\n"
@@ -71,6 +73,8 @@ const number_option number_options[] = {
      "--max-buffered takes a number from 1 to 4294967295"},
     {"--hello-timeout", &gateway_options::hello_timeout, 86400,
      "--hello-timeout takes a number from 1 to 86400"},
+    {"--keepalive", &gateway_options::keepalive, 86400,
+     "--keepalive takes a number from 1 to 86400"},
     {"--request-timeout", &gateway_options::request_timeout, 86400,
      "--request-timeout takes a number from 1 to 86400"},
     {"--idle-timeout", &gateway_options::idle_timeout, 86400,

@@ -17,6 +17,7 @@ struct gateway_options {
     uint32_t idle_timeout;    // seconds that a shell may ask nothing; 0: as long as it likes
     uint32_t hello_timeout;   // seconds that a server may take to say hello
     uint32_t request_timeout; // seconds that it may keep silent to a request; 0: for ever
+    uint32_t keepalive;       // seconds without a word after which the server is asked; 0: never
     char *const *command;     // null-terminated; points into the arguments
 };
 

@@ -216,7 +216,7 @@ bool take_reply(relay *session, const message_head *head)
     const bool passes = adapters_take(&session->taken_over, head, &session->message);
     if (exchange_idle(&session->taken_over))
         session->to_server.keep = nullptr;
-    return passes;
+    return passes && session->message.size > 0;
 }
 
 // Of a message that is no reply. That its own session has begun is no news to a shell, which
@@ -450,6 +450,13 @@ void relay_nudge(relay *session)
     byte_buffer nothing{};
     outgoing_load(&session->to_server, header_beginning + session->nudges, 1, &nothing, "", 0);
     session->nudges++;
+}
+
+void relay_keep_alive(relay *session)
+{
+    if (is_open(session) && outgoing_idle(&session->to_server) &&
+        exchange_idle(&session->taken_over) && !relay_owes_answer(session))
+        exchange_keep_alive(&session->taken_over);
 }
 
 bool relay_requests_done(const relay *session)

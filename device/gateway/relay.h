@@ -127,6 +127,10 @@ bool relay_may_nudge(const relay *session);
 // may go early without changing what is said.
 void relay_nudge(relay *session);
 
+// Has something asked of the server, unless something is asked already. Call relay_advance() after
+// it.
+void relay_keep_alive(relay *session);
+
 // Whether no request is on its way and none has begun.
 bool relay_requests_done(const relay *session);
 

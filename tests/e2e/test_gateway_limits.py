@@ -256,6 +256,18 @@ def test_a_server_that_says_something_is_waited_for(bench):
     assert shell.receive() == answer
 
 
+def test_a_quiet_server_is_asked_for_nothing(bench):
+    bench.start("--keepalive=1")
+    shell, peer = bench.session()
+    for _ in range(2):
+        assert b'message-id="tarnd-gateway-keepalive"><get-config>' in peer.request()
+        peer.send(
+            b'<rpc-reply xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" '
+            b'message-id="tarnd-gateway-keepalive"><data/></rpc-reply>'
+        )
+    assert shell.has_nothing()
+
+
 # Idle shells
 
 

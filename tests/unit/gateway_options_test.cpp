@@ -96,6 +96,7 @@ TEST(gateway_options, numbers)
     EXPECT_EQ(none.options.hello_timeout, 60U);
     EXPECT_EQ(none.options.idle_timeout, 0U);
     EXPECT_EQ(none.options.request_timeout, 0U);
+    EXPECT_EQ(none.options.keepalive, 0U);
     const parsed joined = parse({"--max-shells=1", "--listen", "x", "--", "cat"});
     EXPECT_EQ(joined.reason, "");
     EXPECT_EQ(joined.options.max_shells, 1U);
@@ -126,6 +127,9 @@ TEST(gateway_options, what_is_no_number)
     const parsed request = parse({"--request-timeout", "1", "--listen", "x", "--", "cat"});
     EXPECT_EQ(request.reason, "");
     EXPECT_EQ(request.options.request_timeout, 1U);
+    const parsed keepalive = parse({"--keepalive=7", "--listen", "x", "--", "cat"});
+    EXPECT_EQ(keepalive.reason, "");
+    EXPECT_EQ(keepalive.options.keepalive, 7U);
     EXPECT_EQ(parse({"--request-timeout=x"}).reason,
               "--request-timeout takes a number from 1 to 86400");
     EXPECT_EQ(parse({"--idle-timeout=0"}).reason, "--idle-timeout takes a number from 1 to 86400");

@@ -88,6 +88,9 @@ void exchange_ask_body(exchange *exchange, byte_buffer *request);
 // The same with one that comes back into exchange->request when it is sent.
 void exchange_ask_kept(exchange *exchange, byte_buffer *request);
 
+// Begins an exchange of the gateway's own, while there is none.
+void exchange_keep_alive(exchange *exchange);
+
 // Whether no request is taken over.
 bool exchange_idle(const exchange *exchange);
 
@@ -98,7 +101,7 @@ void adapters_offer(exchange *exchange, const server_hello *hello, message_head 
 
 // Takes a complete message of the server, of which head was read, while a request is
 // taken over. True: the message, which may have become another one, is to be passed to the
-// shell. False: there is nothing to pass.
+// shell, unless it is empty. False: there is nothing to pass.
 bool adapters_take(exchange *exchange, const message_head *head, byte_buffer *message);
 
 // Shows a message that is to be passed to the shell, and of which head was read, to the
