@@ -269,6 +269,20 @@ def test_a_user_who_is_not_in_the_configuration_is_gone(session):
     assert running(session) == alice
 
 
+@pytest.mark.parametrize("gateway", ["candidate"], indirect=True)
+def test_what_a_commit_makes_of_a_copy_is_not_ok(session):
+    session.create()
+    for text in ("a", "b"):
+        content = f'<value xmlns="urn:walk">{text}</value>'
+        assert replace_running(session, content) == content
+    content = '<value xmlns="urn:walk"><![CDATA[a<b]]></value>'
+    _, tree = session.rpc(COPY.format("running", f"<config>{content}</config>"))
+    assert tree.xpath("/b:rpc-reply/b:rpc-error/b:error-message/text()", namespaces=SPACES) == [
+        "running was changed but is not what was to be copied: value differs"
+    ]
+    assert replace_running(session, "") == ""
+
+
 def test_entries_at_the_top_are_replaced_too(session):
     session.create()
     entries = [LIST_ENTRY.format(name, value) for name, value in ("a1", "b1", "a2", "c1")]

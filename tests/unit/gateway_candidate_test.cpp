@@ -187,3 +187,47 @@ TEST(gateway_candidate, only_where_running_cannot_be_written)
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n" + notice);
 }
+
+TEST(gateway_candidate, what_became_of_a_copy_is_looked_at)
+{
+    const std::string start = "<copy-config><target>";
+    const std::string source =
+        "</target><source><config><a xmlns=\"urn:a\">1</a></config></source>";
+    const std::string startup = "</target><source><startup/></source>";
+    const std::string end = "</copy-config>";
+    const std::string read = "<get-config><source><running/></source></get-config>";
+    const std::string good = "<data><a xmlns=\"urn:a\">1</a></data>";
+    const struct {
+        std::string from;
+        std::string running;
+        std::string fault; // empty: none
+    } cases[] = {
+        {source, good, ""},
+        {startup, good, ""},
+        {source, "<data><a xmlns=\"urn:a\">2</a></data>", "a differs"},
+        {startup, "<data/>", "a differs"},
+        {source, error("access-denied"), "running cannot be read"},
+    };
+    for (const auto &each : cases) {
+        candidate_bench test;
+        const bool from_startup = each.from == startup;
+        EXPECT_EQ(test.ask(rpc("5", start + "<running/>" + each.from + end)), chunked(lock));
+        EXPECT_EQ(test.answer(ok), chunked(discard));
+        EXPECT_EQ(test.answer(ok), chunked(rpc("5", start + "<candidate/>" + each.from + end)));
+        EXPECT_EQ(test.answer(ok), chunked(commit));
+        std::string next = test.answer(ok);
+        if (from_startup) {
+            EXPECT_EQ(next, chunked(rpc("tarnd-gateway-startup",
+                                        "<get-config><source><startup/></source></get-config>")));
+            next = test.answer(reply("tarnd-gateway-startup", good));
+        }
+        EXPECT_EQ(next, chunked(rpc("tarnd-gateway-running", read)));
+        EXPECT_EQ(test.answer(reply("tarnd-gateway-running", each.running)), chunked(unlock));
+        EXPECT_EQ(test.answer(ok), "");
+        byte_buffer failure{};
+        const std::string text =
+            "running was changed but is not what was to be copied: " + each.fault;
+        EXPECT_EQ(failure_reply_write("5", text.c_str(), &failure), 0);
+        test.ends_with(each.fault.empty() ? ok : std::string(byte_buffer_view(&failure)));
+    }
+}

@@ -5,16 +5,19 @@
 // be its answer: the first error, or the reply to the commit. A copy from the candidate is a
 // commit.
 //
+// After a copy running is read and compared with what was copied, before the candidate is unlocked:
+// netconfd, for one, may commit something else and say "ok".
+//
 // The candidate is discarded only after it was locked: what another session has put there
 // and not committed keeps the server from locking it, and the shell is told so.
 #include <string.h>
 
 #include "device/gateway/adapters/adapter.h"
+#include "device/gateway/adapters/copied.h"
 #include "device/gateway/answers.h"
 #include "device/gateway/datastores.h"
-#include "device/gateway/frame.h"
 #include "device/gateway/report.h"
-#include "format/namespaces.h"
+#include "device/gateway/running_copy.h"
 
 namespace
 {
@@ -25,13 +28,15 @@ enum candidate_step : uint8_t {
     candidate_step_discard,
     candidate_step_change, // the shell's request
     candidate_step_commit,
+    candidate_step_startup, // what was copied ...
+    candidate_step_running, // ... and what came of it
     candidate_step_undo,
     candidate_step_unlock,
     candidate_step_end,
 };
 
 struct candidate_turn {
-    const char *operation; // null: the shell's
+    const char *operation; // null: another request
     candidate_step after_success;
     candidate_step after_error;
 };
@@ -44,6 +49,8 @@ constexpr candidate_turn turns[] = {
     {discard_operation, candidate_step_change, candidate_step_unlock},
     {nullptr, candidate_step_commit, candidate_step_undo},
     {commit_operation, candidate_step_unlock, candidate_step_undo},
+    {nullptr, candidate_step_running, candidate_step_unlock},
+    {nullptr, candidate_step_unlock, candidate_step_unlock},
     {discard_operation, candidate_step_unlock, candidate_step_unlock},
     {"<unlock><target><candidate/></target></unlock>", candidate_step_end, candidate_step_end},
 };
@@ -59,12 +66,24 @@ const char *notice(const server_hello *)
     return "what goes to running is committed from the candidate (no writable-running capability)";
 }
 
+// Whether the request is a copy that can be compared with what came of it.
+bool is_compared(const exchange *exchange)
+{
+    return exchange->rounds != 0;
+}
+
 // Sends the request that the step waits for.
 void ask(exchange *exchange, const char *message_id, candidate_step step)
 {
     exchange->step = step;
-    if (turns[step].operation == nullptr)
+    if (step == candidate_step_change && is_compared(exchange))
+        exchange_ask_kept(exchange, &exchange->request);
+    else if (step == candidate_step_change)
         exchange_ask_body(exchange, &exchange->request);
+    else if (step == candidate_step_startup)
+        copied_ask_startup(exchange);
+    else if (step == candidate_step_running)
+        copied_ask_running(exchange);
     else
         exchange_ask_operation(exchange, message_id, turns[step].operation);
 }
@@ -77,12 +96,12 @@ void become_commit(byte_buffer *request, const char *message_id)
         *request = byte_buffer_take(&commit);
 }
 
-// 0, or -1: out of memory.
-int aim_at_candidate(byte_buffer *request, const datastore_name *target)
+// Gives the request another target. 0, or -1: out of memory.
+int aim(byte_buffer *request, const datastore_name *target, std::string_view datastore)
 {
     byte_buffer name{};
     constexpr size_t limit = SIZE_MAX / 2;
-    if (byte_buffer_append_all(&name, {"<", target->prefix, "candidate/>"}, limit) != buffer_ok)
+    if (byte_buffer_append_all(&name, {"<", target->prefix, datastore, "/>"}, limit) != buffer_ok)
         return -1;
     return byte_buffer_replace(request, target->from, target->end, byte_buffer_view(&name),
                                limit) == buffer_ok
@@ -102,11 +121,46 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
         become_commit(request, head->message_id.get());
         return adapter_leaves;
     }
-    if (aim_at_candidate(request, &named.target) != 0)
+    running_copy copy;
+    const bool compares = is_copy && running_copy_read(byte_buffer_view(request), &copy);
+    if (aim(request, &named.target, "candidate") != 0)
         return adapter_leaves;
+    exchange->rounds = compares ? 1 : 0;
     exchange->request = byte_buffer_take(request);
     ask(exchange, head->message_id.get(), candidate_step_lock);
     return adapter_takes;
+}
+
+// What is to be read after the commit, first of all.
+candidate_step begin_comparison(exchange *exchange)
+{
+    const request_datastores named = request_datastores_read(byte_buffer_view(&exchange->request));
+    const bool is_startup = named.source.name == "startup";
+    aim(&exchange->request, &named.target, "running");
+    return is_startup ? candidate_step_startup : candidate_step_running;
+}
+
+// Why running is not known to be what was copied; the empty text when it is, or not yet.
+report_text judge_copy(exchange *exchange, bool fails, byte_buffer *message)
+{
+    report_text fault{};
+    if (fails)
+        return report_clean(exchange->step == candidate_step_startup ? "startup cannot be read"
+                                                                     : "running cannot be read");
+    if (exchange->step == candidate_step_startup)
+        exchange->source = byte_buffer_take(message);
+    else
+        copied_to_running(exchange, message, &fault);
+    return fault;
+}
+
+// Takes the place of the commit's answer. Without memory nothing is left, which ends the session.
+void answer_difference(exchange *exchange, const char *fault)
+{
+    byte_buffer reply{};
+    if (copied_failure(exchange, fault, &reply) != 0)
+        byte_buffer_clear(&reply);
+    exchange->answer = byte_buffer_take(&reply);
 }
 
 adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_buffer *message)
@@ -118,11 +172,20 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
     const bool is_answer = step == candidate_step_commit || (fails && step < candidate_step_undo);
     if (is_answer && exchange->answer.size == 0)
         exchange->answer = byte_buffer_take(message);
+    if (step == candidate_step_startup || step == candidate_step_running) {
+        const report_text fault = judge_copy(exchange, fails, message);
+        if (fault.text[0] != '\0')
+            answer_difference(exchange, fault.text);
+    }
     byte_buffer_clear(message);
-    const candidate_step next = fails ? turns[step].after_error : turns[step].after_success;
+    candidate_step next = fails ? turns[step].after_error : turns[step].after_success;
+    if (step == candidate_step_commit && !fails && is_compared(exchange))
+        next = begin_comparison(exchange);
     if (next == candidate_step_end) {
         *message = byte_buffer_take(&exchange->answer);
-        return adapter_ends;
+        if (message->size == 0)
+            exchange_ask_body(exchange, message);
+        return message->size == 0 ? adapter_asks : adapter_ends;
     }
     ask(exchange, exchange->message_id.get(), next);
     return adapter_asks;

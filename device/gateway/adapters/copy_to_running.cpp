@@ -15,13 +15,10 @@
 // Another session that edits running meanwhile is seen in the same way.
 #include <string.h>
 
-#include "bounded.h"
 #include "device/gateway/adapters/adapter.h"
-#include "device/gateway/answers.h"
+#include "device/gateway/adapters/copied.h"
 #include "device/gateway/report.h"
 #include "device/gateway/running_copy.h"
-#include "device/gateway/running_edit.h"
-#include "format/namespaces.h"
 
 namespace
 {
@@ -37,19 +34,10 @@ enum copy_step : uint8_t {
 // Those after the first do what it could not know to be left (running_edit.h).
 constexpr uint8_t edit_limit = 3;
 
-constexpr char startup_id[] = "tarnd-gateway-startup";
-constexpr char running_id[] = "tarnd-gateway-running";
-constexpr char read_startup[] =
-    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-startup\">"
-    "<get-config><source><startup/></source></get-config></rpc>";
-constexpr char read_running[] =
-    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-running\">"
-    "<get-config><source><running/></source></get-config></rpc>";
-
 adapter_outcome ask_running(exchange *exchange)
 {
     exchange->step = copy_step_running;
-    exchange_ask(exchange, running_id, read_running);
+    copied_ask_running(exchange);
     return adapter_asks;
 }
 
@@ -65,12 +53,8 @@ adapter_outcome refuse(exchange *exchange, byte_buffer *message, const char *rea
 // refusal, which says less, but nothing wrong.
 adapter_outcome fail(exchange *exchange, byte_buffer *message, const char *reason)
 {
-    char text[report_text_size];
-    sprintf_s(text, sizeof text, "running was changed but is not what was to be copied: %s",
-              reason);
-    report_shell(exchange->shell, "%s", text);
     byte_buffer reply{};
-    if (failure_reply_write(exchange->message_id.get(), text, &reply) != 0)
+    if (copied_failure(exchange, reason, &reply) != 0)
         reply = byte_buffer_take(&exchange->refusal);
     *message = byte_buffer_take(&reply);
     return adapter_ends;
@@ -95,7 +79,7 @@ adapter_outcome take_copy_answer(exchange *exchange, const message_head *head, b
     if (!copy.from_startup)
         return ask_running(exchange);
     exchange->step = copy_step_startup;
-    exchange_ask(exchange, startup_id, read_startup);
+    copied_ask_startup(exchange);
     return adapter_asks;
 }
 
@@ -107,32 +91,9 @@ adapter_outcome take_startup(exchange *exchange, const message_head *head, byte_
     return ask_running(exchange);
 }
 
-running_source source_of(const exchange *exchange)
-{
-    return {byte_buffer_view(&exchange->request), byte_buffer_view(&exchange->source),
-            !exchange->server->base_1_1};
-}
-
-// Whether running is now what was to be copied; otherwise *fault says why it is
-// not known to be.
-bool is_copied(const exchange *exchange, const byte_buffer *message, report_text *fault)
-{
-    constexpr size_t name_limit = 100;
-    const running_source source = source_of(exchange);
-    std::string_view name;
-    const char *reason = running_edit_check(&source, byte_buffer_view(message), &name);
-    if (reason == nullptr && name.empty())
-        return true;
-    const size_t size = name.size() < name_limit ? name.size() : name_limit;
-    char text[name_limit + 16];
-    sprintf_s(text, sizeof text, "%.*s differs", static_cast<int>(size), name.data());
-    *fault = report_clean(reason != nullptr ? reason : text);
-    return false;
-}
-
 adapter_outcome make_edit(exchange *exchange, byte_buffer *message)
 {
-    const running_source source = source_of(exchange);
+    const running_source source = copied_source(exchange);
     byte_buffer edit{};
     const char *reason =
         running_edit_write(&source, byte_buffer_view(message), exchange->rounds > 0, &edit);
@@ -151,7 +112,7 @@ adapter_outcome take_running(exchange *exchange, const message_head *head, byte_
     if (exchange->rounds == 0)
         return make_edit(exchange, message);
     report_text fault;
-    if (is_copied(exchange, message, &fault)) {
+    if (copied_to_running(exchange, message, &fault)) {
         *message = byte_buffer_take(&exchange->answer);
         return adapter_ends;
     }

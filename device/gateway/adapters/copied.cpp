@@ -1,0 +1,57 @@
+#include "device/gateway/adapters/copied.h"
+
+#include "bounded.h"
+#include "device/gateway/answers.h"
+#include "format/namespaces.h"
+
+namespace
+{
+
+constexpr char read_startup[] =
+    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-startup\">"
+    "<get-config><source><startup/></source></get-config></rpc>";
+constexpr char read_running[] =
+    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-running\">"
+    "<get-config><source><running/></source></get-config></rpc>";
+
+} // namespace
+
+void copied_ask_startup(exchange *exchange)
+{
+    exchange_ask(exchange, copied_startup_id, read_startup);
+}
+
+void copied_ask_running(exchange *exchange)
+{
+    exchange_ask(exchange, copied_running_id, read_running);
+}
+
+running_source copied_source(const exchange *exchange)
+{
+    return {byte_buffer_view(&exchange->request), byte_buffer_view(&exchange->source),
+            !exchange->server->base_1_1};
+}
+
+bool copied_to_running(const exchange *exchange, const byte_buffer *message, report_text *fault)
+{
+    constexpr size_t name_limit = 100;
+    const running_source source = copied_source(exchange);
+    std::string_view name;
+    const char *reason = running_edit_check(&source, byte_buffer_view(message), &name);
+    if (reason == nullptr && name.empty())
+        return true;
+    const size_t size = name.size() < name_limit ? name.size() : name_limit;
+    char text[name_limit + 16];
+    sprintf_s(text, sizeof text, "%.*s differs", static_cast<int>(size), name.data());
+    *fault = report_clean(reason != nullptr ? reason : text);
+    return false;
+}
+
+int copied_failure(const exchange *exchange, const char *reason, byte_buffer *reply)
+{
+    char text[report_text_size];
+    sprintf_s(text, sizeof text, "running was changed but is not what was to be copied: %s",
+              reason);
+    report_shell(exchange->shell, "%s", text);
+    return failure_reply_write(exchange->message_id.get(), text, reply);
+}
