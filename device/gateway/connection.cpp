@@ -23,7 +23,7 @@ constexpr int64_t nudge_again_after = 1300;
 // Milliseconds that a refused shell may take to ask and to read the answer.
 constexpr int64_t refusal_grace = 2000;
 
-enum poll_index { poll_shell, poll_input, poll_output };
+enum poll_index { poll_shell, poll_errors, poll_input, poll_output };
 
 enum io_result { io_done, io_blocked, io_failed };
 
@@ -311,6 +311,9 @@ void report_status(const connection *link, int status)
         report_shell(link->task->number, "the command was ended by signal %d", WTERMSIG(status));
     else if (WEXITSTATUS(status) != 0)
         report_shell(link->task->number, "the command ended with status %d", WEXITSTATUS(status));
+    if (status != 0 && link->server.words.size > 0)
+        report_shell(link->task->number, "the command said last: %s",
+                     report_clean(link->server.words.text).text);
 }
 
 } // namespace
@@ -359,7 +362,7 @@ size_t connection_poll(connection *link, struct pollfd polls[connection_poll_cou
         return 0;
     for (size_t at = 0; at < connection_poll_count; at++)
         polls[at] = {-1, 0, 0};
-    const size_t count = link->session.refusal != nullptr ? poll_shell + 1 : connection_poll_count;
+    const size_t count = link->session.refusal != nullptr ? poll_errors + 1 : connection_poll_count;
     if (shell_want(link) > 0)
         polls[poll_shell].events |= POLLIN;
     if (!outgoing_idle(&link->session.to_shell))
@@ -368,6 +371,8 @@ size_t connection_poll(connection *link, struct pollfd polls[connection_poll_cou
     // tell so again and again.
     if (!link->shell_gone || polls[poll_shell].events != 0)
         polls[poll_shell].fd = link->shell.number;
+    if (descriptor_open(&link->server.errors))
+        polls[poll_errors] = {link->server.errors.number, POLLIN, 0};
     if (!outgoing_idle(&link->session.to_server))
         polls[poll_input] = {link->server.input.number, POLLOUT, 0};
     if (!link->server_ended && relay_server_wanted(&link->session))
@@ -381,6 +386,8 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
     transport_tick(&link->server, now);
     if (link->over)
         return;
+    if (polls[poll_errors].revents != 0)
+        transport_hear(&link->server);
     if (shell_waits(link))
         link->idle_from = now;
     else

@@ -13,7 +13,7 @@
 #include "device/gateway/shell_slots.h"
 #include "device/gateway/transport.h"
 
-constexpr size_t connection_poll_count = 3;
+constexpr size_t connection_poll_count = 4;
 
 // What is to be done with a shell.
 struct connection_task {

@@ -2,13 +2,18 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
+#include <unistd.h>
 #include <utility>
 
 namespace
 {
+
+// So much is heard at a time; what is left behind may talk for ever.
+constexpr int hearing_turns = 64;
 
 struct pipe_ends {
     descriptor read;
@@ -28,6 +33,14 @@ int open_pipe(pipe_ends *ends)
 int stop_blocking(const descriptor *end)
 {
     return fcntl(end->number, F_SETFL, O_NONBLOCK);
+}
+
+// Passes it on unless that would take time, as the gateway's own lines.
+void pass_errors(const char *bytes, size_t size)
+{
+    struct pollfd log = {STDERR_FILENO, POLLOUT, 0};
+    if (poll(&log, 1, 0) == 1 && (log.revents & POLLOUT) != 0)
+        (void)!write(STDERR_FILENO, bytes, size);
 }
 
 // The command starts with no signal blocked and none ignored.
@@ -58,7 +71,7 @@ int spawn_with(pid_t *pid, char *const arguments[], const posix_spawn_file_actio
     return error;
 }
 
-int spawn(pid_t *pid, char *const arguments[], int input, int output)
+int spawn(pid_t *pid, char *const arguments[], int input, int output, int errors)
 {
     posix_spawn_file_actions_t actions;
     int error = posix_spawn_file_actions_init(&actions);
@@ -67,6 +80,8 @@ int spawn(pid_t *pid, char *const arguments[], int input, int output)
     error = posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
     if (error == 0)
         error = posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    if (error == 0)
+        error = posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
     if (error == 0)
         error = spawn_with(pid, arguments, &actions);
     posix_spawn_file_actions_destroy(&actions);
@@ -79,17 +94,37 @@ int transport_start(transport *command, char *const arguments[])
 {
     pipe_ends input;
     pipe_ends output;
-    if (open_pipe(&input) != 0 || open_pipe(&output) != 0 || stop_blocking(&input.write) != 0 ||
-        stop_blocking(&output.read) != 0)
+    pipe_ends errors;
+    if (open_pipe(&input) != 0 || open_pipe(&output) != 0 || open_pipe(&errors) != 0 ||
+        stop_blocking(&input.write) != 0 || stop_blocking(&output.read) != 0 ||
+        stop_blocking(&errors.read) != 0)
         return errno;
     pid_t pid;
-    const int error = spawn(&pid, arguments, input.read.number, output.write.number);
+    const int error =
+        spawn(&pid, arguments, input.read.number, output.write.number, errors.write.number);
     if (error != 0)
         return error;
     command->pid = pid;
     command->input = std::move(input.write);
     command->output = std::move(output.read);
+    command->errors = std::move(errors.read);
     return 0;
+}
+
+void transport_hear(transport *command)
+{
+    // Not above PIPE_BUF, which a pipe that polls writable takes.
+    char bytes[2048];
+    ssize_t size = 1;
+    for (int turn = 0; turn < hearing_turns && size > 0; turn++) {
+        size = read(command->errors.number, bytes, sizeof bytes);
+        if (size > 0) {
+            pass_errors(bytes, static_cast<size_t>(size));
+            last_words_add(&command->words, {bytes, static_cast<size_t>(size)});
+        }
+    }
+    if (size == 0)
+        descriptor_close(&command->errors);
 }
 
 void transport_end(transport *command, int64_t now, bool hurry)
@@ -133,5 +168,7 @@ bool transport_reap(transport *command, int *status)
     if (waitpid(command->pid, status, WNOHANG) != command->pid)
         *status = 0;
     command->pid = 0;
+    transport_hear(command);
+    descriptor_close(&command->errors);
     return true;
 }

@@ -4,7 +4,7 @@
 // It runs in a session of its own: a signal reaches it together with what it
 // started itself, Ctrl-C at the gateway's terminal reaches the gateway alone,
 // and a program that would ask for a password fails instead of waiting for a
-// terminal. Its standard error is the gateway's.
+// terminal. What it says on its standard error goes to the gateway's, and its last words are kept.
 #ifndef VANDEL_GATEWAY_TRANSPORT_H
 #define VANDEL_GATEWAY_TRANSPORT_H
 
@@ -12,6 +12,7 @@
 #include <sys/types.h>
 
 #include "device/gateway/descriptor.h"
+#include "device/gateway/last_words.h"
 
 constexpr int64_t transport_grace = 2000; // milliseconds to end by itself, and then after SIGTERM
 
@@ -20,6 +21,8 @@ struct transport {
     pid_t pid;         // 0: not running, or ended and reaped
     descriptor input;  // the command reads this; not blocking
     descriptor output; // the command writes this; not blocking
+    descriptor errors; // the command complains here; not blocking
+    last_words words;  // what it said there
     int next_signal;   // what it gets at deadline; 0 while it is wanted
     int64_t deadline;
 };
@@ -27,6 +30,9 @@ struct transport {
 // Starts the command (a null-terminated vector, looked up in PATH). Returns 0,
 // or the errno value that tells why it could not be started.
 int transport_start(transport *command, char *const arguments[]);
+
+// Takes what the command has said on its standard error.
+void transport_hear(transport *command);
 
 // Closes both pipes and lets the command end by itself, or after a while with
 // SIGTERM, or after another while with SIGKILL. hurry: SIGTERM comes at once.
@@ -39,7 +45,7 @@ void transport_tick(transport *command, int64_t now);
 void transport_kill(transport *command);
 
 // Reaps the command if it has ended: true, once, with the status of waitpid().
-// What it left behind gets SIGTERM.
+// What it left behind gets SIGTERM. Its last words are complete then.
 bool transport_reap(transport *command, int *status);
 
 #endif

@@ -633,10 +633,14 @@ def test_what_a_dying_server_said_is_delivered(bench):
 
 
 def test_a_command_that_ends_with_an_error_is_logged(bench):
-    bench.start(command=["sh", "-c", "exit 3"])
+    bench.start(command=["sh", "-c", "echo first >&2; printf 'no \\033[2Jroute\\n\\n' >&2; exit 3"])
     assert bench.gateway.shell().at_end()
     bench.gateway.wait_for_log("shell 1: closed: the server ended before its hello\n")
-    bench.gateway.wait_for_log("shell 1: the command ended with status 3\n")
+    bench.gateway.wait_for_log(
+        "shell 1: the command ended with status 3\n"
+        "tarnd-gateway: shell 1: the command said last: no ?[2Jroute\n"
+    )
+    assert "first\nno \x1b[2Jroute\n\n" in bench.gateway.log()
     wait_for(lambda: bench.gateway.children() == [], "a command was not reaped")
 
 
