@@ -343,7 +343,7 @@ void relay_refuse(relay *session, const char *reason)
 void relay_give_up(relay *session, const char *reason)
 {
     exchange *taken = &session->taken_over;
-    if (!exchange_idle(taken))
+    if (taken->message_id != nullptr)
         session->head.message_id = std::move(taken->message_id);
     session->request_complete = relay_owes_answer(session);
     end_service(session, relay_phase_refused, reason);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <string>
 
+#include "device/gateway/answers.h"
 #include "support/exchange_bench.h"
 
 namespace
@@ -44,6 +45,18 @@ TEST(gateway_keepalive, requests_wait_for_the_answer)
     EXPECT_EQ(test.answer(reply("tarnd-gateway-keepalive", "<data/>")), chunked(other));
     EXPECT_EQ(test.answer(reply("6", "<ok/>")), "");
     EXPECT_EQ(test.to_shell(), frame(reply("6", "<ok/>"), 0));
+}
+
+TEST(gateway_keepalive, a_request_that_waits_in_vain_is_answered)
+{
+    exchange_bench test("");
+    EXPECT_EQ(kept_alive(&test), chunked(asked));
+    EXPECT_EQ(test.ask(other), "");
+    relay_give_up(test.session.get(), "silence");
+    test.advance();
+    byte_buffer failure{};
+    EXPECT_EQ(failure_reply_write("6", "silence", &failure), 0);
+    EXPECT_EQ(test.to_shell(), frame(std::string(byte_buffer_view(&failure))));
 }
 
 TEST(gateway_keepalive, nothing_is_asked_where_something_is)
