@@ -31,6 +31,8 @@ constexpr known_capability known_capabilities[] = {
     {"urn:ietf:params:netconf:capability:rollback-on-error:1.0", &server_hello::rollback_on_error},
     {"urn:ietf:params:netconf:capability:candidate:1.0", &server_hello::candidate},
     {"urn:ietf:params:netconf:capability:startup:1.0", &server_hello::startup},
+    {"urn:ietf:params:netconf:capability:yang-library:1.0", &server_hello::yang_library},
+    {"urn:ietf:params:netconf:capability:yang-library:1.1", &server_hello::yang_library},
 };
 
 // The value of a parameter of a capability; empty: it has none, or not all of it was kept.
@@ -47,20 +49,11 @@ std::string_view parameter(std::string_view capability, std::string_view name)
     return {};
 }
 
-// Whether a name that stands before a colon somewhere can be a prefix: not all can be, and some
-// XML keeps for itself.
-bool is_prefix(std::string_view name)
-{
-    return !name.empty() && name.find_first_of("0123456789-.") != 0 && !name.starts_with("xml");
-}
-
 // 0, or -1: out of memory.
 int note_module(server_hello *hello, std::string_view capability)
 {
-    const std::string_view name = parameter(capability, "module=");
-    return is_prefix(name) ? server_modules_add(&hello->modules, name,
-                                                capability.substr(0, capability.find('?')))
-                           : 0;
+    const std::string_view uri = capability.substr(0, capability.find('?'));
+    return server_modules_add(&hello->modules, parameter(capability, "module="), uri);
 }
 
 // What is known of a hello on the way through it.

@@ -148,6 +148,21 @@ const char *pass_request(relay *session)
                                                : advance_exchange(session, &moved);
 }
 
+// An edit may name modules that the hello has not told of.
+bool needs_library(const relay *session)
+{
+    return session->hello.yang_library && !session->request.discards &&
+           strcmp(session->head.operation, "edit-config") == 0;
+}
+
+// Once; the request waits.
+const char *read_library(relay *session, bool *moved)
+{
+    session->hello.yang_library = false;
+    exchange_read_library(&session->taken_over, &session->hello.modules);
+    return advance_exchange(session, moved);
+}
+
 // Starts the next message to the server, if there is one to start.
 const char *advance_requests(relay *session, bool *moved)
 {
@@ -164,7 +179,7 @@ const char *advance_requests(relay *session, bool *moved)
         return advance_exchange(session, moved);
     const bool waits_for_shell = is_ours(session) && !outgoing_idle(&session->to_shell);
     if (is_open(session) && session->request_complete && !waits_for_shell)
-        return pass_request(session);
+        return needs_library(session) ? read_library(session, moved) : pass_request(session);
     *moved = false;
     return nullptr;
 }

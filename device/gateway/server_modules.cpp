@@ -28,10 +28,19 @@ std::string_view name_of(const server_modules *modules, const module_place &plac
     return byte_buffer_view(&modules->texts).substr(place.name, place.name_size);
 }
 
+// Whether a name that stands before a colon somewhere can be a prefix: not all can be, and some
+// XML keeps for itself.
+bool is_prefix(std::string_view name)
+{
+    return !name.empty() && name.find_first_of("0123456789-.") != 0 && !name.starts_with("xml");
+}
+
 } // namespace
 
 int server_modules_add(server_modules *modules, std::string_view name, std::string_view uri)
 {
+    if (!is_prefix(name))
+        return 0;
     const module_place place{modules->texts.size, name.size(), uri.size()};
     const bool is_added =
         byte_buffer_append_all(&modules->texts, {name, uri}, texts_limit) == buffer_ok &&

@@ -141,3 +141,21 @@ def test_a_flood_of_notifications_is_logged_once(bench):  # noqa: F811
         assert shell.receive() == notification
     hint = "notifications come in a flood; see --filter, --stream and --no-subscribe\n"
     assert bench.gateway.log().count(f"shell 1: {hint}") == 1
+
+
+def test_modules_that_the_hello_does_not_tell_are_asked_for(bench):  # noqa: F811
+    shell, peer = bench.session((BASE_1_1, ROLLBACK, CAPABILITY + "yang-library:1.0?revision=1"))
+    edit = "<edit-config><target><running/></target><config{}><a>mod:x</a></config></edit-config>"
+    shell.send(rpc(1, edit.format("")))
+    assert b'message-id="tarnd-gateway-library"><get><filter type="subtree"><modules-state' in (
+        peer.request()
+    )
+    peer.send(
+        reply(
+            "tarnd-gateway-library",
+            '<data>\n<modules-state xmlns="urn:ietf:params:xml:ns:yang:ietf-yang-library">\n'
+            "<module>\n<name>mod</name>\n<namespace>urn:mod</namespace>\n</module>\n"
+            "</modules-state>\n</data>",
+        )
+    )
+    assert peer.request() == rpc(1, edit.format(' xmlns:mod="urn:mod"'))

@@ -35,6 +35,7 @@ struct exchange {
     const adapter *owner;
     unsigned shell;              // its number, for the log
     const server_hello *server;  // what it said
+    server_modules *learned;     // what it is asked to tell
     malloc_ptr<char> message_id; // of the shell's request, which has one
     const char *awaited;         // the id that an answer has; null: message_id
     byte_buffer next;            // what is to be sent now ...
@@ -90,6 +91,9 @@ void exchange_ask_kept(exchange *exchange, byte_buffer *request);
 
 // Begins an exchange of the gateway's own, while there is none.
 void exchange_keep_alive(exchange *exchange);
+
+// The same, to learn the server's modules.
+void exchange_read_library(exchange *exchange, server_modules *modules);
 
 // Whether no request is taken over.
 bool exchange_idle(const exchange *exchange);

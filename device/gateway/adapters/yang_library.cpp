@@ -1,0 +1,106 @@
+// A request of the gateway's own for the modules of a server, which tells in its hello only those
+// that are written in YANG 1.0. The answer goes nowhere. Whatever it lacks, the edit that waits for
+// it goes out.
+#include <memory>
+#include <new>
+
+#include "device/gateway/adapters/adapter.h"
+#include "device/gateway/xml_leaf.h"
+#include "device/gateway/xml_walk.h"
+
+namespace
+{
+
+constexpr char library_namespace[] = "urn:ietf:params:xml:ns:yang:ietf-yang-library";
+constexpr char library_id[] = "tarnd-gateway-library";
+constexpr char read_library[] =
+    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-library\"><get>"
+    "<filter type=\"subtree\"><modules-state "
+    "xmlns=\"urn:ietf:params:xml:ns:yang:ietf-yang-library\">"
+    "<module><name/><namespace/></module></modules-state></filter></get></rpc>";
+
+// A text that is cut is none.
+struct kept_text {
+    char bytes[xml_leaf_size];
+    size_t size;
+};
+
+struct library_reader {
+    server_modules *modules;
+    kept_text name;
+    kept_text uri;
+    xml_leaf leaf;
+    xml_walk walk;
+};
+
+bool is_library(const xml_element *element, std::string_view local)
+{
+    return xml_element_is(element, library_namespace, local);
+}
+
+void keep(kept_text *kept, std::string_view text)
+{
+    kept->size = text.size() < xml_leaf_size ? text.copy(kept->bytes, text.size()) : 0;
+}
+
+xml_step on_start(void *context, const xml_walk *)
+{
+    xml_leaf_start(&static_cast<library_reader *>(context)->leaf);
+    return xml_step_on;
+}
+
+xml_step on_text(void *context, const xml_walk *, std::string_view text)
+{
+    xml_leaf_text(&static_cast<library_reader *>(context)->leaf, text);
+    return xml_step_on;
+}
+
+xml_step end_module(library_reader *reader)
+{
+    const std::string_view uri(reader->uri.bytes, reader->uri.size);
+    const std::string_view name(reader->name.bytes, uri.empty() ? 0 : reader->name.size);
+    reader->name.size = 0;
+    reader->uri.size = 0;
+    return server_modules_add(reader->modules, name, uri) == 0 ? xml_step_on : xml_step_fail;
+}
+
+xml_step on_end(void *context, const xml_walk *walk, size_t)
+{
+    auto *reader = static_cast<library_reader *>(context);
+    const xml_element *element = &walk->open[walk->depth - 1];
+    std::string_view text;
+    const bool is_leaf = xml_leaf_end(&reader->leaf, &text);
+    if (is_library(element, "module"))
+        return end_module(reader);
+    if (!is_leaf || walk->depth < 2 || !is_library(element - 1, "module"))
+        return xml_step_on;
+    if (is_library(element, "name"))
+        keep(&reader->name, text);
+    else if (is_library(element, "namespace"))
+        keep(&reader->uri, text);
+    return xml_step_on;
+}
+
+adapter_outcome take_reply(exchange *exchange, const message_head *, byte_buffer *message)
+{
+    static const xml_events events = {on_start, on_text, on_end};
+    const std::unique_ptr<library_reader> reader(new (std::nothrow) library_reader{});
+    if (reader != nullptr) {
+        reader->modules = exchange->learned;
+        xml_walk_run(&reader->walk, byte_buffer_view(message), &events, reader.get());
+        server_modules_sort(exchange->learned);
+    }
+    byte_buffer_clear(message);
+    return adapter_ends;
+}
+
+constexpr adapter library_adapter = {"library", nullptr, nullptr, nullptr, take_reply, nullptr};
+
+} // namespace
+
+void exchange_read_library(exchange *exchange, server_modules *modules)
+{
+    exchange->owner = &library_adapter;
+    exchange->learned = modules;
+    exchange_ask(exchange, library_id, read_library);
+}
