@@ -3,6 +3,9 @@
 // between elements the output is cut back to where the interval began. Only an
 // interval with comments or processing instructions in it is gone over again,
 // once, to keep those; so the whole stays linear, and no byte is moved twice.
+//
+// What a piece ends in that cannot be told without what follows (half a character, the
+// beginning of "-->") waits in the filter for more, and is looked at again with it.
 #include "device/gateway/blank_filter.h"
 
 #include <string.h>
@@ -17,14 +20,10 @@ namespace
 enum filter_state : uint8_t {
     order_mark,
     text,
-    markup,       // after '<'
-    markup_bang,  // after "<!"
-    comment_open, // after "<!-"
-    cdata_open,   // within "<![CDATA["
     comment,      // after "<!--"
     cdata,        // after "<![CDATA["
     instruction,  // after "<?"
-    start_tag,    // after '<' and the first byte of a name
+    start_tag,    // after '<' and before a name
     quoted_value, // in a start tag
     end_tag,      // after "</"
 };
@@ -36,10 +35,16 @@ struct filter_pass {
     const char *end;
     byte_buffer *out;
     size_t limit;
+    bool waits; // for what follows the input
 };
 
-constexpr char cdata_opener[] = "[CDATA[";
-constexpr unsigned char order_mark_bytes[] = {0xEF, 0xBB, 0xBF};
+constexpr std::string_view order_mark_bytes = "\xEF\xBB\xBF";
+
+// What stands between tags and is no plain text, by its state.
+constexpr struct aside {
+    std::string_view opener;
+    std::string_view closer;
+} asides[] = {{"<!--", "-->"}, {"<![CDATA[", "]]>"}, {"<?", "?>"}};
 
 bool is_all_blank(const char *data, size_t size)
 {
@@ -51,6 +56,20 @@ bool begins_name(char byte)
     const auto code = static_cast<unsigned char>(byte);
     return (code >= 'a' && code <= 'z') || (code >= 'A' && code <= 'Z') || code == '_' ||
            code == ':' || code >= 0x80;
+}
+
+std::string_view rest_of(const filter_pass *pass)
+{
+    return {pass->at, static_cast<size_t>(pass->end - pass->at)};
+}
+
+// Whether the input begins with that, or ends on the way there and has to wait.
+bool begins_with(filter_pass *pass, std::string_view opener)
+{
+    const std::string_view rest = rest_of(pass);
+    const bool fits = rest.substr(0, opener.size()) == opener.substr(0, rest.size());
+    pass->waits = fits && rest.size() < opener.size();
+    return fits;
 }
 
 filter_result emit(filter_pass *pass, const char *data, size_t size)
@@ -81,11 +100,10 @@ filter_result emit_control(filter_pass *pass, uint32_t code)
 // A line end, with the line feed that may follow.
 filter_result pass_return(filter_pass *pass)
 {
-    pass->at++;
-    if (pass->at == pass->end)
-        pass->filter->after_return = true;
-    else if (*pass->at == '\n')
-        pass->at++;
+    pass->waits = pass->at + 1 == pass->end;
+    if (pass->waits)
+        return filter_ok;
+    pass->at += pass->at[1] == '\n' ? 2 : 1;
     return emit(pass, "\n", 1);
 }
 
@@ -107,14 +125,10 @@ filter_result pass_odd(filter_pass *pass, const char *stop)
         return pass_return(pass);
     if (*pass->at == ';')
         return pass_semicolon(pass);
-    blank_filter *filter = pass->filter;
     const auto size = static_cast<size_t>(stop - pass->at);
-    if (stop == pass->end && xml_begins_character(pass->at, size)) {
-        memcpy_s(filter->partial, sizeof filter->partial, pass->at, size);
-        filter->partial_size = static_cast<uint8_t>(size);
-        pass->at = stop;
+    pass->waits = stop == pass->end && xml_begins_character(pass->at, size);
+    if (pass->waits)
         return filter_ok;
-    }
     uint32_t code;
     const size_t length = xml_control_read(pass->at, size, &code);
     if (length == 0)
@@ -135,31 +149,12 @@ filter_result keep_plain(filter_pass *pass, const char *stop)
 filter_result keep(filter_pass *pass, const char *stop)
 {
     filter_result result = filter_ok;
-    while (result == filter_ok && pass->at < stop) {
+    while (result == filter_ok && pass->at < stop && !pass->waits) {
         result = keep_plain(pass, xml_find_odd(pass->at, stop));
         if (result == filter_ok && pass->at < stop)
             result = pass_odd(pass, stop);
     }
     return result;
-}
-
-// Goes on with the character that the last input ended in.
-filter_result keep_partial(filter_pass *pass)
-{
-    blank_filter *filter = pass->filter;
-    const size_t length = code_point_length(filter->partial[0]);
-    while (filter->partial_size < length) {
-        if (pass->at == pass->end)
-            return filter_ok;
-        filter->partial[filter->partial_size++] = *pass->at++;
-        if (filter->partial_size < length &&
-            !xml_begins_character(filter->partial, filter->partial_size))
-            return filter_forbidden;
-    }
-    filter->partial_size = 0;
-    filter_pass character{filter, filter->partial, filter->partial + length, pass->out,
-                          pass->limit};
-    return keep(&character, character.end);
 }
 
 // The first byte at or after from, or the end of the input.
@@ -172,15 +167,9 @@ const char *find_byte(const filter_pass *pass, const char *from, char byte)
 // The end of the complete comment or instruction that begins at data.
 size_t aside_size(const char *data, size_t size)
 {
-    const bool is_comment = size > 1 && data[1] == '!';
-    const size_t opener = is_comment ? 4 : 2;
-    const char *closer = is_comment ? "-->" : "?>";
-    if (size < opener)
-        return size;
-    const void *found = memmem(data + opener, size - opener, closer, strlen(closer));
-    if (found == nullptr)
-        return size;
-    return static_cast<size_t>(static_cast<const char *>(found) - data) + strlen(closer);
+    const aside *kind = &asides[(size > 1 && data[1] == '!' ? comment : instruction) - comment];
+    const size_t found = std::string_view(data, size).find(kind->closer, kind->opener.size());
+    return found != std::string_view::npos ? found + kind->closer.size() : size;
 }
 
 // Takes the blanks out of the interval, which holds no text.
@@ -222,32 +211,12 @@ void begin_interval(blank_filter *filter, const byte_buffer *out, bool after_sta
 
 filter_result pass_order_mark(filter_pass *pass)
 {
-    blank_filter *filter = pass->filter;
-    if (static_cast<unsigned char>(*pass->at) != order_mark_bytes[filter->matched]) {
-        filter->state = text;
-        return filter->matched == 0 ? filter_ok : filter_malformed;
-    }
-    pass->at++;
-    if (++filter->matched == sizeof order_mark_bytes)
-        filter->state = text;
+    const bool has_mark = begins_with(pass, order_mark_bytes);
+    if (pass->waits)
+        return filter_ok;
+    pass->at += has_mark ? order_mark_bytes.size() : 0;
+    pass->filter->state = text;
     return filter_ok;
-}
-
-filter_result pass_text(filter_pass *pass)
-{
-    blank_filter *filter = pass->filter;
-    const char *stop = find_byte(pass, pass->at, '<');
-    const bool blank = is_all_blank(pass->at, static_cast<size_t>(stop - pass->at));
-    if (!blank && filter->depth == 0)
-        return filter_malformed;
-    if (!blank)
-        filter->has_text = true;
-    const filter_result result = keep(pass, stop);
-    if (pass->at < pass->end) {
-        pass->at++;
-        filter->state = markup;
-    }
-    return result;
 }
 
 filter_result open_start_tag(filter_pass *pass)
@@ -258,7 +227,7 @@ filter_result open_start_tag(filter_pass *pass)
     end_interval(filter, pass->out, false);
     filter->has_root = true;
     filter->state = start_tag;
-    return emit(pass, "<", 1);
+    return keep_plain(pass, pass->at + 1);
 }
 
 filter_result open_end_tag(filter_pass *pass)
@@ -266,86 +235,52 @@ filter_result open_end_tag(filter_pass *pass)
     if (pass->filter->depth == 0)
         return filter_malformed;
     end_interval(pass->filter, pass->out, true);
-    pass->at++;
     pass->filter->state = end_tag;
-    return emit(pass, "</", 2);
+    return keep_plain(pass, pass->at + 2);
 }
 
-filter_result open_aside(filter_pass *pass, const char *opener, filter_state next)
+filter_result open_aside(filter_pass *pass)
 {
-    pass->filter->aside_from = pass->out->size;
-    pass->filter->matched = 0;
-    pass->filter->state = next;
-    pass->at++;
-    return emit(pass, opener, 2);
+    blank_filter *filter = pass->filter;
+    for (const uint8_t state : {comment, cdata, instruction}) {
+        const std::string_view opener = asides[state - comment].opener;
+        if (!begins_with(pass, opener))
+            continue;
+        if (pass->waits)
+            return filter_ok;
+        if (state == cdata && filter->depth == 0)
+            return filter_malformed;
+        filter->has_text = filter->has_text || state == cdata;
+        filter->has_asides = filter->has_asides || state == comment;
+        filter->aside_from = pass->out->size;
+        filter->state = state;
+        return keep_plain(pass, pass->at + opener.size());
+    }
+    return filter_malformed;
 }
 
-// After '<': the next byte tells what it opens.
+// At a '<': the next byte tells what it opens.
 filter_result pass_markup(filter_pass *pass)
 {
-    switch (*pass->at) {
-    case '/':
+    pass->waits = pass->at + 1 == pass->end;
+    if (pass->waits)
+        return filter_ok;
+    if (pass->at[1] == '/')
         return open_end_tag(pass);
-    case '?':
-        return open_aside(pass, "<?", instruction);
-    case '!':
-        return open_aside(pass, "<!", markup_bang);
-    default:
-        return begins_name(*pass->at) ? open_start_tag(pass) : filter_malformed;
-    }
+    return begins_name(pass->at[1]) ? open_start_tag(pass) : open_aside(pass);
 }
 
-filter_result pass_markup_bang(filter_pass *pass)
+filter_result pass_text(filter_pass *pass)
 {
     blank_filter *filter = pass->filter;
-    if (*pass->at == '-') {
-        filter->state = comment_open;
-        return keep(pass, pass->at + 1);
-    }
-    filter->state = cdata_open;
-    return filter->depth == 0 ? filter_malformed : filter_ok;
-}
-
-filter_result pass_comment_open(filter_pass *pass)
-{
-    if (*pass->at != '-')
+    if (*pass->at == '<')
+        return pass_markup(pass);
+    const char *stop = find_byte(pass, pass->at, '<');
+    const bool blank = is_all_blank(pass->at, static_cast<size_t>(stop - pass->at));
+    if (!blank && filter->depth == 0)
         return filter_malformed;
-    pass->filter->state = comment;
-    return keep(pass, pass->at + 1);
-}
-
-filter_result pass_cdata_open(filter_pass *pass)
-{
-    blank_filter *filter = pass->filter;
-    if (*pass->at != cdata_opener[filter->matched])
-        return filter_malformed;
-    if (++filter->matched == sizeof cdata_opener - 1) {
-        filter->matched = 0;
-        filter->has_text = true;
-        filter->state = cdata;
-    }
-    return keep(pass, pass->at + 1);
-}
-
-// Copies up to the '>' that follows count closing bytes; *ended tells whether
-// it was found.
-filter_result pass_until_closed(filter_pass *pass, char closing, uint8_t count, bool *ended)
-{
-    blank_filter *filter = pass->filter;
-    const char *at = pass->at;
-    *ended = false;
-    for (; at < pass->end && !*ended; at++) {
-        const bool closes = *at == closing;
-        *ended = *at == '>' && filter->matched == count;
-        if (!closes)
-            filter->matched = 0;
-        else if (filter->matched < count)
-            filter->matched++;
-    }
-    const filter_result result = keep(pass, at);
-    if (*ended)
-        filter->state = text;
-    return result;
+    filter->has_text = filter->has_text || !blank;
+    return keep(pass, stop);
 }
 
 bool is_declaration(const blank_filter *filter, const byte_buffer *out)
@@ -356,30 +291,33 @@ bool is_declaration(const blank_filter *filter, const byte_buffer *out)
            (xml_is_blank(bytes[5]) || bytes[5] == '?');
 }
 
-filter_result pass_comment(filter_pass *pass)
+void end_instruction(filter_pass *pass)
 {
-    bool ended;
-    const filter_result result = pass_until_closed(pass, '-', 2, &ended);
-    pass->filter->has_asides = true;
-    return result;
-}
-
-filter_result pass_cdata(filter_pass *pass)
-{
-    bool ended;
-    return pass_until_closed(pass, ']', 2, &ended);
-}
-
-filter_result pass_instruction(filter_pass *pass)
-{
-    bool ended;
-    const filter_result result = pass_until_closed(pass, '?', 1, &ended);
-    if (result != filter_ok || !ended)
-        return result;
     if (is_declaration(pass->filter, pass->out))
         pass->out->size = pass->filter->aside_from;
     else
         pass->filter->has_asides = true;
+}
+
+// Copies up to the end. Of one that is not there yet the beginning may be.
+filter_result pass_aside(filter_pass *pass)
+{
+    const uint8_t state = pass->filter->state;
+    const std::string_view closer = asides[state - comment].closer;
+    const std::string_view rest = rest_of(pass);
+    const size_t found = rest.find(closer);
+    const bool ends = found != std::string_view::npos;
+    size_t held = ends ? 0 : closer.size() - 1;
+    while (held > 0 && !rest.ends_with(closer.substr(0, held)))
+        held--;
+    const filter_result result =
+        keep(pass, ends ? pass->at + found + closer.size() : pass->end - held);
+    pass->waits = pass->waits || held > 0;
+    if (result != filter_ok || !ends)
+        return result;
+    pass->filter->state = text;
+    if (state == instruction)
+        end_instruction(pass);
     return filter_ok;
 }
 
@@ -439,40 +377,51 @@ filter_result pass_end_tag(filter_pass *pass)
     return result;
 }
 
-// Each takes at least one byte, or changes the state, or fails.
+// Each takes at least one byte, or changes the state, or waits, or fails.
 constexpr filter_result (*state_passes[])(filter_pass *) = {
-    pass_order_mark,   pass_text,       pass_markup,       pass_markup_bang,
-    pass_comment_open, pass_cdata_open, pass_comment,      pass_cdata,
-    pass_instruction,  pass_start_tag,  pass_quoted_value, pass_end_tag,
+    pass_order_mark, pass_text,      pass_aside,        pass_aside,
+    pass_aside,      pass_start_tag, pass_quoted_value, pass_end_tag,
 };
 static_assert(sizeof state_passes / sizeof state_passes[0] == end_tag + 1);
+
+// Passes what it can of an input; the rest has to wait. That of a CDATA section's beginning
+// is the longest.
+filter_result pass_input(filter_pass *pass)
+{
+    filter_result result = filter_ok;
+    while (result == filter_ok && pass->at < pass->end && !pass->waits)
+        result = state_passes[pass->filter->state](pass);
+    if (result != filter_ok)
+        return result;
+    blank_filter *filter = pass->filter;
+    filter->waiting_size = static_cast<uint8_t>(pass->end - pass->at);
+    memmove(filter->waiting, pass->at, filter->waiting_size);
+    return filter_ok;
+}
 
 } // namespace
 
 filter_result blank_filter_feed(blank_filter *filter, const char *data, size_t size,
                                 byte_buffer *out, size_t limit)
 {
-    filter_pass pass{filter, data, data + size, out, limit};
-    if (filter->partial_size > 0) {
-        const filter_result result = keep_partial(&pass);
-        if (result != filter_ok)
-            return result;
+    const char *end = data + size;
+    filter_result result = filter_ok;
+    while (result == filter_ok && filter->waiting_size > 0 && data < end) {
+        filter->waiting[filter->waiting_size++] = *data++;
+        filter_pass pass{filter, filter->waiting, filter->waiting + filter->waiting_size,
+                         out,    limit,           false};
+        result = pass_input(&pass);
     }
-    if (filter->after_return && size > 0) {
-        filter->after_return = false;
-        pass.at += *data == '\n' ? 1 : 0;
-    }
-    while (pass.at < pass.end) {
-        const filter_result result = state_passes[filter->state](&pass);
-        if (result != filter_ok)
-            return result;
-    }
-    return filter_ok;
+    if (result != filter_ok || data == end)
+        return result;
+    filter_pass pass{filter, data, end, out, limit, false};
+    return pass_input(&pass);
 }
 
 filter_result blank_filter_end(blank_filter *filter, byte_buffer *out)
 {
-    const bool complete = filter->state == text && filter->has_root && filter->depth == 0;
+    const bool complete = filter->state == text && filter->has_root && filter->depth == 0 &&
+                          is_all_blank(filter->waiting, filter->waiting_size);
     if (complete)
         end_interval(filter, out, false);
     *filter = {};
@@ -481,5 +430,7 @@ filter_result blank_filter_end(blank_filter *filter, byte_buffer *out)
 
 bool blank_filter_idle(const blank_filter *filter)
 {
-    return filter->state <= text && !filter->has_root && !filter->has_asides;
+    return filter->state == order_mark ||
+           (filter->state == text && !filter->has_root && !filter->has_asides &&
+            is_all_blank(filter->waiting, filter->waiting_size));
 }

@@ -33,11 +33,9 @@
 // text, comments, processing instructions and CDATA sections.
 struct blank_filter {
     uint8_t state;        // what the next byte belongs to
-    uint8_t matched;      // bytes seen of an opener or closer that has several
-    uint8_t partial_size; // bytes of partial
-    char partial[4];      // a character that the last piece ended in, as far as it is there
+    uint8_t waiting_size; // bytes of waiting
+    char waiting[16];     // what the last piece ended in, and what follows decides about
     char quote;           // that ends the attribute value
-    bool after_return;    // the last piece ended with a carriage return
     bool after_start;     // the interval began after a start tag
     bool has_text;        // the interval holds more than blanks
     bool has_asides;      // the interval holds comments or processing instructions
