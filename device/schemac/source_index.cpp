@@ -102,7 +102,7 @@ void read_dependency(yang_source *source, yang_cursor *cursor, const yang_statem
             dependency.revision = inner.argument;
     }
     if (cursor->depth == statement.depth)
-        dependency.end = static_cast<size_t>(cursor->at - text);
+        dependency.end = static_cast<size_t>(cursor->rest.data() - text);
     source->dependencies.push_back(dependency);
 }
 

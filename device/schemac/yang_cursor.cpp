@@ -1,82 +1,66 @@
 // Reads the statements of a YANG text one by one.
 #include "device/schemac/yang_cursor.h"
 
+#include <algorithm>
+
 namespace
 {
 
-char peek(const yang_cursor *cursor, size_t ahead)
+constexpr std::string_view blanks = " \t\r\n";
+
+// Takes so much of the rest, or all of it.
+std::string_view take(yang_cursor *cursor, size_t size)
 {
-    return static_cast<size_t>(cursor->end - cursor->at) > ahead ? cursor->at[ahead] : '\0';
+    const std::string_view taken = cursor->rest.substr(0, size);
+    cursor->line += static_cast<unsigned>(std::count(taken.begin(), taken.end(), '\n'));
+    cursor->rest.remove_prefix(taken.size());
+    return taken;
 }
 
-void advance(yang_cursor *cursor)
+// Takes what follows when it is this.
+bool take_if(yang_cursor *cursor, char letter)
 {
-    if (*cursor->at == '\n')
-        cursor->line++;
-    cursor->at++;
-}
-
-void skip_to_line_end(yang_cursor *cursor)
-{
-    while (cursor->at < cursor->end && *cursor->at != '\n')
-        cursor->at++;
-}
-
-void skip_block_comment(yang_cursor *cursor)
-{
-    cursor->at += 2;
-    while (cursor->at < cursor->end && !(peek(cursor, 0) == '*' && peek(cursor, 1) == '/'))
-        advance(cursor);
-    cursor->at += cursor->at < cursor->end ? 2 : 0;
-}
-
-bool is_blank(char letter)
-{
-    return letter == ' ' || letter == '\t' || letter == '\r' || letter == '\n';
+    const bool is_next = cursor->rest.starts_with(letter);
+    take(cursor, is_next ? 1 : 0);
+    return is_next;
 }
 
 // Skips blanks and comments.
 void skip_gap(yang_cursor *cursor)
 {
-    while (cursor->at < cursor->end) {
-        if (is_blank(*cursor->at))
-            advance(cursor);
-        else if (peek(cursor, 0) == '/' && peek(cursor, 1) == '/')
-            skip_to_line_end(cursor);
-        else if (peek(cursor, 0) == '/' && peek(cursor, 1) == '*')
-            skip_block_comment(cursor);
-        else
+    for (;;) {
+        take(cursor, cursor->rest.find_first_not_of(blanks));
+        if (cursor->rest.starts_with("//")) {
+            take(cursor, cursor->rest.find('\n'));
+        } else if (cursor->rest.starts_with("/*")) {
+            take(cursor, cursor->rest.find("*/", 2));
+            take(cursor, 2);
+        } else {
             return;
+        }
     }
-}
-
-bool ends_word(const yang_cursor *cursor)
-{
-    char letter = *cursor->at;
-    return is_blank(letter) || letter == ';' || letter == '{' || letter == '}' || letter == '"' ||
-           letter == '\'';
 }
 
 std::string_view read_word(yang_cursor *cursor)
 {
-    const char *start = cursor->at;
-    while (cursor->at < cursor->end && !ends_word(cursor))
-        cursor->at++;
-    return {start, static_cast<size_t>(cursor->at - start)};
+    return take(cursor, cursor->rest.find_first_of(" \t\r\n;{}\"'"));
+}
+
+bool at_quote(const yang_cursor *cursor)
+{
+    return cursor->rest.starts_with('"') || cursor->rest.starts_with('\'');
 }
 
 // Appends what stands between the quotes; false when the text ends first.
 bool read_quoted(yang_cursor *cursor, std::string *argument)
 {
-    char quote = *cursor->at;
-    for (cursor->at++; cursor->at < cursor->end; advance(cursor)) {
-        if (*cursor->at == quote) {
-            cursor->at++;
+    const char quote = take(cursor, 1).front();
+    while (!cursor->rest.empty()) {
+        if (take_if(cursor, quote))
             return true;
-        }
-        if (quote == '"' && *cursor->at == '\\' && cursor->at + 1 < cursor->end)
-            cursor->at++;
-        argument->push_back(*cursor->at);
+        if (quote == '"' && cursor->rest.size() > 1)
+            take_if(cursor, '\\');
+        argument->append(take(cursor, 1));
     }
     return false;
 }
@@ -84,36 +68,31 @@ bool read_quoted(yang_cursor *cursor, std::string *argument)
 bool read_argument(yang_cursor *cursor, std::string *argument)
 {
     argument->clear();
-    if (peek(cursor, 0) != '"' && peek(cursor, 0) != '\'') {
+    if (!at_quote(cursor)) {
         argument->append(read_word(cursor));
         return true;
     }
-    for (;;) {
-        if (!read_quoted(cursor, argument))
+    do {
+        skip_gap(cursor);
+        if (!at_quote(cursor) || !read_quoted(cursor, argument))
             return false;
         skip_gap(cursor);
-        if (peek(cursor, 0) != '+')
-            return true;
-        cursor->at++;
-        skip_gap(cursor);
-        if (peek(cursor, 0) != '"' && peek(cursor, 0) != '\'')
-            return false;
-    }
+    } while (take_if(cursor, '+'));
+    return true;
 }
 
 } // namespace
 
 yang_cursor yang_open(std::string_view text)
 {
-    return {text.data(), text.data() + text.size(), 1, 0};
+    return {text, 1, 0};
 }
 
 bool yang_next(yang_cursor *cursor, yang_statement *statement)
 {
     skip_gap(cursor);
-    while (peek(cursor, 0) == '}') {
+    while (take_if(cursor, '}')) {
         cursor->depth -= cursor->depth > 0 ? 1 : 0;
-        cursor->at++;
         skip_gap(cursor);
     }
     statement->line = cursor->line;
@@ -125,22 +104,19 @@ bool yang_next(yang_cursor *cursor, yang_statement *statement)
     if (!read_argument(cursor, &statement->argument))
         return false;
     skip_gap(cursor);
-    char end = peek(cursor, 0);
-    if (end != ';' && end != '{')
-        return false;
-    cursor->depth += end == '{' ? 1 : 0;
-    cursor->at++;
-    return true;
+    if (take_if(cursor, ';'))
+        return true;
+    cursor->depth += cursor->rest.starts_with('{') ? 1 : 0;
+    return take_if(cursor, '{');
 }
 
 bool yang_next_within(yang_cursor *cursor, unsigned depth, yang_statement *statement)
 {
     while (cursor->depth > depth) {
         skip_gap(cursor);
-        if (peek(cursor, 0) != '}')
+        if (!take_if(cursor, '}'))
             return yang_next(cursor, statement);
         cursor->depth--;
-        cursor->at++;
     }
     return false;
 }

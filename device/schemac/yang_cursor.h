@@ -10,8 +10,7 @@
 #include <string_view>
 
 struct yang_cursor {
-    const char *at;
-    const char *end;
+    std::string_view rest; // of the text
     unsigned line;
     unsigned depth; // of the next statement; that of module is 0
 };
