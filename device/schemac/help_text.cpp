@@ -145,32 +145,30 @@ std::string constraint_text(const lysc_type *type)
     }
 }
 
-struct base_type {
-    LY_DATA_TYPE type;
-    const char *name;
+// In the order of LY_DATA_TYPE.
+constexpr const char *base_type_names[] = {
+    "",
+    "binary",
+    "uint8",
+    "uint16",
+    "uint32",
+    "uint64",
+    "string",
+    "bits",
+    "boolean",
+    "decimal64",
+    "empty",
+    "enumeration",
+    "identityref",
+    "instance-identifier",
+    "leafref",
+    "union",
+    "int8",
+    "int16",
+    "int32",
+    "int64",
 };
-
-constexpr base_type base_types[] = {
-    {LY_TYPE_BINARY, "binary"},    {LY_TYPE_UINT8, "uint8"},
-    {LY_TYPE_UINT16, "uint16"},    {LY_TYPE_UINT32, "uint32"},
-    {LY_TYPE_UINT64, "uint64"},    {LY_TYPE_STRING, "string"},
-    {LY_TYPE_BITS, "bits"},        {LY_TYPE_BOOL, "boolean"},
-    {LY_TYPE_DEC64, "decimal64"},  {LY_TYPE_EMPTY, "empty"},
-    {LY_TYPE_ENUM, "enumeration"}, {LY_TYPE_IDENT, "identityref"},
-    {LY_TYPE_LEAFREF, "leafref"},  {LY_TYPE_INST, "instance-identifier"},
-    {LY_TYPE_UNION, "union"},      {LY_TYPE_INT8, "int8"},
-    {LY_TYPE_INT16, "int16"},      {LY_TYPE_INT32, "int32"},
-    {LY_TYPE_INT64, "int64"},
-};
-
-const char *base_type_name(LY_DATA_TYPE type)
-{
-    for (const base_type &one : base_types) {
-        if (one.type == type)
-            return one.name;
-    }
-    return "";
-}
+static_assert(sizeof base_type_names / sizeof base_type_names[0] == LY_DATA_TYPE_COUNT);
 
 std::string member_text(const char *name, const lysc_type *type)
 {
@@ -194,7 +192,7 @@ std::string members_text(const lysp_type *written, const lysc_type_union *type)
 std::string type_text(const lysp_type *written, const lysc_type *type)
 {
     if (written == nullptr)
-        return base_type_name(type->basetype) + constraint_text(type);
+        return base_type_names[type->basetype] + constraint_text(type);
     std::string text = written->name;
     if (type->basetype == LY_TYPE_UNION && written->types != nullptr)
         return text + members_text(written, reinterpret_cast<const lysc_type_union *>(type));
@@ -287,5 +285,5 @@ const char *built_in_type_name(const lysc_node *node)
         LY_DATA_TYPE real = reinterpret_cast<const lysc_type_leafref *>(type)->realtype->basetype;
         base = real == LY_TYPE_UNION || real == LY_TYPE_IDENT ? real : base;
     }
-    return base_type_name(base);
+    return base_type_names[base];
 }
