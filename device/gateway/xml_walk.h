@@ -10,11 +10,11 @@
 #define VANDEL_GATEWAY_XML_WALK_H
 
 #include <libxml/parser.h>
-#include <memory>
 #include <stddef.h>
 #include <string_view>
 
 #include "format/namespaces.h"
+#include "heap.h"
 
 constexpr char netconf_base_namespace[] = NETCONF_BASE_NAMESPACE;
 
@@ -55,13 +55,7 @@ struct xml_events {
     xml_step (*end)(void *context, const xml_walk *walk, size_t end); // end: after its end tag
 };
 
-struct xml_parser_deleter {
-    void operator()(xmlParserCtxt *parser) const
-    {
-        xmlFreeParserCtxt(parser);
-    }
-};
-using xml_parser = std::unique_ptr<xmlParserCtxt, xml_parser_deleter>;
+using xml_parser = released_ptr<xmlParserCtxt, xmlFreeParserCtxt>;
 
 // Value-initialise. Some 40 KB: no record for the stack.
 struct xml_walk {

@@ -3,7 +3,6 @@
 #define VANDEL_SCHEMAC_COMPILE_H
 
 #include <libyang/libyang.h>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,14 +10,9 @@
 #include "device/schemac/report.h"
 #include "device/schemac/requests.h"
 #include "device/schemac/source_index.h"
+#include "heap.h"
 
-struct context_deleter {
-    void operator()(ly_ctx *context) const
-    {
-        ly_ctx_destroy(context);
-    }
-};
-using context_ptr = std::unique_ptr<ly_ctx, context_deleter>;
+using context_ptr = released_ptr<ly_ctx, ly_ctx_destroy>;
 
 // Who is told meanwhile.
 struct compile_watch {

@@ -2,26 +2,13 @@
 #ifndef VANDEL_SCHEMAC_DATABASE_H
 #define VANDEL_SCHEMAC_DATABASE_H
 
-#include <memory>
 #include <string>
 
+#include "heap.h"
 #include "platform/redis_endpoint.h"
 
-struct connection_deleter {
-    void operator()(redisContext *connection) const
-    {
-        redisFree(connection);
-    }
-};
-using connection_ptr = std::unique_ptr<redisContext, connection_deleter>;
-
-struct database_reply_deleter {
-    void operator()(redisReply *reply) const
-    {
-        freeReplyObject(reply);
-    }
-};
-using database_reply = std::unique_ptr<redisReply, database_reply_deleter>;
+using connection_ptr = released_ptr<redisContext, redisFree>;
+using database_reply = released_ptr<redisReply, freeReplyObject>;
 
 // Connects and selects database 4; null with the cause in message.
 connection_ptr database_open(const redis_endpoint *endpoint, std::string *message);

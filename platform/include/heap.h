@@ -20,6 +20,18 @@ struct free_deleter {
 template <class T>
 using malloc_ptr = std::unique_ptr<T, free_deleter>;
 
+// What a function of another library releases.
+template <auto release>
+struct release_deleter {
+    template <class T>
+    void operator()(T *object) const noexcept
+    {
+        release(object);
+    }
+};
+template <class T, auto release>
+using released_ptr = std::unique_ptr<T, release_deleter<release>>;
+
 // Overwrites `size` bytes of a block, and what registers hold of them (scrub.h); the
 // compiler does not remove it. Null is accepted.
 void block_wipe(void *block, size_t size);
