@@ -213,23 +213,18 @@ bool is_declaration(std::string_view attribute_name)
     return attribute_name == "xmlns" || attribute_name.substr(0, 6) == "xmlns:";
 }
 
-bool group_walk_next(const configuration *running, const configuration *source, group_walk *walk,
-                     entry_group *group)
+bool entry_group_next(const configuration *running, const configuration *source, entry_group *group)
 {
-    const bool has_running = walk->running_at < configuration_count(running);
-    const bool has_source = walk->source_at < configuration_count(source);
-    if (!has_running && !has_source)
-        return false;
-    *group = {configuration_entries(running) + walk->running_at, 0,
-              configuration_entries(source) + walk->source_at, 0};
+    group->running_from += group->running_count;
+    group->source_from += group->source_count;
+    group->running = configuration_entries(running) + group->running_from;
+    group->source = configuration_entries(source) + group->source_from;
+    const bool has_running = group->running_from < configuration_count(running);
+    const bool has_source = group->source_from < configuration_count(source);
     int order = has_running ? -1 : 1;
     if (has_running && has_source)
         order = compare_names(group->running, group->source);
-    if (order <= 0)
-        group->running_count = group_size(running, walk->running_at);
-    if (order >= 0)
-        group->source_count = group_size(source, walk->source_at);
-    walk->running_at += group->running_count;
-    walk->source_at += group->source_count;
-    return true;
+    group->running_count = has_running && order <= 0 ? group_size(running, group->running_from) : 0;
+    group->source_count = has_source && order >= 0 ? group_size(source, group->source_from) : 0;
+    return has_running || has_source;
 }

@@ -54,18 +54,15 @@ struct configuration {
     xml_walk walk;
 };
 
-// The entries of one name on either side; a side may have none.
+// The entries of one name on either side, where they stand among all and how many there are;
+// a side may have none. Value-initialised: it stands before the first.
 struct entry_group {
     const config_entry *running;
+    size_t running_from;
     size_t running_count;
     const config_entry *source;
+    size_t source_from;
     size_t source_count;
-};
-
-// Where a walk through the groups of two sides stands; begins with zero.
-struct group_walk {
-    size_t running_at;
-    size_t source_at;
 };
 
 // For the events of config->walk: the current element has started, has text, or ends. It
@@ -91,8 +88,8 @@ const config_span *configuration_keys(const configuration *config, const config_
 // Whether an attribute declares a namespace.
 bool is_declaration(std::string_view attribute_name);
 
-// Gives the next group, by name. False: there are no more.
-bool group_walk_next(const configuration *running, const configuration *source, group_walk *walk,
-                     entry_group *group);
+// Goes on to the next group, by name. False: there are no more.
+bool entry_group_next(const configuration *running, const configuration *source,
+                      entry_group *group);
 
 #endif

@@ -262,9 +262,8 @@ void append_replacements(edit_text *out, const edit_parts *parts, const entry_gr
 void append_all(edit_text *out, const edit_parts *parts,
                 void (*append_group)(edit_text *, const edit_parts *, const entry_group *))
 {
-    group_walk walk{};
-    entry_group group;
-    while (out->fault == nullptr && group_walk_next(&parts->running, &parts->source, &walk, &group))
+    entry_group group{};
+    while (out->fault == nullptr && entry_group_next(&parts->running, &parts->source, &group))
         append_group(out, parts, &group);
 }
 
@@ -325,10 +324,9 @@ const char *running_edit_check(const running_source *source, std::string_view ru
     *name = {};
     const char *reason;
     const std::unique_ptr<edit_parts> parts = read_parts(source, running_reply, &reason);
-    group_walk walk{};
-    entry_group group;
+    entry_group group{};
     while (parts != nullptr && name->empty() &&
-           group_walk_next(&parts->running, &parts->source, &walk, &group)) {
+           entry_group_next(&parts->running, &parts->source, &group)) {
         if (differs(&group))
             *name = group.running_count > 0 ? group.running->local : group.source->local;
     }
