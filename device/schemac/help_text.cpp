@@ -205,30 +205,32 @@ std::string default_text(const lysc_node *node, const lyd_value *value)
     return text == nullptr || text[0] == '\0' ? " \"\"" : std::string(" ") + text;
 }
 
+// What is told of a leaf or leaf-list with these defaults.
+std::string value_text(const type_names *names, const lysc_node *node, const lysc_type *type,
+                       const char *units, lyd_value *const *defaults, size_t count)
+{
+    std::string text = type_text(type_names_find(names, node), type);
+    if (units != nullptr)
+        text.append(", units ").append(units);
+    for (size_t i = 0; i < count; i++)
+        text.append(i == 0 ? ", default" : "").append(default_text(node, defaults[i]));
+    return text;
+}
+
 std::string leaf_text(const type_names *names, const lysc_node *node)
 {
     const auto *leaf = reinterpret_cast<const lysc_node_leaf *>(node);
-    std::string text = type_text(type_names_find(names, node), leaf->type);
-    if (leaf->units != nullptr)
-        text.append(", units ").append(leaf->units);
-    if (leaf->dflt != nullptr)
-        text.append(", default").append(default_text(node, leaf->dflt));
-    if ((node->flags & LYS_MAND_TRUE) != 0)
-        text.append(", mandatory");
-    return text;
+    const std::string text = value_text(names, node, leaf->type, leaf->units, &leaf->dflt,
+                                        leaf->dflt != nullptr ? 1 : 0);
+    return text + ((node->flags & LYS_MAND_TRUE) != 0 ? ", mandatory" : "");
 }
 
 std::string leaf_list_text(const type_names *names, const lysc_node *node)
 {
     const auto *leaf_list = reinterpret_cast<const lysc_node_leaflist *>(node);
-    std::string text = type_text(type_names_find(names, node), leaf_list->type);
-    if (leaf_list->units != nullptr)
-        text.append(", units ").append(leaf_list->units);
-    for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(leaf_list->dflts); i++)
-        text.append(i == 0 ? ", default" : "").append(default_text(node, leaf_list->dflts[i]));
-    if (leaf_list->min > 0)
-        text.append(", mandatory");
-    return text;
+    const std::string text = value_text(names, node, leaf_list->type, leaf_list->units,
+                                        leaf_list->dflts, LY_ARRAY_COUNT(leaf_list->dflts));
+    return text + (leaf_list->min > 0 ? ", mandatory" : "");
 }
 
 std::string keys_text(const lysc_node *node)
