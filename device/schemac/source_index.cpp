@@ -3,11 +3,10 @@
 
 #include <algorithm>
 #include <errno.h>
-#include <fcntl.h>
+#include <fstream>
 #include <fts.h>
 #include <string.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include "device/schemac/yang_cursor.h"
 
@@ -17,14 +16,6 @@ namespace
 // Far above any real module; keeps a mistaken --search from eating memory.
 constexpr off_t largest_source = 64 << 20;
 constexpr size_t largest_index = size_t{512} << 20;
-
-struct descriptor_guard {
-    int descriptor;
-    ~descriptor_guard()
-    {
-        close(descriptor);
-    }
-};
 
 // Takes NAME and REVISION from the name of a file; false when it is none of ours.
 bool split_file_name(std::string_view file, yang_source *source)
@@ -61,28 +52,19 @@ int compare_names(const FTSENT **first, const FTSENT **second)
 // Fills source->text, of which there may be `most` bytes; an errno value, 0 for success.
 int read_text(yang_source *source, size_t most)
 {
-    // O_NONBLOCK: a pipe that calls itself a module must not keep us waiting.
-    int descriptor = open(source->path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (descriptor < 0)
-        return errno;
-    descriptor_guard guard{descriptor};
     struct stat status;
-    if (fstat(descriptor, &status) != 0)
+    if (stat(source->path.c_str(), &status) != 0)
         return errno;
+    // A pipe that calls itself a module must not keep us waiting.
     if (!S_ISREG(status.st_mode))
         return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
     if (status.st_size > largest_source || static_cast<size_t>(status.st_size) > most)
         return EFBIG;
     source->text.resize(static_cast<size_t>(status.st_size));
-    size_t filled = 0;
-    while (filled < source->text.size()) {
-        ssize_t got = read(descriptor, source->text.data() + filled, source->text.size() - filled);
-        if (got < 0 && errno != EINTR)
-            return errno;
-        if (got == 0)
-            source->text.resize(filled);
-        filled += got > 0 ? static_cast<size_t>(got) : 0;
-    }
+    std::ifstream file(source->path);
+    if (!file.read(source->text.data(), status.st_size) && !file.eof())
+        return errno;
+    source->text.resize(static_cast<size_t>(file.gcount()));
     return 0;
 }
 
