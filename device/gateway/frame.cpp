@@ -55,23 +55,10 @@ size_t frame_reader_want(const frame_reader *reader)
     return reader->body_left;
 }
 
-frame_result frame_reader_feed(frame_reader *reader, const char *data, size_t size, size_t *used)
+frame_result frame_reader_feed(frame_reader *reader, const char *data, size_t size)
 {
-    *used = 0;
-    while (frame_reader_want(reader) > 0) {
-        const size_t want = frame_reader_want(reader);
-        const size_t rest = size - *used;
-        const size_t step = rest < want ? rest : want;
-        if (step == 0)
-            return frame_more;
-        const bool in_header = reader->header_size < frame_header_size;
-        const frame_result result = in_header ? feed_header(reader, data + *used, step)
-                                              : feed_body(reader, data + *used, step);
-        *used += step;
-        if (result != frame_more)
-            return result;
-    }
-    return frame_complete;
+    return reader->header_size < frame_header_size ? feed_header(reader, data, size)
+                                                   : feed_body(reader, data, size);
 }
 
 void frame_reader_discard(frame_reader *reader)

@@ -35,12 +35,10 @@ enum frame_result {
 // that a shell feels.
 size_t frame_reader_want(const frame_reader *reader);
 
-// Takes bytes up to the end of the current frame at most and stores how many
-// were taken in *used. A bad header is told as soon as it is complete. After a
-// result other than frame_more and frame_complete the reader must not be fed
-// again. Memory grows with the bytes that arrive, not with the length that the
-// header announces.
-frame_result frame_reader_feed(frame_reader *reader, const char *data, size_t size, size_t *used);
+// Takes bytes, no more than wanted. A bad header is told as soon as it is complete. After a
+// result other than frame_more and frame_complete the reader must not be fed again. Memory
+// grows with the bytes that arrive, not with the length that the header announces.
+frame_result frame_reader_feed(frame_reader *reader, const char *data, size_t size);
 
 // Gives back the memory of the current frame, or of the next one when none has
 // begun, but for the beginning of its body. The frame is read to its end all the

@@ -420,8 +420,7 @@ void relay_no_room(relay *session, size_t size)
 
 const char *relay_shell_bytes(relay *session, const char *data, size_t size)
 {
-    size_t used;
-    const frame_result result = frame_reader_feed(&session->request, data, size, &used);
+    const frame_result result = frame_reader_feed(&session->request, data, size);
     if (result == frame_more)
         return nullptr;
     if (result != frame_complete)
