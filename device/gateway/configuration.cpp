@@ -40,27 +40,24 @@ const xml_element *current_element(const configuration *config)
     return &config->walk.open[config->walk.depth - 1];
 }
 
-bool is_inherited(const configuration *config, std::string_view name)
+// Notes the namespaces around the current element; -1: no memory.
+int inherit(configuration *config)
 {
-    for (size_t at = 0; at < config->inherited_count; at++) {
-        if (config->inherited[at].name == name)
-            return true;
-    }
-    return false;
-}
-
-// No more are declared than the walk lets through.
-void inherit(configuration *config)
-{
+    buffer_result result = buffer_ok;
     for (unsigned depth = config->depth; depth > 0; depth--) {
         std::string_view rest = config->walk.open[depth - 1].attributes;
         xml_attribute attribute;
-        while (xml_attribute_next(&rest, &attribute)) {
-            if (is_declaration(attribute.name) && !is_inherited(config, attribute.name) &&
-                config->inherited_count < xml_space_limit)
-                config->inherited[config->inherited_count++] = attribute;
+        xml_attribute known;
+        while (result == buffer_ok && xml_attribute_next(&rest, &attribute)) {
+            const std::string_view quote(&attribute.quote, 1);
+            if (is_declaration(attribute.name) &&
+                !xml_attribute_find(byte_buffer_view(&config->inherited), attribute.name, &known))
+                result = byte_buffer_append_all(
+                    &config->inherited, {" ", attribute.name, "=", quote, attribute.value, quote},
+                    SIZE_MAX / 2);
         }
     }
+    return result == buffer_ok ? 0 : -1;
 }
 
 size_t key_count(const configuration *config)
@@ -83,6 +80,7 @@ int end_entry(configuration *config, size_t end, const content_marks *marks)
     entry->end = end;
     entry->key_count = key_count(config) - entry->key_from;
     entry->marks = *marks;
+    config->has_operation = config->has_operation || marks->has_operation;
     return append_record(&config->entries, entry, config_entry_limit * sizeof *entry);
 }
 
@@ -144,8 +142,7 @@ xml_step configuration_start(configuration *config)
     if (config->depth == 0) {
         config->depth = depth;
         config->parent = *current_element(config);
-        inherit(config);
-        return xml_step_on;
+        return inherit(config) == 0 ? xml_step_on : xml_step_fail;
     }
     if (depth == config->depth + 1)
         begin_entry(config);

@@ -38,14 +38,12 @@ struct config_span {
 // Value-initialise. Far too large for the stack.
 struct configuration {
     std::string_view text;
-    xml_element parent; // of the nodes at its top
-    unsigned depth;     // of the parent
-    // The namespaces that are declared where the parent's content stands, innermost
-    // first, as written.
-    xml_attribute inherited[xml_space_limit];
-    size_t inherited_count;
-    byte_buffer entries;       // of config_entry
-    byte_buffer keys;          // of config_span
+    xml_element parent;    // of the nodes at its top
+    unsigned depth;        // of the parent
+    byte_buffer inherited; // the attributes that declare what holds in the parent, innermost first
+    bool has_operation;    // an entry says what an edit shall do with it
+    byte_buffer entries;   // of config_entry
+    byte_buffer keys;      // of config_span
     std::string_view last_uri; // the child of an entry that has just ended
     std::string_view last_local;
     bool last_is_key;

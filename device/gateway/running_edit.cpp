@@ -48,12 +48,7 @@ const char *read_source(const running_source *source, edit_parts *parts)
         return reason;
     if (parts->copy.from_startup)
         return configuration_read_reply(&parts->source, source->startup_reply);
-    const config_entry *entries = configuration_entries(&parts->source);
-    for (size_t at = 0; at < configuration_count(&parts->source); at++) {
-        if (entries[at].marks.has_operation)
-            return "the configuration holds operations of its own";
-    }
-    return nullptr;
+    return parts->source.has_operation ? "the configuration holds operations of its own" : nullptr;
 }
 
 // Null, with *reason what is in the way: nothing can be made of them.
@@ -86,56 +81,34 @@ std::string_view attributes_of(const configuration *config, const config_entry *
     return config->text.substr(from, end - from);
 }
 
-// What the attributes say of a name; false: nothing.
-bool find_attribute(std::string_view attributes, std::string_view name, std::string_view *value)
+// What an entry with these attributes declares or inherits under a name.
+bool find_declaration(const configuration *config, std::string_view own, std::string_view name,
+                      xml_attribute *found)
+{
+    return xml_attribute_find(own, name, found) ||
+           xml_attribute_find(byte_buffer_view(&config->inherited), name, found);
+}
+
+// Appends those attributes that declare what others do not.
+void append_declarations_but(edit_text *out, std::string_view attributes, std::string_view others)
 {
     xml_attribute attribute;
+    xml_attribute other;
     while (xml_attribute_next(&attributes, &attribute)) {
-        if (attribute.name != name)
-            continue;
-        *value = attribute.value;
-        return true;
+        const std::string_view quote(&attribute.quote, 1);
+        if (is_declaration(attribute.name) && !xml_attribute_find(others, attribute.name, &other))
+            append(out, {" ", attribute.name, "=", quote, attribute.value, quote});
     }
-    return false;
-}
-
-// What an entry declares or inherits under a name.
-bool find_declaration(const configuration *config, std::string_view own, std::string_view name,
-                      std::string_view *value)
-{
-    if (find_attribute(own, name, value))
-        return true;
-    for (size_t at = 0; at < config->inherited_count; at++) {
-        if (config->inherited[at].name != name)
-            continue;
-        *value = config->inherited[at].value;
-        return true;
-    }
-    return false;
-}
-
-void append_declaration(edit_text *out, const xml_attribute *attribute)
-{
-    const std::string_view quote(&attribute->quote, 1);
-    append(out, {" ", attribute->name, "=", quote, attribute->value, quote});
 }
 
 // Appends the namespaces that an element with these attributes declares or inherits, so that
 // its name and all in it mean the same anywhere.
 void append_declarations(edit_text *out, const configuration *config, std::string_view own)
 {
-    std::string_view rest = own;
-    xml_attribute attribute;
-    while (xml_attribute_next(&rest, &attribute)) {
-        if (is_declaration(attribute.name))
-            append_declaration(out, &attribute);
-    }
-    std::string_view value;
-    for (size_t at = 0; at < config->inherited_count; at++) {
-        if (!find_attribute(own, config->inherited[at].name, &value))
-            append_declaration(out, &config->inherited[at]);
-    }
-    if (!find_declaration(config, own, "xmlns", &value))
+    xml_attribute found;
+    append_declarations_but(out, own, {});
+    append_declarations_but(out, byte_buffer_view(&config->inherited), own);
+    if (!find_declaration(config, own, "xmlns", &found))
         append(out, {" xmlns=\"\""});
 }
 
@@ -146,9 +119,9 @@ void append_operation(edit_text *out, const configuration *config, std::string_v
 {
     for (const std::string_view declaration :
          {"xmlns:nc", "xmlns:netconf", "xmlns:edit", "xmlns:op"}) {
-        std::string_view uri;
-        const bool is_declared = find_declaration(config, own, declaration, &uri);
-        if (is_declared && uri != netconf_base_namespace)
+        xml_attribute found;
+        const bool is_declared = find_declaration(config, own, declaration, &found);
+        if (is_declared && found.value != netconf_base_namespace)
             continue;
         if (!is_declared)
             append(out, {" ", declaration, "=\"", netconf_base_namespace, "\""});

@@ -257,3 +257,13 @@ bool xml_attribute_next(std::string_view *rest, xml_attribute *attribute)
     rest->remove_prefix(size + 1);
     return true;
 }
+
+bool xml_attribute_find(std::string_view attributes, std::string_view name,
+                        xml_attribute *attribute)
+{
+    while (xml_attribute_next(&attributes, attribute)) {
+        if (attribute->name == name)
+            return true;
+    }
+    return false;
+}

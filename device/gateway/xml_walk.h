@@ -89,6 +89,10 @@ struct xml_attribute {
     char quote;
 };
 
+// Finds an attribute by its name as written. False: there is none.
+bool xml_attribute_find(std::string_view attributes, std::string_view name,
+                        xml_attribute *attribute);
+
 // Cuts the first attribute off *rest, the attributes of an element. False: there is none.
 bool xml_attribute_next(std::string_view *rest, xml_attribute *attribute);
 
