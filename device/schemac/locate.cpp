@@ -8,6 +8,7 @@
 // reached in no other way is looked for by its name alone.
 #include "device/schemac/locate.h"
 
+#include <algorithm>
 #include <stdlib.h>
 #include <string.h>
 
@@ -33,12 +34,10 @@ struct match_result {
 
 bool defines_node(std::string_view keyword)
 {
-    for (std::string_view one : {"container", "leaf", "leaf-list", "list", "choice", "case",
-                                 "anyxml", "anydata", "rpc", "action", "notification"}) {
-        if (keyword == one)
-            return true;
-    }
-    return false;
+    constexpr std::string_view keywords[] = {"container", "leaf",   "leaf-list",   "list",
+                                             "choice",    "case",   "anyxml",      "anydata",
+                                             "rpc",       "action", "notification"};
+    return std::find(std::begin(keywords), std::end(keywords), keyword) != std::end(keywords);
 }
 
 bool fits(const yang_statement &statement, const path_step &step)
