@@ -231,15 +231,6 @@ void append_replacements(edit_text *out, const edit_parts *parts, const entry_gr
         append_replacement(out, &parts->source, group->source + at);
 }
 
-// Appends what one of the two appends for each name.
-void append_all(edit_text *out, const edit_parts *parts,
-                void (*append_group)(edit_text *, const edit_parts *, const entry_group *))
-{
-    entry_group group{};
-    while (out->fault == nullptr && entry_group_next(&parts->running, &parts->source, &group))
-        append_group(out, parts, &group);
-}
-
 // Appends the config element. Its name gets the prefix of the element whose
 // content it takes over, so that it means the same among the same namespaces.
 void append_config(edit_text *out, const edit_parts *parts)
@@ -251,8 +242,11 @@ void append_config(edit_text *out, const edit_parts *parts)
     else
         append(out, {parent->attributes});
     append(out, {">"});
-    append_all(out, parts, append_removals);
-    append_all(out, parts, append_replacements);
+    for (const auto append_group : {append_removals, append_replacements}) {
+        entry_group group{};
+        while (out->fault == nullptr && entry_group_next(&parts->running, &parts->source, &group))
+            append_group(out, parts, &group);
+    }
     append(out, {"</", parent->prefix, "config>"});
 }
 
