@@ -126,7 +126,7 @@ filter_result pass_odd(filter_pass *pass, const char *stop)
     if (*pass->at == ';')
         return pass_semicolon(pass);
     const auto size = static_cast<size_t>(stop - pass->at);
-    pass->waits = stop == pass->end && xml_begins_character(pass->at, size);
+    pass->waits = stop == pass->end && size < code_point_length(*pass->at);
     if (pass->waits)
         return filter_ok;
     uint32_t code;

@@ -84,12 +84,3 @@ size_t xml_return_number_size(std::string_view text)
     const bool is_return = is_hex ? value == "D" || value == "d" : value == "13";
     return is_return ? number.size() : 0;
 }
-
-bool xml_begins_character(const char *data, size_t size)
-{
-    for (size_t at = 1; at < size; at++) {
-        if (!code_point_continues(data[at]))
-            return false;
-    }
-    return size < code_point_length(*data);
-}

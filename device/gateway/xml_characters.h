@@ -31,7 +31,4 @@ size_t xml_control_read(const char *data, size_t size, uint32_t *code);
 // reference that lacks nothing but its ';'; otherwise 0.
 size_t xml_return_number_size(std::string_view text);
 
-// Whether the size bytes (at least 1) at data lack only the rest of a character.
-bool xml_begins_character(const char *data, size_t size);
-
 #endif
