@@ -107,24 +107,18 @@ size_t free_slot(const gateway *self)
     return at;
 }
 
-// What the new process does; it does not return.
-[[noreturn]] void be_child(gateway *self, const connection_task *task, descriptor shell,
-                           pid_t parent)
-{
-    descriptor_close(&self->server.socket);
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    if (getppid() == parent)
-        shell_process_run(task, std::move(shell), &self->signals);
-    exit(0);
-}
-
 void start_child(gateway *self, descriptor shell, unsigned number, const char *refusal)
 {
     const connection_task task = {number, refusal, self->options, self->slots, free_slot(self)};
     const pid_t parent = getpid();
     const pid_t process = fork();
-    if (process == 0)
-        be_child(self, &task, std::move(shell), parent);
+    if (process == 0) {
+        descriptor_close(&self->server.socket);
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+        if (getppid() == parent)
+            shell_process_run(&task, std::move(shell), &self->signals);
+        exit(0);
+    }
     if (process < 0)
         report_shell(number, "closed: cannot start a process: %s", strerror(errno));
     else
