@@ -1,6 +1,8 @@
 // The features of modules in a context.
 #include "device/schemac/features.h"
 
+#include <algorithm>
+
 namespace
 {
 
@@ -85,9 +87,6 @@ void features_enable_all(const ly_ctx *context)
 
 bool features_any_off(const ly_ctx *context)
 {
-    for (const lysp_feature *feature : all_features_in(context)) {
-        if (!is_on(feature))
-            return true;
-    }
-    return false;
+    const std::vector<lysp_feature *> features = all_features_in(context);
+    return !std::all_of(features.begin(), features.end(), is_on);
 }

@@ -31,19 +31,14 @@ bool keeps_order(const std::string &encoding)
     return encoding == "listpack" || encoding == "ziplist";
 }
 
-bool is_choice(const stored_place *place)
+bool is_of_kind(const stored_place *place, node_kind kind)
 {
-    return !place->is_module && place->record.kind == node_kind_choice;
+    return !place->is_module && place->record.kind == kind;
 }
 
 bool is_data(node_kind kind)
 {
     return kind != node_kind_choice && kind != node_kind_case;
-}
-
-bool is_list(const stored_place *place)
-{
-    return !place->is_module && place->record.kind == node_kind_list;
 }
 
 uint64_t bytes_of(const hash_field &field)
@@ -123,14 +118,14 @@ std::vector<stored_place> stored_modules(stored_schema *schema)
 
 std::string stored_children_key(const stored_place *parent)
 {
-    return parent->path + (is_list(parent) ? "[]" : "");
+    return parent->path + (is_of_kind(parent, node_kind_list) ? "[]" : "");
 }
 
 std::vector<stored_place> stored_children(stored_schema *schema, const stored_place *parent)
 {
     stored_hash hash = stored_read(schema, stored_children_key(parent));
     // Nodes are stored last first, but cases are not.
-    if (hash.is_ordered && !is_choice(parent))
+    if (hash.is_ordered && !is_of_kind(parent, node_kind_choice))
         std::reverse(hash.fields.begin(), hash.fields.end());
     std::vector<stored_place> children;
     for (const hash_field &field : hash.fields) {
