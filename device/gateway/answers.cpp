@@ -95,10 +95,8 @@ int closed_notice_write(const char *reason, time_t when, byte_buffer *out)
     if (gmtime_r(&when, &parts) == nullptr ||
         strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
         return -1;
-    constexpr char start[] =
-        "<notification xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"><eventTime>";
-    constexpr char middle[] =
-        "</eventTime><session-closed xmlns=\"urn:vandel:tarnd-gateway\"><reason>";
-    constexpr char end[] = "</reason></session-closed></notification>";
-    return append(out, {start, stamp, middle, reason, end});
+    return append(out,
+                  {"<notification xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"><eventTime>", stamp,
+                   "</eventTime><session-closed xmlns=\"urn:vandel:tarnd-gateway\"><reason>",
+                   reason, "</reason></session-closed></notification>"});
 }

@@ -121,11 +121,6 @@ xml_step reply_start(void *context, const xml_walk *walk)
     return walk->depth == reply_root ? xml_step_on : configuration_start(config);
 }
 
-xml_step reply_text(void *context, const xml_walk *, std::string_view text)
-{
-    return configuration_text(static_cast<configuration *>(context), text);
-}
-
 // All is known at the end of the data.
 xml_step reply_end(void *context, const xml_walk *walk, size_t end)
 {
@@ -149,10 +144,11 @@ xml_step configuration_start(configuration *config)
     return marks_start(&config->marks, &config->walk) == 0 ? xml_step_on : xml_step_fail;
 }
 
-xml_step configuration_text(configuration *config, std::string_view text)
+xml_step configuration_text(void *context, const xml_walk *walk, std::string_view text)
 {
-    if (config->depth != 0 && config->walk.depth > config->depth)
-        marks_text(&config->marks, &config->walk, text);
+    auto *config = static_cast<configuration *>(context);
+    if (config->depth != 0 && walk->depth > config->depth)
+        marks_text(&config->marks, walk, text);
     return xml_step_on;
 }
 
@@ -179,7 +175,7 @@ void configuration_sort(configuration *config)
 
 const char *configuration_read_reply(configuration *config, std::string_view text)
 {
-    static const xml_events events = {reply_start, reply_text, reply_end};
+    static const xml_events events = {reply_start, configuration_text, reply_end};
     config->text = text;
     const int result = xml_walk_run(&config->walk, text, &events, config);
     if (config->depth == 0)

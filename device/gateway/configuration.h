@@ -66,7 +66,7 @@ struct entry_group {
 // For the events of config->walk: the current element has started, has text, or ends. It
 // is the parent of the nodes at the top, when none is there yet, or in it.
 xml_step configuration_start(configuration *config);
-xml_step configuration_text(configuration *config, std::string_view text);
+xml_step configuration_text(void *config, const xml_walk *walk, std::string_view text);
 xml_step configuration_end(configuration *config, size_t end);
 
 // Sorts the entries, after the walk.

@@ -93,7 +93,7 @@ xml_step copy_start(void *context, const xml_walk *walk)
 xml_step copy_text(void *context, const xml_walk *walk, std::string_view text)
 {
     auto *reader = static_cast<copy_reader *>(context);
-    return is_wanted(reader, walk) ? configuration_text(reader->config, text) : xml_step_on;
+    return is_wanted(reader, walk) ? configuration_text(reader->config, walk, text) : xml_step_on;
 }
 
 xml_step copy_end(void *context, const xml_walk *walk, size_t end)
