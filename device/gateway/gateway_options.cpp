@@ -2,9 +2,6 @@
 
 #include <string.h>
 
-const char gateway_usage[] =
-    "usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n";
-
 const char gateway_help[] =
     "usage: tarnd-gateway --listen SOCKET [OPTION]... -- COMMAND [ARGUMENT]...\n"
     "\n"

@@ -26,7 +26,7 @@ struct gateway_options {
 const char *gateway_options_read(int count, char *const arguments[], gateway_options *options,
                                  const char **culprit);
 
-extern const char gateway_usage[];
+// The text of --help; its first line is what a mistake is answered with.
 extern const char gateway_help[];
 
 #endif

@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <limits.h>
 #include <stdio.h>
+#include <string.h>
 #include <unistd.h>
 
 #include "device/gateway/gateway_options.h"
@@ -35,7 +36,7 @@ int main(int count, char **arguments)
     const char *reason = gateway_options_read(count, arguments, &options, &culprit);
     if (reason != nullptr) {
         report("%s%s%s", reason, culprit != nullptr ? ": " : "", report_clean(culprit).text);
-        fputs(gateway_usage, stderr);
+        fwrite(gateway_help, 1, strcspn(gateway_help, "\n") + 1, stderr);
         return 1;
     }
     if (options.help) {
