@@ -155,15 +155,6 @@ uint64_t exact_value(const marks_value *value, const xml_walk *walk)
     return spread(value->exact);
 }
 
-void join_value(marks_value *value, const xml_walk *walk, marks_frame *frame)
-{
-    content_marks *marks = &frame->marks;
-    marks->exact = join(marks->exact, exact_value(value, walk));
-    end_word(value, walk);
-    marks->plain = join(frame->name, spread(value->plain));
-    marks->loose = join(frame->name, value->words);
-}
-
 void add_child(content_marks *parent, const content_marks *child)
 {
     parent->has_children = true;
@@ -212,12 +203,15 @@ content_marks marks_end(marks_builder *builder, const xml_walk *walk)
 {
     marks_frame *frame = &builder->frames[--builder->depth];
     content_marks *marks = &frame->marks;
+    marks_value *value = &builder->value;
     if (!marks->has_children) {
-        join_value(&builder->value, walk, frame);
-    } else {
-        marks->plain = join(frame->name, marks->plain);
-        marks->loose = join(frame->name, marks->loose);
+        marks->exact = join(marks->exact, exact_value(value, walk));
+        end_word(value, walk);
+        marks->plain = spread(value->plain);
+        marks->loose = value->words;
     }
+    marks->plain = join(frame->name, marks->plain);
+    marks->loose = join(frame->name, marks->loose);
     if (builder->depth > 0)
         add_child(&builder->frames[builder->depth - 1].marks, marks);
     return *marks;
