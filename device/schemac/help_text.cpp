@@ -228,8 +228,9 @@ std::string leaf_text(const type_names *names, const lysc_node *node)
 std::string leaf_list_text(const type_names *names, const lysc_node *node)
 {
     const auto *leaf_list = reinterpret_cast<const lysc_node_leaflist *>(node);
-    const std::string text = value_text(names, node, leaf_list->type, leaf_list->units,
-                                        leaf_list->dflts, LY_ARRAY_COUNT(leaf_list->dflts));
+    const std::string text =
+        value_text(names, node, leaf_list->type, leaf_list->units, leaf_list->dflts,
+                   static_cast<size_t>(LY_ARRAY_COUNT(leaf_list->dflts)));
     return text + (leaf_list->min > 0 ? ", mandatory" : "");
 }
 

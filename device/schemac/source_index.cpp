@@ -60,9 +60,10 @@ int read_text(yang_source *source, size_t most)
         return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
     if (status.st_size > largest_source || static_cast<size_t>(status.st_size) > most)
         return EFBIG;
-    source->text.resize(static_cast<size_t>(status.st_size));
+    const auto size = static_cast<std::streamsize>(status.st_size);
+    source->text.resize(static_cast<size_t>(size));
     std::ifstream file(source->path);
-    if (!file.read(source->text.data(), status.st_size) && !file.eof())
+    if (!file.read(source->text.data(), size) && !file.eof())
         return errno;
     source->text.resize(static_cast<size_t>(file.gcount()));
     return 0;
