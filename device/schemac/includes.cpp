@@ -30,9 +30,9 @@ void blank(std::string *text, const yang_dependency &include)
 
 std::string statement_of(const yang_dependency &include)
 {
-    const std::string start = "include " + include.name;
-    return start +
-           (include.revision.empty() ? "; " : " { revision-date " + include.revision + "; } ");
+    const std::string &revision = include.revision;
+    return "include " + include.name +
+           (revision.empty() ? "; " : " { revision-date " + revision + "; } ");
 }
 
 bool can_be_lifted(source_index *index, const yang_source *module, const yang_source *submodule,

@@ -1,7 +1,6 @@
 // The types of leaves as their models write them.
 #include "device/schemac/type_names.h"
 
-#include <string.h>
 #include <string_view>
 
 namespace
