@@ -95,8 +95,9 @@ int closed_notice_write(const char *reason, time_t when, byte_buffer *out)
     if (gmtime_r(&when, &parts) == nullptr ||
         strftime(stamp, sizeof stamp, "%Y-%m-%dT%H:%M:%SZ", &parts) == 0)
         return -1;
-    return append(out,
-                  {"<notification xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"><eventTime>", stamp,
-                   "</eventTime><session-closed xmlns=\"urn:vandel:tarnd-gateway\"><reason>",
-                   reason, "</reason></session-closed></notification>"});
+    constexpr char start[] =
+        "<notification xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"><eventTime>";
+    return append(out, {start, stamp,
+                        "</eventTime><session-closed xmlns=\"urn:vandel:tarnd-gateway\"><reason>",
+                        reason, "</reason></session-closed></notification>"});
 }

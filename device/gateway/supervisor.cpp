@@ -5,7 +5,6 @@
 #include "device/gateway/supervisor.h"
 
 #include <errno.h>
-#include <memory>
 #include <poll.h>
 #include <signal.h>
 #include <stdlib.h>
