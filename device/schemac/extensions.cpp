@@ -41,7 +41,7 @@ void blank(extension_scan *scan, yang_cursor *cursor, const yang_statement &stat
     while (yang_next_within(cursor, statement.depth, &inner))
         continue;
     std::replace_if(
-        start, text->begin() + (cursor->at - text->data()),
+        start, text->begin() + (cursor->rest.data() - text->data()),
         [](char letter) { return letter != '\n'; }, ' ');
 }
 
@@ -132,6 +132,6 @@ void extensions_adapt(yang_source *source)
         take_statement(&scan, &cursor, statement);
     const bool is_whole = cursor.depth == 0 && !scan.is_shared.empty();
     if (is_whole && has_submodules(source) && !scan.has_definition)
-        source->text.insert(static_cast<size_t>(cursor.at - source->text.data()) - 1,
+        source->text.insert(static_cast<size_t>(cursor.rest.data() - source->text.data()) - 1,
                             "extension schemac-none;");
 }
