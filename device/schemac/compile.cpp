@@ -6,6 +6,7 @@
 // what is missing before libyang misses it.
 #include "device/schemac/compile.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <stdlib.h>
 #include <string.h>
@@ -218,8 +219,36 @@ int load_module(compile_attempt *attempt, const module_request &request)
 struct import_order {
     source_index *index;
     std::unordered_map<std::string, const module_request *> waiting; // by name
+    std::unordered_map<std::string, unsigned> paths;                 // of imports, by name
     std::vector<module_request> requests;                            // the last one first
 };
+
+constexpr unsigned many_paths = 100000;
+
+// How many paths of imports begin at one of the modules, at most many_paths; modules that
+// import one another in a circle are not for here to judge.
+unsigned count_paths(import_order *order, const module_request *request)
+{
+    const auto [known, is_new] = order->paths.emplace(request->name, 1);
+    if (!is_new)
+        return known->second;
+    unsigned paths = 1;
+    const yang_source *source = source_index_find(order->index, request->name, request->revision);
+    for (size_t i = 0; source != nullptr && i < source->dependencies.size(); i++) {
+        const auto needed = order->waiting.find(source->dependencies[i].name);
+        if (needed != order->waiting.end())
+            paths = std::min(paths + count_paths(order, needed->second), many_paths);
+    }
+    return order->paths[request->name] = paths;
+}
+
+bool has_many_paths(import_order *order, const std::vector<module_request> &requests)
+{
+    unsigned paths = 0;
+    for (size_t i = 0; i < requests.size() && paths < many_paths; i++)
+        paths += count_paths(order, &requests[i]);
+    return paths >= many_paths;
+}
 
 void put_imports_first(import_order *order, const module_request *request)
 {
@@ -235,17 +264,20 @@ void put_imports_first(import_order *order, const module_request *request)
 }
 
 // When libyang is given a module, it follows all paths of imports between those that it
-// has been given before, and there are very many where modules import one another.
+// has been given before. Only where there are very many is another order worth it: nodes
+// that modules add to others come in the order of the modules.
 std::vector<module_request> importers_first(source_index *index,
                                             const std::vector<module_request> &requests)
 {
-    import_order order = {index, {}, {}};
+    import_order order = {index, {}, {}, {}};
     for (const module_request &request : requests) {
         const yang_source *source = source_index_find(index, request.name, request.revision);
         if (!request.revision.empty() && (source == nullptr || !source->is_pinned))
             return requests; // an importer might bring another revision
         order.waiting.emplace(request.name, &request);
     }
+    if (!has_many_paths(&order, requests))
+        return requests;
     for (size_t i = requests.size(); i-- > 0;) {
         if (order.waiting.contains(requests[i].name))
             put_imports_first(&order, &requests[i]);
