@@ -1,5 +1,5 @@
-# A Debian root of its own, to build and run tests in. Sourced by tests/run32
-# and tests/run_arm, which name in
+# A Debian root of its own, to build and run tests in. Sourced by tests/run32,
+# tests/run_arm, tests/packaging and packaging/build, which name in
 #
 #   root_for           what the root is for, in messages
 #   root_place         the directory that gets the root, in root/, and the build, in build/
@@ -9,14 +9,15 @@
 #
 # and define
 #
-#   install_in_root    installs what is needed there; runs inside the root, where
-#                      its last status counts
+#   install_in_root    installs what is needed there; gets the script's arguments and
+#                      runs inside the root, where its last status counts
 #   build_and_test     gets the script's arguments; runs inside the root, where the
 #                      tree is in /vandel, to be read only, and the build in /build
 #
 # and end with run_in_root "$@".
 #
-# The root is made once, kept and reused. The mounts are made in a mount
+# The root is made once, kept and reused; where root_is_fresh is set, it stays as it was
+# made, and what is written there is forgotten. The mounts are made in a mount
 # namespace of their own, and every process runs in a process namespace that
 # ends with the script: nothing stays behind, however it ends.
 #
@@ -25,6 +26,7 @@
 
 root_suite=bookworm
 root_script=$(basename "$0")
+root_folder=$(cd "$(dirname "$0")" && pwd)
 PATH=$PATH:/usr/sbin:/sbin
 
 say() {
@@ -99,7 +101,14 @@ make_root() {
 enter_root() {
     local root=$root_place/root
     mkdir -p "$root_place/build"
-    mount --bind "$root" "$root"
+    if [[ -n ${root_is_fresh-} ]]; then
+        mount -t tmpfs tmpfs /mnt
+        mkdir /mnt/written /mnt/work
+        mount -t overlay overlay \
+            -o "lowerdir=$root,upperdir=/mnt/written,workdir=/mnt/work" "$root"
+    else
+        mount --bind "$root" "$root"
+    fi
     mount --bind "$source_tree" "$root/vandel"
     mount -o remount,bind,ro "$root/vandel"
     mount --bind "$root_place/build" "$root/build"
@@ -110,14 +119,14 @@ enter_root() {
     cp /etc/resolv.conf "$root/etc/resolv.conf"
     printf '127.0.0.1 localhost\n' >"$root/etc/hosts"
     exec chroot "$root" env -i HOME=/root "PATH=/usr/local/bin:/usr/bin:/bin:/usr/sbin:/sbin" \
-        ${root_entry:+"$root_entry"} "/vandel/tests/$root_script" --inside-root "$@"
+        ${root_entry:+"$root_entry"} "/vandel/${root_folder##*/}/$root_script" --inside-root "$@"
 }
 
 # Inside the root, as process 1: a signal's trap is what can end it.
 inside_root() {
     trap 'exit 143' HUP INT TERM
     say 'installing in it what is missing'
-    if ! install_in_root 2>/build/install.log; then
+    if ! install_in_root "$@" 2>/build/install.log; then
         tail -n 20 /build/install.log >&2
         return 1
     fi
@@ -125,6 +134,12 @@ inside_root() {
     if [[ ${1-} != --prepare ]]; then
         build_and_test "$@"
     fi
+}
+
+# Makes the packages of another architecture known to apt, inside the root.
+add_architecture() {
+    dpkg --print-foreign-architectures | grep -qx "$1" && return
+    dpkg --add-architecture "$1" && apt-get update >&2
 }
 
 # Runs ctest, 4 tests at a time, for most of them wait most of the time.
@@ -136,7 +151,7 @@ run_ctest() {
 }
 
 run_in_root() {
-    local script=$source_tree/tests/$root_script status=0
+    local script=$root_folder/$root_script status=0
     case ${1-} in
     --enter-root)
         enter_root "${@:2}"
