@@ -46,5 +46,12 @@ def test_a_man_page_has_the_version_and_its_date(page):
     assert re.findall(r"(?m)^\.Dd (.*)$", text) == [RELEASES[0][1]]
 
 
+def test_the_recipes_have_the_version():
+    buildroot = read("packaging/buildroot/package/vandel/vandel.mk")
+    assert re.findall(r"(?m)^VANDEL_VERSION = (.*)$", buildroot) == [VERSION]
+    yocto = glob.glob(os.path.join(ROOT, "packaging/yocto/meta-vandel/recipes-*/*/*.bb"))
+    assert [os.path.basename(path) for path in yocto] == [f"vandel_{VERSION}.bb"]
+
+
 def test_there_are_man_pages():
     assert len(PAGES) >= 8
