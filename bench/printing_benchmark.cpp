@@ -43,6 +43,7 @@ void list_nodes(benchmark::State &state)
         listing_print();
         listing_free();
     }
+    state.SetComplexityN(state.range(0));
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
 }
 
@@ -51,7 +52,11 @@ BENCHMARK(print_reply)
     ->Range(1000, 1000000)
     ->Complexity()
     ->Unit(benchmark::kMillisecond);
-BENCHMARK(list_nodes)->Arg(100)->Arg(10000)->Unit(benchmark::kMillisecond);
+BENCHMARK(list_nodes)
+    ->RangeMultiplier(10)
+    ->Range(100, 100000)
+    ->Complexity(benchmark::oNLogN)
+    ->Unit(benchmark::kMillisecond);
 
 } // namespace
 

@@ -59,6 +59,7 @@ void stage_and_serialise(benchmark::State &state)
         pool_release();
         tree_free(&session.config_tree);
     }
+    state.SetComplexityN(state.range(0));
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
     state.counters["xml_bytes"] = static_cast<double>(length);
     redis_freeconn(session.redis);
@@ -78,6 +79,7 @@ void stage_leaf_list(benchmark::State &state)
         }
         tree_free(&session.config_tree);
     }
+    state.SetComplexityN(state.range(0));
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
     redis_freeconn(session.redis);
     session.redis = nullptr;
@@ -98,6 +100,7 @@ void stage_local_entries(benchmark::State &state)
             local_entries_forget("/m/c/l", key.c_str());
         local_entries_forget(nullptr, nullptr);
     }
+    state.SetComplexityN(state.range(0));
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
 }
 
@@ -116,13 +119,20 @@ void stage_local_lists(benchmark::State &state)
             local_entries_forget(parent.c_str(), nullptr);
         local_entries_forget(nullptr, nullptr);
     }
+    state.SetComplexityN(state.range(0));
     state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
 }
 
-BENCHMARK(stage_and_serialise)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(stage_leaf_list)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(stage_local_entries)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
-BENCHMARK(stage_local_lists)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond);
+void sizes(benchmark::internal::Benchmark *benchmark)
+{
+    benchmark->RangeMultiplier(10)->Range(1000, 100000)->Complexity(benchmark::oN);
+    benchmark->Unit(benchmark::kMillisecond);
+}
+
+BENCHMARK(stage_and_serialise)->Apply(sizes);
+BENCHMARK(stage_leaf_list)->Apply(sizes);
+BENCHMARK(stage_local_entries)->Apply(sizes);
+BENCHMARK(stage_local_lists)->Apply(sizes);
 
 } // namespace
 
