@@ -8,18 +8,19 @@ import pytest
 from support.shell import ROOT
 
 PICTURES = os.path.join(ROOT, "docs", "pictures")
+BENCH = os.path.join(ROOT, "bench")
 
 
-def script(name):
-    path = os.path.join(PICTURES, f"draw_{name}.py")
+def script(name, folder=PICTURES):
+    path = os.path.join(folder, f"draw_{name}.py")
     spec = importlib.util.spec_from_file_location(f"draw_{name}", path)
     module = importlib.util.module_from_spec(spec)
     spec.loader.exec_module(module)
     return module
 
 
-def committed(name):
-    with open(os.path.join(PICTURES, f"{name}.svg"), encoding="utf-8") as picture:
+def committed(name, folder=PICTURES):
+    with open(os.path.join(folder, f"{name}.svg"), encoding="utf-8") as picture:
         return picture.read()
 
 
@@ -36,6 +37,13 @@ def test_the_way_of_a_request():
     assert len(places) > 6
     for place in places:
         assert glob.glob(os.path.join(ROOT, f"{place}*")), place
+
+
+def test_how_times_grow():
+    draw = script("growth", BENCH)
+    assert draw.drawing(draw.kept()) == committed("growth", BENCH)
+    with open(os.path.join(BENCH, "README.md"), encoding="utf-8") as readme:
+        assert "](growth.svg)" in readme.read()
 
 
 @pytest.mark.parametrize("name", ["session", "request"])
