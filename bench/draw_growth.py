@@ -41,7 +41,7 @@ PANELS = (
 )  # fmt: skip
 COLOURS = ("#79b8ff", "#7ee787", "#e3b341", "#d2a8ff", "#ff7b72")
 
-WIDE, TALL, LEFT, TOP, GAP = 330, 190, 58, 62, 96  # of a panel's inside, and around it
+WIDE, TALL, LEFT, TOP, GAP = 330, 190, 66, 62, 96  # of a panel's inside, and around it
 LEGEND = 17 * max(len(curves) for _, _, curves in PANELS)
 
 
