@@ -179,6 +179,17 @@ def test_another_shell_on_the_same_servers(client):
     assert client.runs() == []
 
 
+def test_a_program_in_the_place_of_the_shell(client):
+    """It has the sockets and its own arguments and input; its status is the status."""
+    script = 'test -S "$TARND_SOCKET" && test -S "$SCHEMA_REDIS" && cat && exit "$1"'
+    run = ["--run", "root@router", "sh", "-c", script, "sh"]
+    assert client.run(*run, "5", given="a line\n") == (5, "a line\n", "")
+    shell = client.open_shell()
+    assert client.run("--attach", *run, "0") == (0, "", "")
+    assert leave(shell) == (0, "")
+    assert client.runs() == []
+
+
 def test_two_at_once(client):
     """Each has servers of its own, and ends with its own shell."""
     first, second = client.open_shell(), client.open_shell()
@@ -326,6 +337,8 @@ def test_directories_that_others_may_use(client, place):
         (["host:ssh"], "no [USER@]HOST[:PORT]: host:ssh"),
         (["--stop", "host", "pwd"], "--stop takes a device and nothing else"),
         (["--attach", "--stop", "host"], "--stop takes a device and nothing else"),
+        (["--run", "host"], "--run: no such program: "),
+        (["--run", "host", "no-such-thing"], "--run: no such program: no-such-thing"),
         (["--nonsense"], "option --nonsense not recognized"),
         (["--programs", "/nowhere", "host"], "/nowhere/schemac: there is no such program"),
     ],

@@ -73,7 +73,7 @@ def converse(options, path, servers):
     program = options.program("vandel")
     sockets = [os.path.join(path, name) for name in ("redis.sock", "tarnd.sock")]
     if options.command is None:
-        child = shell.start_shell(program, sockets)
+        child = shell.start_shell(options.run or [program], sockets)
     else:
         child = shell.start_command(program, sockets, options.target, options.command)
     try:
@@ -101,7 +101,7 @@ def begin(options):
         connect(options, run, servers)
         run.ready()
         status = converse(options, run.path, servers)
-        if status != 0 and (words := servers.last_words("tarnd-gateway")):
+        if status != 0 and not options.run and (words := servers.last_words("tarnd-gateway")):
             complain(f"the gateway has said{words}")
         return status
     finally:

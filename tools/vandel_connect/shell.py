@@ -43,8 +43,9 @@ def environment(sockets, change=str):
     return found
 
 
-def start_shell(program, sockets):
-    return start([program], env=environment(sockets))
+def start_shell(words, sockets):
+    """The shell, or a program in its place."""
+    return start(words, env=environment(sockets))
 
 
 def start_command(program, sockets, target, line):
