@@ -53,5 +53,10 @@ def test_the_recipes_have_the_version():
     assert [os.path.basename(path) for path in yocto] == [f"vandel_{VERSION}.bb"]
 
 
+def test_the_collection_has_the_version():
+    text = read("tools/ansible_collections/vandel/netconf/galaxy.yml")
+    assert re.findall(r"(?m)^version: (.*)$", text) == [VERSION]
+
+
 def test_there_are_man_pages():
     assert len(PAGES) >= 8

@@ -1,9 +1,12 @@
-"""A NETCONF server behind a real ssh server, which needs no port: ssh runs it for each
-connection and speaks to it through a pipe."""
+"""A NETCONF server behind a real ssh server, which is run for each connection: by ssh, which
+speaks to it through a pipe, or on a port of its own."""
 
 import os
 import shlex
+import socket
 import subprocess
+
+from .servers import Listener, stop
 
 SSHD = "/usr/sbin/sshd"
 # As root it wants this directory, which only a running system has.
@@ -25,13 +28,16 @@ def key(directory, name):
         return path, public.read()
 
 
-def configure(directory, transport, environment):
-    """The path of a file for ssh -F, with which every host is this one.
+def prepare(directory, transport, environment):
+    """What runs the ssh server on its standard input, and the text of its public key.
 
-    transport is the command that leads to the server, and environment what it needs.
+    transport is the command that leads to the NETCONF server, and environment what it needs.
+    The key of the user is made where there is none.
     """
     host_key, host_public = key(directory, "host_key")
-    user_key, user_public = key(directory, "user_key")
+    user_key = os.path.join(directory, "user_key")
+    if not os.path.exists(user_key):
+        key(directory, "user_key")
     names = [name for name in ("HOME", "USER", "SSH_CONNECTION") if name in environment]
     settings = [f"{name}={environment[name]}" for name in names]
     subsystem = write(
@@ -41,16 +47,53 @@ def configure(directory, transport, environment):
     )
     server = write(
         os.path.join(directory, "sshd_config"),
-        f"HostKey {host_key}\nAuthorizedKeysFile {write(f'{directory}/authorized', user_public)}\n"
+        f"HostKey {host_key}\nAuthorizedKeysFile {user_key}.pub\n"
         "StrictModes no\nUsePAM no\nPermitRootLogin yes\nPasswordAuthentication no\n"
         f"Subsystem netconf {subsystem}\n",
     )
-    proxy = f"{SSHD} -i -e -f {server}"
+    command = f"{SSHD} -i -e -f {server}"
     if os.geteuid() == 0:
-        proxy = f"unshare --mount sh -c '{PREPARE} && exec {proxy}' 2>>{directory}/sshd.log"
-    known = write(os.path.join(directory, "known_hosts"), f"* {host_public}")
+        command = f"unshare --mount sh -c '{PREPARE} && exec {command}' 2>>{directory}/sshd.log"
+    return command, host_public
+
+
+def write_client(directory, known, *more):
+    """The path of a file for ssh -F; known are lines of keys."""
+    known = write(os.path.join(directory, "known_hosts"), "".join(known))
     return write(
         os.path.join(directory, "ssh_config"),
-        f"IdentityFile {user_key}\nIdentitiesOnly yes\nUserKnownHostsFile {known}\n"
-        f"GlobalKnownHostsFile /dev/null\nProxyCommand {proxy}\n",
+        f"IdentityFile {directory}/user_key\nIdentitiesOnly yes\nUserKnownHostsFile {known}\n"
+        "GlobalKnownHostsFile /dev/null\n" + "".join(f"{line}\n" for line in more),
     )
+
+
+def configure(directory, transport, environment):
+    """The path of a file for ssh -F, with which every host is this one."""
+    command, public = prepare(directory, transport, environment)
+    return write_client(directory, [f"* {public}"], f"ProxyCommand {command}")
+
+
+class Sshd:
+    """On a free port of the loopback, until stop()."""
+
+    def __init__(self, directory, transport, environment):
+        self.command, self.public = prepare(directory, transport, environment)
+        self.processes = []
+        listener = socket.create_server(("127.0.0.1", 0))
+        self.address = f"127.0.0.1:{listener.getsockname()[1]}"
+        self.listener = Listener(None, self._take, listener)
+
+    def _take(self, connection):
+        with connection:
+            words = ["sh", "-c", f"exec {self.command}"]
+            self.processes.append(subprocess.Popen(words, stdin=connection, stdout=connection))
+
+    def known(self):
+        """Its line in a file of known hosts."""
+        host, _, port = self.address.partition(":")
+        return f"[{host}]:{port} {self.public}"
+
+    def stop(self):
+        self.listener.stop(10)
+        for process in self.processes:
+            stop(process)

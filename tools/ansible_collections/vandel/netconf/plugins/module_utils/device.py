@@ -1,0 +1,137 @@
+"""A device as the modules see it: through vandel-do."""
+
+import os
+import subprocess
+import tempfile
+from xml.etree import ElementTree
+
+BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
+OPERATION = f"{{{BASE}}}operation"
+ARGUMENTS = {
+    "host": {"type": "str"},
+    "connect": {"type": "list", "elements": "str", "default": []},
+    "timeout": {"type": "int", "default": 60},
+}
+REFUSED_BY_DEVICE, UNREACHABLE = 1, 3
+# vandel-connect holds the device until its standard input is closed.
+HOLD = 'printf "%s\\n" "$TARND_SOCKET" "$SCHEMA_REDIS" && exec cat'
+
+
+class Device:
+    """Open as long as it is entered. What fails here ends the module."""
+
+    def __init__(self, module):
+        self.module = module
+        self.program = module.get_bin_path("vandel-do", required=True)
+        self.connection = None
+        self.environment = {}
+        self.directory = tempfile.TemporaryDirectory(prefix="vandel-ansible.")
+
+    def __enter__(self):
+        if self.module.params["host"]:
+            self._connect()
+        return self
+
+    def __exit__(self, *_):
+        if self.connection:
+            self.connection.communicate()
+        self.directory.cleanup()
+
+    def path(self, name):
+        return os.path.join(self.directory.name, name)
+
+    def _connect(self):
+        words = [self.module.get_bin_path("vandel-connect", required=True), "-oBatchMode=yes"]
+        words += [*self.module.params["connect"], "--run", self.module.params["host"]]
+        with open(self.path("said"), "w+", encoding="utf-8") as said:
+            self.connection = subprocess.Popen(
+                [*words, "sh", "-c", HOLD],
+                stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=said, text=True,
+            )  # fmt: skip
+            for name in ("TARND_SOCKET", "SCHEMA_REDIS"):
+                self.environment[name] = self.connection.stdout.readline().rstrip("\n")
+            if not self.environment["SCHEMA_REDIS"]:
+                self.connection.communicate()
+                said.seek(0)
+                self.fail(self.connection.returncode, said.read())
+
+    def run(self, lines, *options):
+        """Has vandel-do run lines; (exit status, standard output, standard error)."""
+        words = [
+            self.program,
+            "--no-notifications",
+            "--timeout",
+            str(self.module.params["timeout"]),
+        ]
+        given = "".join(f"{line}\n" for line in lines)
+        return self.module.run_command(
+            [*words, *options], data=given, binary_data=True, environ_update=self.environment
+        )
+
+    def fail(self, status, said, **result):
+        """Ends the module with what was said of a status that is not 0."""
+        said = said.strip()
+        if status == UNREACHABLE:
+            self.module.exit_json(unreachable=True, msg=said, **result)
+        self.module.fail_json(msg=said, rc=status, **result)
+
+    def read(self, datastore):
+        """All of a datastore, as an element `data`."""
+        path = self.path(datastore)
+        status, _, said = self.run([f"export-config {datastore} {path}"], "--xml")
+        if status != 0:
+            self.fail(status, said)
+        if not os.path.exists(path):
+            return ElementTree.Element("data")  # of nothing, an export makes no file
+        data = ElementTree.parse(path).getroot()
+        os.remove(path)
+        return data
+
+
+def text_of(data):
+    """The element, laid out for comparing and for people, without prefixes."""
+    root = ElementTree.fromstring(ElementTree.tostring(data))
+    _name(root, "")
+    ElementTree.indent(root)
+    return ElementTree.tostring(root, encoding="unicode") + "\n"
+
+
+def _name(element, outer):
+    space, _, name = element.tag.rpartition("}")
+    if space != outer:
+        element.set("xmlns", space[1:])
+    element.tag = name
+    for child in element:
+        _name(child, space)
+
+
+def fulfils(data, request):
+    """Whether all that a request asks for is so."""
+    return all(_is_so(data, wanted) for wanted in request)
+
+
+def _is_so(parent, wanted):
+    is_deleted = OPERATION in wanted.attrib
+    return is_deleted != any(_matches(child, wanted, is_deleted) for child in parent)
+
+
+def _matches(element, wanted, is_any_value):
+    if element.tag != wanted.tag:
+        return False
+    if not (len(wanted) or is_any_value and not wanted.text):
+        return (element.text or "") == (wanted.text or "")
+    return fulfils(element, wanted)
+
+
+def errors(replies):
+    """What the device has said against a request, from the output of vandel-do --xml."""
+    found = []
+    try:
+        for error in ElementTree.fromstring(replies).iter(f"{{{BASE}}}rpc-error"):
+            said = error.find(f"{{{BASE}}}error-message")
+            said = error.find(f"{{{BASE}}}error-tag") if said is None else said
+            path = error.findtext(f"{{{BASE}}}error-path")
+            found.append(f"{said.text.strip()}" + (f" ({path.strip()})" if path else ""))
+    except (ElementTree.ParseError, AttributeError):
+        pass
+    return "; ".join(found)

@@ -1,0 +1,133 @@
+#!/usr/bin/python3
+"""Changes the configuration of a device in one request, or puts an export in its place."""
+
+import shutil
+from xml.etree import ElementTree
+
+from ansible.module_utils.basic import AnsibleModule
+from ansible_collections.vandel.netconf.plugins.module_utils.device import (
+    ARGUMENTS,
+    BASE,
+    REFUSED_BY_DEVICE,
+    Device,
+    errors,
+    fulfils,
+    text_of,
+)
+
+DOCUMENTATION = """
+module: vandel_config
+short_description: Change the configuration of a NETCONF device
+description:
+  - Stages lines of C(vandel) and commits them in one request, which the device carries out whole
+    or not at all. Or puts a file of C(export-config) in the place of the running configuration.
+  - The running configuration is read before and after; the task has changed something when the
+    two differ. What it holds already is not sent at all.
+  - In check mode nothing is sent. The task has changed something when the running configuration
+    does not hold what the request asks for.
+  - The shell refuses to delete an entry that is not there.
+options:
+  lines:
+    description:
+      - What to stage, C(cd), C(set), C(delete) and C(add-listentry). The commit follows by itself.
+    type: list
+    elements: str
+  restore:
+    description:
+      - The file to put in the place of the running configuration.
+    type: path
+extends_documentation_fragment: vandel.netconf.device
+author: The maintainers of vandel
+"""
+
+EXAMPLES = """
+- hosts: routers
+  connection: local
+  gather_facts: false
+  module_defaults:
+    group/vandel.netconf.all:
+      host: "admin@{{ ansible_host }}"
+  tasks:
+    - vandel.netconf.vandel_config:
+        lines:
+          - cd vandel-device
+          - set system/hostname {{ inventory_hostname }}
+          - set system/location "Hall 2"
+
+    - vandel.netconf.vandel_config:
+        restore: "{{ playbook_dir }}/exports/{{ inventory_hostname }}.xml"
+"""
+
+RETURN = """
+request:
+  description: The XML that is sent, or that check mode does not send.
+  returned: when the lines can be staged
+  type: str
+stdout:
+  description: What the shell says of a line that it refuses.
+  returned: when the lines cannot be staged
+  type: str
+rc:
+  description: The exit status of C(vandel-do) or C(vandel-connect).
+  returned: failure
+  type: int
+"""
+
+STAGING = ("cd", "set", "delete", "add-listentry")
+
+
+def staged(module, device):
+    """The request of the lines, the element around it, and the lines that send it."""
+    lines = [line for entry in module.params["lines"] for line in entry.split("\n")]
+    for line in lines:
+        word = line.strip().partition(" ")[0]
+        if word not in (*STAGING, "") and not word.startswith("#"):
+            module.fail_json(msg=f"{word}: of the commands, only {', '.join(STAGING)} stage")
+    lines.append("commit")
+    status, request, said = device.run(lines, "--dry-run")
+    if status != 0:
+        device.fail(status, said, stdout=request)
+    return request, ElementTree.fromstring(f'<data xmlns:xc="{BASE}">{request}</data>'), lines
+
+
+def main():
+    arguments = {
+        **ARGUMENTS,
+        "lines": {"type": "list", "elements": "str"},
+        "restore": {"type": "path"},
+    }
+    module = AnsibleModule(
+        arguments,
+        supports_check_mode=True,
+        required_one_of=[("lines", "restore")],
+        mutually_exclusive=[("lines", "restore")],
+    )
+    with Device(module) as device:
+        before = device.read("running")
+        if module.params["restore"]:
+            path = shutil.copy(module.params["restore"], device.path("restore.xml"))
+            wanted = ElementTree.parse(path).getroot()
+            request = text_of(wanted)
+            is_so = request == text_of(before)
+            lines = [f"import-config {path} running"]
+        else:
+            request, wanted, lines = staged(module, device)
+            is_so = fulfils(before, wanted)
+        result = {"changed": False, "request": request}
+        if is_so:
+            module.exit_json(**result)
+        if module.check_mode:
+            module.exit_json(**{**result, "changed": True, "diff": {"prepared": request}})
+        status, replies, said = device.run(lines, "--xml")
+        if status > REFUSED_BY_DEVICE:
+            device.fail(status, said, **result)
+        texts = [text_of(data) for data in (before, device.read("running"))]
+        result["changed"] = texts[0] != texts[1]
+        result["diff"] = dict(zip(("before", "after"), texts))
+        if status == REFUSED_BY_DEVICE:
+            device.fail(status, f"{said.strip()}: {errors(replies)}", **result)
+        module.exit_json(**result)
+
+
+if __name__ == "__main__":
+    main()
