@@ -252,20 +252,27 @@ def test_diff_mode_shows_running_before_and_after(fleet):
         assert again.recap == {"r1": {"ok"}}
 
 
+def test_a_request_that_changes_nothing(fleet):
+    """It is sent, as it is not what the device has, and the device says that it is the same."""
+    names = ("r1",)
+    assert fleet.play("vandel_config", names=names, lines=LINES).recap["r1"] == {"ok", "changed"}
+    line = "set /vandel-device/interfaces/interface[name=e0]/mtu 09000"
+    again = fleet.play("vandel_config", names=names, lines=[line])
+    assert "<mtu>09000</mtu>" in again.results["r1"]["request"]
+    assert again.recap == {"r1": {"ok"}}
+    assert fleet.routers["r1"].running() == configured("r1")
+
+
 def test_a_value_that_is_deleted(fleet):
-    set_it, delete_it = (
-        f"{word} /vandel-device/system/contact" for word in ("set", "delete")
-    )  # fmt: skip
-    one = {"names": ("r2",)}
-    assert fleet.play("vandel_config", lines=[f"{set_it} noc"], **one).recap["r2"] == {
-        "ok", "changed"
-    }  # fmt: skip
+    def recap(*options, line="delete /vandel-device/system/contact"):
+        return fleet.play("vandel_config", *options, names=("r2",), lines=[line]).recap["r2"]
+
+    assert recap(line="set /vandel-device/system/contact noc") == {"ok", "changed"}
     assert fleet.routers["r2"].running() == {"system/contact": "noc"}
-    done = fleet.play("vandel_config", "--check", lines=[delete_it], **one)
-    assert done.recap["r2"] == {"ok", "changed"}
-    assert fleet.play("vandel_config", lines=[delete_it], **one).recap["r2"] == {"ok", "changed"}
+    assert recap("--check") == {"ok", "changed"}
+    assert recap() == {"ok", "changed"}
     assert fleet.routers["r2"].running() == {}
-    assert fleet.play("vandel_config", lines=[delete_it], **one).recap["r2"] == {"ok"}
+    assert recap() == {"ok"}
 
 
 def test_an_export_is_restored(fleet):

@@ -117,13 +117,17 @@ def main():
         if is_so:
             module.exit_json(**result)
         if module.check_mode:
-            module.exit_json(**{**result, "changed": True, "diff": {"prepared": request}})
+            result["changed"] = True
+            if module._diff:
+                result["diff"] = {"prepared": request}
+            module.exit_json(**result)
         status, replies, said = device.run(lines, "--xml")
         if status > REFUSED_BY_DEVICE:
             device.fail(status, said, **result)
         texts = [text_of(data) for data in (before, device.read("running"))]
         result["changed"] = texts[0] != texts[1]
-        result["diff"] = dict(zip(("before", "after"), texts))
+        if module._diff:  # or else all of the configuration would stand in every result
+            result["diff"] = dict(zip(("before", "after"), texts))
         if status == REFUSED_BY_DEVICE:
             device.fail(status, f"{said.strip()}: {errors(replies)}", **result)
         module.exit_json(**result)
