@@ -121,7 +121,8 @@ def test_yocto_s_packages_hold_all_that_is_installed(tmp_path):
         if name.endswith(".bb")
     )
     variables = read_assignments(recipe)
-    variables.update(bindir="bin", libdir="lib", nonarch_libdir="lib", datadir="share")
+    variables.update(bindir="bin", libdir="lib", libexecdir="libexec")
+    variables.update(nonarch_libdir="lib", datadir="share")
 
     def patterns(package):
         text = variables[f"FILES:{package}"]

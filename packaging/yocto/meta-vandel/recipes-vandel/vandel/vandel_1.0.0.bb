@@ -30,7 +30,8 @@ PACKAGE_BEFORE_PN = "${PN}-host"
 COMPLETIONS = "${datadir}/bash-completion/completions"
 FILES:${PN} += "${nonarch_libdir}/tmpfiles.d ${COMPLETIONS}/vandel"
 FILES:${PN}-host = "${bindir}/schemac ${bindir}/tarnd-gateway ${bindir}/vandel-* \
-    ${libdir}/vandel ${nonarch_libdir}/sysusers.d ${nonarch_libdir}/systemd ${datadir}/vandel \
+    ${libdir}/vandel ${libexecdir}/vandel ${nonarch_libdir}/sysusers.d ${nonarch_libdir}/systemd \
+    ${datadir}/vandel ${datadir}/ansible \
     ${COMPLETIONS}/schemac ${COMPLETIONS}/tarnd-gateway ${COMPLETIONS}/vandel-*"
 RDEPENDS:${PN}-host = "python3-core python3-json python3-xml"
 
