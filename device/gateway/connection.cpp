@@ -1,5 +1,6 @@
 #include "device/gateway/connection.h"
 
+#include <algorithm>
 #include <errno.h>
 #include <new>
 #include <string.h>
@@ -36,9 +37,7 @@ bool would_block()
 io_result write_out(outgoing *message, int target, bool *progress)
 {
     while (!outgoing_idle(message)) {
-        struct iovec parts[outgoing_part_count];
-        const int count = outgoing_parts(message, parts);
-        const ssize_t size = writev(target, parts, count);
+        const ssize_t size = writev(target, message->parts, outgoing_part_count);
         if (size < 0)
             return would_block() ? io_blocked : io_failed;
         outgoing_advance(message, static_cast<size_t>(size));
@@ -445,20 +444,12 @@ int64_t connection_deadline(const connection *link)
     // What the command left in its pipe is to be read without waiting.
     if (link->server.pid == 0 && !link->server_ended && relay_server_wanted(&link->session))
         return 0;
-    int64_t deadline = idle_deadline(link);
-    if (silence_deadline(link) < deadline)
-        deadline = silence_deadline(link);
-    if (keepalive_deadline(link) < deadline)
-        deadline = keepalive_deadline(link);
-    if (link->give_up != 0 && link->give_up < deadline)
-        deadline = link->give_up;
-    if (link->nudge != 0 && link->nudge < deadline)
-        deadline = link->nudge;
-    if (relay_awaits_hello(&link->session) && link->hello_by < deadline)
-        deadline = link->hello_by;
-    if (link->server.pid != 0 && link->server.next_signal != 0 && link->server.deadline < deadline)
-        deadline = link->server.deadline;
-    return deadline;
+    const bool is_ending = link->server.pid != 0 && link->server.next_signal != 0;
+    return std::min({idle_deadline(link), silence_deadline(link), keepalive_deadline(link),
+                     link->give_up != 0 ? link->give_up : INT64_MAX,
+                     link->nudge != 0 ? link->nudge : INT64_MAX,
+                     relay_awaits_hello(&link->session) ? link->hello_by : INT64_MAX,
+                     is_ending ? link->server.deadline : INT64_MAX});
 }
 
 bool connection_finished(const connection *link)

@@ -14,13 +14,11 @@ constexpr int outgoing_part_count = 3;
 
 // All zero: nothing to send. Owns the body.
 struct outgoing {
+    struct iovec parts[outgoing_part_count]; // what is left of head, body and tail
     char head[outgoing_edge_size];
-    size_t head_size;
     byte_buffer body;
     byte_buffer *keep; // gets the body when all is sent; null: it is released
     char tail[outgoing_edge_size];
-    size_t tail_size;
-    size_t sent; // bytes of head, body and tail that are out
 };
 
 // Loads a message into an idle record; body becomes empty. The edges are at
@@ -30,9 +28,6 @@ void outgoing_load(outgoing *message, const char *head, size_t head_size, byte_b
 
 // Whether nothing is left to send.
 bool outgoing_idle(const outgoing *message);
-
-// Fills parts with what is left to send and returns how many were filled.
-int outgoing_parts(const outgoing *message, struct iovec parts[outgoing_part_count]);
 
 // Counts size more bytes as sent (no more than are left); the body is released,
 // or kept where the owner has set keep after loading it, when the last one is.

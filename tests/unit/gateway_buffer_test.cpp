@@ -26,12 +26,10 @@ byte_buffer buffer_of(const std::string &text)
 
 std::string left_of(const outgoing *message)
 {
-    struct iovec parts[outgoing_part_count];
-    const int count = outgoing_parts(message, parts);
     std::string text;
-    for (int at = 0; at < count; at++) {
-        EXPECT_GT(parts[at].iov_len, 0U);
-        text.append(static_cast<const char *>(parts[at].iov_base), parts[at].iov_len);
+    for (const struct iovec &part : message->parts) {
+        if (part.iov_len > 0)
+            text.append(static_cast<const char *>(part.iov_base), part.iov_len);
     }
     return text;
 }
