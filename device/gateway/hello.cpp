@@ -1,10 +1,10 @@
 #include "device/gateway/hello.h"
 
+#include <charconv>
 #include <memory>
 #include <new>
 #include <string_view>
 
-#include "device/gateway/xml_leaf.h"
 #include "device/gateway/xml_walk.h"
 #include "format/namespaces.h"
 
@@ -59,9 +59,7 @@ int note_module(server_hello *hello, std::string_view capability)
 // What is known of a hello on the way through it.
 struct hello_reader {
     server_hello *hello;
-    bool is_hello;
     bool lacks_memory;
-    xml_leaf leaf;
     xml_walk walk;
 };
 
@@ -77,39 +75,27 @@ void note_capability(server_hello *hello, std::string_view capability)
 // A decimal number from 1 to 2^32 - 1; 0 for anything else.
 uint32_t read_session_id(std::string_view text)
 {
-    uint64_t number = 0;
-    for (const char digit : text) {
-        if (digit < '0' || digit > '9')
-            return 0;
-        number = number * 10 + static_cast<uint64_t>(digit - '0');
-        if (number > UINT32_MAX)
-            return 0;
-    }
-    return static_cast<uint32_t>(number);
+    uint32_t number = 0;
+    const char *end = text.data() + text.size();
+    const std::from_chars_result read = std::from_chars(text.data(), end, number);
+    return read.ec == std::errc() && read.ptr == end ? number : 0;
 }
 
-xml_step on_start(void *context, const xml_walk *walk)
+bool has_hello_root(const xml_walk *walk)
 {
-    auto *reader = static_cast<hello_reader *>(context);
-    if (walk->depth == 1)
-        reader->is_hello = xml_element_is(&walk->open[0], netconf_base_namespace, "hello");
-    xml_leaf_start(&reader->leaf);
-    return reader->is_hello ? xml_step_on : xml_step_fail;
+    return xml_element_is(&walk->open[0], netconf_base_namespace, "hello");
 }
 
-xml_step on_text(void *context, const xml_walk *, std::string_view text)
+xml_step on_start(void *, const xml_walk *walk)
 {
-    xml_leaf_text(&static_cast<hello_reader *>(context)->leaf, text);
-    return xml_step_on;
+    return has_hello_root(walk) ? xml_step_on : xml_step_fail;
 }
 
 xml_step on_end(void *context, const xml_walk *walk, size_t)
 {
     auto *reader = static_cast<hello_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
-    std::string_view text;
-    if (!xml_leaf_end(&reader->leaf, &text))
-        return xml_step_on;
+    const std::string_view text = xml_walk_leaf(walk);
     if (xml_element_is(element, netconf_base_namespace, "capability")) {
         note_capability(reader->hello, text);
         reader->lacks_memory |= note_module(reader->hello, text) != 0;
@@ -122,7 +108,7 @@ xml_step on_end(void *context, const xml_walk *walk, size_t)
 
 const char *server_hello_read(const char *text, size_t size, server_hello *hello)
 {
-    static const xml_events events = {on_start, on_text, on_end};
+    static const xml_events events = {on_start, nullptr, on_end};
     *hello = {};
     if (size > hello_size_limit)
         return "the server's hello is too long";
@@ -131,7 +117,7 @@ const char *server_hello_read(const char *text, size_t size, server_hello *hello
         return "out of memory for the server's hello";
     reader->hello = hello;
     const int result = xml_walk_run(&reader->walk, {text, size}, &events, reader.get());
-    if (!reader->is_hello && reader->walk.step == xml_step_fail)
+    if (reader->walk.step == xml_step_fail && !has_hello_root(&reader->walk))
         return "the server's first message is not a hello";
     if (result != 0)
         return "the server's hello is not well-formed";

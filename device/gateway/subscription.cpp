@@ -6,7 +6,6 @@
 
 #include "bounded.h"
 #include "device/gateway/answers.h"
-#include "device/gateway/xml_leaf.h"
 #include "device/gateway/xml_prefixes.h"
 #include "device/gateway/xml_walk.h"
 #include "format/namespaces.h"
@@ -74,32 +73,18 @@ int append_filter(const char *filter, const server_modules *modules, byte_buffer
 struct start_reader {
     char session[16]; // its number
     bool is_own;
-    xml_leaf leaf;
     xml_walk walk;
 };
-
-xml_step on_start(void *context, const xml_walk *)
-{
-    xml_leaf_start(&static_cast<start_reader *>(context)->leaf);
-    return xml_step_on;
-}
-
-xml_step on_text(void *context, const xml_walk *, std::string_view text)
-{
-    xml_leaf_text(&static_cast<start_reader *>(context)->leaf, text);
-    return xml_step_on;
-}
 
 xml_step on_end(void *context, const xml_walk *walk, size_t)
 {
     auto *reader = static_cast<start_reader *>(context);
-    std::string_view text;
-    const bool is_number = xml_leaf_end(&reader->leaf, &text) && walk->depth == 3 &&
+    const bool is_number = walk->depth == 3 &&
                            xml_element_is(&walk->open[1], session_namespace, start_name) &&
                            xml_element_is(&walk->open[2], session_namespace, "session-id");
     if (!is_number)
         return xml_step_on;
-    reader->is_own = text == reader->session;
+    reader->is_own = xml_walk_leaf(walk) == reader->session;
     return xml_step_end;
 }
 
@@ -124,7 +109,7 @@ int subscription_write(const subscription_wish *wish, const server_modules *modu
 
 bool subscription_tells_start(std::string_view message, uint32_t session_id)
 {
-    static const xml_events events = {on_start, on_text, on_end};
+    static const xml_events events = {nullptr, nullptr, on_end};
     if (message.find(start_name) == std::string_view::npos)
         return false;
     const std::unique_ptr<start_reader> reader(new (std::nothrow) start_reader{});

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "bounded.h"
-#include "device/gateway/xml_leaf.h"
 #include "device/gateway/xml_walk.h"
 #include "format/namespaces.h"
 
@@ -82,20 +81,7 @@ struct error_reader {
     bool is_found;
     char *dest;
     size_t dest_size;
-    xml_leaf leaf;
 };
-
-xml_step on_error_start(void *context, const xml_walk *)
-{
-    xml_leaf_start(&static_cast<error_reader *>(context)->leaf);
-    return xml_step_on;
-}
-
-xml_step on_error_text(void *context, const xml_walk *, std::string_view text)
-{
-    xml_leaf_text(&static_cast<error_reader *>(context)->leaf, text);
-    return xml_step_on;
-}
 
 xml_step on_error_end(void *context, const xml_walk *walk, size_t)
 {
@@ -103,8 +89,8 @@ xml_step on_error_end(void *context, const xml_walk *walk, size_t)
     const xml_element *element = &walk->open[walk->depth - 1];
     const bool is_tag = xml_element_is(element, netconf_base_namespace, "error-tag");
     const bool is_message = xml_element_is(element, netconf_base_namespace, "error-message");
-    std::string_view text;
-    if (!xml_leaf_end(&reader->leaf, &text) || text.empty())
+    const std::string_view text = xml_walk_leaf(walk);
+    if (text.empty())
         return xml_step_on;
     if (reader->name != nullptr) {
         reader->is_found =
@@ -121,7 +107,7 @@ xml_step on_error_end(void *context, const xml_walk *walk, size_t)
 // Errors stand at the beginning of a reply; nothing is found without memory.
 void read_errors(const char *text, size_t size, error_reader *reader)
 {
-    static const xml_events events = {on_error_start, on_error_text, on_error_end};
+    static const xml_events events = {nullptr, nullptr, on_error_end};
     const std::unique_ptr<xml_walk> walk(new (std::nothrow) xml_walk{});
     const size_t head_size = size < head_size_limit ? size : head_size_limit;
     if (walk != nullptr)

@@ -1,7 +1,7 @@
 // The parser tells of an element when its start tag has been read, and stands at the bracket
-// that closes it. It compares each attribute of a tag with all others. So it gets the text in
-// small pieces, and no further one when it has been in one tag for some of them. (The parser that
-// is fed would be simpler to stop, but goes through a long CDATA section again and again.)
+// that closes it. It compares each attribute of a tag with all others, so it gets nothing of a
+// tag that is far too long. (The parser that is fed would be simpler to stop, but goes through a
+// long CDATA section again and again.)
 #include "device/gateway/xml_walk.h"
 
 #include "device/gateway/xml_characters.h"
@@ -10,7 +10,7 @@ namespace
 {
 
 constexpr size_t attributes_limit = 4096;
-constexpr size_t waiting_limit = 2 * attributes_limit;
+constexpr size_t tag_limit = 2 * attributes_limit;
 
 std::string_view view(const xmlChar *text)
 {
@@ -26,7 +26,6 @@ size_t position(const xml_walk *walk)
 void take_step(xml_walk *walk, xml_step step)
 {
     walk->step = step;
-    walk->settled = position(walk);
     if (step != xml_step_on)
         xmlStopParser(walk->parser.get());
 }
@@ -105,8 +104,14 @@ void on_start(void *context, const xmlChar *local, const xmlChar *prefix, const 
     const bool is_known = is_bound && declare(walk, space_count, spaces) == 0 &&
                           locate(walk, view(prefix), element) == 0 &&
                           is_told_whole(element, space_count + attribute_count);
-    take_step(walk, is_known ? walk->events->start(walk->context, walk) : xml_step_fail);
-    walk->settled = element->content;
+    walk->is_leaf = true;
+    walk->leaf_size = 0;
+    if (!is_known) {
+        *element = {};
+        take_step(walk, xml_step_fail);
+    } else if (walk->events->start != nullptr) {
+        take_step(walk, walk->events->start(walk->context, walk));
+    }
 }
 
 void on_end(void *context, const xmlChar *, const xmlChar *, const xmlChar *)
@@ -115,6 +120,7 @@ void on_end(void *context, const xmlChar *, const xmlChar *, const xmlChar *)
     take_step(walk, walk->events->end(walk->context, walk, position(walk)));
     while (walk->space_count > 0 && walk->spaces[walk->space_count - 1].depth == walk->depth)
         walk->space_count--;
+    walk->is_leaf = false;
     walk->depth--;
 }
 
@@ -122,27 +128,9 @@ void on_text(void *context, const xmlChar *text, int size)
 {
     auto *walk = static_cast<xml_walk *>(context);
     const std::string_view piece(reinterpret_cast<const char *>(text), static_cast<size_t>(size));
-    // The parser may not have moved over it yet.
-    const bool is_ahead = text == walk->parser->input->cur;
-    const bool is_wanted = walk->events->text != nullptr;
-    take_step(walk, is_wanted ? walk->events->text(walk->context, walk, piece) : xml_step_on);
-    walk->settled += is_ahead ? piece.size() : 0;
-}
-
-// After the XML declaration.
-void on_document(void *context)
-{
-    take_step(static_cast<xml_walk *>(context), xml_step_on);
-}
-
-void on_comment(void *context, const xmlChar *)
-{
-    take_step(static_cast<xml_walk *>(context), xml_step_on);
-}
-
-void on_instruction(void *context, const xmlChar *, const xmlChar *)
-{
-    take_step(static_cast<xml_walk *>(context), xml_step_on);
+    walk->leaf_size += piece.copy(walk->leaf + walk->leaf_size, xml_leaf_size - walk->leaf_size);
+    if (walk->events->text != nullptr)
+        take_step(walk, walk->events->text(walk->context, walk, piece));
 }
 
 // A message may not have one; so none of its entities are ever declared.
@@ -151,29 +139,59 @@ void on_document_type(void *context, const xmlChar *, const xmlChar *, const xml
     take_step(static_cast<xml_walk *>(context), xml_step_fail);
 }
 
-// Whether the parser has been in one tag for too long. Of blanks around the root it tells
-// nothing, and of a text it may have told all but the last character.
-bool is_in_long_tag(xml_walk *walk)
+// Where the comment or the like ends that begins at a '<'; the same place: it is a tag.
+size_t aside_end(std::string_view text, size_t at)
 {
-    constexpr size_t character_limit = 4;
-    while (walk->settled < walk->given && xml_is_blank(walk->text[walk->settled]))
-        walk->settled++;
-    const size_t from = walk->text.substr(walk->settled, character_limit + 1).find('<');
-    if (from == std::string_view::npos || walk->given - walk->settled <= waiting_limit)
-        return false;
-    const char next = walk->text[walk->settled + from + 1];
-    return next != '!' && next != '?';
+    constexpr struct {
+        std::string_view opener;
+        std::string_view closer;
+    } asides[] = {{"</", ">"}, {"<?", "?>"}, {"<!--", "-->"}, {"<![CDATA[", "]]>"}};
+    for (const auto &aside : asides) {
+        if (text.substr(at, aside.opener.size()) == aside.opener)
+            return text.find(aside.closer, at + aside.opener.size());
+    }
+    return at;
+}
+
+// The size of a tag up to its last bracket, or of as much of it as there is.
+size_t tag_size(std::string_view tag)
+{
+    char quote = '\0';
+    for (size_t size = 1; size < tag.size(); size++) {
+        const char byte = tag[size];
+        if (quote == '\0' && byte == '>')
+            return size;
+        if (quote == '\0' && (byte == '"' || byte == '\''))
+            quote = byte;
+        else if (quote == byte)
+            quote = '\0';
+    }
+    return tag.size();
+}
+
+// Measures the tags that begin in front of end; a text is usable up to one that is too long.
+void measure_tags(xml_walk *walk, size_t end)
+{
+    while (walk->tag < end && walk->tag < walk->usable.size()) {
+        const size_t aside = aside_end(walk->text, walk->tag);
+        const bool is_tag = aside == walk->tag;
+        const size_t size = is_tag ? tag_size(walk->text.substr(walk->tag, tag_limit)) : 0;
+        if (size == tag_limit)
+            walk->usable = walk->text.substr(0, walk->tag);
+        else
+            walk->tag = walk->text.find('<', aside + size);
+    }
 }
 
 // Gives the parser the next piece; -1: there is no use.
 int give_piece(void *context, char *buffer, int size)
 {
     auto *walk = static_cast<xml_walk *>(context);
-    if (walk->parser != nullptr && is_in_long_tag(walk))
-        walk->step = xml_step_fail;
-    if (walk->step != xml_step_on)
+    const bool is_broken = walk->parser != nullptr && walk->parser->wellFormed == 0;
+    if (is_broken || walk->step != xml_step_on)
         return -1;
-    const size_t got = walk->text.copy(buffer, static_cast<size_t>(size), walk->given);
+    measure_tags(walk, walk->given + static_cast<size_t>(size));
+    const size_t got = walk->usable.copy(buffer, static_cast<size_t>(size), walk->given);
     walk->given += got;
     return static_cast<int>(got);
 }
@@ -182,14 +200,11 @@ int open_parser(xml_walk *walk)
 {
     xmlSAXHandler handler{};
     handler.initialized = XML_SAX2_MAGIC;
-    handler.startDocument = on_document;
     handler.startElementNs = on_start;
     handler.endElementNs = on_end;
     handler.characters = on_text;
     handler.ignorableWhitespace = on_text;
     handler.cdataBlock = on_text;
-    handler.comment = on_comment;
-    handler.processingInstruction = on_instruction;
     handler.internalSubset = on_document_type;
     walk->parser.reset(
         xmlCreateIOParserCtxt(&handler, walk, give_piece, nullptr, walk, XML_CHAR_ENCODING_UTF8));
@@ -216,14 +231,22 @@ int xml_walk_run(xml_walk *walk, std::string_view text, const xml_events *events
     walk->context = context;
     walk->step = xml_step_on;
     walk->given = 0;
-    walk->settled = 0;
+    walk->usable = text;
+    walk->tag = text.find('<');
     walk->depth = 0;
     walk->space_count = 0;
     if (open_parser(walk) != 0)
         return -1;
     xmlParseDocument(walk->parser.get());
+    if (walk->step == xml_step_on && walk->usable.size() < text.size())
+        walk->step = xml_step_fail;
     const bool is_whole = walk->step == xml_step_on && walk->parser->wellFormed != 0;
     return is_whole || walk->step == xml_step_end ? 0 : -1;
+}
+
+std::string_view xml_walk_leaf(const xml_walk *walk)
+{
+    return walk->is_leaf ? xml_trimmed({walk->leaf, walk->leaf_size}) : std::string_view{};
 }
 
 const xml_space *xml_walk_space(const xml_walk *walk, std::string_view prefix)

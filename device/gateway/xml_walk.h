@@ -20,6 +20,7 @@ constexpr char netconf_base_namespace[] = NETCONF_BASE_NAMESPACE;
 
 constexpr unsigned xml_depth_limit = 264;
 constexpr unsigned xml_space_limit = 256;
+constexpr size_t xml_leaf_size = 512;
 
 // All but the namespace are parts of the text.
 struct xml_element {
@@ -48,10 +49,10 @@ enum xml_step {
 struct xml_walk;
 
 // What is called on the way; each tells how to go on. The current element is
-// open[depth - 1].
+// open[depth - 1]. Start and text may be null.
 struct xml_events {
     xml_step (*start)(void *context, const xml_walk *walk);
-    xml_step (*text)(void *context, const xml_walk *walk, std::string_view text); // or null
+    xml_step (*text)(void *context, const xml_walk *walk, std::string_view text);
     xml_step (*end)(void *context, const xml_walk *walk, size_t end); // end: after its end tag
 };
 
@@ -64,10 +65,14 @@ struct xml_walk {
     void *context; // of the events
     xml_step step;
     xml_parser parser;
-    size_t given;   // bytes that the parser has got
-    size_t settled; // where what it met last has ended
-    unsigned depth; // elements that are open
+    std::string_view usable; // the part of the text that the parser may get ...
+    size_t given;            // ... and how much it has got
+    size_t tag;              // where the next tag begins that is not measured yet
+    unsigned depth;          // elements that are open
     unsigned space_count;
+    bool is_leaf; // no element has ended since the last start tag
+    size_t leaf_size;
+    char leaf[xml_leaf_size];
     xml_element open[xml_depth_limit];
     xml_space spaces[xml_space_limit];
 };
@@ -75,6 +80,10 @@ struct xml_walk {
 // Walks until the end of the text or until an event says so. 0, or -1: it failed, or
 // an event did, or there is no memory.
 int xml_walk_run(xml_walk *walk, std::string_view text, const xml_events *events, void *context);
+
+// The text of the element that ends, without the blanks around it; empty where it has children.
+// What passes 512 bytes is left out.
+std::string_view xml_walk_leaf(const xml_walk *walk);
 
 // The namespace that a prefix (empty: the default one) stands for in the current
 // element. Null: the prefix is not declared.

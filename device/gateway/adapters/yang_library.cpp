@@ -5,7 +5,6 @@
 #include <new>
 
 #include "device/gateway/adapters/adapter.h"
-#include "device/gateway/xml_leaf.h"
 #include "device/gateway/xml_walk.h"
 
 namespace
@@ -29,7 +28,6 @@ struct library_reader {
     server_modules *modules;
     kept_text name;
     kept_text uri;
-    xml_leaf leaf;
     xml_walk walk;
 };
 
@@ -41,18 +39,6 @@ bool is_library(const xml_element *element, std::string_view local)
 void keep(kept_text *kept, std::string_view text)
 {
     kept->size = text.size() < xml_leaf_size ? text.copy(kept->bytes, text.size()) : 0;
-}
-
-xml_step on_start(void *context, const xml_walk *)
-{
-    xml_leaf_start(&static_cast<library_reader *>(context)->leaf);
-    return xml_step_on;
-}
-
-xml_step on_text(void *context, const xml_walk *, std::string_view text)
-{
-    xml_leaf_text(&static_cast<library_reader *>(context)->leaf, text);
-    return xml_step_on;
 }
 
 xml_step end_module(library_reader *reader)
@@ -68,22 +54,20 @@ xml_step on_end(void *context, const xml_walk *walk, size_t)
 {
     auto *reader = static_cast<library_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
-    std::string_view text;
-    const bool is_leaf = xml_leaf_end(&reader->leaf, &text);
     if (is_library(element, "module"))
         return end_module(reader);
-    if (!is_leaf || walk->depth < 2 || !is_library(element - 1, "module"))
+    if (walk->depth < 2 || !is_library(element - 1, "module"))
         return xml_step_on;
     if (is_library(element, "name"))
-        keep(&reader->name, text);
+        keep(&reader->name, xml_walk_leaf(walk));
     else if (is_library(element, "namespace"))
-        keep(&reader->uri, text);
+        keep(&reader->uri, xml_walk_leaf(walk));
     return xml_step_on;
 }
 
 adapter_outcome take_reply(exchange *exchange, const message_head *, byte_buffer *message)
 {
-    static const xml_events events = {on_start, on_text, on_end};
+    static const xml_events events = {nullptr, nullptr, on_end};
     const std::unique_ptr<library_reader> reader(new (std::nothrow) library_reader{});
     if (reader != nullptr) {
         reader->modules = exchange->learned;
