@@ -1,5 +1,6 @@
 // tarnd-gateway: lets shells reach a NETCONF server.
 #include <fcntl.h>
+#include <libxml/parser.h>
 #include <limits.h>
 #include <stdio.h>
 #include <string.h>
@@ -8,7 +9,6 @@
 #include "device/gateway/gateway_options.h"
 #include "device/gateway/report.h"
 #include "device/gateway/supervisor.h"
-#include "device/gateway/xml_head.h"
 
 namespace
 {
@@ -47,6 +47,6 @@ int main(int count, char **arguments)
         puts("tarnd-gateway " VANDEL_VERSION);
         return 0;
     }
-    xml_start();
+    xmlInitParser();
     return gateway_run(&options);
 }

@@ -171,8 +171,3 @@ bool error_is_warning(std::string_view reply)
     return has_error(reply, "error-severity", "warning") &&
            !has_error(reply, "error-severity", "error");
 }
-
-void xml_start()
-{
-    xmlInitParser();
-}

@@ -41,7 +41,4 @@ bool error_tag_is(const char *text, size_t size, const char *tag);
 // Whether an error reply warns only: the operation was carried out.
 bool error_is_warning(std::string_view reply);
 
-// Prepares the XML library; call once, first.
-void xml_start();
-
 #endif

@@ -260,7 +260,7 @@ void check_errors(const std::string &message, const xmlNode *root)
 
 extern "C" int LLVMFuzzerInitialize(int * /*count*/, char *** /*words*/)
 {
-    xml_start();
+    xmlInitParser();
     return 0;
 }
 
