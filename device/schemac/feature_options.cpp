@@ -2,9 +2,7 @@
 #include "device/schemac/feature_options.h"
 
 #include <errno.h>
-#include <memory>
-#include <stdio.h>
-#include <stdlib.h>
+#include <fstream>
 #include <string.h>
 
 #include "device/schemac/report.h"
@@ -12,22 +10,6 @@
 
 namespace
 {
-
-struct file_deleter {
-    void operator()(FILE *file) const
-    {
-        fclose(file);
-    }
-};
-
-struct read_line {
-    char *text;
-    size_t size;
-    ~read_line()
-    {
-        free(text);
-    }
-};
 
 int add_line(feature_options *options, const char *path, unsigned number, const std::string &line)
 {
@@ -58,16 +40,14 @@ int feature_options_add(feature_options *options, const std::string &text)
 
 int feature_options_add_file(feature_options *options, const char *path)
 {
-    const std::unique_ptr<FILE, file_deleter> file(fopen(path, "re"));
-    read_line line = {nullptr, 0};
+    std::ifstream file(path);
+    std::string line;
     options->is_told = true;
-    for (unsigned number = 1; file != nullptr; number++) {
-        if (getline(&line.text, &line.size, file.get()) < 0)
-            break;
-        if (add_line(options, path, number, line.text) != 0)
+    for (unsigned number = 1; std::getline(file, line); number++) {
+        if (add_line(options, path, number, line) != 0)
             return -1;
     }
-    if (file != nullptr && feof(file.get()) != 0)
+    if (file.eof())
         return 0;
     report_error({path, 0, strerror(errno)});
     return -1;

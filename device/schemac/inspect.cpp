@@ -111,14 +111,6 @@ const char *kind_name(const stored_place *place)
     return kind_names[place->is_module ? 0 : static_cast<unsigned>(place->record.kind)];
 }
 
-std::string keys_text(stored_schema *schema, const stored_place *place)
-{
-    std::string text;
-    for (const std::string &key : stored_keys(schema, place))
-        text.append(text.empty() ? "" : " ").append(key);
-    return text;
-}
-
 // The properties of a place, a row for each that it has.
 std::vector<table_row> describe(stored_schema *schema, const stored_place *place)
 {
@@ -139,7 +131,7 @@ std::vector<table_row> describe(stored_schema *schema, const stored_place *place
     add("access", access_name(&place->record));
     add("type", place->record.type);
     if (place->record.kind == node_kind_list)
-        add("keys", keys_text(schema, place));
+        add("keys", joined_text(stored_keys(schema, place)));
     add("help", place->record.help);
     return rows;
 }

@@ -4,17 +4,10 @@
 #include <map>
 
 #include "device/schemac/features.h"
+#include "device/schemac/text_tools.h"
 
 namespace
 {
-
-std::string joined(const std::vector<std::string> &words)
-{
-    std::string text;
-    for (const std::string &word : words)
-        text.append(text.empty() ? "" : " ").append(word);
-    return text;
-}
 
 void add_value(std::vector<hash_field> *fields, const std::string &module, const std::string &value)
 {
@@ -44,8 +37,8 @@ void notes_tell(const ly_ctx *context, const hash_sink &sink)
     std::vector<hash_field> features_off;
     for (const auto &[name, module] : modules) {
         add_value(&revisions, name, module->revision != nullptr ? module->revision : "");
-        add_value(&features_on, name, joined(features_of(module, true)));
-        add_value(&features_off, name, joined(features_of(module, false)));
+        add_value(&features_on, name, joined_text(features_of(module, true)));
+        add_value(&features_off, name, joined_text(features_of(module, false)));
     }
     tell_note(sink, note_revisions, revisions);
     tell_note(sink, note_features_on, features_on);

@@ -55,6 +55,14 @@ std::string fold_text(std::string_view text)
     return printable_text(folded);
 }
 
+std::string joined_text(const std::vector<std::string> &words)
+{
+    std::string text;
+    for (const std::string &word : words)
+        text.append(text.empty() ? "" : " ").append(word);
+    return text;
+}
+
 std::string cut_text(std::string_view text, size_t limit)
 {
     const size_t end =

@@ -8,17 +8,6 @@
 namespace
 {
 
-std::string keys_of(stored_schema *schema, const stored_place *list)
-{
-    std::string text = "* [";
-    const char *gap = "";
-    for (const std::string &key : stored_keys(schema, list)) {
-        text.append(gap).append(key);
-        gap = " ";
-    }
-    return text + "]";
-}
-
 std::string label_of(stored_schema *schema, const stored_place *place)
 {
     const std::string name = stored_name(place);
@@ -28,7 +17,8 @@ std::string label_of(stored_schema *schema, const stored_place *place)
     case node_kind_case:
         return "--:(" + name + ")";
     case node_kind_list:
-        return "--" + access_name(&place->record) + " " + name + keys_of(schema, place);
+        return "--" + access_name(&place->record) + " " + name + "* [" +
+               joined_text(stored_keys(schema, place)) + "]";
     case node_kind_leaf_list:
         return "--" + access_name(&place->record) + " " + name + "*  " + place->record.type;
     case node_kind_leaf:
