@@ -13,24 +13,19 @@ int append(byte_buffer *out, std::initializer_list<std::string_view> pieces)
     return byte_buffer_append_all(out, pieces, unlimited) == buffer_ok ? 0 : -1;
 }
 
+constexpr struct {
+    char byte;
+    std::string_view reference;
+} references[] = {{'&', "&amp;"}, {'<', "&lt;"},   {'"', "&quot;"},
+                  {'\t', "&#9;"}, {'\n', "&#10;"}, {'\r', "&#13;"}};
+
 std::string_view escaped(const char *byte)
 {
-    switch (*byte) {
-    case '&':
-        return "&amp;";
-    case '<':
-        return "&lt;";
-    case '"':
-        return "&quot;";
-    case '\t':
-        return "&#9;";
-    case '\n':
-        return "&#10;";
-    case '\r':
-        return "&#13;";
-    default:
-        return {byte, 1};
+    for (const auto &known : references) {
+        if (known.byte == *byte)
+            return known.reference;
     }
+    return {byte, 1};
 }
 
 // The start tag of a message.

@@ -58,26 +58,14 @@ uint64_t mark_name(std::string_view uri, std::string_view local)
     return join(mark_of(uri), mark_of(local));
 }
 
-bool is_digit(char byte)
-{
-    return byte >= '0' && byte <= '9';
-}
-
 // Whether the word is digits, maybe with a sign and a fraction.
 bool is_number(std::string_view word)
 {
     if (!word.empty() && (word.front() == '+' || word.front() == '-'))
         word.remove_prefix(1);
-    if (word.empty() || !is_digit(word.front()) || !is_digit(word.back()))
-        return false;
-    unsigned points = 0;
-    for (const char byte : word) {
-        if (byte == '.')
-            points++;
-        else if (!is_digit(byte))
-            return false;
-    }
-    return points <= 1;
+    return !word.empty() && word.front() != '.' && word.back() != '.' &&
+           word.find_first_not_of("0123456789.") == std::string_view::npos &&
+           word.find('.') == word.rfind('.');
 }
 
 // Marks a number without what adds nothing to it.

@@ -1,5 +1,4 @@
 // tarnd-gateway: lets shells reach a NETCONF server.
-#include <fcntl.h>
 #include <libxml/parser.h>
 #include <limits.h>
 #include <stdio.h>
@@ -9,28 +8,14 @@
 #include "device/gateway/gateway_options.h"
 #include "device/gateway/report.h"
 #include "device/gateway/supervisor.h"
-
-namespace
-{
-
-// The three standard descriptors exist, and no other one that was inherited
-// reaches the commands.
-int settle_descriptors()
-{
-    for (int number = STDIN_FILENO; number <= STDERR_FILENO; number++) {
-        if (fcntl(number, F_GETFD) < 0 && open("/dev/null", O_RDWR) != number)
-            return -1;
-    }
-    close_range(STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC);
-    return 0;
-}
-
-} // namespace
+#include "standard_descriptors.h"
 
 int main(int count, char **arguments)
 {
-    if (settle_descriptors() != 0)
+    if (standard_descriptors_open(STDIN_FILENO) != 0)
         return 1;
+    // No other descriptor that was inherited reaches the commands.
+    close_range(STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC);
     gateway_options options;
     const char *culprit;
     const char *reason = gateway_options_read(count, arguments, &options, &culprit);
