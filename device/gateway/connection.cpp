@@ -355,13 +355,12 @@ void connection_publish(const connection *link)
     shell_slots_set(&task->slots, task->slot, relay_held(&link->session), link->server.pid);
 }
 
-size_t connection_poll(connection *link, struct pollfd polls[connection_poll_count])
+void connection_poll(const connection *link, struct pollfd polls[connection_poll_count])
 {
-    if (link->over)
-        return 0;
     for (size_t at = 0; at < connection_poll_count; at++)
         polls[at] = {-1, 0, 0};
-    const size_t count = link->session.refusal != nullptr ? poll_errors + 1 : connection_poll_count;
+    if (link->over)
+        return;
     if (shell_want(link) > 0)
         polls[poll_shell].events |= POLLIN;
     if (!outgoing_idle(&link->session.to_shell))
@@ -376,7 +375,6 @@ size_t connection_poll(connection *link, struct pollfd polls[connection_poll_cou
         polls[poll_input] = {link->server.input.number, POLLOUT, 0};
     if (!link->server_ended && relay_server_wanted(&link->session))
         polls[poll_output] = {link->server.output.number, POLLIN, 0};
-    return count;
 }
 
 void connection_serve(connection *link, const struct pollfd polls[connection_poll_count],

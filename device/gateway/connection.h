@@ -54,11 +54,10 @@ std::unique_ptr<connection> connection_start(descriptor shell, const connection_
 // Tells the other processes how much of requests it holds, and which command it has.
 void connection_publish(const connection *link);
 
-// Fills in what to poll for. Returns how many of the entries are needed, the
-// first ones.
-size_t connection_poll(connection *link, struct pollfd polls[connection_poll_count]);
+// Fills in what to poll for.
+void connection_poll(const connection *link, struct pollfd polls[connection_poll_count]);
 
-// Does what the poll results (of entries not needed: zero) and the time allow; call it also when
+// Does what the poll results and the time allow; call it also when
 // the command was reaped.
 void connection_serve(connection *link, const struct pollfd polls[connection_poll_count],
                       int64_t now);

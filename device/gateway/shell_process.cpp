@@ -58,9 +58,9 @@ int run_turn(shell_process *self)
 {
     struct pollfd polls[1 + connection_poll_count] = {};
     polls[0] = {self->signals, POLLIN, 0};
-    const size_t count = 1 + connection_poll(self->link.get(), polls + 1);
+    connection_poll(self->link.get(), polls + 1);
     const int time = clock_poll_time(deadline_of(self), clock_milliseconds());
-    if (poll(polls, count, time) < 0 && errno != EINTR && errno != ENOMEM)
+    if (poll(polls, 1 + connection_poll_count, time) < 0 && errno != EINTR && errno != ENOMEM)
         return -1;
     const int64_t now = clock_milliseconds();
     if (polls[0].revents != 0) {
