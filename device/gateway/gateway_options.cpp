@@ -87,23 +87,17 @@ uint32_t read_number(const char *text, uint32_t most)
     return *text != '\0' || number > most ? 0 : static_cast<uint32_t>(number);
 }
 
-// Takes the argument if it is an option with a number. *reason is null, or tells
-// that the number is none.
-bool read_number_option(char *const arguments[], int *at, gateway_options *options,
-                        const char **reason)
+// Takes an option with a number; what is wrong, or null.
+const char *read_number_option(char *const arguments[], int *at, gateway_options *options)
 {
-    *reason = nullptr;
     for (const number_option &option : number_options) {
         const char *value = option_value(arguments, at, option.name);
         if (value == nullptr)
             continue;
-        const uint32_t number = read_number(value, option.most);
-        options->*option.field = number;
-        if (number == 0)
-            *reason = option.refusal;
-        return true;
+        options->*option.field = read_number(value, option.most);
+        return options->*option.field == 0 ? option.refusal : nullptr;
     }
-    return false;
+    return "unknown option";
 }
 
 // Takes the argument if it is an option with a text.
@@ -128,25 +122,18 @@ bool read_text_option(char *const arguments[], int *at, gateway_options *options
 // Reads the options in front of the command; *at moves after them.
 const char *read_options(int count, char *const arguments[], int *at, gateway_options *options)
 {
-    for (; *at < count && arguments[*at][0] == '-'; ++*at) {
-        const char *reason;
-        if (read_number_option(arguments, at, options, &reason)) {
-            if (reason != nullptr)
-                return reason;
-            continue;
-        }
-        if (read_text_option(arguments, at, options))
-            continue;
+    const char *reason = nullptr;
+    for (; *at < count && arguments[*at][0] == '-' && strcmp(arguments[*at], "--") != 0; ++*at) {
         if (strcmp(arguments[*at], "--no-subscribe") == 0)
             options->subscribe = false;
         else if (strcmp(arguments[*at], "--help") == 0)
             options->help = true;
         else if (strcmp(arguments[*at], "--version") == 0)
             options->version = true;
-        else if (strcmp(arguments[*at], "--") == 0)
-            break;
-        else
-            return "unknown option";
+        else if (!read_text_option(arguments, at, options))
+            reason = read_number_option(arguments, at, options);
+        if (reason != nullptr)
+            return reason;
     }
     return nullptr;
 }
