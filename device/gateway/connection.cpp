@@ -26,24 +26,26 @@ constexpr int64_t refusal_grace = 2000;
 
 enum poll_index { poll_shell, poll_errors, poll_input, poll_output };
 
-enum io_result { io_done, io_blocked, io_failed };
-
 bool would_block()
 {
     return errno == EAGAIN || errno == EINTR;
 }
 
-// Writes as much as goes; io_done: all of it.
-io_result write_out(outgoing *message, int target, bool *progress)
+// Writes as much as goes. Returns whether that was anything.
+bool write_out(outgoing *message, int target, bool *failed)
 {
+    bool progress = false;
+    *failed = false;
     while (!outgoing_idle(message)) {
         const ssize_t size = writev(target, message->parts, outgoing_part_count);
-        if (size < 0)
-            return would_block() ? io_blocked : io_failed;
+        if (size < 0) {
+            *failed = !would_block();
+            break;
+        }
         outgoing_advance(message, static_cast<size_t>(size));
-        *progress = true;
+        progress = true;
     }
-    return io_done;
+    return progress;
 }
 
 void shell_is_gone(connection *link, int64_t now)
@@ -71,13 +73,6 @@ size_t shell_want(const connection *link)
     return heard && !link->shell_ended ? relay_shell_want(&link->session) : 0;
 }
 
-void take_shell_end(connection *link, int64_t now, bool reset)
-{
-    link->shell_ended = true;
-    if (reset)
-        shell_is_gone(link, now);
-}
-
 bool has_room(const connection *link, size_t size)
 {
     const connection_task *task = link->task;
@@ -95,7 +90,9 @@ const char *read_shell(connection *link, int64_t now)
         if (size < 0 && would_block())
             return nullptr;
         if (size <= 0) {
-            take_shell_end(link, now, size < 0);
+            link->shell_ended = true;
+            if (size < 0)
+                shell_is_gone(link, now);
             return frame_reader_idle(&link->session.request)
                        ? nullptr
                        : "the shell ended in the middle of a frame";
@@ -135,9 +132,9 @@ bool write_server(connection *link, int64_t now)
     outgoing *message = &link->session.to_server;
     if (outgoing_idle(message) || !descriptor_open(&link->server.input))
         return false;
-    bool progress = false;
-    const io_result result = write_out(message, link->server.input.number, &progress);
-    if (result == io_failed) {
+    bool failed;
+    const bool progress = write_out(message, link->server.input.number, &failed);
+    if (failed) {
         // What it still has to say may tell why.
         outgoing_drop(message);
         descriptor_close(&link->server.input);
@@ -150,7 +147,7 @@ bool write_server(connection *link, int64_t now)
     }
     if (progress && link->give_up != 0)
         link->give_up = now + transport_grace;
-    return result == io_done;
+    return outgoing_idle(message);
 }
 
 bool write_shell(connection *link, int64_t now)
@@ -158,13 +155,12 @@ bool write_shell(connection *link, int64_t now)
     outgoing *message = &link->session.to_shell;
     if (outgoing_idle(message))
         return false;
-    bool progress = false;
-    const io_result result = write_out(message, link->shell.number, &progress);
-    if (progress)
+    bool failed;
+    if (write_out(message, link->shell.number, &failed))
         link->idle_from = now;
-    if (result == io_failed)
+    if (failed)
         shell_is_gone(link, now);
-    return result != io_blocked;
+    return failed || outgoing_idle(message);
 }
 
 const char *move_all(connection *link, int64_t now)
