@@ -24,6 +24,10 @@ constexpr int64_t nudge_again_after = 1300;
 // Milliseconds that a refused shell may take to ask and to read the answer.
 constexpr int64_t refusal_grace = 2000;
 
+constexpr char no_hello[] = "the server has not said hello in time (--hello-timeout)";
+constexpr char no_answer[] = "the server has not answered in time (--request-timeout)";
+constexpr char no_request[] = "the shell has asked nothing for too long (--idle-timeout)";
+
 enum poll_index { poll_shell, poll_errors, poll_input, poll_output };
 
 bool would_block()
@@ -190,24 +194,24 @@ void nudge_server(connection *link, int64_t now)
     }
 }
 
-void refuse(connection *link, const char *reason, int64_t now)
+void refuse(connection *link, relay_phase phase, const char *reason, int64_t now)
 {
     link->give_up = now + refusal_grace;
-    relay_refuse(&link->session, reason);
+    relay_refuse(&link->session, phase, reason);
 }
 
-// The shell's first request, if it has come, gets an answer after all.
-const char *give_up_hello(connection *link, int64_t now)
+// Ends the command, and tells the shell why as far as it can be told now.
+const char *end_service(connection *link, relay_phase phase, const char *reason, int64_t now)
 {
-    refuse(link, "the server has not said hello in time (--hello-timeout)", now);
-    transport_end(&link->server, now, true);
+    refuse(link, phase, reason, now);
+    transport_end(&link->server, now, phase == relay_phase_refused);
     return move_all(link, now);
 }
 
 // A shell that asks a server that is not there gets an answer, and no broken connection.
 const char *refuse_without_server(connection *link, int64_t now)
 {
-    refuse(link, relay_server_ended(&link->session), now);
+    refuse(link, relay_phase_refused, relay_server_ended(&link->session), now);
     return move_all(link, now);
 }
 
@@ -218,14 +222,6 @@ int64_t silence_deadline(const connection *link)
     const bool endless = link->silence_limit == 0 || link->session.refusal != nullptr ||
                          !shell_waits(link) || relay_awaits_hello(&link->session);
     return endless ? INT64_MAX : link->silent_from + link->silence_limit;
-}
-
-const char *give_up_request(connection *link, int64_t now)
-{
-    link->give_up = now + refusal_grace;
-    relay_give_up(&link->session, "the server has not answered in time (--request-timeout)");
-    transport_end(&link->server, now, true);
-    return move_all(link, now);
 }
 
 // When the server will have heard nothing for so long that it may end the session.
@@ -249,14 +245,6 @@ int64_t idle_deadline(const connection *link)
     const bool endless =
         link->idle_limit == 0 || link->session.refusal != nullptr || shell_waits(link);
     return endless ? INT64_MAX : link->idle_from + link->idle_limit;
-}
-
-const char *dismiss_idle(connection *link, int64_t now)
-{
-    link->give_up = now + refusal_grace;
-    relay_dismiss(&link->session, "the shell has asked nothing for too long (--idle-timeout)");
-    transport_end(&link->server, now, false);
-    return move_all(link, now);
 }
 
 // Whether a shell that is refused knows it, or will not ask any more.
@@ -328,7 +316,7 @@ std::unique_ptr<connection> connection_start(descriptor shell, const connection_
     if (refusal == nullptr && start_command(link.get()) != 0)
         refusal = "there is no server: its command cannot be run";
     if (refusal != nullptr) {
-        refuse(link.get(), refusal, now);
+        refuse(link.get(), relay_phase_refused, refusal, now);
         return link;
     }
     connection_publish(link.get());
@@ -397,13 +385,13 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
     if (reason == nullptr && relay_awaits_hello(&link->session) && link->server_ended)
         reason = refuse_without_server(link, now);
     if (reason == nullptr && relay_awaits_hello(&link->session) && now >= link->hello_by)
-        reason = give_up_hello(link, now);
+        reason = end_service(link, relay_phase_refused, no_hello, now);
     if (reason == nullptr && now >= keepalive_deadline(link))
         reason = keep_alive(link, now);
     if (reason == nullptr && now >= silence_deadline(link))
-        reason = give_up_request(link, now);
+        reason = end_service(link, relay_phase_refused, no_answer, now);
     if (reason == nullptr && now >= idle_deadline(link))
-        reason = dismiss_idle(link, now);
+        reason = end_service(link, relay_phase_dismissed, no_request, now);
     if (reason == nullptr)
         nudge_server(link, now);
     if (reason == nullptr && link->shell_ended && relay_requests_done(&link->session))

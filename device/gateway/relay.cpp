@@ -339,34 +339,20 @@ const char *advance_refusal(relay *session)
                                           : answer_with_failure(session, session->refusal);
 }
 
-void end_service(relay *session, relay_phase phase, const char *reason)
+} // namespace
+
+void relay_refuse(relay *session, relay_phase phase, const char *reason)
 {
+    exchange *taken = &session->taken_over;
+    if (taken->message_id != nullptr)
+        session->head.message_id = std::move(taken->message_id);
+    if (phase == relay_phase_refused)
+        session->request_complete = relay_owes_answer(session);
     session->phase = phase;
     session->refusal = reason;
     session->input_from = session->input_to;
     outgoing_drop(&session->to_server);
     frame_reader_discard(&session->request);
-}
-
-} // namespace
-
-void relay_refuse(relay *session, const char *reason)
-{
-    end_service(session, relay_phase_refused, reason);
-}
-
-void relay_give_up(relay *session, const char *reason)
-{
-    exchange *taken = &session->taken_over;
-    if (taken->message_id != nullptr)
-        session->head.message_id = std::move(taken->message_id);
-    session->request_complete = relay_owes_answer(session);
-    end_service(session, relay_phase_refused, reason);
-}
-
-void relay_dismiss(relay *session, const char *reason)
-{
-    end_service(session, relay_phase_dismissed, reason);
 }
 
 bool relay_awaits_hello(const relay *session)

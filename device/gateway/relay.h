@@ -75,16 +75,11 @@ struct relay {
 // and after each change of what is incoming or outgoing. Returns a reason.
 const char *relay_advance(relay *session);
 
-// From now on there is no server: the next request that is complete, or is so
-// already, is answered with an error that gives the reason, a static text, and
-// nothing more is taken. Call relay_advance() after it.
-void relay_refuse(relay *session, const char *reason);
-
-// The same, but a request that waits for its answer gets this one.
-void relay_give_up(relay *session, const char *reason);
-
-// The same, but the reason is told at once, as a notification.
-void relay_dismiss(relay *session, const char *reason);
+// From now on there is no server, for that reason, a static text, and nothing more is taken.
+// Phase relay_phase_refused: the request that waits for its answer, or else the next one that is
+// complete, is answered with an error that gives the reason. Phase relay_phase_dismissed: it is
+// told at once, as a notification. Call relay_advance() after it.
+void relay_refuse(relay *session, relay_phase phase, const char *reason);
 
 // Whether the server's hello has not come, and may still come.
 bool relay_awaits_hello(const relay *session);

@@ -73,7 +73,7 @@ TEST(gateway_candidate, a_server_that_stops_answering_is_given_up)
 {
     candidate_bench test;
     test.begin();
-    relay_give_up(test.session.get(), "silence");
+    relay_refuse(test.session.get(), relay_phase_refused, "silence");
     test.advance();
     EXPECT_EQ(test.to_server(), "");
     byte_buffer failure{};

@@ -52,7 +52,7 @@ TEST(gateway_keepalive, a_request_that_waits_in_vain_is_answered)
     exchange_bench test("");
     EXPECT_EQ(kept_alive(&test), chunked(asked));
     EXPECT_EQ(test.ask(other), "");
-    relay_give_up(test.session.get(), "silence");
+    relay_refuse(test.session.get(), relay_phase_refused, "silence");
     test.advance();
     byte_buffer failure{};
     EXPECT_EQ(failure_reply_write("6", "silence", &failure), 0);

@@ -146,7 +146,7 @@ TEST(gateway_relay, does_not_subscribe_when_told_not_to)
 TEST(gateway_relay, a_refused_shell_is_told_in_the_place_of_an_answer)
 {
     relay_bench test;
-    relay_refuse(test.session.get(), "no \"room\" & <more>");
+    relay_refuse(test.session.get(), relay_phase_refused, "no \"room\" & <more>");
     test.advance();
     EXPECT_EQ(test.to_server(), "");
     const std::string second = frame("<rpc/>", 1);
