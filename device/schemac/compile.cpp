@@ -79,18 +79,14 @@ bool is_known(const compile_attempt *attempt, const std::string &name, const std
                : ly_ctx_get_module(attempt->context, name.c_str(), revision.c_str()) != nullptr;
 }
 
-bool is_served(const compile_attempt *attempt, const yang_dependency &wanted)
-{
-    if (wanted.is_include)
-        return source_index_find(attempt->index, wanted.name, wanted.revision) != nullptr;
-    return is_known(attempt, wanted.name, wanted.revision);
-}
-
 // Notes the first import or include that nobody can serve, with its line.
 void check_dependencies(compile_attempt *attempt, const yang_source *source)
 {
     for (const yang_dependency &wanted : source->dependencies) {
-        if (!is_served(attempt, wanted)) {
+        const bool is_there = wanted.is_include ? source_index_find(attempt->index, wanted.name,
+                                                                    wanted.revision) != nullptr
+                                                : is_known(attempt, wanted.name, wanted.revision);
+        if (!is_there) {
             set_error(attempt, source, wanted.line,
                       std::string(wanted.is_include ? "include" : "import") + ": " +
                           missing_text(attempt, wanted.name, wanted.revision));

@@ -46,21 +46,26 @@ std::string decimal_text(int64_t value, unsigned fraction_digits)
     return (value < 0 ? "-" : "") + digits;
 }
 
+// The signed integers are the last types of LY_DATA_TYPE.
+bool is_signed(const lysc_type *type)
+{
+    return type->basetype >= LY_TYPE_INT8;
+}
+
+bool is_unsigned(const lysc_type *type)
+{
+    return type->basetype >= LY_TYPE_UINT8 && type->basetype <= LY_TYPE_UINT64;
+}
+
 std::string bound_text(const lysc_type *type, const lysc_range::lysc_range_part *part,
                        bool is_upper)
 {
-    switch (type->basetype) {
-    case LY_TYPE_DEC64:
+    if (type->basetype == LY_TYPE_DEC64)
         return decimal_text(is_upper ? part->max_64 : part->min_64,
                             reinterpret_cast<const lysc_type_dec *>(type)->fraction_digits);
-    case LY_TYPE_INT8:
-    case LY_TYPE_INT16:
-    case LY_TYPE_INT32:
-    case LY_TYPE_INT64:
+    if (is_signed(type))
         return std::to_string(is_upper ? part->max_64 : part->min_64);
-    default:
-        return std::to_string(is_upper ? part->max_u64 : part->min_u64);
-    }
+    return std::to_string(is_upper ? part->max_u64 : part->min_u64);
 }
 
 std::string range_text(const char *word, const lysc_type *type, const lysc_range *range)
@@ -116,16 +121,9 @@ std::string identities_text(const lysc_type_identityref *type)
 // a text that begins with ": " or ", ".
 std::string constraint_text(const lysc_type *type)
 {
-    switch (type->basetype) {
-    case LY_TYPE_INT8:
-    case LY_TYPE_INT16:
-    case LY_TYPE_INT32:
-    case LY_TYPE_INT64:
-    case LY_TYPE_UINT8:
-    case LY_TYPE_UINT16:
-    case LY_TYPE_UINT32:
-    case LY_TYPE_UINT64:
+    if (is_signed(type) || is_unsigned(type))
         return range_text("range", type, reinterpret_cast<const lysc_type_num *>(type)->range);
+    switch (type->basetype) {
     case LY_TYPE_DEC64:
         return range_text("range", type, reinterpret_cast<const lysc_type_dec *>(type)->range);
     case LY_TYPE_STRING:

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <stdio.h>
 
+#include "code_point.h"
 #include "device/schemac/text_tools.h"
 
 namespace
@@ -12,9 +13,8 @@ namespace
 // How many characters a printable text has.
 size_t width_of(const std::string &text)
 {
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(), [](char letter) {
-        return (static_cast<unsigned char>(letter) & 0xc0) != 0x80;
-    }));
+    return text.size() -
+           static_cast<size_t>(std::count_if(text.begin(), text.end(), code_point_continues));
 }
 
 std::string padded(const std::string &text, size_t width, bool is_right)
