@@ -77,15 +77,10 @@ size_t shell_want(const connection *link)
     return heard && !link->shell_ended ? relay_shell_want(&link->session) : 0;
 }
 
-bool has_room(const connection *link, size_t size)
-{
-    const connection_task *task = link->task;
-    return shell_slots_hold(&task->slots, task->slot, relay_held(&link->session) + size) == 0;
-}
-
 // Returns a reason to end, like the relay's functions.
 const char *read_shell(connection *link, int64_t now)
 {
+    const connection_task *task = link->task;
     char bytes[65536];
     size_t taken = 0;
     for (size_t want = shell_want(link); want > 0 && taken < shell_turn; want = shell_want(link)) {
@@ -103,7 +98,7 @@ const char *read_shell(connection *link, int64_t now)
         }
         const size_t got = static_cast<size_t>(size);
         taken += got;
-        if (!has_room(link, got))
+        if (shell_slots_hold(&task->slots, task->slot, relay_held(&link->session) + got) != 0)
             relay_no_room(&link->session, got);
         const char *reason = relay_shell_bytes(&link->session, bytes, got);
         if (reason != nullptr)

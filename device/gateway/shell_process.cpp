@@ -71,12 +71,6 @@ int run_turn(shell_process *self)
     return 0;
 }
 
-bool is_done(const shell_process *self)
-{
-    return connection_finished(self->link.get()) ||
-           (self->stop_by != 0 && clock_milliseconds() >= self->stop_by);
-}
-
 } // namespace
 
 void shell_process_run(const connection_task *task, descriptor shell, const descriptor *signals)
@@ -87,7 +81,8 @@ void shell_process_run(const connection_task *task, descriptor shell, const desc
         return;
     const struct pollfd nothing[connection_poll_count] = {};
     connection_serve(self.link.get(), nothing, now);
-    while (!is_done(&self)) {
+    while (!connection_finished(self.link.get()) &&
+           (self.stop_by == 0 || clock_milliseconds() < self.stop_by)) {
         connection_publish(self.link.get());
         if (run_turn(&self) != 0) {
             report("cannot poll: %s", strerror(errno));

@@ -246,11 +246,6 @@ int run_turn(gateway *self)
     return 0;
 }
 
-bool has_children(const gateway *self)
-{
-    return child_count(self, false) + child_count(self, true) > 0;
-}
-
 // Ends what has not ended in time.
 void kill_all(gateway *self)
 {
@@ -261,7 +256,8 @@ void kill_all(gateway *self)
 
 int serve(gateway *self)
 {
-    while (self->stop_by == 0 || (has_children(self) && clock_milliseconds() < self->stop_by)) {
+    while (self->stop_by == 0 || (child_count(self, false) + child_count(self, true) > 0 &&
+                                  clock_milliseconds() < self->stop_by)) {
         if (run_turn(self) != 0) {
             report("cannot poll: %s", strerror(errno));
             listener_close(&self->server);
