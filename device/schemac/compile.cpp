@@ -1,5 +1,3 @@
-// Compiles YANG modules with libyang.
-//
 // All modules go into one context and are compiled in one step, so that they
 // see each other's augments and deviations. libyang asks for every text through
 // a callback, so that this program knows which text it is reading and can say

@@ -1,4 +1,3 @@
-// The connection to the schema database.
 #include "device/schemac/database.h"
 
 namespace

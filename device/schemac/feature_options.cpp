@@ -1,4 +1,3 @@
-// Which features the command line asks for.
 #include "device/schemac/feature_options.h"
 
 #include <errno.h>

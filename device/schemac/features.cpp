@@ -1,4 +1,3 @@
-// The features of modules in a context.
 #include "device/schemac/features.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// The help texts that an operator sees beside the names of schema nodes.
 #include "device/schemac/help_text.h"
 
 #include <stdint.h>

@@ -1,5 +1,3 @@
-// Has a module include all its submodules itself.
-//
 // A submodule may include another. When such texts come to libyang through its
 // callback, it forgets the definitions of the extensions that the inner one
 // uses, and crashes where it compiles them: it notes them with the outer

@@ -1,5 +1,3 @@
-// Finds the line that an error of the YANG compiler speaks of.
-//
 // libyang names the place of an error in a compiled schema by a path whose
 // steps are node names, with a module where it changes, and statements in
 // braces where the path runs through a grouping, an augment or the like. The

@@ -1,4 +1,3 @@
-// What a schema database holds for those who ask how it was made.
 #include "device/schemac/notes.h"
 
 #include <map>

@@ -1,4 +1,3 @@
-// The command line of the schema compiler.
 #include "device/schemac/options.h"
 
 #include <getopt.h>

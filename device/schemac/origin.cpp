@@ -1,5 +1,3 @@
-// What a schema is made from, to find out whether that has changed.
-//
 // libyang asks for nothing but what stands in import and include statements, so
 // following these finds every text that it may read, without compiling. Where
 // modules are looked for is no part of the digest: what is found there is.

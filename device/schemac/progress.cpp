@@ -1,4 +1,3 @@
-// What is going on, for an operator who waits at a terminal.
 #include "device/schemac/progress.h"
 
 #include <stdio.h>

@@ -1,5 +1,3 @@
-// Replaces what the schema database holds.
-//
 // Only what differs is written: what is no more is deleted first, then each hash is
 // compared with the one that is there. The commands gather, and when all is known
 // one transaction runs them. It holds up other clients, and its commands take memory

@@ -1,4 +1,3 @@
-// The binary records of the schema database.
 #include "device/schemac/record.h"
 
 #include <stdint.h>

@@ -1,5 +1,3 @@
-// Replaces the schema in the database by compiled modules.
-//
 // All are compiled together. libyang stops at the first error; to name every
 // broken module, they are then compiled in small groups, and those of a group that
 // fails by themselves, in other children, so that one that breaks libyang hides no

@@ -1,4 +1,3 @@
-// Messages of the schema compiler to the one who runs it.
 #include "device/schemac/report.h"
 
 #include <stdio.h>

@@ -1,4 +1,3 @@
-// Which modules are to be compiled, with which features.
 #include "device/schemac/requests.h"
 
 #include <algorithm>

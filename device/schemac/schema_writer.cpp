@@ -1,5 +1,3 @@
-// Writes a compiled schema as the hashes of the schema database.
-//
 // One hash for each schema node with children, under the path that names every
 // level, choices and cases included; its fields are the children. A list has
 // two: its path holds the keys, its path and "[]" all that an entry contains.

@@ -1,4 +1,3 @@
-// The YANG files that may be compiled.
 #include "device/schemac/source_index.h"
 
 #include <algorithm>

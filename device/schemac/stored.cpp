@@ -1,4 +1,3 @@
-// What a schema database holds, read and decoded.
 #include "device/schemac/stored.h"
 
 #include <algorithm>

@@ -1,4 +1,3 @@
-// Texts in columns.
 #include "device/schemac/table.h"
 
 #include <algorithm>

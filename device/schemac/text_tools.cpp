@@ -1,4 +1,3 @@
-// Texts of models as one line of bounded length.
 #include "device/schemac/text_tools.h"
 
 #include <algorithm>

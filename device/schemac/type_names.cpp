@@ -1,4 +1,3 @@
-// The types of leaves as their models write them.
 #include "device/schemac/type_names.h"
 
 #include <string_view>

@@ -1,4 +1,3 @@
-// Reads the statements of a YANG text one by one.
 #include "device/schemac/yang_cursor.h"
 
 #include <algorithm>
