@@ -1,4 +1,4 @@
-// Every turn polls the signals and the connection's three descriptors, and does what they
+// Every turn polls the signals and the connection's descriptors, and does what they
 // and the time allow. Nothing blocks but the poll itself.
 #include "device/gateway/shell_process.h"
 

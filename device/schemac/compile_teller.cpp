@@ -1,5 +1,3 @@
-// Tells how far libyang is while it compiles.
-//
 // libyang gives each module a compiled one when it begins with it. A thread looks at
 // these pointers now and then, and at nothing that they lead to.
 #include "device/schemac/compile_teller.h"

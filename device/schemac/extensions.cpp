@@ -1,5 +1,3 @@
-// Keeps libyang from what it cannot do with extensions.
-//
 // It looks for definitions in the submodules of a module only where the module has one
 // of its own. And where a grouping is used at the top of a module, it puts the instances
 // that stand right in the grouping, or in its use, into a parent that there is not.

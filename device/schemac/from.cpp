@@ -1,4 +1,3 @@
-// The schema of a server that is running.
 #include "device/schemac/from.h"
 
 #include <errno.h>

@@ -1,5 +1,3 @@
-// Shows what a schema database holds.
-//
 // Everything is read from the hashes that the shell reads, so that what is shown
 // is what the shell finds, whoever has stored it. Only revisions and features
 // are taken from the notes, which another writer may not have left.

@@ -1,5 +1,3 @@
-// Compiles in a process of its own.
-//
 // The child writes lines to a pipe: what it works at, what is wrong, and the
 // result. The end of the pipe is the end of the child.
 #include "device/schemac/worker.h"
