@@ -61,17 +61,18 @@ enum adapter_outcome {
 };
 
 struct adapter {
-    const char *name;
-    // True for the servers that need it.
-    bool (*applies)(const server_hello *hello);
+    // True for the servers that need it. Null: all do.
+    bool (*applies)(const server_hello *hello) = nullptr;
     // What is logged of it when it applies, a static text or null: nothing. Null: never anything.
-    const char *(*notice)(const server_hello *hello);
+    const char *(*notice)(const server_hello *hello) = nullptr;
     // Sees a request. It may take over one that has a message id. Null: none is of interest.
-    adapter_verdict (*request)(exchange *exchange, const message_head *head, byte_buffer *request);
+    adapter_verdict (*request)(exchange *exchange, const message_head *head,
+                               byte_buffer *request) = nullptr;
     // Sees the answer to what it has asked. Null: it never takes over.
-    adapter_outcome (*reply)(exchange *exchange, const message_head *head, byte_buffer *message);
+    adapter_outcome (*reply)(exchange *exchange, const message_head *head,
+                             byte_buffer *message) = nullptr;
     // Sees a message that the shell will get. Null: none is of interest.
-    void (*message)(const message_head *head, byte_buffer *message);
+    void (*message)(const message_head *head, byte_buffer *message) = nullptr;
 };
 
 // Logs which adapters a server needs that is known now.

@@ -23,6 +23,11 @@ bool answers(const exchange *exchange, const message_head *head)
            (head->message_id == nullptr || strcmp(head->message_id.get(), id) == 0);
 }
 
+bool is_needed(const adapter *each, const server_hello *hello)
+{
+    return each->applies == nullptr || each->applies(hello);
+}
+
 void ask(exchange *exchange, const char *id, bool keeps)
 {
     exchange->awaited = id;
@@ -67,7 +72,7 @@ void adapters_report(const server_hello *hello, unsigned shell)
 {
     for (const adapter *each : adapters) {
         const char *text =
-            each->notice != nullptr && each->applies(hello) ? each->notice(hello) : nullptr;
+            each->notice != nullptr && is_needed(each, hello) ? each->notice(hello) : nullptr;
         if (text != nullptr)
             report_shell(shell, "%s", text);
     }
@@ -78,7 +83,7 @@ void adapters_offer(exchange *exchange, const server_hello *hello, message_head 
 {
     exchange->server = hello;
     for (const adapter *each : adapters) {
-        if (each->request == nullptr || !each->applies(hello) ||
+        if (each->request == nullptr || !is_needed(each, hello) ||
             each->request(exchange, head, request) != adapter_takes)
             continue;
         exchange->owner = each;
@@ -102,7 +107,7 @@ bool adapters_take(exchange *exchange, const message_head *head, byte_buffer *me
 void adapters_pass(const server_hello *hello, const message_head *head, byte_buffer *message)
 {
     for (const adapter *each : adapters) {
-        if (each->message != nullptr && each->applies(hello))
+        if (each->message != nullptr && is_needed(each, hello))
             each->message(head, message);
     }
 }

@@ -193,4 +193,5 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
 
 } // namespace
 
-const adapter candidate_adapter = {"candidate", applies, notice, take_request, take_reply, nullptr};
+const adapter candidate_adapter = {
+    .applies = applies, .notice = notice, .request = take_request, .reply = take_reply};

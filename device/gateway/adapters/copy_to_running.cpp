@@ -165,5 +165,5 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
 
 } // namespace
 
-const adapter copy_to_running_adapter = {"copy-to-running", applies,    nullptr,
-                                         take_request,      take_reply, nullptr};
+const adapter copy_to_running_adapter = {
+    .applies = applies, .request = take_request, .reply = take_reply};

@@ -40,11 +40,6 @@ void join_tags(byte_buffer *request)
     request->size = copied > 0 ? kept : text.size();
 }
 
-bool applies(const server_hello *)
-{
-    return true;
-}
-
 adapter_verdict take_request(exchange *, const message_head *head, byte_buffer *request)
 {
     if (strcmp(head->operation, "edit-config") == 0)
@@ -54,5 +49,4 @@ adapter_verdict take_request(exchange *, const message_head *head, byte_buffer *
 
 } // namespace
 
-const adapter empty_element_adapter = {"empty-element", applies, nullptr,
-                                       take_request,    nullptr, nullptr};
+const adapter empty_element_adapter = {.request = take_request};

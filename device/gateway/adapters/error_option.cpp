@@ -77,11 +77,6 @@ adapter_verdict clean(const char *operation, const message_head *head, byte_buff
     return adapter_leaves;
 }
 
-bool copy_applies(const server_hello *)
-{
-    return true;
-}
-
 adapter_verdict take_copy(exchange *, const message_head *head, byte_buffer *request)
 {
     return clean("copy-config", head, request);
@@ -108,7 +103,6 @@ adapter_verdict take_edit(exchange *, const message_head *head, byte_buffer *req
 
 } // namespace
 
-const adapter copy_option_adapter = {"copy-option", copy_applies, nullptr,
-                                     take_copy,     nullptr,      nullptr};
-const adapter edit_option_adapter = {"edit-option", edit_applies, edit_notice,
-                                     take_edit,     nullptr,      nullptr};
+const adapter copy_option_adapter = {.request = take_copy};
+const adapter edit_option_adapter = {
+    .applies = edit_applies, .notice = edit_notice, .request = take_edit};

@@ -17,7 +17,7 @@ adapter_outcome take_reply(exchange *, const message_head *, byte_buffer *messag
     return adapter_ends;
 }
 
-constexpr adapter keepalive_adapter = {"keepalive", nullptr, nullptr, nullptr, take_reply, nullptr};
+constexpr adapter keepalive_adapter = {.reply = take_reply};
 
 } // namespace
 

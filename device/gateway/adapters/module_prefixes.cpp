@@ -149,5 +149,4 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
 
 } // namespace
 
-const adapter module_prefixes_adapter = {"module-prefixes", applies, nullptr,
-                                         take_request,      nullptr, nullptr};
+const adapter module_prefixes_adapter = {.applies = applies, .request = take_request};

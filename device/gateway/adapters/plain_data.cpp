@@ -146,11 +146,6 @@ xml_step on_end(void *context, const xml_walk *walk, size_t end)
     return writer->fails ? xml_step_fail : xml_step_on;
 }
 
-bool applies(const server_hello *)
-{
-    return true;
-}
-
 // What cannot be read, and what is written so already, stays as it is.
 void write_plain(const message_head *head, byte_buffer *message)
 {
@@ -166,4 +161,4 @@ void write_plain(const message_head *head, byte_buffer *message)
 
 } // namespace
 
-const adapter plain_data_adapter = {"plain-data", applies, nullptr, nullptr, nullptr, write_plain};
+const adapter plain_data_adapter = {.message = write_plain};

@@ -46,4 +46,4 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
 
 } // namespace
 
-const adapter startup_adapter = {"startup", applies, nullptr, take_request, take_reply, nullptr};
+const adapter startup_adapter = {.applies = applies, .request = take_request, .reply = take_reply};

@@ -78,7 +78,7 @@ adapter_outcome take_reply(exchange *exchange, const message_head *, byte_buffer
     return adapter_ends;
 }
 
-constexpr adapter library_adapter = {"library", nullptr, nullptr, nullptr, take_reply, nullptr};
+constexpr adapter library_adapter = {.reply = take_reply};
 
 } // namespace
 
