@@ -78,17 +78,13 @@ struct adapter {
 // Logs which adapters a server needs that is known now.
 void adapters_report(const server_hello *hello, unsigned shell);
 
-// Asks the server next: a request of the adapter's own with that id, both static texts.
-void exchange_ask(exchange *exchange, const char *id, std::string_view text);
+// Asks the server next: an operation, which is XML, in a request with that id, a static text or
+// the shell's message id.
+void exchange_ask(exchange *exchange, const char *id, std::string_view operation);
 
-// The same with an operation that gets a request of the message id, which is the shell's.
-void exchange_ask_operation(exchange *exchange, const char *message_id, std::string_view operation);
-
-// The same with a request that has the shell's message id; it becomes empty.
-void exchange_ask_body(exchange *exchange, byte_buffer *request);
-
-// The same with one that comes back into exchange->request when it is sent.
-void exchange_ask_kept(exchange *exchange, byte_buffer *request);
+// The same with a request that has the shell's message id; it becomes empty. keeps: it comes back
+// into exchange->request when it is sent.
+void exchange_ask_body(exchange *exchange, byte_buffer *request, bool keeps);
 
 // Begins an exchange of the gateway's own, while there is none.
 void exchange_keep_alive(exchange *exchange);

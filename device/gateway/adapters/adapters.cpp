@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "device/gateway/answers.h"
-#include "device/gateway/frame.h"
 #include "device/gateway/report.h"
 
 namespace
@@ -28,39 +27,23 @@ bool is_needed(const adapter *each, const server_hello *hello)
     return each->applies == nullptr || each->applies(hello);
 }
 
-void ask(exchange *exchange, const char *id, bool keeps)
-{
-    exchange->awaited = id;
-    exchange->asks = true;
-    exchange->keeps_next = keeps;
-}
-
 } // namespace
 
-void exchange_ask(exchange *exchange, const char *id, std::string_view text)
-{
-    byte_buffer_append(&exchange->next, text.data(), text.size(), frame_body_limit);
-    ask(exchange, id, false);
-}
-
-void exchange_ask_operation(exchange *exchange, const char *message_id, std::string_view operation)
+void exchange_ask(exchange *exchange, const char *id, std::string_view operation)
 {
     byte_buffer request{};
-    if (request_write(message_id, operation, &request) == 0)
-        exchange->next = byte_buffer_take(&request);
-    ask(exchange, nullptr, false);
+    if (request_write(id, operation, &request) != 0)
+        request = {};
+    exchange_ask_body(exchange, &request, false);
+    exchange->awaited = id;
 }
 
-void exchange_ask_body(exchange *exchange, byte_buffer *request)
+void exchange_ask_body(exchange *exchange, byte_buffer *request, bool keeps)
 {
     exchange->next = byte_buffer_take(request);
-    ask(exchange, nullptr, false);
-}
-
-void exchange_ask_kept(exchange *exchange, byte_buffer *request)
-{
-    exchange->next = byte_buffer_take(request);
-    ask(exchange, nullptr, true);
+    exchange->awaited = nullptr;
+    exchange->asks = true;
+    exchange->keeps_next = keeps;
 }
 
 bool exchange_idle(const exchange *exchange)

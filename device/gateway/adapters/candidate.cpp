@@ -76,16 +76,14 @@ bool is_compared(const exchange *exchange)
 void ask(exchange *exchange, const char *message_id, candidate_step step)
 {
     exchange->step = step;
-    if (step == candidate_step_change && is_compared(exchange))
-        exchange_ask_kept(exchange, &exchange->request);
-    else if (step == candidate_step_change)
-        exchange_ask_body(exchange, &exchange->request);
+    if (step == candidate_step_change)
+        exchange_ask_body(exchange, &exchange->request, is_compared(exchange));
     else if (step == candidate_step_startup)
         copied_ask_startup(exchange);
     else if (step == candidate_step_running)
         copied_ask_running(exchange);
     else
-        exchange_ask_operation(exchange, message_id, turns[step].operation);
+        exchange_ask(exchange, message_id, turns[step].operation);
 }
 
 // Makes it a commit; without memory it stays as it is, and the server refuses it.
@@ -184,7 +182,7 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
     if (next == candidate_step_end) {
         *message = byte_buffer_take(&exchange->answer);
         if (message->size == 0)
-            exchange_ask_body(exchange, message);
+            exchange_ask_body(exchange, message, false);
         return message->size == 0 ? adapter_asks : adapter_ends;
     }
     ask(exchange, exchange->message_id.get(), next);

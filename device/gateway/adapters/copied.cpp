@@ -2,28 +2,17 @@
 
 #include "bounded.h"
 #include "device/gateway/answers.h"
-#include "format/namespaces.h"
-
-namespace
-{
-
-constexpr char read_startup[] =
-    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-startup\">"
-    "<get-config><source><startup/></source></get-config></rpc>";
-constexpr char read_running[] =
-    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-running\">"
-    "<get-config><source><running/></source></get-config></rpc>";
-
-} // namespace
 
 void copied_ask_startup(exchange *exchange)
 {
-    exchange_ask(exchange, copied_startup_id, read_startup);
+    exchange_ask(exchange, "tarnd-gateway-startup",
+                 "<get-config><source><startup/></source></get-config>");
 }
 
 void copied_ask_running(exchange *exchange)
 {
-    exchange_ask(exchange, copied_running_id, read_running);
+    exchange_ask(exchange, "tarnd-gateway-running",
+                 "<get-config><source><running/></source></get-config>");
 }
 
 running_source copied_source(const exchange *exchange)

@@ -8,10 +8,7 @@
 #include "device/gateway/report.h"
 #include "device/gateway/running_edit.h"
 
-constexpr char copied_startup_id[] = "tarnd-gateway-startup";
-constexpr char copied_running_id[] = "tarnd-gateway-running";
-
-// Ask for what is compared, with these ids.
+// Ask for what is compared.
 void copied_ask_startup(exchange *exchange);
 void copied_ask_running(exchange *exchange);
 

@@ -101,7 +101,7 @@ adapter_outcome make_edit(exchange *exchange, byte_buffer *message)
         return give_up(exchange, message, reason);
     byte_buffer_clear(message);
     exchange->step = copy_step_edit;
-    exchange_ask_body(exchange, &edit);
+    exchange_ask_body(exchange, &edit, false);
     return adapter_asks;
 }
 
@@ -145,7 +145,7 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
         !running_copy_read(byte_buffer_view(request), &copy))
         return adapter_leaves;
     exchange->step = copy_step_copy;
-    exchange_ask_kept(exchange, request);
+    exchange_ask_body(exchange, request, true);
     return adapter_takes;
 }
 

@@ -1,15 +1,9 @@
 // A request of the gateway's own, which keeps a server from ending an idle session. Its answer,
 // whatever it is, goes nowhere.
 #include "device/gateway/adapters/adapter.h"
-#include "format/namespaces.h"
 
 namespace
 {
-
-constexpr char keepalive_id[] = "tarnd-gateway-keepalive";
-constexpr char read_nothing[] =
-    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-keepalive\">"
-    "<get-config><source><running/></source><filter type=\"subtree\"/></get-config></rpc>";
 
 adapter_outcome take_reply(exchange *, const message_head *, byte_buffer *message)
 {
@@ -24,5 +18,6 @@ constexpr adapter keepalive_adapter = {.reply = take_reply};
 void exchange_keep_alive(exchange *exchange)
 {
     exchange->owner = &keepalive_adapter;
-    exchange_ask(exchange, keepalive_id, read_nothing);
+    exchange_ask(exchange, "tarnd-gateway-keepalive",
+                 "<get-config><source><running/></source><filter type=\"subtree\"/></get-config>");
 }

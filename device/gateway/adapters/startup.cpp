@@ -28,7 +28,7 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     const request_datastores named = request_datastores_read(byte_buffer_view(request));
     if ((reads ? named.source.name : named.target.name) != "startup")
         return adapter_leaves;
-    exchange_ask_body(exchange, request);
+    exchange_ask_body(exchange, request, false);
     return adapter_takes;
 }
 

@@ -11,12 +11,10 @@ namespace
 {
 
 constexpr char library_namespace[] = "urn:ietf:params:xml:ns:yang:ietf-yang-library";
-constexpr char library_id[] = "tarnd-gateway-library";
 constexpr char read_library[] =
-    "<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"tarnd-gateway-library\"><get>"
-    "<filter type=\"subtree\"><modules-state "
+    "<get><filter type=\"subtree\"><modules-state "
     "xmlns=\"urn:ietf:params:xml:ns:yang:ietf-yang-library\">"
-    "<module><name/><namespace/></module></modules-state></filter></get></rpc>";
+    "<module><name/><namespace/></module></modules-state></filter></get>";
 
 // A text that is cut is none.
 struct kept_text {
@@ -86,5 +84,5 @@ void exchange_read_library(exchange *exchange, server_modules *modules)
 {
     exchange->owner = &library_adapter;
     exchange->learned = modules;
-    exchange_ask(exchange, library_id, read_library);
+    exchange_ask(exchange, "tarnd-gateway-library", read_library);
 }
