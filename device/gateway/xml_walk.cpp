@@ -4,7 +4,10 @@
 // long CDATA section again and again.)
 #include "device/gateway/xml_walk.h"
 
+#include <algorithm>
+
 #include "device/gateway/xml_characters.h"
+#include "device/gateway/xml_pieces.h"
 
 namespace
 {
@@ -139,47 +142,15 @@ void on_document_type(void *context, const xmlChar *, const xmlChar *, const xml
     take_step(static_cast<xml_walk *>(context), xml_step_fail);
 }
 
-// Where the comment or the like ends that begins at a '<'; the same place: it is a tag.
-size_t aside_end(std::string_view text, size_t at)
-{
-    constexpr struct {
-        std::string_view opener;
-        std::string_view closer;
-    } asides[] = {{"</", ">"}, {"<?", "?>"}, {"<!--", "-->"}, {"<![CDATA[", "]]>"}};
-    for (const auto &aside : asides) {
-        if (text.substr(at, aside.opener.size()) == aside.opener)
-            return text.find(aside.closer, at + aside.opener.size());
-    }
-    return at;
-}
-
-// The size of a tag up to its last bracket, or of as much of it as there is.
-size_t tag_size(std::string_view tag)
-{
-    char quote = '\0';
-    for (size_t size = 1; size < tag.size(); size++) {
-        const char byte = tag[size];
-        if (quote == '\0' && byte == '>')
-            return size;
-        if (quote == '\0' && (byte == '"' || byte == '\''))
-            quote = byte;
-        else if (quote == byte)
-            quote = '\0';
-    }
-    return tag.size();
-}
-
-// Measures the tags that begin in front of end; a text is usable up to one that is too long.
+// Measures the tags that begin in front of end: the text is usable up to one that is too long.
 void measure_tags(xml_walk *walk, size_t end)
 {
-    while (walk->tag < end && walk->tag < walk->usable.size()) {
-        const size_t aside = aside_end(walk->text, walk->tag);
-        const bool is_tag = aside == walk->tag;
-        const size_t size = is_tag ? tag_size(walk->text.substr(walk->tag, tag_limit)) : 0;
-        if (size == tag_limit)
-            walk->usable = walk->text.substr(0, walk->tag);
-        else
-            walk->tag = walk->text.find('<', aside + size);
+    xml_piece piece;
+    while (walk->measured < end && walk->measured < walk->usable.size()) {
+        xml_piece_next(walk->text, &walk->measured, &piece);
+        const bool is_tag = piece.kind == xml_piece_start || piece.kind == xml_piece_empty;
+        if (is_tag && std::min(piece.end, walk->text.size()) - piece.from > tag_limit)
+            walk->usable = walk->text.substr(0, piece.from);
     }
 }
 
@@ -232,7 +203,7 @@ int xml_walk_run(xml_walk *walk, std::string_view text, const xml_events *events
     walk->step = xml_step_on;
     walk->given = 0;
     walk->usable = text;
-    walk->tag = text.find('<');
+    walk->measured = 0;
     walk->depth = 0;
     walk->space_count = 0;
     if (open_parser(walk) != 0)

@@ -67,7 +67,7 @@ struct xml_walk {
     xml_parser parser;
     std::string_view usable; // the part of the text that the parser may get ...
     size_t given;            // ... and how much it has got
-    size_t tag;              // where the next tag begins that is not measured yet
+    size_t measured;         // how much has been looked at for long tags
     unsigned depth;          // elements that are open
     unsigned space_count;
     bool is_leaf; // no element has ended since the last start tag
