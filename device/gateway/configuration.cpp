@@ -116,7 +116,7 @@ xml_step reply_start(void *context, const xml_walk *walk)
     const xml_element *element = &walk->open[walk->depth - 1];
     const char *name = walk->depth == reply_root ? "rpc-reply" : "data";
     const bool is_outer = walk->depth <= reply_data;
-    if (is_outer && !xml_element_is(element, netconf_base_namespace, name))
+    if (is_outer && !xml_is_base(element, name))
         return xml_step_fail;
     return walk->depth == reply_root ? xml_step_on : configuration_start(config);
 }

@@ -17,16 +17,11 @@ struct datastores_reader {
     xml_walk walk;
 };
 
-bool is_base(const xml_element *element, std::string_view local)
-{
-    return xml_element_is(element, netconf_base_namespace, local);
-}
-
 datastore_name *part_of(request_datastores *found, const xml_element *element)
 {
-    if (is_base(element, "target"))
+    if (xml_is_base(element, "target"))
         return &found->target;
-    return is_base(element, "source") ? &found->source : nullptr;
+    return xml_is_base(element, "source") ? &found->source : nullptr;
 }
 
 xml_step on_start(void *context, const xml_walk *walk)
@@ -34,7 +29,7 @@ xml_step on_start(void *context, const xml_walk *walk)
     auto *reader = static_cast<datastores_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
     const bool is_head = walk->depth == request_part || walk->depth == request_datastore;
-    if (is_head && is_base(element, "config"))
+    if (is_head && xml_is_base(element, "config"))
         return xml_step_end;
     if (walk->depth == request_part)
         reader->part = part_of(&reader->found, element);

@@ -83,7 +83,7 @@ uint32_t read_session_id(std::string_view text)
 
 bool has_hello_root(const xml_walk *walk)
 {
-    return xml_element_is(&walk->open[0], netconf_base_namespace, "hello");
+    return xml_is_base(&walk->open[0], "hello");
 }
 
 xml_step on_start(void *, const xml_walk *walk)
@@ -96,10 +96,10 @@ xml_step on_end(void *context, const xml_walk *walk, size_t)
     auto *reader = static_cast<hello_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
     const std::string_view text = xml_walk_leaf(walk);
-    if (xml_element_is(element, netconf_base_namespace, "capability")) {
+    if (xml_is_base(element, "capability")) {
         note_capability(reader->hello, text);
         reader->lacks_memory |= note_module(reader->hello, text) != 0;
-    } else if (xml_element_is(element, netconf_base_namespace, "session-id"))
+    } else if (xml_is_base(element, "session-id"))
         reader->hello->session_id = read_session_id(text);
     return xml_step_on;
 }

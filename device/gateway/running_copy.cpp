@@ -16,16 +16,11 @@ enum copy_depth : unsigned {
     copy_datastore = 4, // or the configuration
 };
 
-bool is_base(const xml_element *element, std::string_view local)
-{
-    return xml_element_is(element, netconf_base_namespace, local);
-}
-
 // The two outer elements, which all copies have in common.
 xml_step start_outer(const xml_walk *walk)
 {
     const char *name = walk->depth == copy_rpc ? "rpc" : "copy-config";
-    return is_base(&walk->open[walk->depth - 1], name) ? xml_step_on : xml_step_fail;
+    return xml_is_base(&walk->open[walk->depth - 1], name) ? xml_step_on : xml_step_fail;
 }
 
 // What is known of a copy to running on the way through it.
@@ -42,7 +37,7 @@ struct copy_reader {
 
 xml_step start_part(copy_reader *reader, const xml_element *element)
 {
-    reader->in_source = !is_base(element, "target");
+    reader->in_source = !xml_is_base(element, "target");
     reader->has_datastore = false;
     bool *seen = reader->in_source ? &reader->has_source : &reader->has_target;
     if (*seen)
@@ -50,7 +45,7 @@ xml_step start_part(copy_reader *reader, const xml_element *element)
     *seen = true;
     const bool is_bare =
         element->attributes.find_first_not_of(xml_blanks) == std::string_view::npos;
-    const bool is_source = is_base(element, "source") && is_bare;
+    const bool is_source = xml_is_base(element, "source") && is_bare;
     return !reader->in_source || is_source ? xml_step_on : xml_step_fail;
 }
 
@@ -60,9 +55,9 @@ xml_step start_datastore(copy_reader *reader, const xml_element *element)
         return xml_step_fail;
     reader->has_datastore = true;
     if (!reader->in_source)
-        return is_base(element, "running") ? xml_step_on : xml_step_fail;
-    reader->copy->from_startup = is_base(element, "startup");
-    if (!reader->copy->from_startup && !is_base(element, "config"))
+        return xml_is_base(element, "running") ? xml_step_on : xml_step_fail;
+    reader->copy->from_startup = xml_is_base(element, "startup");
+    if (!reader->copy->from_startup && !xml_is_base(element, "config"))
         return xml_step_fail;
     reader->in_config = !reader->copy->from_startup;
     return reader->keeps_config && reader->in_config ? configuration_start(reader->config)

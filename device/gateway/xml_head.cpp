@@ -87,14 +87,13 @@ xml_step on_error_end(void *context, const xml_walk *walk, size_t)
 {
     auto *reader = static_cast<error_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
-    const bool is_tag = xml_element_is(element, netconf_base_namespace, "error-tag");
-    const bool is_message = xml_element_is(element, netconf_base_namespace, "error-message");
+    const bool is_tag = xml_is_base(element, "error-tag");
+    const bool is_message = xml_is_base(element, "error-message");
     const std::string_view text = xml_walk_leaf(walk);
     if (text.empty())
         return xml_step_on;
     if (reader->name != nullptr) {
-        reader->is_found =
-            xml_element_is(element, netconf_base_namespace, reader->name) && text == reader->value;
+        reader->is_found = xml_is_base(element, reader->name) && text == reader->value;
         return reader->is_found ? xml_step_end : xml_step_on;
     }
     if (!is_tag && !is_message)

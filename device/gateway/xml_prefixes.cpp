@@ -1,7 +1,5 @@
 #include "device/gateway/xml_prefixes.h"
 
-#include "device/gateway/xml_walk.h"
-
 namespace
 {
 
@@ -27,16 +25,6 @@ bool xml_prefix_next(std::string_view *rest, std::string_view *name)
         if (!name->empty())
             return true;
         colon = rest->find(':');
-    }
-    return false;
-}
-
-bool xml_attributes_have(std::string_view attributes, std::string_view name)
-{
-    xml_attribute attribute;
-    while (xml_attribute_next(&attributes, &attribute)) {
-        if (attribute.name == name)
-            return true;
     }
     return false;
 }

@@ -1,5 +1,4 @@
-// Which prefixes a text uses, and which attributes declare one: no more than scans, which may
-// see one too many.
+// Which prefixes a text uses: no more than a scan, which may see one too many.
 #ifndef VANDEL_GATEWAY_XML_PREFIXES_H
 #define VANDEL_GATEWAY_XML_PREFIXES_H
 
@@ -10,8 +9,5 @@ constexpr std::string_view xml_prefix_declaration = "xmlns:";
 // Cuts *rest after the next name that stands directly before a colon, and the colon. False:
 // there is none.
 bool xml_prefix_next(std::string_view *rest, std::string_view *name);
-
-// Whether an attribute of that name is among the attributes, as written, of an element.
-bool xml_attributes_have(std::string_view attributes, std::string_view name);
 
 #endif

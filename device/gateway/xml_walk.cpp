@@ -234,6 +234,11 @@ bool xml_element_is(const xml_element *element, std::string_view uri, std::strin
     return element->local == local && element->uri == uri;
 }
 
+bool xml_is_base(const xml_element *element, std::string_view local)
+{
+    return xml_element_is(element, netconf_base_namespace, local);
+}
+
 bool xml_attribute_next(std::string_view *rest, xml_attribute *attribute)
 {
     skip_blanks(rest);

@@ -91,6 +91,9 @@ const xml_space *xml_walk_space(const xml_walk *walk, std::string_view prefix);
 
 bool xml_element_is(const xml_element *element, std::string_view uri, std::string_view local);
 
+// The same in the base namespace.
+bool xml_is_base(const xml_element *element, std::string_view local);
+
 // One attribute, its value as written.
 struct xml_attribute {
     std::string_view name;

@@ -31,8 +31,7 @@ struct option_cleaning {
 xml_step on_start(void *, const xml_walk *walk)
 {
     const xml_element *element = &walk->open[walk->depth - 1];
-    const bool is_config =
-        walk->depth == option_part && xml_element_is(element, netconf_base_namespace, "config");
+    const bool is_config = walk->depth == option_part && xml_is_base(element, "config");
     return is_config ? xml_step_end : xml_step_on;
 }
 
@@ -41,8 +40,7 @@ xml_step on_end(void *context, const xml_walk *walk, size_t end)
 {
     auto *cleaning = static_cast<option_cleaning *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
-    const bool is_option = walk->depth == option_part &&
-                           xml_element_is(element, netconf_base_namespace, "error-option");
+    const bool is_option = walk->depth == option_part && xml_is_base(element, "error-option");
     if (is_option && cleaning->count < drop_limit)
         cleaning->dropped[cleaning->count++] = {element->from, end};
     return walk->depth <= option_operation ? xml_step_end : xml_step_on;

@@ -46,7 +46,8 @@ bool is_default(std::string_view attribute_name)
 // Whether a child that stands in the base namespace needs a declaration to mean what it did.
 bool is_needed(const xml_element *child, std::string_view text, const xml_attribute *declaration)
 {
-    if (xml_attributes_have(child->attributes, declaration->name))
+    xml_attribute own;
+    if (xml_attribute_find(child->attributes, declaration->name, &own))
         return false;
     if (is_default(declaration->name))
         return declaration->value != netconf_base_namespace;
@@ -73,8 +74,10 @@ void append_inherited(data_writer *writer, std::string_view text, std::string_vi
 {
     const xml_element *child = &writer->walk.open[reply_child - 1];
     xml_attribute attribute;
+    xml_attribute other;
     while (xml_attribute_next(&attributes, &attribute)) {
-        if (!xml_attributes_have(hidden, attribute.name) && is_needed(child, text, &attribute))
+        if (!xml_attribute_find(hidden, attribute.name, &other) &&
+            is_needed(child, text, &attribute))
             append_attribute(writer, &attribute);
     }
 }
@@ -104,8 +107,7 @@ xml_step on_start(void *context, const xml_walk *walk)
     if (walk->depth != reply_data)
         return xml_step_on;
     const std::string_view tag = walk->text.substr(element->from, element->content - element->from);
-    if (!xml_element_is(element, netconf_base_namespace, "data") || tag == plain_start ||
-        writer->copied > 0)
+    if (!xml_is_base(element, "data") || tag == plain_start || writer->copied > 0)
         return xml_step_fail;
     start_root(writer, &walk->open[0]);
     copy_until(writer, element->from);
