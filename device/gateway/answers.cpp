@@ -6,11 +6,9 @@
 namespace
 {
 
-constexpr size_t unlimited = SIZE_MAX / 2;
-
 int append(byte_buffer *out, std::initializer_list<std::string_view> pieces)
 {
-    return byte_buffer_append_all(out, pieces, unlimited) == buffer_ok ? 0 : -1;
+    return byte_buffer_append_all(out, pieces) == buffer_ok ? 0 : -1;
 }
 
 constexpr struct {

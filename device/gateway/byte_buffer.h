@@ -9,6 +9,7 @@
 #include <initializer_list>
 #include <memory>
 #include <stddef.h>
+#include <stdint.h>
 #include <stdlib.h>
 #include <string_view>
 
@@ -19,6 +20,9 @@ struct byte_buffer {
     size_t size;           // bytes in use
     size_t capacity;       // bytes allocated
 };
+
+// For a buffer that nothing limits but the memory.
+constexpr size_t buffer_unlimited = SIZE_MAX / 2;
 
 enum buffer_result {
     buffer_ok,
@@ -33,11 +37,12 @@ buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t s
 
 // Appends one after the other. After a failure some may have been appended.
 buffer_result byte_buffer_append_all(byte_buffer *buffer,
-                                     std::initializer_list<std::string_view> pieces, size_t limit);
+                                     std::initializer_list<std::string_view> pieces,
+                                     size_t limit = buffer_unlimited);
 
 // Puts text in the place of the bytes from..end. Fails like an append.
 buffer_result byte_buffer_replace(byte_buffer *buffer, size_t from, size_t end,
-                                  std::string_view text, size_t limit);
+                                  std::string_view text, size_t limit = buffer_unlimited);
 
 // Cuts the content to limit bytes, more than 0, and gives back the memory of
 // the rest, if the allocator can.

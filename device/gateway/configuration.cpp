@@ -53,8 +53,7 @@ int inherit(configuration *config)
             if (is_declaration(attribute.name) &&
                 !xml_attribute_find(byte_buffer_view(&config->inherited), attribute.name, &known))
                 result = byte_buffer_append_all(
-                    &config->inherited, {" ", attribute.name, "=", quote, attribute.value, quote},
-                    SIZE_MAX / 2);
+                    &config->inherited, {" ", attribute.name, "=", quote, attribute.value, quote});
         }
     }
     return result == buffer_ok ? 0 : -1;

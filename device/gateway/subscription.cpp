@@ -15,8 +15,6 @@ const char subscription_id[] = "tarnd-gateway-subscription";
 namespace
 {
 
-constexpr size_t unlimited = SIZE_MAX / 2;
-
 // More notifications than this in so many seconds are a flood.
 constexpr unsigned flood_limit = 100;
 constexpr time_t flood_seconds = 10;
@@ -26,7 +24,7 @@ constexpr std::string_view start_name = "netconf-session-start";
 
 int append(byte_buffer *out, std::initializer_list<std::string_view> pieces)
 {
-    return byte_buffer_append_all(out, pieces, unlimited) == buffer_ok ? 0 : -1;
+    return byte_buffer_append_all(out, pieces) == buffer_ok ? 0 : -1;
 }
 
 int append_stream(const char *stream, byte_buffer *out)

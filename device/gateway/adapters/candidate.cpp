@@ -98,13 +98,10 @@ void become_commit(byte_buffer *request, const char *message_id)
 int aim(byte_buffer *request, const datastore_name *target, std::string_view datastore)
 {
     byte_buffer name{};
-    constexpr size_t limit = SIZE_MAX / 2;
-    if (byte_buffer_append_all(&name, {"<", target->prefix, datastore, "/>"}, limit) != buffer_ok)
+    if (byte_buffer_append_all(&name, {"<", target->prefix, datastore, "/>"}) != buffer_ok)
         return -1;
-    return byte_buffer_replace(request, target->from, target->end, byte_buffer_view(&name),
-                               limit) == buffer_ok
-               ? 0
-               : -1;
+    const std::string_view text = byte_buffer_view(&name);
+    return byte_buffer_replace(request, target->from, target->end, text) == buffer_ok ? 0 : -1;
 }
 
 adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)

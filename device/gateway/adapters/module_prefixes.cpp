@@ -143,7 +143,7 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     byte_buffer declarations{};
     if (finder.used_count > 0 && write_declarations(&finder, &declarations) == 0)
         byte_buffer_replace(request, finder.config_end - 1, finder.config_end - 1,
-                            byte_buffer_view(&declarations), SIZE_MAX / 2);
+                            byte_buffer_view(&declarations));
     return adapter_leaves;
 }
 
