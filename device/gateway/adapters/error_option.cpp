@@ -46,20 +46,6 @@ xml_step on_end(void *context, const xml_walk *walk, size_t end)
     return walk->depth <= option_operation ? xml_step_end : xml_step_on;
 }
 
-// No byte is moved twice.
-void drop_all(const option_cleaning *cleaning, byte_buffer *request)
-{
-    char *bytes = request->data.get();
-    size_t kept = cleaning->dropped[0].from;
-    for (unsigned at = 0; at < cleaning->count; at++) {
-        const bool is_last = at + 1 == cleaning->count;
-        const size_t next = is_last ? request->size : cleaning->dropped[at + 1].from;
-        memmove(bytes + kept, bytes + cleaning->dropped[at].to, next - cleaning->dropped[at].to);
-        kept += next - cleaning->dropped[at].to;
-    }
-    request->size = kept;
-}
-
 // What cannot be read stays as it is.
 adapter_verdict clean(const char *operation, const message_head *head, byte_buffer *request)
 {
@@ -69,9 +55,11 @@ adapter_verdict clean(const char *operation, const message_head *head, byte_buff
     const std::unique_ptr<option_cleaning> cleaning(new (std::nothrow) option_cleaning{});
     if (cleaning == nullptr)
         return adapter_leaves;
-    if (xml_walk_run(&cleaning->walk, byte_buffer_view(request), &events, cleaning.get()) == 0 &&
-        cleaning->count > 0)
-        drop_all(cleaning.get(), request);
+    if (xml_walk_run(&cleaning->walk, byte_buffer_view(request), &events, cleaning.get()) != 0)
+        return adapter_leaves;
+    for (unsigned at = cleaning->count; at > 0; at--)
+        byte_buffer_replace(request, cleaning->dropped[at - 1].from, cleaning->dropped[at - 1].to,
+                            "");
     return adapter_leaves;
 }
 
