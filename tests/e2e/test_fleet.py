@@ -41,7 +41,8 @@ class Router:
         server = Netconfd(self.directory, RUN_MODULES, (MODELS,))
         servers.callback(server.stop)
         transport = server.transport()
-        self.sshd = sshd.Sshd(self.directory, *transport)
+        self.key = sshd.prepare(self.directory, *transport)
+        self.sshd = sshd.Sshd(self.directory)
         servers.callback(self.sshd.stop)
 
     def ask(self, operation):
@@ -86,9 +87,11 @@ class Fleet:
         self.routers = {name: Router(place, name, servers) for name in LIVING}
         nobody = servers.enter_context(socket.socket())
         nobody.bind(("127.0.0.1", 0))  # and does not listen
-        self.addresses = {name: router.sshd.address for name, router in self.routers.items()}
+        self.addresses = {
+            name: f"127.0.0.1:{router.sshd.port}" for name, router in self.routers.items()
+        }
         self.addresses[DEAD] = f"127.0.0.1:{nobody.getsockname()[1]}"
-        known = [router.sshd.known() for router in self.routers.values()]
+        known = [f"[127.0.0.1]:{router.sshd.port} {router.key}" for router in self.routers.values()]
         self.ssh = sshd.write_client(place, known)
         install = ["cmake", "--install", BUILD, "--prefix", self.path("usr")]
         subprocess.run(install, check=True, capture_output=True)

@@ -21,7 +21,10 @@ STARTED = valgrind.SCALE * 300
 SOON = valgrind.SCALE * 10  # about a second is meant; a busy machine is given more
 DEVICE = "\n/vandel-device$ "
 SYSTEM = "\n/vandel-device/system$ "
-OPENED = b"run: a shell on a small router of its own (netconfd), gone when you leave: type quit\n"
+OPENED = (
+    b"vandel-connect: a shell on a small router of its own (netconfd), gone when you leave: "
+    b"type quit\n"
+)
 
 
 def run_command(machine, *arguments):
@@ -317,18 +320,19 @@ def test_a_file_that_is_lost_is_named(device):
     result = run(device, "export-config", "running", "//tmp/out.xml").wait(STARTED)
     assert (result.status, result.stdout) == (0, EXPORTED)
     assert result.stderr == (
-        b"run: the command had a /tmp of its own, and with it these files are gone: /tmp/out.xml\n"
+        b"vandel-connect: the command had a /tmp of its own, and with it these files are gone:"
+        b" /tmp/out.xml\n"
     )
 
 
 def test_where_no_mounts_are_given(device):
     device.replace_file("/usr/bin/unshare", "#!/bin/sh\nexit 1\n", mode=0o755)
     result = run(device, "set", "/vandel-device/system/hostname", "r1").wait(STARTED)
-    assert (result.status, result.stdout) == (1, b"")
+    assert (result.status, result.stdout) == (70, b"")
     assert result.stderr == (
-        b"run: this system gives a command no mounts of its own, and without them it would use "
-        b"/tmp/vandel.conf, which belongs to real devices. Nothing was done. Without arguments, "
-        b"./run needs no mounts: type the command there, or pipe it in.\n"
+        b"vandel-connect: this system gives a command no mounts of its own, and without them what"
+        b" is staged for one device would reach others. Nothing was done: type the command in a"
+        b" shell, or pipe it in\n"
     )
     assert not os.path.exists(device.profile)
     assert session(device, "pwd", "quit") == "/$ pwd\n/\r\n/$ quit\n"
@@ -447,7 +451,7 @@ def test_a_signal_ends_everything(device, name):
     shell = opened(device)
     shell.signal(number)
     result = shell.wait()
-    assert result.status == 128 + number
+    assert result.status == -number
     assert result.stdout.endswith(b"\nReceive signal=15 and exit\n")
 
 
@@ -458,8 +462,8 @@ def test_signals_while_it_stops(device, first):
     for number in ENDING * 3:
         shell.signal(number)
         time.sleep(0.005)
-    # Of several that have come, bash takes the lowest first.
-    assert shell.wait().status - 128 in (first, *ENDING)
+    # Of several that have come, the lowest is taken first.
+    assert -shell.wait().status in (first, *ENDING)
 
 
 @pytest.mark.parametrize("wait", [0.1, 0.3, 0.5, 0.8])
@@ -504,19 +508,18 @@ def device_shell(device):
 def test_a_server_that_does_not_start(device, program, name):
     device.replace_file(program, "#!/bin/sh\necho 'no luck today'\nexit 3\n", mode=0o755)
     result = run(device, "pwd").wait(300)
-    assert (result.status, result.stdout) == (1, b"")
-    lines = result.stderr.decode().splitlines()
-    assert lines[0] == f"run: {name} does not start:"
-    assert "no luck today" in lines
+    assert (result.status, result.stdout) == (70, b"")
+    told = f"vandel-connect: {name} does not start:\nno luck today\n"
+    assert result.stderr.decode() == told
 
 
 def test_models_that_do_not_compile(device):
     model = os.path.join(ROOT, "device", "models", "vandel-device.yang")
     device.replace_file(model, "module vandel-device { namespace urn:x; prefix x; leaf y; }\n")
     result = run(device, "pwd").wait(300)
-    assert (result.status, result.stdout) == (1, b"")
-    assert result.stderr.decode().startswith("run: the models do not compile:\n")
-    assert "vandel-device" in result.stderr.decode().split("\n", 1)[1]
+    assert (result.status, result.stdout) == (70, b"")
+    assert result.stderr.decode().endswith("\nvandel-connect: the models do not compile\n")
+    assert "vandel-device" in result.stderr.decode()
 
 
 def test_on_a_terminal(device):
@@ -563,4 +566,4 @@ def test_a_terminal_that_is_closed(device, attempt):  # pylint: disable=unused-a
     os.close(shell.child_fd)  # the terminal goes away
     shell.closed = True
     pid, status = os.waitpid(shell.pid, 0)
-    assert (pid, os.waitstatus_to_exitcode(status)) == (shell.pid, 129)
+    assert (pid, os.waitstatus_to_exitcode(status)) == (shell.pid, -signal.SIGHUP)

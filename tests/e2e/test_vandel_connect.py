@@ -1,14 +1,17 @@
 """vandel-connect: a shell on a device behind a real ssh server, and all that it needs."""
 
+import contextlib
 import os
 import shutil
 import signal
 import subprocess
 import tempfile
 
+import pexpect
 import pytest
 
 from support import sshd
+from support.netconf_device import Device, capability
 from support.netconfd import Netconfd
 from support.schemac import BUILD, MODELS, REPO, RUN_MODULES
 from support.servers import wait_until
@@ -23,14 +26,15 @@ WAIT = 120
 class Client:
     """Somebody who calls vandel-connect, with directories of his own."""
 
-    def __init__(self, directory, config):
+    def __init__(self, directory, config, cache):
         self.directory = directory
         self.config = config
+        self.cache = cache
         self.processes = []
         self.environment = {
             name: value for name, value in os.environ.items() if not name.startswith("XDG_")
         }
-        for name in ("RUNTIME_DIR", "STATE_HOME"):
+        for name in ("RUNTIME_DIR", "STATE_HOME", "CACHE_HOME"):
             self.environment[f"XDG_{name}"] = self.path(name)
         self.environment["ASAN_OPTIONS"] = "detect_leaks=0"
 
@@ -38,13 +42,25 @@ class Client:
         return os.path.join(self.directory, *names)
 
     def start(self, *arguments, programs=BUILD):
-        words = [PROGRAM, "--programs", programs, "-F", self.config, *arguments]
         process = subprocess.Popen(
-            words, env=self.environment,
+            self.words(*arguments, programs=programs), env=self.environment,
             stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
         )  # fmt: skip
         self.processes.append(process)
         return process
+
+    def words(self, *arguments, programs=BUILD):
+        cache = ["--cache", self.cache] if self.cache else []
+        return [PROGRAM, "--programs", programs, *cache, "-F", self.config, *arguments]
+
+    @contextlib.contextmanager
+    def on_a_terminal(self, *arguments):
+        first, *rest = self.words(*arguments)
+        terminal = pexpect.spawn(first, rest, env=self.environment, timeout=WAIT, echo=False)
+        try:
+            yield terminal
+        finally:
+            terminal.close(force=True)
 
     def run(self, *arguments, given="", programs=BUILD):
         """(status, standard output, standard error)."""
@@ -105,8 +121,9 @@ def fixture_router():
 def fixture_client(router):
     with tempfile.TemporaryDirectory(prefix="vandel-test.", dir="/tmp") as directory:
         os.mkdir(os.path.join(directory, "RUNTIME_DIR"), 0o700)
-        client = Client(directory, os.path.join(router, "ssh_config"))
-        client.environment["XDG_CACHE_HOME"] = os.path.join(router, "cache")
+        client = Client(
+            directory, os.path.join(router, "ssh_config"), os.path.join(router, "cache")
+        )
         yield client
         client.stop()
 
@@ -118,10 +135,10 @@ def test_one_command(client):
 
 def test_the_second_time_nothing_is_fetched(client):
     assert client.run("root@router", "pwd")[0] == 0
-    place = os.path.join(client.environment["XDG_CACHE_HOME"], "vandel")
-    before = [os.stat(os.path.join(place, name)).st_mtime_ns for name in ("texts", "sets")]
+    places = [os.path.join(client.cache, name) for name in ("texts", "sets")]
+    before = [os.stat(place).st_mtime_ns for place in places]
     assert client.run("root@router", "pwd")[0] == 0
-    after = [os.stat(os.path.join(place, name)).st_mtime_ns for name in ("texts", "sets")]
+    after = [os.stat(place).st_mtime_ns for place in places]
     assert before == after
 
 
@@ -203,7 +220,7 @@ def test_stop_ends_those_of_the_device(client):
     shells = [client.open_shell(), client.open_shell()]
     other = client.open_shell("root@other")
     parts = [child for shell in shells for child in children_of(shell.pid)]
-    assert len(parts) == 8
+    assert len(parts) == 10
     assert client.run("--stop", "root@router") == (0, "", "")
     assert [shell.wait(WAIT) for shell in shells] == [-signal.SIGTERM] * 2
     assert all(map(has_ended, parts))
@@ -236,17 +253,55 @@ def test_a_shell_that_is_killed(client):
     assert client.runs() == []
 
 
-def test_what_is_left_by_one_that_is_killed(client):
-    """No process, and a directory that the next one removes."""
-    shell = client.open_shell()
-    parts = children_of(shell.pid)
-    assert len(parts) == 4
-    shell.kill()
+def check_all_end(parts):
     for child in parts:
         wait_until(lambda: has_ended(child), "the end of a part")  # noqa: B023
+
+
+def test_nothing_is_left_by_one_that_is_killed(client):
+    shell = client.open_shell()
+    parts = children_of(shell.pid)
+    assert len(parts) == 5
+    shell.kill()
+    check_all_end(parts)
+    assert client.runs() == []
+
+
+def test_a_command_of_one_that_is_killed(client):
+    begun = client.path("begun").replace("/tmp/", "/tmp/.true/")
+    place = programs(client, vandel=f"touch {begun}; exec sleep {WAIT}")
+    call = client.start("root@router", "pwd", programs=place)
+    wait_until(lambda: os.path.exists(client.path("begun")), "the command")
+    parts = children_of(call.pid)
+    assert len(parts) == 5
+    call.kill()
+    check_all_end(parts)
+    assert client.runs() == []
+
+
+def test_the_next_one_removes_what_a_housekeeper_that_is_killed_leaves(client):
+    shell = client.open_shell()
+    parts = children_of(shell.pid)
+    os.kill(part(shell, "vandel-connect"), signal.SIGKILL)
+    shell.kill()
+    for child in parts:
+        with contextlib.suppress(ProcessLookupError):
+            os.kill(child, signal.SIGKILL)
+    check_all_end(parts)
     assert len(client.runs()) == 1
     assert client.run("root@router", "pwd") == (0, "/\r\n", "")
     assert client.runs() == []
+
+
+def test_the_end_of_a_shell_that_is_attached_and_killed(client):
+    first = client.open_shell()
+    second = client.open_shell("--attach", "root@router")
+    parts = children_of(second.pid)
+    assert len(parts) == 2
+    second.kill()
+    check_all_end(parts)
+    assert len(client.runs()) == 1
+    assert leave(first) == (0, "")
 
 
 @pytest.mark.parametrize("number", [signal.SIGHUP, signal.SIGINT, signal.SIGTERM])
@@ -257,6 +312,97 @@ def test_a_signal(client, number):
     assert shell.wait(WAIT) == -number
     assert all(map(has_ended, parts))
     assert client.runs() == []
+
+
+PROMPT = "Are you sure you want to continue connecting (yes/no/[fingerprint])? "
+
+
+def test_ssh_asks_at_the_terminal_about_a_new_device(client):
+    known = client.path("known")
+    options = [f"-oUserKnownHostsFile={known}", "-oStrictHostKeyChecking=ask"]
+    with client.on_a_terminal(*options, "root@router", "pwd") as terminal:
+        terminal.expect_exact(PROMPT)
+        terminal.sendline("yes")
+        terminal.expect_exact("/\r\r\n")
+        terminal.expect(pexpect.EOF)
+    with open(known, encoding="ascii") as file:
+        assert file.read().startswith("router ssh-ed25519 ")
+
+
+@pytest.fixture(name="secret")
+def fixture_secret(client):
+    """The secret without which ssh does not take the user's key."""
+    directory = os.path.dirname(client.config)
+    key = shutil.copy(os.path.join(directory, "user_key"), client.directory)
+    words = ["ssh-keygen", "-q", "-p", "-P", "", "-N", "a secret", "-f", key]
+    subprocess.run(words, check=True, stdout=subprocess.DEVNULL)
+    with open(client.config, encoding="utf-8") as config:
+        text = config.read().replace(f"{directory}/user_key", key)
+    client.config = sshd.write(client.path("ssh_config"), text)
+    return "a secret"
+
+
+def test_a_secret_is_asked_for_once(client, secret):
+    """The shell's lines are those after it."""
+    with client.on_a_terminal("root@router") as terminal:
+        terminal.expect_exact("Enter passphrase for key ")
+        terminal.sendline(secret)
+        terminal.expect_exact("/$ ")
+        assert terminal.before.strip().endswith(b"user_key':")
+        terminal.send("quit\r")
+        terminal.expect(pexpect.EOF)
+        terminal.wait()
+        assert terminal.exitstatus == 0
+
+
+def test_ctrl_c_while_a_secret_is_asked_for(client, secret):  # pylint: disable=unused-argument
+    with client.on_a_terminal("root@router") as terminal:
+        terminal.expect_exact("Enter passphrase for key ")
+        terminal.sendintr()
+        terminal.expect(pexpect.EOF)
+        terminal.wait()
+        assert terminal.signalstatus == signal.SIGINT
+    assert client.runs() == []
+
+
+def test_a_port(client):
+    with sshd.port(os.path.dirname(client.config)) as port:
+        device = f"root@127.0.0.1:{port}"
+        assert client.run("-oProxyCommand=none", device, "pwd") == (0, "/\r\n", "")
+
+
+def test_what_a_device_hands_out_is_for_itself(client):
+    """Also where another announces the same."""
+    client.cache = None
+    device = Device(client.directory)
+    try:
+        client.config = sshd.configure(client.directory, device.command(), client.environment)
+        device.capabilities.append(capability("m", "2024-01-01"))
+        for name in ("one", "two"):
+            device.texts["m", "2024-01-01"] = (
+                f'module m {{ namespace "urn:m"; prefix m; revision 2024-01-01;'
+                f" container {name} {{ leaf x {{ type string; }} }} }}"
+            )
+            assert name in client.run(f"root@{name}", given="cd m\nls\nquit\n")[1]
+        place = client.path("CACHE_HOME", "vandel", "schemas")
+        assert sorted(os.listdir(place)) == ["root@one", "root@two"]
+        assert "one" in client.run("root@one", given="cd m\nls\nquit\n")[1]
+    finally:
+        device.stop()
+
+
+def test_the_installed_one(client):
+    """Finds its parts, on a device and with a router of its own."""
+    place = client.path("place")
+    words = ["cmake", "--install", BUILD, "--prefix", place]
+    subprocess.run(words, check=True, capture_output=True)
+    program = os.path.join(place, "bin", "vandel-connect")
+    device = ["--cache", client.cache, "-F", client.config, "root@router"]
+    for arguments in (device, ["--local"]):
+        result = subprocess.run(
+            [program, *arguments, "pwd"], env=client.environment, check=False, capture_output=True
+        )
+        assert (result.returncode, result.stdout, result.stderr) == (0, b"/\r\n", b"")
 
 
 def test_a_device_that_cannot_be_reached(client):
@@ -336,9 +482,10 @@ def test_directories_that_others_may_use(client, place):
         (["a b"], "no [USER@]HOST[:PORT]: a b"),
         (["host:ssh"], "no [USER@]HOST[:PORT]: host:ssh"),
         (["--stop", "host", "pwd"], "--stop takes a device and nothing else"),
-        (["--attach", "--stop", "host"], "--stop takes a device and nothing else"),
         (["--run", "host"], "--run: no such program: "),
         (["--run", "host", "no-such-thing"], "--run: no such program: no-such-thing"),
+        (["--attach", "--stop", "host"], "--attach and --stop exclude each other"),
+        (["--local", "--stop", "host"], "--stop and --local exclude each other"),
         (["--nonsense"], "option --nonsense not recognized"),
         (["--programs", "/nowhere", "host"], "/nowhere/schemac: there is no such program"),
     ],

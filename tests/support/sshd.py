@@ -1,6 +1,7 @@
 """A NETCONF server behind a real ssh server, which is run for each connection: by ssh, which
 speaks to it through a pipe, or on a port of its own."""
 
+import contextlib
 import os
 import shlex
 import socket
@@ -28,8 +29,16 @@ def key(directory, name):
         return path, public.read()
 
 
+def command(directory):
+    """What a shell runs to have the server on its standard input and output."""
+    server = f"{SSHD} -i -e -f {directory}/sshd_config"
+    if os.geteuid() != 0:
+        return server
+    return f"unshare --mount sh -c '{PREPARE} && exec {server}' 2>>{directory}/sshd.log"
+
+
 def prepare(directory, transport, environment):
-    """What runs the ssh server on its standard input, and the text of its public key.
+    """Makes the server ready in a directory; the text of its public key.
 
     transport is the command that leads to the NETCONF server, and environment what it needs.
     The key of the user is made where there is none.
@@ -45,16 +54,13 @@ def prepare(directory, transport, environment):
         f"#!/bin/sh\nexec env {shlex.join([*settings, *transport])}\n",
         0o700,
     )
-    server = write(
+    write(
         os.path.join(directory, "sshd_config"),
         f"HostKey {host_key}\nAuthorizedKeysFile {user_key}.pub\n"
         "StrictModes no\nUsePAM no\nPermitRootLogin yes\nPasswordAuthentication no\n"
         f"Subsystem netconf {subsystem}\n",
     )
-    command = f"{SSHD} -i -e -f {server}"
-    if os.geteuid() == 0:
-        command = f"unshare --mount sh -c '{PREPARE} && exec {command}' 2>>{directory}/sshd.log"
-    return command, host_public
+    return host_public
 
 
 def write_client(directory, known, *more):
@@ -69,18 +75,18 @@ def write_client(directory, known, *more):
 
 def configure(directory, transport, environment):
     """The path of a file for ssh -F, with which every host is this one."""
-    command, public = prepare(directory, transport, environment)
-    return write_client(directory, [f"* {public}"], f"ProxyCommand {command}")
+    public = prepare(directory, transport, environment)
+    return write_client(directory, [f"* {public}"], f"ProxyCommand {command(directory)}")
 
 
 class Sshd:
-    """On a free port of the loopback, until stop()."""
+    """On a free port of the loopback, until stop(), as prepare() has left it in a directory."""
 
-    def __init__(self, directory, transport, environment):
-        self.command, self.public = prepare(directory, transport, environment)
+    def __init__(self, directory):
+        self.command = command(directory)
         self.processes = []
         listener = socket.create_server(("127.0.0.1", 0))
-        self.address = f"127.0.0.1:{listener.getsockname()[1]}"
+        self.port = listener.getsockname()[1]
         self.listener = Listener(None, self._take, listener)
 
     def _take(self, connection):
@@ -88,12 +94,17 @@ class Sshd:
             words = ["sh", "-c", f"exec {self.command}"]
             self.processes.append(subprocess.Popen(words, stdin=connection, stdout=connection))
 
-    def known(self):
-        """Its line in a file of known hosts."""
-        host, _, port = self.address.partition(":")
-        return f"[{host}]:{port} {self.public}"
-
     def stop(self):
         self.listener.stop(10)
         for process in self.processes:
             stop(process)
+
+
+@contextlib.contextmanager
+def port(directory):
+    """A port of this machine where the server listens."""
+    server = Sshd(directory)
+    try:
+        yield server.port
+    finally:
+        server.stop()

@@ -1,16 +1,18 @@
 """One call: a device's servers and a shell on them, or a shell on those of another call."""
 
+import functools
 import os
 import signal
 import subprocess
 import sys
+import tempfile
 
-from vandel_connect import place, shell
+from vandel_connect import place, router, shell
+from vandel_connect.house import House, Trouble
 from vandel_connect.options import UsageError, parse
-from vandel_connect.servers import Servers, Trouble, answers
 
 UNREACHABLE, USAGE_STATUS, TROUBLE_STATUS = 3, 64, 70
-ENDING = (signal.SIGHUP, signal.SIGINT, signal.SIGTERM)
+ENDING = (signal.SIGHUP, signal.SIGINT, signal.SIGQUIT, signal.SIGTERM)
 
 
 class Signalled(BaseException):
@@ -41,75 +43,103 @@ def complain(text):
     print(f"vandel-connect: {text}", file=sys.stderr)
 
 
-def connect(options, run, servers):
-    """Starts what a shell on the device needs."""
-    database, gateway, control = map(run.file, ("redis.sock", "tarnd.sock", "ssh"))
-    redis = ["redis-server", "--port", "0", "--unixsocket", database, "--unixsocketperm", "700"]
-    redis += ["--dir", run.path, "--save", "", "--appendonly", "no"]
-    servers.start("redis-server", [*redis, "--hash-max-listpack-value", "4096"])
+def start_device(options, house, database):
+    """Connects with the device, and has its schema stored; the command that leads to it."""
+    control = house.file("ssh")
     # One connection for all: a password is asked for once, here at the terminal.
     ssh = [*options.ssh, "-S", control]
-    servers.start("ssh", [*ssh, "-MN", "-o", "ControlPersist=no", options.host], is_apart=False)
+    master = [*ssh, "-MN", "-o", "ControlPersist=no", options.host]
+    house.children["ssh"] = house.start(master, stdin=subprocess.DEVNULL)
     try:
-        servers.await_file("ssh", control, patience=float("inf"))
+        house.await_socket("ssh", control, os.path.exists, patience=float("inf"))
     except Trouble:
         raise Unreachable(f"{options.target} cannot be reached") from None
-    servers.await_file("redis-server", database, answers)
+    house.await_socket("redis-server", database)
     netconf = [*ssh, "-o", "ControlMaster=no", "-s", options.host, "netconf"]
     schemac = [options.program("schemac"), "--from", "--keep-going", "--redis", database]
-    status = subprocess.run(
-        [*schemac, *options.schemac, "--", *netconf],
-        check=False, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-    ).returncode  # fmt: skip
+    schemac += ["--cache", options.cache or place.cache_directory(options.target)]
+    status = house.run([*schemac, *options.search, "--", *netconf])
     if status not in (0, 2):
         raise Unreachable(f"{options.target}: there is no schema of its modules")
-    listen = [options.program("tarnd-gateway"), "--listen", gateway, "--"]
-    servers.start("tarnd-gateway", [*listen, *netconf])
-    servers.await_file("tarnd-gateway", gateway)
+    return netconf
 
 
-def converse(options, path, servers):
+def start_gateway(options, house, netconf):
+    listen = house.file("tarnd.sock")
+    words = [options.program("tarnd-gateway"), "--listen", listen, "--", *netconf]
+    house.serve("tarnd-gateway", words)
+    house.await_socket("tarnd-gateway", listen, os.path.exists)
+
+
+def start_database(house):
+    listen = house.file("redis.sock")
+    words = ["redis-server", "--port", "0", "--unixsocket", listen, "--unixsocketperm", "700"]
+    words += ["--dir", house.path, "--save", "", "--appendonly", "no"]
+    # Field order, in which the shell offers names, is kept only where values are short; a
+    # description is not.
+    house.serve("redis-server", [*words, "--hash-max-listpack-value", "4096"])
+    return listen
+
+
+def converse(options, house, sockets, words=()):
     """Runs the shell on the sockets in a directory; its status."""
-    program = options.program("vandel")
-    sockets = [os.path.join(path, name) for name in ("redis.sock", "tarnd.sock")]
+    program = [*words, options.program("vandel")]
     if options.command is None:
-        child = shell.start_shell(options.run or [program], sockets)
+        child = shell.start_shell(house, options.run or program, sockets)
     else:
-        child = shell.start_command(program, sockets, options.target, options.command)
-    try:
-        while True:
-            pid, status = os.wait()
-            if pid == child.pid:
-                break
-            if servers is not None and (name := servers.name(pid)):
-                complain(f"{name} has ended: leave the shell, and start again")
-    except BaseException:
-        child.terminate()
-        child.wait()
-        raise
-    if options.command is not None and (lost := shell.astray(options.target)):
-        complain(f"the command had a /tmp of its own; it has left there: {' '.join(lost)}")
+        kept = place.profile_directory(options.target) if options.target else house.file("tmp")
+        child = shell.start_command(house, program, sockets, kept, options.command)
+    while True:
+        pid, status = os.wait()
+        if pid == child.pid:
+            break
+        if name := house.name(pid):
+            complain(f"{name} has ended: leave the shell, and start again")
+    if options.command is not None:
+        report_astray(options, kept)
     if os.WIFSIGNALED(status):
         raise Signalled(os.WTERMSIG(status))
+    if status != 0 and not options.run and (said := house.last_words("tarnd-gateway")):
+        complain(f"the gateway has said{said}")
     return os.WEXITSTATUS(status)
 
 
+def report_astray(options, directory):
+    """Names the files that a command has written below its own /tmp."""
+    names = shell.astray(directory)
+    if names and options.target:
+        paths = " ".join(os.path.join(directory, name) for name in names)
+        complain(f"the command had a /tmp of its own; it has left there: {paths}")
+    elif names:
+        paths = " ".join(os.path.join("/tmp", name) for name in names)
+        complain(f"the command had a /tmp of its own, and with it these files are gone: {paths}")
+
+
 def begin(options):
-    run = place.OwnRun(options.target)
-    servers = Servers(run)
-    try:
-        connect(options, run, servers)
-        run.ready()
-        status = converse(options, run.path, servers)
-        if status != 0 and not options.run and (words := servers.last_words("tarnd-gateway")):
-            complain(f"the gateway has said{words}")
-        return status
-    finally:
-        servers.stop()
-        run.remove()
+    place.living()
+    make_directory = functools.partial(place.make_run, options.target, os.getpid())
+    with House(make_directory) as house:
+        netconf = start_device(options, house, start_database(house))
+        start_gateway(options, house, netconf)
+        place.make_ready(house.path)
+        return converse(options, house, house.path)
+
+
+def begin_locally(options):
+    """As begin, with a device of one's own."""
+    with House(functools.partial(tempfile.mkdtemp, prefix="vandel.", dir="/tmp")) as house:
+        netconf, words = router.start(options, house, start_database(house))
+        start_gateway(options, house, netconf)
+        if options.command is None:
+            complain(
+                "a shell on a small router of its own (netconfd), gone when you leave: type quit"
+            )
+        return converse(options, house, house.path, words)
 
 
 def carry_out(options):
+    if options.action == "local":
+        return begin_locally(options)
     if options.action == "start":
         return begin(options)
     runs = [run for run in place.living() if run.target == options.target]
@@ -120,11 +150,13 @@ def carry_out(options):
     ready = [run for run in runs if run.is_ready()]
     if not ready:
         raise UsageError(f"{options.target}: no vandel-connect runs for it")
-    return converse(options, ready[-1].path, None)
+    with House() as house:
+        return converse(options, house, ready[-1].path)
 
 
 def main(arguments, here):
     """The exit status of a call; `here` is the directory of the script."""
+    signal.signal(signal.SIGPIPE, signal.SIG_DFL)  # as in other programs
     for number in ENDING:
         if signal.getsignal(number) != signal.SIG_IGN:
             signal.signal(number, raise_signal)

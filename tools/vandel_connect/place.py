@@ -1,7 +1,7 @@
 """The directories of vandel-connect: one for each run, and one for each device.
 
-A run's directory is locked by its process for as long as that lives, whatever ends it. So
-the next one knows what a dead one has left.
+A run's directory is locked by its housekeeper for as long as that lives. So the next run
+knows what one has left whose housekeeper was killed.
 """
 
 import contextlib
@@ -33,10 +33,21 @@ def runs_directory():
     return private(os.path.join(private(os.path.expanduser("~/.cache/vandel")), "run"))
 
 
+def _of_device(home, target):
+    return private(os.path.join(home, quote(target, safe="@:[]")))
+
+
 def profile_directory(target):
     """Where the single commands for a device keep what they share."""
-    home = os.path.join(_home("XDG_STATE_HOME", "~/.local/state"), "vandel")
-    return private(os.path.join(private(home), quote(target, safe="@:[]")))
+    home = _home("XDG_STATE_HOME", "~/.local/state")
+    return _of_device(private(os.path.join(home, "vandel")), target)
+
+
+def cache_directory(target):
+    """Where it is kept what a device has handed out. Each has its own: it could hand out what
+    it likes under a name that others have, too."""
+    home = private(os.path.join(_home("XDG_CACHE_HOME", "~/.cache"), "vandel"))
+    return _of_device(private(os.path.join(home, "schemas")), target)
 
 
 @contextlib.contextmanager
@@ -93,25 +104,17 @@ def living():
     return found
 
 
-class OwnRun:
-    """The directory of this process."""
+def make_run(target, pid):
+    """Makes the directory of a run; its path. It is alive for as long as this process is."""
+    with _everything_locked():
+        path = tempfile.mkdtemp(dir=runs_directory(), prefix="")
+        owner = os.open(os.path.join(path, "owner"), os.O_WRONLY | os.O_CREAT, 0o600)
+        fcntl.flock(owner, fcntl.LOCK_EX)
+        os.write(owner, f"{pid}\n{target}\n".encode())
+    return path
 
-    def __init__(self, target):
-        living()
-        with _everything_locked():
-            self.path = tempfile.mkdtemp(dir=runs_directory(), prefix="")
-            self.owner = open(self.file("owner"), "w", encoding="utf-8")
-            fcntl.flock(self.owner, fcntl.LOCK_EX)
-            self.owner.write(f"{os.getpid()}\n{target}\n")
-            self.owner.flush()
 
-    def file(self, name):
-        return os.path.join(self.path, name)
-
-    def ready(self):
-        with open(self.file("ready"), "w", encoding="ascii"):
-            pass
-
-    def remove(self):
-        shutil.rmtree(self.path, ignore_errors=True)
-        self.owner.close()
+def make_ready(path):
+    """Says that others can use a run."""
+    with open(os.path.join(path, "ready"), "w", encoding="ascii"):
+        pass

@@ -1,0 +1,129 @@
+"""The processes of a call and the directory that they share: all of it ends with the call.
+
+A housekeeper sees to that, a process that no signal but SIGKILL ends. It notices the end of
+the call by the connection between them, so that no way in which one may end is forgotten.
+"""
+
+import contextlib
+import os
+import select
+import shutil
+import signal
+import socket
+import subprocess
+import time
+
+PATIENCE = 30  # seconds that a server may take to start
+PARTING = 5  # and to end
+
+
+class Trouble(Exception):
+    """A server does not do what it should; the text says which."""
+
+
+def _end(process):
+    for number in (signal.SIGTERM, signal.SIGKILL):
+        with contextlib.suppress(ProcessLookupError):
+            signal.pidfd_send_signal(process, number)
+        if select.select([process], [], [], PARTING)[0]:
+            break
+
+
+def _keep(call, make_directory):
+    """What the housekeeper does: makes the directory and tells its path, is told of the
+    processes, and when the call has ended, ends them, the last one first."""
+    os.setsid()
+    null = os.open(os.devnull, os.O_RDWR)
+    for standard in range(3):
+        os.dup2(null, standard)
+    path = make_directory()
+    processes = []
+    with contextlib.suppress(OSError):  # the call has ended before it has read the path
+        call.sendall(f"{path}\n".encode())
+        for line in call.makefile():
+            with contextlib.suppress(ProcessLookupError):
+                processes.append(os.pidfd_open(int(line)))
+    for process in reversed(processes):
+        _end(process)
+    if path:
+        shutil.rmtree(path, ignore_errors=True)
+
+
+def answers(path):
+    with socket.socket(socket.AF_UNIX) as probe:
+        return probe.connect_ex(path) == 0
+
+
+class House:
+    def __init__(self, make_directory=str):
+        """The directory is one that `make_directory` makes and names; none by default."""
+        self.children = {}  # servers by name
+        self.housekeeper, call = socket.socketpair()
+        before = signal.pthread_sigmask(signal.SIG_BLOCK, signal.valid_signals())
+        self.pid = os.fork()
+        if self.pid == 0:
+            try:
+                self.housekeeper.close()
+                _keep(call, make_directory)
+            finally:
+                os._exit(0)
+        call.close()
+        signal.pthread_sigmask(signal.SIG_SETMASK, before)
+        self.path, told, _ = self.housekeeper.recv(4096).decode().partition("\n")
+        if not told:
+            raise Trouble("there is no place for what is to be started")
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        """Waits until all has ended."""
+        self.housekeeper.close()
+        with contextlib.suppress(ChildProcessError):  # somebody has killed it
+            os.waitpid(self.pid, 0)
+
+    def file(self, name):
+        return os.path.join(self.path, name)
+
+    def start(self, words, **options):
+        """Starts a process, of which the housekeeper knows whatever happens meanwhile."""
+
+        def tell():
+            self.housekeeper.sendall(b"%d\n" % os.getpid())
+
+        try:
+            return subprocess.Popen(words, preexec_fn=tell, **options)
+        except OSError as error:
+            raise Trouble(f"{words[0]}: {error.strerror}") from None
+
+    def run(self, words):
+        """The exit status of a program that has neither input nor output."""
+        return self.start(words, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL).wait()
+
+    def serve(self, name, words):
+        """Starts a server in a session of its own, so that what is typed at the terminal ends
+        the shell, and not this. Its output goes to a file."""
+        with open(self.file(f"{name}.log"), "wb") as log:
+            self.children[name] = self.start(
+                words, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
+                start_new_session=True,
+            )  # fmt: skip
+
+    def await_socket(self, name, path, is_there=answers, patience=PATIENCE):
+        """Waits until a server has made its socket."""
+        deadline = time.monotonic() + patience
+        while not is_there(path):
+            if self.children[name].poll() is not None or time.monotonic() > deadline:
+                raise Trouble(f"{name} does not start{self.last_words(name)}")
+            time.sleep(0.02)
+
+    def last_words(self, name):
+        """What a server has written last, to be put after a text; empty if there is nothing."""
+        if name not in self.children or not os.path.exists(self.file(f"{name}.log")):
+            return ""
+        with open(self.file(f"{name}.log"), encoding="utf-8", errors="replace") as log:
+            said = "".join(log.readlines()[-20:]).rstrip()
+        return f":\n{said}" if said else ""
+
+    def name(self, pid):
+        return next((name for name, child in self.children.items() if child.pid == pid), None)
