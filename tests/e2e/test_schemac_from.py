@@ -28,6 +28,7 @@ from support.netconfd import Netconfd
 from support.schemac import BUILD, MODELS, REPO, RUN_MODULES, SCHEMAC, compile_run_models, good
 
 sys.path.insert(0, os.path.join(REPO, "tools"))
+from schemac_from.cache import write_whole  # noqa: E402  pylint: disable=wrong-import-position
 from schemac_from.main import Progress  # noqa: E402  pylint: disable=wrong-import-position
 from schemac_from.yang_text import read_head  # noqa: E402  pylint: disable=wrong-import-position
 
@@ -615,8 +616,50 @@ def test_where_the_cache_is(device, run, tmp_path):
         ({**home, "XDG_CACHE_HOME": str(tmp_path / "xdg")}, "xdg/vandel"),
     ):
         good(run("--from", "--force", "--", *device.command(), env=environment))
-        assert sorted(os.listdir(tmp_path / place)) == ["sets", "texts"]
+        assert os.listdir(tmp_path / place) == ["schemas"]
+        (cache,) = (tmp_path / place / "schemas").iterdir()
+        assert sorted(os.listdir(cache)) == ["sets", "texts"]
+        (tmp_path / place).chmod(0o750)
+        words = ["--from", "--", *device.command()]
+        assert said(run(*words, env=environment)) == refused(
+            f"{tmp_path / place}: others may use it; a cache is its owner's alone, mode 700"
+        )
         shutil.rmtree(tmp_path / place)
+
+
+def test_another_command_has_another_cache(device, run, server, tmp_path):
+    """What a server plants under a name of others stays with it."""
+    environment = {"XDG_CACHE_HOME": str(tmp_path)}
+    add_m(device, "2024-01-01")
+    good(run("--from", "--", *device.command(), env=environment))
+    device.texts["m", "2024-01-01"] = device.texts["m", "2024-01-01"].replace(" a ", " z ")
+    good(run("--from", "--", *device.command(), env=environment))
+    assert stored(server) == ["//m", "/m/a"]
+    good(run("--from", "--", "env", *device.command(), env=environment))
+    assert stored(server) == ["//m", "/m/z"]
+
+
+def test_what_is_left_half_written_is_removed_a_day_later(device, ask, tmp_path):
+    add_m(device)
+    good(ask())
+    left = [tmp_path / "cache" / place / f".{name}" for place in ("texts", "sets") for name in "ab"]
+    for path in left[:2]:
+        path.touch()
+    for path in left[2:]:
+        path.mkdir()
+        (path / "hello").touch()
+    for path in left[::2]:
+        os.utime(path, (time.time() - 86500,) * 2)
+    good(ask())
+    assert [path.exists() for path in left] == [False, True, False, True]
+
+
+def test_who_is_killed_leaves_only_what_is_removed_later(device, ask, tmp_path, monkeypatch):
+    """A file that is half written has a name that no module has."""
+    names = []
+    monkeypatch.setattr(os, "rename", lambda source, _: names.append(os.path.basename(source)))
+    write_whole(tmp_path / "m@2024-01-01.yang", b"x")
+    assert [name[0] for name in names] == ["."]
 
 
 def test_a_cache_that_cannot_be_written(device, ask, tmp_path):

@@ -1,5 +1,8 @@
 """What is kept of servers: texts, which they share, and of each set of modules what it is.
 
+Servers that share a cache trust each other: each could hand out what it likes under a name
+that all have. So the one that nobody has named is a command's own.
+
     texts/NAME@REVISION.yang    a text that a server has handed out
     texts/NAME+DIGEST.yang      one without a revision
     sets/DIGEST/hello           the capabilities of a server with this set: it is whole
@@ -8,21 +11,45 @@
                /imported/       and of those that only lend what they define
 """
 
+import contextlib
 import hashlib
 import os
 import shutil
 import tempfile
+import time
 
 from schemac_from.session import Failed
 
 IMPLEMENTED, IMPORTED = "implemented", "imported"
+DAY = 86400  # seconds; no file takes so long to write
 
 
-def default_directory():
+def private(path):
+    """Makes a directory that is ours alone, or sees that it is; its path. Raises Failed."""
+    os.makedirs(path, 0o700, exist_ok=True)
+    status = os.stat(path)
+    if status.st_uid != os.geteuid() or status.st_mode & 0o077:
+        raise Failed(f"{path}: others may use it; a cache is its owner's alone, mode 700")
+    return path
+
+
+def default_directory(command):
+    """The path of a cache that only what this command leads to fills. Raises Failed, OSError."""
     home = os.environ.get("XDG_CACHE_HOME", "")
     if not os.path.isabs(home):
         home = os.path.expanduser("~/.cache")
-    return os.path.join(home, "vandel")
+    schemas = private(os.path.join(private(os.path.join(home, "vandel")), "schemas"))
+    return os.path.join(schemas, hashlib.sha256(os.fsencode("\0".join(command))).hexdigest())
+
+
+def remove_old(directory):
+    """Removes what runs that were killed have left half written."""
+    for entry in os.scandir(directory):
+        if not entry.name.startswith("."):
+            continue
+        with contextlib.suppress(FileNotFoundError):  # another run has been faster
+            if entry.stat().st_mtime < time.time() - DAY:
+                (shutil.rmtree if entry.is_dir() else os.unlink)(entry.path)
 
 
 def file_name(name, revision):
@@ -31,7 +58,7 @@ def file_name(name, revision):
 
 def write_whole(path, data):
     """Writes a file that is there with all its bytes or not at all."""
-    descriptor, temporary = tempfile.mkstemp(dir=os.path.dirname(path))
+    descriptor, temporary = tempfile.mkstemp(dir=os.path.dirname(path), prefix=".")
     try:
         with open(descriptor, "wb") as file:
             file.write(data)
@@ -47,11 +74,9 @@ class Cache:
     def __init__(self, directory):
         """Opens a cache, which is made if need be. Raises Failed, OSError."""
         self.directory = os.path.abspath(directory)
-        for place in (self.directory, self._path("texts"), self._path("sets")):
-            os.makedirs(place, 0o700, exist_ok=True)
-            status = os.stat(place)
-            if status.st_uid != os.geteuid() or status.st_mode & 0o077:
-                raise Failed(f"{place}: others may use it; a cache is its owner's alone, mode 700")
+        private(self.directory)
+        for place in ("texts", "sets"):
+            remove_old(private(self._path(place)))
 
     def _path(self, *parts):
         return os.path.join(self.directory, *parts)
@@ -89,7 +114,7 @@ class Cache:
     def add_set(self, capabilities, fetched, features):
         """Keeps a set, in the place of what was there; its directory."""
         path = self._set_path(capabilities)
-        temporary = tempfile.mkdtemp(dir=self._path("sets"))
+        temporary = tempfile.mkdtemp(dir=self._path("sets"), prefix=".")
         try:
             os.mkdir(os.path.join(temporary, IMPLEMENTED))
             os.mkdir(os.path.join(temporary, IMPORTED))

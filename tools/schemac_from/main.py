@@ -21,7 +21,7 @@ class UsageError(Exception):
 
 
 class Options(NamedTuple):
-    cache: str
+    cache: str  # None: the command's own
     search: list
     timeout: float
     is_forced: bool
@@ -57,7 +57,7 @@ def parse(arguments):
         if name in ("--redis", "--force", "--keep-going"):
             handed_on += [name, value] if value else [name]
     return Options(
-        cache=last.get("--cache") or cache.default_directory(),
+        cache=last.get("--cache"),
         search=[value for name, value in given if name == "--search"],
         timeout=seconds(last.get("--timeout", "60")),
         is_forced="--force" in last,
@@ -109,7 +109,7 @@ def fetch_set(session, kept, options):
 
 def carry_out(options):
     """The arguments with which schemac compiles what the server has."""
-    kept = cache.Cache(options.cache)
+    kept = cache.Cache(options.cache or cache.default_directory(options.command))
     session = Session(options.command, options.timeout)
     limits = resource.getrlimit(resource.RLIMIT_AS)
     try:
