@@ -80,32 +80,43 @@ def test_what_schemac_says():
         assert text in messages
 
 
-def python_text(expression):
-    """A text as a reader would quote it; None for what is no text."""
-    if isinstance(expression, ast.Constant):
-        return expression.value
+def python_texts(expression):
+    """The texts that an expression may be, as a reader would quote them."""
+    if isinstance(expression, ast.Constant) and isinstance(expression.value, str):
+        return [expression.value]
     if isinstance(expression, ast.JoinedStr):
-        return "".join(python_text(piece) or "…" for piece in expression.values)
+        pieces = ("".join(python_texts(piece)) or "…" for piece in expression.values)
+        return [re.sub("…+", "…", "".join(pieces))]
     if isinstance(expression, ast.BinOp):
-        return python_text(expression.left) + "…"
-    if isinstance(expression, (ast.BoolOp, ast.IfExp)):
-        pieces = expression.values if isinstance(expression, ast.BoolOp) else [expression.body]
-        return next(filter(None, map(python_text, pieces)), None)
-    return None
+        return [text + "…" for text in python_texts(expression.left)]
+    if isinstance(expression, ast.BoolOp):
+        return [text for value in expression.values for text in python_texts(value)]
+    if isinstance(expression, ast.IfExp):
+        return python_texts(expression.body) + python_texts(expression.orelse)
+    return []
 
 
-def test_what_schemac_says_of_a_server():
+SAYING = ("Failed", "PermissionError", "Trouble", "Unreachable", "UsageError", "_look_elsewhere")
+
+
+@pytest.mark.parametrize(
+    "folder, section",
+    [
+        ("schemac_from", "schemac --from"),
+        ("vandel_connect", "vandel-connect"),
+        ("vandel_do", "vandel-do"),
+    ],
+)
+def test_what_a_tool_in_python_says(folder, section):
     found = set()
-    for path in glob.glob(os.path.join(ROOT, "tools", "schemac_from", "*.py")):
+    for path in glob.glob(os.path.join(ROOT, "tools", folder, "*.py")):
         with open(path, encoding="utf-8") as file:
-            calls_in_it = [
-                node for node in ast.walk(ast.parse(file.read())) if type(node) is ast.Call
-            ]
-        for call in calls_in_it:
+            nodes = ast.walk(ast.parse(file.read()))
+        for call in (node for node in nodes if isinstance(node, ast.Call)):
             name = getattr(call.func, "attr", getattr(call.func, "id", ""))
-            if name in ("Failed", "UsageError", "complain", "_look_elsewhere"):
-                found.add(python_text(call.args[-1]))
-    assert found - {None} == described("schemac --from")
+            if name in (*SAYING, "complain"):
+                found.update(text for word in call.args for text in python_texts(word))
+    assert found - {"…"} == described(section)
 
 
 def test_what_a_scan_of_sources_finds():
