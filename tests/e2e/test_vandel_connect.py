@@ -450,6 +450,13 @@ def test_a_gateway_that_does_not_start(client):
     assert client.runs() == []
 
 
+def test_a_gateway_whose_socket_does_not_listen_yet(client):
+    bind = """/usr/bin/python3 -c 'import socket, sys; socket.socket(1).bind(sys.argv[1])' "$2" """
+    script = f'{bind}\nsleep 0.5\nexec {BUILD}/tarnd-gateway "$@"'
+    place = programs(client, **{"tarnd-gateway": script})
+    assert client.run("root@router", "get", HOSTNAME, programs=place)[::2] == (0, "")
+
+
 def test_where_no_mounts_are_given(client):
     shell = client.open_shell()
     os.mkdir(client.path("bin"))

@@ -68,7 +68,10 @@ def start_gateway(options, house, netconf):
     listen = house.file("tarnd.sock")
     words = [options.program("tarnd-gateway"), "--listen", listen, "--", *netconf]
     house.serve("tarnd-gateway", words)
-    house.await_socket("tarnd-gateway", listen, os.path.exists)
+    # By what it says: a connection would begin a session, and a socket may not listen yet.
+    house.await_socket(
+        "tarnd-gateway", listen, lambda _: ": listening on " in house.last_words("tarnd-gateway")
+    )
 
 
 def start_database(house):
