@@ -18,7 +18,7 @@ MARK = b"]]>]]>"
 NUDGES = (0.2, b"\n"), (1.3, b"#")
 LARGEST = 64 << 20  # bytes of a message, as of a file that schemac reads
 READ_SIZE = 1 << 16
-PARTING = 2  # seconds that a command has to end by itself
+PARTING = 5  # seconds that a command has to end by itself
 
 
 class Failed(Exception):
