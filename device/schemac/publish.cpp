@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <deque>
+#include <initializer_list>
 #include <span>
 #include <stdint.h>
 #include <stdlib.h>
@@ -189,13 +190,15 @@ void send_transaction(publisher *store, std::span<const change_step> steps)
                        &store->failure);
 }
 
-// Asks and waits.
-database_reply ask(publisher *store, const std::string &command)
+// Asks and waits. A word may be what the server has said.
+database_reply ask(publisher *store, std::initializer_list<std::string_view> words)
 {
+    std::string command;
+    append_start(&command, words.size());
+    for (const std::string_view word : words)
+        append_word(&command, word);
     if (store->failure.empty())
-        database_check(store->connection.get(),
-                       redisAppendCommand(store->connection.get(), command.c_str()),
-                       &store->failure);
+        send(store, command);
     return take(store);
 }
 
@@ -300,7 +303,7 @@ void remove_others(publisher *store)
 {
     std::string cursor = "0";
     do {
-        const database_reply reply = ask(store, "SCAN " + cursor + " COUNT 1000");
+        const database_reply reply = ask(store, {"SCAN", cursor, "COUNT", "1000"});
         if (reply == nullptr)
             return;
         if (reply->elements != 2 || reply->element[0]->str == nullptr) {
@@ -324,14 +327,15 @@ void look(publisher *store)
 {
     send_watch(store);
     database_expect(store->connection.get(), "OK", 1, &store->failure);
-    const database_reply size = ask(store, "DBSIZE");
+    const database_reply size = ask(store, {"DBSIZE"});
     store->is_empty = size != nullptr && size->type == REDIS_REPLY_INTEGER && size->integer == 0;
-    const database_reply limits = ask(store, "CONFIG GET hash-max-*");
+    const database_reply limits = ask(store, {"CONFIG", "GET", "hash-max-*"});
     for (size_t i = 0; limits != nullptr && i + 1 < limits->elements; i += 2) {
         const std::string_view name(limits->element[i]->str, limits->element[i]->len);
         size_t *limit =
             name.ends_with("-entries") ? &store->ordered_entries : &store->ordered_bytes;
-        *limit = strtoul(limits->element[i + 1]->str, nullptr, 10);
+        if (limits->element[i + 1]->str != nullptr)
+            *limit = strtoul(limits->element[i + 1]->str, nullptr, 10);
     }
 }
 

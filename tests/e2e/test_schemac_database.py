@@ -262,6 +262,32 @@ def test_a_server_that_refuses(run, write, option, cause):
         server.stop()
 
 
+def run_on_replies(run, replies):
+    """Runs schemac on a server that says this and no more; the result, and what it was told."""
+    directory = tempfile.mkdtemp(prefix="schemac")
+    listener = socket.socket(socket.AF_UNIX)
+    listener.bind(directory + "/r")
+    listener.listen(1)
+    sent = []
+
+    def serve():
+        with listener.accept()[0] as far:
+            sent.append(far.recv(100))
+            far.sendall(replies)
+            far.shutdown(socket.SHUT_WR)
+            while sent[-1]:
+                sent.append(far.recv(65536))
+
+    thread = threading.Thread(target=serve)
+    thread.start()
+    # The first connection stores.
+    result = run("--force", "--redis", directory + "/r", "m")
+    thread.join()
+    listener.close()
+    shutil.rmtree(directory)
+    return result, b"".join(sent)
+
+
 @pytest.mark.parametrize(
     "replies",
     [
@@ -275,27 +301,24 @@ def test_a_server_that_refuses(run, write, option, cause):
         b":1\r\n",
     ],
 )
-def test_a_server_that_goes_away(run, write, tmp_path, replies):
+def test_a_server_that_goes_away(run, write, replies):
     write("m", "leaf a { type string; }")
-    directory = tempfile.mkdtemp(prefix="schemac")
-    listener = socket.socket(socket.AF_UNIX)
-    listener.bind(directory + "/r")
-    listener.listen(1)
-
-    def serve():
-        far = listener.accept()[0]
-        far.recv(100)
-        far.sendall(replies)
-        far.close()
-
-    thread = threading.Thread(target=serve)
-    thread.start()
-    result = run("--force", "--redis", directory + "/r", "m")  # the first connection stores
-    thread.join()
-    listener.close()
-    shutil.rmtree(directory)
+    result, _ = run_on_replies(run, replies)
     assert (result.returncode, result.stdout) == (1, "")
     assert result.stderr.startswith("schemac: redis at ")
+
+
+@pytest.mark.parametrize("cursor", [b"%s%s%s%s", b"0%lu", b"7 COUNT 1"])
+def test_a_server_that_chooses_its_words(run, write, cursor):
+    """What it says is sent back as one word, and a limit that is no text is none."""
+    write("m", "leaf a { type string; }")
+    limits = b"*2\r\n$20\r\nhash-max-ziplist-x-y\r\n:5\r\n"
+    keys = b"*2\r\n$%d\r\n%s\r\n*0\r\n" % (len(cursor), cursor)
+    last = b"*2\r\n$1\r\n0\r\n*0\r\n"
+    result, sent = run_on_replies(run, b"+OK\r\n+OK\r\n:1\r\n" + limits + keys + last)
+    assert result.stderr.startswith("schemac: redis at ")
+    words = b"$4\r\nSCAN\r\n$%d\r\n%s\r\n$5\r\nCOUNT\r\n" % (len(cursor), cursor)
+    assert words in sent
 
 
 def test_a_large_schema(server, run, write):
