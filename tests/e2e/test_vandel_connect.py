@@ -457,6 +457,17 @@ def test_a_gateway_whose_socket_does_not_listen_yet(client):
     assert client.run("root@router", "get", HOSTNAME, programs=place)[::2] == (0, "")
 
 
+def test_what_a_server_has_said_steers_no_terminal(client):
+    said = "seq 100000; printf '\\033[2Jcleared\\n\\tand\\233K\\nmore' >&2; exit 1"
+    place = programs(client, **{"tarnd-gateway": f"{{ {said}; }}"})
+    assert client.run("root@router", "pwd", programs=place) == (
+        70, "", "vandel-connect: tarnd-gateway does not start:\n"
+        + "".join(f"{number}\n" for number in range(99984, 100001))
+        + "?[2Jcleared\n?and\ufffdK\nmore\n"
+    )  # fmt: skip
+    assert client.runs() == []
+
+
 def test_where_no_mounts_are_given(client):
     shell = client.open_shell()
     os.mkdir(client.path("bin"))
@@ -471,11 +482,24 @@ def test_where_no_mounts_are_given(client):
     assert leave(shell) == (0, "")
 
 
-@pytest.mark.parametrize("place", ["RUNTIME_DIR/vandel", "STATE_HOME/vandel"])
+@pytest.mark.parametrize("place", ["RUNTIME_DIR", "RUNTIME_DIR/vandel", "STATE_HOME/vandel"])
 def test_directories_that_others_may_use(client, place):
-    os.makedirs(client.path(place), 0o755)
+    os.makedirs(client.path(place), exist_ok=True)
+    os.chmod(client.path(place), 0o755)
     text = f"{client.path(place)}: others may use it; it has to be its owner's alone"
     assert client.run("root@router", "pwd") == (70, "", f"vandel-connect: {text}\n")
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="only root can be another user")
+def test_a_runtime_directory_of_somebody_else(client):
+    """He could lead the removal of what dead ones have left to another directory of ours."""
+    os.makedirs(client.path("ours", "kept"), 0o700)
+    os.chmod(client.path("ours"), 0o700)
+    os.symlink(client.path("ours"), client.path("RUNTIME_DIR", "vandel"))
+    os.chown(client.path("RUNTIME_DIR"), 65534, 65534)
+    text = f"{client.path('RUNTIME_DIR')}: others may use it; it has to be its owner's alone"
+    assert client.run("--stop", "router") == (70, "", f"vandel-connect: {text}\n")
+    assert os.listdir(client.path("ours")) == ["kept"]
 
 
 @pytest.mark.parametrize(

@@ -29,7 +29,8 @@ def private(path):
 
 def runs_directory():
     if os.path.isabs(os.environ.get("XDG_RUNTIME_DIR", "")):
-        return private(os.path.join(os.environ["XDG_RUNTIME_DIR"], "vandel"))
+        # That of somebody else, which su leaves in the environment, may have links.
+        return private(os.path.join(private(os.environ["XDG_RUNTIME_DIR"]), "vandel"))
     return private(os.path.join(private(os.path.expanduser("~/.cache/vandel")), "run"))
 
 
