@@ -442,6 +442,20 @@ def test_a_server_with_too_many_modules(device, ask):
     assert said(ask()) == refused("the server announces more than 10000 modules")
 
 
+def test_a_module_that_needs_too_many(device, ask):
+    add_m(device, body="".join(f"import m{number} {{ prefix p; }} " for number in range(20000)))
+    assert said(ask()) == refused("its modules need more than 20000 texts")
+    assert device.operations() == ["m@"]
+
+
+def test_a_name_among_blanks(device, ask, tmp_path):
+    add_m(device, body="feature f; leaf a { if-feature f; type int8; }")
+    device.capabilities[-1] = "urn:m?module=%E2%80%83%0Am&amp;features=f"
+    good(ask())
+    (features,) = sets(tmp_path, "features")
+    assert features.read_bytes() == b"m:f\n"
+
+
 @pytest.mark.parametrize(
     "first, text",
     [

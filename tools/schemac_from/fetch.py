@@ -5,6 +5,7 @@ from collections import deque
 
 from schemac_from.cache import IMPLEMENTED, IMPORTED, file_name
 from schemac_from.library import DATE, MONITORING, NAME
+from schemac_from.library import MOST as ANNOUNCED
 from schemac_from.session import Failed, error_of
 from schemac_from.yang_text import read_head
 
@@ -57,6 +58,7 @@ class Fetch:
         self.is_anew = is_anew  # nothing is taken from the cache
         self.show = show  # is told how far it is
         self.wanted = {}  # {(name, revision): whether it is implemented}
+        self.names = set()  # of those
         self.waiting = deque()
         self.asked = {}  # {number of the request: (name, revision)}
         self.found = {}
@@ -77,6 +79,9 @@ class Fetch:
 
     def _want(self, name, revision, is_implemented):
         self.wanted[name, revision] = is_implemented
+        self.names.add(name)
+        if len(self.wanted) > 2 * ANNOUNCED:
+            raise Failed(f"its modules need more than {2 * ANNOUNCED} texts")
         self.waiting.append((name, revision))
 
     def _begin(self, name, revision, can_ask):
@@ -129,6 +134,4 @@ class Fetch:
                 self._want(needed, date, is_include and is_implemented)
 
     def _knows(self, name, revision):
-        if revision:
-            return (name, revision) in self.wanted
-        return any(known == name for known, _ in self.wanted)
+        return (name, revision) in self.wanted if revision else name in self.names

@@ -54,8 +54,9 @@ def of_capabilities(capabilities):
         query = dict(parse_qsl(capability.partition("?")[2]))
         if "module" not in query:
             continue
-        if announced.add(query["module"], query.get("revision"), True):
-            announced.add_features(query["module"], _split(query.get("features")))
+        name = query["module"].strip()
+        if announced.add(name, query.get("revision"), True):
+            announced.add_features(name, _split(query.get("features")))
             deviations.update(_split(query.get("deviations")))
     known = {name for name, _ in announced.texts}
     for name in sorted(deviations - known):
