@@ -2,10 +2,13 @@
 
 #include <algorithm>
 
+#include "device/gateway/hello.h"
+
 namespace
 {
 
-constexpr size_t texts_limit = size_t{1} << 30;
+// Of the texts, and of the index: what fits into a hello.
+constexpr size_t size_limit = hello_size_limit;
 
 struct module_place {
     size_t name;
@@ -43,9 +46,9 @@ int server_modules_add(server_modules *modules, std::string_view name, std::stri
         return 0;
     const module_place place{modules->texts.size, name.size(), uri.size()};
     const bool is_added =
-        byte_buffer_append_all(&modules->texts, {name, uri}, texts_limit) == buffer_ok &&
+        byte_buffer_append_all(&modules->texts, {name, uri}, size_limit) == buffer_ok &&
         byte_buffer_append(&modules->index, reinterpret_cast<const char *>(&place), sizeof place,
-                           texts_limit) == buffer_ok;
+                           size_limit) == buffer_ok;
     return is_added ? 0 : -1;
 }
 

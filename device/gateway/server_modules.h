@@ -12,7 +12,7 @@ struct server_modules {
     byte_buffer index; // where in texts each stands
 };
 
-// Adds one, if its name can be a prefix. 0, or -1: out of memory.
+// Adds one, if its name can be a prefix. 0, or -1: there are too many, or out of memory.
 int server_modules_add(server_modules *modules, std::string_view name, std::string_view uri);
 
 // Call it when all are added.

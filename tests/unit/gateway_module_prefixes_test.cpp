@@ -109,3 +109,14 @@ TEST(gateway_module_prefixes, many_modules_are_found)
     EXPECT_EQ(server_modules_find(&hello.modules, "m"), "");
     EXPECT_EQ(server_modules_find(&hello.modules, "z"), "");
 }
+
+TEST(gateway_module_prefixes, a_list_without_end_takes_no_more_memory_than_a_hello)
+{
+    server_modules modules{};
+    const std::string uri(1000, 'u');
+    size_t added = 0;
+    while (added < 2 * hello_size_limit && server_modules_add(&modules, "m", uri) == 0)
+        added += uri.size();
+    EXPECT_LE(added, hello_size_limit);
+    EXPECT_EQ(server_modules_find(&modules, "m"), uri) << "the others are known";
+}
