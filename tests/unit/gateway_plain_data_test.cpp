@@ -75,6 +75,8 @@ TEST(gateway_plain_data, everything_else_stays_as_it_is)
              reply("<data><a xmlns='urn:a'/></data>", " xmlns:a='urn:a'"),
              reply("<data></data>"),
              reply("<ok/>"),
+             "<n:rpc-reply xmlns:n='" + base + "'>text</n:rpc-reply>",
+             "<n:rpc-reply xmlns:n='" + base + "'/>",
              reply("<data xmlns='urn:other'/>"),
              reply("<x xmlns='urn:other'><data/></x>"),
              reply("<rpc-error/><data/>"),

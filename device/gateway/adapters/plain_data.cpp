@@ -139,6 +139,8 @@ void end_outer(data_writer *writer, size_t end, std::string_view tag)
 xml_step on_end(void *context, const xml_walk *walk, size_t end)
 {
     auto *writer = static_cast<data_writer *>(context);
+    if (writer->copied == 0) // there are no data
+        return xml_step_fail;
     if (walk->depth == reply_child)
         end_child(writer, &walk->open[reply_child - 1], end);
     else if (walk->depth == reply_data)
@@ -156,8 +158,7 @@ void write_plain(const message_head *head, byte_buffer *message)
         return;
     const std::unique_ptr<data_writer> writer(new (std::nothrow) data_writer{});
     if (writer != nullptr &&
-        xml_walk_run(&writer->walk, byte_buffer_view(message), &events, writer.get()) == 0 &&
-        writer->copied > 0)
+        xml_walk_run(&writer->walk, byte_buffer_view(message), &events, writer.get()) == 0)
         *message = byte_buffer_take(&writer->out);
 }
 
