@@ -35,7 +35,7 @@ namespace
 {
 
 constexpr size_t history_limit = 10;
-constexpr size_t kept_at_once = 128 << 10; // bytes of the schema, from line to line
+constexpr size_t kept_at_once = 64 << 10; // bytes of the schema, from line to line
 
 void free_session_text(char **text)
 {

@@ -574,7 +574,7 @@ def test_a_command_that_leads_nowhere(ask, command, text):
 
 def test_what_takes_too_much_memory(device, server, tmp_path):
     """Here with less than there is for it otherwise."""
-    device.script = lambda peer: peer.raw(b"<hello>" + b"<a/>" * (3 << 20) + MARK)
+    device.script = lambda peer: peer.raw(b"<hello>" + b"<a/>" * (8 << 20) + MARK)
     program = [os.path.join(REPO, "tools", "schemac-from"), SCHEMAC]
     least = 200 << 20
     result = subprocess.run(

@@ -12,7 +12,7 @@ NOTIFICATION = "urn:ietf:params:xml:ns:netconf:notification:1.0 notification"
 ERROR = "rpc-error"
 DEPTH_LIMIT = 256  # elements within each other; the XML readers of devices stop there, too
 PIECE = 1 << 20
-TAG_LIMIT = 10_000_000  # bytes; it is read anew with each piece that does not end it
+TAG_LIMIT = 10_000_000  # bytes; an older expat reads it anew with each piece of it
 
 
 class Unreadable(Exception):
@@ -56,7 +56,8 @@ def read(body, start, end=None, characters=None):
     try:
         for offset in range(0, length, PIECE):
             parser.Parse(text[offset : offset + PIECE], False)
-            if offset - parser.CurrentByteIndex > TAG_LIMIT:
+            # A newer expat waits for up to twice as much before it reads on.
+            if offset - parser.CurrentByteIndex > 2 * TAG_LIMIT:
                 raise Unreadable
         parser.Parse(b"", True)
     except _Enough:
