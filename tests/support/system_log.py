@@ -26,8 +26,12 @@ class SystemLog:
         self.thread.start()
 
     def _collect(self):
+        # One buffer for all: what is made this large, and cut for each line, keeps a
+        # mapping of its own, of which a process has so many only.
+        buffer = bytearray(1 << 20)
         while True:
-            datagram = self.socket.recv(1 << 20)
+            size = self.socket.recv_into(buffer)
+            datagram = bytes(memoryview(buffer)[:size])
             with self.changed:
                 if datagram == b"mark":
                     self.marks_seen += 1
