@@ -137,10 +137,14 @@ def main(schemac, arguments):
     except UsageError as error:
         complain(str(error))
         print("Try 'schemac --help'.", file=sys.stderr)
+        return 1
     except Failed as error:
         complain(str(error))
-    except MemoryError:
-        complain("what the server sends takes too much memory")
+        return 1
     except OSError as error:
         complain(f"{error.filename}: {error.strerror}" if error.filename else str(error))
+        return 1
+    except MemoryError:
+        pass  # what was read goes with the exception; then there is memory to say so
+    complain("what the server sends takes too much memory")
     return 1
