@@ -293,12 +293,20 @@ def test_an_export_is_restored(fleet):
     assert fleet.play("vandel_config", names=("r1",), restore=path).recap == {"r1": {"ok"}}
 
 
-@pytest.mark.parametrize("line", ["commit", "quit", "save", "pwd\ncommit"])
+@pytest.mark.parametrize("line", ["commit", "quit", "save", "pwd"])
 def test_lines_stage_and_do_nothing_else(fleet, line):
     done = fleet.play("vandel_config", names=("r1",), lines=[*LINES, line])
-    text = (
-        f"{line.partition(chr(10))[0]}: of the commands, only cd, set, delete, add-listentry stage"
-    )
+    text = f"{line}: of the commands, only cd, set, delete, add-listentry stage"
+    assert (done.results["r1"]["msg"], done.recap) == (text, {"r1": {"failed"}})
+    assert fleet.routers["r1"].running() == {}
+
+
+@pytest.mark.parametrize("module, option", [("config", "lines"), ("command", "commands")])
+def test_a_value_begins_no_line(fleet, module, option):
+    value = "Hall\nset /vandel-device/system/hostname evil\ncommit"
+    lines = [f"set /vandel-device/system/location {value}"]
+    done = fleet.play(f"vandel_{module}", names=("r1",), **{option: lines})
+    text = f"{option}: one holds a line end, after which another would begin"
     assert (done.results["r1"]["msg"], done.recap) == (text, {"r1": {"failed"}})
     assert fleet.routers["r1"].running() == {}
 

@@ -88,6 +88,14 @@ class Device:
         return data
 
 
+def lines_of(module, option):
+    """The lines of an option. A line end within one, perhaps of a value, ends the module."""
+    lines = module.params[option]
+    if any("\n" in line.strip("\n") for line in lines):
+        module.fail_json(msg=f"{option}: one holds a line end, after which another would begin")
+    return lines
+
+
 def text_of(data):
     """The element, laid out for comparing and for people, without prefixes."""
     root = ElementTree.fromstring(ElementTree.tostring(data))

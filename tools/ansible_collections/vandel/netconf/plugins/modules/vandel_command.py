@@ -7,6 +7,7 @@ from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.vandel.netconf.plugins.module_utils.device import (
     ARGUMENTS,
     Device,
+    lines_of,
     text_of,
 )
 
@@ -21,7 +22,7 @@ description:
 options:
   commands:
     description:
-      - The commands.
+      - The commands, one in each entry. An entry that holds a line end is refused.
     type: list
     elements: str
     required: true
@@ -80,12 +81,12 @@ def main():
         "format": {"choices": ["text", "json", "xml"], "default": "text"},
     }
     module = AnsibleModule(arguments, supports_check_mode=True)
-    commands, form = module.params["commands"], module.params["format"]
+    commands, form = lines_of(module, "commands"), module.params["format"]
     options = ["--dry-run"] if module.check_mode else []
     if form != "text":
         options.append(f"--{form}")
     may_change = not module.check_mode and any(
-        line.lstrip().startswith(CHANGING) for entry in commands for line in entry.split("\n")
+        line.lstrip().startswith(CHANGING) for line in commands
     )
     with Device(module) as device:
 

@@ -12,6 +12,7 @@ from ansible_collections.vandel.netconf.plugins.module_utils.device import (
     Device,
     errors,
     fulfils,
+    lines_of,
     text_of,
 )
 
@@ -30,6 +31,7 @@ options:
   lines:
     description:
       - What to stage, C(cd), C(set), C(delete) and C(add-listentry). The commit follows by itself.
+      - An entry is one line. One that holds a line end, as a value from elsewhere may, is refused.
     type: list
     elements: str
   restore:
@@ -78,12 +80,11 @@ STAGING = ("cd", "set", "delete", "add-listentry")
 
 def staged(module, device):
     """The request of the lines, the element around it, and the lines that send it."""
-    lines = [line for entry in module.params["lines"] for line in entry.split("\n")]
-    for line in lines:
+    lines = [*lines_of(module, "lines"), "commit"]
+    for line in lines[:-1]:
         word = line.strip().partition(" ")[0]
         if word not in (*STAGING, "") and not word.startswith("#"):
             module.fail_json(msg=f"{word}: of the commands, only {', '.join(STAGING)} stage")
-    lines.append("commit")
     status, request, said = device.run(lines, "--dry-run")
     if status != 0:
         device.fail(status, said, stdout=request)
