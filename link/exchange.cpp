@@ -96,7 +96,8 @@ int msg_send(text_buffer *text, frame_ending ending)
     const size_t zero = ending == frame_ends_in_zero ? 1 : 0;
     const secret_block frame(text->data.release(), text->length + zero);
     *text = text_buffer{};
-    if (frame.size - frame_header_size > UINT32_MAX) {
+    // The width of a size decides whether the second can be; the first is a text that failed.
+    if (frame.size < frame_header_size || frame.size - frame_header_size > UINT32_MAX) {
         log_error("[ERROR] send error:out of memory!\n");
         return -1;
     }

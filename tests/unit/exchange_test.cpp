@@ -192,6 +192,18 @@ TEST_F(exchange_test, what_was_printed_is_out_before_a_send)
     exchange_unlock();
 }
 
+TEST_F(exchange_test, a_text_without_room_for_its_header_is_refused)
+{
+    connect().expect();
+    server->start();
+    text_buffer nothing;
+    EXPECT_EQ(msg_send(&nothing), -1);
+    const std::vector<std::pair<int, std::string>> refused = {
+        {11, "[ERROR] send error:out of memory!\n"}};
+    EXPECT_EQ(captured_log_take(), refused);
+    EXPECT_TRUE(lock_is_free());
+}
+
 TEST_F(exchange_test, an_empty_body_is_a_frame_too)
 {
     connect().expect();

@@ -2,11 +2,9 @@
 // be lost, overrun or left locked, and what is to be told is told.
 #include "tests/support/alloc_faults.h"
 
-#include <fstream>
 #include <set>
 
 #include "base/args.h"
-#include "browse/descendants.h"
 #include "cmdtree/chunk_pool.h"
 #include "cmdtree/node.h"
 #include "commands/commands.h"
