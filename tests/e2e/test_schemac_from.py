@@ -4,7 +4,9 @@ import io
 import os
 import re
 import resource
+import select
 import shutil
+import socket
 import stat
 import subprocess
 import sys
@@ -542,6 +544,25 @@ def test_a_server_that_leaves_what_came_with_the_hello(device, ask, server, vers
     good(ask())
     assert device.operations() == ["m@", "close-session"]
     assert stored(server) == ["//m", "/m/a"]
+
+
+def test_the_session_is_closed_before_the_input(device, ask):
+    """A command that ends with its input would not pass on what the server has yet to read."""
+
+    def look_for_the_end(peer):
+        device.greet(peer)
+        for _ in range(2):
+            number, operation = device.receive(peer)
+            if device.operation(operation) == "close-session":
+                if select.select([peer.connection], [], [], 0.1)[0]:  # a nudge, if anything
+                    assert peer.connection.recv(1, socket.MSG_PEEK)
+                device.asked.append(operation)
+            device.reply(peer, number, device.answer(operation))
+
+    add_m(device)
+    device.script = look_for_the_end
+    good(ask())
+    assert device.operations() == ["m@", "close-session", "close-session"]
 
 
 def test_a_server_that_does_not_let_go(device, ask, server):

@@ -121,10 +121,10 @@ class Session:
         """Leaves as one should, and gives the command time to end."""
         self.patience = PARTING
         self.ask("<close-session/>")
-        self.process.stdin.close()
-        self.nudges.clear()
         with contextlib.suppress(Failed, subprocess.TimeoutExpired):
+            # The end of its input ends many a command at once, heard by the server or not.
             self._message()
+            self.process.stdin.close()
             self.process.wait(PARTING)
         self.end()
 
