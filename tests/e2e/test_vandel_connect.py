@@ -512,6 +512,8 @@ def test_a_runtime_directory_of_somebody_else(client):
         (["../x"], "no [USER@]HOST[:PORT]: ../x"),
         (["a b"], "no [USER@]HOST[:PORT]: a b"),
         (["host:ssh"], "no [USER@]HOST[:PORT]: host:ssh"),
+        (["\x1b[2Jhost"], "no [USER@]HOST[:PORT]: ?[2Jhost"),
+        (["\udcffhost"], "no [USER@]HOST[:PORT]: ?host"),
         (["--stop", "host", "pwd"], "--stop takes a device and nothing else"),
         (["--run", "host"], "--run: no such program: "),
         (["--run", "host", "no-such-thing"], "--run: no such program: no-such-thing"),

@@ -118,14 +118,12 @@ class House:
             time.sleep(0.02)
 
     def last_words(self, name):
-        """What a server has written last, to be put after a text; empty if there is nothing.
-        They may be words of the device, which is not to steer the terminal."""
+        """What a server has written last, to be put after a text; empty if there is nothing."""
         if name not in self.children or not os.path.exists(self.file(f"{name}.log")):
             return ""
         with open(self.file(f"{name}.log"), "rb") as log:
             log.seek(max(0, os.fstat(log.fileno()).st_size - 4000))
             lines = log.read().decode(errors="replace").rstrip().splitlines()[-20:]
-        lines = ["".join(c if c.isprintable() else "?" for c in line) for line in lines]
         return "\n".join([":", *lines]) if lines else ""
 
     def name(self, pid):

@@ -40,6 +40,8 @@ def die_of(number):
 
 
 def complain(text):
+    """What stands in it may be the words of a device, which is not to steer the terminal."""
+    text = "".join(c if c.isprintable() or c == "\n" else "?" for c in str(text))
     print(f"vandel-connect: {text}", file=sys.stderr)
 
 

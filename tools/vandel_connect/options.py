@@ -106,7 +106,7 @@ def parse(arguments, here):
 
 def _way(words, given):
     """The device as it is named, the ssh command that leads there, and the host."""
-    target = TARGET.fullmatch(words[0]) if words else None
+    target = TARGET.fullmatch(words[0]) if words and words[0].isprintable() else None
     if target is None:
         raise UsageError(f"no [USER@]HOST[:PORT]: {words[0]}" if words else "no device is named")
     ssh = ["ssh", *(word for pair in given if pair[0] in ("-o", "-F") for word in pair)]
