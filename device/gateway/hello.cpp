@@ -33,6 +33,7 @@ constexpr known_capability known_capabilities[] = {
     {"urn:ietf:params:netconf:capability:startup:1.0", &server_hello::startup},
     {"urn:ietf:params:netconf:capability:yang-library:1.0", &server_hello::yang_library},
     {"urn:ietf:params:netconf:capability:yang-library:1.1", &server_hello::yang_library},
+    {"urn:ietf:params:netconf:capability:yang-library:1.1", &server_hello::module_sets},
 };
 
 // The value of a parameter of a capability; empty: it has none, or not all of it was kept.

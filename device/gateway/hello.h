@@ -23,7 +23,8 @@ struct server_hello {
     bool rollback_on_error; // an edit happens as a whole or not at all
     bool candidate;
     bool startup;
-    bool yang_library;      // it tells more modules when it is asked
+    bool yang_library;      // it tells more modules when it is asked ...
+    bool module_sets;       // ... for them as the library's second revision has them
     server_modules modules; // those that it names with their namespaces
 };
 

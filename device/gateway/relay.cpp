@@ -159,7 +159,7 @@ bool needs_library(const relay *session)
 const char *read_library(relay *session, bool *moved)
 {
     session->hello.yang_library = false;
-    exchange_read_library(&session->taken_over, &session->hello.modules);
+    exchange_read_library(&session->taken_over, &session->hello);
     return advance_exchange(session, moved);
 }
 

@@ -159,3 +159,22 @@ def test_modules_that_the_hello_does_not_tell_are_asked_for(bench):  # noqa: F81
         )
     )
     assert peer.request() == rpc(1, edit.format(' xmlns:mod="urn:mod"'))
+
+
+def test_a_library_of_the_second_revision(bench):  # noqa: F811
+    shell, peer = bench.session((BASE_1_1, ROLLBACK, CAPABILITY + "yang-library:1.1?content-id=1"))
+    edit = "<edit-config><target><running/></target><config{}><a>mod:x</a></config></edit-config>"
+    shell.send(rpc(1, edit.format("")))
+    assert b'message-id="tarnd-gateway-library"><get><filter type="subtree"><yang-library' in (
+        peer.request()
+    )
+    peer.send(
+        reply(
+            "tarnd-gateway-library",
+            '<data>\n<yang-library xmlns="urn:ietf:params:xml:ns:yang:ietf-yang-library">\n'
+            "<module-set>\n<name>all</name>\n<import-only-module>\n<name>mod</name>\n"
+            "<namespace>urn:mod</namespace>\n</import-only-module>\n</module-set>\n"
+            "</yang-library>\n</data>",
+        )
+    )
+    assert peer.request() == rpc(1, edit.format(' xmlns:mod="urn:mod"'))

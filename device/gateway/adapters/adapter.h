@@ -90,7 +90,7 @@ void exchange_ask_body(exchange *exchange, byte_buffer *request, bool keeps);
 void exchange_keep_alive(exchange *exchange);
 
 // The same, to learn the server's modules.
-void exchange_read_library(exchange *exchange, server_modules *modules);
+void exchange_read_library(exchange *exchange, server_hello *hello);
 
 // Whether no request is taken over.
 bool exchange_idle(const exchange *exchange);

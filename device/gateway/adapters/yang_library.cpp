@@ -1,6 +1,9 @@
 // A request of the gateway's own for the modules of a server, which tells in its hello only those
 // that are written in YANG 1.0. The answer goes nowhere. Whatever it lacks, the edit that waits for
 // it goes out.
+//
+// The library's second revision has sets of modules, and those that are only imported apart. A
+// server that has it may have the first, too, and is asked for that when the second tells nothing.
 #include <memory>
 #include <new>
 
@@ -11,10 +14,20 @@ namespace
 {
 
 constexpr char library_namespace[] = "urn:ietf:params:xml:ns:yang:ietf-yang-library";
-constexpr char read_library[] =
+
+// What is awaited.
+enum library_step : uint8_t { library_step_sets, library_step_state };
+
+constexpr const char *questions[] = {
+    "<get><filter type=\"subtree\"><yang-library "
+    "xmlns=\"urn:ietf:params:xml:ns:yang:ietf-yang-library\"><module-set>"
+    "<module><name/><namespace/></module>"
+    "<import-only-module><name/><namespace/></import-only-module>"
+    "</module-set></yang-library></filter></get>",
     "<get><filter type=\"subtree\"><modules-state "
     "xmlns=\"urn:ietf:params:xml:ns:yang:ietf-yang-library\">"
-    "<module><name/><namespace/></module></modules-state></filter></get>";
+    "<module><name/><namespace/></module></modules-state></filter></get>",
+};
 
 // A text that is cut is none.
 struct kept_text {
@@ -32,6 +45,11 @@ struct library_reader {
 bool is_library(const xml_element *element, std::string_view local)
 {
     return xml_element_is(element, library_namespace, local);
+}
+
+bool is_module(const xml_element *element)
+{
+    return is_library(element, "module") || is_library(element, "import-only-module");
 }
 
 void keep(kept_text *kept, std::string_view text)
@@ -52,9 +70,9 @@ xml_step on_end(void *context, const xml_walk *walk, size_t)
 {
     auto *reader = static_cast<library_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
-    if (is_library(element, "module"))
+    if (is_module(element))
         return end_module(reader);
-    if (walk->depth < 2 || !is_library(element - 1, "module"))
+    if (walk->depth < 2 || !is_module(element - 1))
         return xml_step_on;
     if (is_library(element, "name"))
         keep(&reader->name, xml_walk_leaf(walk));
@@ -63,8 +81,15 @@ xml_step on_end(void *context, const xml_walk *walk, size_t)
     return xml_step_on;
 }
 
+void ask(exchange *exchange, library_step step)
+{
+    exchange->step = step;
+    exchange_ask(exchange, "tarnd-gateway-library", questions[step]);
+}
+
 adapter_outcome take_reply(exchange *exchange, const message_head *, byte_buffer *message)
 {
+    const size_t known = exchange->learned->index.size;
     static const xml_events events = {nullptr, nullptr, on_end};
     const std::unique_ptr<library_reader> reader(new (std::nothrow) library_reader{});
     if (reader != nullptr) {
@@ -73,16 +98,19 @@ adapter_outcome take_reply(exchange *exchange, const message_head *, byte_buffer
         server_modules_sort(exchange->learned);
     }
     byte_buffer_clear(message);
-    return adapter_ends;
+    if (exchange->step == library_step_state || exchange->learned->index.size > known)
+        return adapter_ends;
+    ask(exchange, library_step_state);
+    return adapter_asks;
 }
 
 constexpr adapter library_adapter = {.reply = take_reply};
 
 } // namespace
 
-void exchange_read_library(exchange *exchange, server_modules *modules)
+void exchange_read_library(exchange *exchange, server_hello *hello)
 {
     exchange->owner = &library_adapter;
-    exchange->learned = modules;
-    exchange_ask(exchange, "tarnd-gateway-library", read_library);
+    exchange->learned = &hello->modules;
+    ask(exchange, hello->module_sets ? library_step_sets : library_step_state);
 }
