@@ -317,6 +317,7 @@ std::unique_ptr<connection> connection_start(descriptor shell, const connection_
     connection_publish(link.get());
     link->session.subscribe = task->options->subscribe;
     link->session.wish = task->options->wish;
+    link->session.extras = task->options->extras;
     link->idle_limit = int64_t{task->options->idle_timeout} * 1000;
     link->idle_from = now;
     link->silence_limit = int64_t{task->options->request_timeout} * 1000;

@@ -16,6 +16,7 @@ const char gateway_help[] =
     "  --stream NAME    ask for the notifications of this stream only\n"
     "  --filter FILTER  ask for the notifications that an XPath selects, or a subtree,\n"
     "                   which begins with \"<\"\n"
+    "  --lock           lock running while it is edited\n"
     "  --max-shells N   serve N shells at a time (32); the others are told and closed\n"
     "  --max-buffered BYTES\n"
     "                   hold so much of all shells' requests together (536870912)\n"
@@ -126,6 +127,8 @@ const char *read_options(int count, char *const arguments[], int *at, gateway_op
     for (; *at < count && arguments[*at][0] == '-' && strcmp(arguments[*at], "--") != 0; ++*at) {
         if (strcmp(arguments[*at], "--no-subscribe") == 0)
             options->subscribe = false;
+        else if (strcmp(arguments[*at], "--lock") == 0)
+            options->extras.lock = true;
         else if (strcmp(arguments[*at], "--help") == 0)
             options->help = true;
         else if (strcmp(arguments[*at], "--version") == 0)

@@ -4,12 +4,14 @@
 
 #include <stdint.h>
 
+#include "device/gateway/extras.h"
 #include "device/gateway/subscription.h"
 
 struct gateway_options {
     const char *socket_path;
     bool subscribe;
     subscription_wish wish;   // when it does
+    server_extras extras;     // of every session
     bool help;                // nothing else matters then
     bool version;             // the same; help comes first
     uint32_t max_shells;      // that are served at a time

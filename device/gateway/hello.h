@@ -5,6 +5,7 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include "device/gateway/extras.h"
 #include "device/gateway/server_modules.h"
 
 constexpr size_t hello_size_limit = size_t{16} << 20; // bytes; thousands of modules fit
@@ -12,7 +13,7 @@ constexpr size_t hello_size_limit = size_t{16} << 20; // bytes; thousands of mod
 // What the gateway says; without its end-of-message mark.
 extern const char hello_text[];
 
-// What the server said.
+// What the server said, and what is wanted of it.
 struct server_hello {
     uint32_t session_id; // greater than 0
     bool base_1_0;
@@ -26,6 +27,7 @@ struct server_hello {
     bool yang_library;      // it tells more modules when it is asked ...
     bool module_sets;       // ... for them as the library's second revision has them
     server_modules modules; // those that it names with their namespaces
+    server_extras wanted;   // for the owner to fill in; reading a hello empties it
 };
 
 // Reads the server's hello. Null on success; otherwise what is wrong with it, a

@@ -192,6 +192,7 @@ const char *take_hello(relay *session)
     byte_buffer_clear(&session->message);
     if (reason != nullptr)
         return reason;
+    hello->wanted = session->extras;
     const bool subscribes = session->subscribe && hello->notifications;
     session->phase = subscribes ? relay_phase_subscribe : relay_phase_requests;
     session->decoder.chunked = hello->base_1_1;

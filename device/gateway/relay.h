@@ -13,6 +13,7 @@
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/blank_filter.h"
 #include "device/gateway/byte_buffer.h"
+#include "device/gateway/extras.h"
 #include "device/gateway/frame.h"
 #include "device/gateway/framing.h"
 #include "device/gateway/hello.h"
@@ -41,13 +42,14 @@ enum relay_silence : uint8_t {
     relay_silence_over,    // ... and something came back
 };
 
-// Value-initialise, then set number, subscribe and wish. A function that returns a
+// Value-initialise, then set number, subscribe, wish and extras. A function that returns a
 // reason returns null while all is well; otherwise a static text that tells why
 // the session must end, after which only its memory may be released.
 struct relay {
     unsigned number;        // the shell's, for the log
     bool subscribe;         // ask for notifications if the server has them ...
     subscription_wish wish; // ... for these
+    server_extras extras;   // what else is wanted of the server
     bool deaf;              // the shell is gone: drop what would go to it
     relay_phase phase;
     relay_silence silence;

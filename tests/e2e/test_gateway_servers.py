@@ -66,6 +66,23 @@ def test_running_is_written_through_the_candidate(bench, version):  # noqa: F811
         assert shell.receive() == answer
 
 
+@VERSIONS
+def test_running_is_locked_while_it_is_edited(bench, version):  # noqa: F811
+    bench.start("--lock")
+    shell, peer = bench.session((version, WRITABLE, ROLLBACK))
+    edit = "<edit-config><target><running/></target><config/></edit-config>"
+    lock = "<lock><target><running/></target></lock>"
+    ok, error = reply(1, "<ok/>"), reply(1, "<rpc-error/>")
+    turns = [(lock, ok), (edit, ok), (lock.replace("lock>", "unlock>"), ok)]
+    for turn, answer in ((turns, ok), ([(lock, error)], error)):
+        shell.send(rpc(1, edit))
+        for request, answered in turn:
+            assert peer.request() == rpc(1, request)
+            assert shell.has_nothing(0.02)
+            peer.send(answered)
+        assert shell.receive() == answer
+
+
 def test_a_server_that_cannot_undo_is_not_asked_to(bench):  # noqa: F811
     edit = "<edit-config><target><running/></target>{}<config/></edit-config>"
     option = "<error-option>rollback-on-error</error-option>"

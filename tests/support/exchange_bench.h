@@ -25,8 +25,10 @@ inline std::string error(const std::string &tag)
 
 // A session after its hellos, with a server of these capabilities.
 struct exchange_bench : relay_bench {
-    explicit exchange_bench(const std::string &capabilities) : relay_bench(false)
+    explicit exchange_bench(const std::string &capabilities, const server_extras &extras = {})
+        : relay_bench(false)
     {
+        session->extras = extras;
         EXPECT_EQ(to_server(), gateway_hello);
         EXPECT_EQ(server_sends(server_hello_text("1.1", capabilities)), "");
         testing::internal::CaptureStderr();

@@ -88,6 +88,12 @@ TEST(gateway_options, version_needs_nothing_else)
     EXPECT_FALSE(parse({"--listen", "x", "--", "cat", "--version"}).options.version);
 }
 
+TEST(gateway_options, extras)
+{
+    EXPECT_FALSE(parse({"--listen", "x", "--", "cat", "--lock"}).options.extras.lock);
+    EXPECT_TRUE(parse({"--lock", "--listen", "x", "--", "cat"}).options.extras.lock);
+}
+
 TEST(gateway_options, numbers)
 {
     const parsed none = parse({"--listen", "x", "--", "cat"});

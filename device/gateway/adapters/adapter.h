@@ -61,7 +61,7 @@ enum adapter_outcome {
 };
 
 struct adapter {
-    // True for the servers that need it. Null: all do.
+    // True for the servers that need it, or of which it is wanted. Null: all do.
     bool (*applies)(const server_hello *hello) = nullptr;
     // What is logged of it when it applies, a static text or null: nothing. Null: never anything.
     const char *(*notice)(const server_hello *hello) = nullptr;
@@ -115,6 +115,7 @@ extern const adapter empty_element_adapter;
 extern const adapter module_prefixes_adapter;
 extern const adapter plain_data_adapter;
 extern const adapter candidate_adapter;
+extern const adapter lock_adapter;
 extern const adapter copy_to_running_adapter;
 extern const adapter startup_adapter;
 
