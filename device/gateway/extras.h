@@ -3,9 +3,23 @@
 #ifndef VANDEL_GATEWAY_EXTRAS_H
 #define VANDEL_GATEWAY_EXTRAS_H
 
+#include <stdint.h>
+#include <string_view>
+
+// A way to report values that nobody has set.
+struct defaults_mode {
+    std::string_view name;
+    uint8_t bit;         // in a set of modes
+    const char *element; // asks for it, in a request
+};
+
 // All zero: nothing.
 struct server_extras {
-    bool lock; // running, while it is edited
+    const defaults_mode *defaults; // how data are to be read; null: as the server likes
+    bool lock;                     // running, while it is edited
 };
+
+// Null: there is none of that name.
+const defaults_mode *defaults_mode_find(std::string_view name);
 
 #endif

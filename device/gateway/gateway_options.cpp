@@ -17,6 +17,9 @@ const char gateway_help[] =
     "  --filter FILTER  ask for the notifications that an XPath selects, or a subtree,\n"
     "                   which begins with \"<\"\n"
     "  --lock           lock running while it is edited\n"
+    "  --with-defaults MODE\n"
+    "                   read data with defaults as report-all, report-all-tagged, trim\n"
+    "                   or explicit says\n"
     "  --max-shells N   serve N shells at a time (32); the others are told and closed\n"
     "  --max-buffered BYTES\n"
     "                   hold so much of all shells' requests together (536870912)\n"
@@ -101,6 +104,15 @@ const char *read_number_option(char *const arguments[], int *at, gateway_options
     return "unknown option";
 }
 
+// What is wrong, or null.
+const char *read_mode(const char *name, server_extras *extras)
+{
+    extras->defaults = defaults_mode_find(name);
+    return extras->defaults == nullptr
+               ? "--with-defaults takes report-all, report-all-tagged, trim or explicit"
+               : nullptr;
+}
+
 // Takes the argument if it is an option with a text.
 bool read_text_option(char *const arguments[], int *at, gateway_options *options)
 {
@@ -129,6 +141,8 @@ const char *read_options(int count, char *const arguments[], int *at, gateway_op
             options->subscribe = false;
         else if (strcmp(arguments[*at], "--lock") == 0)
             options->extras.lock = true;
+        else if (const char *mode = option_value(arguments, at, "--with-defaults"))
+            reason = read_mode(mode, &options->extras);
         else if (strcmp(arguments[*at], "--help") == 0)
             options->help = true;
         else if (strcmp(arguments[*at], "--version") == 0)

@@ -36,6 +36,8 @@ constexpr known_capability known_capabilities[] = {
     {"urn:ietf:params:netconf:capability:yang-library:1.1", &server_hello::module_sets},
 };
 
+constexpr std::string_view with_defaults = "urn:ietf:params:netconf:capability:with-defaults:1.0?";
+
 // The value of a parameter of a capability; empty: it has none, or not all of it was kept.
 std::string_view parameter(std::string_view capability, std::string_view name)
 {
@@ -57,6 +59,20 @@ int note_module(server_hello *hello, std::string_view capability)
     return server_modules_add(&hello->modules, parameter(capability, "module="), uri);
 }
 
+// The bits of the modes, between commas.
+uint8_t read_modes(std::string_view names)
+{
+    uint8_t modes = 0;
+    while (!names.empty()) {
+        const std::string_view name = names.substr(0, names.find(','));
+        const defaults_mode *mode = defaults_mode_find(name);
+        if (mode != nullptr)
+            modes |= mode->bit;
+        names.remove_prefix(name.size() < names.size() ? name.size() + 1 : name.size());
+    }
+    return modes;
+}
+
 // What is known of a hello on the way through it.
 struct hello_reader {
     server_hello *hello;
@@ -70,6 +86,10 @@ void note_capability(server_hello *hello, std::string_view capability)
     for (const known_capability &known : known_capabilities) {
         if (capability.substr(0, capability.find('?')) == known.name)
             hello->*known.field = true;
+    }
+    if (capability.starts_with(with_defaults)) {
+        hello->defaults_modes |= read_modes(parameter(capability, "basic-mode="));
+        hello->defaults_modes |= read_modes(parameter(capability, "also-supported="));
     }
 }
 

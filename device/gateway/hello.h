@@ -26,6 +26,7 @@ struct server_hello {
     bool startup;
     bool yang_library;      // it tells more modules when it is asked ...
     bool module_sets;       // ... for them as the library's second revision has them
+    uint8_t defaults_modes; // the ways in which it can report defaults: their bits
     server_modules modules; // those that it names with their namespaces
     server_extras wanted;   // for the owner to fill in; reading a hello empties it
 };

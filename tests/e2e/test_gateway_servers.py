@@ -66,6 +66,31 @@ def test_running_is_written_through_the_candidate(bench, version):  # noqa: F811
         assert shell.receive() == answer
 
 
+def test_data_are_read_with_defaults_as_they_are_wanted(bench):  # noqa: F811
+    bench.start("--with-defaults=report-all")
+    mode = "report-all".join(
+        (
+            '<with-defaults xmlns="urn:ietf:params:xml:ns:yang:ietf-netconf-with-defaults">',
+            "</with-defaults>",
+        )
+    )
+    knows = CAPABILITY + "with-defaults:1.0?basic-mode=explicit&amp;also-supported={}"
+    for also, added in (("trim,report-all", mode), ("trim", "")):
+        shell, peer = bench.session((BASE_1_1, WRITABLE, ROLLBACK, knows.format(also)))
+        for request in (
+            "<get>{}</get>",
+            "<get-config><source><running/></source>{}</get-config>",
+            "<copy-config><target><candidate/></target><source><running/></source>{}</copy-config>",
+        ):
+            shell.send(rpc(1, request.format("")))
+            assert peer.request() == rpc(1, request.format(added))
+            peer.send(reply(1, "<ok/>"))
+            assert shell.receive() == reply(1, "<ok/>")
+    said = "the server does not report defaults in the way that is wanted (--with-defaults)\n"
+    assert bench.gateway.log().count(said) == 1
+    assert f"shell 2: {said}" in bench.gateway.log()
+
+
 @VERSIONS
 def test_running_is_locked_while_it_is_edited(bench, version):  # noqa: F811
     bench.start("--lock")

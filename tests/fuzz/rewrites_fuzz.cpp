@@ -61,6 +61,8 @@ const server_hello *hello_with_modules()
         fuzz_require(server_modules_add(&hello.modules, "mod", "urn:m&m") == 0, "there is memory");
         fuzz_require(server_modules_add(&hello.modules, "a", "urn:a") == 0, "there is memory");
         server_modules_sort(&hello.modules);
+        hello.wanted.defaults = defaults_mode_find("trim");
+        hello.defaults_modes = hello.wanted.defaults->bit;
     }
     return &hello;
 }
@@ -73,8 +75,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     const std::string request = input.line();
     const std::string reply = input.rest();
     const server_hello *hello = hello_with_modules();
-    for (const adapter *each :
-         {&empty_element_adapter, &module_prefixes_adapter, &edit_option_adapter}) {
+    for (const adapter *each : {&empty_element_adapter, &module_prefixes_adapter,
+                                &edit_option_adapter, &with_defaults_adapter}) {
         const std::string once = rewritten(each, hello, request);
         const bool good = fuzz_xml_parse(request) != nullptr;
         fuzz_require(!good || fuzz_xml_parse(once), "a request stays well-formed");

@@ -23,8 +23,10 @@ const std::string denied = reply("5", error("lock-denied"));
 const std::string warned =
     reply("5", "<rpc-error><error-severity>warning</error-severity></rpc-error><ok/>");
 
+constexpr server_extras locks{.defaults = nullptr, .lock = true};
+
 struct lock_bench : exchange_bench {
-    lock_bench() : exchange_bench(writable, {.lock = true}) {}
+    lock_bench() : exchange_bench(writable, locks) {}
 
     // The answer is what the shell gets, and the next request goes out.
     void ends_with(const std::string &last)
@@ -96,6 +98,6 @@ TEST(gateway_lock, only_where_it_is_wanted_and_running_is_written)
     exchange_bench unwanted(writable);
     EXPECT_EQ(unwanted.ask(edit), chunked(edit));
     unwanted.log();
-    exchange_bench indirect(candidate, {.lock = true});
+    exchange_bench indirect(candidate, locks);
     EXPECT_EQ(indirect.ask(edit), chunked(rpc("5", "<lock><target><candidate/></target></lock>")));
 }

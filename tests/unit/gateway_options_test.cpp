@@ -92,6 +92,18 @@ TEST(gateway_options, extras)
 {
     EXPECT_FALSE(parse({"--listen", "x", "--", "cat", "--lock"}).options.extras.lock);
     EXPECT_TRUE(parse({"--lock", "--listen", "x", "--", "cat"}).options.extras.lock);
+    EXPECT_EQ(parse({"--listen", "x", "--", "cat"}).options.extras.defaults, nullptr);
+    for (const char *mode : {"report-all", "report-all-tagged", "trim", "explicit"}) {
+        const parsed known = parse({"--with-defaults", mode, "--listen", "x", "--", "cat"});
+        ASSERT_NE(known.options.extras.defaults, nullptr);
+        EXPECT_EQ(known.options.extras.defaults->name, mode);
+    }
+    for (const char *mode : {"", "report", "trim "}) {
+        const parsed unknown = parse({"--with-defaults", mode, "--listen", "x", "--", "cat"});
+        EXPECT_EQ(unknown.reason,
+                  "--with-defaults takes report-all, report-all-tagged, trim or explicit");
+        EXPECT_EQ(unknown.culprit, mode);
+    }
 }
 
 TEST(gateway_options, numbers)

@@ -109,10 +109,15 @@ bool adapters_take(exchange *exchange, const message_head *head, byte_buffer *me
 // adapters that apply.
 void adapters_pass(const server_hello *hello, const message_head *head, byte_buffer *message);
 
+// The element with which a request asks for defaults as they are wanted; empty: there is none, or
+// the server does not know it.
+const char *defaults_asked(const server_hello *hello);
+
 extern const adapter copy_option_adapter;
 extern const adapter edit_option_adapter;
 extern const adapter empty_element_adapter;
 extern const adapter module_prefixes_adapter;
+extern const adapter with_defaults_adapter;
 extern const adapter plain_data_adapter;
 extern const adapter candidate_adapter;
 extern const adapter lock_adapter;

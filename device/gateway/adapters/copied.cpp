@@ -11,8 +11,13 @@ void copied_ask_startup(exchange *exchange)
 
 void copied_ask_running(exchange *exchange)
 {
-    exchange_ask(exchange, "tarnd-gateway-running",
-                 "<get-config><source><running/></source></get-config>");
+    // A configuration was exported with the defaults that the operator wants to see. What startup
+    // lacks, running need not have.
+    const bool from_startup = exchange->source.size > 0;
+    char operation[256];
+    sprintf_s(operation, sizeof operation, "<get-config><source><running/></source>%s</get-config>",
+              from_startup ? "" : defaults_asked(exchange->server));
+    exchange_ask(exchange, "tarnd-gateway-running", operation);
 }
 
 running_source copied_source(const exchange *exchange)

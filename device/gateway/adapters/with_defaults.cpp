@@ -1,0 +1,102 @@
+// How the server is to report values that nobody has set, when the operator wants that in one way
+// (--with-defaults). Each request that reads data asks for it, and so does a copy of one datastore
+// to another. A copy to running does not: the gateway may make an edit of it, and that would set
+// what was a default. A request that says itself what it wants stays as it is.
+#include <memory>
+#include <new>
+#include <string.h>
+
+#include "device/gateway/adapters/adapter.h"
+#include "device/gateway/datastores.h"
+#include "device/gateway/xml_walk.h"
+
+namespace
+{
+
+// The depths of a request's elements.
+enum request_depth : unsigned { request_operation = 2, request_part = 3 };
+
+struct operation_finder {
+    xml_element operation;
+    size_t end; // after its end tag
+    xml_walk walk;
+};
+
+xml_step on_start(void *, const xml_walk *walk)
+{
+    const xml_element *element = &walk->open[walk->depth - 1];
+    const bool asks = walk->depth == request_part && element->local == "with-defaults";
+    return asks ? xml_step_fail : xml_step_on;
+}
+
+xml_step on_end(void *context, const xml_walk *walk, size_t end)
+{
+    if (walk->depth != request_operation)
+        return xml_step_on;
+    auto *finder = static_cast<operation_finder *>(context);
+    finder->operation = walk->open[request_operation - 1];
+    finder->end = end;
+    return xml_step_end;
+}
+
+// Whether the operation reports data.
+bool reads(const message_head *head, std::string_view request)
+{
+    if (strcmp(head->operation, "copy-config") != 0)
+        return strcmp(head->operation, "get") == 0 || strcmp(head->operation, "get-config") == 0;
+    const request_datastores named = request_datastores_read(request);
+    return !named.source.name.empty() && named.target.name != "running";
+}
+
+// The element becomes the last one of the operation. Without memory the request stays as it is.
+void append_part(byte_buffer *request, const operation_finder *finder, std::string_view element)
+{
+    const std::string_view text = byte_buffer_view(request);
+    const size_t end = finder->end;
+    if (text[end - 2] != '/') {
+        const size_t at = text.rfind("</", end - 1);
+        byte_buffer_replace(request, at, at, element);
+        return;
+    }
+    const xml_element *operation = &finder->operation;
+    byte_buffer rest{};
+    if (byte_buffer_append_all(
+            &rest, {">", element, "</", operation->prefix, operation->local, ">"}) == buffer_ok)
+        byte_buffer_replace(request, end - 2, end, byte_buffer_view(&rest));
+}
+
+bool applies(const server_hello *hello)
+{
+    return hello->wanted.defaults != nullptr;
+}
+
+const char *notice(const server_hello *hello)
+{
+    return defaults_asked(hello)[0] == '\0'
+               ? "the server does not report defaults in the way that is wanted (--with-defaults)"
+               : nullptr;
+}
+
+adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
+{
+    static const xml_events events = {on_start, nullptr, on_end};
+    const std::string_view element = defaults_asked(exchange->server);
+    if (element.empty() || !reads(head, byte_buffer_view(request)))
+        return adapter_leaves;
+    const std::unique_ptr<operation_finder> finder(new (std::nothrow) operation_finder{});
+    if (finder != nullptr &&
+        xml_walk_run(&finder->walk, byte_buffer_view(request), &events, finder.get()) == 0)
+        append_part(request, finder.get(), element);
+    return adapter_leaves;
+}
+
+} // namespace
+
+const char *defaults_asked(const server_hello *hello)
+{
+    const defaults_mode *mode = hello->wanted.defaults;
+    return mode != nullptr && (hello->defaults_modes & mode->bit) != 0 ? mode->element : "";
+}
+
+const adapter with_defaults_adapter = {
+    .applies = applies, .notice = notice, .request = take_request};
