@@ -15,6 +15,8 @@ struct defaults_mode {
 
 // All zero: nothing.
 struct server_extras {
+    // Seconds after which the server undoes a commit that is not confirmed; 0: none is to be.
+    uint32_t confirmed_commit;
     const defaults_mode *defaults; // how data are to be read; null: as the server likes
     bool lock;                     // running, while it is edited
 };

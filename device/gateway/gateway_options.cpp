@@ -16,6 +16,9 @@ const char gateway_help[] =
     "  --stream NAME    ask for the notifications of this stream only\n"
     "  --filter FILTER  ask for the notifications that an XPath selects, or a subtree,\n"
     "                   which begins with \"<\"\n"
+    "  --confirmed-commit SECONDS\n"
+    "                   have the server undo a change of running by which the gateway\n"
+    "                   is cut off from it, after so long\n"
     "  --lock           lock running while it is edited\n"
     "  --with-defaults MODE\n"
     "                   read data with defaults as report-all, report-all-tagged, trim\n"
@@ -104,7 +107,14 @@ const char *read_number_option(char *const arguments[], int *at, gateway_options
     return "unknown option";
 }
 
-// What is wrong, or null.
+// What is wrong, or null; so the next one.
+const char *read_confirmed_commit(const char *seconds, server_extras *extras)
+{
+    extras->confirmed_commit = read_number(seconds, 86400);
+    return extras->confirmed_commit == 0 ? "--confirmed-commit takes a number from 1 to 86400"
+                                         : nullptr;
+}
+
 const char *read_mode(const char *name, server_extras *extras)
 {
     extras->defaults = defaults_mode_find(name);
@@ -141,6 +151,8 @@ const char *read_options(int count, char *const arguments[], int *at, gateway_op
             options->subscribe = false;
         else if (strcmp(arguments[*at], "--lock") == 0)
             options->extras.lock = true;
+        else if (const char *seconds = option_value(arguments, at, "--confirmed-commit"))
+            reason = read_confirmed_commit(seconds, &options->extras);
         else if (const char *mode = option_value(arguments, at, "--with-defaults"))
             reason = read_mode(mode, &options->extras);
         else if (strcmp(arguments[*at], "--help") == 0)

@@ -30,6 +30,8 @@ constexpr known_capability known_capabilities[] = {
     {"urn:ietf:params:netconf:capability:writable-running:1.0", &server_hello::writable_running},
     {"urn:ietf:params:netconf:capability:rollback-on-error:1.0", &server_hello::rollback_on_error},
     {"urn:ietf:params:netconf:capability:candidate:1.0", &server_hello::candidate},
+    {"urn:ietf:params:netconf:capability:confirmed-commit:1.0", &server_hello::confirmed_commit},
+    {"urn:ietf:params:netconf:capability:confirmed-commit:1.1", &server_hello::confirmed_commit},
     {"urn:ietf:params:netconf:capability:startup:1.0", &server_hello::startup},
     {"urn:ietf:params:netconf:capability:yang-library:1.0", &server_hello::yang_library},
     {"urn:ietf:params:netconf:capability:yang-library:1.1", &server_hello::yang_library},

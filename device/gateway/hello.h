@@ -23,6 +23,7 @@ struct server_hello {
     bool writable_running;
     bool rollback_on_error; // an edit happens as a whole or not at all
     bool candidate;
+    bool confirmed_commit;
     bool startup;
     bool yang_library;      // it tells more modules when it is asked ...
     bool module_sets;       // ... for them as the library's second revision has them

@@ -17,6 +17,16 @@ def reply(message_id, inner):
     return f'<rpc-reply xmlns="{BASE_NS}" message-id="{message_id}">{inner}</rpc-reply>'.encode()
 
 
+def answered(shell, peer, request, turns):
+    """What the shell gets when the server has answered what becomes of its request."""
+    shell.send(rpc(1, request))
+    for asked, answer in turns:
+        assert peer.request() == rpc(1, asked)
+        assert shell.has_nothing(0.02)
+        peer.send(answer)
+    return shell.receive()
+
+
 def test_data_arrive_between_two_plain_tags(bench):  # noqa: F811
     shell, peer = bench.session((BASE_1_1,))
     read = rpc(1, "<get-config><source><running/></source></get-config>")
@@ -58,12 +68,88 @@ def test_running_is_written_through_the_candidate(bench, version):  # noqa: F811
         ([(edit.format("candidate"), ok), ("<commit/>", ok), (unlock, ok)], ok),
         ([(edit.format("candidate"), error), (discard, ok), (unlock, ok)], error),
     ):
-        shell.send(rpc(1, edit.format("running")))
-        for request, answered in first + turns:
+        assert answered(shell, peer, edit.format("running"), first + turns) == answer
+
+
+def test_a_copy_of_the_candidate_to_running_is_a_commit(bench):  # noqa: F811
+    shell, peer = bench.session((BASE_1_1, CANDIDATE, ROLLBACK))
+    copy = "<copy-config><target><running/></target><source><candidate/></source></copy-config>"
+    for answer in (reply(1, "<ok/>"), reply(1, "<rpc-error/>")):
+        assert answered(shell, peer, copy, [("<commit/>", answer)]) == answer
+
+
+def test_a_copy_through_the_candidate_is_compared(bench):  # noqa: F811
+    shell, peer = bench.session((BASE_1_1, CANDIDATE, ROLLBACK))
+    copy = (
+        "<copy-config><target><{}/></target><source><config>"
+        '<a xmlns="urn:a">1</a></config></source></copy-config>'
+    )
+    ok = reply(1, "<ok/>")
+    lock = "<lock><target><candidate/></target></lock>"
+    unlock = lock.replace("lock>", "unlock>")
+    turns = (lock, "<discard-changes/>", copy.format("candidate"), "<commit/>")
+    for value, differs in ((1, False), (2, True)):
+        shell.send(rpc(1, copy.format("running")))
+        for request in turns:
             assert peer.request() == rpc(1, request)
-            assert shell.has_nothing(0.02)
-            peer.send(answered)
-        assert shell.receive() == answer
+            peer.send(ok)
+        assert b'"tarnd-gateway-running"><get-config><source><running/>' in peer.request()
+        data = f'<data><a xmlns="urn:a">{value}</a></data>'
+        peer.send(reply("tarnd-gateway-running", data))
+        assert peer.request() == rpc(1, unlock)
+        peer.send(ok)
+        answer = shell.receive()
+        assert (b"is not what was to be copied: a differs</error-message>" in answer) is differs
+        assert (answer == ok) is not differs
+
+
+def test_a_commit_is_confirmed(bench):  # noqa: F811
+    bench.start("--confirmed-commit=90")
+    confirmed = CAPABILITY + "confirmed-commit:1.0"
+    shell, peer = bench.session((BASE_1_1, CANDIDATE, ROLLBACK, confirmed))
+    edit = "<edit-config><target><{}/></target><config/></edit-config>"
+    lock, discard = "<lock><target><candidate/></target></lock>", "<discard-changes/>"
+    unlock = lock.replace("lock>", "unlock>")
+    commit = "<commit><confirmed/><confirm-timeout>90</confirm-timeout></commit>"
+    ok, error = reply(1, "<ok/>"), reply(1, "<rpc-error/>")
+    begin = [(lock, ok), (discard, ok), (edit.format("candidate"), ok), (commit, ok)]
+    for end, answer in (
+        ([("<commit/>", ok), (unlock, ok)], ok),
+        ([("<commit/>", error), (discard, ok), (unlock, ok)], error),
+    ):
+        assert answered(shell, peer, edit.format("running"), begin + end) == answer
+
+
+def test_what_is_confirmed_goes_through_the_candidate(bench):  # noqa: F811
+    bench.start("--confirmed-commit=90")
+    confirmed = CAPABILITY + "confirmed-commit:1.1"
+    shell, peer = bench.session((BASE_1_1, CANDIDATE, WRITABLE, ROLLBACK, confirmed))
+    bench.gateway.wait_for_log(
+        "shell 1: what goes to running is committed from the candidate (--confirmed-commit)\n"
+    )
+    edit = "<edit-config><target><running/></target><config/></edit-config>"
+    lock = "<lock><target><{}/></target></lock>"
+    ok, error = reply(1, "<ok/>"), reply(1, "<rpc-error/>")
+    turns = [
+        (lock.format("running"), ok),
+        (lock.format("candidate"), error),
+        (lock.format("running").replace("lock>", "unlock>"), ok),
+    ]
+    assert answered(shell, peer, edit, turns) == error
+
+
+def test_a_server_that_undoes_no_commit_gets_one_commit(bench):  # noqa: F811
+    bench.start("--confirmed-commit=90")
+    shell, peer = bench.session((BASE_1_1, WRITABLE, ROLLBACK))
+    edit = "<edit-config><target><running/></target><config/></edit-config>"
+    ok = reply(1, "<ok/>")
+    for _ in range(2):
+        assert answered(shell, peer, edit, [(edit, ok)]) == ok
+    said = (
+        "shell 1: commits are not confirmed (no candidate or confirmed-commit capability); "
+        "see --confirmed-commit\n"
+    )
+    assert bench.gateway.log().count(said) == 1
 
 
 def test_data_are_read_with_defaults_as_they_are_wanted(bench):  # noqa: F811
@@ -100,12 +186,7 @@ def test_running_is_locked_while_it_is_edited(bench, version):  # noqa: F811
     ok, error = reply(1, "<ok/>"), reply(1, "<rpc-error/>")
     turns = [(lock, ok), (edit, ok), (lock.replace("lock>", "unlock>"), ok)]
     for turn, answer in ((turns, ok), ([(lock, error)], error)):
-        shell.send(rpc(1, edit))
-        for request, answered in turn:
-            assert peer.request() == rpc(1, request)
-            assert shell.has_nothing(0.02)
-            peer.send(answered)
-        assert shell.receive() == answer
+        assert answered(shell, peer, edit, turn) == answer
 
 
 def test_a_server_that_cannot_undo_is_not_asked_to(bench):  # noqa: F811

@@ -6,6 +6,7 @@
 //   s  bytes of the server        m  a message of it, in the framing in force
 //   b  bytes of the shell         f  a frame of the shell with this body
 //   n  the server keeps silent    d  the shell is gone
+//   e  all that an operator can ask for is wanted of a server that has not said hello
 #include <fcntl.h>
 #include <libxml/parser.h>
 #include <unistd.h>
@@ -117,6 +118,9 @@ void take_event(relay_bench *bench, session_log *log, const std::string &event)
         break;
     case 'd':
         bench->session->deaf = true;
+        break;
+    case 'e':
+        bench->session->extras = {60, defaults_mode_find("trim"), true};
         break;
     default:
         break;

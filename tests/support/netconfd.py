@@ -12,7 +12,8 @@ WAIT = 60
 
 
 class Netconfd:
-    """Runs in the given directory until stop(). target is the datastore that can be edited."""
+    """Runs in the given directory until stop(). target is the datastore that can be edited,
+    defaults how the server reports them when nobody asks."""
 
     def __init__(
         self,
@@ -20,6 +21,7 @@ class Netconfd:
         modules=("ietf-interfaces", "iana-if-type"),
         paths=(),
         target="running",
+        defaults="explicit",
     ):
         self.socket = os.path.join(directory, "ncxserver.sock")
         self.log_path = os.path.join(directory, "netconfd.log")
@@ -32,7 +34,8 @@ class Netconfd:
             "netconfd", f"--target={target}", "--with-startup=true", "--indent=0", "--no-startup",
             "--superuser=root", *(f"--module={module}" for module in modules),
             "--modpath=" + ":".join((*paths, MODULES)),
-            f"--yuma-home={home}", f"--port={PORT}", f"--ncxserver-sockname={self.socket}"]
+            f"--default-style={defaults}", f"--yuma-home={home}",
+            f"--port={PORT}", f"--ncxserver-sockname={self.socket}"]
         # fmt: on
         with open(self.log_path, "wb") as log:
             self.process = subprocess.Popen(

@@ -35,7 +35,10 @@ const std::string notice = "tarnd-gateway: shell 1: what goes to running is comm
                            "candidate (no writable-running capability)\n";
 
 struct candidate_bench : exchange_bench {
-    candidate_bench() : exchange_bench(capability + undoes) {}
+    explicit candidate_bench(const std::string &more = "", const server_extras &extras = {})
+        : exchange_bench(capability + undoes + more, extras)
+    {
+    }
 
     // Up to the answer to the edit.
     void begin()
@@ -54,6 +57,30 @@ struct candidate_bench : exchange_bench {
         EXPECT_EQ(ask(other), chunked(other));
     }
 };
+
+constexpr server_extras confirming{.confirmed_commit = 90, .defaults = nullptr, .lock = false};
+const std::string confirms =
+    "<capability>urn:ietf:params:netconf:capability:confirmed-commit:1.1?x=y</capability>";
+const std::string unconfirmed =
+    rpc("5", "<commit><confirmed/><confirm-timeout>90</confirm-timeout></commit>");
+const std::string lock_running = rpc("5", "<lock><target><running/></target></lock>");
+const std::string unlock_running = rpc("5", "<unlock><target><running/></target></unlock>");
+const std::string publish =
+    rpc("5", "<copy-config><target><running/></target><source><candidate/></source></copy-config>");
+
+// What is logged of a server in the beginning.
+std::string hello_log(const std::string &capabilities, const server_extras &extras)
+{
+    testing::internal::CaptureStderr();
+    relay_bench test(false);
+    test.session->extras = extras;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.1", capabilities)), "");
+    const std::string first = "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n";
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(log.substr(0, first.size()), first);
+    return log.substr(first.size());
+}
 
 } // namespace
 
@@ -180,12 +207,7 @@ TEST(gateway_candidate, only_where_running_cannot_be_written)
         EXPECT_EQ(test.ask(edit("<running/>")), chunked(edit("<running/>")));
         EXPECT_EQ(test.log(), "");
     }
-    testing::internal::CaptureStderr();
-    relay_bench test(false);
-    EXPECT_EQ(test.to_server(), gateway_hello);
-    EXPECT_EQ(test.server_sends(server_hello_text("1.1", capability + undoes)), "");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n" + notice);
+    EXPECT_EQ(hello_log(capability + undoes, {}), notice);
 }
 
 TEST(gateway_candidate, what_became_of_a_copy_is_looked_at)
@@ -230,4 +252,122 @@ TEST(gateway_candidate, what_became_of_a_copy_is_looked_at)
         EXPECT_EQ(failure_reply_write("5", text.c_str(), &failure), 0);
         test.ends_with(each.fault.empty() ? ok : std::string(byte_buffer_view(&failure)));
     }
+}
+
+TEST(gateway_candidate, a_commit_is_confirmed_over_the_session_that_has_made_it)
+{
+    const std::string committed = reply("5", "<ok/><!--committed-->");
+    candidate_bench test(confirms, confirming);
+    test.begin();
+    EXPECT_EQ(test.answer(ok), chunked(unconfirmed));
+    EXPECT_EQ(test.answer(committed), chunked(commit));
+    EXPECT_EQ(test.to_shell(), "");
+    EXPECT_EQ(test.answer(ok), chunked(unlock));
+    EXPECT_EQ(test.answer(ok), "");
+    test.ends_with(committed);
+}
+
+TEST(gateway_candidate, a_commit_that_cannot_be_confirmed_is_an_error)
+{
+    {
+        candidate_bench test(confirms, confirming);
+        test.begin();
+        EXPECT_EQ(test.answer(ok), chunked(unconfirmed));
+        EXPECT_EQ(test.answer(denied), chunked(discard)) << "there is nothing to confirm";
+        EXPECT_EQ(test.answer(ok), chunked(unlock));
+        EXPECT_EQ(test.answer(ok), "");
+        test.ends_with(denied);
+    }
+    candidate_bench test(confirms, confirming);
+    test.begin();
+    EXPECT_EQ(test.answer(ok), chunked(unconfirmed));
+    EXPECT_EQ(test.answer(ok), chunked(commit));
+    EXPECT_EQ(test.answer(denied), chunked(discard));
+    EXPECT_EQ(test.answer(ok), chunked(unlock));
+    EXPECT_EQ(test.answer(ok), "");
+    test.ends_with(denied);
+}
+
+TEST(gateway_candidate, a_copy_is_confirmed_before_it_is_compared)
+{
+    candidate_bench test(confirms, confirming);
+    const std::string copy = "<copy-config><target><running/></target><source><config/></source>"
+                             "</copy-config>";
+    EXPECT_EQ(test.ask(rpc("5", copy)), chunked(lock));
+    EXPECT_EQ(test.answer(ok), chunked(discard));
+    test.answer(ok);
+    EXPECT_EQ(test.answer(ok), chunked(unconfirmed));
+    EXPECT_EQ(test.answer(ok), chunked(commit));
+    EXPECT_EQ(test.answer(ok),
+              chunked(rpc("tarnd-gateway-running",
+                          "<get-config><source><running/></source></get-config>")));
+    EXPECT_EQ(test.answer(reply("tarnd-gateway-running", "<data/>")), chunked(unlock));
+    EXPECT_EQ(test.answer(ok), "");
+    test.ends_with(ok);
+}
+
+TEST(gateway_candidate, a_copy_of_the_candidate_is_confirmed)
+{
+    for (const std::string &second : {ok, denied}) {
+        candidate_bench test(confirms, confirming);
+        EXPECT_EQ(test.ask(publish), chunked(unconfirmed));
+        EXPECT_EQ(test.answer(ok), chunked(commit));
+        EXPECT_EQ(test.answer(second), "");
+        test.ends_with(second);
+    }
+    candidate_bench test(confirms, confirming);
+    EXPECT_EQ(test.ask(publish), chunked(unconfirmed));
+    EXPECT_EQ(test.answer(denied), "") << "what stands in the candidate is left alone";
+    test.ends_with(denied);
+}
+
+TEST(gateway_candidate, what_is_confirmed_goes_through_it_though_running_can_be_written)
+{
+    candidate_bench test(writable + confirms, confirming);
+    EXPECT_EQ(test.ask(edit("<running/>")), chunked(lock_running));
+    EXPECT_EQ(test.answer(ok), chunked(lock));
+    EXPECT_EQ(test.answer(ok), chunked(discard));
+    EXPECT_EQ(test.answer(ok), chunked(edit("<candidate/>")));
+    EXPECT_EQ(test.answer(ok), chunked(unconfirmed));
+    EXPECT_EQ(test.answer(ok), chunked(commit));
+    EXPECT_EQ(test.answer(ok), chunked(unlock));
+    EXPECT_EQ(test.answer(ok), chunked(unlock_running));
+    EXPECT_EQ(test.answer(denied), "");
+    test.ends_with(ok);
+    EXPECT_EQ(test.log(), "tarnd-gateway: shell 1: the server does not let go of running\n");
+}
+
+TEST(gateway_candidate, what_another_session_has_locked_is_let_go)
+{
+    {
+        candidate_bench test(writable + confirms, confirming);
+        EXPECT_EQ(test.ask(edit("<running/>")), chunked(lock_running));
+        EXPECT_EQ(test.answer(denied), "");
+        test.ends_with(denied);
+    }
+    candidate_bench test(writable + confirms, confirming);
+    EXPECT_EQ(test.ask(edit("<running/>")), chunked(lock_running));
+    EXPECT_EQ(test.answer(ok), chunked(lock));
+    EXPECT_EQ(test.answer(denied), chunked(unlock_running));
+    EXPECT_EQ(test.answer(ok), "");
+    test.ends_with(denied);
+}
+
+TEST(gateway_candidate, a_server_that_cannot_undo_a_commit_is_not_asked_to)
+{
+    const std::string unknown =
+        "tarnd-gateway: shell 1: commits are not confirmed (no candidate or confirmed-commit "
+        "capability); see --confirmed-commit\n";
+    const std::string through =
+        "tarnd-gateway: shell 1: what goes to running is committed from the "
+        "candidate (--confirmed-commit)\n";
+    EXPECT_EQ(hello_log(capability + undoes, confirming), notice + unknown);
+    EXPECT_EQ(hello_log(writable + undoes + confirms, confirming), unknown);
+    EXPECT_EQ(hello_log(capability + undoes + confirms, confirming), notice);
+    EXPECT_EQ(hello_log(capability + writable + undoes + confirms, confirming), through);
+    EXPECT_EQ(hello_log(capability + writable + undoes + confirms, {}), "");
+    candidate_bench test("", confirming);
+    test.begin();
+    EXPECT_EQ(test.answer(ok), chunked(commit));
+    EXPECT_EQ(test.answer(ok), chunked(unlock));
 }

@@ -92,6 +92,11 @@ TEST(gateway_options, extras)
 {
     EXPECT_FALSE(parse({"--listen", "x", "--", "cat", "--lock"}).options.extras.lock);
     EXPECT_TRUE(parse({"--lock", "--listen", "x", "--", "cat"}).options.extras.lock);
+    const parsed confirmed = parse({"--confirmed-commit=86400", "--listen", "x", "--", "cat"});
+    EXPECT_EQ(confirmed.options.extras.confirmed_commit, 86400U);
+    EXPECT_EQ(parse({"--confirmed-commit", "0"}).reason,
+              "--confirmed-commit takes a number from 1 to 86400");
+    EXPECT_EQ(parse({"--listen", "x", "--", "cat"}).options.extras.confirmed_commit, 0U);
     EXPECT_EQ(parse({"--listen", "x", "--", "cat"}).options.extras.defaults, nullptr);
     for (const char *mode : {"report-all", "report-all-tagged", "trim", "explicit"}) {
         const parsed known = parse({"--with-defaults", mode, "--listen", "x", "--", "cat"});

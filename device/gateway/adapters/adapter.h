@@ -120,6 +120,7 @@ extern const adapter module_prefixes_adapter;
 extern const adapter with_defaults_adapter;
 extern const adapter plain_data_adapter;
 extern const adapter candidate_adapter;
+extern const adapter unconfirmed_adapter;
 extern const adapter lock_adapter;
 extern const adapter copy_to_running_adapter;
 extern const adapter startup_adapter;

@@ -9,11 +9,11 @@
 namespace
 {
 
-constexpr const adapter *adapters[] = {&copy_option_adapter,     &edit_option_adapter,
-                                       &empty_element_adapter,   &module_prefixes_adapter,
-                                       &with_defaults_adapter,   &plain_data_adapter,
-                                       &candidate_adapter,       &lock_adapter,
-                                       &copy_to_running_adapter, &startup_adapter};
+constexpr const adapter *adapters[] = {
+    &copy_option_adapter,     &edit_option_adapter,   &empty_element_adapter,
+    &module_prefixes_adapter, &with_defaults_adapter, &plain_data_adapter,
+    &candidate_adapter,       &unconfirmed_adapter,   &lock_adapter,
+    &copy_to_running_adapter, &startup_adapter};
 
 // Whether the message is the reply with the id that is awaited, or one without any: the
 // answer of a server that could not read the request so far.

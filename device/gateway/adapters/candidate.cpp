@@ -1,4 +1,5 @@
-// A server whose running datastore cannot be written: all goes through its candidate.
+// A server whose running datastore cannot be written: all goes through its candidate. So it does
+// where running can be written and commits are to be confirmed, which needs a candidate.
 //
 // An edit of running, or a copy to it, becomes several requests, each sent when the one before it
 // is answered. They carry the message id of the shell's request, so that any of their replies can
@@ -9,9 +10,14 @@
 // netconfd, for one, may commit something else and say "ok".
 //
 // The candidate is discarded only after it was locked: what another session has put there
-// and not committed keeps the server from locking it, and the shell is told so.
+// and not committed keeps the server from locking it, and the shell is told so. Where others can
+// write running, too, that is locked around it all: a commit would undo what they write meanwhile.
+//
+// A commit that is to be confirmed gets its second commit as soon as it is answered. An answer that
+// does not come, because the change has cut the server off, leaves it to undo the change.
 #include <string.h>
 
+#include "bounded.h"
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/adapters/copied.h"
 #include "device/gateway/answers.h"
@@ -24,14 +30,17 @@ namespace
 
 // What is awaited.
 enum candidate_step : uint8_t {
+    candidate_step_lock_running,
     candidate_step_lock,
     candidate_step_discard,
     candidate_step_change, // the shell's request
     candidate_step_commit,
+    candidate_step_confirm,
     candidate_step_startup, // what was copied ...
     candidate_step_running, // ... and what came of it
     candidate_step_undo,
     candidate_step_unlock,
+    candidate_step_unlock_running,
     candidate_step_end,
 };
 
@@ -45,31 +54,70 @@ constexpr char commit_operation[] = "<commit/>";
 constexpr char discard_operation[] = "<discard-changes/>";
 
 constexpr candidate_turn turns[] = {
-    {"<lock><target><candidate/></target></lock>", candidate_step_discard, candidate_step_end},
+    {"<lock><target><running/></target></lock>", candidate_step_lock, candidate_step_end},
+    {"<lock><target><candidate/></target></lock>", candidate_step_discard,
+     candidate_step_unlock_running},
     {discard_operation, candidate_step_change, candidate_step_unlock},
     {nullptr, candidate_step_commit, candidate_step_undo},
-    {commit_operation, candidate_step_unlock, candidate_step_undo},
+    {nullptr, candidate_step_confirm, candidate_step_undo},
+    {commit_operation, candidate_step_startup, candidate_step_undo},
     {nullptr, candidate_step_running, candidate_step_unlock},
     {nullptr, candidate_step_unlock, candidate_step_unlock},
     {discard_operation, candidate_step_unlock, candidate_step_unlock},
-    {"<unlock><target><candidate/></target></unlock>", candidate_step_end, candidate_step_end},
+    {"<unlock><target><candidate/></target></unlock>", candidate_step_unlock_running,
+     candidate_step_unlock_running},
+    {"<unlock><target><running/></target></unlock>", candidate_step_end, candidate_step_end},
 };
 static_assert(sizeof turns / sizeof turns[0] == candidate_step_end);
 
+// What is asked for, in exchange->rounds.
+enum candidate_request : uint8_t {
+    candidate_request_edit,    // or a copy that cannot be compared with what came of it
+    candidate_request_copy,    // one that can
+    candidate_request_publish, // a copy of the candidate as it is
+};
+
+bool confirms(const server_hello *hello)
+{
+    return hello->wanted.confirmed_commit != 0 && hello->confirmed_commit && hello->candidate;
+}
+
 bool applies(const server_hello *hello)
 {
-    return hello->candidate && !hello->writable_running;
+    return hello->candidate && (!hello->writable_running || confirms(hello));
 }
 
-const char *notice(const server_hello *)
+const char *notice(const server_hello *hello)
 {
-    return "what goes to running is committed from the candidate (no writable-running capability)";
+    return hello->writable_running
+               ? "what goes to running is committed from the candidate (--confirmed-commit)"
+               : "what goes to running is committed from the candidate (no writable-running "
+                 "capability)";
 }
 
-// Whether the request is a copy that can be compared with what came of it.
+bool lacks_confirmation(const server_hello *hello)
+{
+    return hello->wanted.confirmed_commit != 0 && !confirms(hello);
+}
+
+const char *confirmation_notice(const server_hello *)
+{
+    return "commits are not confirmed (no candidate or confirmed-commit capability); see "
+           "--confirmed-commit";
+}
+
 bool is_compared(const exchange *exchange)
 {
-    return exchange->rounds != 0;
+    return exchange->rounds == candidate_request_copy;
+}
+
+void ask_commit(exchange *exchange, const char *message_id)
+{
+    char operation[128];
+    sprintf_s(operation, sizeof operation,
+              "<commit><confirmed/><confirm-timeout>%u</confirm-timeout></commit>",
+              static_cast<unsigned>(exchange->server->wanted.confirmed_commit));
+    exchange_ask(exchange, message_id, confirms(exchange->server) ? operation : commit_operation);
 }
 
 // Sends the request that the step waits for.
@@ -78,20 +126,14 @@ void ask(exchange *exchange, const char *message_id, candidate_step step)
     exchange->step = step;
     if (step == candidate_step_change)
         exchange_ask_body(exchange, &exchange->request, is_compared(exchange));
+    else if (step == candidate_step_commit)
+        ask_commit(exchange, message_id);
     else if (step == candidate_step_startup)
         copied_ask_startup(exchange);
     else if (step == candidate_step_running)
         copied_ask_running(exchange);
     else
         exchange_ask(exchange, message_id, turns[step].operation);
-}
-
-// Makes it a commit; without memory it stays as it is, and the server refuses it.
-void become_commit(byte_buffer *request, const char *message_id)
-{
-    byte_buffer commit{};
-    if (request_write(message_id, commit_operation, &commit) == 0)
-        *request = byte_buffer_take(&commit);
 }
 
 // Gives the request another target. 0, or -1: out of memory.
@@ -113,16 +155,18 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     if (named.target.name != "running")
         return adapter_leaves;
     if (is_copy && named.source.name == "candidate") {
-        become_commit(request, head->message_id.get());
-        return adapter_leaves;
+        exchange->rounds = candidate_request_publish;
+        ask(exchange, head->message_id.get(), candidate_step_commit);
+        return adapter_takes;
     }
     running_copy copy;
     const bool compares = is_copy && running_copy_read(byte_buffer_view(request), &copy);
     if (aim(request, &named.target, "candidate") != 0)
         return adapter_leaves;
-    exchange->rounds = compares ? 1 : 0;
+    exchange->rounds = compares ? candidate_request_copy : candidate_request_edit;
     exchange->request = byte_buffer_take(request);
-    ask(exchange, head->message_id.get(), candidate_step_lock);
+    ask(exchange, head->message_id.get(),
+        exchange->server->writable_running ? candidate_step_lock_running : candidate_step_lock);
     return adapter_takes;
 }
 
@@ -133,6 +177,20 @@ candidate_step begin_comparison(exchange *exchange)
     const bool is_startup = named.source.name == "startup";
     aim(&exchange->request, &named.target, "running");
     return is_startup ? candidate_step_startup : candidate_step_running;
+}
+
+// The step that is done in the place of one that this server or request does not need.
+candidate_step needed(exchange *exchange, candidate_step step)
+{
+    if (step == candidate_step_confirm && confirms(exchange->server))
+        return step;
+    if (exchange->rounds == candidate_request_publish)
+        return candidate_step_end;
+    if (step == candidate_step_confirm || step == candidate_step_startup)
+        return is_compared(exchange) ? begin_comparison(exchange) : candidate_step_unlock;
+    if (step == candidate_step_unlock_running && !exchange->server->writable_running)
+        return candidate_step_end;
+    return step;
 }
 
 // Why running is not known to be what was copied; the empty text when it is, or not yet.
@@ -163,9 +221,11 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
     const auto step = static_cast<candidate_step>(exchange->step);
     const bool fails = head->is_error && !error_is_warning(byte_buffer_view(message));
     if (fails && step >= candidate_step_undo)
-        report_shell(exchange->shell, "the server does not let go of the candidate");
+        report_shell(exchange->shell, step == candidate_step_unlock_running
+                                          ? "the server does not let go of running"
+                                          : "the server does not let go of the candidate");
     const bool is_answer = step == candidate_step_commit || (fails && step < candidate_step_undo);
-    if (is_answer && exchange->answer.size == 0)
+    if (is_answer && (exchange->answer.size == 0 || step == candidate_step_confirm))
         exchange->answer = byte_buffer_take(message);
     if (step == candidate_step_startup || step == candidate_step_running) {
         const report_text fault = judge_copy(exchange, fails, message);
@@ -173,9 +233,8 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
             answer_difference(exchange, fault.text);
     }
     byte_buffer_clear(message);
-    candidate_step next = fails ? turns[step].after_error : turns[step].after_success;
-    if (step == candidate_step_commit && !fails && is_compared(exchange))
-        next = begin_comparison(exchange);
+    const candidate_step next =
+        needed(exchange, fails ? turns[step].after_error : turns[step].after_success);
     if (next == candidate_step_end) {
         *message = byte_buffer_take(&exchange->answer);
         if (message->size == 0)
@@ -190,3 +249,4 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
 
 const adapter candidate_adapter = {
     .applies = applies, .notice = notice, .request = take_request, .reply = take_reply};
+const adapter unconfirmed_adapter = {.applies = lacks_confirmation, .notice = confirmation_notice};
