@@ -21,12 +21,18 @@ from test_gateway_netconfd import (
     running,
 )
 
-# Passes on what the gateway says until it confirms a commit, and then ends with the session.
+# Passes on what the gateway says until it confirms a commit that was done, and then ends with the
+# session.
 CUT_OFF = """
 import os, subprocess, sys
 server = subprocess.Popen(sys.argv[1:], stdin=subprocess.PIPE)
 said = b""
-while (data := os.read(0, 65536)) and b"<commit/>" not in (said := said[-9:] + data):
+is_done = False
+while data := os.read(0, 65536):
+    said = said[-11:] + data
+    if is_done and b"<commit/>" in said:
+        break
+    is_done = is_done or b"<confirmed/>" in said
     server.stdin.write(data)
     server.stdin.flush()
 server.terminate()
