@@ -114,7 +114,9 @@ inline std::vector<scenario> navigating()
     scenario choice = cd("into a case", "/m/c", "a2");
     choice.reply = data_reply("<c xmlns=\"urn:m\"><a1>1</a1></c>");
     scenario entry = cd("into an entry", "/m/c/l", "l[name=\"a b\"]");
-    entry.reply = data_reply("<c xmlns=\"urn:m\"><l><name>a b</name></l></c>");
+    // The second one takes a document.
+    entry.reply =
+        data_reply("<c xmlns=\"urn:m\"><l><name>a b</name></l><l><name>&lt;</name></l></c>");
     const scenario up = cd("up", "/m/c/l[name=a]", "..");
     const scenario root = cd("to the root", "/m/c", "/");
     scenario rpc_root = cd("to the rpc", "/", "/");

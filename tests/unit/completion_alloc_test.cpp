@@ -155,7 +155,9 @@ TEST_F(completion_alloc, a_prefix_that_cannot_be_inserted)
 TEST_F(completion_alloc, entries_that_the_daemon_holds)
 {
     stand_at("/m/c/l");
-    reply = data_reply("<c xmlns=\"urn:m\"><l><name>a b</name></l></c>");
-    fail_everywhere("cd l", '\t', "cd l[name=\"a b\"]/|");
+    for (const char *end : {"", "<!-- takes a document -->"}) {
+        reply = data_reply("<c xmlns=\"urn:m\"><l><name>a b</name></l></c>" + std::string(end));
+        fail_everywhere("cd l", '\t', "cd l[name=\"a b\"]/|");
+    }
     fail_everywhere("cd ", '?', "cd |");
 }

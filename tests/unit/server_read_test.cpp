@@ -34,6 +34,18 @@ class server_read_test : public shell_world
         int result = server_list_entries(place_at(list_path, path_scope_session), &set);
         return result;
     }
+
+    // Whether an entry is there, told by a plain reply and by one that takes a document.
+    void compare_entry(const std::string &data, const std::string &name, bool is_there)
+    {
+        for (const char *end : {"", "<!-- -->", "<l2><k2>&amp;</k2><k1>1</k1></l2>"}) {
+            const std::string reply = data_reply("<c xmlns=\"urn:m\">" + data + end + "</c>");
+            serve({reply});
+            EXPECT_EQ(server_has_entry(place_at("/m/c/l2", path_scope_session), name.c_str()),
+                      is_there)
+                << name << reply;
+        }
+    }
 };
 
 TEST_F(server_read_test, data_at_the_path)
@@ -169,6 +181,43 @@ TEST_F(server_read_test, entries_from_a_server_that_fails)
     EXPECT_EQ(captured_log_take(), (log_lines{sent,
                                               {15, "[DEBUG] recv get msg reply error\n"},
                                               {15, "[DEBUG] netserver didn't configure list\n"}}));
+}
+
+TEST_F(server_read_test, an_entry_is_there_when_all_of_its_name_is)
+{
+    const std::string data = "<l2><k1>a</k1><k2>b</k2></l2><l2><k2>k1=a</k2><k1>k2</k1></l2>"
+                             "<l2><k1>x/y:z</k1><k2>p q</k2></l2><l2><k1/><k2>\"</k2></l2>";
+    for (const char *name : {"l2[k1=a,k2=b]", "l2[k1=k2,k2=\"k1\ra\"]",
+                             "l2[k1=x\001y\002z,k2=\"p\003q\"]", "l2[k1=,k2=\"]"})
+        compare_entry(data, name, true);
+    for (const char *name :
+         {"l2[k1=a,k2=c]", "l2[k1=b,k2=a]", "l2[k1=a,k2=bb]", "l2[k1=aa,k2=b]", "l2[k2=b,k1=a]",
+          "l2[k1=k2,k2=k1=a]", "l2[k1=x\001y\002z,k2='p\003q']", "l2[k1=x/y:z,k2=\"p\003q\"]",
+          "l2[k1=,k2=]", "l2[k1=\"a\",k2=b]", "l2", ""})
+        compare_entry(data, name, false);
+}
+
+TEST_F(server_read_test, an_entry_is_not_there_when_another_cannot_be_told)
+{
+    const std::string entry = "<l2><k1>a</k1><k2>b</k2></l2>";
+    for (const char *odd :
+         {"<l2/>", "<l2><k1>1</k1></l2>", "<l2><k1>1</k1><k1>1</k1></l2>",
+          "<l2><k1>1</k1><k2>1</k2><k2>1</k2></l2>", "<l2><k1>1</k1><x>1</x></l2>"}) {
+        compare_entry(std::string(odd) + entry, "l2[k1=a,k2=b]", false);
+        compare_entry(entry + odd, "l2[k1=a,k2=b]", false);
+    }
+}
+
+TEST_F(server_read_test, entries_before_one_that_takes_a_document_come_once)
+{
+    serve({data_reply("<c xmlns=\"urn:m\"><l><name>1</name></l><l><name>2</name></l>"
+                      "<l><name>&lt;</name></l><l><name>4</name></l></c>")});
+    descendant_set set;
+    ASSERT_EQ(server_list_entries(place_at("/m/c/l", path_scope_session), &set), 0);
+    std::string names;
+    for (const descendant *node = set.nodes; node != nullptr; node = node->next)
+        names += node->name;
+    EXPECT_EQ(names, "l[name=4]l[name=<]l[name=2]l[name=1]");
 }
 
 TEST_F(server_read_test, thousands_of_entries)
