@@ -30,6 +30,18 @@ int write_all(int fd, std::string_view text, off_t offset)
     return 0;
 }
 
+// Whether the first two bytes of a text, or its only one, stand anywhere in a piece: told
+// many bytes at once, where memmem takes them one by one.
+bool may_hold(std::string_view piece, std::string_view text)
+{
+    if (text.size() < 2)
+        return true;
+    unsigned char found = 0;
+    for (size_t i = 1; i < piece.size(); i++)
+        found |= static_cast<unsigned char>((piece[i - 1] == text[0]) & (piece[i] == text[1]));
+    return found != 0;
+}
+
 int refuse(int error, const char *what)
 {
     if (session.profile_refused == 0)
@@ -108,7 +120,9 @@ int profile_find(int fd, std::string_view text, off_t from, off_t *at)
         const size_t length = static_cast<size_t>(got);
         if (length < text.size())
             return 0;
-        const void *found = memmem(piece.bytes, length, text.data(), text.size());
+        const void *found = may_hold({piece.bytes, length}, text)
+                                ? memmem(piece.bytes, length, text.data(), text.size())
+                                : nullptr;
         if (found != nullptr) {
             *at = from + (static_cast<const char *>(found) - piece.bytes);
             return 1;
