@@ -40,6 +40,35 @@ bool size_add(size_t a, size_t b, size_t *sum)
     return !__builtin_add_overflow(a, b, sum);
 }
 
+namespace
+{
+
+using text_pieces = std::initializer_list<std::string_view>;
+
+// Adds the lengths of the pieces to *size; false when that would wrap.
+bool add_lengths(text_pieces pieces, size_t *size)
+{
+    for (const std::string_view piece : pieces) {
+        if (!size_add(*size, piece.size(), size))
+            return false;
+    }
+    return true;
+}
+
+// Writes the pieces one after the other, and a zero byte, into room of this size.
+void write_pieces(text_pieces pieces, char *out, size_t size)
+{
+    for (const std::string_view piece : pieces) {
+        if (!piece.empty())
+            memcpy_s(out, size, piece.data(), piece.size());
+        out += piece.size();
+        size -= piece.size();
+    }
+    *out = '\0';
+}
+
+} // namespace
+
 heap_text text_copy(std::string_view text)
 {
     return text_concat({text});
@@ -48,20 +77,11 @@ heap_text text_copy(std::string_view text)
 heap_text text_concat(std::initializer_list<std::string_view> pieces)
 {
     size_t size = 1;
-    for (const std::string_view piece : pieces) {
-        if (!size_add(size, piece.size(), &size))
-            return nullptr;
-    }
-    heap_text joined(static_cast<char *>(malloc(size)));
-    if (!joined)
+    if (!add_lengths(pieces, &size))
         return nullptr;
-    size_t used = 0;
-    for (const std::string_view piece : pieces) {
-        if (!piece.empty())
-            memcpy_s(joined.get() + used, size - used, piece.data(), piece.size());
-        used += piece.size();
-    }
-    joined.get()[used] = '\0';
+    heap_text joined(static_cast<char *>(malloc(size)));
+    if (joined)
+        write_pieces(pieces, joined.get(), size);
     return joined;
 }
 
@@ -141,25 +161,18 @@ void text_clear(text_buffer *buffer)
 
 int text_append(text_buffer *buffer, std::string_view piece)
 {
-    size_t needed = 0;
-    if (!size_add(buffer->length, piece.size(), &needed) || !size_add(needed, 1, &needed))
-        return buffer_refuse(buffer);
-    if (buffer_reserve(buffer, needed, doubled_capacity(buffer->capacity, needed)) != 0)
-        return -1;
-    char *end = buffer->data.get() + buffer->length;
-    if (!piece.empty())
-        memcpy_s(end, buffer->capacity - buffer->length, piece.data(), piece.size());
-    end[piece.size()] = '\0';
-    buffer->length += piece.size();
-    return 0;
+    return text_append_all(buffer, {piece});
 }
 
 int text_append_all(text_buffer *buffer, std::initializer_list<std::string_view> pieces)
 {
-    for (const std::string_view piece : pieces) {
-        if (text_append(buffer, piece) != 0)
-            return -1;
-    }
+    size_t needed = 0;
+    if (!size_add(buffer->length, 1, &needed) || !add_lengths(pieces, &needed))
+        return buffer_refuse(buffer);
+    if (buffer_reserve(buffer, needed, doubled_capacity(buffer->capacity, needed)) != 0)
+        return -1;
+    write_pieces(pieces, buffer->data.get() + buffer->length, needed - buffer->length);
+    buffer->length = needed - 1;
     return 0;
 }
 
