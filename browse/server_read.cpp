@@ -7,7 +7,6 @@
 #include "browse/descendants.h"
 #include "browse/read_requests.h"
 #include "link/request.h"
-#include "link/xml_plain.h"
 #include "link/xml_select.h"
 #include "link/xpath.h"
 #include "schema/data_xpath.h"
@@ -162,16 +161,15 @@ int entries_open(entry_reader *reader, const char *list_path)
 {
     if (exchange(build_get_list_keys(list_path, &reader->keys), &reader->reply) != 0)
         return -1;
-    const std::string_view text = {reader->reply.text.get(), reader->reply.length};
-    const bool is_plain = xml_is_plain(text.data(), text.size(), "notification");
-    if (!is_plain && !(reader->document = parse_reply(reader->reply)))
+    if (!reader->reply.is_plain && !(reader->document = parse_reply(reader->reply)))
         return -1;
     reader->expression = reply_xpath(list_path, &reader->namespaces);
     if (!reader->expression)
         return -1;
     const bool is_selected =
-        is_plain &&
-        xml_select_begin(&reader->selection, text, reader->expression.get(), reader->namespaces);
+        reader->reply.is_plain &&
+        xml_select_begin(&reader->selection, {reader->reply.text.get(), reader->reply.length},
+                         reader->expression.get(), reader->namespaces);
     return is_selected ? 0 : entries_parse(reader);
 }
 

@@ -12,6 +12,7 @@
 #include "base/text.h"
 #include "link/exchange_lock.h"
 #include "link/notification.h"
+#include "link/xml_plain.h"
 #include "link/xml_print.h"
 
 namespace
@@ -132,8 +133,12 @@ int msg_recv(reply_text *message)
 int msg_wait_reply(reply_text *reply)
 {
     int result = msg_recv(reply);
-    while (result == 0 && is_notification(reply->text.get(), reply->length) != 0) {
-        xml_print(reply->text.get());
+    while (result == 0) {
+        const char *text = reply->text.get();
+        reply->is_plain = xml_is_plain(text, reply->length, "notification");
+        if (reply->is_plain || is_notification(text, reply->length) == 0)
+            break;
+        xml_print(text);
         result = msg_recv(reply);
     }
     release_lock();

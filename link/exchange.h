@@ -23,6 +23,7 @@ static_assert(frame_room.size() == frame_header_size);
 struct reply_text {
     malloc_ptr<char> text;
     uint32_t length = 0;
+    bool is_plain = false; // known to be (link/xml_plain.h)
 };
 
 // Whether the zero byte after a text travels with it.
@@ -42,7 +43,8 @@ int msg_send(text_buffer *text, frame_ending ending = frame_ends_in_zero);
 int msg_recv(reply_text *message);
 
 // Reads frames until one is not a notification, printing the notifications,
-// and gives the lock back in every case. Results as msg_recv.
+// and gives the lock back in every case. Results as msg_recv; looks whether the reply
+// is plain, which nobody needs to do again.
 int msg_wait_reply(reply_text *reply);
 
 #endif

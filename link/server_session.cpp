@@ -19,7 +19,6 @@
 #include "link/exchange_lock.h"
 #include "link/listener.h"
 #include "link/request.h"
-#include "link/xml_plain.h"
 #include "link/xpath.h"
 
 namespace
@@ -51,12 +50,11 @@ int create_session_request(text_buffer *request, const char *login_name)
     return 0;
 }
 
-// The id in a reply of the usual kind, which takes no parser; empty for any other.
+// The id in a plain reply of the usual kind, which takes no parser; empty for any other.
 std::string_view plain_session_id(std::string_view reply)
 {
     const std::string_view head = text_slice(reply, 0, reply.find('>'));
-    if (!xml_is_plain(reply.data(), reply.size(), "notification") ||
-        !text_starts_with(head, "<rpc-reply ") || head.find('\'') != std::string_view::npos ||
+    if (!text_starts_with(head, "<rpc-reply ") || head.find('\'') != std::string_view::npos ||
         head.find(" xmlns=\"" NETCONF_BASE_NAMESPACE "\"") == std::string_view::npos)
         return {};
     reply.remove_prefix(head.size() + 1);
@@ -68,14 +66,15 @@ std::string_view plain_session_id(std::string_view reply)
                                                                 : std::string_view();
 }
 
-int read_session_id(const char *reply, uint32_t length)
+int read_session_id(const reply_text &reply)
 {
-    const std::string_view id = plain_session_id({reply, length});
+    const std::string_view id =
+        reply.is_plain ? plain_session_id({reply.text.get(), reply.length}) : std::string_view();
     if (!id.empty()) {
         session.session_id = static_cast<int>(strtol(id.data(), nullptr, 0));
         return 0;
     }
-    const xml_doc document = xml_parse(reply, length);
+    const xml_doc document = xml_parse(reply.text.get(), reply.length);
     if (!document) {
         log_debug("[DEBUG] Receive a invalid xml documen.\n");
         return -1;
@@ -107,7 +106,7 @@ int session_create()
     if (create_session_request(&request, user->pw_name) != 0 ||
         request_exchange(&request, &reply) != request_answered)
         return -1;
-    return read_session_id(reply.text.get(), reply.length);
+    return read_session_id(reply);
 }
 
 int server_connect()
