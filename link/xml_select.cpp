@@ -113,12 +113,17 @@ bool find_namespace(const xml_selection &selection, std::string_view prefix,
     return prefix.empty();
 }
 
-// Takes the text of a leaf and its end tag; false when a document has to tell.
+// Takes the text of a leaf and its end tag; false when a document has to tell. Texts are
+// short: searching for each character would take longer.
 bool take_leaf_text(std::string_view *rest, std::string_view *text)
 {
-    *text = text_take(rest, '<');
-    if (rest->front() != '/' || text->find('&') != std::string_view::npos ||
-        text->find('\r') != std::string_view::npos || (!text->empty() && is_blank(text->front())))
+    size_t length = 0;
+    bool is_usual = !is_blank(rest->front());
+    for (; (*rest)[length] != '<'; length++)
+        is_usual = is_usual && (*rest)[length] != '&' && (*rest)[length] != '\r';
+    *text = text_slice(*rest, 0, length);
+    rest->remove_prefix(length + 1);
+    if (!is_usual || rest->front() != '/')
         return false;
     text_take(rest, '>');
     return true;
@@ -129,8 +134,9 @@ xml_select_result take_record(xml_selection *selection, xml_record *record)
 {
     std::string_view *rest = &selection->rest;
     for (;;) {
-        if (!text_take(rest, '<').empty())
+        if (rest->front() != '<')
             return xml_select_unknown;
+        rest->remove_prefix(1);
         if (rest->front() == '/') {
             text_take(rest, '>');
             return xml_select_found;
