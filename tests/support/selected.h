@@ -3,6 +3,7 @@
 #define VANDEL_TESTS_SUPPORT_SELECTED_H
 
 #include <string>
+#include <vector>
 
 #include "link/xml_plain.h"
 #include "link/xml_select.h"
@@ -20,9 +21,10 @@ inline std::string selected(const std::string &text, const char *path = selected
 {
     ns_list namespaces;
     selected_namespaces(&namespaces);
+    const std::vector<char> exact(text.begin(), text.end()); // a sanitizer knows its end
     xml_selection selection;
-    if (!xml_is_plain(text.data(), text.size(), "z") ||
-        !xml_select_begin(&selection, text, path, namespaces))
+    if (!xml_is_plain(exact.data(), exact.size(), "z") ||
+        !xml_select_begin(&selection, {exact.data(), exact.size()}, path, namespaces))
         return "?";
     std::string shown;
     xml_record record;
