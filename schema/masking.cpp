@@ -36,6 +36,31 @@ void mask_value(char *from, const char *to)
     }
 }
 
+// remove_quotes in place. Nothing of the longer text stays after the shorter one.
+void strip_quotes(char *text)
+{
+    const size_t length = strlen(text);
+    char *out = text; // never ahead of the text that is read
+    char *rest = text;
+    for (quoted_section section = next_quoted(rest); section.close != nullptr;
+         section = next_quoted(rest)) {
+        const size_t before = static_cast<size_t>(section.open - rest);
+        memmove(out, rest, before);
+        out += before;
+        *section.close = '\0';
+        const bool cuts = strpbrk(section.open + 1, cutting_characters) != nullptr;
+        *section.close = *section.open;
+        const char *from = cuts ? section.open + 1 : section.open;
+        const char *to = cuts ? section.close : section.close + 1;
+        memmove(out, from, static_cast<size_t>(to - from));
+        out += to - from;
+        rest = section.close + 1;
+    }
+    const size_t left = strlen(rest);
+    memmove(out, rest, left + 1);
+    block_wipe(out + left, static_cast<size_t>(text + length - (out + left)));
+}
+
 } // namespace
 
 void mask_keys(char *path)
@@ -125,30 +150,15 @@ void mask_quoted_blanks(char *line)
 heap_text remove_quotes(const char *text)
 {
     heap_text result = text_copy(text);
-    if (!result)
-        return nullptr;
-    char *out = result.get(); // never ahead of the text that is read
-    char *rest = result.get();
-    for (quoted_section section = next_quoted(rest); section.close != nullptr;
-         section = next_quoted(rest)) {
-        const size_t before = static_cast<size_t>(section.open - rest);
-        memmove(out, rest, before);
-        out += before;
-        *section.close = '\0';
-        const bool cuts = strpbrk(section.open + 1, cutting_characters) != nullptr;
-        *section.close = *section.open;
-        const char *from = cuts ? section.open + 1 : section.open;
-        const char *to = cuts ? section.close : section.close + 1;
-        memmove(out, from, static_cast<size_t>(to - from));
-        out += to - from;
-        rest = section.close + 1;
-    }
-    memmove(out, rest, strlen(rest) + 1);
+    if (result)
+        strip_quotes(result.get());
     return result;
 }
 
 heap_text plain_value(const char *masked)
 {
-    const heap_text restored = unmasked_copy(masked);
-    return restored ? remove_quotes(restored.get()) : nullptr;
+    heap_text value = unmasked_copy(masked);
+    if (value)
+        strip_quotes(value.get());
+    return value;
 }

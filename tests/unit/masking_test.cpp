@@ -173,6 +173,14 @@ TEST(remove_quotes, an_unclosed_quote_ends_the_scan)
     EXPECT_EQ(unquoted("'a b' \"c d 'e f'"), "a b \"c d 'e f'");
 }
 
+TEST(remove_quotes, nothing_stays_after_the_shorter_text)
+{
+    const std::string text = "\"a b\"'c d'\"e f\"";
+    const heap_text result = remove_quotes(text.c_str());
+    EXPECT_EQ(std::string(result.get(), text.size() + 1),
+              "a bc de f" + std::string(text.size() + 1 - 9, '\0'));
+}
+
 TEST(plain_value, codes_back_and_quotes_away)
 {
     EXPECT_EQ(plain("\"a\x03"
