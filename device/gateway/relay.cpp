@@ -224,10 +224,18 @@ void take_subscription_answer(relay *session, const message_head *head)
     byte_buffer_clear(&session->message);
 }
 
-// False: the message is none for the shell.
+// Whether a reply may answer what was asked last: that has wholly gone out, but for an error, with
+// which a server may stop reading it. A nudge, which goes out after it, has no body.
+bool may_answer(const relay *session, const message_head *head)
+{
+    return !session->taken_over.asks && (head->is_error || session->to_server.body.size == 0);
+}
+
+// False: the message is none for the shell. A reply to what the server has not got is passed
+// like any other message that answers something else.
 bool take_reply(relay *session, const message_head *head)
 {
-    if (exchange_idle(&session->taken_over))
+    if (exchange_idle(&session->taken_over) || !may_answer(session, head))
         return true;
     const bool passes = adapters_take(&session->taken_over, head, &session->message);
     if (exchange_idle(&session->taken_over))

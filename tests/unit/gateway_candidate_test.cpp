@@ -96,6 +96,42 @@ TEST(gateway_candidate, an_edit_is_committed)
     test.ends_with(committed);
 }
 
+// It would lead from a step to the next one, which were then left out.
+TEST(gateway_candidate, an_answer_to_what_has_not_gone_out_is_none)
+{
+    candidate_bench test;
+    EXPECT_EQ(test.shell_sends(frame(edit("<running/>"))), "");
+    for (const size_t sent : {size_t{0}, chunked(lock).size() - 1}) {
+        outgoing_advance(&test.session->to_server, sent);
+        EXPECT_EQ(test.server_sends(chunked(ok)), "");
+        EXPECT_EQ(test.to_shell(), frame(ok, sent > 0 ? 1 : 0));
+    }
+    EXPECT_EQ(test.to_server(), "\n");
+    EXPECT_EQ(test.answer(ok), chunked(discard));
+    EXPECT_EQ(test.answer(ok), chunked(edit("<candidate/>")));
+}
+
+TEST(gateway_candidate, a_refusal_of_half_a_request_is_one)
+{
+    candidate_bench test;
+    EXPECT_EQ(test.shell_sends(frame(edit("<running/>"))), "");
+    outgoing_advance(&test.session->to_server, 1);
+    EXPECT_EQ(test.server_sends(chunked(denied)), "");
+    EXPECT_EQ(test.to_server(), chunked(lock).substr(1));
+    test.ends_with(denied);
+}
+
+TEST(gateway_candidate, a_nudge_that_the_server_has_not_taken_holds_up_no_answer)
+{
+    candidate_bench test;
+    EXPECT_EQ(test.ask(edit("<running/>")), chunked(lock));
+    ASSERT_TRUE(relay_may_nudge(test.session.get()));
+    relay_nudge(test.session.get());
+    EXPECT_EQ(test.server_sends(chunked(ok) + chunked(denied)), "");
+    EXPECT_EQ(test.to_shell(), frame(denied, 0)) << "the discard has not gone out";
+    EXPECT_EQ(test.to_server(), chunked(discard));
+}
+
 TEST(gateway_candidate, a_server_that_stops_answering_is_given_up)
 {
     candidate_bench test;
