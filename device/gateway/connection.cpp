@@ -400,9 +400,11 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
 
 void connection_reap(connection *link)
 {
-    int status;
-    if (transport_reap(&link->server, &status))
-        report_status(link, status);
+    if (!transport_has_ended(&link->server))
+        return;
+    // The id may be another process's as soon as the command is reaped.
+    shell_slots_set(&link->task->slots, link->task->slot, relay_held(&link->session), 0);
+    report_status(link, transport_reap(&link->server));
 }
 
 void connection_end(connection *link, const char *reason, int64_t now, bool hurry)

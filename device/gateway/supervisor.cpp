@@ -1,7 +1,8 @@
 // The listening process reads nothing that a shell or a server sends. It accepts, and
 // leaves each shell to a process of its own (shell_process.h), so that a crash, a hang or
 // work stays with one operator. It ends them, and they end when it is gone: the kernel
-// sends them SIGTERM then.
+// sends them SIGTERM then. What one leaves behind becomes this process's child, so that the id
+// of a command that is to be ended can be no other process's.
 #include "device/gateway/supervisor.h"
 
 #include <errno.h>
@@ -184,14 +185,28 @@ void take_end(gateway *self, size_t at, int status)
     self->accept_from = 0;
 }
 
-// Asks for every process: signals of several may have become one.
-void reap(gateway *self)
+// The end of a child: a shell's process, or what one has left behind.
+void reap_child(gateway *self, pid_t process)
 {
     for (size_t at = 0; at < self->slots.count; at++) {
-        const pid_t process = self->children.get()[at].process;
-        int status;
-        if (process != 0 && waitpid(process, &status, WNOHANG) == process)
+        if (self->slots.list[at].command == process)
+            end_command(self, at);
+    }
+    int status;
+    waitpid(process, &status, 0);
+    for (size_t at = 0; at < self->slots.count; at++) {
+        if (self->children.get()[at].process == process)
             take_end(self, at, status);
+    }
+}
+
+// Asks for every child: signals of several may have become one.
+void reap(gateway *self)
+{
+    siginfo_t info{};
+    while (waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0) {
+        reap_child(self, info.si_pid);
+        info = {};
     }
 }
 
@@ -246,12 +261,16 @@ int run_turn(gateway *self)
     return 0;
 }
 
-// Ends what has not ended in time.
+// Ends what has not ended in time. A process that is gone strikes out no command any more.
 void kill_all(gateway *self)
 {
     signal_all(self, SIGKILL);
-    for (size_t at = 0; at < self->slots.count; at++)
+    for (size_t at = 0; at < self->slots.count; at++) {
+        const pid_t process = self->children.get()[at].process;
+        if (process != 0)
+            waitpid(process, nullptr, 0);
         end_command(self, at);
+    }
 }
 
 int serve(gateway *self)
@@ -273,6 +292,7 @@ int gateway_run(const gateway_options *options)
 {
     gateway self{};
     self.options = options;
+    prctl(PR_SET_CHILD_SUBREAPER, 1);
     if (open_slots(&self) != 0 || open_signals(&self) != 0) {
         report("cannot start: %s", strerror(errno));
         return 1;

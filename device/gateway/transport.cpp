@@ -155,20 +155,25 @@ void transport_kill(transport *command)
         kill(-command->pid, SIGKILL);
 }
 
-bool transport_reap(transport *command, int *status)
+bool transport_has_ended(const transport *command)
 {
-    if (command->pid == 0)
-        return false;
     siginfo_t info{};
     // The process id names the group safely only as long as it is not reaped.
-    if (waitid(P_PID, static_cast<id_t>(command->pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
+    if (command->pid == 0 ||
+        waitid(P_PID, static_cast<id_t>(command->pid), &info, WEXITED | WNOHANG | WNOWAIT) != 0 ||
         info.si_pid == 0)
         return false;
     kill(-command->pid, SIGTERM);
-    if (waitpid(command->pid, status, WNOHANG) != command->pid)
-        *status = 0;
+    return true;
+}
+
+int transport_reap(transport *command)
+{
+    int status;
+    if (waitpid(command->pid, &status, WNOHANG) != command->pid)
+        status = 0;
     command->pid = 0;
     transport_hear(command);
     descriptor_close(&command->errors);
-    return true;
+    return status;
 }

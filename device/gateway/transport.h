@@ -44,8 +44,11 @@ void transport_tick(transport *command, int64_t now);
 // Ends the command with SIGKILL, now.
 void transport_kill(transport *command);
 
-// Reaps the command if it has ended: true, once, with the status of waitpid().
-// What it left behind gets SIGTERM. Its last words are complete then.
-bool transport_reap(transport *command, int *status);
+// Whether the command has ended and is to be reaped. What it left behind gets SIGTERM.
+bool transport_has_ended(const transport *command);
+
+// Reaps the command, which has ended, and gives the status of waitpid(). Its last words are
+// complete then.
+int transport_reap(transport *command);
 
 #endif

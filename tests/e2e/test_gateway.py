@@ -848,6 +848,18 @@ def test_a_killed_process_leaves_no_stubborn_command(bench):
     wait_for(lambda: not is_running(command), "the command still runs")
 
 
+def test_the_gateway_reaps_what_a_command_leaves_behind(bench):
+    bench.start(command=["sh", "-c", "setsid sleep 1000 & echo $! >&2; read line"])
+    shell = bench.gateway.shell()
+    bench.gateway.wait_for_log("shell 1: connected\n")
+    wait_for(lambda: bench.gateway.log().splitlines()[-1].isdigit(), "nothing is left behind")
+    left = int(bench.gateway.log().splitlines()[-1])
+    shell.close()
+    wait_for(lambda: bench.gateway.sessions() == [left], "it is another process's child")
+    os.kill(left, signal.SIGKILL)
+    wait_for(lambda: bench.gateway.sessions() == [], "it is not reaped")
+
+
 def test_a_process_that_hangs_stops_nobody_else(bench):
     _, stuck_peer = bench.session()
     stuck = bench.gateway.sessions()[0]
