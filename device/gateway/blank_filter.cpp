@@ -1,8 +1,8 @@
-// The output buffer doubles as the place where undecided blanks wait: they are
-// appended like everything else, and when the next tag shows that they stand
-// between elements the output is cut back to where the interval began. Only an
-// interval with comments or processing instructions in it is gone over again,
-// once, to keep those; so the whole stays linear, and no byte is moved twice.
+// What passes as it is is copied late, many tags at once: when something is left out or
+// written in another way, and at the end of the input. When a tag shows that blanks stand
+// between elements, they are left out, or if they have been copied the output is cut back
+// to where the interval began. Only an interval with comments or processing instructions
+// in it is gone over again, once, to keep those; so the whole stays linear.
 //
 // What a piece ends in that cannot be told without what follows (half a character, the
 // beginning of "-->") waits in the filter for more, and is looked at again with it.
@@ -33,6 +33,7 @@ struct filter_pass {
     blank_filter *filter;
     const char *at;
     const char *end;
+    const char *copied; // up to here; what stands between it and at passes
     byte_buffer *out;
     size_t limit;
     bool waits; // for what follows the input
@@ -72,7 +73,13 @@ bool begins_with(filter_pass *pass, std::string_view opener)
     return fits;
 }
 
-filter_result emit(filter_pass *pass, const char *data, size_t size)
+// Where in the output the next byte of the input comes.
+size_t position(const filter_pass *pass)
+{
+    return pass->out->size + static_cast<size_t>(pass->at - pass->copied);
+}
+
+filter_result append(filter_pass *pass, const char *data, size_t size)
 {
     switch (byte_buffer_append(pass->out, data, size, pass->limit)) {
     case buffer_ok:
@@ -84,8 +91,31 @@ filter_result emit(filter_pass *pass, const char *data, size_t size)
     }
 }
 
+// Copies the input up to here.
+filter_result copy(filter_pass *pass)
+{
+    const char *from = pass->copied;
+    pass->copied = pass->at;
+    return append(pass, from, static_cast<size_t>(pass->at - from));
+}
+
+// Leaves out what the input has here.
+void leave_out(filter_pass *pass, size_t size)
+{
+    pass->at += size;
+    pass->copied = pass->at;
+}
+
+// Puts a text in the place of what the input has here.
+filter_result replace(filter_pass *pass, size_t size, std::string_view text)
+{
+    const filter_result result = copy(pass);
+    leave_out(pass, size);
+    return result == filter_ok ? append(pass, text.data(), text.size()) : result;
+}
+
 // A character of names cannot be written in another way.
-filter_result emit_control(filter_pass *pass, uint32_t code)
+filter_result replace_control(filter_pass *pass, size_t length, uint32_t code)
 {
     const uint8_t state = pass->filter->state;
     if (state == start_tag || state == end_tag)
@@ -94,7 +124,7 @@ filter_result emit_control(filter_pass *pass, uint32_t code)
     char reference[32];
     const int size = sprintf_s(reference, sizeof reference, "%s&#x%X;%s", splits ? "]]>" : "",
                                static_cast<unsigned>(code), splits ? "<![CDATA[" : "");
-    return emit(pass, reference, static_cast<size_t>(size));
+    return replace(pass, length, {reference, static_cast<size_t>(size)});
 }
 
 // A line end, with the line feed that may follow.
@@ -103,22 +133,34 @@ filter_result pass_return(filter_pass *pass)
     pass->waits = pass->at + 1 == pass->end;
     if (pass->waits)
         return filter_ok;
-    pass->at += pass->at[1] == '\n' ? 2 : 1;
-    return emit(pass, "\n", 1);
+    return replace(pass, pass->at[1] == '\n' ? 2 : 1, "\n");
+}
+
+// In front of the next byte of the input there is one.
+char last_byte(const filter_pass *pass)
+{
+    return pass->at > pass->copied ? pass->at[-1] : pass->out->data.get()[pass->out->size - 1];
 }
 
 // A ';', which may end a reference to a carriage return.
 filter_result pass_semicolon(filter_pass *pass)
 {
     const uint8_t state = pass->filter->state;
-    pass->at++;
     const bool has_references = state == text || state == quoted_value;
-    const size_t size = has_references ? xml_return_number_size(byte_buffer_view(pass->out)) : 0;
+    const char last = has_references ? last_byte(pass) : '\0';
+    if (last != '3' && last != 'D' && last != 'd') {
+        pass->at++;
+        return filter_ok;
+    }
+    const filter_result result = copy(pass);
+    if (result != filter_ok)
+        return result;
+    const size_t size = xml_return_number_size(byte_buffer_view(pass->out));
     pass->out->size -= size;
-    return size == 0 ? emit(pass, ";", 1) : emit(pass, "xD;", 3);
+    return replace(pass, 1, size == 0 ? ";" : "xD;");
 }
 
-// Passes what xml_find_odd found; a character that the input ends in has to wait.
+// Passes an odd byte; a character that the input ends in has to wait.
 filter_result pass_odd(filter_pass *pass, const char *stop)
 {
     if (*pass->at == '\r')
@@ -133,35 +175,26 @@ filter_result pass_odd(filter_pass *pass, const char *stop)
     const size_t length = xml_control_read(pass->at, size, &code);
     if (length == 0)
         return filter_forbidden;
-    pass->at += length;
-    return emit_control(pass, code);
+    return replace_control(pass, length, code);
 }
 
-// Copies the input up to stop, whose characters are known to pass.
-filter_result keep_plain(filter_pass *pass, const char *stop)
-{
-    const char *from = pass->at;
-    pass->at = stop;
-    return emit(pass, from, static_cast<size_t>(stop - from));
-}
-
-// Copies the input up to stop, as far as its characters pass.
-filter_result keep(filter_pass *pass, const char *stop)
+// Passes the input up to stop, or to a byte of one of these classes, or to what has to wait.
+filter_result pass_until(filter_pass *pass, const char *stop, uint8_t classes)
 {
     filter_result result = filter_ok;
-    while (result == filter_ok && pass->at < stop && !pass->waits) {
-        result = keep_plain(pass, xml_find_odd(pass->at, stop));
-        if (result == filter_ok && pass->at < stop)
+    while (result == filter_ok && !pass->waits) {
+        const char *at = pass->at;
+        while (at < stop && !xml_is_of(*at, classes | xml_class_odd))
+            at++;
+        pass->at = at;
+        if (at == stop || xml_is_of(*at, classes))
+            break;
+        if (xml_is_of(*at, xml_class_wide))
+            pass->at = xml_skip_wide(at, stop);
+        if (pass->at == at)
             result = pass_odd(pass, stop);
     }
     return result;
-}
-
-// The first byte at or after from, or the end of the input.
-const char *find_byte(const filter_pass *pass, const char *from, char byte)
-{
-    const void *found = memchr(from, byte, static_cast<size_t>(pass->end - from));
-    return found != nullptr ? static_cast<const char *>(found) : pass->end;
 }
 
 // The end of the complete comment or instruction that begins at data.
@@ -193,20 +226,25 @@ void squeeze_interval(const blank_filter *filter, byte_buffer *out)
 }
 
 // The next tag is known: decides about the blanks in front of it.
-void end_interval(const blank_filter *filter, byte_buffer *out, bool before_end_tag)
+filter_result end_interval(filter_pass *pass, bool before_end_tag)
 {
+    const blank_filter *filter = pass->filter;
     const bool leaf_value = filter->after_start && before_end_tag;
-    if (!filter->has_text && !leaf_value)
-        squeeze_interval(filter, out);
+    if (filter->has_text || leaf_value || filter->interval == position(pass))
+        return filter_ok;
+    const filter_result result = copy(pass);
+    squeeze_interval(filter, pass->out);
+    return result;
 }
 
-void begin_interval(blank_filter *filter, const byte_buffer *out, bool after_start)
+void begin_interval(filter_pass *pass, bool after_start)
 {
+    blank_filter *filter = pass->filter;
     filter->state = text;
     filter->after_start = after_start;
     filter->has_text = false;
     filter->has_asides = false;
-    filter->interval = out->size;
+    filter->interval = position(pass);
 }
 
 filter_result pass_order_mark(filter_pass *pass)
@@ -214,7 +252,7 @@ filter_result pass_order_mark(filter_pass *pass)
     const bool has_mark = begins_with(pass, order_mark_bytes);
     if (pass->waits)
         return filter_ok;
-    pass->at += has_mark ? order_mark_bytes.size() : 0;
+    leave_out(pass, has_mark ? order_mark_bytes.size() : 0);
     pass->filter->state = text;
     return filter_ok;
 }
@@ -224,19 +262,21 @@ filter_result open_start_tag(filter_pass *pass)
     blank_filter *filter = pass->filter;
     if (filter->depth == 0 && filter->has_root)
         return filter_malformed;
-    end_interval(filter, pass->out, false);
+    const filter_result result = end_interval(pass, false);
     filter->has_root = true;
     filter->state = start_tag;
-    return keep_plain(pass, pass->at + 1);
+    pass->at++;
+    return result;
 }
 
 filter_result open_end_tag(filter_pass *pass)
 {
     if (pass->filter->depth == 0)
         return filter_malformed;
-    end_interval(pass->filter, pass->out, true);
+    const filter_result result = end_interval(pass, true);
     pass->filter->state = end_tag;
-    return keep_plain(pass, pass->at + 2);
+    pass->at += 2;
+    return result;
 }
 
 filter_result open_aside(filter_pass *pass)
@@ -252,9 +292,10 @@ filter_result open_aside(filter_pass *pass)
             return filter_malformed;
         filter->has_text = filter->has_text || state == cdata;
         filter->has_asides = filter->has_asides || state == comment;
-        filter->aside_from = pass->out->size;
+        filter->aside_from = position(pass);
         filter->state = state;
-        return keep_plain(pass, pass->at + opener.size());
+        pass->at += opener.size();
+        return filter_ok;
     }
     return filter_malformed;
 }
@@ -275,12 +316,11 @@ filter_result pass_text(filter_pass *pass)
     blank_filter *filter = pass->filter;
     if (*pass->at == '<')
         return pass_markup(pass);
-    const char *stop = find_byte(pass, pass->at, '<');
-    const bool blank = is_all_blank(pass->at, static_cast<size_t>(stop - pass->at));
-    if (!blank && filter->depth == 0)
+    filter->has_text = filter->has_text || !xml_is_blank(*pass->at);
+    if (filter->has_text && filter->depth == 0)
         return filter_malformed;
-    filter->has_text = filter->has_text || !blank;
-    return keep(pass, stop);
+    return pass_until(pass, pass->end,
+                      filter->has_text ? xml_class_open : xml_class_open | xml_class_text);
 }
 
 bool is_declaration(const blank_filter *filter, const byte_buffer *out)
@@ -291,12 +331,14 @@ bool is_declaration(const blank_filter *filter, const byte_buffer *out)
            (xml_is_blank(bytes[5]) || bytes[5] == '?');
 }
 
-void end_instruction(filter_pass *pass)
+filter_result end_instruction(filter_pass *pass)
 {
-    if (is_declaration(pass->filter, pass->out))
+    const filter_result result = copy(pass);
+    if (result == filter_ok && is_declaration(pass->filter, pass->out))
         pass->out->size = pass->filter->aside_from;
     else
         pass->filter->has_asides = true;
+    return result;
 }
 
 // Copies up to the end. Of one that is not there yet the beginning may be.
@@ -311,70 +353,63 @@ filter_result pass_aside(filter_pass *pass)
     while (held > 0 && !rest.ends_with(closer.substr(0, held)))
         held--;
     const filter_result result =
-        keep(pass, ends ? pass->at + found + closer.size() : pass->end - held);
+        pass_until(pass, ends ? pass->at + found + closer.size() : pass->end - held, 0);
     pass->waits = pass->waits || held > 0;
     if (result != filter_ok || !ends)
         return result;
     pass->filter->state = text;
-    if (state == instruction)
-        end_instruction(pass);
-    return filter_ok;
+    return state == instruction ? end_instruction(pass) : filter_ok;
 }
 
-filter_result close_start_tag(filter_pass *pass)
+void close_start_tag(filter_pass *pass)
 {
-    const filter_result result = keep_plain(pass, pass->at + 1);
-    if (result != filter_ok)
-        return result;
-    const bool is_empty = pass->out->data.get()[pass->out->size - 2] == '/';
+    const bool is_empty = last_byte(pass) == '/';
     if (!is_empty)
         pass->filter->depth++;
-    begin_interval(pass->filter, pass->out, !is_empty);
-    return filter_ok;
+    pass->at++;
+    begin_interval(pass, !is_empty);
 }
 
 filter_result pass_start_tag(filter_pass *pass)
 {
-    const char *at = pass->at;
-    while (at < pass->end && *at != '>' && *at != '"' && *at != '\'' && *at != '<')
-        at++;
-    const filter_result result = keep(pass, at);
-    if (result != filter_ok || at == pass->end)
+    const filter_result result = pass_until(
+        pass, pass->end, xml_class_open | xml_class_close | xml_class_quote | xml_class_apostrophe);
+    if (result != filter_ok || pass->at == pass->end || pass->waits)
         return result;
-    if (*at == '<')
+    if (*pass->at == '<')
         return filter_malformed;
-    if (*at == '>')
-        return close_start_tag(pass);
-    pass->filter->quote = *at;
+    if (*pass->at == '>') {
+        close_start_tag(pass);
+        return filter_ok;
+    }
+    pass->filter->quote = *pass->at++;
     pass->filter->state = quoted_value;
-    return keep_plain(pass, at + 1);
+    return filter_ok;
 }
 
 filter_result pass_quoted_value(filter_pass *pass)
 {
-    const char *stop = find_byte(pass, pass->at, pass->filter->quote);
-    const bool ends = stop < pass->end;
-    const filter_result result = keep(pass, ends ? stop + 1 : stop);
-    if (ends)
-        pass->filter->state = start_tag;
-    return result;
+    const bool is_quote = pass->filter->quote == '"';
+    const filter_result result =
+        pass_until(pass, pass->end, is_quote ? xml_class_quote : xml_class_apostrophe);
+    if (result != filter_ok || pass->at == pass->end || pass->waits)
+        return result;
+    pass->at++;
+    pass->filter->state = start_tag;
+    return filter_ok;
 }
 
 filter_result pass_end_tag(filter_pass *pass)
 {
-    const char *stop = find_byte(pass, pass->at, '>');
-    const void *open = memchr(pass->at, '<', static_cast<size_t>(stop - pass->at));
-    if (open != nullptr)
-        stop = static_cast<const char *>(open);
-    const bool closes = stop < pass->end && *stop == '>';
-    const filter_result result = keep(pass, closes ? stop + 1 : stop);
-    if (result != filter_ok || stop == pass->end)
+    const filter_result result = pass_until(pass, pass->end, xml_class_open | xml_class_close);
+    if (result != filter_ok || pass->at == pass->end || pass->waits)
         return result;
-    if (!closes)
+    if (*pass->at == '<')
         return filter_malformed;
     pass->filter->depth--;
-    begin_interval(pass->filter, pass->out, false);
-    return result;
+    pass->at++;
+    begin_interval(pass, false);
+    return filter_ok;
 }
 
 // Each takes at least one byte, or changes the state, or waits, or fails.
@@ -391,8 +426,9 @@ filter_result pass_input(filter_pass *pass)
     filter_result result = filter_ok;
     while (result == filter_ok && pass->at < pass->end && !pass->waits)
         result = state_passes[pass->filter->state](pass);
-    if (result != filter_ok)
-        return result;
+    const filter_result copied = copy(pass);
+    if (copied != filter_ok || result != filter_ok)
+        return copied != filter_ok ? copied : result;
     blank_filter *filter = pass->filter;
     filter->waiting_size = static_cast<uint8_t>(pass->end - pass->at);
     memmove(filter->waiting, pass->at, filter->waiting_size);
@@ -408,13 +444,14 @@ filter_result blank_filter_feed(blank_filter *filter, const char *data, size_t s
     filter_result result = filter_ok;
     while (result == filter_ok && filter->waiting_size > 0 && data < end) {
         filter->waiting[filter->waiting_size++] = *data++;
-        filter_pass pass{filter, filter->waiting, filter->waiting + filter->waiting_size,
-                         out,    limit,           false};
+        const char *waiting = filter->waiting;
+        filter_pass pass{filter, waiting, waiting + filter->waiting_size, waiting, out,
+                         limit,  false};
         result = pass_input(&pass);
     }
     if (result != filter_ok || data == end)
         return result;
-    filter_pass pass{filter, data, end, out, limit, false};
+    filter_pass pass{filter, data, end, data, out, limit, false};
     return pass_input(&pass);
 }
 
@@ -422,8 +459,8 @@ filter_result blank_filter_end(blank_filter *filter, byte_buffer *out)
 {
     const bool complete = filter->state == text && filter->has_root && filter->depth == 0 &&
                           is_all_blank(filter->waiting, filter->waiting_size);
-    if (complete)
-        end_interval(filter, out, false);
+    if (complete && !filter->has_text)
+        squeeze_interval(filter, out);
     *filter = {};
     return complete ? filter_ok : filter_malformed;
 }

@@ -5,20 +5,38 @@
 namespace
 {
 
-constexpr size_t block_size = 16;
-
-bool is_plain(char byte)
+constexpr uint8_t classes_of(unsigned char byte)
 {
-    return byte >= ' ' && byte <= '~' && byte != ';';
+    switch (byte) {
+    case ' ':
+    case '\t':
+    case '\n':
+        return 0;
+    case '\r':
+        return xml_class_odd;
+    case '<':
+        return xml_class_open;
+    case '>':
+        return xml_class_text | xml_class_close;
+    case '"':
+        return xml_class_text | xml_class_quote;
+    case '\'':
+        return xml_class_text | xml_class_apostrophe;
+    case ';':
+        return xml_class_text | xml_class_odd;
+    default:
+        if (byte > 0x7f)
+            return xml_class_text | xml_class_odd | xml_class_wide;
+        return byte < ' ' || byte > '~' ? xml_class_text | xml_class_odd : xml_class_text;
+    }
 }
 
-// Without an early end, so that the compiler takes all bytes at once.
-bool is_plain_block(const char *block)
+constexpr xml_class_table make_classes()
 {
-    bool all = true;
-    for (size_t at = 0; at < block_size; at++)
-        all &= is_plain(block[at]);
-    return all;
+    xml_class_table made{};
+    for (unsigned byte = 0; byte < 256; byte++)
+        made.of[byte] = classes_of(static_cast<unsigned char>(byte));
+    return made;
 }
 
 bool is_control(uint32_t code)
@@ -26,20 +44,9 @@ bool is_control(uint32_t code)
     return code >= 0x7f && code <= 0x9f;
 }
 
-// The length of the character at data when it passes, otherwise 0.
-size_t passing_length(const char *data, size_t size)
-{
-    if (is_plain(*data) || *data == '\t' || *data == '\n')
-        return 1;
-    if (*data == ';')
-        return 0;
-    uint32_t code;
-    const size_t length = code_point_read(data, size, &code);
-    const bool passes = length > 1 && !is_control(code) && code != 0xfffe && code != 0xffff;
-    return passes ? length : 0;
-}
-
 } // namespace
+
+constexpr xml_class_table xml_classes = make_classes();
 
 std::string_view xml_trimmed(std::string_view text)
 {
@@ -49,13 +56,12 @@ std::string_view xml_trimmed(std::string_view text)
     return text.substr(from, text.find_last_not_of(xml_blanks) + 1 - from);
 }
 
-const char *xml_find_odd(const char *from, const char *stop)
+const char *xml_skip_wide(const char *from, const char *stop)
 {
     while (from < stop) {
-        const auto size = static_cast<size_t>(stop - from);
-        const bool skips = size >= block_size && is_plain_block(from);
-        const size_t length = skips ? block_size : passing_length(from, size);
-        if (length == 0)
+        uint32_t code;
+        const size_t length = code_point_read(from, static_cast<size_t>(stop - from), &code);
+        if (length < 2 || is_control(code) || code == 0xfffe || code == 0xffff)
             break;
         from += length;
     }

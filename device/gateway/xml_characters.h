@@ -20,8 +20,30 @@ inline bool xml_is_blank(char byte)
 // The text without the blanks around it.
 std::string_view xml_trimmed(std::string_view text);
 
-// Returns the first byte of what does not pass from from on, or stop.
-const char *xml_find_odd(const char *from, const char *stop);
+// What a byte may be.
+enum xml_class : uint8_t {
+    xml_class_open = 1,  // '<'
+    xml_class_close = 2, // '>'
+    xml_class_quote = 4, // '"'
+    xml_class_apostrophe = 8,
+    xml_class_text = 16, // all but '<' and blanks
+    xml_class_odd = 32,  // does not pass, or is of a character of several bytes
+    xml_class_wide = 64, // the latter
+};
+
+struct xml_class_table {
+    uint8_t of[256];
+};
+extern const xml_class_table xml_classes;
+
+// Whether the byte is of one of these classes.
+inline bool xml_is_of(char byte, uint8_t classes)
+{
+    return (xml_classes.of[static_cast<unsigned char>(byte)] & classes) != 0;
+}
+
+// Returns the end of the characters of several bytes that stand at from and pass, up to stop.
+const char *xml_skip_wide(const char *from, const char *stop);
 
 // Reads the control that the size bytes (at least 1) at data begin with. Returns
 // its length, or 0 where they begin with none.
