@@ -7,6 +7,7 @@
 
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/frame.h"
+#include "device/gateway/xml_pieces.h"
 #include "device/gateway/xml_prefixes.h"
 #include "device/gateway/xml_walk.h"
 
@@ -150,11 +151,24 @@ xml_step on_end(void *context, const xml_walk *walk, size_t end)
     return writer->fails ? xml_step_fail : xml_step_on;
 }
 
+// Whether the tag of the root's first child may be one of data that is written in another way.
+// Most are not, and reading them costs more than all else that is done to a short reply.
+bool may_need_writing(std::string_view text)
+{
+    xml_piece piece{};
+    unsigned tags = 0;
+    for (size_t at = 0; tags < reply_data && xml_piece_next(text, &at, &piece);)
+        tags += piece.kind == xml_piece_start || piece.kind == xml_piece_empty ? 1 : 0;
+    const std::string_view tag = text.substr(piece.from, piece.end - piece.from);
+    return tags == reply_data && tag != plain_start && tag.find("data") != std::string_view::npos;
+}
+
 // What cannot be read, and what is written so already, stays as it is.
 void write_plain(const message_head *head, byte_buffer *message)
 {
     static const xml_events events = {on_start, nullptr, on_end};
-    if (head->kind != message_rpc_reply || head->is_error)
+    if (head->kind != message_rpc_reply || head->is_error ||
+        !may_need_writing(byte_buffer_view(message)))
         return;
     const std::unique_ptr<data_writer> writer(new (std::nothrow) data_writer{});
     if (writer != nullptr &&
