@@ -149,8 +149,19 @@ void pass_semicolon(filter_pass *pass)
     replace(pass, 1, size == 0 ? ";" : "xD;");
 }
 
+// Whether the input ends in a character that is right so far.
+bool ends_in_character(const filter_pass *pass)
+{
+    const std::string_view rest = rest_of(pass);
+    const size_t length = code_point_length(rest[0]);
+    size_t size = 1;
+    while (size < length && size < rest.size() && code_point_continues(rest[size]))
+        size++;
+    return size < length && size == rest.size();
+}
+
 // Passes an odd byte; a character that the input ends in has to wait.
-void pass_odd(filter_pass *pass, const char *stop)
+void pass_odd(filter_pass *pass)
 {
     if (*pass->at == '\r') {
         pass_return(pass);
@@ -160,12 +171,11 @@ void pass_odd(filter_pass *pass, const char *stop)
         pass_semicolon(pass);
         return;
     }
-    const auto size = static_cast<size_t>(stop - pass->at);
-    pass->waits = stop == pass->end && size < code_point_length(*pass->at);
+    pass->waits = ends_in_character(pass);
     if (pass->waits)
         return;
     uint32_t code;
-    const size_t length = xml_control_read(pass->at, size, &code);
+    const size_t length = xml_control_read(pass->at, rest_of(pass).size(), &code);
     if (length == 0)
         pass->result = filter_forbidden;
     else
@@ -190,7 +200,7 @@ bool pass_until(filter_pass *pass, const char *stop, uint8_t classes)
         if (xml_is_of(*at, xml_class_wide))
             pass->at = xml_skip_wide(at, stop);
         if (pass->at == at)
-            pass_odd(pass, stop);
+            pass_odd(pass);
     }
     return false;
 }

@@ -229,6 +229,14 @@ TEST(gateway_blank_filter, what_xml_forbids_ends_the_message)
     expect_forbidden("<a></a\x01<");
 }
 
+TEST(gateway_blank_filter, what_is_no_character_is_told_alike_however_it_is_cut)
+{
+    for (const std::string begun : {"<?z ", "<!--", "<a><![CDATA[", "<a>", "<a b='", "<a"}) {
+        for (const std::string rest : {"?\x8C", "-", "]", "<", "'"})
+            expect_forbidden(begun + "\xF1" + rest);
+    }
+}
+
 TEST(gateway_blank_filter, names_hold_no_controls)
 {
     expect_forbidden("<a\xC2\x9B/>");
