@@ -49,11 +49,10 @@ int inherit(configuration *config)
         xml_attribute attribute;
         xml_attribute known;
         while (result == buffer_ok && xml_attribute_next(&rest, &attribute)) {
-            const std::string_view quote(&attribute.quote, 1);
             if (is_declaration(attribute.name) &&
                 !xml_attribute_find(byte_buffer_view(&config->inherited), attribute.name, &known))
-                result = byte_buffer_append_all(
-                    &config->inherited, {" ", attribute.name, "=", quote, attribute.value, quote});
+                result = byte_buffer_append_all(&config->inherited,
+                                                {" ", attribute.name, "=", attribute.quoted});
         }
     }
     return result == buffer_ok ? 0 : -1;

@@ -95,9 +95,8 @@ void append_declarations_but(edit_text *out, std::string_view attributes, std::s
     xml_attribute attribute;
     xml_attribute other;
     while (xml_attribute_next(&attributes, &attribute)) {
-        const std::string_view quote(&attribute.quote, 1);
         if (is_declaration(attribute.name) && !xml_attribute_find(others, attribute.name, &other))
-            append(out, {" ", attribute.name, "=", quote, attribute.value, quote});
+            append(out, {" ", attribute.name, "=", attribute.quoted});
     }
 }
 

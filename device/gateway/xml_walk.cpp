@@ -247,13 +247,12 @@ bool xml_attribute_next(std::string_view *rest, xml_attribute *attribute)
     const size_t quote = rest->find_first_of("\"'");
     if (quote == std::string_view::npos)
         return false;
-    attribute->quote = (*rest)[quote];
-    rest->remove_prefix(quote + 1);
-    const size_t size = rest->find(attribute->quote);
-    if (size == std::string_view::npos)
+    const size_t end = rest->find((*rest)[quote], quote + 1);
+    if (end == std::string_view::npos)
         return false;
-    attribute->value = rest->substr(0, size);
-    rest->remove_prefix(size + 1);
+    attribute->value = rest->substr(quote + 1, end - quote - 1);
+    attribute->quoted = rest->substr(quote, end + 1 - quote);
+    rest->remove_prefix(end + 1);
     return true;
 }
 

@@ -98,7 +98,7 @@ bool xml_is_base(const xml_element *element, std::string_view local);
 struct xml_attribute {
     std::string_view name;
     std::string_view value;
-    char quote;
+    std::string_view quoted; // the value with its quotes
 };
 
 // Finds an attribute by its name as written. False: there is none.

@@ -222,9 +222,9 @@ TEST(gateway_walk, attributes_one_by_one)
     xml_attribute attribute;
     while (xml_attribute_next(&rest, &attribute)) {
         found += attribute.name;
-        found += attribute.quote;
+        found += attribute.quoted;
         found += attribute.value;
         found += ";";
     }
-    EXPECT_EQ(found, "a'1;b\"2';c';d\"4;");
+    EXPECT_EQ(found, "a'1'1;b\"2'\"2';c'';d\"4\"4;");
 }

@@ -64,8 +64,7 @@ bool is_needed(const xml_element *child, std::string_view text, const xml_attrib
 
 void append_attribute(data_writer *writer, const xml_attribute *attribute)
 {
-    const std::string_view quote(&attribute->quote, 1);
-    append(writer, {" ", attribute->name, "=", quote, attribute->value, quote});
+    append(writer, {" ", attribute->name, "=", attribute->quoted});
 }
 
 // Appends what the child has inherited from the element of these attributes, where the element
