@@ -1,5 +1,6 @@
 #include "device/gateway/byte_buffer.h"
 
+#include <algorithm>
 #include <string.h>
 #include <utility>
 
@@ -11,18 +12,23 @@ namespace
 constexpr size_t first_capacity = 4096;
 constexpr size_t kept_capacity = 65536;
 
-// The capacity to allocate for needed bytes: double what there is, but at
-// least needed and at most limit. needed is not greater than limit.
+// The capacity to allocate for needed bytes, which are not more than limit.
 size_t next_capacity(size_t capacity, size_t needed, size_t limit)
 {
-    size_t wanted = first_capacity;
-    if (capacity > limit / 2)
-        wanted = limit;
-    else if (capacity > first_capacity / 2)
-        wanted = capacity * 2;
-    if (wanted < needed)
-        wanted = needed;
-    return wanted > limit ? limit : wanted;
+    const size_t doubled = capacity > limit / 2 ? limit : capacity * 2;
+    return std::min(std::max({doubled, needed, first_capacity}), limit);
+}
+
+// 0, or -1: out of memory, and nothing is changed.
+int reallocate(byte_buffer *buffer, size_t capacity)
+{
+    void *block = realloc(buffer->data.get(), capacity);
+    if (block == nullptr)
+        return -1;
+    (void)buffer->data.release();
+    buffer->data.reset(static_cast<char *>(block));
+    buffer->capacity = capacity;
+    return 0;
 }
 
 } // namespace
@@ -34,15 +40,9 @@ buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t s
     if (buffer->size > limit || size > limit - buffer->size)
         return buffer_full;
     const size_t needed = buffer->size + size;
-    if (needed > buffer->capacity) {
-        const size_t capacity = next_capacity(buffer->capacity, needed, limit);
-        void *block = realloc(buffer->data.get(), capacity);
-        if (block == nullptr)
-            return buffer_no_memory;
-        (void)buffer->data.release();
-        buffer->data.reset(static_cast<char *>(block));
-        buffer->capacity = capacity;
-    }
+    if (needed > buffer->capacity &&
+        reallocate(buffer, next_capacity(buffer->capacity, needed, limit)) != 0)
+        return buffer_no_memory;
     memcpy_s(buffer->data.get() + buffer->size, buffer->capacity - buffer->size, data, size);
     buffer->size = needed;
     return buffer_ok;
@@ -77,16 +77,9 @@ buffer_result byte_buffer_replace(byte_buffer *buffer, size_t from, size_t end,
 
 void byte_buffer_cut(byte_buffer *buffer, size_t limit)
 {
-    if (buffer->size > limit)
-        buffer->size = limit;
-    if (buffer->capacity <= limit)
-        return;
-    void *block = realloc(buffer->data.get(), limit);
-    if (block == nullptr)
-        return;
-    (void)buffer->data.release();
-    buffer->data.reset(static_cast<char *>(block));
-    buffer->capacity = limit;
+    buffer->size = std::min(buffer->size, limit);
+    if (buffer->capacity > limit)
+        (void)reallocate(buffer, limit);
 }
 
 std::string_view byte_buffer_view(const byte_buffer *buffer)
