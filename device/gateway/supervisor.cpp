@@ -261,15 +261,22 @@ int run_turn(gateway *self)
     return 0;
 }
 
-// Ends what has not ended in time. A process that is gone strikes out no command any more.
+void await(pid_t child)
+{
+    if (child > 1)
+        waitpid(child, nullptr, 0);
+}
+
+// Ends what has not ended in time. A process that is gone strikes out no command any more, and
+// has left it to this one.
 void kill_all(gateway *self)
 {
     signal_all(self, SIGKILL);
     for (size_t at = 0; at < self->slots.count; at++) {
-        const pid_t process = self->children.get()[at].process;
-        if (process != 0)
-            waitpid(process, nullptr, 0);
+        await(self->children.get()[at].process);
+        const pid_t command = self->slots.list[at].command;
         end_command(self, at);
+        await(command);
     }
 }
 
