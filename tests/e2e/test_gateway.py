@@ -854,6 +854,7 @@ def test_the_gateway_reaps_what_a_command_leaves_behind(bench):
     bench.gateway.wait_for_log("shell 1: connected\n")
     wait_for(lambda: bench.gateway.log().splitlines()[-1].isdigit(), "nothing is left behind")
     left = int(bench.gateway.log().splitlines()[-1])
+    wait_for(lambda: os.getsid(left) == left, "it ends with the command")
     shell.close()
     wait_for(lambda: bench.gateway.sessions() == [left], "it is another process's child")
     os.kill(left, signal.SIGKILL)
