@@ -172,41 +172,32 @@ void end_command(gateway *self, size_t at)
     shell_slots_set(&self->slots, at, 0, 0);
 }
 
-void take_end(gateway *self, size_t at, int status)
+void take_end(gateway *self, size_t at, const siginfo_t *end)
 {
     shell_child *child = self->children.get() + at;
-    if (WIFSIGNALED(status))
-        report_shell(child->number, "closed: its process was ended by signal %d", WTERMSIG(status));
-    else if (WEXITSTATUS(status) != 0)
-        report_shell(child->number, "closed: its process ended with status %d",
-                     WEXITSTATUS(status));
+    if (end->si_code != CLD_EXITED)
+        report_shell(child->number, "closed: its process was ended by signal %d", end->si_status);
+    else if (end->si_status != 0)
+        report_shell(child->number, "closed: its process ended with status %d", end->si_status);
     end_command(self, at);
     *child = {};
     self->accept_from = 0;
 }
 
-// The end of a child: a shell's process, or what one has left behind.
-void reap_child(gateway *self, pid_t process)
-{
-    for (size_t at = 0; at < self->slots.count; at++) {
-        if (self->slots.list[at].command == process)
-            end_command(self, at);
-    }
-    int status;
-    waitpid(process, &status, 0);
-    for (size_t at = 0; at < self->slots.count; at++) {
-        if (self->children.get()[at].process == process)
-            take_end(self, at, status);
-    }
-}
-
-// Asks for every child: signals of several may have become one.
+// Asks for every child, which may be what a shell's process has left behind: signals of several
+// may have become one.
 void reap(gateway *self)
 {
-    siginfo_t info{};
-    while (waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid != 0) {
-        reap_child(self, info.si_pid);
-        info = {};
+    siginfo_t end{};
+    while (waitid(P_ALL, 0, &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid != 0) {
+        for (size_t at = 0; at < self->slots.count; at++) {
+            if (self->slots.list[at].command == end.si_pid)
+                end_command(self, at);
+            if (self->children.get()[at].process == end.si_pid)
+                take_end(self, at, &end);
+        }
+        waitpid(end.si_pid, nullptr, 0);
+        end = {};
     }
 }
 

@@ -5,37 +5,21 @@
 namespace
 {
 
-constexpr uint8_t classes_of(unsigned char byte)
-{
-    switch (byte) {
-    case ' ':
-    case '\t':
-    case '\n':
-        return 0;
-    case '\r':
-        return xml_class_odd;
-    case '<':
-        return xml_class_open;
-    case '>':
-        return xml_class_text | xml_class_close;
-    case '"':
-        return xml_class_text | xml_class_quote;
-    case '\'':
-        return xml_class_text | xml_class_apostrophe;
-    case ';':
-        return xml_class_text | xml_class_odd;
-    default:
-        if (byte > 0x7f)
-            return xml_class_text | xml_class_odd | xml_class_wide;
-        return byte < ' ' || byte > '~' ? xml_class_text | xml_class_odd : xml_class_text;
-    }
-}
-
 constexpr xml_class_table make_classes()
 {
     xml_class_table made{};
+    uint8_t *of = made.of;
     for (unsigned byte = 0; byte < 256; byte++)
-        made.of[byte] = classes_of(static_cast<unsigned char>(byte));
+        of[byte] = byte < ' ' || byte > '~' ? xml_class_text | xml_class_odd : xml_class_text;
+    for (unsigned byte = 0x80; byte < 256; byte++)
+        of[byte] |= xml_class_wide;
+    of[' '] = of['\t'] = of['\n'] = 0;
+    of['\r'] = xml_class_odd;
+    of['<'] = xml_class_open;
+    of['>'] |= xml_class_close;
+    of['"'] |= xml_class_quote;
+    of['\''] |= xml_class_apostrophe;
+    of[';'] |= xml_class_odd;
     return made;
 }
 
