@@ -4,21 +4,44 @@
 #include <string.h>
 #include <unistd.h>
 
-#include "device/schemac/from.h"
-#include "device/schemac/inspect.h"
+#include "device/schemac/database.h"
 #include "device/schemac/options.h"
 #include "device/schemac/origin.h"
 #include "device/schemac/progress.h"
 #include "device/schemac/replace.h"
+#include "device/schemac/report.h"
 #include "device/schemac/requests.h"
+#include "device/schemac/successor.h"
 #include "standard_descriptors.h"
+
+namespace
+{
+
+// Shows what the database holds, by a program that takes over the connection to it.
+int show_database(const schemac_options *options)
+{
+    std::string cause;
+    const connection_ptr connection = database_open(&options->endpoint, &cause);
+    if (connection == nullptr) {
+        report_error({"redis at " + options->where, 0, cause});
+        return 1;
+    }
+    std::vector<std::string> words = {std::to_string(connection->fd), options->where};
+    if (options->shown_path == nullptr)
+        words.emplace_back("list");
+    else
+        words.insert(words.end(), {options->wants_tree ? "tree" : "node", options->shown_path});
+    return become("schemac-show", words);
+}
+
+} // namespace
 
 int main(int count, char **words)
 {
     if (standard_descriptors_open(STDIN_FILENO) != 0)
         return 1;
     if (count > 1 && strcmp(words[1], "--from") == 0)
-        return from_server(words + 2);
+        return become("schemac-from", {words + 2, words + count});
     schemac_options options = {};
     if (options_parse(count, words, &options) != 0)
         return 1;
@@ -31,10 +54,8 @@ int main(int count, char **words)
         return 0;
     }
     signal(SIGPIPE, SIG_IGN); // a redis that goes away is an error, not the end
-    if (options.wants_list)
-        return inspect_list(&options);
-    if (options.shown_path != nullptr)
-        return inspect_show(&options);
+    if (options.wants_list || options.shown_path != nullptr)
+        return show_database(&options);
     progress_start();
     source_index index;
     std::vector<module_request> requests;

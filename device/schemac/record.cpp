@@ -26,21 +26,6 @@ size_t add_string(std::string *record, std::string_view text)
     return offset;
 }
 
-size_t get_u16(std::string_view bytes, size_t offset)
-{
-    const auto low = static_cast<unsigned char>(bytes[offset]);
-    const auto high = static_cast<unsigned char>(bytes[offset + 1]);
-    return low | static_cast<size_t>(high) << 8;
-}
-
-// The string at this place, up to its zero byte; empty when that is outside.
-std::string get_string(std::string_view bytes, size_t place)
-{
-    if (place >= bytes.size())
-        return "";
-    return std::string(bytes.substr(place, bytes.find('\0', place) - place));
-}
-
 } // namespace
 
 std::string make_node_record(node_kind kind, bool is_config, std::string_view type,
@@ -64,27 +49,4 @@ std::string make_module_record(std::string_view name_space)
     record.append(name_space);
     record.push_back('\0');
     return record;
-}
-
-int node_record_read(std::string_view bytes, node_record *record)
-{
-    if (bytes.size() < node_record_minimum)
-        return -1;
-    const size_t flags = get_u16(bytes, 0);
-    const size_t kind = flags >> record_kind_shift & record_kind_mask;
-    if (kind < node_kind_container || kind > node_kind_input)
-        return -1;
-    const size_t help = get_u16(bytes, record_help_offset);
-    record->kind = static_cast<node_kind>(kind);
-    record->is_config = (flags & record_config_flag) != 0;
-    record->type = get_string(bytes, node_record_minimum + get_u16(bytes, record_type_offset));
-    record->help = help < get_u16(bytes, record_bound_offset)
-                       ? get_string(bytes, node_record_minimum + help)
-                       : "";
-    return 0;
-}
-
-std::string module_record_namespace(std::string_view bytes)
-{
-    return get_string(bytes, module_record_minimum);
 }

@@ -81,7 +81,7 @@ def test_the_commands_are_those_of_the_shell(completions):
         ("schemac --fe", ["--feature", "--feature-file"]),
         ("schemac mod", ["model.yang"]),
         ("tarnd-gateway --max-", ["--max-buffered", "--max-shells"]),
-        ("tarnd-gateway --listen s -- schem", ["schemac", "schemac-from"]),
+        ("tarnd-gateway --listen s -- schem", ["schemac", "schemac-from", "schemac-show"]),
         ("vandel-do --no", ["--no-notifications"]),
     ],
 )

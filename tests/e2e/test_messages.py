@@ -42,9 +42,41 @@ def test_what_the_shell_logs():
     assert described("vandel, in the system log") == logged()
 
 
+def python_texts(expression):
+    """The texts that an expression may be, as a reader would quote them."""
+    if isinstance(expression, ast.Constant) and isinstance(expression.value, str):
+        return [expression.value]
+    if isinstance(expression, ast.JoinedStr):
+        pieces = ("".join(python_texts(piece)) or "…" for piece in expression.values)
+        return [re.sub("…+", "…", "".join(pieces))]
+    if isinstance(expression, ast.BinOp):
+        return [text + "…" for text in python_texts(expression.left)]
+    if isinstance(expression, ast.BoolOp):
+        return [text for value in expression.values for text in python_texts(value)]
+    if isinstance(expression, ast.IfExp):
+        return python_texts(expression.body) + python_texts(expression.orelse)
+    return []
+
+
+SAYING = "Failed NotThere PermissionError Trouble Unreachable UsageError _look_elsewhere".split()
+
+
+def said_in_python(path):
+    """What the code in a file reports."""
+    with open(path, encoding="utf-8") as file:
+        nodes = ast.walk(ast.parse(file.read()))
+    for call in (node for node in nodes if isinstance(node, ast.Call)):
+        name = getattr(call.func, "attr", getattr(call.func, "id", ""))
+        if name in [*SAYING, "complain"]:
+            yield from (text for word in call.args for text in python_texts(word))
+
+
+SHOW_SAYS = set(said_in_python(os.path.join(ROOT, "tools", "schemac-show")))
+
+
 @pytest.mark.parametrize("folder, program", [("schemac", "schemac"), ("gateway", "tarnd-gateway")])
 def test_what_a_tool_says_is_in_its_sources(folder, program):
-    known = "\n".join(map(shown, literals(tool_code(folder))))
+    known = "\n".join([*map(shown, literals(tool_code(folder))), *SHOW_SAYS])
     for message in described(program):
         for piece in message.split("…"):
             assert piece.strip() in known, message
@@ -76,27 +108,8 @@ def test_what_schemac_says():
     found = sentences(text for call in reports for text in literals(call)) - {"redis at"}
     messages = "\n".join(described("schemac"))
     assert len(found) > 8
-    for text in found:
+    for text in found | SHOW_SAYS - {"…", "/…"}:
         assert text in messages
-
-
-def python_texts(expression):
-    """The texts that an expression may be, as a reader would quote them."""
-    if isinstance(expression, ast.Constant) and isinstance(expression.value, str):
-        return [expression.value]
-    if isinstance(expression, ast.JoinedStr):
-        pieces = ("".join(python_texts(piece)) or "…" for piece in expression.values)
-        return [re.sub("…+", "…", "".join(pieces))]
-    if isinstance(expression, ast.BinOp):
-        return [text + "…" for text in python_texts(expression.left)]
-    if isinstance(expression, ast.BoolOp):
-        return [text for value in expression.values for text in python_texts(value)]
-    if isinstance(expression, ast.IfExp):
-        return python_texts(expression.body) + python_texts(expression.orelse)
-    return []
-
-
-SAYING = ("Failed", "PermissionError", "Trouble", "Unreachable", "UsageError", "_look_elsewhere")
 
 
 @pytest.mark.parametrize(
@@ -108,14 +121,8 @@ SAYING = ("Failed", "PermissionError", "Trouble", "Unreachable", "UsageError", "
     ],
 )
 def test_what_a_tool_in_python_says(folder, section):
-    found = set()
-    for path in glob.glob(os.path.join(ROOT, "tools", folder, "*.py")):
-        with open(path, encoding="utf-8") as file:
-            nodes = ast.walk(ast.parse(file.read()))
-        for call in (node for node in nodes if isinstance(node, ast.Call)):
-            name = getattr(call.func, "attr", getattr(call.func, "id", ""))
-            if name in (*SAYING, "complain"):
-                found.update(text for word in call.args for text in python_texts(word))
+    paths = glob.glob(os.path.join(ROOT, "tools", folder, "*.py"))
+    found = set().union(*map(said_in_python, paths))
     assert found - {"…"} == described(section)
 
 

@@ -1,8 +1,13 @@
 """schemac --list and --show: what a database holds."""
 
+import os
+import re
+import socket
+import threading
+
 import pytest
 
-from support.schemac import CONTAINER, good, LEAF, module, node
+from support.schemac import CONTAINER, REPO, good, LEAF, module, node
 
 pytest_plugins = ("support.schemac_fixtures",)
 
@@ -177,6 +182,49 @@ def test_databases_that_cannot_be_shown(server, run, tmp_path, words):
     result = run(*words)
     assert result.returncode == 1
     assert "WRONGTYPE" in result.stderr
+
+
+@pytest.mark.parametrize(
+    "sent, cause",
+    [
+        (b"", "connection lost: Server closed the connection"),
+        (b"*2\r\n$1\r\nm\r\n$50", "connection lost: Protocol error"),
+        (b"*2\r\n$1\r\nm\r\n$50\r\nshort", "connection lost: Server closed the connection"),
+        (b":1\r\n", "connection lost: Protocol error"),
+        (b"-ERR no\x1b\r\n", "ERR no?"),
+    ],
+)
+def test_a_database_that_ends_in_between(run, tmp_path, sent, cause):
+    path = str(tmp_path / "r")
+
+    def serve(listener):
+        with listener.accept()[0] as peer:
+            peer.recv(1000)
+            peer.sendall(b"+OK\r\n")
+            peer.recv(1000)
+            peer.sendall(sent)
+
+    with socket.socket(socket.AF_UNIX) as listener:
+        listener.bind(path)
+        listener.listen()
+        server = threading.Thread(target=serve, args=(listener,))
+        server.start()
+        result = run("--list", "--redis", path)
+        server.join()
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == f"schemac: redis at {path}: {cause}\n"
+
+
+def test_what_is_not_shown_is_what_the_shell_does_not_show():
+    """The same table stands in both, in two languages."""
+    with open(os.path.join(REPO, "platform", "terminal_text.cpp"), encoding="utf-8") as file:
+        ranges = re.findall(r"\{0x([0-9a-f]+), 0x([0-9a-f]+)\}", file.read())
+    with open(os.path.join(REPO, "tools", "schemac-show"), encoding="utf-8") as file:
+        unsafe = re.search(r"UNSAFE = (re\.compile\(.*?\n\))", file.read(), re.DOTALL)[1]
+    hidden = re.compile(eval(unsafe, {"re": re}))  # pylint: disable=eval-used
+    expected = {code for first, last in ranges for code in range(int(first, 16), int(last, 16) + 1)}
+    surrogates = set(range(0xD800, 0xE000))  # bytes that are no UTF-8
+    assert {code for code in range(0x110000) if hidden.match(chr(code))} == expected | surrogates
 
 
 def test_a_database_that_is_too_deep(server, run):

@@ -1,24 +1,22 @@
-#include "device/schemac/from.h"
+#include "device/schemac/successor.h"
 
 #include <errno.h>
 #include <limits.h>
 #include <string.h>
-#include <string>
 #include <unistd.h>
-#include <vector>
 
 #include "device/schemac/report.h"
 
 namespace
 {
 
-// Where the program stands, seen from the directory of this one: where it is installed,
-// and in the build tree.
-constexpr const char *places[] = {"/" VANDEL_LIBEXEC "/schemac-from", "/schemac-from"};
+// Where the programs stand, seen from the directory of this one: where they are
+// installed, and in the build tree.
+constexpr const char *places[] = {"/" VANDEL_LIBEXEC "/", "/"};
 
 } // namespace
 
-int from_server(char **words)
+int become(const char *name, std::vector<std::string> words)
 {
     char self[PATH_MAX];
     const ssize_t size = readlink("/proc/self/exe", self, sizeof self - 1);
@@ -26,13 +24,14 @@ int from_server(char **words)
         self[size] = '\0';
         const std::string directory(self, strrchr(self, '/'));
         for (const char *place : places) {
-            std::string program = directory + place;
+            std::string program = directory + place + name;
             std::vector<char *> line = {program.data(), self};
-            for (char **word = words; line.back() != nullptr; word++)
-                line.push_back(*word);
+            for (std::string &word : words)
+                line.push_back(word.data());
+            line.push_back(nullptr);
             execv(program.c_str(), line.data());
         }
     }
-    report_error({"schemac-from", 0, strerror(errno)});
+    report_error({name, 0, strerror(errno)});
     return 1;
 }
