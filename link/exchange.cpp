@@ -11,9 +11,9 @@
 #include "base/signals.h"
 #include "base/text.h"
 #include "link/exchange_lock.h"
-#include "link/notification.h"
 #include "link/xml_plain.h"
 #include "link/xml_print.h"
+#include "link/xml_root.h"
 
 namespace
 {

@@ -13,8 +13,8 @@
 #include "base/text.h"
 #include "link/exchange.h"
 #include "link/exchange_lock.h"
-#include "link/notification.h"
 #include "link/xml_print.h"
+#include "link/xml_root.h"
 #include "link/xpath.h"
 
 namespace

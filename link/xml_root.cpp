@@ -4,6 +4,8 @@
 #include <limits.h>
 #include <memory>
 
+#include "base/log.h"
+#include "format/namespaces.h"
 #include "link/xml_memory.h"
 #include "link/xml_plain.h"
 #include "link/xpath.h"
@@ -126,4 +128,13 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
     if (!empty || xml_memory_ran_out())
         return xml_root_unreadable;
     return search.matches ? xml_root_matches : xml_root_differs;
+}
+
+int is_notification(const char *message, size_t length)
+{
+    const xml_root_result root =
+        xml_root_find(message, length, "notification", NETCONF_NOTIFICATION_NAMESPACE);
+    if (root == xml_root_unreadable)
+        log_debug("[DEBUG] parse xml err.\n");
+    return root == xml_root_matches ? 1 : 0;
 }

@@ -18,4 +18,7 @@ enum xml_root_result {
 xml_root_result xml_root_find(const char *text, size_t length, const char *name,
                               const char *name_space);
 
+// 1 if a message is a NETCONF notification, else 0; what cannot be parsed is none.
+int is_notification(const char *message, size_t length);
+
 #endif

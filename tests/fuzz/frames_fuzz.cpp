@@ -1,8 +1,8 @@
 // Whatever a daemon sends in place of frames, against a reader that has all of
 // it in memory.
 #include "link/exchange.h"
-#include "link/notification.h"
 #include "link/xml_print.h"
+#include "link/xml_root.h"
 #include "tests/fuzz/fuzz_input.h"
 #include "tests/fuzz/fuzz_output.h"
 #include "tests/fuzz/fuzz_shell.h"

@@ -1,5 +1,5 @@
 // Telling notifications from replies.
-#include "link/notification.h"
+#include "link/xml_root.h"
 
 #include "tests/support/shell_world.h"
 

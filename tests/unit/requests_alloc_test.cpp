@@ -4,8 +4,8 @@
 
 #include <fstream>
 
-#include "link/notification.h"
 #include "link/server_session.h"
+#include "link/xml_root.h"
 #include "shell/dispatch.h"
 #include "tests/support/shell_world.h"
 
