@@ -26,7 +26,7 @@ void link_at(cmd_node *parent, node_list *list, cmd_node **link, cmd_node *node)
 
 } // namespace
 
-void node_deleter::operator()(cmd_node *node) const noexcept
+void node_free(cmd_node *node)
 {
     text_free(node->value);
     free(node); // and its path with it

@@ -4,16 +4,14 @@
 #ifndef VANDEL_CMDTREE_NODE_H
 #define VANDEL_CMDTREE_NODE_H
 
-#include <memory>
 #include <string_view>
 
 #include "cmdtree/tree.h"
+#include "heap.h"
 
-// A node that is in no list, log or index.
-struct node_deleter {
-    void operator()(cmd_node *node) const noexcept;
-};
-using node_ptr = std::unique_ptr<cmd_node, node_deleter>;
+// Frees a node that is in no list, log or index.
+void node_free(cmd_node *node);
+using node_ptr = released_ptr<cmd_node, node_free>;
 
 // A node with copies of path and value (null for none); null when memory runs
 // out.

@@ -41,7 +41,7 @@ void free_subtree(tree_index *index, cmd_node *top)
         if (index != nullptr)
             tree_index_remove(index, node);
         node_unlink(node);
-        node_deleter{}(node);
+        node_free(node);
         node = parent;
     }
 }

@@ -9,18 +9,7 @@
 #include <stddef.h>
 #include <stdlib.h>
 
-struct free_deleter {
-    void operator()(void *block) const noexcept
-    {
-        free(block);
-    }
-};
-
-// A block from malloc that its holder owns.
-template <class T>
-using malloc_ptr = std::unique_ptr<T, free_deleter>;
-
-// What a function of another library releases.
+// What a function releases.
 template <auto release>
 struct release_deleter {
     template <class T>
@@ -31,6 +20,10 @@ struct release_deleter {
 };
 template <class T, auto release>
 using released_ptr = std::unique_ptr<T, release_deleter<release>>;
+
+// A block from malloc that its holder owns.
+template <class T>
+using malloc_ptr = released_ptr<T, free>;
 
 // Overwrites `size` bytes of a block, and what registers hold of them (scrub.h); the
 // compiler does not remove it. Null is accepted.
@@ -43,15 +36,8 @@ void text_wipe(char *text);
 void block_free(void *block, size_t size);
 void text_free(char *text);
 
-struct wipe_deleter {
-    void operator()(char *text) const noexcept
-    {
-        text_free(text);
-    }
-};
-
 // A zero-terminated text that its holder owns. Any text may hold what the
 // operator typed, a password among it, so all are wiped before they are freed.
-using heap_text = std::unique_ptr<char, wipe_deleter>;
+using heap_text = released_ptr<char, text_free>;
 
 #endif
