@@ -22,8 +22,11 @@ connection_ptr database_open(const redis_endpoint *endpoint, std::string *messag
         *message = connection->errstr;
         return nullptr;
     }
-    return database_run(connection.get(), select_schema, "OK", message) == 0 ? std::move(connection)
-                                                                             : nullptr;
+    if (database_check(connection.get(), redisAppendCommand(connection.get(), select_schema),
+                       message) != 0 ||
+        database_expect(connection.get(), "OK", 1, message) != 0)
+        return nullptr;
+    return connection;
 }
 
 database_reply database_next(redisContext *connection, std::string *message)
@@ -67,12 +70,4 @@ int database_check(const redisContext *connection, int result, std::string *mess
         return 0;
     *message = connection->errstr;
     return -1;
-}
-
-int database_run(redisContext *connection, const char *command, const char *status,
-                 std::string *message)
-{
-    if (database_check(connection, redisAppendCommand(connection, command), message) != 0)
-        return -1;
-    return database_expect(connection, status, 1, message);
 }

@@ -26,9 +26,4 @@ int database_expect(redisContext *connection, const char *status, size_t count,
 // Notes why a command could not be appended; 0 when it could.
 int database_check(const redisContext *connection, int result, std::string *message);
 
-// Runs a command without arguments that answers with a status; 0, or -1 with
-// message set.
-int database_run(redisContext *connection, const char *command, const char *status,
-                 std::string *message);
-
 #endif

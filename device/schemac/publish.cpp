@@ -73,34 +73,24 @@ void append_word(std::string *command, std::string_view word)
     command->append(word).append("\r\n");
 }
 
-void append_start(std::string *command, size_t words)
+// A command of words and, after them, of names and values.
+std::string command_of(std::initializer_list<std::string_view> words,
+                       const std::vector<hash_field> &fields = {})
 {
-    command->append("*").append(std::to_string(words)).append("\r\n");
+    std::string command = "*";
+    command.append(std::to_string(words.size() + 2 * fields.size())).append("\r\n");
+    for (const std::string_view word : words)
+        append_word(&command, word);
+    for (const hash_field &field : fields) {
+        append_word(&command, field.name);
+        append_word(&command, field.value);
+    }
+    return command;
 }
 
 size_t cost_of(const change_step &step)
 {
     return step.commands.size() + step.count * command_cost;
-}
-
-void append_delete(change_step *step, std::string_view key)
-{
-    append_start(&step->commands, 2);
-    append_word(&step->commands, "DEL");
-    append_word(&step->commands, key);
-    step->count++;
-}
-
-void append_set(change_step *step, std::string_view key, const std::vector<hash_field> &fields)
-{
-    append_start(&step->commands, 2 + 2 * fields.size());
-    append_word(&step->commands, "HSET");
-    append_word(&step->commands, key);
-    for (const hash_field &field : fields) {
-        append_word(&step->commands, field.name);
-        append_word(&step->commands, field.value);
-    }
-    step->count++;
 }
 
 // The step that the next change belongs to.
@@ -111,14 +101,11 @@ change_step *last_step(publisher *store)
     return &store->changes.back();
 }
 
-void add_delete(publisher *store, std::string_view key)
+void add_change(publisher *store, const std::string &command)
 {
-    append_delete(last_step(store), key);
-}
-
-void add_set(publisher *store, const std::string &key, const std::vector<hash_field> &fields)
-{
-    append_set(last_step(store), key, fields);
+    change_step *step = last_step(store);
+    step->commands.append(command);
+    step->count++;
 }
 
 void send(publisher *store, const std::string &commands)
@@ -132,9 +119,7 @@ void send(publisher *store, const std::string &commands)
 // Has the next transaction refused when somebody else has changed these meanwhile.
 void send_watch(publisher *store)
 {
-    redisContext *connection = store->connection.get();
-    database_check(connection, redisAppendCommand(connection, "WATCH %s %s", root_key, note_origin),
-                   &store->failure);
+    send(store, command_of({"WATCH", root_key, note_origin}));
 }
 
 // Takes the replies to the transaction that has been sent, if any.
@@ -172,18 +157,16 @@ void send_transaction(publisher *store, std::span<const change_step> steps)
     take_transaction(store);
     if (!store->failure.empty())
         return;
-    send(store, "*1\r\n$5\r\nMULTI\r\n");
+    send(store, command_of({"MULTI"}));
     if (store->is_in_steps) {
-        change_step mark = {};
-        append_set(&mark, note_origin, {{"step", ""}});
-        send(store, mark.commands);
+        send(store, command_of({"HSET", note_origin, "step", ""}));
         store->queued++;
     }
     for (const change_step &step : steps) {
         send(store, step.commands);
         store->queued += step.count;
     }
-    send(store, "*1\r\n$4\r\nEXEC\r\n");
+    send(store, command_of({"EXEC"}));
     send_watch(store);
     for (int is_sent = 0; is_sent == 0 && store->failure.empty();)
         database_check(store->connection.get(), redisBufferWrite(store->connection.get(), &is_sent),
@@ -193,12 +176,8 @@ void send_transaction(publisher *store, std::span<const change_step> steps)
 // Asks and waits. A word may be what the server has said.
 database_reply ask(publisher *store, std::initializer_list<std::string_view> words)
 {
-    std::string command;
-    append_start(&command, words.size());
-    for (const std::string_view word : words)
-        append_word(&command, word);
     if (store->failure.empty())
-        send(store, command);
+        send(store, command_of(words));
     return take(store);
 }
 
@@ -241,8 +220,8 @@ void compare(publisher *store)
     if (reply == nullptr || is_stored(store, reply.get(), hash.fields))
         return;
     if (reply->type != REDIS_REPLY_ARRAY || reply->elements > 0)
-        add_delete(store, hash.key);
-    add_set(store, hash.key, hash.fields);
+        add_change(store, command_of({"DEL", hash.key}));
+    add_change(store, command_of({"HSET", hash.key}, hash.fields));
 }
 
 void compare_until(publisher *store, size_t cost)
@@ -253,11 +232,7 @@ void compare_until(publisher *store, size_t cost)
 
 void ask_for(publisher *store, std::string key, std::vector<hash_field> fields)
 {
-    std::string command;
-    append_start(&command, 2);
-    append_word(&command, "HGETALL");
-    append_word(&command, key);
-    send(store, command);
+    send(store, command_of({"HGETALL", key}));
     size_t cost = command_cost + key.size();
     for (const hash_field &field : fields)
         cost += field.name.size() + field.value.size();
@@ -289,10 +264,8 @@ void send_many(publisher *store)
         return;
     compare_until(store, 0);
     if (!store->is_in_steps) {
-        change_step first = {};
-        append_delete(&first, root_key);
-        append_delete(&first, note_origin);
-        store->changes.insert(store->changes.begin(), first);
+        const std::string first = command_of({"DEL", root_key}) + command_of({"DEL", note_origin});
+        store->changes.insert(store->changes.begin(), {first, 2});
         store->is_in_steps = true;
     }
     send_changes(store);
@@ -315,7 +288,7 @@ void remove_others(publisher *store)
         for (size_t i = 0; i < keys->elements; i++) {
             const std::string_view key(keys->element[i]->str, keys->element[i]->len);
             if (!std::binary_search(store->kept.begin(), store->kept.end(), digest_of(key)))
-                add_delete(store, key);
+                add_change(store, command_of({"DEL", key}));
         }
         send_many(store);
     } while (cursor != "0" && store->failure.empty());
@@ -346,12 +319,12 @@ void publish_hash(publisher *store, std::string key, std::vector<hash_field> fie
         return;
     if (key == root_key || key[0] != root_key[0]) {
         compare_until(store, 0);
-        add_delete(store, key);
-        add_set(store, key, fields);
+        add_change(store, command_of({"DEL", key}));
+        add_change(store, command_of({"HSET", key}, fields));
         return;
     }
     if (store->is_empty)
-        add_set(store, key, fields);
+        add_change(store, command_of({"HSET", key}, fields));
     else
         ask_for(store, std::move(key), std::move(fields));
     send_many(store);
