@@ -96,11 +96,6 @@ unsigned line_of(yang_source *source, const std::string &instance)
     return 0;
 }
 
-const std::string &module_of(const yang_source *source)
-{
-    return source->is_submodule ? source->belongs_to : source->declared_name;
-}
-
 } // namespace
 
 error_place extensions_locate(const source_index *index, const yang_source *current,

@@ -140,11 +140,6 @@ match_result match_source(const yang_source *source, const std::vector<path_step
     return best;
 }
 
-bool is_of_module(const yang_source *source, const std::string &module)
-{
-    return source->is_submodule ? source->belongs_to == module : source->declared_name == module;
-}
-
 } // namespace
 
 error_place locate_error(const source_index *index, const yang_source *current, const char *path)
@@ -163,7 +158,7 @@ error_place locate_error(const source_index *index, const yang_source *current, 
     size_t best = 0;
     for (bool is_own : {true, false}) {
         for (const std::unique_ptr<yang_source> &source : index->sources) {
-            if (!source->is_used || is_of_module(source.get(), wanted.module) != is_own)
+            if (!source->is_used || (module_of(source.get()) == wanted.module) != is_own)
                 continue;
             match_result match = match_source(source.get(), wanted.steps);
             if (match.steps > best || (best == 0 && is_own && !source->is_submodule)) {

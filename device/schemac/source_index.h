@@ -71,4 +71,10 @@ std::vector<std::string> source_index_paths_in(const source_index *index,
 yang_source *source_index_find(source_index *index, const std::string &name,
                                const std::string &revision);
 
+// The module that a source is, or belongs to, once it has been read.
+inline const std::string &module_of(const yang_source *source)
+{
+    return source->is_submodule ? source->belongs_to : source->declared_name;
+}
+
 #endif
