@@ -1,38 +1,33 @@
 #include "device/schemac/progress.h"
 
+#include <chrono>
 #include <stdio.h>
-#include <time.h>
 #include <unistd.h>
 
 namespace
 {
 
-constexpr long long silence_ms = 1000;
-constexpr long long interval_ms = 200;
+using time_source = std::chrono::steady_clock;
 
-long long next_ms;
+constexpr std::chrono::milliseconds silence(1000);
+constexpr std::chrono::milliseconds interval(200);
+
+time_source::time_point next;
 bool is_shown;
-
-long long now_ms()
-{
-    timespec now;
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
 
 } // namespace
 
 void progress_start()
 {
-    next_ms = now_ms() + silence_ms;
+    next = time_source::now() + silence;
 }
 
 void progress_show(const std::string &text)
 {
-    if (isatty(STDERR_FILENO) == 0 || now_ms() < next_ms)
+    if (isatty(STDERR_FILENO) == 0 || time_source::now() < next)
         return;
     fprintf(stderr, "\r\033[Kschemac: %s", text.c_str());
-    next_ms = now_ms() + interval_ms;
+    next = time_source::now() + interval;
     is_shown = true;
 }
 
