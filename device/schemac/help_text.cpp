@@ -143,28 +143,26 @@ std::string constraint_text(const lysc_type *type)
 }
 
 // In the order of LY_DATA_TYPE.
-constexpr const char *base_type_names[] = {
-    "",
-    "binary",
-    "uint8",
-    "uint16",
-    "uint32",
-    "uint64",
-    "string",
-    "bits",
-    "boolean",
-    "decimal64",
-    "empty",
-    "enumeration",
-    "identityref",
-    "instance-identifier",
-    "leafref",
-    "union",
-    "int8",
-    "int16",
-    "int32",
-    "int64",
-};
+constexpr const char *base_type_names[] = {"",
+                                           "binary",
+                                           "uint8",
+                                           "uint16",
+                                           "uint32",
+                                           "uint64",
+                                           "string",
+                                           "bits",
+                                           "boolean",
+                                           "decimal64",
+                                           "empty",
+                                           "enumeration",
+                                           "identityref",
+                                           "instance-identifier",
+                                           "leafref",
+                                           "union",
+                                           "int8",
+                                           "int16",
+                                           "int32",
+                                           "int64"};
 static_assert(sizeof base_type_names / sizeof base_type_names[0] == LY_DATA_TYPE_COUNT);
 
 std::string member_text(const char *name, const lysc_type *type)
