@@ -1,4 +1,3 @@
-// Who is at the other end of a Unix socket.
 #include "platform/peer.h"
 
 #include <sys/socket.h>

@@ -1,4 +1,3 @@
-// Where a redis server is.
 #include "platform/redis_endpoint.h"
 
 #include <stdlib.h>

@@ -1,4 +1,3 @@
-// The password of a redis server, which stands in a file.
 #include "platform/redis_password.h"
 
 #include <errno.h>
