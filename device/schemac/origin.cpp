@@ -29,13 +29,8 @@ void add_texts(uint64_t *digest, const texts &all)
         add_text(digest, text);
 }
 
-struct wanted_source {
-    std::string name;
-    std::string revision;
-};
-
 // The sources that these modules need, each once, they themselves first.
-void add_sources(uint64_t *digest, source_index *index, std::vector<wanted_source> wanted)
+void add_sources(uint64_t *digest, source_index *index, std::vector<module_request> wanted)
 {
     std::unordered_set<const yang_source *> seen;
     for (size_t i = 0; i < wanted.size(); i++) {
@@ -46,7 +41,7 @@ void add_sources(uint64_t *digest, source_index *index, std::vector<wanted_sourc
         add_text(digest, name);
         add_text(digest, source->text);
         for (const yang_dependency &one : source->dependencies)
-            wanted.push_back({one.name, one.revision});
+            wanted.push_back({one.name, one.revision, {}});
     }
 }
 
@@ -59,14 +54,12 @@ std::string origin_digest(const schemac_options *options, source_index *index,
     add_text(&digest, version);
     add_text(&digest, options->features.is_all ? "all features" : "");
     add_texts(&digest, options->modules);
-    std::vector<wanted_source> wanted;
     for (const module_request &request : requests) {
         add_text(&digest, request.name);
         add_text(&digest, request.revision);
         add_texts(&digest, request.features);
-        wanted.push_back({request.name, request.revision});
     }
-    add_sources(&digest, index, wanted);
+    add_sources(&digest, index, requests);
     return std::to_string(digest);
 }
 

@@ -88,8 +88,7 @@ void read_dependency(yang_source *source, yang_cursor *cursor, const yang_statem
     source->dependencies.push_back(dependency);
 }
 
-void read_top_statement(yang_source *source, yang_cursor *cursor, const yang_statement &statement,
-                        std::string *newest)
+void read_top_statement(yang_source *source, yang_cursor *cursor, const yang_statement &statement)
 {
     if (statement.keyword == "import" || statement.keyword == "include")
         read_dependency(source, cursor, statement);
@@ -97,8 +96,8 @@ void read_top_statement(yang_source *source, yang_cursor *cursor, const yang_sta
         source->belongs_to = statement.argument;
     else if (statement.keyword == "yang-version")
         source->is_version_1_1 = statement.argument == "1.1";
-    else if (statement.keyword == "revision" && statement.argument > *newest)
-        *newest = statement.argument;
+    else if (statement.keyword == "revision" && statement.argument > source->revision)
+        source->revision = statement.argument; // the newest
 }
 
 // Notes what kind of source this is and what it depends on.
@@ -115,7 +114,7 @@ void read_header(yang_source *source)
     source->line = statement.line;
     while (yang_next_within(&cursor, 0, &statement)) {
         if (statement.depth == 1)
-            read_top_statement(source, &cursor, statement, &source->revision);
+            read_top_statement(source, &cursor, statement);
     }
 }
 

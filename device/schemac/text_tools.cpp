@@ -20,17 +20,6 @@ bool is_plain(char letter)
     return letter >= ' ' && letter <= '~';
 }
 
-// The offset of the character with this number, or npos when there are fewer.
-size_t character_offset(std::string_view text, size_t number)
-{
-    for (size_t i = 0; i < text.size(); i++) {
-        bool is_start = !code_point_continues(text[i]);
-        if (is_start && number-- == 0)
-            return i;
-    }
-    return std::string_view::npos;
-}
-
 } // namespace
 
 std::string printable_text(std::string_view text)
@@ -64,9 +53,12 @@ std::string joined_text(const std::vector<std::string> &words)
 
 std::string cut_text(std::string_view text, size_t limit)
 {
-    const size_t end =
-        text.size() <= limit ? std::string_view::npos : character_offset(text, limit);
-    if (end == std::string_view::npos)
+    size_t end = 0;
+    for (size_t characters = 0; end < text.size(); end++) {
+        if (!code_point_continues(text[end]) && characters++ == limit)
+            break;
+    }
+    if (end == text.size())
         return std::string(text);
     std::string_view kept = text.substr(0, end);
     size_t blank = kept.rfind(' ');
