@@ -9,6 +9,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <unordered_map>
+#include <utility>
 
 #include "device/schemac/extensions.h"
 #include "device/schemac/features.h"
@@ -31,6 +32,9 @@ struct compile_attempt {
 
 // libyang's log function has no argument of its own.
 compile_attempt *running_attempt;
+
+// Made before it is needed; null: none is.
+ly_ctx *prepared_context;
 
 void set_error(compile_attempt *attempt, const yang_source *source, unsigned line,
                const std::string &cause)
@@ -152,11 +156,9 @@ void prefer_newer_types(compile_attempt *attempt)
 
 context_ptr make_context(compile_attempt *attempt)
 {
-    constexpr uint16_t options = LY_CTX_REF_IMPLEMENTED | LY_CTX_NO_YANGLIBRARY |
-                                 LY_CTX_DISABLE_SEARCHDIRS | LY_CTX_SET_PRIV_PARSED |
-                                 LY_CTX_EXPLICIT_COMPILE;
-    ly_ctx *context = nullptr;
-    if (ly_ctx_new(nullptr, options, &context) != LY_SUCCESS) {
+    compile_prepare();
+    ly_ctx *context = std::exchange(prepared_context, nullptr);
+    if (context == nullptr) {
         set_error(attempt, nullptr, 0, "cannot start libyang");
         attempt->error.module = "libyang";
         return nullptr;
@@ -353,6 +355,16 @@ bool has_augments(const lys_module *module)
             return true;
     }
     return parsed->augments != nullptr;
+}
+
+void compile_prepare()
+{
+    constexpr uint16_t options = LY_CTX_REF_IMPLEMENTED | LY_CTX_NO_YANGLIBRARY |
+                                 LY_CTX_DISABLE_SEARCHDIRS | LY_CTX_SET_PRIV_PARSED |
+                                 LY_CTX_EXPLICIT_COMPILE;
+    if (prepared_context == nullptr &&
+        ly_ctx_new(nullptr, options, &prepared_context) != LY_SUCCESS)
+        prepared_context = nullptr;
 }
 
 context_ptr compile_modules(source_index *index, std::vector<module_request> requests,

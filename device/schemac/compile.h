@@ -28,6 +28,10 @@ enum feature_choice {
     feature_choice_all,   // those of all modules
 };
 
+// Makes what the next compilation begins with, in this process or in each of the children
+// that it then has. Where that fails, the compilation does.
+void compile_prepare();
+
 // Compiles the modules together with all that they need. Returns the context
 // that holds them, or null with the first error.
 context_ptr compile_modules(source_index *index, std::vector<module_request> requests,

@@ -33,6 +33,7 @@ constexpr uint64_t nodes_per_note = 1000;
 
 // What the first byte of a line says about the rest.
 constexpr char note_module = 'm';   // the module that is worked at; empty: none any more
+constexpr char note_culprit = 'c';  // the module that is wrong
 constexpr char note_progress = 'p'; // what an operator is to see
 constexpr char note_warning = 'w';
 constexpr char note_error = 'e';
@@ -170,6 +171,7 @@ int do_work(const work *wanted)
                         is_all ? feature_choice_all : feature_choice_named, &watch, &error)
             .release();
     if (context == nullptr) {
+        note(note_culprit, error.module);
         note(note_error, report_text(error));
         return -1;
     }
@@ -185,6 +187,8 @@ void take_line(const std::string &line, work_result *result)
     const std::string text = line.substr(1);
     if (line[0] == note_module)
         result->module = text;
+    else if (line[0] == note_culprit)
+        result->culprit = text;
     else if (line[0] == note_progress)
         result->progress = text;
     else if (line[0] == note_warning)
@@ -198,30 +202,23 @@ void take_line(const std::string &line, work_result *result)
 }
 
 // Takes the whole lines off the front of what has been read.
-void take_lines(std::string *pending, work_result *result)
+void take_lines(worker *child)
 {
+    std::string *pending = &child->pending;
     for (size_t end; (end = pending->find('\n')) != std::string::npos;) {
-        take_line(pending->substr(0, end), result);
+        take_line(pending->substr(0, end), &child->result);
         pending->erase(0, end + 1);
     }
 }
 
-// Reads what the child notes, to its end.
-void watch_child(int notes_read, work_result *result)
+// Reads what the child notes; whether that was all.
+bool read_notes(worker *child)
 {
-    pollfd waited = {notes_read, POLLIN, 0};
-    std::string pending;
-    for (;;) {
-        if (poll(&waited, 1, progress_interval_ms) > 0) {
-            char bytes[4096];
-            const ssize_t count = read(notes_read, bytes, sizeof bytes);
-            if (count == 0 || (count < 0 && errno != EINTR))
-                return;
-            pending.append(bytes, count > 0 ? static_cast<size_t>(count) : 0);
-            take_lines(&pending, result);
-        }
-        progress_show(result->progress);
-    }
+    char bytes[4096];
+    const ssize_t count = read(child->notes, bytes, sizeof bytes);
+    child->pending.append(bytes, count > 0 ? static_cast<size_t>(count) : 0);
+    take_lines(child);
+    return count == 0 || (count < 0 && errno != EINTR);
 }
 
 std::string death_text(int status)
@@ -235,11 +232,19 @@ std::string death_text(int status)
     return "the compiler died of signal " + std::to_string(number);
 }
 
-void take_end(pid_t child, work_result *result)
+int wait_for(pid_t child)
 {
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR)
         continue;
+    return status;
+}
+
+void take_end(worker *ended)
+{
+    work_result *result = &ended->result;
+    close(ended->notes);
+    const int status = wait_for(ended->child);
     result->is_good = WIFEXITED(status) && WEXITSTATUS(status) == 0;
     if (result->is_good || !result->errors.empty())
         return;
@@ -249,28 +254,61 @@ void take_end(pid_t child, work_result *result)
 
 } // namespace
 
-work_result worker_run(const work *wanted)
+worker worker_start(const work *wanted)
 {
-    work_result result = {false, "", "looking for modules", {}, {}, {}, ""};
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
-        result.errors.push_back(report_text({"worker", 0, strerror(errno)}));
-        return result;
-    }
-    const pid_t child = fork();
-    if (child == 0) {
+    worker started = {-1, -1, "", {false, "", "", "looking for modules", {}, {}, {}, ""}};
+    int ends[2] = {-1, -1};
+    if (pipe2(ends, O_CLOEXEC) == 0)
+        started.child = fork();
+    if (started.child == 0) {
         notes = ends[1];
         const int status = do_work(wanted);
         fflush(nullptr);
         _exit(status == 0 ? 0 : 1);
     }
-    close(ends[1]);
-    if (child > 0) {
-        watch_child(ends[0], &result);
-        take_end(child, &result);
+    if (started.child < 0) {
+        started.result.errors.push_back(report_text({"worker", 0, strerror(errno)}));
+        close(ends[0]);
     } else {
-        result.errors.push_back(report_text({"worker", 0, strerror(errno)}));
+        started.notes = ends[0];
     }
-    close(ends[0]);
-    return result;
+    close(ends[1]);
+    return started;
+}
+
+size_t worker_wait(std::vector<worker> *workers)
+{
+    for (;;) {
+        std::vector<pollfd> waited;
+        for (size_t i = 0; i < workers->size(); i++) {
+            if ((*workers)[i].child < 0)
+                return i;
+            waited.push_back({(*workers)[i].notes, POLLIN, 0});
+        }
+        const int ready = poll(waited.data(), waited.size(), progress_interval_ms);
+        for (size_t i = 0; ready > 0 && i < waited.size(); i++) {
+            worker *child = &(*workers)[i];
+            if (waited[i].revents != 0 && read_notes(child)) {
+                take_end(child);
+                return i;
+            }
+        }
+        progress_show(workers->front().result.progress);
+    }
+}
+
+void worker_stop(worker *stopped)
+{
+    if (stopped->child < 0)
+        return;
+    close(stopped->notes);
+    kill(stopped->child, SIGKILL);
+    wait_for(stopped->child);
+}
+
+work_result worker_run(const work *wanted)
+{
+    std::vector<worker> one = {worker_start(wanted)};
+    worker_wait(&one);
+    return one[0].result;
 }

@@ -3,9 +3,11 @@
 // YANG texts come from anywhere, and one can be written so that compiling it
 // takes all the stack, the memory or the time there is, or finds a mistake of
 // libyang's. So a child with limits does the work, and what becomes of it is an
-// error like any other.
+// error like any other. Several may work at the same time.
 #ifndef VANDEL_SCHEMAC_WORKER_H
 #define VANDEL_SCHEMAC_WORKER_H
+
+#include <sys/types.h>
 
 #include "device/schemac/options.h"
 #include "device/schemac/requests.h"
@@ -28,7 +30,8 @@ struct work {
 // What is known of a child. Errors are whole messages.
 struct work_result {
     bool is_good;
-    std::string module; // that it worked at; empty: at none
+    std::string module;  // that it worked at; empty: at none
+    std::string culprit; // the module that is wrong; empty: that is not known
     std::string progress;
     std::vector<std::string> warnings;
     std::vector<std::string> errors;
@@ -36,8 +39,25 @@ struct work_result {
     std::string partial_nodes; // empty: no feature is off
 };
 
-// Does the work in a child, to its end, and shows its progress. Prints nothing
-// else.
+// A child, which ends with this process.
+struct worker {
+    pid_t child; // -1: it could not be started
+    int notes;   // where it says what it does
+    std::string pending;
+    work_result result; // to be believed when it has ended
+};
+
+// Starts a child. What it is to do need not outlive the call.
+worker worker_start(const work *wanted);
+
+// Waits until one of these has ended, and shows their progress; prints nothing else.
+// Returns its position.
+size_t worker_wait(std::vector<worker> *workers);
+
+// Ends one whose result is not wanted any more.
+void worker_stop(worker *stopped);
+
+// Does the work in a child, to its end, as the two above do.
 work_result worker_run(const work *wanted);
 
 #endif

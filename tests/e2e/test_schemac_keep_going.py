@@ -1,8 +1,10 @@
 """schemac --keep-going: broken modules cost themselves only."""
 
+import resource
+
 import pytest
 
-from support.schemac import good
+from support.schemac import good, nested_groupings, SANITIZED
 
 pytest_plugins = ("support.schemac_fixtures",)
 
@@ -56,6 +58,76 @@ def test_of_modules_that_fail_only_together_the_later_is_left_out(server, run, w
         assert (result.returncode, server.content()["/"].keys()) == (2, {kept, "good"})
         assert result.stderr.startswith(f"schemac: {left_out}: ")
         assert "urn:same" in result.stderr and len(result.stderr.splitlines()) == 1
+
+
+def write_many(write, bodies, count=150):
+    """More than are tried at once; the names in the order of the numbers."""
+    names = [f"m{number:03}" for number in range(count)]
+    for number, name in enumerate(names):
+        write(name, bodies.get(number, "leaf x { type string; }"))
+    return names
+
+
+BROKEN = {
+    3: "\n leaf {",
+    40: "container c { leaf x {\n type nosuch; } }",
+    64: "import gone { prefix g; }",
+    70: "leaf x {\n type leafref { path '../nosuch'; } }",
+    71: "leaf x {\n type uint8; default 300; }",
+    72: "leaf x { type string; when '..(('; }",
+    149: "leaf x {\n type uint8 { range 5..1; } }",
+}
+NEEDING = {
+    5: "import m003 { prefix b; } leaf x { type string; }",
+    69: "import m005 { prefix b; } leaf x { type string; }",
+    90: "import m040 { prefix b; } augment /b:c { leaf y { type string; } }",
+    91: "import m040 { prefix b; } leaf x { type string; }",  # needs nothing that is broken
+}
+
+
+def test_broken_ones_of_all_kinds_among_many(server, run, write, tmp_path):
+    """Each says what it says alone, in the order of the modules."""
+    names = write_many(write, {**BROKEN, **NEEDING})
+    (tmp_path / "m100.yang").write_text("no YANG")
+    alone = {number: run(f"m{number:03}").stderr.rstrip("\n") for number in [*BROKEN, 100]}
+    alone[3] += " (needed by m005, m069)"
+    alone[40] += " (needed by m090)"
+    result = run("--keep-going", *names)
+    assert result.stderr.splitlines() == [alone[number] for number in sorted(alone)]
+    left_out = {f"m{number:03}" for number in [*alone, 5, 69, 90]}
+    kept = [name for name in names if name not in left_out]
+    stored = server.content()
+    assert (result.returncode, stored["/"].keys()) == (2, set(kept))
+    server.database().flushdb()
+    good(run(*kept))
+    assert server.content() == stored
+
+
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer says itself that the stack is full")
+def test_one_that_breaks_the_compiler_among_many(server, run, write):
+    names = write_many(write, {80: nested_groupings(8000)}, 100)
+    result = run(
+        "--keep-going",
+        *names,
+        preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_STACK, (256 << 10, resource.getrlimit(resource.RLIMIT_STACK)[1])
+        ),
+    )
+    assert (result.returncode, server.content()["/"].keys()) == (2, {*names} - {"m080"})
+    assert result.stderr == "schemac: m080: the compiler died of signal 11\n"
+
+
+def test_several_among_many_that_fail_only_together(server, run, write, tmp_path):
+    names = write_many(write, {})
+    for name in ("m010", "m080", "m149"):
+        (tmp_path / f"{name}.yang").write_text(
+            f"module {name} {{ namespace urn:same; prefix p; leaf {name} {{ type string; }} }}"
+        )
+    result = run("--keep-going", *names)
+    assert (result.returncode, server.content()["/"].keys()) == (2, {*names} - {"m080", "m149"})
+    lines = result.stderr.splitlines()
+    assert len(lines) == 2 and all("urn:same" in line for line in lines)
+    assert sorted(line.split(": ")[1] for line in lines) == ["m080", "m149"]
 
 
 def test_when_nothing_is_left_the_database_stays(server, run, models):

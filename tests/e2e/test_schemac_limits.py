@@ -32,7 +32,11 @@ def test_a_module_that_explodes_is_an_error(server, run, write):
     write("m", doubling_groupings(40))
     result = run("m", preexec_fn=with_limit(resource.RLIMIT_AS, 400 << 20))
     assert result.returncode == 1
-    assert result.stderr.startswith("schemac: m: ") and "emory" in result.stderr
+    # libyang does not look at the result of each allocation: it depends on which one fails.
+    assert result.stderr in (
+        "schemac: m: line 1: Memory allocation failed.\n",
+        "schemac: m: the compiler died of signal 11\n",
+    )
     assert server.content() == {}
 
 
