@@ -1,7 +1,8 @@
 // Only what differs is written: what is no more is deleted first, then each hash is
 // compared with the one that is there. The commands gather, and when all is known
 // one transaction runs them. It holds up other clients, and its commands take memory
-// in redis, so it has an upper bound. What differs more goes in steps, each a
+// in redis, half as much again as their bytes, so it has an upper bound, which is lower where
+// redis holds little. What differs more goes in steps, each a
 // transaction. The first removes the root and the digest of the origin, the last
 // brings them: who begins at the root finds the old schema, none, or the new one,
 // and the next run after one that was broken off stores what is missing.
@@ -15,6 +16,7 @@
 #include <span>
 #include <stdint.h>
 #include <stdlib.h>
+#include <string.h>
 #include <string_view>
 #include <utility>
 
@@ -31,6 +33,9 @@ constexpr size_t command_cost = 256;
 constexpr size_t most_at_once = 4 << 20;
 constexpr size_t most_in_step = 1 << 20;
 constexpr size_t most_asked = 1 << 19;
+// What redis holds is so many times as much as one of them; an empty one holds a megabyte.
+constexpr size_t least_share = 4;
+constexpr size_t least_held = 800000;
 constexpr char root_key[] = "/";
 
 // Commands that may be a transaction of their own.
@@ -52,6 +57,8 @@ struct publisher {
     std::string failure; // empty: none
     bool is_empty;       // there is nothing to compare with
     bool is_in_steps;
+    size_t held;            // bytes that redis held at first
+    size_t written;         // bytes that it has been given
     size_t ordered_entries; // redis keeps the order of so many fields, while none is
     size_t ordered_bytes;   // longer than this
     std::vector<uint64_t> kept;
@@ -93,10 +100,16 @@ size_t cost_of(const change_step &step)
     return step.commands.size() + step.count * command_cost;
 }
 
+// So much at once, or as little as redis's memory makes it.
+size_t limited(const publisher *store, size_t most)
+{
+    return std::min(most, std::max({store->held, store->written, least_held}) / least_share);
+}
+
 // The step that the next change belongs to.
 change_step *last_step(publisher *store)
 {
-    if (store->changes.empty() || cost_of(store->changes.back()) > most_in_step)
+    if (store->changes.empty() || cost_of(store->changes.back()) > limited(store, most_in_step))
         store->changes.push_back({});
     return &store->changes.back();
 }
@@ -165,6 +178,7 @@ void send_transaction(publisher *store, std::span<const change_step> steps)
     for (const change_step &step : steps) {
         send(store, step.commands);
         store->queued += step.count;
+        store->written += step.commands.size();
     }
     send(store, command_of({"EXEC"}));
     send_watch(store);
@@ -238,8 +252,9 @@ void ask_for(publisher *store, std::string key, std::vector<hash_field> fields)
         cost += field.name.size() + field.value.size();
     store->asked_cost += cost;
     store->asked.push_back({std::move(key), std::move(fields), cost});
-    if (store->asked_cost > most_asked)
-        compare_until(store, most_asked / 2);
+    const size_t most = limited(store, most_asked);
+    if (store->asked_cost > most)
+        compare_until(store, most / 2);
 }
 
 // Sends what has gathered.
@@ -260,7 +275,7 @@ void send_many(publisher *store)
     size_t cost = 0;
     for (const change_step &step : store->changes)
         cost += cost_of(step);
-    if (cost <= (store->is_in_steps ? most_in_step : most_at_once))
+    if (cost <= limited(store, store->is_in_steps ? most_in_step : most_at_once))
         return;
     compare_until(store, 0);
     if (!store->is_in_steps) {
@@ -294,6 +309,18 @@ void remove_others(publisher *store)
     } while (cursor != "0" && store->failure.empty());
 }
 
+// Learns how much redis holds, where it tells.
+void look_at_memory(publisher *store)
+{
+    constexpr std::string_view name = "used_memory:";
+    const database_reply reply = ask(store, {"INFO", "memory"});
+    if (reply == nullptr || reply->type == REDIS_REPLY_ERROR || reply->str == nullptr)
+        return;
+    const char *value = strstr(reply->str, name.data());
+    if (value != nullptr)
+        store->held = strtoul(value + name.size(), nullptr, 10);
+}
+
 // Learns what is there, of which nobody else may change anything from then on. Where redis does not
 // tell up to which sizes it keeps the order of fields, all orders count.
 void look(publisher *store)
@@ -302,6 +329,7 @@ void look(publisher *store)
     database_expect(store->connection.get(), "OK", 1, &store->failure);
     const database_reply size = ask(store, {"DBSIZE"});
     store->is_empty = size != nullptr && size->type == REDIS_REPLY_INTEGER && size->integer == 0;
+    look_at_memory(store);
     const database_reply limits = ask(store, {"CONFIG", "GET", "hash-max-*"});
     for (size_t i = 0; limits != nullptr && i + 1 < limits->elements; i += 2) {
         const std::string_view name(limits->element[i]->str, limits->element[i]->len);

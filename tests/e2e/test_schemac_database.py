@@ -312,10 +312,11 @@ def test_a_server_that_goes_away(run, write, replies):
 def test_a_server_that_chooses_its_words(run, write, cursor):
     """What it says is sent back as one word, and a limit that is no text is none."""
     write("m", "leaf a { type string; }")
+    memory = b":5\r\n"
     limits = b"*2\r\n$20\r\nhash-max-ziplist-x-y\r\n:5\r\n"
     keys = b"*2\r\n$%d\r\n%s\r\n*0\r\n" % (len(cursor), cursor)
     last = b"*2\r\n$1\r\n0\r\n*0\r\n"
-    result, sent = run_on_replies(run, b"+OK\r\n+OK\r\n:1\r\n" + limits + keys + last)
+    result, sent = run_on_replies(run, b"+OK\r\n+OK\r\n:1\r\n" + memory + limits + keys + last)
     assert result.stderr.startswith("schemac: redis at ")
     words = b"$4\r\nSCAN\r\n$%d\r\n%s\r\n$5\r\nCOUNT\r\n" % (len(cursor), cursor)
     assert words in sent

@@ -1,91 +1,19 @@
 """schemac: what it writes where a schema stands already, and in which order."""
 
-import contextlib
-import os
-import select
-import shutil
-import socket
 import subprocess
-import tempfile
 import threading
 
 import pytest
 import redis
 
 from support.example import edit_config
+from support.redis_relay import Relay
 from support.schemac import doubling_groupings, good, SCHEMAC, Server
-from support.servers import Listener
 
 pytest_plugins = ("support.schemac_fixtures",)
 
 LARGE = doubling_groupings(15)  # 49,150 nodes in 32,766 hashes: more than one transaction
 HEADS = ["/", "schemac:revisions", "schemac:origin"]
-
-
-def take_command(pending):
-    """(the words of the command that the bytes begin with, its size), or None."""
-    lines = pending.split(b"\r\n", 1)
-    if len(lines) < 2:
-        return None
-    at, words = len(lines[0]) + 2, []
-    for _ in range(int(lines[0][1:])):
-        end = pending.find(b"\r\n", at)
-        start = end + 2
-        if end < 0 or len(pending) < start + int(pending[at + 1 : end]) + 2:
-            return None
-        at = start + int(pending[at + 1 : end]) + 2
-        words.append(pending[start : at - 2])
-    return words, at
-
-
-class Relay:
-    """Stands between schemac and redis, and knows the changes that were asked for.
-
-    on_exec(number) is called before a transaction is run; unless it says True, both
-    connections are closed."""
-
-    def __init__(self, server, on_exec=lambda number: True):
-        self.server = server
-        self.on_exec = on_exec
-        self.changes = []
-        self.transactions = 0
-        self.directory = tempfile.mkdtemp(prefix="relay", dir="/tmp")
-        self.socket = os.path.join(self.directory, "r")
-        self.listener = Listener(self.socket, self.serve)
-
-    def serve(self, near):
-        with contextlib.closing(near), socket.socket(socket.AF_UNIX) as far:
-            far.connect(self.server.socket)
-            pending = b""
-            while True:
-                for ready in select.select([near, far], [], [])[0]:
-                    piece = ready.recv(1 << 20)
-                    if not piece:
-                        return
-                    if ready is far:
-                        near.sendall(piece)
-                    else:
-                        pending = self.pass_on(pending + piece, far)
-                        if pending is None:
-                            return
-
-    def pass_on(self, pending, far):
-        """Sends whole commands on; what is left, or None at the end."""
-        while command := take_command(pending):
-            words, size = command
-            if words[0] in (b"DEL", b"HSET"):
-                self.changes.append((words[0].decode(), words[1].decode()))
-            if words[0] == b"EXEC":
-                self.transactions += 1
-                if not self.on_exec(self.transactions):
-                    return None
-            far.sendall(pending[:size])
-            pending = pending[size:]
-        return pending
-
-    def stop(self):
-        self.listener.stop(10)
-        shutil.rmtree(self.directory)
 
 
 @pytest.fixture(name="relay")
@@ -253,6 +181,29 @@ def test_between_steps_there_is_no_root(server, run, write, before, after):
     assert content_of(server) == stored
 
 
+@pytest.mark.parametrize("is_told", [True, False])
+def test_how_much_goes_at_once_depends_on_what_redis_holds(run, write, is_told):
+    """Commands that wait for a transaction take memory; where redis holds more, much of it."""
+    write("m", BODY.format(**FIRST))
+    write("some", doubling_groupings(10))  # 1,536 nodes, half a megabyte of commands
+    hidden = [] if is_told else ["--rename-command", "INFO", ""]
+    server = Server(*hidden)
+    relay = Relay(server)
+    filler = redis.Redis(unix_socket_path=server.socket)
+    try:
+        counts = []
+        for size, module in ((0, "some"), (0, "m"), (20000000, "some")):
+            filler.set("filler", bytes(size))
+            before = relay.transactions
+            good(run("--redis", relay.socket, module))
+            counts.append(relay.transactions - before)
+    finally:
+        relay.stop()
+        server.stop()
+    assert counts[0] > 1
+    assert (counts[2] == 1) == is_told
+
+
 def break_off(server, module, tmp_path, number, is_killed):
     """Runs schemac up to a transaction, which is not run any more: (status, errors)."""
     is_started = threading.Event()
@@ -283,7 +234,7 @@ def test_a_run_that_was_broken_off(server, run, write, tmp_path, relay, is_kille
     write("small", doubling_groupings(3))
     write("large", LARGE)
     good(run("small"))
-    status, errors = break_off(server, "large", tmp_path, 3, is_killed)
+    status, errors = break_off(server, "large", tmp_path, 6, is_killed)
     if is_killed:
         assert (status, errors) == (-9, "")
     else:
