@@ -117,6 +117,8 @@ error_place extensions_locate(const source_index *index, const yang_source *curr
 
 void extensions_adapt(yang_source *source)
 {
+    if (!source->has_instances && !has_submodules(source))
+        return;
     extension_scan scan = {source, {}, {}, false};
     yang_cursor cursor = yang_open(source->text);
     yang_statement statement;

@@ -11,6 +11,7 @@
 #include "device/schemac/publish.h"
 
 #include <algorithm>
+#include <charconv>
 #include <deque>
 #include <initializer_list>
 #include <span>
@@ -76,8 +77,13 @@ uint64_t digest_of(std::string_view key)
 
 void append_word(std::string *command, std::string_view word)
 {
-    command->append("$").append(std::to_string(word.size())).append("\r\n");
-    command->append(word).append("\r\n");
+    char size[24];
+    const auto digits = std::to_chars(size, size + sizeof size, word.size()).ptr - size;
+    command->append("$")
+        .append(size, static_cast<size_t>(digits))
+        .append("\r\n")
+        .append(word)
+        .append("\r\n");
 }
 
 // A command of words and, after them, of names and values.

@@ -68,8 +68,9 @@ bool is_data_node(const lysc_node *node)
 std::string field_name(const parent_place *parent, const lysc_node *node)
 {
     const lys_module *around = is_data_node(node) ? parent->data_module : parent->module;
-    std::string name = node->name;
-    return node->module == around ? name : std::string(node->module->name) + ":" + name;
+    if (node->module == around)
+        return node->name;
+    return std::string(node->module->name) + ":" + node->name;
 }
 
 // What an rpc takes is typed in and sent like configuration.

@@ -113,6 +113,7 @@ void read_header(yang_source *source)
     source->declared_name = statement.argument;
     source->line = statement.line;
     while (yang_next_within(&cursor, 0, &statement)) {
+        source->has_instances |= statement.keyword.find(':') != std::string_view::npos;
         if (statement.depth == 1)
             read_top_statement(source, &cursor, statement);
     }

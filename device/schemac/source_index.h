@@ -38,6 +38,7 @@ struct yang_source {
     std::string declared_name;
     bool is_submodule;
     bool is_version_1_1;
+    bool has_instances;     // of extensions
     std::string belongs_to; // of a submodule
     unsigned line;          // of its module statement
     std::vector<yang_dependency> dependencies;

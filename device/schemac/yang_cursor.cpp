@@ -54,10 +54,12 @@ bool at_quote(const yang_cursor *cursor)
 bool read_quoted(yang_cursor *cursor, std::string *argument)
 {
     const char quote = take(cursor, 1).front();
+    const char *ends = quote == '"' ? "\"\\" : "'";
     while (!cursor->rest.empty()) {
+        argument->append(take(cursor, cursor->rest.find_first_of(ends)));
         if (take_if(cursor, quote))
             return true;
-        if (quote == '"' && cursor->rest.size() > 1)
+        if (cursor->rest.size() > 1)
             take_if(cursor, '\\');
         argument->append(take(cursor, 1));
     }
