@@ -1,10 +1,8 @@
 """schemac --keep-going: broken modules cost themselves only."""
 
-import resource
-
 import pytest
 
-from support.schemac import good, nested_groupings, SANITIZED
+from support.schemac import good
 
 pytest_plugins = ("support.schemac_fixtures",)
 
@@ -101,20 +99,6 @@ def test_broken_ones_of_all_kinds_among_many(server, run, write, tmp_path):
     server.database().flushdb()
     good(run(*kept))
     assert server.content() == stored
-
-
-@pytest.mark.skipif(SANITIZED, reason="a sanitizer says itself that the stack is full")
-def test_one_that_breaks_the_compiler_among_many(server, run, write):
-    names = write_many(write, {80: nested_groupings(8000)}, 100)
-    result = run(
-        "--keep-going",
-        *names,
-        preexec_fn=lambda: resource.setrlimit(
-            resource.RLIMIT_STACK, (256 << 10, resource.getrlimit(resource.RLIMIT_STACK)[1])
-        ),
-    )
-    assert (result.returncode, server.content()["/"].keys()) == (2, {*names} - {"m080"})
-    assert result.stderr == "schemac: m080: the compiler died of signal 11\n"
 
 
 def test_several_among_many_that_fail_only_together(server, run, write, tmp_path):

@@ -123,6 +123,17 @@ def test_a_module_that_breaks_the_compiler_hides_no_other(server, run, write):
     assert server.content() == {}
 
 
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer says itself that the stack is full")
+def test_one_of_many_that_breaks_the_compiler_is_left_out(server, run, write):
+    names = [f"m{number:03}" for number in range(100)]
+    for name in names:
+        write(name, nested_groupings(8000) if name == "m080" else "leaf x { type string; }")
+    stack = with_limit(resource.RLIMIT_STACK, 256 << 10)
+    result = run("--keep-going", *names, preexec_fn=stack)
+    assert (result.returncode, server.content()["/"].keys()) == (2, {*names} - {"m080"})
+    assert result.stderr == "schemac: m080: the compiler died of signal 11\n"
+
+
 @pytest.mark.skipif(valgrind.ENABLED, reason="the child is valgrind's")
 def test_the_first_error_is_printed_before_the_others_are_known(server, write, tmp_path):
     write("bad", "leaf {")
