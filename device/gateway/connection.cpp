@@ -242,13 +242,13 @@ int64_t idle_deadline(const connection *link)
     return endless ? INT64_MAX : link->idle_from + link->idle_limit;
 }
 
-// Whether a shell that is refused knows it, or will not ask any more.
+// Whether a shell that is refused knows it, or will not ask any more. A second session has none.
 bool refusal_done(const connection *link, int64_t now)
 {
     const relay *session = &link->session;
     const bool told =
         session->phase == relay_phase_told ? outgoing_idle(&session->to_shell) : link->shell_ended;
-    return told || link->shell_gone || now >= link->give_up;
+    return told || link->shell_gone || session->first != nullptr || now >= link->give_up;
 }
 
 // Why the connection is at its end; null while it is not.
@@ -332,7 +332,9 @@ std::unique_ptr<connection> connection_start(descriptor shell, const connection_
 void connection_publish(const connection *link)
 {
     const connection_task *task = link->task;
-    shell_slots_set(&task->slots, task->slot, relay_held(&link->session), link->server.pid);
+    if (!link->is_second)
+        shell_slots_set(&task->slots, task->slot, relay_held(&link->session));
+    shell_slots_tell(&task->slots, task->slot, link->is_second, link->server.pid);
 }
 
 void connection_poll(const connection *link, struct pollfd polls[connection_poll_count])
@@ -403,14 +405,17 @@ void connection_reap(connection *link)
     if (!transport_has_ended(&link->server))
         return;
     // The id may be another process's as soon as the command is reaped.
-    shell_slots_set(&link->task->slots, link->task->slot, relay_held(&link->session), 0);
-    report_status(link, transport_reap(&link->server));
+    shell_slots_tell(&link->task->slots, link->task->slot, link->is_second, 0);
+    const int status = transport_reap(&link->server);
+    if (!link->is_second)
+        report_status(link, status);
 }
 
 void connection_end(connection *link, const char *reason, int64_t now, bool hurry)
 {
-    if (!link->over)
-        report_shell(link->task->number, "closed: %s", reason);
+    if (!link->over && !link->session.hushed)
+        report_shell(link->task->number,
+                     link->is_second ? "notifications do not come now: %s" : "closed: %s", reason);
     link->over = true;
     link->session = {};
     descriptor_close(&link->shell);

@@ -29,6 +29,7 @@ struct connection {
     descriptor shell;
     transport server;
     relay session;
+    bool is_second;        // it brings notifications for another one, and has no shell
     bool shell_ended;      // it sends no more, but may still read
     bool shell_gone;       // it does not read either
     bool server_ended;     // its output is at the end
@@ -65,7 +66,7 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
 // Reaps the command if it has ended.
 void connection_reap(connection *link);
 
-// Closes the shell's socket, logs the reason and ends the command.
+// Closes the shell's socket, logs the reason, unless the session is hushed, and ends the command.
 void connection_end(connection *link, const char *reason, int64_t now, bool hurry);
 
 // When connection_serve() has to be called at the latest; INT64_MAX: whenever.

@@ -6,6 +6,9 @@
 // by a message id that is no number and therefore never one of a shell's, and
 // while an adapter has taken a request over (adapters/adapter.h) no other one goes
 // out.
+//
+// A second session asks for notifications only. Its messages take turns with the first one's: each
+// is read only while nothing is on its way to the shell.
 #include "device/gateway/relay.h"
 
 #include <string.h>
@@ -37,6 +40,13 @@ bool is_chunked(const relay *session)
 bool is_open(const relay *session)
 {
     return session->phase >= relay_phase_subscribe && session->phase <= relay_phase_requests;
+}
+
+// Whether a message may end: it has a place to go to.
+bool has_place(const relay *session)
+{
+    const relay *shown = session->first != nullptr ? session->first : session;
+    return relay_awaits_hello(session) || outgoing_idle(&shown->to_shell);
 }
 
 // Frames body for the server; body becomes empty.
@@ -193,35 +203,40 @@ const char *take_hello(relay *session)
     if (reason != nullptr)
         return reason;
     hello->wanted = session->extras;
-    const bool subscribes = session->subscribe && hello->notifications;
-    session->phase = subscribes ? relay_phase_subscribe : relay_phase_requests;
+    session->phase = relay_phase_requests;
+    const bool needs_second = relay_needs_second(session);
+    const bool subscribes = session->subscribe && hello->notifications && !needs_second;
+    if (subscribes || session->first != nullptr)
+        session->phase = relay_phase_subscribe;
     session->decoder.chunked = hello->base_1_1;
-    report_shell(session->number, "session %u, NETCONF %s",
-                 static_cast<unsigned>(hello->session_id), hello->base_1_1 ? "1.1" : "1.0");
-    adapters_report(hello, session->number);
-    if (subscribes && !hello->interleave)
-        report_shell(session->number, "the server may refuse requests while it is subscribed to "
-                                      "(no interleave capability); see --no-subscribe");
+    if (!session->hushed)
+        report_shell(session->number, "session %u, NETCONF %s",
+                     static_cast<unsigned>(hello->session_id), hello->base_1_1 ? "1.1" : "1.0");
+    if (session->first == nullptr)
+        adapters_report(hello, session->number);
+    if (needs_second)
+        report_shell(session->number, "notifications take a second session (no interleave "
+                                      "capability)");
     return nullptr;
 }
 
-bool is_subscription_answer(const message_head *head)
-{
-    return head->kind == message_rpc_reply && head->message_id != nullptr &&
-           strcmp(head->message_id.get(), subscription_id) == 0;
-}
-
-// Logs a refusal, which is no reason to end: the session works without.
-void take_subscription_answer(relay *session, const message_head *head)
+// Logs a refusal, which is no reason to end a session that works without.
+const char *take_subscription_answer(relay *session, const message_head *head)
 {
     session->phase = relay_phase_requests;
-    if (head->is_error) {
+    if (head->is_error && !session->hushed) {
         char error[report_text_size];
         error_text_read(session->message.data.get(), session->message.size, error, sizeof error);
         report_shell(session->number, "the server refused the subscription: %s",
                      error[0] != '\0' ? report_clean(error).text : "it gives no reason");
     }
     byte_buffer_clear(&session->message);
+    if (head->is_error && session->first != nullptr)
+        return "the server refused the subscription";
+    if (session->hushed)
+        report_shell(session->number, "notifications come again");
+    session->hushed = false;
+    return nullptr;
 }
 
 // Whether a reply may answer what was asked last: that has wholly gone out, but for an error, with
@@ -254,24 +269,34 @@ bool is_wanted_notification(relay *session)
                                      session->hello.session_id);
 }
 
+// Whether a second session may pass such a message on.
+bool is_passed(relay *session, const message_head *head)
+{
+    const bool passes = session->first == nullptr || head->kind == message_notification;
+    if (!passes && !session->drops)
+        report_shell(session->number, "what comes among the notifications and is none is dropped");
+    session->drops |= !passes;
+    return passes;
+}
+
 // Passes a message on, unless it is the answer to a request of the gateway's own.
-void take_open_message(relay *session)
+const char *take_open_message(relay *session)
 {
     const message_head head = message_head_read(session->message.data.get(), session->message.size);
-    if (session->phase == relay_phase_subscribing && is_subscription_answer(&head)) {
-        take_subscription_answer(session, &head);
-        return;
-    }
+    if (session->phase == relay_phase_subscribing && subscription_is_answered(&head))
+        return take_subscription_answer(session, &head);
     if (!take_reply(session, &head))
-        return;
-    if (head.kind == message_other && !is_wanted_notification(session)) {
+        return nullptr;
+    if (!is_passed(session, &head) ||
+        (head.kind != message_rpc_reply && !is_wanted_notification(session))) {
         byte_buffer_clear(&session->message);
-        return;
+        return nullptr;
     }
     if (session->unanswered > 0 && head.kind == message_rpc_reply)
         session->unanswered--;
     adapters_pass(&session->hello, &head, &session->message);
-    send_to_shell(session, &session->message);
+    send_to_shell(session->first != nullptr ? session->first : session, &session->message);
+    return nullptr;
 }
 
 // The server's current message is complete.
@@ -281,8 +306,7 @@ const char *take_message(relay *session)
         return "the server sent a message that is no complete XML document";
     if (!is_open(session))
         return take_hello(session);
-    take_open_message(session);
-    return nullptr;
+    return take_open_message(session);
 }
 
 const char *take_message_part(relay *session, const char *data, size_t size)
@@ -364,6 +388,13 @@ void relay_refuse(relay *session, relay_phase phase, const char *reason)
     frame_reader_discard(&session->request);
 }
 
+bool relay_needs_second(const relay *session)
+{
+    const server_hello *hello = &session->hello;
+    return is_open(session) && session->subscribe && !session->deaf && session->first == nullptr &&
+           hello->notifications && !hello->interleave;
+}
+
 bool relay_awaits_hello(const relay *session)
 {
     return session->phase <= relay_phase_hello;
@@ -386,7 +417,7 @@ const char *relay_advance(relay *session)
         const char *reason = nullptr;
         if (outgoing_idle(&session->to_server))
             reason = advance_requests(session, &requests_moved);
-        if (reason == nullptr && outgoing_idle(&session->to_shell))
+        if (reason == nullptr && has_place(session))
             reason = advance_messages(session, &messages_moved);
         if (reason != nullptr)
             return reason;
@@ -428,7 +459,7 @@ const char *relay_shell_bytes(relay *session, const char *data, size_t size)
 bool relay_server_wanted(const relay *session)
 {
     return session->refusal == nullptr && session->input_from == session->input_to &&
-           outgoing_idle(&session->to_shell);
+           has_place(session);
 }
 
 void relay_server_bytes(relay *session, size_t size)

@@ -42,11 +42,14 @@ enum relay_silence : uint8_t {
     relay_silence_over,    // ... and something came back
 };
 
-// Value-initialise, then set number, subscribe, wish and extras. A function that returns a
-// reason returns null while all is well; otherwise a static text that tells why
-// the session must end, after which only its memory may be released.
+// Value-initialise, then set number, subscribe, wish and extras, and first for a second
+// session. A function that returns a reason returns null while all is well; otherwise a static
+// text that tells why the session must end, after which only its memory may be released.
 struct relay {
     unsigned number;        // the shell's, for the log
+    relay *first;           // null, or whose shell gets this one's notifications, and nothing else
+    bool hushed;            // the second session's trouble was logged, and is not over
+    bool drops;             // that it has dropped a message was logged
     bool subscribe;         // ask for notifications if the server has them ...
     subscription_wish wish; // ... for these
     server_extras extras;   // what else is wanted of the server
@@ -82,6 +85,10 @@ const char *relay_advance(relay *session);
 // complete, is answered with an error that gives the reason. Phase relay_phase_dismissed: it is
 // told at once, as a notification. Call relay_advance() after it.
 void relay_refuse(relay *session, relay_phase phase, const char *reason);
+
+// Whether notifications need a second session, because the server serves no requests on one that
+// has them.
+bool relay_needs_second(const relay *session);
 
 // Whether the server's hello has not come, and may still come.
 bool relay_awaits_hello(const relay *session);

@@ -38,10 +38,14 @@ int shell_slots_hold(const shell_slots *slots, size_t at, size_t held)
     return -1;
 }
 
-void shell_slots_set(const shell_slots *slots, size_t at, size_t held, int32_t command)
+void shell_slots_set(const shell_slots *slots, size_t at, size_t held)
 {
-    if (slots->list == nullptr)
-        return;
-    slots->list[at].held = bounded(held);
-    slots->list[at].command = command;
+    if (slots->list != nullptr)
+        slots->list[at].held = bounded(held);
+}
+
+void shell_slots_tell(const shell_slots *slots, size_t at, size_t session, int32_t command)
+{
+    if (slots->list != nullptr)
+        slots->list[at].commands[session] = command;
 }

@@ -11,8 +11,9 @@
 #include <stdint.h>
 
 struct shell_slot {
-    std::atomic<uint32_t> held;   // bytes of requests
-    std::atomic<int32_t> command; // its process id, which is its group's, too; 0: none
+    std::atomic<uint32_t> held; // bytes of requests
+    // The process ids of both sessions' commands, which are their groups', too; 0: none.
+    std::atomic<int32_t> commands[2];
 };
 static_assert(std::atomic<uint32_t>::is_always_lock_free, "slots are shared by processes");
 
@@ -31,8 +32,10 @@ int shell_slots_open(shell_slots *slots, size_t count, uint32_t most);
 // time both may be told so.
 int shell_slots_hold(const shell_slots *slots, size_t at, size_t held);
 
-// Says that it holds so much, which is no more than before or always allowed, and which command
-// it has.
-void shell_slots_set(const shell_slots *slots, size_t at, size_t held, int32_t command);
+// Says that it holds so much, which is no more than before or always allowed.
+void shell_slots_set(const shell_slots *slots, size_t at, size_t held);
+
+// Says which command a session of it, 0 or 1, has.
+void shell_slots_tell(const shell_slots *slots, size_t at, size_t session, int32_t command);
 
 #endif

@@ -10,14 +10,14 @@
 #include "device/gateway/xml_walk.h"
 #include "format/namespaces.h"
 
-const char subscription_id[] = "tarnd-gateway-subscription";
-
 namespace
 {
 
 // More notifications than this in so many seconds are a flood.
 constexpr unsigned flood_limit = 100;
 constexpr time_t flood_seconds = 10;
+
+constexpr char subscription_id[] = "tarnd-gateway-subscription"; // none of a shell's
 
 constexpr char session_namespace[] = "urn:ietf:params:xml:ns:yang:ietf-netconf-notifications";
 constexpr std::string_view start_name = "netconf-session-start";
@@ -103,6 +103,12 @@ int subscription_write(const subscription_wish *wish, const server_modules *modu
     if (result != 0)
         return -1;
     return append(out, {is_plain ? "" : "</create-subscription>", "</rpc>"});
+}
+
+bool subscription_is_answered(const message_head *head)
+{
+    return head->kind == message_rpc_reply && head->message_id != nullptr &&
+           strcmp(head->message_id.get(), subscription_id) == 0;
 }
 
 bool subscription_tells_start(std::string_view message, uint32_t session_id)

@@ -8,8 +8,7 @@
 
 #include "device/gateway/byte_buffer.h"
 #include "device/gateway/server_modules.h"
-
-extern const char subscription_id[]; // its message id, which is none of a shell's
+#include "device/gateway/xml_head.h"
 
 // What is asked for; null: nothing special.
 struct subscription_wish {
@@ -21,6 +20,9 @@ struct subscription_wish {
 // -1: out of memory.
 int subscription_write(const subscription_wish *wish, const server_modules *modules,
                        byte_buffer *out);
+
+// Whether a message of that head answers it.
+bool subscription_is_answered(const message_head *head);
 
 // Whether a message tells that the session of that number has begun.
 bool subscription_tells_start(std::string_view message, uint32_t session_id);

@@ -162,14 +162,16 @@ void signal_all(const gateway *self, int number)
     }
 }
 
-// Ends the command that a process has left behind. One that it ended in order it has
+// Ends the commands that a process has left behind. One that it ended in order it has
 // struck out.
-void end_command(gateway *self, size_t at)
+void end_commands(gateway *self, size_t at)
 {
-    const pid_t command = self->slots.list[at].command;
-    if (command > 1)
-        kill(-command, SIGKILL);
-    shell_slots_set(&self->slots, at, 0, 0);
+    for (std::atomic<int32_t> &command : self->slots.list[at].commands) {
+        if (command > 1)
+            kill(-command, SIGKILL);
+        command = 0;
+    }
+    shell_slots_set(&self->slots, at, 0);
 }
 
 void take_end(gateway *self, size_t at, const siginfo_t *end)
@@ -179,7 +181,7 @@ void take_end(gateway *self, size_t at, const siginfo_t *end)
         report_shell(child->number, "closed: its process was ended by signal %d", end->si_status);
     else if (end->si_status != 0)
         report_shell(child->number, "closed: its process ended with status %d", end->si_status);
-    end_command(self, at);
+    end_commands(self, at);
     *child = {};
     self->accept_from = 0;
 }
@@ -191,8 +193,9 @@ void reap(gateway *self)
     siginfo_t end{};
     while (waitid(P_ALL, 0, &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid != 0) {
         for (size_t at = 0; at < self->slots.count; at++) {
-            if (self->slots.list[at].command == end.si_pid)
-                end_command(self, at);
+            const std::atomic<int32_t> *commands = self->slots.list[at].commands;
+            if (commands[0] == end.si_pid || commands[1] == end.si_pid)
+                end_commands(self, at);
             if (self->children.get()[at].process == end.si_pid)
                 take_end(self, at, &end);
         }
@@ -265,9 +268,11 @@ void kill_all(gateway *self)
     signal_all(self, SIGKILL);
     for (size_t at = 0; at < self->slots.count; at++) {
         await(self->children.get()[at].process);
-        const pid_t command = self->slots.list[at].command;
-        end_command(self, at);
-        await(command);
+        const std::atomic<int32_t> *told = self->slots.list[at].commands;
+        const pid_t commands[] = {told[0], told[1]};
+        end_commands(self, at);
+        for (const pid_t command : commands)
+            await(command);
     }
 }
 

@@ -51,6 +51,8 @@ void on_element(void *context, const xmlChar *name, const xmlChar *, const xmlCh
         scan->is_request = equal(uri, netconf_base_namespace) && equal(name, "rpc");
         if (equal(uri, netconf_base_namespace) && equal(name, "rpc-reply"))
             scan->head.kind = message_rpc_reply;
+        else if (equal(uri, NETCONF_NOTIFICATION_NAMESPACE) && equal(name, "notification"))
+            scan->head.kind = message_notification;
         scan->head.message_id = find_message_id(attributes, attribute_count);
     } else if (scan->is_request) {
         if (equal(uri, private_namespace) && equal(name, "create-session"))

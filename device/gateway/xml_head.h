@@ -14,6 +14,7 @@ enum message_kind {
     message_other,          // also what cannot be read
     message_create_session, // a shell's private request, answered by the gateway
     message_rpc_reply,
+    message_notification,
 };
 
 constexpr size_t message_operation_size = 32;

@@ -182,6 +182,9 @@ message_kind kind_of(const xmlNode *root)
     const xmlNode *first = next_element(root->children);
     if (is_base(root, "rpc-reply"))
         return message_rpc_reply;
+    if (uri_of(root) == NETCONF_NOTIFICATION_NAMESPACE &&
+        fuzz_xml_string(root->name) == "notification")
+        return message_notification;
     if (!is_base(root, "rpc") || first == nullptr)
         return message_other;
     const bool is_create =

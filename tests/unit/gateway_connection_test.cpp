@@ -50,10 +50,10 @@ TEST(gateway_connection, nobody_is_told_of_a_command_that_is_reaped)
     connection_bench test("head -c 1 >/dev/null");
     ASSERT_EQ(shell_slots_open(&test.task.slots, 1, 1000), 0);
     test.connect();
-    EXPECT_EQ(test.task.slots.list[0].command, test.link->server.pid);
+    EXPECT_EQ(test.task.slots.list[0].commands[0], test.link->server.pid);
     while (test.link->server.pid != 0)
         connection_reap(test.link.get());
-    EXPECT_EQ(test.task.slots.list[0].command, 0);
+    EXPECT_EQ(test.task.slots.list[0].commands[0], 0);
 }
 
 TEST(gateway_connection, after_the_hello_nothing_has_to_come)

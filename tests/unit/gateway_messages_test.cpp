@@ -226,6 +226,14 @@ TEST(gateway_head, replies_and_their_message_ids)
     EXPECT_EQ(bare.message_id.get(), nullptr);
 }
 
+TEST(gateway_head, notifications)
+{
+    const std::string uri = "urn:ietf:params:xml:ns:netconf:notification:1.0";
+    EXPECT_EQ(head_of("<n:notification xmlns:n=\"" + uri + "\">").kind, message_notification);
+    EXPECT_EQ(head_of("<notification/>").kind, message_other);
+    EXPECT_EQ(head_of("<notifications xmlns=\"" + uri + "\"/>").kind, message_other);
+}
+
 TEST(gateway_head, a_message_with_a_document_type_is_not_looked_at)
 {
     const message_head head =

@@ -20,14 +20,21 @@ const std::string subscribed =
     "<rpc-reply message-id=\"tarnd-gateway-subscription\" "
     "xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><ok/></rpc-reply>";
 
+const std::string no_interleave =
+    "<capability>urn:ietf:params:netconf:capability:notification:1.0</capability>";
 const std::string notification_capability =
-    "<capability>urn:ietf:params:netconf:capability:notification:1.0</capability>"
-    "<capability>urn:ietf:params:netconf:capability:interleave:1.0</capability>";
+    no_interleave + "<capability>urn:ietf:params:netconf:capability:interleave:1.0</capability>";
 
 const std::string create_session =
     "<rpc xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\" "
     "xmlns:tarnd=\"com:quorvex:netconf:private:vesk:device:tarnd\" message-id=\"0\">\r\n"
     "         <tarnd:create-session>\r\n         </tarnd:create-session>\r\n         </rpc>";
+
+std::string notification(int number)
+{
+    return "<notification xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\"><n>" +
+           std::to_string(number) + "</n></notification>";
+}
 
 std::string session_reply(const std::string &id)
 {
@@ -141,6 +148,94 @@ TEST(gateway_relay, does_not_subscribe_when_told_not_to)
     EXPECT_EQ(test.to_server(), gateway_hello);
     EXPECT_EQ(test.server_sends(server_hello_text("1.1", notification_capability)), "");
     EXPECT_EQ(test.to_server(), "");
+}
+
+TEST(gateway_relay, without_interleave_a_second_session_brings_the_notifications)
+{
+    relay_bench test;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_FALSE(relay_needs_second(test.session.get())) << "not before the hello";
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(test.server_sends(server_hello_text("1.1", no_interleave)), "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n"
+              "tarnd-gateway: shell 1: notifications take a second session "
+              "(no interleave capability)\n");
+    EXPECT_TRUE(relay_needs_second(test.session.get()));
+    EXPECT_EQ(test.shell_sends(frame("<rpc/>\0"s)), "");
+    EXPECT_EQ(test.to_server(), chunked("<rpc/>")) << "nothing else is asked here";
+
+    relay_bench second;
+    second.session->first = test.session.get();
+    EXPECT_EQ(second.to_server(), gateway_hello);
+    EXPECT_EQ(second.server_sends(server_hello_text("1.0", "")), "");
+    EXPECT_FALSE(relay_needs_second(second.session.get()));
+    EXPECT_EQ(second.to_server(), subscription + "]]>]]>") << "whatever its own hello says";
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(second.server_sends(subscribed + "]]>]]>" + notification(1) + "]]>]]>"), "");
+    EXPECT_EQ(test.server_sends(chunked("<a/>")), chunked("<a/>")) << "the shell reads first";
+    EXPECT_FALSE(relay_server_wanted(second.session.get()));
+    EXPECT_EQ(test.to_shell(), frame(notification(1), 0));
+    EXPECT_EQ(test.server_sends(chunked("<a/>")), "");
+    EXPECT_EQ(second.server_sends(notification(2) + "]]>]]>"), notification(2) + "]]>]]>");
+    EXPECT_EQ(test.to_shell(), frame("<a/>", 1));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(second.server_sends(subscribed + "]]>]]><notification/>]]>]]>" + notification(3) +
+                                  "]]>]]>"),
+              "");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "tarnd-gateway: shell 1: what comes among the notifications and is none is "
+              "dropped\n");
+    EXPECT_EQ(test.to_shell(), frame(notification(3), 2));
+}
+
+TEST(gateway_relay, a_second_session_that_is_refused_ends)
+{
+    const std::string refused =
+        "<rpc-reply message-id=\"tarnd-gateway-subscription\" "
+        "xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\"><rpc-error/></rpc-reply>]]>]]>";
+    relay_bench test;
+    for (const bool hushed : {false, true}) {
+        relay_bench second;
+        second.session->first = test.session.get();
+        second.session->hushed = hushed;
+        EXPECT_EQ(second.to_server(), gateway_hello);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(second.server_sends(server_hello_text("1.0", no_interleave)), "");
+        EXPECT_EQ(second.to_server(), subscription + "]]>]]>");
+        second.server_sends(refused);
+        EXPECT_EQ(second.reason, "the server refused the subscription");
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  hushed ? ""
+                         : "tarnd-gateway: shell 1: session 42, NETCONF 1.0\n"
+                           "tarnd-gateway: shell 1: the server refused the subscription: it gives "
+                           "no reason\n");
+    }
+}
+
+TEST(gateway_relay, no_second_session_that_nobody_wants)
+{
+    relay_bench told(false);
+    EXPECT_EQ(told.to_server(), gateway_hello);
+    EXPECT_EQ(told.server_sends(server_hello_text("1.0", no_interleave)), "");
+    EXPECT_FALSE(relay_needs_second(told.session.get()));
+    for (const std::string &capabilities : {""s, notification_capability}) {
+        relay_bench other;
+        EXPECT_EQ(other.to_server(), gateway_hello);
+        EXPECT_EQ(other.server_sends(server_hello_text("1.0", capabilities)), "");
+        EXPECT_FALSE(relay_needs_second(other.session.get())) << capabilities;
+    }
+    relay_bench gone;
+    EXPECT_EQ(gone.to_server(), gateway_hello);
+    EXPECT_EQ(gone.server_sends(server_hello_text("1.0", no_interleave)), "");
+    EXPECT_TRUE(relay_needs_second(gone.session.get()));
+    gone.session->deaf = true;
+    EXPECT_FALSE(relay_needs_second(gone.session.get()));
+    gone.session->deaf = false;
+    relay_refuse(gone.session.get(), relay_phase_refused, "over");
+    EXPECT_FALSE(relay_needs_second(gone.session.get()));
 }
 
 TEST(gateway_relay, a_refused_shell_is_told_in_the_place_of_an_answer)

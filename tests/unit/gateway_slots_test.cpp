@@ -15,7 +15,7 @@ TEST(gateway_slots, all_together_hold_no_more_than_they_may)
     EXPECT_EQ(shell_slots_hold(&slots, 1, 400), 0);
     EXPECT_EQ(shell_slots_hold(&slots, 1, 400), 0) << "what it holds already counts once";
     EXPECT_EQ(shell_slots_hold(&slots, 2, 1), -1);
-    shell_slots_set(&slots, 0, 599, 0);
+    shell_slots_set(&slots, 0, 599);
     EXPECT_EQ(shell_slots_hold(&slots, 2, 1), 0);
     EXPECT_EQ(shell_slots_hold(&slots, 2, SIZE_MAX), -1);
 }
