@@ -61,10 +61,8 @@ void receive_frame(benchmark::State &state)
 {
     read_frames(state, [](int descriptor) {
         server_fd = descriptor;
-        char *body = nullptr;
-        uint32_t length = 0;
-        must(msg_recv(&body, &length) == 0);
-        free(body);
+        reply_text body;
+        must(msg_recv(&body) == 0);
     });
     server_fd = -1;
 }
