@@ -12,6 +12,7 @@
 
 #include "base/text.h"
 #include "code_point.h"
+#include "link/byte_words.h"
 
 namespace
 {
@@ -100,17 +101,14 @@ std::string_view take_name(plain_reader *reader)
     return name.size() <= name_limit ? name : std::string_view();
 }
 
-// A character of UTF-8 in two or three bytes, of the ranges in which all are allowed.
+// A character of UTF-8 in more bytes than one; XML allows all but these two.
 bool take_character(plain_reader *reader)
 {
-    const unsigned char first = static_cast<unsigned char>(*reader->at);
-    if (first < 0xc2 || first > 0xec || first == 0xe0)
-        return false;
     uint32_t code = 0;
     const size_t length =
         code_point_read(reader->at, static_cast<size_t>(reader->end - reader->at), &code);
     reader->at += length;
-    return length > 0;
+    return length > 1 && code != 0xfffe && code != 0xffff;
 }
 
 bool take_entity(plain_reader *reader)
@@ -134,12 +132,36 @@ bool take_bracket(plain_reader *reader)
     return is_one;
 }
 
+// Passes by words that hold nothing but printable characters of text.
+const char *pass_words(const char *at, const char *end)
+{
+    for (; end - at >= static_cast<ptrdiff_t>(word_size); at += word_size) {
+        const uint64_t word = word_at(at);
+        const uint64_t unprintable = word | (word + every_byte) | (word - every_byte * ' ');
+        const uint64_t marks = word_find(word, '<') | word_find(word, '&') | word_find(word, ']');
+        const uint64_t found = (unprintable | marks) & every_top_bit;
+        if (found != 0)
+            return at + word_first(found);
+    }
+    return at;
+}
+
+// Passes by what stands in a text for itself.
+void pass_text(plain_reader *reader)
+{
+    for (;;) {
+        reader->at = pass_words(reader->at, reader->end);
+        if (reader->at == reader->end || class_of(*reader->at) == byte_other)
+            return;
+        reader->at++;
+    }
+}
+
 bool take_text(plain_reader *reader)
 {
     const char *start = reader->at;
     for (;;) {
-        while (reader->at < reader->end && class_of(*reader->at) != byte_other)
-            reader->at++;
+        pass_text(reader);
         if (reader->at == reader->end || *reader->at == '<')
             return static_cast<size_t>(reader->at - start) <= text_limit;
         if (!take_entity(reader) && !take_bracket(reader) && !take_character(reader))
@@ -198,9 +220,11 @@ bool take_start(plain_reader *reader, std::string_view name)
 
 bool take_end(plain_reader *reader)
 {
-    const std::string_view name = take_name(reader);
-    if (name.empty() || reader->depth == 0 || name != reader->open[reader->depth - 1])
+    const std::string_view rest(reader->at, static_cast<size_t>(reader->end - reader->at));
+    const std::string_view name = reader->open[reader->depth - 1];
+    if (!text_starts_with(rest, name))
         return false;
+    reader->at += name.size();
     reader->depth--;
     take_blanks(reader);
     return take(reader, '>');
@@ -210,7 +234,7 @@ bool take_end(plain_reader *reader)
 bool take_content(plain_reader *reader)
 {
     while (reader->depth > 0) {
-        if (!take_text(reader) || !take(reader, '<'))
+        if (!take(reader, '<') && (!take_text(reader) || !take(reader, '<')))
             return false;
         if (!(take(reader, '/') ? take_end(reader) : take_start(reader, take_name(reader))))
             return false;

@@ -7,26 +7,25 @@
 // that one pass finds the end of a piece and copies it.
 #include "link/xml_print.h"
 
-#include <bit>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
 
 #include "base/escape.h"
 #include "base/text.h"
+#include "link/byte_words.h"
 
 namespace
 {
 
 constexpr size_t page_size = 16384;
 constexpr size_t blanks_at_once = 64;
-constexpr uint64_t every_byte = UINT64_MAX / UINT8_MAX; // 1 in each byte of a word
 
 // The layout on its way to the stream. What is put there as a whole, blanks or a
-// word, may reach beyond page_size. On the stack, because two threads print; wiped,
-// because what passed may be a secret.
+// word, may reach beyond page_size, and so may a few characters after them. On the stack,
+// because two threads print; wiped, because what passed may be a secret.
 struct page {
-    char bytes[page_size + blanks_at_once];
+    char bytes[page_size + 2 * blanks_at_once];
     char *next = bytes;
 
     ~page()
@@ -42,77 +41,55 @@ void page_flush(page *page)
     page->next = page->bytes;
 }
 
-// Room for blanks or a word: makes it where there is none, and returns its size at least.
-size_t page_room(page *page)
+void page_make_room(page *page)
 {
     if (page->next >= page->bytes + page_size)
         page_flush(page);
-    return static_cast<size_t>(page->bytes + page_size - page->next);
-}
-
-void put_character(page *page, char character)
-{
-    page_room(page);
-    *page->next++ = character;
 }
 
 void put_blanks(page *page, long count)
 {
     constexpr long at_once = blanks_at_once;
     for (; count > 0; count -= at_once) {
-        page_room(page);
+        page_make_room(page);
         memset(page->next, ' ', blanks_at_once);
         page->next += count < at_once ? count : at_once;
     }
 }
 
-// The bytes of the text in their order, the first one lowest.
-uint64_t word_at(const char *text)
-{
-    uint64_t word = 0;
-    memcpy(&word, text, sizeof word);
-    return std::endian::native == std::endian::big ? __builtin_bswap64(word) : word;
-}
-
-// The highest bit of each byte that is zero. Bits above the lowest one may be wrong.
-uint64_t zero_bytes(uint64_t word)
-{
-    return (word - every_byte) & ~word & (every_byte << 7);
-}
-
 // Copies words of the text while the page and the text have room for one, up to the
 // first byte that is `mark` or "&"; returns where that is, or where the room ends.
-const char *put_words(page *page, const char *at, size_t left, char mark)
+template <char mark>
+const char *put_words(page *page, const char *at, const char *end)
 {
-    const uint64_t marks = every_byte * static_cast<unsigned char>(mark);
-    const uint64_t ampersands = every_byte * static_cast<unsigned char>('&');
-    const size_t room = page_room(page);
-    char *const next = page->next;
-    size_t done = 0;
-    for (; done < room && left - done >= sizeof(uint64_t); done += sizeof(uint64_t)) {
-        memcpy(next + done, at + done, sizeof(uint64_t));
-        const uint64_t word = word_at(at + done);
-        const uint64_t found = zero_bytes(word ^ marks) | zero_bytes(word ^ ampersands);
+    const char *const last = page->bytes + page_size;
+    char *next = page->next;
+    for (; end - at >= static_cast<ptrdiff_t>(word_size) && next < last; at += word_size) {
+        memcpy(next, at, word_size);
+        const uint64_t word = word_at(at);
+        const uint64_t found = (word_find(word, mark) | word_find(word, '&')) & every_top_bit;
         if (found != 0) {
-            done += static_cast<size_t>(__builtin_ctzll(found)) / 8;
-            break;
+            page->next = next + word_first(found);
+            return at + word_first(found);
         }
+        next += word_size;
     }
-    page->next = next + done;
-    return at + done;
+    page->next = next;
+    return at;
 }
 
 // Copies what stands before the next `mark`, with its entities decoded; returns where
 // that is. There is one before `end`. No entity holds a mark.
-const char *put_decoded(page *page, const char *at, const char *end, char mark)
+template <char mark>
+const char *put_decoded(page *page, const char *at, const char *end)
 {
     for (;;) {
-        at = put_words(page, at, static_cast<size_t>(end - at), mark);
+        page_make_room(page);
+        at = put_words<mark>(page, at, end);
         if (*at == mark)
             return at;
-        char character = '\0';
-        at += unescape_one(at, static_cast<size_t>(end - at), &character);
-        put_character(page, character);
+        at += unescape_one(at, static_cast<size_t>(end - at), page->next);
+        page->next++;
     }
 }
 
@@ -127,17 +104,17 @@ void put_layout(page *page, const char *message)
     long indentation = 0;
     while (last_close != nullptr && at <= last_close) {
         put_blanks(page, indentation);
-        at = put_decoded(page, at, end, '>') + 1;
-        put_character(page, '>');
-        put_character(page, '\n');
+        at = put_decoded<'>'>(page, at, end) + 1;
+        *page->next++ = '>';
+        *page->next++ = '\n';
         while (*at == ' ')
             at++;
         if (last_open == nullptr || at > last_open)
             return;
         if (*at != '<') {
             put_blanks(page, indentation + 2);
-            at = put_decoded(page, at, end, '<');
-            put_character(page, '\n');
+            at = put_decoded<'<'>(page, at, end);
+            *page->next++ = '\n';
         }
         indentation = indent_next(previous_tag, at, indentation);
         previous_tag = at;

@@ -4,6 +4,7 @@
 #include <array>
 #include <random>
 
+#include "link/xml_plain.h"
 #include "tests/support/shell_world.h"
 
 namespace
@@ -120,6 +121,7 @@ const std::vector<std::string> &ordinary_samples()
             std::string(1, '\0'),
         "<b>]]&gt; ] ]</b>",
         "<b x:y=\"'\" x:z='\"'/>",
+        "<b>\xf0\x9f\x92\xa1\xe0\xa4\x85\xed\x95\x9c\xef\xbf\xbd\xf4\x8f\xbf\xbf</b>",
     };
     return texts;
 }
@@ -212,6 +214,27 @@ TEST_F(xml_root_test, long_names_values_and_texts)
               root + "<![CDATA[" + filler + "]]></a>", root + "<?p " + filler + "?></a>",
               "<b>" + filler + "</b>", "<b c='" + filler + "'/>", "<" + filler + "/>"})
             EXPECT_EQ(told(text), document_says(text)) << length << text.substr(0, 30);
+    }
+}
+
+// The marks at each place of eight bytes, and no mark.
+TEST_F(xml_root_test, texts_are_plain_whatever_stands_at_which_place)
+{
+    const auto is_plain = [](const std::string &text) {
+        const std::string document = "<b>" + text + "</b>";
+        return xml_is_plain(document.data(), document.size(), "a");
+    };
+    const std::string printable = "0123456789abcdef~ ";
+    for (size_t place = 0; place < printable.size(); place++) {
+        const auto with = [&](const std::string &mark) {
+            return printable.substr(0, place) + mark + printable.substr(place);
+        };
+        for (const char *mark : {"\t", "\r\n", "&lt;", "]", "\xc3\xa4", "\xee\x80\x80",
+                                 "\xf0\x90\x80\x80", "\xf4\x8f\xbf\xbf"})
+            EXPECT_TRUE(is_plain(with(mark))) << with(mark);
+        for (const char *mark : {"\x1f", "\x7f", "\xff", "&x;", "]]>", "\xef\xbf\xbe",
+                                 "\xef\xbf\xbf", "\xed\xa0\x80", "\xf4\x90\x80\x80"})
+            EXPECT_FALSE(is_plain(with(mark))) << with(mark);
     }
 }
 
