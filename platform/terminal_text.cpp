@@ -36,6 +36,10 @@ constexpr code_range unsafe_ranges[] = {
 
 size_t terminal_text_next(const char *text, size_t size, bool *safe)
 {
+    if (*text >= ' ' && *text <= '~') { // nearly all of them
+        *safe = true;
+        return 1;
+    }
     uint32_t code = 0;
     const size_t length = code_point_read(text, size, &code);
     *safe = length > 0 && !code_point_is_among(code, unsafe_ranges, std::size(unsafe_ranges));

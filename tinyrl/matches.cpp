@@ -105,7 +105,7 @@ void tinyrl_display_matches(tinyrl *editor, char *const *matches, size_t count, 
         const bool is_last_column = i % columns == columns - 1;
         tinyrl_print_safe(editor, matches[i], is_last_column ? 0 : longest);
         if (!is_last_column)
-            tinyrl_printf(editor, " ");
+            terminal_write(&editor->terminal, " ", 1);
         if (is_last_column || i == count - 1)
             tinyrl_crlf(editor);
     }

@@ -9,11 +9,19 @@
 #include <stdarg.h>
 #include <stdlib.h>
 #include <string.h>
+#include <string_view>
 
 #include "heap.h"
 #include "terminal_text.h"
 #include "tinyrl/checks.h"
 #include "tinyrl/editor.h"
+
+namespace
+{
+
+constexpr std::string_view many_blanks = "                                ";
+
+} // namespace
 
 tinyrl *tinyrl_new(FILE *in, FILE *out, size_t history_limit, tinyrl_completion_handler *complete)
 {
@@ -74,7 +82,7 @@ history *tinyrl_get_history(tinyrl *editor)
 
 void tinyrl_crlf(tinyrl *editor)
 {
-    terminal_printf(&editor->terminal, "\n");
+    terminal_write(&editor->terminal, "\n", 1);
 }
 
 int tinyrl_printf(tinyrl *editor, const char *format, ...)
@@ -89,18 +97,26 @@ int tinyrl_printf(tinyrl *editor, const char *format, ...)
 void tinyrl_print_safe(tinyrl *editor, const char *text, size_t width)
 {
     size_t left = strlen(text);
-    size_t written = 0;
+    size_t run = 0; // so many safe bytes before the text are to be written
+    size_t shown = 0;
     while (left > 0) {
         bool safe = false;
         const size_t length = terminal_text_next(text, left, &safe);
-        const size_t shown = safe ? length : 1;
-        terminal_write(&editor->terminal, safe ? text : "?", shown);
         text += length;
         left -= length;
-        written += shown;
+        shown += safe ? length : 1;
+        run += length;
+        if (!safe) {
+            terminal_write(&editor->terminal, text - run, run - length);
+            terminal_write(&editor->terminal, "?", 1);
+            run = 0;
+        }
     }
-    for (; written < width; written++)
-        terminal_write(&editor->terminal, " ", 1);
+    terminal_write(&editor->terminal, text - run, run);
+    for (size_t blanks = 0; shown < width; shown += blanks) {
+        blanks = width - shown < many_blanks.size() ? width - shown : many_blanks.size();
+        terminal_write(&editor->terminal, many_blanks.data(), blanks);
+    }
 }
 
 void tinyrl_ding(tinyrl *editor)
