@@ -24,7 +24,7 @@ void forbid_cores()
 // whenever this is full.
 void buffer_output()
 {
-    static char buffer[4096];
+    static char buffer[65536]; // what a pipe holds
     setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
 }
 
