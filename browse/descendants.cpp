@@ -13,13 +13,6 @@
 namespace
 {
 
-void free_node(descendant *node)
-{
-    free(node->name);
-    free(node->record);
-    free(node);
-}
-
 // Takes the children of the node from the schema.
 bool browses_schema(unsigned kind, const char *path)
 {
@@ -50,28 +43,23 @@ int add_staged_entries(const char *list_path, descendant_set *set)
     return 0;
 }
 
-// Moves to the head of the set, in their order, the entries that are not in it
-// as staged ones.
-int add_unstaged(const char *list_path, descendant_set *entries, descendant_set *set)
+// Takes out of the set, of its entries before `first_staged`, those that it has as
+// staged ones, too.
+int remove_staged(const char *list_path, const descendant *first_staged, descendant_set *set)
 {
     const size_t name_length = strlen(path_last_component(list_path));
-    descendant **link = &entries->nodes;
-    while (*link != nullptr) {
+    descendant **link = &set->nodes;
+    while (*link != first_staged) {
         descendant *node = *link;
         const heap_text path = text_concat({list_path, node->name + name_length});
         if (!path)
             return -1;
         const cmd_node *staged = tree_find(staged_tree(), path.get());
-        if (staged != nullptr && staged->operation != operation_delete) {
+        if (staged != nullptr && staged->operation != operation_delete)
             *link = node->next;
-            free_node(node);
-        } else {
+        else
             link = &node->next;
-        }
     }
-    *link = set->nodes;
-    set->nodes = entries->nodes;
-    entries->nodes = nullptr;
     return 0;
 }
 
@@ -82,12 +70,13 @@ int add_list_entries(const place &list, descendant_set *set)
         return -1;
     if (session.rpc_path != nullptr)
         return 0;
-    descendant_set entries;
-    if (server_list_entries(list, &entries) != 0) {
+    descendant *first_staged = set->nodes;
+    if (server_list_entries(list, set) != 0) {
         log_debug("[DEBUG] error:get nclist \r\n \n");
+        set->nodes = first_staged;
         return 0;
     }
-    return add_unstaged(list_path, &entries, set);
+    return remove_staged(list_path, first_staged, set);
 }
 
 void free_cases(case_entry *entry)
@@ -104,11 +93,6 @@ void free_cases(case_entry *entry)
 
 descendant_set::~descendant_set()
 {
-    while (nodes != nullptr) {
-        descendant *next = nodes->next;
-        free_node(nodes);
-        nodes = next;
-    }
     while (choices != nullptr) {
         choice_entry *next = choices->next;
         free_cases(choices->cases);
@@ -117,16 +101,14 @@ descendant_set::~descendant_set()
     }
 }
 
-int descendants_add(descendant_set *set, std::string_view name, record_ptr record)
+int descendants_add(descendant_set *set, std::string_view name, std::string_view record)
 {
-    heap_text copy = text_copy(name);
-    malloc_ptr<descendant> node(static_cast<descendant *>(calloc(1, sizeof(descendant))));
-    if (!copy || !node || !record)
+    const descendant node = {set->nodes, arena_concat(&set->memory, {name}),
+                             record_copy(&set->memory, record)};
+    descendant *head = arena_make(&set->memory, node);
+    if (node.name == nullptr || node.record == nullptr || head == nullptr)
         return -1;
-    node->name = copy.release();
-    node->record = record.release();
-    node->next = set->nodes;
-    set->nodes = node.release();
+    set->nodes = head;
     return 0;
 }
 

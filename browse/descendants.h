@@ -7,6 +7,7 @@
 
 #include <string_view>
 
+#include "base/arena.h"
 #include "schema/place.h"
 
 struct descendant {
@@ -22,6 +23,7 @@ struct choice_entry;
 struct descendant_set {
     descendant *nodes = nullptr;
     choice_entry *choices = nullptr;
+    arena memory; // of the nodes
 
     descendant_set() = default;
     ~descendant_set();
@@ -41,8 +43,9 @@ struct choice_entry {
     case_entry *cases = nullptr;
 };
 
-// Puts a node at the head of the set; 0, or -1 when memory runs out.
-int descendants_add(descendant_set *set, std::string_view name, record_ptr record);
+// Puts a node with a copy of these bytes as its record at the head of the set; 0, or -1
+// when memory runs out.
+int descendants_add(descendant_set *set, std::string_view name, std::string_view record);
 
 // The children of the node at a place, into an empty set: those of the schema; for a
 // list without predicate its entries, staged ones and those on the server; nothing

@@ -104,7 +104,7 @@ int add_child(const char *schema_path, std::string_view name, std::string_view r
         return 0;
     if (is_record_of_kind(record, node_kind_choice))
         return add_choice(schema_path, name, data_path, set);
-    return descendants_add(set, name, record_copy(record.data(), record.size()));
+    return descendants_add(set, name, record);
 }
 
 } // namespace

@@ -20,15 +20,17 @@ match_list::~match_list()
     match_list_free(this);
 }
 
-int match_list_append(match_list *list, std::string_view candidate, std::string_view help)
+int match_list_append(match_list *list, std::string_view candidate, std::string_view help,
+                      std::string_view suffix)
 {
-    heap_text text = text_concat({candidate, end_of_text, help});
-    void *entries =
-        text ? array_make_room(list->entry, list->count, &list->capacity, sizeof(char *)) : nullptr;
+    char *text = arena_concat(&list->texts, {candidate, suffix, end_of_text, help});
+    void *entries = text != nullptr
+                        ? array_make_room(list->entry, list->count, &list->capacity, sizeof(char *))
+                        : nullptr;
     if (entries == nullptr)
         return -1;
     list->entry = static_cast<char **>(entries);
-    list->entry[list->count++] = text.release();
+    list->entry[list->count++] = text;
     list->entry[list->count] = nullptr;
     return 0;
 }
@@ -55,8 +57,7 @@ void match_list_insert_common(tinyrl *editor, size_t start, const match_list *li
 
 void match_list_free(match_list *list)
 {
-    for (size_t i = 0; i < list->count; i++)
-        text_free(list->entry[i]);
+    arena_clear(&list->texts);
     free(list->entry);
     list->entry = nullptr;
     list->count = 0;
@@ -72,9 +73,9 @@ void match_list_print(tinyrl *editor, const match_list *list)
     }
     for (size_t i = 0; i < list->count; i++) {
         const char *name = list->entry[i];
-        tinyrl_printf(editor, "  ");
+        tinyrl_print_safe(editor, "", 2);
         tinyrl_print_safe(editor, name, width);
-        tinyrl_printf(editor, "    ");
+        tinyrl_print_safe(editor, "", 4);
         tinyrl_print_safe(editor, name + strlen(name) + 1, 0);
         tinyrl_crlf(editor);
     }

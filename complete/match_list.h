@@ -6,7 +6,7 @@
 #include <stddef.h>
 #include <string_view>
 
-#include "base/text.h"
+#include "base/arena.h"
 
 struct tinyrl;
 
@@ -16,6 +16,7 @@ struct match_list {
     char **entry = nullptr;
     size_t count = 0;
     size_t capacity = 0; // slots of entry
+    arena texts;
 
     match_list() = default;
     ~match_list();
@@ -23,9 +24,10 @@ struct match_list {
     match_list &operator=(const match_list &) = delete;
 };
 
-// Appends copies of a candidate and its help, empty for none; 0, or -1 when memory
-// runs out.
-int match_list_append(match_list *list, std::string_view candidate, std::string_view help);
+// Appends copies of a candidate, with a suffix, and its help, empty for none; 0, or -1
+// when memory runs out.
+int match_list_append(match_list *list, std::string_view candidate, std::string_view help,
+                      std::string_view suffix = "");
 
 // The same if the candidate begins with what stands in the line from word_start to
 // the cursor. A null help is none.

@@ -15,12 +15,6 @@ bool takes_value(unsigned kind)
     return kind == node_kind_leaf || kind == node_kind_leaf_list;
 }
 
-int append_match(match_list *list, const char *name, const schema_record *record)
-{
-    const heap_text entry = text_concat({name, takes_value(record_kind(record)) ? "" : "/"});
-    return entry ? match_list_append(list, entry.get(), record_help(record)) : -1;
-}
-
 int add_children(const descendant_set *set, std::string_view prefix, match_list *list)
 {
     for (const descendant *node = set->nodes; node != nullptr; node = node->next) {
@@ -90,7 +84,9 @@ void get_match(const tinyrl *editor, size_t word_start, match_list *list)
 int aug_option_add_match(match_list *list, std::string_view prefix, const char *name,
                          const schema_record *record)
 {
-    if (!text_starts_with(name, prefix) || append_match(list, name, record) == 0)
+    const char *suffix = takes_value(record_kind(record)) ? "" : "/";
+    if (!text_starts_with(name, prefix) ||
+        match_list_append(list, name, record_help(record), suffix) == 0)
         return 0;
     log_error("[ERROR] [aug_option_add_match]--error:malloc match \r\n \n");
     return -1;

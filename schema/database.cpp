@@ -21,7 +21,7 @@ record_ptr read_record(std::string_view hash, std::string_view field, size_t min
     const std::string_view value = reply_string(reply.get());
     if (value.size() < minimum)
         return nullptr;
-    return record_copy(value.data(), value.size());
+    return record_copy(value);
 }
 
 // A schema path as the hash and the field that hold its record.

@@ -28,6 +28,19 @@ unsigned kind_of(const uint8_t *bytes)
     return read_u16(bytes) >> record_kind_shift & record_kind_mask;
 }
 
+struct kind_records {
+    char bytes[record_kind_mask + 1][node_record_minimum] = {};
+
+    constexpr kind_records()
+    {
+        for (unsigned kind = 0; kind <= record_kind_mask; kind++) {
+            const unsigned flags = kind << record_kind_shift;
+            bytes[kind][0] = static_cast<char>(flags & UINT8_MAX);
+            bytes[kind][1] = static_cast<char>(flags >> 8);
+        }
+    }
+};
+
 // The text that starts at offset in the record.
 std::string_view text_at(const schema_record *record, size_t offset)
 {
@@ -46,26 +59,30 @@ std::string_view string_area_text(const schema_record *record, int offset)
 
 } // namespace
 
-record_ptr record_copy(const void *bytes, size_t size)
+record_ptr record_copy(std::string_view bytes)
 {
     size_t total = 0;
-    if (!size_add(sizeof(schema_record), size, &total))
+    if (!size_add(sizeof(schema_record), bytes.size(), &total))
         return nullptr;
     record_ptr record(static_cast<schema_record *>(calloc(1, total)));
     if (record) {
-        record->size = size;
-        memcpy_s(record.get() + 1, size, bytes, size);
+        record->size = bytes.size();
+        memcpy_s(record.get() + 1, bytes.size(), bytes.data(), bytes.size());
     }
     return record;
 }
 
-record_ptr record_of_kind(node_kind kind)
+schema_record *record_copy(arena *arena, std::string_view bytes)
 {
-    uint8_t bytes[node_record_minimum] = {};
-    const unsigned flags = static_cast<unsigned>(kind) << record_kind_shift;
-    bytes[0] = static_cast<uint8_t>(flags);
-    bytes[1] = static_cast<uint8_t>(flags >> 8);
-    return record_copy(bytes, sizeof bytes);
+    const schema_record head = {bytes.size()};
+    const std::string_view head_bytes(reinterpret_cast<const char *>(&head), sizeof head);
+    return reinterpret_cast<schema_record *>(arena_concat(arena, {head_bytes, bytes}));
+}
+
+std::string_view record_of_kind(node_kind kind)
+{
+    static constexpr kind_records records;
+    return {records.bytes[kind], node_record_minimum};
 }
 
 bool is_record_of_kind(std::string_view bytes, node_kind kind)

@@ -8,6 +8,7 @@
 #include <stddef.h>
 #include <string_view>
 
+#include "base/arena.h"
 #include "base/text.h"
 #include "format/schema_record.h"
 
@@ -19,10 +20,13 @@ struct schema_record {
 using record_ptr = malloc_ptr<schema_record>;
 
 // A copy of the bytes; null when memory runs out.
-record_ptr record_copy(const void *bytes, size_t size);
+record_ptr record_copy(std::string_view bytes);
 
-// A node record of the minimum length that holds nothing but its kind.
-record_ptr record_of_kind(node_kind kind);
+// The same in an arena.
+schema_record *record_copy(arena *arena, std::string_view bytes);
+
+// The bytes of a node record of the minimum length that holds nothing but its kind.
+std::string_view record_of_kind(node_kind kind);
 
 // The fields of a node record. A kind the shell does not know is given as it
 // stands.

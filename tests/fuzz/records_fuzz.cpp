@@ -44,7 +44,7 @@ std::string text_at(const std::string &record, int offset)
 // What the shell reads in a node record, against the same read by hand.
 void check_node_record(const std::string &bytes)
 {
-    const record_ptr record = record_copy(fuzz_bytes(bytes).get(), bytes.size());
+    const record_ptr record = record_copy({fuzz_bytes(bytes).get(), bytes.size()});
     const unsigned flags = static_cast<unsigned>(number_at(bytes, 0)) & 0xFFFF;
     const int help = number_at(bytes, 12);
     const bool has_help = help != 0 && help < number_at(bytes, 18);
@@ -59,7 +59,7 @@ void check_node_record(const std::string &bytes)
 
 void check_module_record(const std::string &bytes)
 {
-    const record_ptr record = record_copy(fuzz_bytes(bytes).get(), bytes.size());
+    const record_ptr record = record_copy({fuzz_bytes(bytes).get(), bytes.size()});
     fuzz_require_equal(std::string(record_namespace(record.get())), bytes.substr(43).c_str(),
                        "the namespace");
 }

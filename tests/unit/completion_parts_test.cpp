@@ -209,7 +209,7 @@ TEST_F(completion_parts, names_of_schema_matches)
     EXPECT_EQ(list.entry, nullptr);
     for (const auto &row : rows) {
         const std::string bytes = fake_node_record(static_cast<int>(row.kind), true, "", "");
-        const record_ptr record = record_copy(bytes.data(), bytes.size());
+        const record_ptr record = record_copy(bytes);
         ASSERT_EQ(aug_option_add_match(&list, "n", "n", record.get()), 0);
         EXPECT_STREQ(list.entry[list.count - 1], row.name);
         EXPECT_EQ(list.entry[list.count], nullptr);
@@ -219,7 +219,7 @@ TEST_F(completion_parts, names_of_schema_matches)
 TEST_F(completion_parts, schema_matches_begin_with_the_prefix_and_carry_their_help)
 {
     const std::string bytes = fake_node_record(fake_leaf, true, "string", "What it is.");
-    const record_ptr record = record_copy(bytes.data(), bytes.size());
+    const record_ptr record = record_copy(bytes);
     match_list list;
     for (const char *prefix : {"na", "names", "x", "name", ""})
         EXPECT_EQ(aug_option_add_match(&list, prefix, "name", record.get()), 0);

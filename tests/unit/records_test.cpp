@@ -17,13 +17,13 @@ record_ptr node(int flags, int help, int type, int bound, const std::string &are
 {
     std::string bytes = number(flags) + std::string(10, '\x55') + number(help) + number(type) +
                         std::string(2, '\x66') + number(bound) + area;
-    return record_copy(bytes.data(), bytes.size());
+    return record_copy(bytes);
 }
 
 record_ptr module(size_t size, const std::string &tail)
 {
     std::string bytes = std::string(size, '\x77') + tail;
-    return record_copy(bytes.data(), bytes.size());
+    return record_copy(bytes);
 }
 
 const std::string area("\0string\0Help text\0", 18);
@@ -96,7 +96,7 @@ TEST(record_namespace, after_43_bytes)
 
 TEST(record_of_kind, holds_nothing_else)
 {
-    record_ptr record = record_of_kind(node_kind_list);
+    const record_ptr record = record_copy(record_of_kind(node_kind_list));
     EXPECT_EQ(record->size, 20U);
     EXPECT_EQ(record_kind(record.get()), 4U);
     EXPECT_FALSE(record_is_config(record.get()));

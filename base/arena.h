@@ -1,0 +1,37 @@
+// Many small blocks that go together: they cost one allocation for some hundreds of
+// them, and none to free. They are wiped in the end, because a name may hold a key.
+#ifndef VANDEL_BASE_ARENA_H
+#define VANDEL_BASE_ARENA_H
+
+#include <initializer_list>
+#include <stddef.h>
+#include <string_view>
+
+struct arena_piece;
+
+// Owns its blocks, which live as long as it does, or until arena_clear.
+struct arena {
+    arena_piece *newest = nullptr;
+
+    arena() = default;
+    ~arena();
+    arena(const arena &) = delete;
+    arena &operator=(const arena &) = delete;
+};
+
+// The pieces one after the other and a zero byte, aligned for a record; null when
+// memory runs out.
+char *arena_concat(arena *arena, std::initializer_list<std::string_view> pieces);
+
+// Room for a T without a destructor; as arena_concat.
+template <class T>
+T *arena_make(arena *arena, const T &value)
+{
+    const std::string_view bytes(reinterpret_cast<const char *>(&value), sizeof value);
+    return reinterpret_cast<T *>(arena_concat(arena, {bytes}));
+}
+
+// Gives all blocks back.
+void arena_clear(arena *arena);
+
+#endif
