@@ -1,27 +1,21 @@
 // What it costs to read a frame, and to make a place of a path.
 //
 // The argument is the number of bytes, or of levels; each has to cost the same.
-#include <benchmark/benchmark.h>
-#include <stdlib.h>
-#include <string>
+#include <malloc.h>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
-#include "base/session.h"
+#include "bench/support/measured.h"
+#include "bench/support/played_session.h"
 #include "link/exchange.h"
-#include "redisapi.h"
+#include "schema/command_reads.h"
 #include "schema/place.h"
-#include "tests/support/fake_redis.h"
 
 namespace
 {
-
-void must(bool holds)
-{
-    if (!holds)
-        abort();
-}
 
 void write_all(int descriptor, const std::string &text)
 {
@@ -39,10 +33,12 @@ std::string frame_of(int64_t size)
     return frame + std::string(static_cast<size_t>(size), 'x');
 }
 
-// Another thread writes: both benchmarks below wait for the same one.
+// Another thread writes: both benchmarks below wait for the same one. What is read
+// gets pages of its own each time, as in a shell, whatever its size.
 template <class Reader>
 void read_frames(benchmark::State &state, Reader read_frame)
 {
+    must(mallopt(M_MMAP_THRESHOLD, 100000) == 1);
     const std::string frame = frame_of(state.range(0));
     int ends[2];
     must(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0);
@@ -53,8 +49,7 @@ void read_frames(benchmark::State &state, Reader read_frame)
     }
     close(ends[0]);
     close(ends[1]);
-    state.SetComplexityN(state.range(0));
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+    count_bytes(state);
 }
 
 void receive_frame(benchmark::State &state)
@@ -84,43 +79,43 @@ void read_into_a_block(benchmark::State &state)
     });
 }
 
-void connect_schema()
+// So many levels below a container, each of which the schema has below these nodes.
+void make_place(benchmark::State &state, const std::vector<std::pair<const char *, int>> &above)
 {
-    fake_redis_reset();
-    fake_redis_put_module("m", "urn:m");
-    session.redis = redis_connect();
-}
-
-void disconnect_schema()
-{
-    redis_freeconn(session.redis);
-    session.redis = nullptr;
-}
-
-// A path so many levels deep.
-void make_place(benchmark::State &state)
-{
-    connect_schema();
-    std::string path = "/m";
+    const played_session played;
+    std::string path = "/m/c";
+    std::string schema_path = path;
     for (int64_t i = 0; i < state.range(0); i++) {
-        fake_redis_put_node(path.c_str(), "c", fake_container);
+        for (const auto &[name, kind] : above) {
+            fake_redis_put_node(schema_path, name, kind);
+            schema_path += std::string("/") + name;
+        }
+        fake_redis_put_node(schema_path, "c", fake_container);
+        schema_path += "/c";
         path += "/c";
     }
-    for ([[maybe_unused]] auto turn : state)
+    for ([[maybe_unused]] auto turn : state) {
+        const command_reads reads;
         must(place_is_known(place_at(path.c_str(), path_scope_configuration)));
-    state.SetComplexityN(state.range(0));
-    disconnect_schema();
+        fake_redis_take_asked();
+    }
+    count_items(state);
 }
 
-void bytes(benchmark::internal::Benchmark *benchmark)
+void make_place_in_containers(benchmark::State &state)
 {
-    benchmark->RangeMultiplier(10)->Range(100000, 100000000)->Complexity(benchmark::oN);
-    benchmark->Unit(benchmark::kMillisecond)->UseRealTime();
+    make_place(state, {});
 }
 
-BENCHMARK(receive_frame)->Apply(bytes);
-BENCHMARK(read_into_a_block)->Apply(bytes);
-BENCHMARK(make_place)->RangeMultiplier(2)->Range(2, 64)->Complexity(benchmark::oN);
+void make_place_in_cases(benchmark::State &state)
+{
+    make_place(state, {{"choice", fake_choice}, {"case", fake_case}});
+}
+
+BENCHMARK(receive_frame)->Apply(sizes_up_to<100000000>)->UseRealTime();
+BENCHMARK(read_into_a_block)->Apply(sizes_up_to<100000000>)->UseRealTime();
+BENCHMARK(make_place_in_containers)->RangeMultiplier(4)->Range(4, 64)->Complexity();
+BENCHMARK(make_place_in_cases)->RangeMultiplier(4)->Range(4, 64)->Complexity();
 
 } // namespace
 

@@ -1,11 +1,9 @@
 // What it costs to print a reply, and to lay out a listing.
-#include <benchmark/benchmark.h>
 #include <iostream>
 #include <stdio.h>
-#include <stdlib.h>
-#include <string>
 
 #include "base/columns.h"
+#include "bench/support/measured.h"
 #include "link/xml_print.h"
 
 namespace
@@ -14,8 +12,7 @@ namespace
 // Standard output leads nowhere while a benchmark prints.
 void print_to_nowhere()
 {
-    if (std::freopen("/dev/null", "w", stdout) == nullptr)
-        std::abort();
+    must(freopen("/dev/null", "w", stdout) != nullptr);
 }
 
 void print_reply(benchmark::State &state)
@@ -33,30 +30,19 @@ void print_reply(benchmark::State &state)
 void list_nodes(benchmark::State &state)
 {
     for ([[maybe_unused]] auto turn : state) {
-        if (listing_start() != 0)
-            std::abort();
+        must(listing_start() == 0);
         for (int64_t i = 0; i < state.range(0); i++) {
             const std::string name = "node" + std::to_string(i * 7919 % state.range(0));
-            if (listing_add(name.c_str(), 1) != 0)
-                std::abort();
+            must(listing_add(name.c_str(), 1) == 0);
         }
         listing_print();
         listing_free();
     }
-    state.SetComplexityN(state.range(0));
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+    count_items(state);
 }
 
-BENCHMARK(print_reply)
-    ->RangeMultiplier(10)
-    ->Range(1000, 1000000)
-    ->Complexity()
-    ->Unit(benchmark::kMillisecond);
-BENCHMARK(list_nodes)
-    ->RangeMultiplier(10)
-    ->Range(100, 100000)
-    ->Complexity(benchmark::oNLogN)
-    ->Unit(benchmark::kMillisecond);
+BENCHMARK(print_reply)->Apply(sizes_up_to<1000000>);
+BENCHMARK(list_nodes)->Apply(sizes_up_to<100000>);
 
 } // namespace
 
@@ -64,7 +50,7 @@ BENCHMARK(list_nodes)
 int main(int argc, char **argv)
 {
     benchmark::Initialize(&argc, argv);
-    benchmark::ConsoleReporter reporter;
+    benchmark::ConsoleReporter reporter(benchmark::ConsoleReporter::OO_Tabular);
     reporter.SetOutputStream(&std::cerr);
     reporter.SetErrorStream(&std::cerr);
     print_to_nowhere();

@@ -1,25 +1,15 @@
 // What it costs to join words, to split them, and to write values as entities.
 //
 // The argument is the number of words or bytes; each has to cost the same.
-#include <benchmark/benchmark.h>
-#include <stdlib.h>
-#include <string>
 #include <vector>
 
 #include "base/args.h"
 #include "base/escape.h"
+#include "bench/support/measured.h"
 #include "shell/arguments.h"
 
 namespace
 {
-
-std::string repeated(const std::string &piece, int64_t count)
-{
-    std::string text;
-    for (int64_t i = 0; i < count; i++)
-        text += piece;
-    return text;
-}
 
 // The words are overwritten when they are taken: they are made anew each time.
 void join_words(benchmark::State &state)
@@ -32,11 +22,9 @@ void join_words(benchmark::State &state)
         for (size_t at = 0; at < words.size(); at += 6)
             starts.push_back(&words[at]);
         state.ResumeTiming();
-        if (!take_arguments(static_cast<int>(starts.size()), starts.data()))
-            std::abort();
+        must(take_arguments(static_cast<int>(starts.size()), starts.data()) != nullptr);
     }
-    state.SetComplexityN(state.range(0));
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+    count_items(state);
 }
 
 void split_words(benchmark::State &state)
@@ -44,23 +32,18 @@ void split_words(benchmark::State &state)
     const std::string line = repeated("value 'a b' ", state.range(0) / 2);
     for ([[maybe_unused]] auto turn : state) {
         const arg_words words(line.c_str());
-        if (words.argc != state.range(0))
-            std::abort();
+        must(words.argc == state.range(0));
     }
-    state.SetComplexityN(state.range(0));
-    state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+    count_items(state);
 }
 
 // A byte in eight is written as an entity.
 void escape_value(benchmark::State &state)
 {
     const std::string value = repeated("a < of b", state.range(0) / 8);
-    for ([[maybe_unused]] auto turn : state) {
-        if (!escape_copy(value.c_str()))
-            std::abort();
-    }
-    state.SetComplexityN(state.range(0));
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+    for ([[maybe_unused]] auto turn : state)
+        must(escape_copy(value.c_str()) != nullptr);
+    count_bytes(state);
 }
 
 void unescape_value(benchmark::State &state)
@@ -70,20 +53,13 @@ void unescape_value(benchmark::State &state)
     for ([[maybe_unused]] auto turn : state)
         escape_text(plain.data(), value.data(), static_cast<long>(value.size()),
                     escape_mode_unescape);
-    state.SetComplexityN(state.range(0));
-    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+    count_bytes(state);
 }
 
-void sizes(benchmark::internal::Benchmark *benchmark)
-{
-    benchmark->RangeMultiplier(10)->Range(1000, 1000000)->Complexity();
-    benchmark->Unit(benchmark::kMillisecond);
-}
-
-BENCHMARK(join_words)->Apply(sizes);
-BENCHMARK(split_words)->Apply(sizes);
-BENCHMARK(escape_value)->Apply(sizes);
-BENCHMARK(unescape_value)->Apply(sizes);
+BENCHMARK(join_words)->Apply(sizes_up_to<1000000>);
+BENCHMARK(split_words)->Apply(sizes_up_to<1000000>);
+BENCHMARK(escape_value)->Apply(sizes_up_to<1000000>);
+BENCHMARK(unescape_value)->Apply(sizes_up_to<1000000>);
 
 } // namespace
 
