@@ -49,6 +49,9 @@ elseif(VANDEL_FUZZ)
                             -Wno-sign-conversion)
   target_link_options(vandel_common INTERFACE -fsanitize=address,undefined)
 else()
+  # Nothing unwinds the stack while a program runs. The tables for that would be a
+  # quarter of the shell on 32 bits; debuggers find their own in what -g adds.
+  target_compile_options(vandel_common INTERFACE -fno-asynchronous-unwind-tables)
   # Wherever something is optimised: elsewhere the C library warns of it.
   include(CheckCXXSourceCompiles)
   string(TOUPPER "${CMAKE_BUILD_TYPE}" build_type)

@@ -1,4 +1,5 @@
 """The shell and the libraries beside it need no C++ run-time library: no device must have one.
+And the shell is small.
 
 For other processors, too, whose programs can be read here like any."""
 
@@ -44,3 +45,15 @@ def needed(name):
 )
 def test_what_is_loaded_with_it(name, libraries):
     assert needed(name) == libraries
+
+
+@pytest.mark.skipif(
+    configured("VANDEL_SANITIZE") != "" or configured("CMAKE_BUILD_TYPE") != "Release",
+    reason="not as on a device",
+)
+def test_how_large_the_shell_is(tmp_path):
+    stripped = tmp_path / "vandel"
+    subprocess.run(
+        [configured("CMAKE_STRIP"), "-o", stripped, os.path.join(BUILT, "vandel")], check=True
+    )
+    assert stripped.stat().st_size <= 220_000
