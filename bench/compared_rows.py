@@ -310,7 +310,7 @@ ROWS = [
     row(
         "Tab among live entries",
         "5, 30, 250 ms over the server's time",
-        WIDE,
+        (10, *WIDE),
         live_entries,
         ("vandel", lambda _: strike(b"cd m/l/l[", b"\t")),
         ("reply read", lambda _: plain_read()),
