@@ -1,6 +1,5 @@
 // A line in the editor that is drawn for nobody.
-#ifndef VANDEL_BENCH_EDITED_LINE_H
-#define VANDEL_BENCH_EDITED_LINE_H
+#pragma once
 
 #include <functional>
 #include <stdio.h>
@@ -32,5 +31,3 @@ inline void while_editing(const std::string &line, edited_line_action action)
     fclose(input);
     fclose(output);
 }
-
-#endif

@@ -1,6 +1,5 @@
 // What benchmarks of parts have in common.
-#ifndef VANDEL_BENCH_MEASURED_H
-#define VANDEL_BENCH_MEASURED_H
+#pragma once
 
 #include <benchmark/benchmark.h>
 #include <stdint.h>
@@ -43,5 +42,3 @@ void sizes_up_to(benchmark::internal::Benchmark *benchmark)
     benchmark->RangeMultiplier(10)->Range(largest / 100, largest)->Complexity();
     benchmark->Unit(benchmark::kMillisecond);
 }
-
-#endif

@@ -1,6 +1,5 @@
 // A session over a played database.
-#ifndef VANDEL_BENCH_PLAYED_SESSION_H
-#define VANDEL_BENCH_PLAYED_SESSION_H
+#pragma once
 
 #include <stdlib.h>
 #include <string.h>
@@ -38,5 +37,3 @@ class played_session
     played_session(const played_session &) = delete;
     played_session &operator=(const played_session &) = delete;
 };
-
-#endif
