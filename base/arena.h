@@ -1,7 +1,6 @@
 // Many small blocks that go together: they cost one allocation for some hundreds of
 // them, and none to free. They are wiped in the end, because a name may hold a key.
-#ifndef VANDEL_BASE_ARENA_H
-#define VANDEL_BASE_ARENA_H
+#pragma once
 
 #include <initializer_list>
 #include <stddef.h>
@@ -33,5 +32,3 @@ T *arena_make(arena *arena, const T &value)
 
 // Gives all blocks back.
 void arena_clear(arena *arena);
-
-#endif

@@ -5,8 +5,7 @@
 // byte each), and the handler turns them back on the words that it uses:
 //
 //     blank 3    [ 11    ] 12    = 13    , 14
-#ifndef VANDEL_BASE_ARGS_H
-#define VANDEL_BASE_ARGS_H
+#pragma once
 
 struct args {
     char **argv;  // owned words; the slot after the last word holds null
@@ -44,5 +43,3 @@ struct arg_words : args {
     arg_words(const arg_words &) = delete;
     arg_words &operator=(const arg_words &) = delete;
 };
-
-#endif

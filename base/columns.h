@@ -8,8 +8,7 @@
 // layout goes by the bytes of the names as they were given. int results are 0,
 // or -1 when memory runs out or an entry is refused, and then the listing is as
 // it was.
-#ifndef VANDEL_BASE_COLUMNS_H
-#define VANDEL_BASE_COLUMNS_H
+#pragma once
 
 #include <stddef.h>
 
@@ -39,5 +38,3 @@ void listing_free();
 
 // The line width for a value of COLUMNS (null when it is unset), 1 to 10000.
 unsigned listing_width(const char *columns);
-
-#endif

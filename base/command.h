@@ -2,8 +2,7 @@
 //
 // The table itself stands in shell/, above all handlers; what is below it is
 // handed the rows at start-up.
-#ifndef VANDEL_BASE_COMMAND_H
-#define VANDEL_BASE_COMMAND_H
+#pragma once
 
 // An accepted value; both fields are null in the row that ends a range.
 struct range_item {
@@ -62,5 +61,3 @@ const cmd_entry *command_rows();
 
 // The row with exactly this name, or null.
 const cmd_entry *command_find(const cmd_entry *rows, const char *name);
-
-#endif

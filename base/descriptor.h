@@ -1,6 +1,5 @@
 // A file descriptor that is closed at the end of its scope, which leaves errno alone.
-#ifndef VANDEL_BASE_DESCRIPTOR_H
-#define VANDEL_BASE_DESCRIPTOR_H
+#pragma once
 
 #include <errno.h>
 #include <unistd.h>
@@ -25,5 +24,3 @@ struct descriptor {
     descriptor(const descriptor &) = delete;
     descriptor &operator=(const descriptor &) = delete;
 };
-
-#endif

@@ -2,8 +2,7 @@
 //
 //     & "&amp;"   < "&lt;"   > "&gt;"   double quote "&quot;"
 //     tab "&#9;"  carriage return "&#13;"  line feed "&#10;"
-#ifndef VANDEL_BASE_ESCAPE_H
-#define VANDEL_BASE_ESCAPE_H
+#pragma once
 
 #include <stddef.h>
 
@@ -24,5 +23,3 @@ heap_text escape_copy(const char *text);
 // Decodes what stands at `at` (at least 1 of `left` bytes): an entity or a
 // single byte. Returns how many bytes were read; *character is the result.
 size_t unescape_one(const char *at, size_t left, char *character);
-
-#endif

@@ -1,6 +1,5 @@
 // Arrays that grow at their end and are ended by an empty entry.
-#ifndef VANDEL_BASE_GROWING_ARRAY_H
-#define VANDEL_BASE_GROWING_ARRAY_H
+#pragma once
 
 #include <stddef.h>
 
@@ -9,5 +8,3 @@
 // when memory runs out, and then the array is what it was. A null array has a
 // capacity of 0.
 void *array_make_room(void *array, size_t count, size_t *capacity, size_t entry_size);
-
-#endif

@@ -1,6 +1,5 @@
 // A hash of texts (FNV-1a), which can be continued from a prefix to a longer text.
-#ifndef VANDEL_BASE_HASH_H
-#define VANDEL_BASE_HASH_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -26,5 +25,3 @@ inline size_t hash_bucket(uint32_t hash, size_t bucket_count)
 {
     return (hash ^ hash >> 16) & (bucket_count - 1);
 }
-
-#endif

@@ -2,8 +2,7 @@
 //
 // The text of a message starts with its level in brackets and ends in a line
 // feed; it stands whole where it is logged, so that a search finds the line.
-#ifndef VANDEL_BASE_LOG_H
-#define VANDEL_BASE_LOG_H
+#pragma once
 
 // Opens the log: ident "RELKA-VDL", with the process id, facility LOG_USER.
 void log_open();
@@ -12,5 +11,3 @@ void log_open();
 void log_error(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void log_info(const char *format, ...) __attribute__((format(printf, 1, 2)));
 void log_debug(const char *format, ...) __attribute__((format(printf, 1, 2)));
-
-#endif

@@ -5,8 +5,7 @@
 // group of fields is given its meaning by the part of the code that is named
 // beside it. Everything but `lock`, `listen_fds` and `server_fd` is touched by
 // the main thread only.
-#ifndef VANDEL_BASE_SESSION_H
-#define VANDEL_BASE_SESSION_H
+#pragma once
 
 #include <pthread.h>
 #include <stddef.h>
@@ -87,5 +86,3 @@ extern session_record session;
 
 // The socket to the daemon; frames are sent only while it is greater than 0.
 extern int server_fd;
-
-#endif

@@ -5,8 +5,7 @@
 // is safe only where the main thread is inside no allocation and no printing.
 // One that comes in between is taken at the next wait; one from outside does
 // not wait longer than a fraction of a second.
-#ifndef VANDEL_BASE_SIGNALS_H
-#define VANDEL_BASE_SIGNALS_H
+#pragma once
 
 #include <signal.h>
 
@@ -50,5 +49,3 @@ struct signal_window {
     bool opened;
     sigset_t before;
 };
-
-#endif

@@ -4,8 +4,7 @@
 // changes nothing. Sizes are added with an overflow test, so that a sum which
 // wraps on a 32-bit device is refused like memory that is not there. What wipes a
 // text leaves nothing in registers either (scrub.h).
-#ifndef VANDEL_BASE_TEXT_H
-#define VANDEL_BASE_TEXT_H
+#pragma once
 
 #include <ctype.h>
 #include <initializer_list>
@@ -118,5 +117,3 @@ int text_prepend(text_buffer *buffer, std::string_view piece);
 
 // Keeps `length` bytes of the text from `start` on and wipes the rest.
 void text_keep(text_buffer *buffer, size_t start, size_t length);
-
-#endif

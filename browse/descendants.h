@@ -2,8 +2,7 @@
 //
 // A descendant set owns everything in it and is emptied at the end of its
 // scope. Names are masked (schema/masking.h).
-#ifndef VANDEL_BROWSE_DESCENDANTS_H
-#define VANDEL_BROWSE_DESCENDANTS_H
+#pragma once
 
 #include <string_view>
 
@@ -64,5 +63,3 @@ const case_entry *choice_active_case(const choice_entry *choice);
 // Whether the set holds a node with this name. In a choice with an active
 // case only that case counts, otherwise all of its cases.
 bool descendants_reach(const descendant_set *set, const char *name);
-
-#endif

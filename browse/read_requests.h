@@ -4,8 +4,7 @@
 // refused. A buffer without data is returned then, when the filter cannot be built
 // (logged), and when memory runs out; the request has taken its message id all
 // the same. Paths are masked.
-#ifndef VANDEL_BROWSE_READ_REQUESTS_H
-#define VANDEL_BROWSE_READ_REQUESTS_H
+#pragma once
 
 #include "base/text.h"
 #include "schema/key_set.h"
@@ -23,5 +22,3 @@ text_buffer build_get_config(const char *path, read_source source);
 
 // The keys of all entries of a list in the running datastore.
 text_buffer build_get_list_keys(const char *list_path, const key_names *keys);
-
-#endif

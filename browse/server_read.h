@@ -2,8 +2,7 @@
 // entries a list has.
 //
 // Paths are masked. Failures are logged, never shown to the operator.
-#ifndef VANDEL_BROWSE_SERVER_READ_H
-#define VANDEL_BROWSE_SERVER_READ_H
+#pragma once
 
 struct descendant_set;
 struct place;
@@ -19,5 +18,3 @@ bool server_has_entry(const place &list, const char *name);
 // of kind list. 0, or -1 when they cannot be told, and then the set is of no
 // use. A server without entries is success.
 int server_list_entries(const place &list, descendant_set *entries);
-
-#endif

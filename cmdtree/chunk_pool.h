@@ -3,8 +3,7 @@
 // Chunk i is made with 4096 << i bytes, so a body of any size is appended
 // without copying what is there already. A piece that is larger than the chunk
 // made for it gets a chunk of its own size.
-#ifndef VANDEL_CMDTREE_CHUNK_POOL_H
-#define VANDEL_CMDTREE_CHUNK_POOL_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -48,5 +47,3 @@ size_t pool_text_length();
 // freed as soon as its text has been copied; the pool is empty in the end. 0, or
 // -1 when memory runs out.
 int pool_move_to(text_buffer *out, size_t more);
-
-#endif

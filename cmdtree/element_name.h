@@ -2,8 +2,7 @@
 //
 // Whoever reads a request ends the session at a name that XML does not allow,
 // so what cannot be named is kept out of every tree.
-#ifndef VANDEL_CMDTREE_ELEMENT_NAME_H
-#define VANDEL_CMDTREE_ELEMENT_NAME_H
+#pragma once
 
 #include <string_view>
 
@@ -24,5 +23,3 @@ bool is_xml_name(std::string_view text);
 // in a predicate, can be written as an element. The predicate must be closed
 // and hold a key; the value of a key may be missing.
 bool path_names_elements(std::string_view path);
-
-#endif

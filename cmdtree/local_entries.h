@@ -5,8 +5,7 @@
 // are masked (schema/masking.h) and compared whole. Newest records and entries
 // come first; beside the links stand indexes, so that finding one does not walk them.
 // The store owns copies of all texts.
-#ifndef VANDEL_CMDTREE_LOCAL_ENTRIES_H
-#define VANDEL_CMDTREE_LOCAL_ENTRIES_H
+#pragma once
 
 struct list_entry {
     char *key;
@@ -37,5 +36,3 @@ void local_entries_forget(const char *path, const char *key);
 // Forgets those that a deleted path stands for: the entry itself when the path's last
 // predicate names one, all below the path when it holds no predicate.
 void local_entries_forget_deleted(const char *path);
-
-#endif

@@ -1,8 +1,7 @@
 // Nodes of command trees: creation, linking, release.
 //
 // Node and log links are kept by their addresses, so unlinking needs no search.
-#ifndef VANDEL_CMDTREE_NODE_H
-#define VANDEL_CMDTREE_NODE_H
+#pragma once
 
 #include <string_view>
 
@@ -38,5 +37,3 @@ struct last_component {
 };
 
 last_component node_last_component(const cmd_node *node);
-
-#endif

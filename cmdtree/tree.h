@@ -12,8 +12,7 @@
 // are freed. Beside the links that output follows, each staging tree has an
 // index by path, so that staging costs the depth of a path, not the size of
 // the tree.
-#ifndef VANDEL_CMDTREE_TREE_H
-#define VANDEL_CMDTREE_TREE_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -99,5 +98,3 @@ void tree_free(command_tree *tree);
 
 // Frees a detached root and everything below it; null is accepted.
 void tree_free_node(cmd_node *root);
-
-#endif

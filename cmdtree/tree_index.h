@@ -2,8 +2,7 @@
 //
 // The index refers to nodes that the tree owns. It never makes staging fail
 // once it has buckets: when it cannot grow, its chains get longer.
-#ifndef VANDEL_CMDTREE_TREE_INDEX_H
-#define VANDEL_CMDTREE_TREE_INDEX_H
+#pragma once
 
 #include <string_view>
 
@@ -29,5 +28,3 @@ cmd_node *tree_index_entry(const tree_index *index, const char *path, const char
 
 // Frees the buckets; the nodes stay.
 void tree_index_clear(tree_index *index);
-
-#endif

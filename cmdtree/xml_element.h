@@ -1,6 +1,5 @@
 // The XML of one command node, as the pieces before and after its children.
-#ifndef VANDEL_CMDTREE_XML_ELEMENT_H
-#define VANDEL_CMDTREE_XML_ELEMENT_H
+#pragma once
 
 #include "base/text.h"
 #include "cmdtree/tree.h"
@@ -22,5 +21,3 @@ int element_open(text_buffer *out, const cmd_node *node, element_detail detail, 
 // Appends what comes after the children: the closing tag of a node without a
 // value. 0 or -1.
 int element_close(text_buffer *out, const cmd_node *node, element_detail detail);
-
-#endif

@@ -3,8 +3,7 @@
 // One element per path component; namespaces where the module changes; the key
 // leaves of a list entry first; values escaped; deleted nodes carry
 // xc:operation="delete". The root and modules produce no element.
-#ifndef VANDEL_CMDTREE_XML_WRITER_H
-#define VANDEL_CMDTREE_XML_WRITER_H
+#pragma once
 
 #include <stddef.h>
 
@@ -21,5 +20,3 @@ int tree_to_xml(const cmd_node *node, path_scope scope);
 // elements and key values, no other values and no operations. 0, or -1 when it does
 // not fit (logged) or a namespace is missing.
 int tree_to_filter(const cmd_node *node, text_buffer *out, size_t size);
-
-#endif

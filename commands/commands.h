@@ -3,8 +3,7 @@
 // Each takes the command line from the command word on, reports failures to the
 // operator, and returns 0. The texts that they print are interface, misspellings
 // included.
-#ifndef VANDEL_COMMANDS_COMMANDS_H
-#define VANDEL_COMMANDS_COMMANDS_H
+#pragma once
 
 // Prints all commands or one of them. Cuts the line after its second word, so the
 // line must be writable although handlers are given it as const.
@@ -44,5 +43,3 @@ int cmd_export_config(const char *line);
 // follows no symbolic link. Neither this nor the export waits for the other end of
 // a FIFO.
 int cmd_import_config(const char *line);
-
-#endif

@@ -1,6 +1,5 @@
 // The copy-config request.
-#ifndef VANDEL_COMMANDS_COPY_REQUEST_H
-#define VANDEL_COMMANDS_COPY_REQUEST_H
+#pragma once
 
 #include <stddef.h>
 
@@ -29,5 +28,3 @@ constexpr size_t copy_config_room = 512;
 // `config` is null, and otherwise the text in this buffer, which the request takes
 // over; with room for the rest of it, nothing is copied.
 void copy_config(const char *source, text_buffer *config, const char *target);
-
-#endif

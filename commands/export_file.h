@@ -4,8 +4,7 @@
 // change between any two looks at it. So nothing is followed, a file is made
 // only under a name that is free, and one that is there is looked at once it is
 // open and before it is changed.
-#ifndef VANDEL_COMMANDS_EXPORT_FILE_H
-#define VANDEL_COMMANDS_EXPORT_FILE_H
+#pragma once
 
 #include <string_view>
 
@@ -18,5 +17,3 @@ int export_file_clear(const char *path);
 // come there meanwhile or could not be removed. 0 or -1 (logged), and then
 // nothing of the text is left.
 int export_file_write(const char *path, std::string_view text);
-
-#endif

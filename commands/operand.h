@@ -1,6 +1,5 @@
 // The operand of a command: the word that names a place, and how it is refused.
-#ifndef VANDEL_COMMANDS_OPERAND_H
-#define VANDEL_COMMANDS_OPERAND_H
+#pragma once
 
 #include "schema/place.h"
 
@@ -15,5 +14,3 @@ void print_error_parameter(char *operand);
 
 // The node at the path is not configuration.
 void print_not_config_node(char *path);
-
-#endif

@@ -5,8 +5,7 @@
 // rpc's input, and the session lasts. In the one-shot mode both live in the profile:
 // a change is a line there, which is written only when it can be staged and would be
 // read back as it is.
-#ifndef VANDEL_COMMANDS_STAGING_H
-#define VANDEL_COMMANDS_STAGING_H
+#pragma once
 
 #include "cmdtree/tree.h"
 #include "profile/profile.h"
@@ -31,5 +30,3 @@ void staged_discard();
 // where the next command finds it; at the prompt it is there already.
 void staged_keep();
 void session_keep(const char *section, const char *line);
-
-#endif

@@ -1,6 +1,5 @@
 // '?' after a command: what its arguments may be, argument by argument.
-#ifndef VANDEL_COMPLETE_ARGUMENT_HELP_H
-#define VANDEL_COMPLETE_ARGUMENT_HELP_H
+#pragma once
 
 #include "base/command.h"
 
@@ -18,5 +17,3 @@ void first_argument_help(tinyrl *editor, const cmd_entry *command, first_argumen
 // Prints what may follow the word `previous` and puts what all candidates share
 // into the line.
 void next_argument_help(tinyrl *editor, const cmd_entry *command, const char *previous);
-
-#endif

@@ -1,7 +1,6 @@
 // The table of a command's arguments that '?' prints: prerequisite, name, type,
 // accepted values and help, each column as wide as its longest text.
-#ifndef VANDEL_COMPLETE_ARGUMENT_TABLE_H
-#define VANDEL_COMPLETE_ARGUMENT_TABLE_H
+#pragma once
 
 #include <string_view>
 
@@ -13,5 +12,3 @@ struct tinyrl;
 // and begins with it. A prerequisite that is itself an argument is left blank.
 void argument_table_print(tinyrl *editor, const cmd_entry *command,
                           const std::string_view *typed = nullptr);
-
-#endif

@@ -3,8 +3,7 @@
 //
 // Each function appends to a list and returns 0, or -1 when memory runs out.
 // word_start is where the word before the cursor begins.
-#ifndef VANDEL_COMPLETE_CANDIDATES_H
-#define VANDEL_COMPLETE_CANDIDATES_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -33,5 +32,3 @@ const cmd_entry *typed_command(const line_scan *scan);
 
 // Argument `index` of a command, or null.
 const arg_desc *command_argument(const cmd_entry *command, size_t index);
-
-#endif

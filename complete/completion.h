@@ -1,6 +1,5 @@
 // The two helping keys of the prompt.
-#ifndef VANDEL_COMPLETE_COMPLETION_H
-#define VANDEL_COMPLETE_COMPLETION_H
+#pragma once
 
 struct tinyrl;
 
@@ -15,5 +14,3 @@ bool completion_tab_key(tinyrl *editor, int key);
 // '?': lists what may stand at the cursor, with what each candidate means, and
 // inserts what they share. Always false, so that the bell rings.
 bool completion_help_key(tinyrl *editor, int key);
-
-#endif

@@ -2,8 +2,7 @@
 //
 // Positions are byte indexes into the line. A blank is any byte of the C
 // library's space class.
-#ifndef VANDEL_COMPLETE_LINE_SCAN_H
-#define VANDEL_COMPLETE_LINE_SCAN_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -61,5 +60,3 @@ std::string_view typed_text(const tinyrl *editor, size_t start);
 // drawn. False, after the bell, when the text does not fit: the line is as it
 // was.
 bool replace_typed(tinyrl *editor, size_t start, const char *text, size_t length);
-
-#endif

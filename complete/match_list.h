@@ -1,7 +1,6 @@
 // Candidates for the word before the cursor, in the order in which they were
 // offered, and what each of them means.
-#ifndef VANDEL_COMPLETE_MATCH_LIST_H
-#define VANDEL_COMPLETE_MATCH_LIST_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -45,5 +44,3 @@ void match_list_free(match_list *list);
 // Prints a line for each candidate: its name, in a column as wide as the longest one,
 // and its help, both as tinyrl_print_safe shows them.
 void match_list_print(tinyrl *editor, const match_list *list);
-
-#endif

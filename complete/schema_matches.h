@@ -1,7 +1,6 @@
 // Completion of a schema path: the children of the node that the typed
 // directory names, as far as they begin with the typed last component.
-#ifndef VANDEL_COMPLETE_SCHEMA_MATCHES_H
-#define VANDEL_COMPLETE_SCHEMA_MATCHES_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -27,5 +26,3 @@ void get_match(const tinyrl *editor, size_t word_start, match_list *list);
 // when memory runs out (logged).
 int aug_option_add_match(match_list *list, std::string_view prefix, const char *name,
                          const schema_record *record);
-
-#endif

@@ -9,8 +9,7 @@
 //
 // Integers are in the host's byte order; both sides run on one machine. A shell's
 // body ends in the zero byte of its text, most often; one to a shell does not.
-#ifndef VANDEL_FORMAT_FRAME_H
-#define VANDEL_FORMAT_FRAME_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -42,5 +41,3 @@ inline frame_header frame_header_read(const void *bytes)
     memcpy(&header, bytes, sizeof header);
     return header;
 }
-
-#endif

@@ -11,8 +11,7 @@
 //
 // Module record: from offset 43 the namespace, zero-terminated. All other bytes are
 // zero.
-#ifndef VANDEL_FORMAT_SCHEMA_RECORD_H
-#define VANDEL_FORMAT_SCHEMA_RECORD_H
+#pragma once
 
 #include <stddef.h>
 
@@ -40,5 +39,3 @@ constexpr size_t record_bound_offset = 18;
 // The least that a record has; from there on stand the strings, or the namespace.
 constexpr size_t node_record_minimum = 20;
 constexpr size_t module_record_minimum = 43;
-
-#endif

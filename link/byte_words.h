@@ -1,6 +1,5 @@
 // Eight bytes of a text looked at together.
-#ifndef VANDEL_LINK_BYTE_WORDS_H
-#define VANDEL_LINK_BYTE_WORDS_H
+#pragma once
 
 #include <bit>
 #include <stdint.h>
@@ -31,5 +30,3 @@ inline size_t word_first(uint64_t top_bits)
 {
     return static_cast<size_t>(__builtin_ctzll(top_bits)) / 8;
 }
-
-#endif

@@ -4,8 +4,7 @@
 // msg_wait_reply; if that returned 0, use the reply and free it. Between the
 // two the caller holds the exchange lock, so that the listener cannot read the
 // reply. Failures are logged; those of the lock are printed.
-#ifndef VANDEL_LINK_EXCHANGE_H
-#define VANDEL_LINK_EXCHANGE_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -46,5 +45,3 @@ int msg_recv(reply_text *message);
 // and gives the lock back in every case. Results as msg_recv; looks whether the reply
 // is plain, which nobody needs to do again.
 int msg_wait_reply(reply_text *reply);
-
-#endif

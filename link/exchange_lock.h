@@ -5,8 +5,7 @@
 // the socket while it holds the lock, and a request that comes ends that poll. A
 // thread that does not hold the lock releases nothing, and never another thread's
 // hold.
-#ifndef VANDEL_LINK_EXCHANGE_LOCK_H
-#define VANDEL_LINK_EXCHANGE_LOCK_H
+#pragma once
 
 // Initialises the session's lock; called once, before any thread exists.
 void lock_init();
@@ -28,5 +27,3 @@ int exchange_trylock();
 // Gives the lock back; 0 or an error number. Without the lock it does nothing
 // and reports success.
 int exchange_unlock();
-
-#endif

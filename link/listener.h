@@ -1,6 +1,5 @@
 // The thread that prints notifications which arrive between two requests.
-#ifndef VANDEL_LINK_LISTENER_H
-#define VANDEL_LINK_LISTENER_H
+#pragma once
 
 // Starts a detached thread; 0 or -1 (logged).
 int thread_create(void *(*body)(void *), void *argument);
@@ -19,5 +18,3 @@ void listener_park();
 // second at most; 0, or an error number when the listener is still at it (its
 // output is stalled), and then the process must end without exit().
 int listener_park_soon();
-
-#endif

@@ -3,8 +3,7 @@
 // A request is begun, filled, sent and answered; nothing of it is held while its
 // reply is awaited. Failures of the socket are logged (link/exchange.h); what the
 // operator is told of them is the caller's.
-#ifndef VANDEL_LINK_REQUEST_H
-#define VANDEL_LINK_REQUEST_H
+#pragma once
 
 #include <stdint.h>
 #include <string_view>
@@ -33,5 +32,3 @@ request_result request_exchange(text_buffer *request, reply_text *reply,
 
 // Prints a reply below an empty line.
 void reply_print(const reply_text &reply);
-
-#endif

@@ -1,6 +1,5 @@
 // Connecting to the daemon and announcing the operator.
-#ifndef VANDEL_LINK_SERVER_SESSION_H
-#define VANDEL_LINK_SERVER_SESSION_H
+#pragma once
 
 // Connects, creates the session and starts the listener; 0 or non-zero, and
 // then the socket is closed. The reason is in the system log.
@@ -8,5 +7,3 @@ int server_connect();
 
 // Sends the create-session rpc and keeps the session id of its reply; 0 or -1.
 int session_create();
-
-#endif

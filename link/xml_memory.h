@@ -4,8 +4,7 @@
 // twice, there it loses some, and it may hand out half a document. So when the
 // heap has nothing left, a reserve lends what the operation under way still
 // needs, and the caller, who is told, discards its result.
-#ifndef VANDEL_LINK_XML_MEMORY_H
-#define VANDEL_LINK_XML_MEMORY_H
+#pragma once
 
 // Makes libxml2 allocate here; called before anything else of it is used, and
 // harmless when repeated.
@@ -16,5 +15,3 @@ void xml_memory_watch();
 
 // Whether the heap had nothing for one of them since then.
 bool xml_memory_ran_out();
-
-#endif

@@ -1,6 +1,5 @@
 // XML of the plain kind that replies are made of, recognised without a parser.
-#ifndef VANDEL_LINK_XML_PLAIN_H
-#define VANDEL_LINK_XML_PLAIN_H
+#pragma once
 
 #include <stddef.h>
 
@@ -8,5 +7,3 @@
 // them unusual, whose root has another local name than `name`. Of what is not, nothing
 // is known: only a parser can tell. Reads each byte once, allocates nothing.
 bool xml_is_plain(const char *text, size_t length, const char *name);
-
-#endif

@@ -1,6 +1,5 @@
 // Replies and notifications as indented text, one tag per line.
-#ifndef VANDEL_LINK_XML_PRINT_H
-#define VANDEL_LINK_XML_PRINT_H
+#pragma once
 
 // Prints the message on standard output as one piece that no other thread's
 // output divides, and flushes it. Null or empty text prints nothing. The
@@ -11,5 +10,3 @@ void xml_print(const char *message);
 // before it and that tag's indentation. A tag is closing when its second
 // character is "/"; everything else deepens what follows.
 long indent_next(const char *previous, const char *next, long indentation);
-
-#endif

@@ -1,7 +1,6 @@
 // The root element of a message, found without a document, which would take some
 // twenty times the memory of the text.
-#ifndef VANDEL_LINK_XML_ROOT_H
-#define VANDEL_LINK_XML_ROOT_H
+#pragma once
 
 #include <stddef.h>
 
@@ -20,5 +19,3 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
 
 // 1 if a message is a NETCONF notification, else 0; what cannot be parsed is none.
 int is_notification(const char *message, size_t length);
-
-#endif

@@ -4,8 +4,7 @@
 // Only what is plain (link/xml_plain.h) is read, and of that what needs no rule of XML
 // to be understood; all else is left to a document. Names and texts are parts of the
 // reply, which outlives them. Nothing is allocated.
-#ifndef VANDEL_LINK_XML_SELECT_H
-#define VANDEL_LINK_XML_SELECT_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -63,5 +62,3 @@ bool xml_select_begin(xml_selection *selection, std::string_view text, std::stri
 // The next of them, in their order. After the end, and after one that is not known,
 // there is nothing more to be asked.
 xml_select_result xml_select_next(xml_selection *selection, xml_record *record);
-
-#endif

@@ -1,6 +1,5 @@
 // XPath over replies, with the prefixes of their namespaces.
-#ifndef VANDEL_LINK_XPATH_H
-#define VANDEL_LINK_XPATH_H
+#pragma once
 
 #include <libxml/tree.h>
 #include <libxml/xpath.h>
@@ -72,5 +71,3 @@ xpath_result xpath_eval(xmlDoc *document, const char *expression, const ns_list 
 // The text inside a node, the texts of its descendants joined; null when memory
 // runs out.
 xml_content xml_node_content(const xmlNode *node);
-
-#endif

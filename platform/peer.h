@@ -1,6 +1,5 @@
 // Who is at the other end of a Unix socket.
-#ifndef VANDEL_PLATFORM_PEER_H
-#define VANDEL_PLATFORM_PEER_H
+#pragma once
 
 // Whether it was root, or the user that this process acts for, who began to listen at
 // the other end of a connected Unix stream socket. Where the system does not say, it
@@ -10,5 +9,3 @@
 // That user is the effective one: a program that somebody else runs with root's
 // rights must not send to that somebody what root may read.
 bool peer_is_trusted(int descriptor);
-
-#endif

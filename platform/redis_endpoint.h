@@ -2,8 +2,7 @@
 //
 // Shared by the schema library and the schema compiler, so that both read the
 // text in the same way.
-#ifndef VANDEL_PLATFORM_REDIS_ENDPOINT_H
-#define VANDEL_PLATFORM_REDIS_ENDPOINT_H
+#pragma once
 
 #include <hiredis/hiredis.h>
 
@@ -29,5 +28,3 @@ redisContext *redis_endpoint_connect(const redis_endpoint *endpoint);
 // Connects a lost connection anew, as it was made to this endpoint; 0 or -1. The
 // password file is read again.
 int redis_endpoint_reconnect(redisContext *connection, const redis_endpoint *endpoint);
-
-#endif

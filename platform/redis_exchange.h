@@ -1,6 +1,5 @@
 // One command to a redis server and its reply, within bounds of time and memory.
-#ifndef VANDEL_PLATFORM_REDIS_EXCHANGE_H
-#define VANDEL_PLATFORM_REDIS_EXCHANGE_H
+#pragma once
 
 #include <hiredis/hiredis.h>
 #include <stddef.h>
@@ -22,5 +21,3 @@ inline constexpr int redis_reply_elements_limit = 1 << 18;
 // the command is it as it was.
 redisReply *redis_exchange(redisContext *connection, int count, const char **words,
                            const size_t *lengths);
-
-#endif

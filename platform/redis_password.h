@@ -1,6 +1,5 @@
 // The password of a redis server, which stands in a file.
-#ifndef VANDEL_PLATFORM_REDIS_PASSWORD_H
-#define VANDEL_PLATFORM_REDIS_PASSWORD_H
+#pragma once
 
 #include <hiredis/hiredis.h>
 
@@ -12,5 +11,3 @@ inline constexpr int redis_password_limit = 512;
 // root's could serve no user otherwise, but nobody else may, nor the group write.
 // Returns 0, or -1 with err and errstr of the connection set.
 int redis_authenticate(redisContext *connection, const char *path);
-
-#endif

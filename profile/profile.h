@@ -13,8 +13,7 @@
 // another user's file (to root, too) and a file with a second name count as a
 // file that cannot be opened; so does one that its group or others may write, until
 // it is written anew. Failures are logged; int results are 0 or -1.
-#ifndef VANDEL_PROFILE_PROFILE_H
-#define VANDEL_PROFILE_PROFILE_H
+#pragma once
 
 enum profile_mode {
     profile_append,  // after the last line of the section
@@ -45,5 +44,3 @@ int profile_load_start();
 // entries. A missing file is success; what ends the replay leaves what was
 // staged before it.
 profile_replay_result profile_load();
-
-#endif

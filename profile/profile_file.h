@@ -1,6 +1,5 @@
 // The bytes of the profile file.
-#ifndef VANDEL_PROFILE_PROFILE_FILE_H
-#define VANDEL_PROFILE_PROFILE_FILE_H
+#pragma once
 
 #include <fcntl.h>
 #include <limits>
@@ -35,5 +34,3 @@ bool profile_may_have(off_t size);
 // goes first: when there is no room for it, the file stays as it was. So it does
 // when the limit on the size of files stands against any of it.
 int profile_write(int fd, std::string_view text, off_t offset);
-
-#endif

@@ -4,8 +4,7 @@
 // A line is split like a command line, and quotes pair up over the whole of it.
 // So words that were split one by one, or that came from the workspace, may
 // make a line that says something else; such a line is not written.
-#ifndef VANDEL_PROFILE_PROFILE_LINE_H
-#define VANDEL_PROFILE_PROFILE_LINE_H
+#pragma once
 
 #include "base/args.h"
 #include "base/text.h"
@@ -19,5 +18,3 @@ struct profile_words : arg_words {
 // The line for words as they are staged; last is null for none. Null when the
 // line would not be read back as these words, and when memory runs out.
 heap_text profile_line(const char *word, const char *path, const char *last);
-
-#endif

@@ -12,8 +12,7 @@
 // A database may go on without end, with a choice below every case. So a command that
 // keeps as much as a reply may have, and 16 MiB, asks no more, and no hash is read that
 // is more than 1000 levels deep: it counts as not there.
-#ifndef VANDEL_SCHEMA_COMMAND_READS_H
-#define VANDEL_SCHEMA_COMMAND_READS_H
+#pragma once
 
 #include <memory>
 #include <stddef.h>
@@ -63,5 +62,3 @@ reply_ptr read_field(std::string_view hash, std::string_view field);
 
 // A whole hash, an array of names and values in turn; null when there is none.
 reply_ptr read_hash(std::string_view hash);
-
-#endif

@@ -4,8 +4,7 @@
 //
 // Every component and key name carries the module in force there: the last
 // prefix seen, at first the module that the path begins with.
-#ifndef VANDEL_SCHEMA_DATA_XPATH_H
-#define VANDEL_SCHEMA_DATA_XPATH_H
+#pragma once
 
 #include "base/text.h"
 #include "link/xpath.h"
@@ -14,5 +13,3 @@
 // *namespaces the module prefixes that it uses. Null when the path is too short, a prefix
 // is no module (logged), or memory runs out.
 heap_text data_xpath(const char *path, ns_list *namespaces);
-
-#endif

@@ -8,8 +8,7 @@
 // Schema paths and data paths are masked (schema/masking.h). A look-up gives
 // nothing (null, false) for a null argument, a missing or too short record, a lost
 // connection, and when memory runs out.
-#ifndef VANDEL_SCHEMA_DATABASE_H
-#define VANDEL_SCHEMA_DATABASE_H
+#pragma once
 
 #include <string_view>
 
@@ -55,5 +54,3 @@ bool schema_path_exists(std::string_view schema_path);
 // The name of an rpc's input node: the first field of kind 8 in the hash of
 // the rpc's schema path.
 heap_text rpc_input_name(std::string_view rpc_schema_path);
-
-#endif

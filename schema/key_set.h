@@ -1,8 +1,7 @@
 // The keys of a list entry, and the entry name built from them.
 //
 // Both records own their texts and free them at the end of their scope.
-#ifndef VANDEL_SCHEMA_KEY_SET_H
-#define VANDEL_SCHEMA_KEY_SET_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -56,5 +55,3 @@ bool same_key(std::string_view a, std::string_view b);
 // Sorts both. Null when the keys are not those of the list (logged), when the
 // list has none, and when memory runs out.
 heap_text entry_name(std::string_view list, key_value_set *set, key_names *names);
-
-#endif

@@ -8,8 +8,7 @@
 // The workspace, the prompt, the profile and all output hold plain text; every
 // algorithm that cuts at one of these characters works on masked text. Masking
 // masked text changes nothing.
-#ifndef VANDEL_SCHEMA_MASKING_H
-#define VANDEL_SCHEMA_MASKING_H
+#pragma once
 
 #include "base/text.h"
 
@@ -59,5 +58,3 @@ heap_text remove_quotes(const char *text);
 // A masked value as it is written to the server: codes of both sets restored,
 // then quotes removed.
 heap_text plain_value(const char *masked);
-
-#endif

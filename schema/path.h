@@ -4,8 +4,7 @@
 //
 // All functions take masked paths (schema/masking.h) and return masked paths,
 // owned by the caller, null when memory runs out.
-#ifndef VANDEL_SCHEMA_PATH_H
-#define VANDEL_SCHEMA_PATH_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -48,5 +47,3 @@ void path_collapse(char *path);
 // its list, else to the parent. False for a path that climbs above the root or the
 // current rpc, or holds a component that begins with ".." but is another.
 bool path_resolve_parents(char *path);
-
-#endif

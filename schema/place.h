@@ -3,8 +3,7 @@
 // A command makes a place of its operand and hands it on; nobody below looks the
 // path up again. A place holds what the schema said when it was made, so it does not
 // outlive the command.
-#ifndef VANDEL_SCHEMA_PLACE_H
-#define VANDEL_SCHEMA_PLACE_H
+#pragma once
 
 #include "base/text.h"
 #include "schema/key_set.h"
@@ -48,5 +47,3 @@ bool place_takes_value(const place &at);
 // The key leaves of the list that a place is, or is an entry of, in the order of the
 // database; 0, or -1 when the database cannot be read. A list without keys has none.
 int list_keys(const place &list, key_names *keys);
-
-#endif

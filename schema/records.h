@@ -2,8 +2,7 @@
 //
 // Texts are views into the record. They start inside its string area and end
 // with the record at the latest; a text that would not is empty.
-#ifndef VANDEL_SCHEMA_RECORDS_H
-#define VANDEL_SCHEMA_RECORDS_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -40,5 +39,3 @@ bool is_record_of_kind(std::string_view bytes, node_kind kind);
 
 // The namespace in a module record.
 std::string_view record_namespace(const schema_record *record);
-
-#endif

@@ -3,8 +3,7 @@
 // A schema path is the data path with every predicate emptied (list[k=v] is
 // list[]), with the choice and case levels put in, and inside an rpc with its
 // input level put in. Paths are masked.
-#ifndef VANDEL_SCHEMA_SCHEMA_PATH_H
-#define VANDEL_SCHEMA_SCHEMA_PATH_H
+#pragma once
 
 #include "base/text.h"
 
@@ -18,5 +17,3 @@ enum path_scope {
 // The result is owned by the caller; null when the path cannot be resolved (logged)
 // or memory runs out.
 heap_text schema_path_of(const char *path, path_scope scope);
-
-#endif

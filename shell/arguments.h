@@ -1,6 +1,5 @@
 // The arguments of the process.
-#ifndef VANDEL_SHELL_ARGUMENTS_H
-#define VANDEL_SHELL_ARGUMENTS_H
+#pragma once
 
 #include "base/text.h"
 
@@ -9,5 +8,3 @@
 // (ps, /proc/PID/cmdline), for as long as a slow daemon is waited for. Returns
 // null when there is none or memory runs out; overwritten they are all the same.
 heap_text take_arguments(int count, char **arguments);
-
-#endif

@@ -1,9 +1,6 @@
 // The command table.
-#ifndef VANDEL_SHELL_COMMAND_TABLE_H
-#define VANDEL_SHELL_COMMAND_TABLE_H
+#pragma once
 
 #include "base/command.h"
 
 extern const cmd_entry command_table[command_count + 1];
-
-#endif

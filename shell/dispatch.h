@@ -1,6 +1,5 @@
 // Running one input line.
-#ifndef VANDEL_SHELL_DISPATCH_H
-#define VANDEL_SHELL_DISPATCH_H
+#pragma once
 
 enum dispatch_result {
     dispatch_leave = -1,  // the interactive loop ends
@@ -11,5 +10,3 @@ enum dispatch_result {
 // Runs the command that the line's first word names, an rpc otherwise. The
 // handler may write into the line.
 dispatch_result dispatch(char *line);
-
-#endif

@@ -1,6 +1,5 @@
 // Start-up and the two run modes.
-#ifndef VANDEL_SHELL_STARTUP_H
-#define VANDEL_SHELL_STARTUP_H
+#pragma once
 
 // Connects to the daemon and the schema database and prepares the session. 0,
 // or non-zero, and then what it allocated has been released; the operator has
@@ -13,5 +12,3 @@ int run_oneshot(char *line);
 
 // Reads and runs lines until one ends the loop; 0, or -1 without an editor.
 int run_interactive();
-
-#endif

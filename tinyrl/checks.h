@@ -1,6 +1,5 @@
 // Programming errors: say what was broken, give the terminal back, abort.
-#ifndef VANDEL_TINYRL_CHECKS_H
-#define VANDEL_TINYRL_CHECKS_H
+#pragma once
 
 // Prints "FILE: FUNCTION: Assertion `EXPRESSION' failed." to standard error and
 // aborts, after a terminal in raw mode has been given back its settings.
@@ -13,5 +12,3 @@ inline void tinyrl_check(bool holds, const char *expression, const char *file, c
     if (!holds)
         tinyrl_check_failed(expression, file, function);
 }
-
-#endif

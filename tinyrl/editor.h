@@ -3,8 +3,7 @@
 // line is what is shown: the editor's own buffer or, while the user walks back,
 // the text of a history entry, which is never written to. Positions are byte
 // indexes with point <= end == strlen(line).
-#ifndef VANDEL_TINYRL_EDITOR_H
-#define VANDEL_TINYRL_EDITOR_H
+#pragma once
 
 #include <stddef.h>
 
@@ -78,5 +77,3 @@ size_t tinyrl_length_after_point(const tinyrl *editor);
 
 // Forgets what was drawn, without drawing.
 void tinyrl_forget_drawn_line(tinyrl *editor);
-
-#endif

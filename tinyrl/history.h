@@ -4,8 +4,7 @@
 // gives back belongs to the caller. Null means "none". Positions count from 0,
 // the oldest. No pointer handed out survives a change of the history. Running
 // out of memory leaves the history as it was, apart from what had to go first.
-#ifndef VANDEL_TINYRL_HISTORY_H
-#define VANDEL_TINYRL_HISTORY_H
+#pragma once
 
 #include <stddef.h>
 
@@ -79,5 +78,3 @@ int history_load(struct history *history, const char *path);
 
 // Frees an entry that history_remove returned; null is allowed.
 void history_entry_delete(history_entry *entry);
-
-#endif

@@ -3,8 +3,7 @@
 // Only one terminal is in raw mode at a time: it alone is given back when the
 // process exits or aborts in the middle of a read, or when a hang-up, interrupt
 // or quit signal that nobody handles ends it.
-#ifndef VANDEL_TINYRL_RAW_MODE_H
-#define VANDEL_TINYRL_RAW_MODE_H
+#pragma once
 
 #include <stdio.h>
 #include <termios.h>
@@ -33,5 +32,3 @@ void raw_mode_abandon(raw_mode *mode);
 
 // raw_mode_abandon for the terminal that is in raw mode now, if there is one.
 void raw_mode_rescue();
-
-#endif

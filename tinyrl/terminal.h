@@ -5,8 +5,7 @@
 // descriptor, or in pieces, through the stream: never both. Output is written to
 // the stream and stays there until it is flushed. terminal_printf and
 // terminal_vprintf return what printf returns; 0 without an output.
-#ifndef VANDEL_TINYRL_TERMINAL_H
-#define VANDEL_TINYRL_TERMINAL_H
+#pragma once
 
 #include <signal.h>
 #include <stddef.h>
@@ -109,5 +108,3 @@ inline constexpr char terminal_cursor_down = 'B';
 
 void terminal_control(const struct terminal *terminal, const char *control);
 void terminal_control(const struct terminal *terminal, int count, char control);
-
-#endif

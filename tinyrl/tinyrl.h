@@ -7,8 +7,7 @@
 // only while a read is in progress: editing it at any other time is a programming
 // error too. Programming errors that are checked print the broken condition to
 // standard error and abort, after the terminal is back in the mode it had.
-#ifndef VANDEL_TINYRL_TINYRL_H
-#define VANDEL_TINYRL_TINYRL_H
+#pragma once
 
 #include <signal.h>
 #include <stddef.h>
@@ -139,5 +138,3 @@ bool tinyrl_line_is_ahead(const tinyrl *editor);
 // caller's; null: the mask stays as it is). In that window the editor neither
 // allocates nor writes.
 void tinyrl_set_wait_mask(tinyrl *editor, const sigset_t *mask);
-
-#endif

@@ -2,8 +2,7 @@
 //
 // A character is what code_point_scan takes for one, and any other byte stands for
 // itself, one column wide: whoever edits broken text has to reach each of its bytes.
-#ifndef VANDEL_TINYRL_UTF8_H
-#define VANDEL_TINYRL_UTF8_H
+#pragma once
 
 #include <stddef.h>
 
@@ -16,5 +15,3 @@ size_t utf8_previous_length(const char *text, size_t position);
 
 // The columns that the length bytes of text take.
 size_t utf8_columns(const char *text, size_t length);
-
-#endif

@@ -1,7 +1,6 @@
 // What the gateway itself says, most of it to a shell. Each appends to out: 0, or -1: out of
 // memory.
-#ifndef VANDEL_GATEWAY_ANSWERS_H
-#define VANDEL_GATEWAY_ANSWERS_H
+#pragma once
 
 #include <stdint.h>
 #include <string_view>
@@ -28,5 +27,3 @@ int declaration_write(std::string_view prefix, std::string_view uri, byte_buffer
 // A notification that the session was closed at that time. reason is a short text in which
 // XML needs no references.
 int closed_notice_write(const char *reason, time_t when, byte_buffer *out);
-
-#endif

@@ -21,8 +21,7 @@
 // markup only what it needs to tell tags from text, so a message that passes is
 // not proven to be well-formed. What it cannot follow is refused, document type
 // declarations (which NETCONF forbids) included.
-#ifndef VANDEL_GATEWAY_BLANK_FILTER_H
-#define VANDEL_GATEWAY_BLANK_FILTER_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -67,5 +66,3 @@ filter_result blank_filter_end(blank_filter *filter, byte_buffer *out);
 
 // True while nothing but blanks of a message has been seen.
 bool blank_filter_idle(const blank_filter *filter);
-
-#endif

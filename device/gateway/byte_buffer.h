@@ -3,8 +3,7 @@
 // Conventions: an all-zero (value-initialised) buffer is empty and valid. The
 // buffer owns its block and frees it when it goes out of scope. The bytes are
 // not zero-terminated.
-#ifndef VANDEL_GATEWAY_BYTE_BUFFER_H
-#define VANDEL_GATEWAY_BYTE_BUFFER_H
+#pragma once
 
 #include <initializer_list>
 #include <memory>
@@ -57,5 +56,3 @@ byte_buffer byte_buffer_take(byte_buffer *buffer);
 // Empties the buffer and releases its block when that is a large one, so that
 // an idle session does not keep the memory of its longest message.
 void byte_buffer_clear(byte_buffer *buffer);
-
-#endif

@@ -1,6 +1,5 @@
 // The gateway's clock.
-#ifndef VANDEL_GATEWAY_CLOCK_H
-#define VANDEL_GATEWAY_CLOCK_H
+#pragma once
 
 #include <stdint.h>
 
@@ -9,5 +8,3 @@ int64_t clock_milliseconds();
 
 // How long poll() may wait at now for a deadline, INT64_MAX: for ever.
 int clock_poll_time(int64_t deadline, int64_t now);
-
-#endif

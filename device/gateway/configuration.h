@@ -1,8 +1,7 @@
 // The nodes at the top of a configuration, sorted by name: what one name stands
 // for (a container, a leaf, the entries of a list, the values of a leaf-list) is
 // a group of entries, in the order of the text.
-#ifndef VANDEL_GATEWAY_CONFIGURATION_H
-#define VANDEL_GATEWAY_CONFIGURATION_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -90,5 +89,3 @@ bool is_declaration(std::string_view attribute_name);
 // Goes on to the next group, by name. False: there are no more.
 bool entry_group_next(const configuration *running, const configuration *source,
                       entry_group *group);
-
-#endif

@@ -1,7 +1,6 @@
 // One shell, its relay and the command that reaches the server: the input and
 // output around a relay.
-#ifndef VANDEL_GATEWAY_CONNECTION_H
-#define VANDEL_GATEWAY_CONNECTION_H
+#pragma once
 
 #include <memory>
 #include <poll.h>
@@ -74,5 +73,3 @@ int64_t connection_deadline(const connection *link);
 
 // Whether nothing is left to do, not even a process to wait for.
 bool connection_finished(const connection *link);
-
-#endif

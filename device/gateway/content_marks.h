@@ -14,8 +14,7 @@
 // prefix stands for it), how numbers are written, and the order of words. Two
 // marks rather than one, because a prefix is none where the other side does not
 // declare it.
-#ifndef VANDEL_GATEWAY_CONTENT_MARKS_H
-#define VANDEL_GATEWAY_CONTENT_MARKS_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -70,5 +69,3 @@ void marks_text(marks_builder *builder, const xml_walk *walk, std::string_view t
 
 // Takes the end of the current element and gives its marks.
 content_marks marks_end(marks_builder *builder, const xml_walk *walk);
-
-#endif

@@ -1,6 +1,5 @@
 // Which datastores a request is about: what stands in its target and in its source.
-#ifndef VANDEL_GATEWAY_DATASTORES_H
-#define VANDEL_GATEWAY_DATASTORES_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -20,5 +19,3 @@ struct request_datastores {
 
 // Reads them up to a configuration, which may be long. What cannot be read is not there.
 request_datastores request_datastores_read(std::string_view request);
-
-#endif

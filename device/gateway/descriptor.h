@@ -1,6 +1,5 @@
 // A file descriptor that is closed when its owner goes out of scope.
-#ifndef VANDEL_GATEWAY_DESCRIPTOR_H
-#define VANDEL_GATEWAY_DESCRIPTOR_H
+#pragma once
 
 #include <unistd.h>
 
@@ -41,5 +40,3 @@ inline bool descriptor_open(const descriptor *owner)
 {
     return owner->number >= 0;
 }
-
-#endif

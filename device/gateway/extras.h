@@ -1,7 +1,6 @@
 // What the operator wants of all sessions beyond what their shells ask for. It is done where the
 // server can do it.
-#ifndef VANDEL_GATEWAY_EXTRAS_H
-#define VANDEL_GATEWAY_EXTRAS_H
+#pragma once
 
 #include <stdint.h>
 #include <string_view>
@@ -23,5 +22,3 @@ struct server_extras {
 
 // Null: there is none of that name.
 const defaults_mode *defaults_mode_find(std::string_view name);
-
-#endif

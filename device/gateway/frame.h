@@ -1,6 +1,5 @@
 // Reading the frames of a shell (format/frame.h) as they arrive, in pieces.
-#ifndef VANDEL_GATEWAY_FRAME_H
-#define VANDEL_GATEWAY_FRAME_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -54,5 +53,3 @@ bool frame_reader_idle(const frame_reader *reader);
 
 // What is wrong with a frame, for the log; a static text.
 const char *frame_result_text(frame_result result);
-
-#endif

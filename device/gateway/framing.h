@@ -5,8 +5,7 @@
 // bytes, ..., "\n##\n"), which both sides use after their hellos when both speak
 // version 1.1. The decoder takes the stream in pieces that may be cut anywhere
 // and gives the messages' bytes out as spans, without copying them.
-#ifndef VANDEL_GATEWAY_FRAMING_H
-#define VANDEL_GATEWAY_FRAMING_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -51,5 +50,3 @@ extern const char framing_mark[];
 // Whether a message holds the mark, so that it cannot be sent in
 // end-of-message framing.
 bool framing_holds_mark(const char *message, size_t size);
-
-#endif

@@ -1,6 +1,5 @@
 // The command line of tarnd-gateway.
-#ifndef VANDEL_GATEWAY_GATEWAY_OPTIONS_H
-#define VANDEL_GATEWAY_GATEWAY_OPTIONS_H
+#pragma once
 
 #include <stdint.h>
 
@@ -30,5 +29,3 @@ const char *gateway_options_read(int count, char *const arguments[], gateway_opt
 
 // The text of --help; its first line is what a mistake is answered with.
 extern const char gateway_help[];
-
-#endif

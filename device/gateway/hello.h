@@ -1,6 +1,5 @@
 // The hello messages that open a NETCONF session.
-#ifndef VANDEL_GATEWAY_HELLO_H
-#define VANDEL_GATEWAY_HELLO_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -35,5 +34,3 @@ struct server_hello {
 // Reads the server's hello. Null on success; otherwise what is wrong with it, a
 // static text.
 const char *server_hello_read(const char *text, size_t size, server_hello *hello);
-
-#endif

@@ -1,6 +1,5 @@
 // The last line of a text that comes in pieces and may never end.
-#ifndef VANDEL_GATEWAY_LAST_WORDS_H
-#define VANDEL_GATEWAY_LAST_WORDS_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -16,5 +15,3 @@ struct last_words {
 
 // Takes the next piece. Lines without a word do not count.
 void last_words_add(last_words *words, std::string_view piece);
-
-#endif

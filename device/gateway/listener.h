@@ -1,6 +1,5 @@
 // The Unix stream socket on which shells connect.
-#ifndef VANDEL_GATEWAY_LISTENER_H
-#define VANDEL_GATEWAY_LISTENER_H
+#pragma once
 
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -25,5 +24,3 @@ descriptor listener_accept(const listener *server);
 
 // Closes the socket and removes its file if it is still ours.
 void listener_close(listener *server);
-
-#endif

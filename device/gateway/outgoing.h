@@ -1,8 +1,7 @@
 // One message on its way out: what frames it, its body, and how far it is sent.
 //
 // The parts stay apart so that framing a long body does not copy it.
-#ifndef VANDEL_GATEWAY_OUTGOING_H
-#define VANDEL_GATEWAY_OUTGOING_H
+#pragma once
 
 #include <stddef.h>
 #include <sys/uio.h>
@@ -35,5 +34,3 @@ void outgoing_advance(outgoing *message, size_t size);
 
 // Forgets what is left to send.
 void outgoing_drop(outgoing *message);
-
-#endif

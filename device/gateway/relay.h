@@ -4,8 +4,7 @@
 // out, to the shell out; the relay turns the ones into the others. At most one
 // message per direction is held. The owner reads from a side only when the
 // relay asks for it, so a side that does not read stops the other one.
-#ifndef VANDEL_GATEWAY_RELAY_H
-#define VANDEL_GATEWAY_RELAY_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -137,5 +136,3 @@ void relay_keep_alive(relay *session);
 
 // Whether no request is on its way and none has begun.
 bool relay_requests_done(const relay *session);
-
-#endif

@@ -4,8 +4,7 @@
 // standard error does not take it: a log that nobody reads must not stop the
 // sessions. Texts of a server, a shell or the command line go through
 // report_clean() first.
-#ifndef VANDEL_GATEWAY_REPORT_H
-#define VANDEL_GATEWAY_REPORT_H
+#pragma once
 
 #include <stddef.h>
 
@@ -24,5 +23,3 @@ void report(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 // Writes "tarnd-gateway: shell NUMBER: " and the message.
 void report_shell(unsigned number, const char *format, ...) __attribute__((format(printf, 2, 3)));
-
-#endif

@@ -3,8 +3,7 @@
 // Only one that can be told as an edit is read as such: with nothing in it but a
 // target and a source, which is a configuration or the startup datastore, and no attributes on
 // its source.
-#ifndef VANDEL_GATEWAY_RUNNING_COPY_H
-#define VANDEL_GATEWAY_RUNNING_COPY_H
+#pragma once
 
 #include <string_view>
 
@@ -25,5 +24,3 @@ bool running_copy_read(std::string_view request, running_copy *copy);
 // otherwise what is in the way, a static text.
 const char *running_copy_read_all(std::string_view request, running_copy *copy,
                                   configuration *config);
-
-#endif

@@ -26,8 +26,7 @@
 // (netconfd joins bits with those that are there): a second edit removes it, and
 // a third one puts it. That, and whether a server does with an edit what it says,
 // is seen by reading running again: see running_edit_check.
-#ifndef VANDEL_GATEWAY_RUNNING_EDIT_H
-#define VANDEL_GATEWAY_RUNNING_EDIT_H
+#pragma once
 
 #include <string_view>
 
@@ -59,5 +58,3 @@ const char *running_edit_write(const running_source *source, std::string_view ru
 // into, and a restored backup that is none must not pass for one.
 const char *running_edit_check(const running_source *source, std::string_view running_reply,
                                std::string_view *name);
-
-#endif

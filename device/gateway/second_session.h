@@ -3,8 +3,7 @@
 //
 // It is a connection (connection.h) without a shell, which is started when the first one's server
 // is such a one, and again, after a pause, whenever it has ended before the first one.
-#ifndef VANDEL_GATEWAY_SECOND_SESSION_H
-#define VANDEL_GATEWAY_SECOND_SESSION_H
+#pragma once
 
 #include <memory>
 #include <stdint.h>
@@ -42,5 +41,3 @@ pid_t second_session_command(const second_session *second);
 
 // When second_session_serve() has to be called at the latest; INT64_MAX: whenever.
 int64_t second_session_deadline(const second_session *second, const connection *first);
-
-#endif

@@ -1,6 +1,5 @@
 // The namespaces of a server's modules, by name.
-#ifndef VANDEL_GATEWAY_SERVER_MODULES_H
-#define VANDEL_GATEWAY_SERVER_MODULES_H
+#pragma once
 
 #include <string_view>
 
@@ -23,5 +22,3 @@ bool server_modules_empty(const server_modules *modules);
 
 // The module's namespace, until the record changes; empty: there is no such module.
 std::string_view server_modules_find(const server_modules *modules, std::string_view name);
-
-#endif

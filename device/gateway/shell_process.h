@@ -1,6 +1,5 @@
 // The process that serves one shell.
-#ifndef VANDEL_GATEWAY_SHELL_PROCESS_H
-#define VANDEL_GATEWAY_SHELL_PROCESS_H
+#pragma once
 
 #include "device/gateway/connection.h"
 
@@ -9,5 +8,3 @@
 //
 // signals gives SIGTERM and SIGCHLD, which are blocked.
 void shell_process_run(const connection_task *task, descriptor shell, const descriptor *signals);
-
-#endif

@@ -3,8 +3,7 @@
 //
 // The slots stand in memory that all of them share. A process writes only its own slot; the
 // listening one clears a slot when its process has ended, however it did.
-#ifndef VANDEL_GATEWAY_SHELL_SLOTS_H
-#define VANDEL_GATEWAY_SHELL_SLOTS_H
+#pragma once
 
 #include <atomic>
 #include <stddef.h>
@@ -37,5 +36,3 @@ void shell_slots_set(const shell_slots *slots, size_t at, size_t held);
 
 // Says which command a session of it, 0 or 1, has.
 void shell_slots_tell(const shell_slots *slots, size_t at, size_t session, int32_t command);
-
-#endif

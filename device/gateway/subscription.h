@@ -1,6 +1,5 @@
 // The subscription to a server's notifications, and what of them the shell is spared.
-#ifndef VANDEL_GATEWAY_SUBSCRIPTION_H
-#define VANDEL_GATEWAY_SUBSCRIPTION_H
+#pragma once
 
 #include <stdint.h>
 #include <string_view>
@@ -36,5 +35,3 @@ struct subscription_flood {
 
 // Counts one. True, once: so many have come in a short time that an operator will be at a loss.
 bool subscription_floods(subscription_flood *flood, time_t now);
-
-#endif

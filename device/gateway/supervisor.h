@@ -1,6 +1,5 @@
 // The gateway at work: one process that listens, and one for each shell.
-#ifndef VANDEL_GATEWAY_SUPERVISOR_H
-#define VANDEL_GATEWAY_SUPERVISOR_H
+#pragma once
 
 #include "device/gateway/gateway_options.h"
 
@@ -8,5 +7,3 @@
 // then ends all sessions and removes the socket. Returns the exit status: 0
 // after such an end, 1 when the socket cannot be had. Only one thread may run.
 int gateway_run(const gateway_options *options);
-
-#endif

@@ -5,8 +5,7 @@
 // started itself, Ctrl-C at the gateway's terminal reaches the gateway alone,
 // and a program that would ask for a password fails instead of waiting for a
 // terminal. What it says on its standard error goes to the gateway's, and its last words are kept.
-#ifndef VANDEL_GATEWAY_TRANSPORT_H
-#define VANDEL_GATEWAY_TRANSPORT_H
+#pragma once
 
 #include <stdint.h>
 #include <sys/types.h>
@@ -50,5 +49,3 @@ bool transport_has_ended(const transport *command);
 // Reaps the command, which has ended, and gives the status of waitpid(). Its last words are
 // complete then.
 int transport_reap(transport *command);
-
-#endif

@@ -3,8 +3,7 @@
 // What does not: bytes that are not UTF-8 and characters that XML forbids, with
 // which no message can go on; controls: U+007F to U+009F, which XML allows and a
 // terminal obeys; carriage returns; and ';', which may end a reference to one.
-#ifndef VANDEL_GATEWAY_XML_CHARACTERS_H
-#define VANDEL_GATEWAY_XML_CHARACTERS_H
+#pragma once
 
 #include <stddef.h>
 #include <stdint.h>
@@ -52,5 +51,3 @@ size_t xml_control_read(const char *data, size_t size, uint32_t *code);
 // The size of the number that the text ends in, if that is a carriage return's in a
 // reference that lacks nothing but its ';'; otherwise 0.
 size_t xml_return_number_size(std::string_view text);
-
-#endif

@@ -2,8 +2,7 @@
 //
 // Only the beginning of a message is looked at, namespaces respected, so the
 // cost does not depend on its size.
-#ifndef VANDEL_GATEWAY_XML_HEAD_H
-#define VANDEL_GATEWAY_XML_HEAD_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -41,5 +40,3 @@ bool error_tag_is(const char *text, size_t size, const char *tag);
 
 // Whether an error reply warns only: the operation was carried out.
 bool error_is_warning(std::string_view reply);
-
-#endif

@@ -1,7 +1,6 @@
 // A text cut at its markup, without a parser: for requests of any size of which little is to be
 // known. Names and namespaces are not looked at, and nothing is checked.
-#ifndef VANDEL_GATEWAY_XML_PIECES_H
-#define VANDEL_GATEWAY_XML_PIECES_H
+#pragma once
 
 #include <stddef.h>
 #include <string_view>
@@ -24,5 +23,3 @@ struct xml_piece {
 // Gives the piece at *at, and moves *at after it. False: nothing is left, or what is left cannot
 // be followed.
 bool xml_piece_next(std::string_view text, size_t *at, xml_piece *piece);
-
-#endif

@@ -6,8 +6,7 @@
 // another 264 deep, and at most 256 namespaces may be declared where an element stands. Beyond
 // that, at a document type, at a prefix without a namespace and at what is not
 // well-formed, the walk fails.
-#ifndef VANDEL_GATEWAY_XML_WALK_H
-#define VANDEL_GATEWAY_XML_WALK_H
+#pragma once
 
 #include <libxml/parser.h>
 #include <stddef.h>
@@ -107,5 +106,3 @@ bool xml_attribute_find(std::string_view attributes, std::string_view name,
 
 // Cuts the first attribute off *rest, the attributes of an element. False: there is none.
 bool xml_attribute_next(std::string_view *rest, xml_attribute *attribute);
-
-#endif

@@ -1,6 +1,5 @@
 // Compiles YANG modules with libyang.
-#ifndef VANDEL_SCHEMAC_COMPILE_H
-#define VANDEL_SCHEMAC_COMPILE_H
+#pragma once
 
 #include <libyang/libyang.h>
 #include <string>
@@ -40,5 +39,3 @@ context_ptr compile_modules(source_index *index, std::vector<module_request> req
 
 // Whether the module, or a submodule of it, augments anything.
 bool has_augments(const lys_module *module);
-
-#endif

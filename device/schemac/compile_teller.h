@@ -1,6 +1,5 @@
 // Tells how far libyang is while it compiles, of which it says nothing itself.
-#ifndef VANDEL_SCHEMAC_COMPILE_TELLER_H
-#define VANDEL_SCHEMAC_COMPILE_TELLER_H
+#pragma once
 
 #include <libyang/libyang.h>
 #include <pthread.h>
@@ -26,5 +25,3 @@ void compile_teller_start(compile_teller *teller, const ly_ctx *context, compile
 
 // Ends it, once or several times: before libyang lets go of a module.
 void compile_teller_stop(compile_teller *teller);
-
-#endif

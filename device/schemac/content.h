@@ -1,6 +1,5 @@
 // What the schema database is to hold, handed on hash by hash.
-#ifndef VANDEL_SCHEMAC_CONTENT_H
-#define VANDEL_SCHEMAC_CONTENT_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -23,5 +22,3 @@ enum content_depth {
 // Hands on all hashes, always the same in the same order. Those that readers begin
 // with, which are no part of another, come last: the root and the notes.
 using content_teller = std::function<void(content_depth depth, const hash_sink &sink)>;
-
-#endif

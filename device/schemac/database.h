@@ -1,6 +1,5 @@
 // The connection to the schema database.
-#ifndef VANDEL_SCHEMAC_DATABASE_H
-#define VANDEL_SCHEMAC_DATABASE_H
+#pragma once
 
 #include <string>
 
@@ -25,5 +24,3 @@ int database_expect(redisContext *connection, const char *status, size_t count,
 
 // Notes why a command could not be appended; 0 when it could.
 int database_check(const redisContext *connection, int result, std::string *message);
-
-#endif

@@ -1,7 +1,6 @@
 // A digest of bytes, which tells whether something has changed: FNV-1a. It is no
 // protection against somebody who wants two texts to look the same.
-#ifndef VANDEL_SCHEMAC_DIGEST_H
-#define VANDEL_SCHEMAC_DIGEST_H
+#pragma once
 
 #include <stdint.h>
 #include <string_view>
@@ -15,5 +14,3 @@ constexpr uint64_t digest_add(uint64_t digest, std::string_view bytes)
         digest = (digest ^ static_cast<unsigned char>(byte)) * 0x100000001b3;
     return digest;
 }
-
-#endif

@@ -1,6 +1,5 @@
 // Keeps libyang from what it cannot do with extensions.
-#ifndef VANDEL_SCHEMAC_EXTENSIONS_H
-#define VANDEL_SCHEMAC_EXTENSIONS_H
+#pragma once
 
 #include "device/schemac/locate.h"
 
@@ -14,5 +13,3 @@ void extensions_adapt(yang_source *source);
 // is null where the error is of another kind.
 error_place extensions_locate(const source_index *index, const yang_source *current,
                               const char *message);
-
-#endif

@@ -1,6 +1,5 @@
 // Which features the command line asks for.
-#ifndef VANDEL_SCHEMAC_FEATURE_OPTIONS_H
-#define VANDEL_SCHEMAC_FEATURE_OPTIONS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -22,5 +21,3 @@ int feature_options_add(feature_options *options, const std::string &text);
 // Adds what a file holds: one such text a line, blank lines, and comments from
 // a '#' on. 0, or -1 after file, line and cause have been printed.
 int feature_options_add_file(feature_options *options, const char *path);
-
-#endif

@@ -1,6 +1,5 @@
 // The features of modules in a context.
-#ifndef VANDEL_SCHEMAC_FEATURES_H
-#define VANDEL_SCHEMAC_FEATURES_H
+#pragma once
 
 #include <libyang/libyang.h>
 #include <string>
@@ -20,5 +19,3 @@ void features_enable_all(const ly_ctx *context);
 
 // Whether any module of the context has a feature that is off.
 bool features_any_off(const ly_ctx *context);
-
-#endif

@@ -1,6 +1,5 @@
 // The help texts that an operator sees beside the names of schema nodes.
-#ifndef VANDEL_SCHEMAC_HELP_TEXT_H
-#define VANDEL_SCHEMAC_HELP_TEXT_H
+#pragma once
 
 #include <libyang/libyang.h>
 #include <string>
@@ -28,5 +27,3 @@ std::string make_help_text(help_maker *maker, const lysc_node *node);
 // for other nodes. A reference to a union or an identityref goes by that name,
 // because its values are written like theirs.
 const char *built_in_type_name(const lysc_node *node);
-
-#endif

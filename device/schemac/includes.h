@@ -1,6 +1,5 @@
 // Has a module include all its submodules itself.
-#ifndef VANDEL_SCHEMAC_INCLUDES_H
-#define VANDEL_SCHEMAC_INCLUDES_H
+#pragma once
 
 #include "device/schemac/source_index.h"
 
@@ -9,5 +8,3 @@
 // What cannot be found is left to the compiler to report, and so are submodules
 // that a module of YANG 1.1 fails to include.
 void includes_lift(source_index *index, yang_source *module);
-
-#endif

@@ -1,6 +1,5 @@
 // Finds the line that an error of the YANG compiler speaks of.
-#ifndef VANDEL_SCHEMAC_LOCATE_H
-#define VANDEL_SCHEMAC_LOCATE_H
+#pragma once
 
 #include "device/schemac/source_index.h"
 
@@ -16,5 +15,3 @@ struct error_place {
 // the innermost one around it that can be told; without any hint it is the
 // first statement of current. Current may be null; so may then the source.
 error_place locate_error(const source_index *index, const yang_source *current, const char *path);
-
-#endif

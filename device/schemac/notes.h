@@ -2,8 +2,7 @@
 //
 // Each note is a hash whose name does not begin with '/', so that the shell never
 // looks it up. Its fields are module names.
-#ifndef VANDEL_SCHEMAC_NOTES_H
-#define VANDEL_SCHEMAC_NOTES_H
+#pragma once
 
 #include <libyang/libyang.h>
 
@@ -17,5 +16,3 @@ constexpr char note_origin[] = "schemac:origin"; // which has another field
 // Hands on the notes on all modules of the context; of a module in two revisions on
 // the one whose nodes are stored.
 void notes_tell(const ly_ctx *context, const hash_sink &sink);
-
-#endif

@@ -1,6 +1,5 @@
 // The command line of the schema compiler.
-#ifndef VANDEL_SCHEMAC_OPTIONS_H
-#define VANDEL_SCHEMAC_OPTIONS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -29,5 +28,3 @@ int options_parse(int count, char **words, schemac_options *options);
 
 // The text of --help.
 extern const char options_help[];
-
-#endif

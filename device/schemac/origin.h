@@ -1,6 +1,5 @@
 // What a schema is made from, to find out whether that has changed.
-#ifndef VANDEL_SCHEMAC_ORIGIN_H
-#define VANDEL_SCHEMAC_ORIGIN_H
+#pragma once
 
 #include <string>
 
@@ -20,5 +19,3 @@ bool origin_is_stored(const redis_endpoint *endpoint, const std::string &digest)
 
 // Hands on the note that makes origin_is_stored true.
 void origin_tell(const std::string &digest, const hash_sink &sink);
-
-#endif

@@ -1,6 +1,5 @@
 // What is going on, for an operator who waits at a terminal.
-#ifndef VANDEL_SCHEMAC_PROGRESS_H
-#define VANDEL_SCHEMAC_PROGRESS_H
+#pragma once
 
 #include <string>
 
@@ -13,5 +12,3 @@ void progress_show(const std::string &text);
 
 // Removes the line, before anything else is printed.
 void progress_clear();
-
-#endif

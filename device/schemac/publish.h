@@ -1,6 +1,5 @@
 // Replaces what the schema database holds.
-#ifndef VANDEL_SCHEMAC_PUBLISH_H
-#define VANDEL_SCHEMAC_PUBLISH_H
+#pragma once
 
 #include <string>
 
@@ -12,5 +11,3 @@
 // with the cause in message; the database is then as it was before, or has no root.
 int publish_content(const redis_endpoint *endpoint, const content_teller &tell,
                     std::string *message);
-
-#endif

@@ -1,6 +1,5 @@
 // Making the records of the schema database (format/schema_record.h).
-#ifndef VANDEL_SCHEMAC_RECORD_H
-#define VANDEL_SCHEMAC_RECORD_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -13,5 +12,3 @@ std::string make_node_record(node_kind kind, bool is_config, std::string_view ty
                              std::string_view help);
 
 std::string make_module_record(std::string_view name_space);
-
-#endif

@@ -1,6 +1,5 @@
 // Replaces the schema in the database by compiled modules.
-#ifndef VANDEL_SCHEMAC_REPLACE_H
-#define VANDEL_SCHEMAC_REPLACE_H
+#pragma once
 
 #include "device/schemac/options.h"
 #include "device/schemac/requests.h"
@@ -11,5 +10,3 @@
 // can be compiled are stored all the same. Returns the exit status.
 int compile_and_store(const schemac_options *options, source_index *index,
                       const std::vector<module_request> &requests, const std::string &origin);
-
-#endif

@@ -1,6 +1,5 @@
 // Messages of the schema compiler to the one who runs it.
-#ifndef VANDEL_SCHEMAC_REPORT_H
-#define VANDEL_SCHEMAC_REPORT_H
+#pragma once
 
 #include <string>
 
@@ -17,5 +16,3 @@ std::string report_text(const error_report &report);
 
 // Prints the text as a line on standard error.
 void report_error(const error_report &report);
-
-#endif

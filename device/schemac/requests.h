@@ -1,6 +1,5 @@
 // Which modules are to be compiled, with which features.
-#ifndef VANDEL_SCHEMAC_REQUESTS_H
-#define VANDEL_SCHEMAC_REQUESTS_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -21,5 +20,3 @@ bool is_requested(const std::vector<module_request> &requests, const char *name)
 // -1 after the cause has been printed.
 int make_requests(const schemac_options *options, source_index *index,
                   std::vector<module_request> *requests);
-
-#endif

@@ -1,6 +1,5 @@
 // Writes a compiled schema as the hashes of the schema database.
-#ifndef VANDEL_SCHEMAC_SCHEMA_WRITER_H
-#define VANDEL_SCHEMAC_SCHEMA_WRITER_H
+#pragma once
 
 #include <stdint.h>
 
@@ -30,5 +29,3 @@ struct schema_counts {
 // the watch is called at each node.
 schema_counts write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
                            content_depth depth, const hash_sink &sink, write_watch watch);
-
-#endif

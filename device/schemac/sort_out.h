@@ -4,8 +4,7 @@
 // its context again. So small groups of modules are compiled in children of their
 // own, several at the same time, and a group that fails is split until each broken
 // module has shown its errors by itself.
-#ifndef VANDEL_SCHEMAC_SORT_OUT_H
-#define VANDEL_SCHEMAC_SORT_OUT_H
+#pragma once
 
 #include "device/schemac/worker.h"
 
@@ -29,5 +28,3 @@ sorted_requests sort_out(const work *all, const work_result *whole);
 // Does the work with those that are good, and of those that fail only together leaves
 // out the later ones, whose causes are added.
 work_result store_good(const work *all, sorted_requests *sorted);
-
-#endif

@@ -2,8 +2,7 @@
 //
 // A source belongs to its index and stays where it is until the index ends.
 // Nothing here prints; failures say what happened in errno or in their result.
-#ifndef VANDEL_SCHEMAC_SOURCE_INDEX_H
-#define VANDEL_SCHEMAC_SOURCE_INDEX_H
+#pragma once
 
 #include <memory>
 #include <string>
@@ -77,5 +76,3 @@ inline const std::string &module_of(const yang_source *source)
 {
     return source->is_submodule ? source->belongs_to : source->declared_name;
 }
-
-#endif

@@ -1,6 +1,5 @@
 // The parts of schemac that are programs in Python.
-#ifndef VANDEL_SCHEMAC_SUCCESSOR_H
-#define VANDEL_SCHEMAC_SUCCESSOR_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -8,5 +7,3 @@
 // Becomes the program of this name, whose arguments are the path of schemac and the
 // words. Returns 1, after the cause has been printed, where it cannot be run.
 int become(const char *name, std::vector<std::string> words);
-
-#endif

@@ -1,6 +1,5 @@
 // Texts of models as one line of bounded length.
-#ifndef VANDEL_SCHEMAC_TEXT_TOOLS_H
-#define VANDEL_SCHEMAC_TEXT_TOOLS_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -20,5 +19,3 @@ std::string joined_text(const std::vector<std::string> &words);
 // Cuts to at most limit characters (not bytes) of UTF-8, at the end of a word
 // where one is near; a cut text ends in an ellipsis, which is not counted.
 std::string cut_text(std::string_view text, size_t limit);
-
-#endif

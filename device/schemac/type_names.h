@@ -3,8 +3,7 @@
 // The compiled schema of libyang knows a leaf's built-in type only; the name
 // that the modeller chose, such as inet:ip-address, stands in the parsed schema,
 // at the leaf or at a deviation that replaces its type.
-#ifndef VANDEL_SCHEMAC_TYPE_NAMES_H
-#define VANDEL_SCHEMAC_TYPE_NAMES_H
+#pragma once
 
 #include <libyang/libyang.h>
 #include <unordered_map>
@@ -19,5 +18,3 @@ type_names type_names_collect(const ly_ctx *context);
 
 // The type of a leaf or leaf-list as written; null when it is not known.
 const lysp_type *type_names_find(const type_names *names, const lysc_node *node);
-
-#endif

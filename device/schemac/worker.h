@@ -4,8 +4,7 @@
 // takes all the stack, the memory or the time there is, or finds a mistake of
 // libyang's. So a child with limits does the work, and what becomes of it is an
 // error like any other. Several may work at the same time.
-#ifndef VANDEL_SCHEMAC_WORKER_H
-#define VANDEL_SCHEMAC_WORKER_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -59,5 +58,3 @@ void worker_stop(worker *stopped);
 
 // Does the work in a child, to its end, as the two above do.
 work_result worker_run(const work *wanted);
-
-#endif

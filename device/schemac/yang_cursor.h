@@ -3,8 +3,7 @@
 // The compiler proper is libyang, which keeps no line numbers; this reader
 // finds out where in a text something stands, and what a text imports before
 // it is compiled. It needs no memory that grows with the text.
-#ifndef VANDEL_SCHEMAC_YANG_CURSOR_H
-#define VANDEL_SCHEMAC_YANG_CURSOR_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -33,5 +32,3 @@ bool yang_next(yang_cursor *cursor, yang_statement *statement);
 // been read; false when there is none left. The cursor then stands after the
 // block, unless it has come to what ends a text.
 bool yang_next_within(yang_cursor *cursor, unsigned depth, yang_statement *statement);
-
-#endif

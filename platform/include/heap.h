@@ -2,8 +2,7 @@
 //
 // Null means "none" and, from a function that makes something, "no memory".
 // `.release()` is the only way to hand a block over.
-#ifndef VANDEL_PLATFORM_HEAP_H
-#define VANDEL_PLATFORM_HEAP_H
+#pragma once
 
 #include <memory>
 #include <stddef.h>
@@ -39,5 +38,3 @@ void text_free(char *text);
 // A zero-terminated text that its holder owns. Any text may hold what the
 // operator typed, a password among it, so all are wiped before they are freed.
 using heap_text = released_ptr<char, text_free>;
-
-#endif

@@ -11,8 +11,7 @@
 //
 // Nothing here fails, allocates, or makes a system call; registers take some
 // nanoseconds, the stack less than a microsecond. A handler of signals may call it.
-#ifndef VANDEL_PLATFORM_SCRUB_H
-#define VANDEL_PLATFORM_SCRUB_H
+#pragma once
 
 // Clears all vector and mask registers that the processor has, and the general
 // ones, as far as a call may change them; the others hold no text, because no
@@ -22,5 +21,3 @@ void scrub_registers();
 // The same, and overwrites the stack below the caller: deeper than any command
 // reaches. What the caller itself holds is not touched.
 void scrub_stack();
-
-#endif

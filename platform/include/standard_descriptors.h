@@ -1,10 +1,7 @@
 // Standard descriptors that a caller left closed.
-#ifndef VANDEL_STANDARD_DESCRIPTORS_H
-#define VANDEL_STANDARD_DESCRIPTORS_H
+#pragma once
 
 // Opens each standard descriptor from `first` on that is closed, on /dev/null, so
 // that nothing which is opened later gets its number, and with it what is printed.
 // Those before `first` stay as they are. 0, or -1 with errno set.
 int standard_descriptors_open(int first);
-
-#endif

@@ -174,6 +174,8 @@ ONE_LINE = r" \{\n\1    \S[^\n]*;\n\1\}"
 DISCORDS = {
     "comments in /* */": r"/\*(?!\w+\*/)",
     "static at file level": r"(?m)^static ",
+    # What a device's C code may read has guards, because it is no standard of C.
+    "guards where C does not read": r"(?ms)\A(?!.*^extern 0).*?^#ifndef VANDEL_\w+_H$",
     "C headers by another name": rf"(?m)^#include <c(?:{C_HEADERS})>",
     "steps before the name": r"(?m)(?:^ *|[;,] )(?:\+\+|--)\w+(?=[;,)])",
     "braces around single lines": r"(?m)^( *)(?:if|for|while) \([^{}]*?\)"

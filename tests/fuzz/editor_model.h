@@ -1,6 +1,5 @@
 // A line editor without a terminal, a buffer or a redraw.
-#ifndef VANDEL_TESTS_EDITOR_MODEL_H
-#define VANDEL_TESTS_EDITOR_MODEL_H
+#pragma once
 
 #include <algorithm>
 #include <stddef.h>
@@ -208,5 +207,3 @@ class editor_model
             erase(point, std::min(point + 1, text.size()));
     }
 };
-
-#endif

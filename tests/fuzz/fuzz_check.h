@@ -2,8 +2,7 @@
 //
 // A target states them; one that is broken ends the process, which is how a
 // finding is told from a run that went well.
-#ifndef VANDEL_TESTS_FUZZ_CHECK_H
-#define VANDEL_TESTS_FUZZ_CHECK_H
+#pragma once
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -39,5 +38,3 @@ inline void fuzz_require_equal(const std::string &got, const std::string &wanted
     }
     fuzz_require(got == wanted, promise);
 }
-
-#endif

@@ -2,8 +2,7 @@
 //
 // Most targets read lines, so that their inputs are texts that one can read and
 // write by hand. Taking from an empty input gives empty texts and zeros.
-#ifndef VANDEL_TESTS_FUZZ_INPUT_H
-#define VANDEL_TESTS_FUZZ_INPUT_H
+#pragma once
 
 #include <memory>
 #include <stddef.h>
@@ -96,5 +95,3 @@ inline fuzz_block fuzz_bytes(const std::string &bytes)
     }
     return block;
 }
-
-#endif

@@ -1,7 +1,6 @@
 // A line that is being edited, without a terminal and without keys that brought
 // it there.
-#ifndef VANDEL_TESTS_FUZZ_LINE_H
-#define VANDEL_TESTS_FUZZ_LINE_H
+#pragma once
 
 #include <functional>
 #include <stdio.h>
@@ -82,5 +81,3 @@ class fuzz_line
     FILE *output;
     tinyrl *editor;
 };
-
-#endif

@@ -3,8 +3,7 @@
 // The stream itself is replaced, so that an input costs no system call. What is
 // written to descriptor 1 past the stream is not seen; tests/support has
 // captured_output for that.
-#ifndef VANDEL_TESTS_FUZZ_OUTPUT_H
-#define VANDEL_TESTS_FUZZ_OUTPUT_H
+#pragma once
 
 #include <stdio.h>
 #include <string>
@@ -58,5 +57,3 @@ class fuzz_output
 
     FILE *original;
 };
-
-#endif

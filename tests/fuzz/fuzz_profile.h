@@ -1,6 +1,5 @@
 // The profile file, in a /tmp of the target's own.
-#ifndef VANDEL_TESTS_FUZZ_PROFILE_H
-#define VANDEL_TESTS_FUZZ_PROFILE_H
+#pragma once
 
 #include <stdio.h>
 #include <string>
@@ -31,5 +30,3 @@ inline std::string fuzz_profile_read()
     fclose(file);
     return content;
 }
-
-#endif

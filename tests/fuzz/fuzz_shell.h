@@ -4,8 +4,7 @@
 // When it ends, nothing may be left behind: nodes in a log, chunks in the pool,
 // replies of the database, the exchange lock. The daemon's socket alone stays
 // for the next shell, as long as nobody has asked anything.
-#ifndef VANDEL_TESTS_FUZZ_SHELL_H
-#define VANDEL_TESTS_FUZZ_SHELL_H
+#pragma once
 
 #include <signal.h>
 #include <string.h>
@@ -169,5 +168,3 @@ class fuzz_shell
         present = schema;
     }
 };
-
-#endif

@@ -1,6 +1,5 @@
 // The schema as schemac stores it, every record checked for what no reader may meet.
-#ifndef VANDEL_TESTS_FUZZ_STORED_H
-#define VANDEL_TESTS_FUZZ_STORED_H
+#pragma once
 
 #include <map>
 #include <string>
@@ -94,5 +93,3 @@ inline fuzz_hashes fuzz_stored_schema(const ly_ctx *context,
     fuzz_require(count == keys.size(), "all keys come");
     return hashes;
 }
-
-#endif

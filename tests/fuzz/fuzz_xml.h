@@ -1,6 +1,5 @@
 // XML as a parser sees it, for comparing what texts mean.
-#ifndef VANDEL_TESTS_FUZZ_XML_H
-#define VANDEL_TESTS_FUZZ_XML_H
+#pragma once
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
@@ -43,5 +42,3 @@ inline std::string fuzz_xml_string(const xmlChar *text)
 {
     return text != nullptr ? reinterpret_cast<const char *>(text) : "";
 }
-
-#endif

@@ -6,8 +6,7 @@
 // same context. What compiles cannot be taken out: that context ends.
 //
 // These functions stand before libyang's own of the same name.
-#ifndef VANDEL_TESTS_KEPT_CONTEXT_H
-#define VANDEL_TESTS_KEPT_CONTEXT_H
+#pragma once
 
 #include <dlfcn.h>
 #include <libyang/libyang.h>
@@ -82,5 +81,3 @@ extern "C" __attribute__((visibility("default"))) void ly_ctx_destroy(ly_ctx *co
     ly_err_clean(context, nullptr);
     kept().context = context;
 }
-
-#endif

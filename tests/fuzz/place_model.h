@@ -1,7 +1,6 @@
 // Places in a schema, found the long way: a map of hashes as the database holds
 // them, and paths that are taken apart and put together as texts.
-#ifndef VANDEL_TESTS_PLACE_MODEL_H
-#define VANDEL_TESTS_PLACE_MODEL_H
+#pragma once
 
 #include <algorithm>
 #include <map>
@@ -154,5 +153,3 @@ class place_model
         return std::nullopt;
     }
 };
-
-#endif

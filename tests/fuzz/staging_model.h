@@ -2,8 +2,7 @@
 //
 // Paths and values are masked, as the shell stages them. What a path is in the
 // schema is told by whoever owns the model.
-#ifndef VANDEL_TESTS_STAGING_MODEL_H
-#define VANDEL_TESTS_STAGING_MODEL_H
+#pragma once
 
 #include <algorithm>
 #include <list>
@@ -150,5 +149,3 @@ class staging_model
             collect(child, found);
     }
 };
-
-#endif

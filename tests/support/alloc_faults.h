@@ -5,8 +5,7 @@
 // for the played platform or the log. Those that
 // libxml2 makes count apart: their number differs from run to run, because its hash
 // tables are seeded at random.
-#ifndef VANDEL_TESTS_ALLOC_FAULTS_H
-#define VANDEL_TESTS_ALLOC_FAULTS_H
+#pragma once
 
 #include <atomic>
 #include <errno.h>
@@ -241,5 +240,3 @@ long with_each_allocation_failing(Before before, Action action, After after)
         failures++;
     }
 }
-
-#endif

@@ -2,8 +2,7 @@
 //
 // A program that includes this header is linked with --wrap for each function
 // below. Only calls of the thread that armed the fault count.
-#ifndef VANDEL_TESTS_CALL_FAULTS_H
-#define VANDEL_TESTS_CALL_FAULTS_H
+#pragma once
 
 #include <errno.h>
 #include <fcntl.h>
@@ -198,5 +197,3 @@ redisReply *__wrap_redis_hash_get_all_bin_safe(redisContext *connection, const c
     return fault != nullptr ? call_spoiled(fault, reply) : reply;
 }
 }
-
-#endif

@@ -2,8 +2,7 @@
 //
 // The unit tests link this syslog in place of the C library's. It keeps every
 // line with the priority that the log would have stored.
-#ifndef VANDEL_TESTS_CAPTURED_LOG_H
-#define VANDEL_TESTS_CAPTURED_LOG_H
+#pragma once
 
 #include <string>
 #include <utility>
@@ -18,5 +17,3 @@ log_lines captured_log_take();
 std::string captured_log_ident();
 int captured_log_option();
 int captured_log_facility();
-
-#endif

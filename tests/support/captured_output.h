@@ -1,6 +1,5 @@
 // What the code under test prints to standard output, as a text.
-#ifndef VANDEL_TESTS_CAPTURED_OUTPUT_H
-#define VANDEL_TESTS_CAPTURED_OUTPUT_H
+#pragma once
 
 #include <string>
 
@@ -20,5 +19,3 @@ class captured_output
     int file;
     int original;
 };
-
-#endif

@@ -1,7 +1,6 @@
 // The scenarios of the sweeps (tests/support/command_sweep.h): every command of
 // the table, and the lines that are none, in both modes.
-#ifndef VANDEL_TESTS_COMMAND_SCENARIOS_H
-#define VANDEL_TESTS_COMMAND_SCENARIOS_H
+#pragma once
 
 #include "tests/support/command_sweep.h"
 
@@ -454,5 +453,3 @@ inline std::vector<scenario> moving_files()
 }
 
 } // namespace scenarios
-
-#endif

@@ -5,8 +5,7 @@
 // disturbed run may print a message in place of that, but must leave the
 // session as it was or as it should become, send nothing else, and leave a
 // shell whose next command works.
-#ifndef VANDEL_TESTS_COMMAND_SWEEP_H
-#define VANDEL_TESTS_COMMAND_SWEEP_H
+#pragma once
 
 #include <fstream>
 #include <libxml/xmlerror.h>
@@ -329,5 +328,3 @@ inline std::string sweep_profile(const std::string &config, const std::string &r
     return "[pwd]\n" + pwd + "\n\n[config]\n" + config + "\n\n[rpc]\n" + rpc + "\n\n[rpc_para]\n" +
            parameters + "\n\n%%%\n";
 }
-
-#endif

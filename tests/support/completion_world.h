@@ -1,6 +1,5 @@
 // An operator who strikes Tab or '?' in a shell inside the test's own process.
-#ifndef VANDEL_TESTS_COMPLETION_WORLD_H
-#define VANDEL_TESTS_COMPLETION_WORLD_H
+#pragma once
 
 #include <string>
 #include <syslog.h>
@@ -81,5 +80,3 @@ class completion_world : public shell_world
 
     std::unique_ptr<tinyrl_session> editing;
 };
-
-#endif

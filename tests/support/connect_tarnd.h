@@ -1,6 +1,5 @@
 // What every libconf.so of the tests does in the end.
-#ifndef VANDEL_TESTS_CONNECT_TARND_H
-#define VANDEL_TESTS_CONNECT_TARND_H
+#pragma once
 
 #include <stdio.h>
 #include <stdlib.h>
@@ -18,5 +17,3 @@ inline int connect_tarnd()
     return connect(fd, reinterpret_cast<struct sockaddr *>(&address), sizeof address) == 0 ? fd
                                                                                            : -1;
 }
-
-#endif

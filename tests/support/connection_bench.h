@@ -1,6 +1,5 @@
 // A gateway's connection to a server that is a script, at times that a test chooses.
-#ifndef VANDEL_TESTS_CONNECTION_BENCH_H
-#define VANDEL_TESTS_CONNECTION_BENCH_H
+#pragma once
 
 #include <gtest/gtest.h>
 #include <memory>
@@ -88,5 +87,3 @@ struct connection_bench {
             connection_reap(link.get());
     }
 };
-
-#endif

@@ -1,6 +1,5 @@
 // A relay after its hellos, and the messages of tests in which a request becomes several.
-#ifndef VANDEL_TESTS_EXCHANGE_BENCH_H
-#define VANDEL_TESTS_EXCHANGE_BENCH_H
+#pragma once
 
 #include <gtest/gtest.h>
 
@@ -65,5 +64,3 @@ struct exchange_bench : relay_bench {
         return to_server();
     }
 };
-
-#endif

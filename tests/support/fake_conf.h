@@ -2,8 +2,7 @@
 //
 // The test takes one end of a socket pair; the next conf_agent_init hands the
 // other end to the code under test. Whoever got an end closes it.
-#ifndef VANDEL_TESTS_FAKE_CONF_H
-#define VANDEL_TESTS_FAKE_CONF_H
+#pragma once
 
 // Forgets what was arranged: conf_agent_init fails with ENOENT, conf_dbg_enable
 // returns 0, and nothing was called yet.
@@ -24,5 +23,3 @@ int fake_conf_debug_flag();
 
 // How often conf_agent_init was called.
 int fake_conf_calls();
-
-#endif

@@ -3,8 +3,7 @@
 // It knows one connection and one set of hashes, whose fields keep the order in
 // which they were put. Replies are built by hand as the true library builds
 // them; what a test leaves unreleased can be counted.
-#ifndef VANDEL_TESTS_FAKE_REDIS_H
-#define VANDEL_TESTS_FAKE_REDIS_H
+#pragma once
 
 #include <stdint.h>
 #include <string>
@@ -79,5 +78,3 @@ int fake_redis_database();
 
 // What has been asked for since the last call: "HGET hash field", "HGETALL hash".
 std::vector<std::string> fake_redis_take_asked();
-
-#endif

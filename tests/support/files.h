@@ -1,6 +1,5 @@
 // Whole files, read and written in one call.
-#ifndef VANDEL_TESTS_FILES_H
-#define VANDEL_TESTS_FILES_H
+#pragma once
 
 #include <fstream>
 #include <iterator>
@@ -20,5 +19,3 @@ inline void write_file(const std::string &path, const std::string &text)
 {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }
-
-#endif

@@ -1,6 +1,5 @@
 // Processes of another user. Only root can start them.
-#ifndef VANDEL_TESTS_OTHER_USER_H
-#define VANDEL_TESTS_OTHER_USER_H
+#pragma once
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -70,5 +69,3 @@ int as_other_user(Function function)
     waitpid(pid, &status, 0);
     return WIFEXITED(status) && WEXITSTATUS(status) != 255 ? WEXITSTATUS(status) : -1;
 }
-
-#endif

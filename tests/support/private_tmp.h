@@ -1,7 +1,6 @@
 // Files with fixed names in /tmp, such as the profile, without touching those of
 // anybody else.
-#ifndef VANDEL_TESTS_PRIVATE_TMP_H
-#define VANDEL_TESTS_PRIVATE_TMP_H
+#pragma once
 
 #include <fcntl.h>
 #include <sched.h>
@@ -39,5 +38,3 @@ inline void private_tmp()
     umask(S_IWGRP | S_IWOTH);
     done = true;
 }
-
-#endif

@@ -1,7 +1,6 @@
 // A shell_world with a /tmp of its own and the sample schema, for what is staged
 // in memory and in the profile.
-#ifndef VANDEL_TESTS_PROFILE_WORLD_H
-#define VANDEL_TESTS_PROFILE_WORLD_H
+#pragma once
 
 #include "tests/support/files.h"
 #include "tests/support/shell_world.h"
@@ -28,5 +27,3 @@ class profile_world : public shell_world
         return file_text(profile_name);
     }
 };
-
-#endif

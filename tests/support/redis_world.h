@@ -1,6 +1,5 @@
 // The database library under test, and the servers that it meets.
-#ifndef VANDEL_TESTS_REDIS_WORLD_H
-#define VANDEL_TESTS_REDIS_WORLD_H
+#pragma once
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -161,5 +160,3 @@ struct fake_redis {
         }
     }
 };
-
-#endif

@@ -1,7 +1,6 @@
 // A gateway's relay whose four sides are strings, and the bytes that its tests
 // have in common.
-#ifndef VANDEL_TESTS_RELAY_BENCH_H
-#define VANDEL_TESTS_RELAY_BENCH_H
+#pragma once
 
 #include <memory>
 #include <string.h>
@@ -118,5 +117,3 @@ struct relay_bench {
         return bytes;
     }
 };
-
-#endif

@@ -1,6 +1,5 @@
 // A schema for tests of what the shell does with one.
-#ifndef VANDEL_TESTS_SAMPLE_SCHEMA_H
-#define VANDEL_TESTS_SAMPLE_SCHEMA_H
+#pragma once
 
 #include "tests/support/fake_redis.h"
 
@@ -62,5 +61,3 @@ inline void sample_schema()
     fake_redis_put_node("/o", "oc", fake_container);
     fake_redis_put_node("/o/oc", "leaf", fake_leaf, true, "string");
 }
-
-#endif

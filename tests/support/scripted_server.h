@@ -3,8 +3,7 @@
 // Steps are carried out in the order in which they were added: one that
 // answers waits for a request first. Every request is kept, header and body.
 // Add all steps before the code under test runs.
-#ifndef VANDEL_TESTS_SCRIPTED_SERVER_H
-#define VANDEL_TESTS_SCRIPTED_SERVER_H
+#pragma once
 
 #include <functional>
 #include <stdint.h>
@@ -58,5 +57,3 @@ class scripted_server
     std::vector<server_frame> received;
     std::thread thread;
 };
-
-#endif

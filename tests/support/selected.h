@@ -1,6 +1,5 @@
 // The elements at "/n:a/m:b" of a text, as xml_select and as a document finds them.
-#ifndef VANDEL_TESTS_SUPPORT_SELECTED_H
-#define VANDEL_TESTS_SUPPORT_SELECTED_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -68,5 +67,3 @@ inline bool selected_rightly(const std::string &got, const std::string &wanted)
 {
     return got.ends_with('?') ? wanted.starts_with(got.substr(0, got.size() - 1)) : got == wanted;
 }
-
-#endif

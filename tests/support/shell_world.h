@@ -3,8 +3,7 @@
 //
 // After each test nothing may be left behind: replies of the database, nodes
 // in a log, chunks in the pool, the exchange lock.
-#ifndef VANDEL_TESTS_SHELL_WORLD_H
-#define VANDEL_TESTS_SHELL_WORLD_H
+#pragma once
 
 #include <fcntl.h>
 #include <functional>
@@ -247,5 +246,3 @@ class shell_world : public testing::Test
 
     std::unique_ptr<scripted_server> server;
 };
-
-#endif

@@ -2,8 +2,7 @@
 //
 // Keys are put into the terminal before the read starts; what the editor writes
 // is collected key by key.
-#ifndef TESTS_SUPPORT_TINYRL_SESSION_H
-#define TESTS_SUPPORT_TINYRL_SESSION_H
+#pragma once
 
 #include <errno.h>
 #include <fcntl.h>
@@ -187,5 +186,3 @@ class tinyrl_session
     size_t written_size = 0;
     size_t taken = 0;
 };
-
-#endif

@@ -1,6 +1,5 @@
 // A shell_world for the command trees: staging, and what is staged as text.
-#ifndef VANDEL_TESTS_TREE_WORLD_H
-#define VANDEL_TESTS_TREE_WORLD_H
+#pragma once
 
 #include "cmdtree/node.h"
 #include "cmdtree/tree.h"
@@ -74,5 +73,3 @@ class tree_world : public shell_world
         return log_of(session.config_tree);
     }
 };
-
-#endif

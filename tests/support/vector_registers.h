@@ -4,8 +4,7 @@
 // Test code is compiled so that nothing but these functions changes a vector
 // register between two of them that follow each other; therefore where they are
 // saved to is cleared when it is made.
-#ifndef VANDEL_TESTS_SUPPORT_VECTOR_REGISTERS_H
-#define VANDEL_TESTS_SUPPORT_VECTOR_REGISTERS_H
+#pragma once
 
 #include <stddef.h>
 #include <string.h>
@@ -151,5 +150,3 @@ inline size_t registers_count(const vector_registers &registers, int byte)
         count += saved == byte ? 1 : 0;
     return count;
 }
-
-#endif

@@ -18,8 +18,7 @@
 // unit test that runs it in a relay (tests/unit/gateway_copy_to_running_test.cpp is an
 // example). What it has to know of the server is a field of server_hello (hello.h). It reads
 // a request with xml_walk.h, and says in the manual page what it changes.
-#ifndef VANDEL_GATEWAY_ADAPTER_H
-#define VANDEL_GATEWAY_ADAPTER_H
+#pragma once
 
 #include <stdint.h>
 #include <string_view>
@@ -124,5 +123,3 @@ extern const adapter unconfirmed_adapter;
 extern const adapter lock_adapter;
 extern const adapter copy_to_running_adapter;
 extern const adapter startup_adapter;
-
-#endif

@@ -1,8 +1,7 @@
 // Whether a copy to running has come to what it should, for the adapters that see to one. The
 // request, a copy-config to running, is in exchange->request, the reply to a get-config of
 // startup, if that is copied, in exchange->source.
-#ifndef VANDEL_GATEWAY_COPIED_H
-#define VANDEL_GATEWAY_COPIED_H
+#pragma once
 
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/report.h"
@@ -21,5 +20,3 @@ bool copied_to_running(const exchange *exchange, const byte_buffer *message, rep
 
 // Logs that it is not, and appends the answer that says so. 0, or -1: out of memory.
 int copied_failure(const exchange *exchange, const char *reason, byte_buffer *reply);
-
-#endif
