@@ -1,6 +1,7 @@
 """schemac --from: the schema of a server that is running, by what it says itself."""
 
 import io
+import itertools
 import os
 import re
 import resource
@@ -12,12 +13,14 @@ import subprocess
 import sys
 import tempfile
 import time
+import types
 
 import pytest
 
 from support.netconf_device import (
     HAS_LIBRARY,
     HAS_TEXTS,
+    UNKNOWN,
     Device,
     capability,
     leaves,
@@ -32,6 +35,10 @@ from support.schemac import BUILD, MODELS, REPO, RUN_MODULES, SCHEMAC, compile_r
 sys.path.insert(0, os.path.join(REPO, "tools"))
 from schemac_from.cache import write_whole  # noqa: E402  pylint: disable=wrong-import-position
 from schemac_from.main import Progress  # noqa: E402  pylint: disable=wrong-import-position
+from schemac_from.session import (  # noqa: E402  pylint: disable=wrong-import-position
+    Failed,
+    Session,
+)
 from schemac_from.yang_text import read_head  # noqa: E402  pylint: disable=wrong-import-position
 
 pytest_plugins = ("support.schemac_fixtures",)
@@ -522,6 +529,31 @@ def test_a_server_that_hangs_later(device, ask):
     add_m(device)
     device.script = hang
     assert said(ask("--timeout", "1")) == refused("the server has not answered within 1 seconds")
+
+
+def test_a_server_that_has_always_more_to_say(monkeypatch, tmp_path):
+    """Here with a clock on which each look takes a second."""
+    (tmp_path / "said").write_bytes(hello() + MARK)
+    clock = types.SimpleNamespace(monotonic=itertools.count().__next__)
+    monkeypatch.setattr("schemac_from.session.time", clock)
+    monkeypatch.setattr("schemac_from.session.READ_SIZE", 1)
+    with pytest.raises(Failed, match="^the server has not answered within 60 seconds$"):
+        Session(["cat", tmp_path / "said"], 60)
+
+
+def test_a_server_that_answers_what_it_does_not_read(ask, tmp_path):
+    """More than a pipe holds."""
+    count = 1000
+    names = [f"{number}".rjust(100, "m") for number in range(count)]
+    modules = [capability(name) for name in names]
+    (tmp_path / "said").write_bytes(hello(1, [BASE_1_0, HAS_TEXTS, *modules]) + MARK)
+    with open(tmp_path / "said", "ab") as file:
+        for number in range(1, count + 1):
+            error = f'<rpc-reply xmlns="{BASE_NS}" message-id="{number}">{UNKNOWN}</rpc-reply>'
+            file.write(error.encode() + MARK)
+    talks = ["sh", "-c", 'cat "$0"; exec sleep 1000', tmp_path / "said"]
+    result = ask("--timeout", "1", command=talks)
+    assert said(result) == refused("the server has not answered within 1 seconds")
 
 
 @pytest.mark.parametrize("version", [BASE_1_0, BASE_1_1])

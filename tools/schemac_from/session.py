@@ -120,8 +120,8 @@ class Session:
     def close(self):
         """Leaves as one should, and gives the command time to end."""
         self.patience = PARTING
-        self.ask("<close-session/>")
         with contextlib.suppress(Failed, subprocess.TimeoutExpired):
+            self.ask("<close-session/>")
             # The end of its input ends many a command at once, heard by the server or not.
             self._message()
             self.process.stdin.close()
@@ -139,7 +139,9 @@ class Session:
                     self.process.wait(PARTING)
 
     def _write(self, data):
-        # So little is under way at any time that a pipe takes it whole.
+        # A server may answer what it has not read. What is so short, a pipe takes whole or not yet.
+        if not select.select([], [self.process.stdin], [], self.patience)[1]:
+            raise self._late()
         with contextlib.suppress(BrokenPipeError):  # reading tells why
             self.process.stdin.write(data)
 
@@ -183,9 +185,9 @@ class Session:
 
     def _fill(self):
         """Reads more, before the deadline."""
-        while not self._wait():
-            if not self.nudges or time.monotonic() >= self.deadline:
-                raise Failed(f"the server has not answered within {self.patience:g} seconds")
+        while (is_late := time.monotonic() >= self.deadline) or not self._wait():
+            if is_late or not self.nudges:
+                raise self._late()
             _, start = self.nudges.pop(0)
             self._write(start if self.is_chunked else b"\n")
             self.ahead += 1
@@ -194,6 +196,9 @@ class Session:
             raise Failed("the server has ended the session" + self._status())
         self.buffer += piece
         self._bound(len(self.buffer) - READ_SIZE)
+
+    def _late(self):
+        return Failed(f"the server has not answered within {self.patience:g} seconds")
 
     def _bound(self, size):
         if size > LARGEST:
