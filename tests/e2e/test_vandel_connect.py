@@ -279,6 +279,15 @@ def test_a_command_of_one_that_is_killed(client):
     assert client.runs() == []
 
 
+def test_nothing_is_left_by_one_whose_housekeeper_is_killed(client):
+    shell = client.open_shell()
+    parts = children_of(shell.pid)
+    os.kill(part(shell, "vandel-connect"), signal.SIGKILL)
+    assert leave(shell) == (0, "")
+    assert all(map(has_ended, parts))
+    assert client.runs() == []
+
+
 def test_the_next_one_removes_what_a_housekeeper_that_is_killed_leaves(client):
     shell = client.open_shell()
     parts = children_of(shell.pid)

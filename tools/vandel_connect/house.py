@@ -79,8 +79,15 @@ class House:
     def __exit__(self, *_):
         """Waits until all has ended."""
         self.housekeeper.close()
-        with contextlib.suppress(ChildProcessError):  # somebody has killed it
-            os.waitpid(self.pid, 0)
+        with contextlib.suppress(ChildProcessError):
+            if os.waitpid(self.pid, 0)[1] == 0:
+                return
+        # Somebody has killed it.
+        for child in reversed(self.children.values()):
+            if child.poll() is None:
+                _end(os.pidfd_open(child.pid))
+        if self.path:
+            shutil.rmtree(self.path, ignore_errors=True)
 
     def file(self, name):
         return os.path.join(self.path, name)
