@@ -451,6 +451,11 @@ def test_a_server_with_too_many_modules(device, ask):
     assert said(ask()) == refused("the server announces more than 10000 modules")
 
 
+def test_a_server_with_too_many_names_that_are_none(device, ask):
+    device.capabilities += [capability(f"-{number}") for number in range(10001)]
+    assert said(ask()) == refused("the server announces more than 10000 names that are none")
+
+
 def test_a_module_that_needs_too_many(device, ask):
     add_m(device, body="".join(f"import m{number} {{ prefix p; }} " for number in range(20000)))
     assert said(ask()) == refused("its modules need more than 20000 texts")

@@ -31,19 +31,24 @@ class Announced(NamedTuple):
         """Whether it has a proper name."""
         key = (name or "").strip(), (revision or "").strip()
         if not NAME.fullmatch(key[0]) or not DATE.fullmatch(key[1]):
-            self.odd.append("@".join(key))
+            self.add_odd("@".join(key))
             return False
         self.texts[key] = self.texts.get(key, False) or is_implemented
         if len(self.texts) > MOST:
             raise Failed(f"the server announces more than {MOST} modules")
         return True
 
+    def add_odd(self, name):
+        self.odd.append(name)
+        if len(self.odd) > MOST:
+            raise Failed(f"the server announces more than {MOST} names that are none")
+
     def add_features(self, module, features):
         for feature in features:
             if NAME.fullmatch(feature or ""):
                 self.features.add(f"{module}:{feature}")
             else:
-                self.odd.append(f"{module}:{feature}")
+                self.add_odd(f"{module}:{feature}")
 
 
 def of_capabilities(capabilities):
