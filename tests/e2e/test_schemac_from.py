@@ -31,6 +31,7 @@ from support.netconf_device import (
 from support.netconf_peer import BASE_1_0, BASE_1_1, BASE_NS, MARK, chunked, hello
 from support.netconfd import Netconfd
 from support.schemac import BUILD, MODELS, REPO, RUN_MODULES, SCHEMAC, compile_run_models, good
+from support.servers import HOLDING_MANY_FILES
 
 sys.path.insert(0, os.path.join(REPO, "tools"))
 from schemac_from.cache import write_whole  # noqa: E402  pylint: disable=wrong-import-position
@@ -628,6 +629,16 @@ def test_a_server_that_does_not_let_go(device, ask, server):
 )  # fmt: skip
 def test_a_command_that_leads_nowhere(ask, command, text):
     assert said(ask(command=command)) == refused(text)
+
+
+def test_a_caller_with_many_files(tmp_path):
+    words = [*HOLDING_MANY_FILES, SCHEMAC, "--from", "--cache", str(tmp_path / "cache")]
+    result = subprocess.run(
+        [*words, "--", "sh", "-c", "exit 7"], check=False, capture_output=True, text=True
+    )
+    assert said(result) == refused(
+        "the server has ended the session; its command ended with status 7"
+    )
 
 
 def test_what_takes_too_much_memory(device, server, tmp_path):

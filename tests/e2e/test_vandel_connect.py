@@ -14,7 +14,7 @@ from support import sshd
 from support.netconf_device import Device, capability
 from support.netconfd import Netconfd
 from support.schemac import BUILD, MODELS, REPO, RUN_MODULES
-from support.servers import wait_until
+from support.servers import HOLDING_MANY_FILES, wait_until
 from support.vandel_do import children_of, has_ended
 
 PROGRAM = os.path.join(REPO, "tools", "vandel-connect")
@@ -285,6 +285,12 @@ def test_nothing_is_left_by_one_whose_housekeeper_is_killed(client):
     os.kill(part(shell, "vandel-connect"), signal.SIGKILL)
     assert leave(shell) == (0, "")
     assert all(map(has_ended, parts))
+    assert client.runs() == []
+
+
+def test_a_caller_with_many_files(client):
+    words = [*HOLDING_MANY_FILES, *client.words("root@router", "pwd")]
+    subprocess.run(words, env=client.environment, stdout=subprocess.DEVNULL, check=True)
     assert client.runs() == []
 
 

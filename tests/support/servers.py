@@ -5,11 +5,22 @@ import os
 import shutil
 import socket
 import subprocess
+import sys
 import tempfile
 import threading
 import time
 
 from . import valgrind
+
+# Words before a program that is to begin with more open files than select() takes.
+HOLD = """import os, resource, sys
+hard = resource.getrlimit(resource.RLIMIT_NOFILE)[1]
+resource.setrlimit(resource.RLIMIT_NOFILE, (2048, hard))
+for number in range(3, 1100):
+    os.dup2(0, number)
+os.execv(sys.argv[1], sys.argv[1:])
+"""
+HOLDING_MANY_FILES = [sys.executable, "-c", HOLD]
 
 
 def private_directory():

@@ -60,6 +60,13 @@ def error_of(reply):
     return next((text.strip() for text in texts if text and text.strip()), "rpc-error")
 
 
+def is_ready(file, event, seconds):
+    """Whether it is before so long. select() takes no numbers from 1024 on."""
+    poll = select.poll()
+    poll.register(file, event)
+    return bool(poll.poll(seconds * 1000))
+
+
 class Session:
     def __init__(self, command, patience):
         """Runs the command and reads its server's hello; each message may take `patience`
@@ -140,7 +147,7 @@ class Session:
 
     def _write(self, data):
         # A server may answer what it has not read. What is so short, a pipe takes whole or not yet.
-        if not select.select([], [self.process.stdin], [], self.patience)[1]:
+        if not is_ready(self.process.stdin, select.POLLOUT, self.patience):
             raise self._late()
         with contextlib.suppress(BrokenPipeError):  # reading tells why
             self.process.stdin.write(data)
@@ -181,7 +188,7 @@ class Session:
         left = max(0, self.deadline - time.monotonic())
         if self.nudges:
             left = min(left, self.nudges[0][0])
-        return select.select([self.process.stdout], [], [], left)[0]
+        return is_ready(self.process.stdout, select.POLLIN, left)
 
     def _fill(self):
         """Reads more, before the deadline."""

@@ -22,10 +22,12 @@ class Trouble(Exception):
 
 
 def _end(process):
+    end = select.poll()
+    end.register(process, select.POLLIN)
     for number in (signal.SIGTERM, signal.SIGKILL):
         with contextlib.suppress(ProcessLookupError):
             signal.pidfd_send_signal(process, number)
-        if select.select([process], [], [], PARTING)[0]:
+        if end.poll(PARTING * 1000):
             break
 
 
