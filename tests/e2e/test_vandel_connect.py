@@ -283,6 +283,7 @@ def test_nothing_is_left_by_one_whose_housekeeper_is_killed(client):
     shell = client.open_shell()
     parts = children_of(shell.pid)
     os.kill(part(shell, "vandel-connect"), signal.SIGKILL)
+    assert client.run("--attach", "root@router", "pwd") == (0, "/\r\n", "")
     assert leave(shell) == (0, "")
     assert all(map(has_ended, parts))
     assert client.runs() == []

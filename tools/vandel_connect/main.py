@@ -124,6 +124,7 @@ def begin(options):
     place.living()
     make_directory = functools.partial(place.make_run, options.target, os.getpid())
     with House(make_directory) as house:
+        place.hold(house.path)
         netconf = start_device(options, house, start_database(house))
         start_gateway(options, house, netconf)
         place.make_ready(house.path)

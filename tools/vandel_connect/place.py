@@ -1,7 +1,7 @@
 """The directories of vandel-connect: one for each run, and one for each device.
 
-A run's directory is locked by its housekeeper for as long as that lives. So the next run
-knows what one has left whose housekeeper was killed.
+A run's directory is locked by its housekeeper, and by the run itself, for as long as they
+live. So the next run knows what one has left whose housekeeper was killed.
 """
 
 import contextlib
@@ -74,7 +74,7 @@ class Run:
     def is_alive(self, patience=fcntl.LOCK_NB):
         try:
             with open(os.path.join(self.path, "owner"), encoding="utf-8") as file:
-                fcntl.flock(file, fcntl.LOCK_SH | patience)
+                fcntl.flock(file, fcntl.LOCK_EX | patience)
         except BlockingIOError:
             return True
         except OSError:
@@ -110,9 +110,14 @@ def make_run(target, pid):
     with _everything_locked():
         path = tempfile.mkdtemp(dir=runs_directory(), prefix="")
         owner = os.open(os.path.join(path, "owner"), os.O_WRONLY | os.O_CREAT, 0o600)
-        fcntl.flock(owner, fcntl.LOCK_EX)
+        fcntl.flock(owner, fcntl.LOCK_SH)
         os.write(owner, f"{pid}\n{target}\n".encode())
     return path
+
+
+def hold(path):
+    """As make_run, for another process."""
+    fcntl.flock(os.open(os.path.join(path, "owner"), os.O_RDONLY), fcntl.LOCK_SH)
 
 
 def make_ready(path):
