@@ -453,3 +453,19 @@ bool blank_filter_idle(const blank_filter *filter)
            (filter->state == text && !filter->has_root && !filter->has_asides &&
             is_all_blank(filter->waiting, filter->waiting_size));
 }
+
+const char *filter_result_text(filter_result result)
+{
+    switch (result) {
+    case filter_ok:
+        return nullptr;
+    case filter_malformed:
+        return "the server sent something that is not XML";
+    case filter_forbidden:
+        return "the server sent a character that XML forbids";
+    case filter_too_large:
+        return "a message of the server is too long";
+    default:
+        return "out of memory for a message of the server";
+    }
+}

@@ -64,5 +64,8 @@ filter_result blank_filter_feed(blank_filter *filter, const char *data, size_t s
 // next one. filter_malformed when the root element is not complete.
 filter_result blank_filter_end(blank_filter *filter, byte_buffer *out);
 
+// What is wrong with a message, for the log; a static text, null for filter_ok.
+const char *filter_result_text(filter_result result);
+
 // True while nothing but blanks of a message has been seen.
 bool blank_filter_idle(const blank_filter *filter);

@@ -312,18 +312,8 @@ const char *take_message(relay *session)
 const char *take_message_part(relay *session, const char *data, size_t size)
 {
     const size_t limit = is_open(session) ? frame_body_limit : hello_size_limit;
-    switch (blank_filter_feed(&session->filter, data, size, &session->message, limit)) {
-    case filter_ok:
-        return nullptr;
-    case filter_malformed:
-        return "the server sent something that is not XML";
-    case filter_forbidden:
-        return "the server sent a character that XML forbids";
-    case filter_too_large:
-        return "a message of the server is too long";
-    default:
-        return "out of memory for a message of the server";
-    }
+    return filter_result_text(
+        blank_filter_feed(&session->filter, data, size, &session->message, limit));
 }
 
 // Decodes the server's bytes up to the end of one message.
