@@ -56,6 +56,12 @@ int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer
         out, {"<session-id xmlns=\"" TARND_NAMESPACE "\">", number, "</session-id></rpc-reply>"});
 }
 
+int ok_reply_write(const char *message_id, byte_buffer *out)
+{
+    return append_start("rpc-reply", message_id, out) == 0 ? append(out, {"<ok/></rpc-reply>"})
+                                                           : -1;
+}
+
 int failure_reply_write(const char *message_id, const char *message, byte_buffer *out)
 {
     const int result = append_start("rpc-reply", message_id, out);

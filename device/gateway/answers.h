@@ -14,6 +14,9 @@ int escaped_write(std::string_view value, byte_buffer *out);
 // The answer to a create-session request, with that request's message id (null: none).
 int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer *out);
 
+// A reply that says that the operation with that message id is done.
+int ok_reply_write(const char *message_id, byte_buffer *out);
+
 // A reply that says that the operation with that message id (null: none) failed; message
 // is escaped.
 int failure_reply_write(const char *message_id, const char *message, byte_buffer *out);

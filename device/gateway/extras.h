@@ -12,12 +12,12 @@ struct defaults_mode {
     const char *element; // asks for it, in a request
 };
 
-// All zero: nothing.
 struct server_extras {
     // Seconds after which the server undoes a commit that is not confirmed; 0: none is to be.
-    uint32_t confirmed_commit;
-    const defaults_mode *defaults; // how data are to be read; null: as the server likes
-    bool lock;                     // running, while it is edited
+    uint32_t confirmed_commit = 0;
+    const defaults_mode *defaults = nullptr; // how data are to be read; null: as the server likes
+    bool lock = false;                       // running, while it is edited
+    bool startup_is_running = false;         // what is committed stays where there is no startup
 };
 
 // Null: there is none of that name.

@@ -23,6 +23,9 @@ const char gateway_help[] =
     "  --with-defaults MODE\n"
     "                   read data with defaults as report-all, report-all-tagged, trim\n"
     "                   or explicit says\n"
+    "  --startup-is-running\n"
+    "                   save nothing, and read running for startup, where a server has\n"
+    "                   no startup\n"
     "  --max-shells N   serve N shells at a time (32); the others are told and closed\n"
     "  --max-buffered BYTES\n"
     "                   hold so much of all shells' requests together (536870912)\n"
@@ -151,6 +154,8 @@ const char *read_options(int count, char *const arguments[], int *at, gateway_op
             options->subscribe = false;
         else if (strcmp(arguments[*at], "--lock") == 0)
             options->extras.lock = true;
+        else if (strcmp(arguments[*at], "--startup-is-running") == 0)
+            options->extras.startup_is_running = true;
         else if (const char *seconds = option_value(arguments, at, "--confirmed-commit"))
             reason = read_confirmed_commit(seconds, &options->extras);
         else if (const char *mode = option_value(arguments, at, "--with-defaults"))

@@ -122,3 +122,17 @@ def test_a_change_that_cuts_the_operator_off_is_undone():
         wait_for(lambda: running(session) == before, "the change is not undone")
         assert has_ok(session.rpc(EDIT.format(INTERFACE.format("eth1", "third")))[1])
         assert "third" in running(session)
+
+
+def test_a_server_without_startup_keeps_what_is_committed():
+    save = COPY.format("startup", "<running/>")
+    read = "<get-config><source><startup/></source></get-config>"
+    with served("--startup-is-running", startup="false") as start:
+        gateway = start()
+        session = begin(gateway)
+        assert has_ok(session.rpc(EDIT.format(INTERFACE.format("eth1", "kept")))[1])
+        assert has_ok(session.rpc(save)[1])
+        assert "kept" in session.rpc(read)[0].decode()
+        refused = session.rpc("<delete-config><target><startup/></target></delete-config>")[0]
+        assert b"the server has no startup datastore" in refused
+        gateway.wait_for_log("running is taken for startup (no startup capability)")

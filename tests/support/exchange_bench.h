@@ -64,3 +64,17 @@ struct exchange_bench : relay_bench {
         return to_server();
     }
 };
+
+// What is logged of a server in the beginning.
+inline std::string hello_log(const std::string &capabilities, const server_extras &extras)
+{
+    testing::internal::CaptureStderr();
+    relay_bench test(false);
+    test.session->extras = extras;
+    EXPECT_EQ(test.to_server(), gateway_hello);
+    EXPECT_EQ(test.server_sends(server_hello_text("1.1", capabilities)), "");
+    const std::string first = "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n";
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(log.substr(0, first.size()), first);
+    return log.substr(first.size());
+}

@@ -22,6 +22,7 @@ class Netconfd:
         paths=(),
         target="running",
         defaults="explicit",
+        startup="true",
     ):
         self.socket = os.path.join(directory, "ncxserver.sock")
         self.log_path = os.path.join(directory, "netconfd.log")
@@ -31,7 +32,7 @@ class Netconfd:
         os.makedirs(os.path.join(home, "data"), exist_ok=True)
         # fmt: off
         command = [
-            "netconfd", f"--target={target}", "--with-startup=true", "--indent=0", "--no-startup",
+            "netconfd", f"--target={target}", f"--with-startup={startup}", "--indent=0", "--no-startup",
             "--superuser=root", *(f"--module={module}" for module in modules),
             "--modpath=" + ":".join((*paths, MODULES)),
             f"--default-style={defaults}", f"--yuma-home={home}",

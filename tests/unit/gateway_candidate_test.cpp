@@ -58,7 +58,7 @@ struct candidate_bench : exchange_bench {
     }
 };
 
-constexpr server_extras confirming{.confirmed_commit = 90, .defaults = nullptr, .lock = false};
+constexpr server_extras confirming{.confirmed_commit = 90};
 const std::string confirms =
     "<capability>urn:ietf:params:netconf:capability:confirmed-commit:1.1?x=y</capability>";
 const std::string unconfirmed =
@@ -67,20 +67,6 @@ const std::string lock_running = rpc("5", "<lock><target><running/></target></lo
 const std::string unlock_running = rpc("5", "<unlock><target><running/></target></unlock>");
 const std::string publish =
     rpc("5", "<copy-config><target><running/></target><source><candidate/></source></copy-config>");
-
-// What is logged of a server in the beginning.
-std::string hello_log(const std::string &capabilities, const server_extras &extras)
-{
-    testing::internal::CaptureStderr();
-    relay_bench test(false);
-    test.session->extras = extras;
-    EXPECT_EQ(test.to_server(), gateway_hello);
-    EXPECT_EQ(test.server_sends(server_hello_text("1.1", capabilities)), "");
-    const std::string first = "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n";
-    const std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_EQ(log.substr(0, first.size()), first);
-    return log.substr(first.size());
-}
 
 } // namespace
 

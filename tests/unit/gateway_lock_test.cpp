@@ -23,7 +23,7 @@ const std::string denied = reply("5", error("lock-denied"));
 const std::string warned =
     reply("5", "<rpc-error><error-severity>warning</error-severity></rpc-error><ok/>");
 
-constexpr server_extras locks{.confirmed_commit = 0, .defaults = nullptr, .lock = true};
+constexpr server_extras locks{.lock = true};
 
 struct lock_bench : exchange_bench {
     lock_bench() : exchange_bench(writable, locks) {}

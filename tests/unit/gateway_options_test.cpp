@@ -92,6 +92,8 @@ TEST(gateway_options, extras)
 {
     EXPECT_FALSE(parse({"--listen", "x", "--", "cat", "--lock"}).options.extras.lock);
     EXPECT_TRUE(parse({"--lock", "--listen", "x", "--", "cat"}).options.extras.lock);
+    EXPECT_TRUE(parse({"--startup-is-running", "--listen", "x", "--", "cat"})
+                    .options.extras.startup_is_running);
     const parsed confirmed = parse({"--confirmed-commit=86400", "--listen", "x", "--", "cat"});
     EXPECT_EQ(confirmed.options.extras.confirmed_commit, 86400U);
     EXPECT_EQ(parse({"--confirmed-commit", "0"}).reason,

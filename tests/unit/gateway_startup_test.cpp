@@ -23,10 +23,11 @@ std::string save(const std::string &source)
 
 // What the shell gets for a request that the server answers in this way.
 std::string answered(const std::string &capabilities, const std::string &request,
-                     const std::string &answer, const std::string &log = "")
+                     const std::string &answer, const std::string &log = "",
+                     const server_extras &wanted = {}, const std::string &asked = "")
 {
-    exchange_bench test(capabilities);
-    EXPECT_EQ(test.ask(request), chunked(request));
+    exchange_bench test(capabilities, wanted);
+    EXPECT_EQ(test.ask(request), chunked(asked.empty() ? request : asked));
     EXPECT_EQ(test.answer(answer), "");
     const std::string frames = test.to_shell();
     EXPECT_EQ(test.ask(rpc("6", "<x/>")), chunked(rpc("6", "<x/>")));
@@ -63,4 +64,27 @@ TEST(gateway_startup, everything_else_passes)
              rpc("5", "<x><target><startup/></target></x>"),
          })
         EXPECT_EQ(answered("", request, refused), frame(refused));
+}
+
+TEST(gateway_startup, running_is_taken_for_it_where_that_is_wanted)
+{
+    const server_extras wanted{.startup_is_running = true};
+    EXPECT_EQ(hello_log("", wanted),
+              "tarnd-gateway: shell 1: running is taken for startup (no startup capability)\n");
+    const std::string done = "<rpc-reply xmlns=\"" + base + "\" message-id=\"5\"><ok/></rpc-reply>";
+    EXPECT_EQ(answered("", save("<running/>"), refused, "", wanted), frame(done));
+    const std::string read = rpc("5", "<get-config><source><startup/></source></get-config>");
+    const std::string data = reply("5", "<data></data>");
+    EXPECT_EQ(answered("", read, data, "", wanted,
+                       rpc("5", "<get-config><source><running/></source></get-config>")),
+              frame(data));
+    const std::string refusal = "tarnd-gateway: shell 1: startup is refused: unknown-element\n";
+    for (const std::string &request : {
+             save("<config><a/></config>"),
+             rpc("5", "<delete-config><target><startup/></target></delete-config>"),
+         })
+        EXPECT_EQ(answered("", request, refused, refusal, wanted), frame(told));
+    EXPECT_EQ(answered("<capability>urn:ietf:params:netconf:capability:startup:1.0</capability>",
+                       read, data, "", wanted),
+              frame(data));
 }

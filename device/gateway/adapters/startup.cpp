@@ -1,5 +1,8 @@
 // A server without a startup datastore, which refuses a save, and to read or delete startup, with
 // whatever error it has for what it does not know. The shell gets one that says what is missing.
+//
+// Or, when the operator says that such a server keeps what is committed (--startup-is-running), a
+// save that is refused is done, and running is read for startup.
 #include <string.h>
 
 #include "device/gateway/adapters/adapter.h"
@@ -10,11 +13,28 @@
 namespace
 {
 
+enum startup_step : uint8_t { startup_step_other, startup_step_save };
+
 constexpr char answer[] = "the server has no startup datastore (no startup capability)";
 
 bool applies(const server_hello *hello)
 {
     return !hello->startup;
+}
+
+const char *notice(const server_hello *hello)
+{
+    return hello->wanted.startup_is_running ? "running is taken for startup (no startup capability)"
+                                            : nullptr;
+}
+
+// Without memory the request stays as it is.
+void read_running(const datastore_name *startup, byte_buffer *request)
+{
+    byte_buffer running{};
+    const std::string_view prefix = startup->prefix;
+    if (byte_buffer_append_all(&running, {"<", prefix, "running/>"}) == buffer_ok)
+        byte_buffer_replace(request, startup->from, startup->end, byte_buffer_view(&running));
 }
 
 // A copy of startup to running is left to others.
@@ -28,6 +48,12 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     const request_datastores named = request_datastores_read(byte_buffer_view(request));
     if ((reads ? named.source.name : named.target.name) != "startup")
         return adapter_leaves;
+    if (reads && exchange->server->wanted.startup_is_running) {
+        read_running(&named.source, request);
+        return adapter_leaves;
+    }
+    const bool saves = named.source.name == "running";
+    exchange->step = saves ? startup_step_save : startup_step_other;
     exchange_ask_body(exchange, request, false);
     return adapter_takes;
 }
@@ -35,7 +61,13 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
 adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_buffer *message)
 {
     byte_buffer refusal{};
-    if (head->is_error && failure_reply_write(exchange->message_id.get(), answer, &refusal) == 0) {
+    const bool is_saved =
+        exchange->step == startup_step_save && exchange->server->wanted.startup_is_running;
+    if (head->is_error && is_saved) {
+        byte_buffer_clear(message);
+        ok_reply_write(exchange->message_id.get(), message);
+    } else if (head->is_error &&
+               failure_reply_write(exchange->message_id.get(), answer, &refusal) == 0) {
         report_text text;
         error_text_read(message->data.get(), message->size, text.text, sizeof text.text);
         report_shell(exchange->shell, "startup is refused: %s", report_clean(text.text).text);
@@ -46,4 +78,5 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
 
 } // namespace
 
-const adapter startup_adapter = {.applies = applies, .request = take_request, .reply = take_reply};
+const adapter startup_adapter = {
+    .applies = applies, .notice = notice, .request = take_request, .reply = take_reply};
