@@ -103,12 +103,12 @@ def part(process, name):
     raise AssertionError(name)
 
 
-@pytest.fixture(scope="module", name="router")
-def fixture_router():
+@contextlib.contextmanager
+def served(target):
     """A directory with a file for ssh that leads to a real server, and with a cache: this
     server does not survive handing out all its texts twice."""
     directory = tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
-    server = Netconfd(directory, RUN_MODULES, (MODELS,))
+    server = Netconfd(directory, RUN_MODULES, (MODELS,), target)
     try:
         sshd.configure(directory, *server.transport())
         yield directory
@@ -117,8 +117,14 @@ def fixture_router():
         shutil.rmtree(directory)
 
 
-@pytest.fixture(name="client")
-def fixture_client(router):
+@pytest.fixture(scope="module", name="router")
+def fixture_router():
+    with served("running") as directory:
+        yield directory
+
+
+@contextlib.contextmanager
+def client_of(router):
     with tempfile.TemporaryDirectory(prefix="vandel-test.", dir="/tmp") as directory:
         os.mkdir(os.path.join(directory, "RUNTIME_DIR"), 0o700)
         client = Client(
@@ -126,6 +132,12 @@ def fixture_client(router):
         )
         yield client
         client.stop()
+
+
+@pytest.fixture(name="client")
+def fixture_client(router):
+    with client_of(router) as client:
+        yield client
 
 
 def test_one_command(client):
@@ -147,6 +159,14 @@ def test_lines_of_a_pipe(client):
     assert (status, stderr) == (0, "")
     assert "pwd\n/vandel-device\r\n" in stdout
     assert client.runs() == []
+
+
+def test_a_device_whose_running_is_written_through_a_candidate():
+    lines = f"set {HOSTNAME} r2\ncommit\nget-config -r {HOSTNAME}\nquit\n"
+    with served("candidate") as router, client_of(router) as client:
+        status, stdout, stderr = client.run("root@router", given=lines)
+    assert (status, stderr) == (0, "")
+    assert "<ok/>" in stdout and " r2" in stdout.partition("get-config")[2]
 
 
 def profile_of_the_machine():
