@@ -20,14 +20,11 @@ const std::string second_revision =
 const std::string space = " xmlns=\"urn:ietf:params:xml:ns:yang:ietf-yang-library\"";
 const std::string asked =
     rpc("tarnd-gateway-library", "<get><filter type=\"subtree\"><modules-state" + space +
-                                     "><module><name/><namespace/></module></modules-state>"
-                                     "</filter></get>");
-const std::string asked_for_sets =
-    rpc("tarnd-gateway-library",
-        "<get><filter type=\"subtree\"><yang-library" + space +
-            "><module-set><module><name/><namespace/></module>"
-            "<import-only-module><name/><namespace/></import-only-module></module-set>"
-            "</yang-library></filter></get>");
+                                     "><module/></modules-state></filter></get>");
+const std::string asked_for_sets = rpc(
+    "tarnd-gateway-library",
+    "<get><filter type=\"subtree\"><yang-library" + space +
+        "><module-set><module/><import-only-module/></module-set></yang-library></filter></get>");
 
 std::string edit(const std::string &declaration)
 {
@@ -42,7 +39,8 @@ std::string told(const std::string &modules)
 
 std::string module(const std::string &name, const std::string &uri)
 {
-    return "<module><name>" + name + "</name><namespace>" + uri + "</namespace></module>";
+    return "<module><name>" + name + "</name><namespace>" + uri +
+           "</namespace><submodule><name>part</name></submodule></module>";
 }
 
 std::string told_in_sets(const std::string &sets)

@@ -18,15 +18,15 @@ constexpr char library_namespace[] = "urn:ietf:params:xml:ns:yang:ietf-yang-libr
 // What is awaited.
 enum library_step : uint8_t { library_step_sets, library_step_state };
 
+// Whole modules: asked for some leaves of each, netconfd 2.13 reads memory that it has given back
+// when another session began, and may die of it.
 constexpr const char *questions[] = {
     "<get><filter type=\"subtree\"><yang-library "
     "xmlns=\"urn:ietf:params:xml:ns:yang:ietf-yang-library\"><module-set>"
-    "<module><name/><namespace/></module>"
-    "<import-only-module><name/><namespace/></import-only-module>"
-    "</module-set></yang-library></filter></get>",
+    "<module/><import-only-module/></module-set></yang-library></filter></get>",
     "<get><filter type=\"subtree\"><modules-state "
     "xmlns=\"urn:ietf:params:xml:ns:yang:ietf-yang-library\">"
-    "<module><name/><namespace/></module></modules-state></filter></get>",
+    "<module/></modules-state></filter></get>",
 };
 
 // A text that is cut is none.
