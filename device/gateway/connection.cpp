@@ -369,8 +369,8 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
         transport_hear(&link->server);
     if (shell_waits(link))
         link->idle_from = now;
-    else
-        link->silent_from = now;
+    else if (link->shell_stalls || !relay_owes_answer(&link->session))
+        link->silent_from = now; // not for a notification of the second session
     if ((polls[poll_shell].revents & (POLLHUP | POLLERR)) != 0)
         shell_is_gone(link, now);
     const char *reason = nullptr;
@@ -380,6 +380,7 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
         read_server(link, now);
     if (reason == nullptr)
         reason = move_all(link, now);
+    link->shell_stalls = !outgoing_idle(&link->session.to_shell);
     if (reason == nullptr && relay_awaits_hello(&link->session) && link->server_ended)
         reason = refuse_without_server(link, now);
     if (reason == nullptr && relay_awaits_hello(&link->session) && now >= link->hello_by)

@@ -31,6 +31,7 @@ struct connection {
     bool is_second;        // it brings notifications for another one, and has no shell
     bool shell_ended;      // it sends no more, but may still read
     bool shell_gone;       // it does not read either
+    bool shell_stalls;     // it has not read all that was for it
     bool server_ended;     // its output is at the end
     bool over;             // only the command is still to be waited for
     int64_t give_up;       // when to stop waiting for the server to take or say more; 0: never

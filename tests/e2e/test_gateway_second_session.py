@@ -156,13 +156,14 @@ def test_one_that_breaks_the_protocol_is_tried_again(bench):
     bench.second()
 
 
-def flood_with(peer):
-    """Sends notifications as fast as they are read, until the session ends."""
+def flood_with(peer, pause=0):
+    """Sends notifications as fast as they are read, or with pauses, until the session ends."""
 
     def send():
         with contextlib.suppress(OSError):
             while True:
                 peer.raw(chunked(NOTIFICATION) * 100)
+                time.sleep(pause)
 
     peer.connection.settimeout(None)
     threading.Thread(target=send, daemon=True).start()
@@ -179,6 +180,20 @@ def test_a_flood_of_notifications_keeps_no_reply_back(bench):
         peer.send(reply(message_id))
         while (message := shell.receive()) != reply(message_id):
             assert message == COMPACT_NOTIFICATION
+
+
+def test_notifications_put_no_answer_off(bench):
+    bench.start("--request-timeout=2")
+    shell, peer = bench.session()
+    second = bench.second()
+    second.send(ACCEPTED)
+    shell.send(b"<rpc/>")
+    assert peer.request() == b"<rpc/>"
+    flood_with(second, pause=0.2)
+    end = time.monotonic() + 60
+    while (message := shell.receive()) == COMPACT_NOTIFICATION:
+        assert time.monotonic() < end
+    assert b"the server has not answered in time (--request-timeout)" in message
 
 
 def test_notifications_do_not_come_into_the_middle_of_a_reply(bench):
