@@ -265,6 +265,15 @@ def test_a_database_of_another_writer(server, run):
     assert show(run, "/m", "--tree") == "/m\n  +--rw a  ?[2J\n"
 
 
+def test_a_name_of_a_module_that_is_a_path(server, run):
+    server.database().hset("/", "m/n", module("urn:m"))
+    server.database().hset("/m/n", "a", node(LEAF, True))
+    assert good(run("--list")).stdout.splitlines()[1:] == [
+        "m/n     -             1     78  -",
+        "schemac: 1 modules, 1 nodes, 79 bytes",
+    ]
+
+
 @pytest.mark.parametrize(
     "words, text",
     [
