@@ -154,8 +154,9 @@ bool write_shell(connection *link, int64_t now)
     outgoing *message = &link->session.to_shell;
     if (outgoing_idle(message))
         return false;
+    const bool is_wanted = !link->session.notifies || relay_owes_answer(&link->session);
     bool failed;
-    if (write_out(message, link->shell.number, &failed))
+    if (write_out(message, link->shell.number, &failed) && is_wanted)
         link->idle_from = now;
     if (failed)
         shell_is_gone(link, now);
@@ -367,10 +368,11 @@ void connection_serve(connection *link, const struct pollfd polls[connection_pol
         return;
     if (polls[poll_errors].revents != 0)
         transport_hear(&link->server);
-    if (shell_waits(link))
+    // Not shell_waits(): a notification of the second session has just begun its way.
+    if (relay_owes_answer(&link->session) && !link->shell_stalls)
         link->idle_from = now;
-    else if (link->shell_stalls || !relay_owes_answer(&link->session))
-        link->silent_from = now; // not for a notification of the second session
+    else
+        link->silent_from = now;
     if ((polls[poll_shell].revents & (POLLHUP | POLLERR)) != 0)
         shell_is_gone(link, now);
     const char *reason = nullptr;

@@ -36,7 +36,7 @@ struct connection {
     bool over;             // only the command is still to be waited for
     int64_t give_up;       // when to stop waiting for the server to take or say more; 0: never
     int64_t idle_limit;    // milliseconds; 0: none
-    int64_t idle_from;     // when the shell last asked, read, or waited for an answer
+    int64_t idle_from;     // when the shell last asked, read what it wants, or waited for it
     int64_t silence_limit; // milliseconds that a request may wait for a sign of the server; 0: none
     int64_t silent_from;   // when the server last took or said something, or no request waited
     int64_t keepalive;     // milliseconds without a word after which the server is asked; 0: never

@@ -95,6 +95,7 @@ void send_to_shell(relay *session, byte_buffer *body)
     char header[frame_header_size];
     frame_header_write(header, static_cast<uint32_t>(body->size), session->sequence++);
     outgoing_load(&session->to_shell, header, sizeof header, body, "", 0);
+    session->notifies = false;
 }
 
 // Ends the current request, which gets an answer of the gateway's own.
@@ -295,7 +296,9 @@ const char *take_open_message(relay *session)
     if (session->unanswered > 0 && head.kind == message_rpc_reply)
         session->unanswered--;
     adapters_pass(&session->hello, &head, &session->message);
-    send_to_shell(session->first != nullptr ? session->first : session, &session->message);
+    relay *shown = session->first != nullptr ? session->first : session;
+    send_to_shell(shown, &session->message);
+    shown->notifies = head.kind == message_notification;
     return nullptr;
 }
 

@@ -53,6 +53,7 @@ struct relay {
     subscription_wish wish; // ... for these
     server_extras extras;   // what else is wanted of the server
     bool deaf;              // the shell is gone: drop what would go to it
+    bool notifies;          // what is on its way to the shell, or was last, is a notification
     relay_phase phase;
     relay_silence silence;
     uint8_t nudges;        // bytes of the next chunk header that are out already

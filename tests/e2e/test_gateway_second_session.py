@@ -196,6 +196,25 @@ def test_notifications_put_no_answer_off(bench):
     assert b"the server has not answered in time (--request-timeout)" in message
 
 
+def test_a_shell_that_only_gets_notifications_is_idle(bench):
+    bench.start("--idle-timeout=2")
+    shell, peer = bench.session()
+    second = bench.second()
+    second.send(ACCEPTED)
+    shell.send(b"<rpc/>")
+    assert peer.request() == b"<rpc/>"
+    flood_with(second, pause=0.2)
+    answer_at = time.monotonic() + 3
+    while time.monotonic() < answer_at:
+        assert shell.receive() == COMPACT_NOTIFICATION
+    peer.send(reply(1))
+    received = set()
+    while b"<session-closed " not in (message := shell.receive()):
+        received.add(message)
+        assert time.monotonic() < answer_at + 60
+    assert received == {COMPACT_NOTIFICATION, reply(1)}
+
+
 def test_notifications_do_not_come_into_the_middle_of_a_reply(bench):
     shell, peer = bench.session()
     second = bench.second()
