@@ -70,7 +70,7 @@ def check(result, status, stdout, stderr):
 
 def test_no_daemon(device):
     result = vandel_do.run(device, "pwd", env={"TARND_SOCKET": "/tmp/gone"})
-    error = "the shell does not start, status 255: [Errno 2] No such file or directory"
+    error = "the shell does not start, status 255: /tmp/gone: No such file or directory"
     check(result, 3, "failed to connect ncserver!\r\n", f"vandel-do: {error}\n")
     assert vandel_do.left_behind(device) == []
 

@@ -59,7 +59,7 @@ def connect_daemon(path):
         connect_patiently(connection, path)
         option = connection.getsockopt(socket.SOL_SOCKET, socket.SO_PEERCRED, CREDENTIALS.size)
         if CREDENTIALS.unpack(option)[1] not in (0, os.geteuid()):
-            raise PermissionError(f"{path}: somebody else listens there")
+            raise PermissionError("somebody else listens there")
         return connection
     except OSError:
         connection.close()
@@ -83,11 +83,12 @@ class Relay:
         self.replies = 0
         self.last = None
         self.is_lost = False
+        path = os.environ.get("TARND_SOCKET") or DAEMON
         try:
-            self.daemon = connect_daemon(os.environ.get("TARND_SOCKET") or DAEMON)
+            self.daemon = connect_daemon(path)
         except OSError as error:
             # Nobody listens at the path, so the shell finds no daemon and says so.
-            self.why = error
+            self.why = f"{path}: {error.strerror or error}"
         # Only now: who is killed while he waits for the daemon leaves nothing.
         self.directory = tempfile.mkdtemp(prefix="vandel-do.")
         self.path = os.path.join(self.directory, "tarnd.sock")
