@@ -210,7 +210,7 @@ def test_another_shell_on_the_same_servers(client):
     assert client.run("--attach", "root@router", given="quit\n") == (0, "/$ quit\n", "")
     assert len(client.runs()) == 1
     assert client.run("--attach", "root@other", "pwd") == (
-        64, "", "vandel-connect: root@other: no vandel-connect runs for it\n"
+        64, "", "vandel-connect: root@other: no vandel-connect runs for it, only for root@router\n"
     )  # fmt: skip
     assert leave(first) == (0, "")
     assert client.runs() == []
@@ -245,8 +245,10 @@ def test_stop_ends_those_of_the_device(client):
     assert [shell.wait(WAIT) for shell in shells] == [-signal.SIGTERM] * 2
     assert all(map(has_ended, parts))
     assert len(client.runs()) == 1
+    none = "vandel-connect: root@router: no vandel-connect runs for it"
+    assert client.run("--stop", "root@router") == (0, "", f"{none}, only for root@other\n")
     assert leave(other) == (0, "")
-    assert client.run("--stop", "root@router") == (0, "", "")
+    assert client.run("--stop", "root@router") == (0, "", f"{none}\n")
 
 
 @pytest.mark.parametrize("name", ["redis-server", "ssh", "tarnd-gateway"])

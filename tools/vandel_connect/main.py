@@ -143,19 +143,29 @@ def begin_locally(options):
         return converse(options, house, house.path, words)
 
 
+def nothing_runs(options, living):
+    """The error; the device may only be written in another way than it was."""
+    names = ", ".join(sorted({run.target for run in living} - {options.target}))
+    others = f", only for {names}" if names else ""
+    return UsageError(f"{options.target}: no vandel-connect runs for it{others}")
+
+
 def carry_out(options):
     if options.action == "local":
         return begin_locally(options)
     if options.action == "start":
         return begin(options)
-    runs = [run for run in place.living() if run.target == options.target]
+    living = place.living()
+    runs = [run for run in living if run.target == options.target]
     if options.action == "stop":
         for run in runs:
             run.stop()
+        if not runs:
+            complain(nothing_runs(options, living))
         return 0
     ready = [run for run in runs if run.is_ready()]
     if not ready:
-        raise UsageError(f"{options.target}: no vandel-connect runs for it")
+        raise nothing_runs(options, living)
     with House() as house:
         return converse(options, house, ready[-1].path)
 
