@@ -12,7 +12,7 @@ usage: vandel-connect [OPTION]... [USER@]HOST[:PORT] [COMMAND WORD...]
        vandel-connect --attach [USER@]HOST[:PORT] [COMMAND WORD...]
        vandel-connect --run [USER@]HOST[:PORT] PROGRAM [WORD...]
        vandel-connect --stop [USER@]HOST[:PORT]
-       vandel-connect [--programs DIR] --local [COMMAND WORD...]
+       vandel-connect [--programs DIR] --local [COMMAND WORD... | --run PROGRAM [WORD...]]
 
 Opens a shell on a device that speaks NETCONF over ssh, or runs one command: learns
 its modules, starts what the shell needs, and ends that again with the shell.
