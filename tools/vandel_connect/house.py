@@ -5,6 +5,7 @@ the call by the connection between them, so that no way in which one may end is 
 """
 
 import contextlib
+import ctypes
 import os
 import select
 import shutil
@@ -15,6 +16,8 @@ import time
 
 PATIENCE = 30  # seconds that a server may take to start
 PARTING = 5  # and to end
+PR_SET_PDEATHSIG = 1
+LIBC = ctypes.CDLL(None)
 
 
 class Trouble(Exception):
@@ -95,9 +98,14 @@ class House:
         return os.path.join(self.path, name)
 
     def start(self, words, **options):
-        """Starts a process, of which the housekeeper knows whatever happens meanwhile."""
+        """Starts a process, of which the housekeeper knows whatever happens meanwhile. When
+        that is killed, and then the call, the system ends the process."""
+        call = os.getpid()
 
         def tell():
+            LIBC.prctl(PR_SET_PDEATHSIG, ctypes.c_ulong(signal.SIGTERM), 0, 0, 0)
+            if os.getppid() != call:
+                os.kill(os.getpid(), signal.SIGTERM)
             self.housekeeper.sendall(b"%d\n" % os.getpid())
 
         try:
