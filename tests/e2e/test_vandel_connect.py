@@ -169,6 +169,19 @@ def test_a_device_whose_running_is_written_through_a_candidate():
     assert "<ok/>" in stdout and " r2" in stdout.partition("get-config")[2]
 
 
+def test_an_option_of_the_gateway(client):
+    entry = "/ietf-interfaces/interfaces/interface[name=e9]"
+    lines = f"set {entry}/type iana-if-type:ethernetCsmacd\ncommit\nquit\n"
+    assert client.run("root@router", given=lines)[0] == 0
+    read = "root@router", "get-config", "-r", "/ietf-interfaces/interfaces"
+    assert "<enabled>" not in client.run(*read)[1]
+    assert "<enabled>" in client.run("--gateway=--with-defaults=report-all", *read)[1]
+    status, _, stderr = client.run("--gateway=--nonsense", "root@router", "pwd")
+    assert status == 70
+    assert "tarnd-gateway does not start:\ntarnd-gateway: unknown option: --nonsense\n" in stderr
+    assert client.run("root@router", given=f"delete {entry}\ncommit\nquit\n")[0] == 0
+
+
 def profile_of_the_machine():
     try:
         status = os.stat("/tmp/vandel.conf")

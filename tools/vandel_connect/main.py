@@ -68,8 +68,8 @@ def start_device(options, house, database):
 
 def start_gateway(options, house, netconf):
     listen = house.file("tarnd.sock")
-    words = [options.program("tarnd-gateway"), "--listen", listen, "--", *netconf]
-    house.serve("tarnd-gateway", words)
+    words = [options.program("tarnd-gateway"), "--listen", listen, *options.gateway, "--"]
+    house.serve("tarnd-gateway", [*words, *netconf])
     # By what it says: a connection would begin a session, and a socket may not listen yet.
     house.await_socket(
         "tarnd-gateway", listen, lambda _: ": listening on " in house.last_words("tarnd-gateway")

@@ -25,6 +25,7 @@ its modules, starts what the shell needs, and ends that again with the shell.
   --search DIR     where schemac looks for modules that the device does not hand out
   -o OPTION        an option of ssh, as its own -o; may be given again
   -F FILE          the file of options that ssh is to read
+  --gateway OPTION an option of tarnd-gateway, as --gateway=--lock; may be given again
   --programs DIR   where vandel, schemac and tarnd-gateway are
   --help           print this
   --version        print the version
@@ -54,6 +55,7 @@ class Options(NamedTuple):
     host: str
     cache: str  # None: the device's own
     search: list  # options of schemac
+    gateway: list  # options of tarnd-gateway
     programs: str
     models: str
 
@@ -67,7 +69,7 @@ class Options(NamedTuple):
 
 def parse(arguments, here):
     """The Options; raises UsageError. Ends the program for --help and --version."""
-    names = "attach run stop local cache= search= programs= help version".split()
+    names = "attach run stop local cache= search= gateway= programs= help version".split()
     try:
         given, words = getopt.getopt(arguments, "o:F:", names)
     except getopt.GetoptError as error:
@@ -98,6 +100,7 @@ def parse(arguments, here):
         host=host,
         cache=flags.get("--cache"),
         search=[word for pair in given if pair[0] == "--search" for word in pair],
+        gateway=[value for name, value in given if name == "--gateway"],
         programs=flags.get("--programs", here),
         # In the source tree, or where it is installed.
         models=next(filter(os.path.isdir, (os.path.join(here, place) for place in MODELS)), ""),
