@@ -32,8 +32,8 @@ class Netconfd:
         os.makedirs(os.path.join(home, "data"), exist_ok=True)
         # fmt: off
         command = [
-            "netconfd", f"--target={target}", f"--with-startup={startup}", "--indent=0", "--no-startup",
-            "--superuser=root", *(f"--module={module}" for module in modules),
+            "netconfd", f"--target={target}", f"--with-startup={startup}", "--no-startup",
+            "--indent=0", "--superuser=root", *(f"--module={module}" for module in modules),
             "--modpath=" + ":".join((*paths, MODULES)),
             f"--default-style={defaults}", f"--yuma-home={home}",
             f"--port={PORT}", f"--ncxserver-sockname={self.socket}"]
