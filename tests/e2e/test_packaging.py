@@ -20,9 +20,9 @@ with_the_program = pytest.mark.skipif(
 
 
 def the_rule():
-    """The fields of the one rule: type, path, mode, user, group, age, content."""
+    """The fields of the rule that makes it: type, path, mode, user, group, age, content."""
     with open(RULES, encoding="ascii") as file:
-        rules = [line for line in file if not line.startswith("#")]
+        rules = [line for line in file if line.startswith("f")]
     assert len(rules) == 1
     return rules[0].rstrip("\n").split(" ", 6)
 
@@ -51,11 +51,15 @@ def test_the_shell_writes_the_same_and_goes_on_with_it(machine):
         assert file.read() == FRESH.replace("[config]\n", "[config]\nset /acme/box/name x\n")
 
 
+def run(root, *words):
+    """Runs the program below root; the profile's path."""
+    subprocess.run([PROGRAM, f"--root={root}", *words], check=True, capture_output=True)
+    return root / "tmp" / "vandel.conf"
+
+
 def make(root, *options):
     """Lets the program make the profile below root; the profile's path."""
-    command = [PROGRAM, f"--root={root}", "--create", *options, RULES]
-    subprocess.run(command, check=True, capture_output=True)
-    return root / "tmp" / "vandel.conf"
+    return run(root, "--create", *options, RULES)
 
 
 @pytest.fixture(name="root")
@@ -92,3 +96,36 @@ def test_at_any_other_time_what_is_staged_stays(root):
     assert make(root).read_text() == "staged"
     path.unlink()
     assert not make(root).exists()
+
+
+def place_link(path):
+    path.symlink_to("elsewhere")
+
+
+def place_second_name(path):
+    (path.parent / "first").touch()
+    os.link(path.parent / "first", path)
+
+
+def place_directory(path):
+    (path / "full").mkdir(parents=True)
+
+
+@with_the_program
+@pytest.mark.parametrize("place", [place_link, place_second_name, place_directory])
+def test_at_boot_nobody_keeps_the_name(root, place):
+    place(root / "tmp" / "vandel.conf")
+    path = make(root, "--remove", "--boot")
+    check_fresh(path)
+    assert path.stat().st_nlink == 1
+
+
+@with_the_program
+def test_the_name_is_not_free_after_some_days(root):
+    path = make(root, "--boot")
+    rules = root / "tmp.conf"
+    rules.write_text("d /tmp 1777 root root 0\n")  # of any age
+    (root / "tmp" / "old").touch()
+    run(root, "--clean", RULES, str(rules))
+    assert not (root / "tmp" / "old").exists()
+    check_fresh(path)
