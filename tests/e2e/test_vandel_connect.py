@@ -454,6 +454,17 @@ def test_the_installed_one(client):
         assert (result.returncode, result.stdout, result.stderr) == (0, b"/\r\n", b"")
 
 
+def test_a_router_takes_no_module_from_where_it_is_called(client):
+    """Where others may write, it would be one of theirs."""
+    with open(client.path("ietf-interfaces.yang"), "w", encoding="ascii") as file:
+        file.write("module ietf-interfaces { namespace urn:theirs; prefix if; }")
+    words = client.words("--local", "pwd")
+    result = subprocess.run(
+        words, cwd=client.directory, env=client.environment, check=False, capture_output=True
+    )
+    assert (result.returncode, result.stdout, result.stderr) == (0, b"/\r\n", b"")
+
+
 def test_a_device_that_cannot_be_reached(client):
     status, stdout, stderr = client.run("-o", "ProxyCommand=false", "root@router", "pwd")
     assert (status, stdout) == (3, "")

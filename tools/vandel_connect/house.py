@@ -117,13 +117,14 @@ class House:
         """The exit status of a program that has neither input nor output."""
         return self.start(words, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL).wait()
 
-    def serve(self, name, words):
+    def serve(self, name, words, directory=None):
         """Starts a server in a session of its own, so that what is typed at the terminal ends
-        the shell, and not this. Its output goes to a file."""
+        the shell, and not this. It works in a directory, by default the caller's. Its output
+        goes to a file."""
         with open(self.file(f"{name}.log"), "wb") as log:
             self.children[name] = self.start(
                 words, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
-                start_new_session=True,
+                start_new_session=True, cwd=directory,
             )  # fmt: skip
 
     def await_socket(self, name, path, is_there=answers, patience=PATIENCE):

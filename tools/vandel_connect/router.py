@@ -53,12 +53,15 @@ def start(options, house, database):
     socket = house.file("ncx.sock")
     # What is saved is kept below its "home", which must hold a "data".
     os.makedirs(house.file("yuma/data"))
+    # It takes a module from where it works before any other: the caller may be in /tmp, where
+    # others can put one.
     house.serve(
         "netconfd",
         [*user.resident, "netconfd", "--target=running", "--with-startup=true", "--no-startup"]
         + ["--indent=0", f"--superuser={user.name}", *(f"--module={module}" for module in modules)]
         + [f"--modpath={options.models}:{STANDARD}", f"--yuma-home={house.file('yuma')}"]
         + [f"--port={PORT}", f"--ncxserver-sockname={socket}"],
+        house.path,
     )
     house.await_socket("redis-server", database)
     search = (options.models, STANDARD, *glob.glob(f"{STANDARD}/*/"))
