@@ -690,6 +690,21 @@ def test_the_cache_is_its_owner_s_alone(device, ask, tmp_path):
     assert said(ask()) == (0, UNCHANGED, "")
 
 
+@pytest.mark.skipif(os.geteuid() != 0, reason="only root can be another user")
+def test_the_cache_is_not_behind_somebody_else_s_link(device, ask, tmp_path):
+    """He could have it lead to a directory of his at any moment."""
+    add_m(device)
+    good(ask())
+    path = tmp_path / "cache"
+    path.rename(tmp_path / "ours")
+    path.symlink_to("ours")
+    assert said(ask()) == (0, UNCHANGED, "")
+    os.lchown(path, 65534, 65534)
+    assert said(ask()) == refused(
+        f"{path}: others may use it; a cache is its owner's alone, mode 700"
+    )
+
+
 def test_where_the_cache_is(device, run, tmp_path):
     add_m(device)
     home = {"HOME": str(tmp_path / "home"), "XDG_CACHE_HOME": ""}

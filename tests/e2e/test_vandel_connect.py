@@ -551,6 +551,19 @@ def test_directories_that_others_may_use(client, place):
 
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="only root can be another user")
+@pytest.mark.parametrize("place", ["RUNTIME_DIR/vandel", "STATE_HOME/vandel"])
+def test_directories_behind_somebody_else_s_link(client, place):
+    """He could have it lead to a directory of his at any moment."""
+    os.makedirs(client.path(place), 0o700)
+    os.chmod(os.path.dirname(client.path(place)), 0o700)
+    os.rename(client.path(place), client.path("ours"))
+    os.symlink(client.path("ours"), client.path(place))
+    os.lchown(client.path(place), 65534, 65534)
+    text = f"{client.path(place)}: others may use it; it has to be its owner's alone"
+    assert client.run("root@router", "pwd") == (70, "", f"vandel-connect: {text}\n")
+
+
+@pytest.mark.skipif(os.geteuid() != 0, reason="only root can be another user")
 def test_a_runtime_directory_of_somebody_else(client):
     """He could lead the removal of what dead ones have left to another directory of ours."""
     os.makedirs(client.path("ours", "kept"), 0o700)

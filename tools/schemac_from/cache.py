@@ -28,7 +28,9 @@ def private(path):
     """Makes a directory that is ours alone, or sees that it is; its path. Raises Failed."""
     os.makedirs(path, 0o700, exist_ok=True)
     status = os.stat(path)
-    if status.st_uid != os.geteuid() or status.st_mode & 0o077:
+    # A link of somebody else could lead to another place after this.
+    is_led = os.lstat(path).st_uid not in (0, os.geteuid())
+    if is_led or status.st_uid != os.geteuid() or status.st_mode & 0o077:
         raise Failed(f"{path}: others may use it; a cache is its owner's alone, mode 700")
     return path
 

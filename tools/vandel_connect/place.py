@@ -22,7 +22,9 @@ def private(path):
     """Makes a directory that is ours alone, or sees that it is; its path. Raises OSError."""
     os.makedirs(path, 0o700, exist_ok=True)
     status = os.stat(path)
-    if status.st_uid != os.geteuid() or status.st_mode & 0o077:
+    # A link of somebody else could lead to another place after this.
+    is_led = os.lstat(path).st_uid not in (0, os.geteuid())
+    if is_led or status.st_uid != os.geteuid() or status.st_mode & 0o077:
         raise PermissionError(1, "others may use it; it has to be its owner's alone", path)
     return path
 
