@@ -179,6 +179,22 @@ def test_what_others_have_put_there_stays(far):
     shutil.rmtree(relay.directory)
 
 
+def test_what_its_name_leads_to_later_stays(far, tmp_path):
+    """Where TMPDIR lets others rename, they could put a link there."""
+    daemon = tmp_path / "tarnd.sock"
+    daemon.touch()
+    relay = relays.Relay(print, False)
+    moved = relay.directory + ".moved"
+    os.rename(relay.directory, moved)
+    os.symlink(tmp_path, relay.directory)
+    relay.stop()
+    assert daemon.exists()
+    assert os.listdir(moved) == []
+    os.unlink(relay.directory)
+    os.rmdir(moved)
+    assert not far.frames
+
+
 def test_the_socket_of_a_run_is_out_of_reach_of_others(far):
     relay = relays.Relay(print, False)
     assert stat.S_IMODE(os.stat(relay.directory).st_mode) == 0o700

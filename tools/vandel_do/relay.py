@@ -17,6 +17,7 @@ import time
 from vandel_do import reply
 
 DAEMON = "/run/tarnd.sock"
+SOCKET = "tarnd.sock"
 HEADER = struct.Struct("=IIHH")  # magic, length of the body, number, 0
 BODY_LIMIT = 1 << 28
 PIECE = 1 << 20
@@ -91,9 +92,12 @@ class Relay:
             self.why = f"{path}: {error.strerror or error}"
         # Only now: who is killed while he waits for the daemon leaves nothing.
         self.directory = tempfile.mkdtemp(prefix="vandel-do.")
-        self.path = os.path.join(self.directory, "tarnd.sock")
+        self.path = os.path.join(self.directory, SOCKET)
+        self.place = -1
         self.is_removed = False
         try:
+            # Where TMPDIR lets others rename, its name may lead to another directory later.
+            self.place = os.open(self.directory, os.O_PATH | os.O_DIRECTORY | os.O_NOFOLLOW)
             if self.daemon is not None:
                 self._listen()
         except BaseException:
@@ -122,7 +126,9 @@ class Relay:
             if not self.is_removed:
                 self.is_removed = True
                 with contextlib.suppress(OSError):
-                    os.unlink(self.path)
+                    os.unlink(SOCKET, dir_fd=self.place)
+                with contextlib.suppress(OSError):
+                    os.close(self.place)
                 with contextlib.suppress(OSError):
                     os.rmdir(self.directory)
 
