@@ -4,6 +4,9 @@
 // schema: a case is active when the server holds data at one of its nodes, so
 // each case asks, node by node, until the first hit. Inside an rpc there is no
 // data and no case is active.
+//
+// A choice or case whose name is more than one step of a path is left out: it may
+// have the path of another, and what is below would be kept again and again.
 #include "browse/descendants.h"
 
 #include <new>
@@ -13,6 +16,7 @@
 #include "browse/server_read.h"
 #include "schema/database.h"
 #include "schema/masking.h"
+#include "schema/path.h"
 
 namespace
 {
@@ -64,7 +68,8 @@ int add_cases(const char *choice_path, const hash_fields &cases, const char *dat
 {
     case_entry **tail = &choice->cases;
     for (size_t i = 0; i < cases.count; i++) {
-        if (hash_field_value(cases, i).size() < node_record_minimum)
+        if (hash_field_value(cases, i).size() < node_record_minimum ||
+            !is_path_step(hash_field_name(cases, i)))
             continue;
         const heap_text case_path = text_concat({choice_path, "/", hash_field_name(cases, i)});
         case_entry *entry = case_path ? append_case(&tail) : nullptr;
@@ -103,7 +108,7 @@ int add_child(const char *schema_path, std::string_view name, std::string_view r
     if (record.size() < node_record_minimum)
         return 0;
     if (is_record_of_kind(record, node_kind_choice))
-        return add_choice(schema_path, name, data_path, set);
+        return is_path_step(name) ? add_choice(schema_path, name, data_path, set) : 0;
     return descendants_add(set, name, record);
 }
 

@@ -116,10 +116,28 @@ bool may_ask()
            (session.reads == nullptr || session.reads->kept_size < kept_size_limit);
 }
 
+// Whether no field stands twice. Where there is no memory to look, none does: going
+// through more needs memory, too.
+bool has_each_field_once(const redisReply *whole)
+{
+    const size_t count = whole->elements / 2;
+    if (count < 2)
+        return true;
+    const malloc_ptr<std::string_view> names(
+        static_cast<std::string_view *>(calloc(count, sizeof(std::string_view))));
+    if (!names)
+        return true;
+    std::string_view *end = names.get() + count;
+    for (size_t i = 0; i < count; i++)
+        names.get()[i] = reply_string(whole->element[2 * i]);
+    std::sort(names.get(), end);
+    return std::adjacent_find(names.get(), end) == end;
+}
+
 bool is_hash(const redisReply *reply)
 {
     return reply != nullptr && reply->type == REDIS_REPLY_ARRAY &&
-           (reply->elements == 0 || reply->element != nullptr);
+           (reply->elements == 0 || reply->element != nullptr) && has_each_field_once(reply);
 }
 
 } // namespace

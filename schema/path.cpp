@@ -78,6 +78,11 @@ std::string_view path_module(const char *path)
     return {path + 1, strcspn(path + 1, "/")};
 }
 
+bool is_path_step(std::string_view name)
+{
+    return name.find_first_of(std::string_view("/\0", 2)) == std::string_view::npos;
+}
+
 bool path_is_list_entry(const char *path)
 {
     const size_t length = strlen(path);

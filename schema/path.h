@@ -20,6 +20,10 @@ const char *path_last_component(const char *path);
 // The first component, the module; empty for "/".
 std::string_view path_module(const char *path);
 
+// Whether a name adds one level to a path: it holds no "/", and no zero byte, which would
+// end the path.
+bool is_path_step(std::string_view name);
+
 // Whether the last component ends in a predicate.
 bool path_is_list_entry(const char *path);
 

@@ -49,12 +49,20 @@ enum case_search {
     case_search_nested, // the choices inside the case
 };
 
+// Whether a field is of this kind and has a path of its own: one with a name that is
+// longer may have that of another, and be gone through again and again.
+bool is_branch(const hash_fields &fields, size_t index, node_kind kind)
+{
+    return is_record_of_kind(hash_field_value(fields, index), kind) &&
+           is_path_step(hash_field_name(fields, index));
+}
+
 int search_cases(std::string_view choice_path, std::string_view name, case_search search,
                  heap_text *found)
 {
     const hash_fields cases = schema_hash(choice_path);
     for (size_t i = 0; i < cases.count; i++) {
-        if (!is_record_of_kind(hash_field_value(cases, i), node_kind_case))
+        if (!is_branch(cases, i, node_kind_case))
             continue;
         heap_text case_path = text_concat({choice_path, "/", hash_field_name(cases, i)});
         if (!case_path)
@@ -75,7 +83,7 @@ int search_choices(std::string_view prefix, const hash_fields &children, std::st
                    case_search search, heap_text *found)
 {
     for (size_t i = 0; i < children.count; i++) {
-        if (!is_record_of_kind(hash_field_value(children, i), node_kind_choice))
+        if (!is_branch(children, i, node_kind_choice))
             continue;
         const heap_text choice_path = text_concat({prefix, "/", hash_field_name(children, i)});
         const int result = choice_path ? search_cases(choice_path.get(), name, search, found) : -1;

@@ -7,7 +7,7 @@ import threading
 
 import pytest
 from support import servers
-from support.schema_db import CASE, CHOICE, module_record, node_record
+from support.schema_db import CASE, CHOICE, LEAF, module_record, node_record
 from support.shell import TIMEOUT
 
 pytestmark = pytest.mark.usefixtures("example")
@@ -196,3 +196,51 @@ def test_a_schema_without_end(machine):
         assert endless.questions < 3000
     finally:
         endless.stop()
+
+
+class RepeatingDatabase(EndlessDatabase):
+    """Has these two names on each of its levels: choices, cases, and leaves at last."""
+
+    DEPTH = 4
+
+    def __init__(self, path, names):
+        self.names = names
+        super().__init__(path)
+
+    def _answer(self, command, path, *words):
+        levels = path.count(b"/")
+        if command != b"HGETALL" or path == b"/":
+            return super()._answer(command, path, *words)
+        kind = LEAF if levels > self.DEPTH else CHOICE if levels % 2 else CASE
+        record = bulk(node_record(kind))
+        return b"*4\r\n" + b"".join(bulk(name) + record for name in self.names)
+
+
+@pytest.mark.parametrize(
+    "names, listed",
+    [
+        ((b"x", b"x"), b""),
+        ((b"x", b"x/x"), b"( (( (\x1b[0m x/x\x1b[0m\x1b[0m x\x1b[0m) )) )\n"),
+        ((b"x", b"x\0y"), b"( (( (\x1b[0m x\x1b[0m\x1b[0m x\x1b[0m) )) )\n"),
+    ],
+)
+def test_a_schema_that_repeats_itself(machine, names, listed):
+    """What is below a path is gone through once, else it could be for ever, and be kept."""
+    repeating = RepeatingDatabase(machine.path("repeating.sock"), names)
+    try:
+        env = {"SCHEMA_REDIS": "/tmp/repeating.sock"}
+        result = machine.session("cd m", "ls", "quit", env=env)
+        assert result.stdout == b"/$ cd m\n\n/m$ ls\n" + listed + b"\n/m$ quit\n"
+    finally:
+        repeating.stop()
+
+
+def test_a_schema_that_repeats_itself_on_many_levels(machine):
+    repeating = RepeatingDatabase(machine.path("repeating.sock"), (b"x", b"x"))
+    repeating.DEPTH = 100
+    try:
+        env = {"SCHEMA_REDIS": "/tmp/repeating.sock"}
+        result = machine.session("set /m/y 1", "quit", env=env)
+        assert result.stdout == b"/$ set /m/y 1\nerror parameter: /m/y\r\n/$ quit\n"
+    finally:
+        repeating.stop()
