@@ -311,6 +311,25 @@ def test_a_value_begins_no_line(fleet, module, option):
     assert fleet.routers["r1"].running() == {}
 
 
+def test_a_value_steers_no_terminal(fleet):
+    """Ansible prints what it gets; a reader of XML makes characters of references."""
+
+    def play(line, *options):
+        done = fleet.play("vandel_config", *options, names=("r1",), lines=[line])
+        assert re.search("[\x7f-\x9f\u202a-\u202e\u2066-\u2069]", done.stdout) is None
+        return done
+
+    text, shown = "\u009b2J\u202e", "&#x9b;2J&#x202e;"
+    done = play(f"set /vandel-device/system/location a{text}", "--diff")
+    assert f"\n+    <location>a{shown}</location>\n" in done.stdout
+    assert fleet.routers["r1"].running() == {"system/location": f"a{text}"}
+    done = play(f"set /vandel-device/system/contact a{text}", "--check", "--diff")
+    assert f"<contact>a{shown}</contact>" in done.stdout
+    done = play(f"set /vandel-device/interfaces/interface[name=e{text}]/mtu 99999")
+    assert done.results["r1"]["msg"].endswith(f"dev:interface[dev:name='e{shown}']/dev:mtu)")
+    assert shown in play(f"set vandel-device/{text} 1").results["r1"]["stdout"]
+
+
 def test_a_line_that_the_shell_refuses(fleet):
     done = fleet.play("vandel_config", names=("r1",), lines=["set vandel-device/nonsense 1"])
     assert done.recap == {"r1": {"failed"}}

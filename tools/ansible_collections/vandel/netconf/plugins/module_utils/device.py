@@ -1,6 +1,7 @@
 """A device as the modules see it: through vandel-do."""
 
 import os
+import re
 import subprocess
 import tempfile
 from xml.etree import ElementTree
@@ -13,6 +14,8 @@ ARGUMENTS = {
     "timeout": {"type": "int", "default": 60},
 }
 REFUSED_BY_DEVICE, UNREACHABLE = 1, 3
+# What would steer a terminal, of what XML may hold: Ansible prints it as it stands.
+CONTROLS = re.compile("[\x7f-\x9f\u202a-\u202e\u2066-\u2069]")
 # vandel-connect holds the device until its standard input is closed.
 HOLD = 'printf "%s\\n" "$TARND_SOCKET" "$SCHEMA_REDIS" && exec cat'
 
@@ -96,12 +99,17 @@ def lines_of(module, option):
     return lines
 
 
+def printable(text):
+    """With references in the place of what would steer a terminal."""
+    return CONTROLS.sub(lambda found: f"&#x{ord(found[0]):x};", text)
+
+
 def text_of(data):
     """The element, laid out for comparing and for people, without prefixes."""
     root = ElementTree.fromstring(ElementTree.tostring(data))
     _name(root, "")
     ElementTree.indent(root)
-    return ElementTree.tostring(root, encoding="unicode") + "\n"
+    return printable(ElementTree.tostring(root, encoding="unicode")) + "\n"
 
 
 def _name(element, outer):
@@ -142,4 +150,4 @@ def errors(replies):
             found.append(f"{said.text.strip()}" + (f" ({path.strip()})" if path else ""))
     except (ElementTree.ParseError, AttributeError):
         pass
-    return "; ".join(found)
+    return printable("; ".join(found))

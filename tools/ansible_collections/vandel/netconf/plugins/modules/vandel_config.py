@@ -13,6 +13,7 @@ from ansible_collections.vandel.netconf.plugins.module_utils.device import (
     errors,
     fulfils,
     lines_of,
+    printable,
     text_of,
 )
 
@@ -87,8 +88,9 @@ def staged(module, device):
             module.fail_json(msg=f"{word}: of the commands, only {', '.join(STAGING)} stage")
     status, request, said = device.run(lines, "--dry-run")
     if status != 0:
-        device.fail(status, said, stdout=request)
-    return request, ElementTree.fromstring(f'<data xmlns:xc="{BASE}">{request}</data>'), lines
+        device.fail(status, said, stdout=printable(request))
+    wanted = ElementTree.fromstring(f'<data xmlns:xc="{BASE}">{request}</data>')
+    return printable(request), wanted, lines
 
 
 def main():
