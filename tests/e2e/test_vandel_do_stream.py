@@ -2,6 +2,7 @@
 
 import os
 import sys
+import tracemalloc
 
 import pytest
 from support.shell import ROOT
@@ -86,3 +87,48 @@ def test_how_long_a_tag_may_be():
     for document in (b"<r a='%s'/>", b"<!--%s--><r/>", b"<?r %s?><r/>", b"<r%s/>"):
         with pytest.raises(reply.Unreadable):
             reply.holds_error(document % (b"x" * (30 << 20)))
+
+
+A_MEGABYTE = b"u" * 1_000_000
+MANY_ELEMENTS = b"".join(b"<a%d/>" % number for number in range(100))
+MANY_ATTRIBUTES = b"".join(b" u:a%d=''" % number for number in range(100))
+
+
+@pytest.mark.parametrize(
+    "document",
+    [
+        pytest.param(b"<r xmlns='%s'>%s</r>" % (A_MEGABYTE, MANY_ELEMENTS), id="elements"),
+        pytest.param(b"<r xmlns:u='%s'%s/>" % (A_MEGABYTE, MANY_ATTRIBUTES), id="attributes"),
+    ],
+)
+def test_a_namespace_is_not_kept_for_each_name(document):
+    tracemalloc.start()
+    try:
+        assert not reply.is_notification(document)
+        assert not reply.holds_error(document)
+        assert reply.to_json(document)
+        assert tracemalloc.get_traced_memory()[1] < 20_000_000
+    finally:
+        tracemalloc.stop()
+
+
+def test_a_document_type_is_no_xml():
+    """Its attributes would be compared with each other: hours for those that fill a frame."""
+    with pytest.raises(reply.Unreadable):
+        reply.holds_error(b"<!DOCTYPE r [<!ATTLIST r a CDATA ''>]><r/>")
+
+
+@pytest.mark.parametrize(
+    ("document", "is_one"),
+    [
+        ("<notification xmlns='{}'/>", True),
+        ("<n:notification xmlns:n='{}'/>", True),
+        ("<n:notification xmlns:n='urn:other' xmlns='{}'/>", False),
+        ("<notification xmlns:notification='{}'/>", False),
+        ("<n:notification xmlns='{}'/>", False),
+        ("<other xmlns='{}'/>", False),
+    ],
+)
+def test_what_a_notification_is(document, is_one):
+    space = "urn:ietf:params:xml:ns:netconf:notification:1.0"
+    assert reply.is_notification(document.format(space).encode()) is is_one

@@ -8,7 +8,7 @@ from xml.parsers import expat
 
 from vandel_do.output import CONTROLS
 
-NOTIFICATION = "urn:ietf:params:xml:ns:netconf:notification:1.0 notification"
+NOTIFICATIONS = "urn:ietf:params:xml:ns:netconf:notification:1.0"
 ERROR = "rpc-error"
 DEPTH_LIMIT = 256  # elements within each other; the XML readers of devices stop there, too
 PIECE = 1 << 20
@@ -24,19 +24,27 @@ class _Enough(Exception):
 
 
 def local(name):
-    return name.rpartition(" ")[2]
+    return name.rpartition(":")[2]
 
 
 def read(body, start, end=None, characters=None):
-    """Calls start(name, depth) and the like; names are "namespace local". Raises Unreadable."""
+    """Calls start(name, depth, attributes) and the like; names are as they stand.
+
+    Raises Unreadable, also for a document type: expat compares each attribute that one
+    declares with all before it, and no signal is handled meanwhile. Namespaces are not put
+    into the names: one of megabytes would be there again for each element and attribute.
+    """
     depth = 0
 
-    def opened(name, _):
+    def refuse(*_):
+        raise Unreadable
+
+    def opened(name, attributes):
         nonlocal depth
         depth += 1
         if depth > DEPTH_LIMIT:
             raise Unreadable
-        start(name, depth)
+        start(name, depth, attributes)
 
     def closed(name):
         nonlocal depth
@@ -44,8 +52,9 @@ def read(body, start, end=None, characters=None):
         if end is not None:
             end(name)
 
-    parser = expat.ParserCreate(namespace_separator=" ")
+    parser = expat.ParserCreate(intern=None)  # else it keeps every name
     parser.buffer_text = True
+    parser.StartDoctypeDeclHandler = refuse
     parser.StartElementHandler = opened
     parser.EndElementHandler = closed
     parser.CharacterDataHandler = characters
@@ -66,30 +75,34 @@ def read(body, start, end=None, characters=None):
         raise Unreadable from None
 
 
-def name_at(body, wanted):
-    """The name of the first element at a depth; None where there is none."""
-    found = None
+def tag_at(body, wanted):
+    """Name and attributes of the first element at a depth; (None, {}) where there is none."""
+    found = None, {}
 
-    def start(name, depth):
+    def start(name, depth, attributes):
         nonlocal found
         if depth == wanted:
-            found = name
+            found = name, attributes
             raise _Enough
 
     try:
         read(body, start)
     except Unreadable:
-        return None
+        return None, {}
     return found
 
 
 def is_notification(body):
-    return name_at(body, 1) == NOTIFICATION
+    name, attributes = tag_at(body, 1)
+    if name is None or local(name) != "notification":
+        return False
+    prefix, colon, _ = name.rpartition(":")
+    return attributes.get(f"xmlns{colon}{prefix}") == NOTIFICATIONS
 
 
 def operation(body):
     """What a request asks for, by its name; None where that cannot be seen."""
-    name = name_at(body, 2)
+    name, _ = tag_at(body, 2)
     return None if name is None else local(name)
 
 
@@ -97,7 +110,7 @@ def holds_error(body):
     """Whether an rpc-error stands in a reply, and not in its data. Raises Unreadable."""
     found = False
 
-    def start(name, depth):
+    def start(name, depth, _attributes):
         nonlocal found
         found = found or (depth == 2 and local(name) == ERROR)
 
@@ -110,7 +123,7 @@ def to_json(body):
     root = [{}, []]
     path = [root]  # of each open element: its children by name, and the pieces of its text
 
-    def start(_name, _depth):
+    def start(_name, _depth, _attributes):
         path.append([{}, []])
 
     def end(name):
