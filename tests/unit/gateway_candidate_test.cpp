@@ -10,6 +10,8 @@
 namespace
 {
 
+const std::string startup =
+    "<capability>urn:ietf:params:netconf:capability:startup:1.0</capability>";
 const std::string capability =
     "<capability>urn:ietf:params:netconf:capability:candidate:1.0</capability>";
 const std::string writable =
@@ -229,7 +231,7 @@ TEST(gateway_candidate, only_where_running_cannot_be_written)
         EXPECT_EQ(test.ask(edit("<running/>")), chunked(edit("<running/>")));
         EXPECT_EQ(test.log(), "");
     }
-    EXPECT_EQ(hello_log(capability + undoes, {}), notice);
+    EXPECT_EQ(hello_log(startup + capability + undoes, {}), notice);
 }
 
 TEST(gateway_candidate, what_became_of_a_copy_is_looked_at)
@@ -383,11 +385,11 @@ TEST(gateway_candidate, a_server_that_cannot_undo_a_commit_is_not_asked_to)
     const std::string through =
         "tarnd-gateway: shell 1: what goes to running is committed from the "
         "candidate (--confirmed-commit)\n";
-    EXPECT_EQ(hello_log(capability + undoes, confirming), notice + unknown);
-    EXPECT_EQ(hello_log(writable + undoes + confirms, confirming), unknown);
-    EXPECT_EQ(hello_log(capability + undoes + confirms, confirming), notice);
-    EXPECT_EQ(hello_log(capability + writable + undoes + confirms, confirming), through);
-    EXPECT_EQ(hello_log(capability + writable + undoes + confirms, {}), "");
+    EXPECT_EQ(hello_log(startup + capability + undoes, confirming), notice + unknown);
+    EXPECT_EQ(hello_log(startup + writable + undoes + confirms, confirming), unknown);
+    EXPECT_EQ(hello_log(startup + capability + undoes + confirms, confirming), notice);
+    EXPECT_EQ(hello_log(startup + capability + writable + undoes + confirms, confirming), through);
+    EXPECT_EQ(hello_log(startup + capability + writable + undoes + confirms, {}), "");
     candidate_bench test("", confirming);
     test.begin();
     EXPECT_EQ(test.answer(ok), chunked(commit));

@@ -135,9 +135,11 @@ TEST(gateway_relay, a_refused_subscription_is_logged_and_the_session_goes_on)
                     "no\xC2\x9B\nstreams</error-message></rpc-error></rpc-reply>") +
             chunked("<a/>")),
         "");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n"
-              "tarnd-gateway: shell 1: the server refused the subscription: no???streams\n");
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n"
+        "tarnd-gateway: shell 1: the server has no startup datastore (no startup capability)\n"
+        "tarnd-gateway: shell 1: the server refused the subscription: no???streams\n");
     EXPECT_EQ(test.to_shell(), frame("<a/>", 0));
     EXPECT_EQ(test.reason, "");
 }
@@ -157,10 +159,12 @@ TEST(gateway_relay, without_interleave_a_second_session_brings_the_notifications
     EXPECT_FALSE(relay_needs_second(test.session.get())) << "not before the hello";
     testing::internal::CaptureStderr();
     EXPECT_EQ(test.server_sends(server_hello_text("1.1", no_interleave)), "");
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n"
-              "tarnd-gateway: shell 1: notifications take a second session "
-              "(no interleave capability)\n");
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n"
+        "tarnd-gateway: shell 1: the server has no startup datastore (no startup capability)\n"
+        "tarnd-gateway: shell 1: notifications take a second session "
+        "(no interleave capability)\n");
     EXPECT_TRUE(relay_needs_second(test.session.get()));
     EXPECT_EQ(test.shell_sends(frame("<rpc/>\0"s)), "");
     EXPECT_EQ(test.to_server(), chunked("<rpc/>")) << "nothing else is asked here";

@@ -50,6 +50,13 @@ TEST(gateway_startup, a_refusal_says_what_is_missing)
                   frame(told));
 }
 
+TEST(gateway_startup, that_there_is_none_is_said_once)
+{
+    EXPECT_EQ(
+        hello_log("", {}),
+        "tarnd-gateway: shell 1: the server has no startup datastore (no startup capability)\n");
+}
+
 TEST(gateway_startup, everything_else_passes)
 {
     const std::string ok = reply("5", "<ok/>");

@@ -25,7 +25,7 @@ bool applies(const server_hello *hello)
 const char *notice(const server_hello *hello)
 {
     return hello->wanted.startup_is_running ? "running is taken for startup (no startup capability)"
-                                            : nullptr;
+                                            : answer;
 }
 
 // Without memory the request stays as it is.
