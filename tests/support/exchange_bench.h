@@ -66,14 +66,15 @@ struct exchange_bench : relay_bench {
 };
 
 // What is logged of a server in the beginning.
-inline std::string hello_log(const std::string &capabilities, const server_extras &extras)
+inline std::string hello_log(const std::string &capabilities, const server_extras &extras = {},
+                             const std::string &version = "1.1")
 {
     testing::internal::CaptureStderr();
     relay_bench test(false);
     test.session->extras = extras;
     EXPECT_EQ(test.to_server(), gateway_hello);
-    EXPECT_EQ(test.server_sends(server_hello_text("1.1", capabilities)), "");
-    const std::string first = "tarnd-gateway: shell 1: session 42, NETCONF 1.1\n";
+    EXPECT_EQ(test.server_sends(server_hello_text(version, capabilities)), "");
+    const std::string first = "tarnd-gateway: shell 1: session 42, NETCONF " + version + "\n";
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_EQ(log.substr(0, first.size()), first);
     return log.substr(first.size());

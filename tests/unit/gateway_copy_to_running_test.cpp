@@ -356,3 +356,12 @@ TEST(gateway_copy_to_running, a_copy_loses_its_error_option_everywhere)
     const std::string edit_with = rpc("5", "<edit-config><error-option/></edit-config>");
     EXPECT_EQ(test.ask(edit_with), chunked(edit_with));
 }
+
+TEST(gateway_copy_to_running, netconf_1_0_is_said_once)
+{
+    const std::string all = writable + has_startup + rolls_back;
+    EXPECT_EQ(hello_log(all, {}, "1.0"),
+              "tarnd-gateway: shell 1: what a copy to running lacks is deleted, not removed "
+              "(NETCONF 1.0)\n");
+    EXPECT_EQ(hello_log(all), "");
+}

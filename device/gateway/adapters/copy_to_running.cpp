@@ -138,6 +138,12 @@ bool applies(const server_hello *hello)
     return hello->writable_running && hello->rollback_on_error;
 }
 
+const char *notice(const server_hello *hello)
+{
+    return hello->base_1_1 ? nullptr
+                           : "what a copy to running lacks is deleted, not removed (NETCONF 1.0)";
+}
+
 adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
 {
     running_copy copy;
@@ -166,4 +172,4 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
 } // namespace
 
 const adapter copy_to_running_adapter = {
-    .applies = applies, .request = take_request, .reply = take_reply};
+    .applies = applies, .notice = notice, .request = take_request, .reply = take_reply};
