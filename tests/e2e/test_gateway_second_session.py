@@ -182,14 +182,20 @@ def test_a_flood_of_notifications_keeps_no_reply_back(bench):
             assert message == COMPACT_NOTIFICATION
 
 
-def test_notifications_put_no_answer_off(bench):
-    bench.start("--request-timeout=2")
+def asked_in_a_flood(bench):
+    """The shell waits for an answer, and gets notifications meanwhile."""
     shell, peer = bench.session()
     second = bench.second()
     second.send(ACCEPTED)
     shell.send(b"<rpc/>")
     assert peer.request() == b"<rpc/>"
     flood_with(second, pause=0.2)
+    return shell, peer
+
+
+def test_notifications_put_no_answer_off(bench):
+    bench.start("--request-timeout=2")
+    shell, _ = asked_in_a_flood(bench)
     end = time.monotonic() + 60
     while (message := shell.receive()) == COMPACT_NOTIFICATION:
         assert time.monotonic() < end
@@ -198,12 +204,7 @@ def test_notifications_put_no_answer_off(bench):
 
 def test_a_shell_that_only_gets_notifications_is_idle(bench):
     bench.start("--idle-timeout=2")
-    shell, peer = bench.session()
-    second = bench.second()
-    second.send(ACCEPTED)
-    shell.send(b"<rpc/>")
-    assert peer.request() == b"<rpc/>"
-    flood_with(second, pause=0.2)
+    shell, peer = asked_in_a_flood(bench)
     answer_at = time.monotonic() + 3
     while time.monotonic() < answer_at:
         assert shell.receive() == COMPACT_NOTIFICATION

@@ -13,7 +13,8 @@
 namespace
 {
 
-enum startup_step : uint8_t { startup_step_other, startup_step_save };
+// What a refusal means.
+enum startup_step : uint8_t { startup_step_missing, startup_step_saved };
 
 constexpr char answer[] = "the server has no startup datastore (no startup capability)";
 
@@ -52,27 +53,28 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
         read_running(&named.source, request);
         return adapter_leaves;
     }
-    const bool saves = named.source.name == "running";
-    exchange->step = saves ? startup_step_save : startup_step_other;
+    const bool is_saved =
+        named.source.name == "running" && exchange->server->wanted.startup_is_running;
+    exchange->step = is_saved ? startup_step_saved : startup_step_missing;
     exchange_ask_body(exchange, request, false);
     return adapter_takes;
 }
 
 adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_buffer *message)
 {
-    byte_buffer refusal{};
-    const bool is_saved =
-        exchange->step == startup_step_save && exchange->server->wanted.startup_is_running;
-    if (head->is_error && is_saved) {
-        byte_buffer_clear(message);
-        ok_reply_write(exchange->message_id.get(), message);
-    } else if (head->is_error &&
-               failure_reply_write(exchange->message_id.get(), answer, &refusal) == 0) {
+    if (!head->is_error)
+        return adapter_ends;
+    const char *id = exchange->message_id.get();
+    const bool is_saved = exchange->step == startup_step_saved;
+    byte_buffer reply{};
+    if ((is_saved ? ok_reply_write(id, &reply) : failure_reply_write(id, answer, &reply)) != 0)
+        return adapter_ends; // without memory the server's own words have to do
+    if (!is_saved) {
         report_text text;
         error_text_read(message->data.get(), message->size, text.text, sizeof text.text);
         report_shell(exchange->shell, "startup is refused: %s", report_clean(text.text).text);
-        *message = byte_buffer_take(&refusal);
     }
+    *message = byte_buffer_take(&reply);
     return adapter_ends;
 }
 
