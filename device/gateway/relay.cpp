@@ -152,7 +152,6 @@ const char *pass_request(relay *session)
         return answer_create_session(session);
     byte_buffer request = frame_reader_take(&session->request);
     session->unanswered++;
-    session->taken_over.shell = session->number;
     adapters_offer(&session->taken_over, &session->hello, &session->head, &request);
     bool moved;
     return exchange_idle(&session->taken_over) ? send_to_server(session, &request)
@@ -213,8 +212,9 @@ const char *take_hello(relay *session)
     if (!session->hushed)
         report_shell(session->number, "session %u, NETCONF %s",
                      static_cast<unsigned>(hello->session_id), hello->base_1_1 ? "1.1" : "1.0");
+    session->taken_over.shell = session->number;
     if (session->first == nullptr)
-        adapters_report(hello, session->number);
+        adapters_report(&session->taken_over, hello);
     if (needs_second)
         report_shell(session->number, "notifications take a second session (no interleave "
                                       "capability)");
@@ -259,15 +259,12 @@ bool take_reply(relay *session, const message_head *head)
     return passes && session->message.size > 0;
 }
 
-// Of a message that is no reply. That its own session has begun is no news to a shell, which
-// would find it at its first prompt.
-bool is_wanted_notification(relay *session)
+// Counts a message that is no reply.
+void count_notification(relay *session)
 {
     if (subscription_floods(&session->flood, time(nullptr)))
         report_shell(session->number, "notifications come in a flood; see --filter, --stream and "
                                       "--no-subscribe");
-    return !subscription_tells_start(byte_buffer_view(&session->message),
-                                     session->hello.session_id);
 }
 
 // Whether a second session may pass such a message on.
@@ -288,14 +285,17 @@ const char *take_open_message(relay *session)
         return take_subscription_answer(session, &head);
     if (!take_reply(session, &head))
         return nullptr;
-    if (!is_passed(session, &head) ||
-        (head.kind != message_rpc_reply && !is_wanted_notification(session))) {
+    if (!is_passed(session, &head)) {
         byte_buffer_clear(&session->message);
         return nullptr;
     }
-    if (session->unanswered > 0 && head.kind == message_rpc_reply)
+    if (head.kind != message_rpc_reply)
+        count_notification(session);
+    else if (session->unanswered > 0)
         session->unanswered--;
-    adapters_pass(&session->hello, &head, &session->message);
+    adapters_pass(&session->taken_over, &session->hello, &head, &session->message);
+    if (session->message.size == 0)
+        return nullptr;
     relay *shown = session->first != nullptr ? session->first : session;
     send_to_shell(shown, &session->message);
     shown->notifies = head.kind == message_notification;

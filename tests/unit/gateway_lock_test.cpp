@@ -22,6 +22,7 @@ const std::string ok = reply("5", "<ok/>");
 const std::string denied = reply("5", error("lock-denied"));
 const std::string warned =
     reply("5", "<rpc-error><error-severity>warning</error-severity></rpc-error><ok/>");
+const std::string locked = "tarnd-gateway: shell 1: running is locked for an edit (--lock)\n";
 
 constexpr server_extras locks{.lock = true};
 
@@ -48,7 +49,7 @@ TEST(gateway_lock, running_is_locked_while_it_is_edited)
         EXPECT_EQ(test.to_shell(), "");
         EXPECT_EQ(test.answer(ok), "");
         test.ends_with(answer);
-        EXPECT_EQ(test.log(), "");
+        EXPECT_EQ(test.log(), locked);
     }
 }
 
@@ -75,7 +76,8 @@ TEST(gateway_lock, an_unlock_that_fails_is_logged)
     EXPECT_EQ(test.answer(ok), chunked(unlock));
     EXPECT_EQ(test.answer(denied), "");
     test.ends_with(ok);
-    EXPECT_EQ(test.log(), "tarnd-gateway: shell 1: the server does not let go of running\n");
+    EXPECT_EQ(test.log(),
+              locked + "tarnd-gateway: shell 1: the server does not let go of running\n");
 }
 
 TEST(gateway_lock, other_requests_pass)

@@ -36,7 +36,8 @@ std::string declared(const std::string &request)
     const message_head head = message_head_read(request.data(), request.size());
     exchange taken{};
     taken.server = &hello;
-    EXPECT_EQ(module_prefixes_adapter.request(&taken, &head, &buffer), adapter_leaves);
+    const adapter_verdict verdict = module_prefixes_adapter.request(&taken, &head, &buffer);
+    EXPECT_EQ(verdict, request == byte_buffer_view(&buffer) ? adapter_leaves : adapter_rewrites);
     return {buffer.data.get(), buffer.size};
 }
 

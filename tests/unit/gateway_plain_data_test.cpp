@@ -14,7 +14,8 @@ std::string passed(const std::string &text)
     byte_buffer message{};
     byte_buffer_append(&message, text.data(), text.size(), text.size());
     const message_head head = message_head_read(text.data(), text.size());
-    plain_data_adapter.message(&head, &message);
+    const bool written = plain_data_adapter.message(nullptr, &head, &message);
+    EXPECT_EQ(written, text != byte_buffer_view(&message));
     return {message.data.get(), message.size};
 }
 

@@ -11,7 +11,8 @@
 //   out meanwhile, and no other adapter sees the request. Messages that answer something else
 //   pass.
 //
-// It may also write anew a message of the server that is on its way to the shell.
+// It may also write anew a message of the server that is on its way to the shell. What it does is
+// said once in the log of a session: when the hello is read, or when it is first done.
 //
 // A new one is a file in this folder with an `adapter` record, declared at the end of this
 // header and put into the table, those that rewrite before those that take over; and a
@@ -33,6 +34,7 @@ struct adapter;
 struct exchange {
     const adapter *owner;
     unsigned shell;              // its number, for the log
+    uint16_t told;               // which adapters have said what they do: bits by their places
     const server_hello *server;  // what it said
     server_modules *learned;     // what it is asked to tell
     malloc_ptr<char> message_id; // of the shell's request, which has one
@@ -50,8 +52,9 @@ struct exchange {
 };
 
 enum adapter_verdict {
-    adapter_leaves, // the request, whatever it has become, goes on
-    adapter_takes,  // what is to be sent first was told with exchange_ask...()
+    adapter_leaves,   // the request goes on as it is, or as the log need not tell
+    adapter_rewrites, // the request goes on as it has become
+    adapter_takes,    // what is to be sent first was told with exchange_ask...()
 };
 
 enum adapter_outcome {
@@ -64,18 +67,23 @@ struct adapter {
     bool (*applies)(const server_hello *hello) = nullptr;
     // What is logged of it when it applies, a static text or null: nothing. Null: never anything.
     const char *(*notice)(const server_hello *hello) = nullptr;
+    // What is logged, when nothing was then, when it first rewrites or takes over something. Null:
+    // nothing.
+    const char *first = nullptr;
     // Sees a request. It may take over one that has a message id. Null: none is of interest.
     adapter_verdict (*request)(exchange *exchange, const message_head *head,
                                byte_buffer *request) = nullptr;
     // Sees the answer to what it has asked. Null: it never takes over.
     adapter_outcome (*reply)(exchange *exchange, const message_head *head,
                              byte_buffer *message) = nullptr;
-    // Sees a message that the shell will get. Null: none is of interest.
-    void (*message)(const message_head *head, byte_buffer *message) = nullptr;
+    // Sees a message that the shell will get. True: it has written it anew, or emptied it. Null:
+    // none is of interest.
+    bool (*message)(const server_hello *hello, const message_head *head,
+                    byte_buffer *message) = nullptr;
 };
 
 // Logs which adapters a server needs that is known now.
-void adapters_report(const server_hello *hello, unsigned shell);
+void adapters_report(exchange *exchange, const server_hello *hello);
 
 // Asks the server next: an operation, which is XML, in a request with that id, a static text or
 // the shell's message id.
@@ -104,9 +112,10 @@ void adapters_offer(exchange *exchange, const server_hello *hello, message_head 
 // shell, unless it is empty. False: there is nothing to pass.
 bool adapters_take(exchange *exchange, const message_head *head, byte_buffer *message);
 
-// Shows a message that is to be passed to the shell, and of which head was read, to the
-// adapters that apply.
-void adapters_pass(const server_hello *hello, const message_head *head, byte_buffer *message);
+// Shows a message that is to be passed to the shell, unless it is empty afterwards, and of which
+// head was read, to the adapters that apply.
+void adapters_pass(exchange *exchange, const server_hello *hello, const message_head *head,
+                   byte_buffer *message);
 
 // The element with which a request asks for defaults as they are wanted; empty: there is none, or
 // the server does not know it.
@@ -123,3 +132,4 @@ extern const adapter unconfirmed_adapter;
 extern const adapter lock_adapter;
 extern const adapter copy_to_running_adapter;
 extern const adapter startup_adapter;
+extern const adapter session_start_adapter;

@@ -18,8 +18,8 @@ void keep(byte_buffer *request, size_t *kept, size_t from, size_t to)
     *kept += to - from;
 }
 
-// No byte is moved twice, and those that are not read yet not at all.
-void join_tags(byte_buffer *request)
+// Whether there were some. No byte is moved twice, and those that are not read yet not at all.
+bool join_tags(byte_buffer *request)
 {
     const std::string_view text = byte_buffer_view(request);
     size_t kept = 0;
@@ -35,18 +35,20 @@ void join_tags(byte_buffer *request)
         kept += tag_close.size();
         copied = piece.end;
     }
-    if (copied > 0)
-        keep(request, &kept, copied, text.size());
-    request->size = copied > 0 ? kept : text.size();
+    if (copied == 0)
+        return false;
+    keep(request, &kept, copied, text.size());
+    request->size = kept;
+    return true;
 }
 
 adapter_verdict take_request(exchange *, const message_head *head, byte_buffer *request)
 {
-    if (strcmp(head->operation, "edit-config") == 0)
-        join_tags(request);
-    return adapter_leaves;
+    return strcmp(head->operation, "edit-config") == 0 && join_tags(request) ? adapter_rewrites
+                                                                             : adapter_leaves;
 }
 
 } // namespace
 
-const adapter empty_element_adapter = {.request = take_request};
+const adapter empty_element_adapter = {.first = "an element without content goes out as one tag",
+                                       .request = take_request};

@@ -60,7 +60,7 @@ adapter_verdict clean(const char *operation, const message_head *head, byte_buff
     for (unsigned at = cleaning->count; at > 0; at--)
         byte_buffer_replace(request, cleaning->dropped[at - 1].from, cleaning->dropped[at - 1].to,
                             "");
-    return adapter_leaves;
+    return cleaning->count > 0 ? adapter_rewrites : adapter_leaves;
 }
 
 adapter_verdict take_copy(exchange *, const message_head *head, byte_buffer *request)
@@ -91,4 +91,7 @@ adapter_verdict take_edit(exchange *, const message_head *head, byte_buffer *req
 
 const adapter copy_option_adapter = {.request = take_copy};
 const adapter edit_option_adapter = {
-    .applies = edit_applies, .notice = edit_notice, .request = take_edit};
+    .applies = edit_applies,
+    .notice = edit_notice,
+    .first = "the error-option of an edit is left out (no rollback-on-error capability)",
+    .request = take_edit};

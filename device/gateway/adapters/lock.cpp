@@ -58,4 +58,7 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
 
 } // namespace
 
-const adapter lock_adapter = {.applies = applies, .request = take_request, .reply = take_reply};
+const adapter lock_adapter = {.applies = applies,
+                              .first = "running is locked for an edit (--lock)",
+                              .request = take_request,
+                              .reply = take_reply};

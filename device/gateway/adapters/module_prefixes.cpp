@@ -141,12 +141,17 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     if (find_config(&finder, text, &at))
         find_used(&finder, text, at);
     byte_buffer declarations{};
-    if (finder.used_count > 0 && write_declarations(&finder, &declarations) == 0)
-        byte_buffer_replace(request, finder.config_end - 1, finder.config_end - 1,
-                            byte_buffer_view(&declarations));
-    return adapter_leaves;
+    if (finder.used_count == 0 || write_declarations(&finder, &declarations) != 0)
+        return adapter_leaves;
+    at = finder.config_end - 1; // in front of the tag's ">"
+    return byte_buffer_replace(request, at, at, byte_buffer_view(&declarations)) == buffer_ok
+               ? adapter_rewrites
+               : adapter_leaves;
 }
 
 } // namespace
 
-const adapter module_prefixes_adapter = {.applies = applies, .request = take_request};
+const adapter module_prefixes_adapter = {
+    .applies = applies,
+    .first = "names of modules in the values of an edit are declared",
+    .request = take_request};

@@ -162,19 +162,22 @@ bool may_need_writing(std::string_view text)
     return tags == reply_data && tag != plain_start && tag.find("data") != std::string_view::npos;
 }
 
-// What cannot be read, and what is written so already, stays as it is.
-void write_plain(const message_head *head, byte_buffer *message)
+// Whether it is written anew. What cannot be read, and what is written so already, stays as it is.
+bool write_plain(const server_hello *, const message_head *head, byte_buffer *message)
 {
     static const xml_events events = {on_start, nullptr, on_end};
     if (head->kind != message_rpc_reply || head->is_error ||
         !may_need_writing(byte_buffer_view(message)))
-        return;
+        return false;
     const std::unique_ptr<data_writer> writer(new (std::nothrow) data_writer{});
-    if (writer != nullptr &&
-        xml_walk_run(&writer->walk, byte_buffer_view(message), &events, writer.get()) == 0)
-        *message = byte_buffer_take(&writer->out);
+    if (writer == nullptr ||
+        xml_walk_run(&writer->walk, byte_buffer_view(message), &events, writer.get()) != 0)
+        return false;
+    *message = byte_buffer_take(&writer->out);
+    return true;
 }
 
 } // namespace
 
-const adapter plain_data_adapter = {.message = write_plain};
+const adapter plain_data_adapter = {
+    .first = "the data of a reply are passed on between two plain tags", .message = write_plain};

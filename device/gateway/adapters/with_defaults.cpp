@@ -48,21 +48,20 @@ bool reads(const message_head *head, std::string_view request)
     return !named.source.name.empty() && named.target.name != "running";
 }
 
-// The element becomes the last one of the operation. Without memory the request stays as it is.
-void append_part(byte_buffer *request, const operation_finder *finder, std::string_view element)
+// The element becomes the last one of the operation. False: there is no memory for it.
+bool append_part(byte_buffer *request, const operation_finder *finder, std::string_view element)
 {
     const std::string_view text = byte_buffer_view(request);
     const size_t end = finder->end;
     if (text[end - 2] != '/') {
         const size_t at = text.rfind("</", end - 1);
-        byte_buffer_replace(request, at, at, element);
-        return;
+        return byte_buffer_replace(request, at, at, element) == buffer_ok;
     }
     const xml_element *operation = &finder->operation;
     byte_buffer rest{};
-    if (byte_buffer_append_all(
-            &rest, {">", element, "</", operation->prefix, operation->local, ">"}) == buffer_ok)
-        byte_buffer_replace(request, end - 2, end, byte_buffer_view(&rest));
+    return byte_buffer_append_all(&rest, {">", element, "</", operation->prefix, operation->local,
+                                          ">"}) == buffer_ok &&
+           byte_buffer_replace(request, end - 2, end, byte_buffer_view(&rest)) == buffer_ok;
 }
 
 bool applies(const server_hello *hello)
@@ -84,10 +83,10 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     if (element.empty() || !reads(head, byte_buffer_view(request)))
         return adapter_leaves;
     const std::unique_ptr<operation_finder> finder(new (std::nothrow) operation_finder{});
-    if (finder != nullptr &&
-        xml_walk_run(&finder->walk, byte_buffer_view(request), &events, finder.get()) == 0)
-        append_part(request, finder.get(), element);
-    return adapter_leaves;
+    if (finder == nullptr ||
+        xml_walk_run(&finder->walk, byte_buffer_view(request), &events, finder.get()) != 0)
+        return adapter_leaves;
+    return append_part(request, finder.get(), element) ? adapter_rewrites : adapter_leaves;
 }
 
 } // namespace
@@ -98,5 +97,7 @@ const char *defaults_asked(const server_hello *hello)
     return mode != nullptr && (hello->defaults_modes & mode->bit) != 0 ? mode->element : "";
 }
 
-const adapter with_defaults_adapter = {
-    .applies = applies, .notice = notice, .request = take_request};
+const adapter with_defaults_adapter = {.applies = applies,
+                                       .notice = notice,
+                                       .first = "defaults are asked for (--with-defaults)",
+                                       .request = take_request};
