@@ -13,7 +13,8 @@ import time
 import pytest
 
 from support import valgrind
-from support.gateway import HEADER, MAGIC, PROGRAM, Gateway, frame, is_running, wait_for
+from support.gateway import HEADER, MAGIC, PROGRAM, Gateway, frame, wait_for
+from support.processes import is_running
 from support.netconf_peer import (
     BASE_1_0,
     BASE_1_1,

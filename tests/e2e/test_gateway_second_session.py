@@ -7,7 +7,8 @@ import threading
 import time
 
 import pytest
-from support.gateway import is_running, wait_for
+from support.gateway import wait_for
+from support.processes import is_running
 from support.netconf_peer import BASE_1_0, BASE_1_1, BASE_NS, NOTIFICATIONS, chunked
 from test_gateway import (
     COMPACT_NOTIFICATION,

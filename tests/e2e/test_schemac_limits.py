@@ -11,6 +11,7 @@ import time
 import pytest
 
 from support import valgrind
+from support.processes import children_of, is_running
 from support.schemac import doubling_groupings, good, nested_groupings, SANITIZED, SCHEMAC
 
 pytest_plugins = ("support.schemac_fixtures",)
@@ -68,22 +69,12 @@ def limits_of(pid):
 
 
 def child_of(process):
-    path = f"/proc/{process.pid}/task/{process.pid}/children"
     for _ in range(2000):
-        with open(path, encoding="ascii") as file:
-            children = file.read().split()
+        children = children_of(process.pid)
         if children and "Max cpu time" in limits_of(children[0]):
-            return int(children[0])
+            return children[0]
         time.sleep(0.01)
     raise AssertionError("no child")
-
-
-def is_running(pid):
-    try:
-        with open(f"/proc/{pid}/stat", encoding="ascii") as file:
-            return file.read().rsplit(")", 1)[1].split()[0] != "Z"
-    except FileNotFoundError:
-        return False
 
 
 def wait_until(condition):

@@ -14,8 +14,8 @@ from support import sshd
 from support.netconf_device import Device, capability
 from support.netconfd import Netconfd
 from support.schemac import BUILD, MODELS, REPO, RUN_MODULES
+from support.processes import children_of, is_running
 from support.servers import HOLDING_MANY_FILES, wait_until
-from support.vandel_do import children_of, has_ended
 
 PROGRAM = os.path.join(REPO, "tools", "vandel-connect")
 NOTHING_STAGED = "There is no configuration data. \r\n"
@@ -256,7 +256,7 @@ def test_stop_ends_those_of_the_device(client):
     assert len(parts) == 10
     assert client.run("--stop", "root@router") == (0, "", "")
     assert [shell.wait(WAIT) for shell in shells] == [-signal.SIGTERM] * 2
-    assert all(map(has_ended, parts))
+    assert not any(map(is_running, parts))
     assert len(client.runs()) == 1
     none = "vandel-connect: root@router: no vandel-connect runs for it"
     assert client.run("--stop", "root@router") == (0, "", f"{none}, only for root@other\n")
@@ -275,7 +275,7 @@ def test_a_server_that_is_killed(client, name):
     shell.stdin.write(b"quit\n")
     shell.stdin.flush()
     shell.wait(WAIT)
-    assert all(map(has_ended, parts))
+    assert not any(map(is_running, parts))
     assert client.runs() == []
 
 
@@ -284,13 +284,13 @@ def test_a_shell_that_is_killed(client):
     parts = children_of(shell.pid)
     os.kill(part(shell, "vandel"), signal.SIGKILL)
     assert shell.wait(WAIT) == -signal.SIGKILL
-    assert all(map(has_ended, parts))
+    assert not any(map(is_running, parts))
     assert client.runs() == []
 
 
 def check_all_end(parts):
     for child in parts:
-        wait_until(lambda: has_ended(child), "the end of a part")  # noqa: B023
+        wait_until(lambda: not is_running(child), "the end of a part")  # noqa: B023
 
 
 def test_nothing_is_left_by_one_that_is_killed(client):
@@ -320,7 +320,7 @@ def test_nothing_is_left_by_one_whose_housekeeper_is_killed(client):
     os.kill(part(shell, "vandel-connect"), signal.SIGKILL)
     assert client.run("--attach", "root@router", "pwd") == (0, "/\r\n", "")
     assert leave(shell) == (0, "")
-    assert all(map(has_ended, parts))
+    assert not any(map(is_running, parts))
     assert client.runs() == []
 
 
@@ -359,7 +359,7 @@ def test_a_signal(client, number):
     parts = children_of(shell.pid)
     shell.send_signal(number)
     assert shell.wait(WAIT) == -number
-    assert all(map(has_ended, parts))
+    assert not any(map(is_running, parts))
     assert client.runs() == []
 
 

@@ -9,6 +9,7 @@ import pytest
 from support import tarnd as daemon
 from support import vandel_do
 from support.example import EXAMPLE, printed_no_data
+from support.processes import is_running
 from support.servers import RedisServer, wait_until
 from support.shell import Machine
 from support.vandel_do import script
@@ -184,7 +185,7 @@ def ended_by(process, number):
     shell = vandel_do.shell_of(process)
     process.signal(number)
     result = process.wait()
-    wait_until(lambda: vandel_do.has_ended(shell), "the end of the shell")
+    wait_until(lambda: not is_running(shell), "the end of the shell")
     return result
 
 
@@ -248,7 +249,7 @@ def test_a_reader_that_has_gone(device):
         os.close(source)
         _, errors = process.communicate(b"pwd\n")
     assert (process.returncode, errors) == (-signal.SIGPIPE, b"")
-    assert vandel_do.has_ended(shell)
+    assert not is_running(shell)
     assert vandel_do.left_behind(device) == []
 
 

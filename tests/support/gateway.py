@@ -11,6 +11,7 @@ import termios
 import time
 
 from . import valgrind
+from .processes import children_of
 
 REPOSITORY = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILD = os.path.abspath(os.environ.get("VANDEL_BUILD") or os.path.join(REPOSITORY, "build"))
@@ -25,24 +26,6 @@ def wait_for(condition, what):
     while not condition():
         assert time.monotonic() < deadline, what
         time.sleep(0.01)
-
-
-def is_running(pid):
-    """True for a process that exists and is no zombie."""
-    try:
-        with open(f"/proc/{pid}/stat", encoding="utf-8") as stat:
-            return stat.read().rpartition(")")[2].split()[0] != "Z"
-    except (FileNotFoundError, ProcessLookupError):
-        return False
-
-
-def children_of(pid):
-    """Process ids of a process's children; none when it has ended."""
-    try:
-        with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as children:
-            return [int(child) for child in children.read().split()]
-    except (FileNotFoundError, ProcessLookupError):
-        return []
 
 
 def peak_memory_of(pid):

@@ -4,6 +4,7 @@ import contextlib
 import os
 import threading
 
+from .processes import children_of
 from .servers import wait_until
 from .shell import ROOT
 
@@ -39,25 +40,10 @@ def script(*lines):
     return b"".join((line.encode() if isinstance(line, str) else line) + b"\n" for line in lines)
 
 
-def children_of(pid):
-    with contextlib.suppress(FileNotFoundError, ProcessLookupError):
-        with open(f"/proc/{pid}/task/{pid}/children", encoding="ascii") as children:
-            return [int(child) for child in children.read().split()]
-    return []
-
-
 def shell_of(process):
     """The process id of the shell that vandel-do has started."""
     wait_until(lambda: children_of(process.pid), "the shell")
     return children_of(process.pid)[0]
-
-
-def has_ended(pid):
-    try:
-        with open(f"/proc/{pid}/stat", encoding="ascii", errors="replace") as stat:
-            return stat.read().rpartition(")")[2].split()[0] in "ZX"
-    except (FileNotFoundError, ProcessLookupError):
-        return True
 
 
 def left_behind(machine):
