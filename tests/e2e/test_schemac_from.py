@@ -463,6 +463,18 @@ def test_a_module_that_needs_too_many(device, ask):
     assert device.operations() == ["m@"]
 
 
+def test_modules_within_modules(device, ask):
+    """Were each gone through for all around it, a small reply would take hours."""
+    add_m(device)
+    device.capabilities.append(HAS_LIBRARY.format(1))
+    deepest = listed(
+        "module", "lib", "", (), leaves("conformance-type", "import") + leaves("feature", "x y")
+    )
+    device.library = modules_state(listed("module", "m", "", (), deepest))
+    result = ask()
+    assert (result.returncode, result.stderr) == (0, "")
+
+
 def test_a_name_among_blanks(device, ask, tmp_path):
     add_m(device, body="feature f; leaf a { if-feature f; type int8; }")
     device.capabilities[-1] = "urn:m?module=%E2%80%83%0Am&amp;features=f"

@@ -91,10 +91,11 @@ def _add_module(announced, module, is_implemented):
     name = _leaf(module, "name")
     if not announced.add(name, _leaf(module, "revision"), is_implemented):
         return
-    for submodule in module.iter(f"{{{LIBRARY}}}submodule"):
+    # Its own children only: modules within modules would all be gone through for each.
+    for submodule in module.findall(f"{{{LIBRARY}}}submodule"):
         announced.add(_leaf(submodule, "name"), _leaf(submodule, "revision"), is_implemented)
     if is_implemented:
-        features = module.iter(f"{{{LIBRARY}}}feature")
+        features = module.findall(f"{{{LIBRARY}}}feature")
         announced.add_features(name, [(feature.text or "").strip() for feature in features])
 
 
