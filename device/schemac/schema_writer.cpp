@@ -121,6 +121,7 @@ void write_below(schema_writer *writer, const parent_place *parent, const lysc_n
 void write_children_of(schema_writer *writer, const parent_place *parent, const lysc_node *node)
 {
     writer->progress.nodes = ++writer->counts.nodes;
+    writer->progress.bytes = writer->counts.bytes;
     if (writer->depth == content_values)
         writer->watch(writer->progress);
     const lysc_node *first = lysc_node_child(node);

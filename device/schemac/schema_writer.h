@@ -12,6 +12,7 @@ struct write_progress {
     uint32_t number;    // of the module, from 1
     uint32_t count;     // of modules
     uint64_t nodes;     // that have been written
+    uint64_t bytes;     // of keys, field names and values
 };
 using write_watch = void (*)(const write_progress &progress);
 

@@ -43,6 +43,9 @@ constexpr char note_partial = 'f'; // features are off; how many nodes there are
 // The child's end of the pipe; libyang's callbacks have no argument for it.
 int notes = -1;
 
+// What redis is given takes memory, too, and may be a thousand times what was read.
+rlim_t most_stored;
+
 void note(char kind, const std::string &text)
 {
     const std::string line = kind + printable_text(text) + "\n";
@@ -80,6 +83,12 @@ void note_oddity(const error_report &report)
 
 void note_storing(const write_progress &progress)
 {
+    if (progress.bytes > most_stored) {
+        note(note_error, report_text({progress.module, 0,
+                                      "the schema takes more than " +
+                                          std::to_string(most_stored >> 20) + " MiB"}));
+        _exit(1);
+    }
     if (progress.nodes % nodes_per_note == 0)
         note_step("storing", progress.number, progress.count,
                   std::string(progress.module) + ", " + std::to_string(progress.nodes) + " nodes");
@@ -117,6 +126,7 @@ rlim_t address_space()
 // What is in use already is not counted: a sanitizer maps a lot in advance.
 void limit_resources()
 {
+    most_stored = lower_limit(RLIMIT_AS, memory_bytes) / 2;
     limit(RLIMIT_CPU, processor_seconds);
     limit(RLIMIT_AS, address_space() + memory_bytes);
     prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -63,6 +63,20 @@ def test_a_module_that_takes_for_ever_is_an_error(server, run, write):
     assert server.content() == {}
 
 
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer needs more address space than the limit")
+def test_a_schema_that_would_fill_the_memory_of_redis_is_an_error(server, run, write):
+    """Long names in groupings within each other: each path holds all above it."""
+    text = doubling_groupings(11)
+    for name in "abx":
+        text = text.replace(f" {name} {{", f" {name * 2000} {{")
+    write("m", text)
+    result = run("m", preexec_fn=with_limit(resource.RLIMIT_AS, 60 << 20))
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == "schemac: m: the schema takes more than 30 MiB\n"
+    assert "/" not in server.content()
+    good(run("m"))
+
+
 def limits_of(pid):
     with open(f"/proc/{pid}/limits", encoding="ascii") as file:
         return {line[:25].strip(): line[25:].split()[0] for line in file}
