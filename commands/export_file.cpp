@@ -75,11 +75,17 @@ bool is_plain_file(const struct stat &status)
     return S_ISREG(status.st_mode) && status.st_nlink <= 1;
 }
 
-// Removes what stands at the path, when it is a file; 0 or -1.
+// Removes what stands at the path, when it is a file; 0, or -1 with errno set: EEXIST
+// for what is none.
 int remove_file(const char *path)
 {
     struct stat status = {};
-    return lstat(path, &status) == 0 && is_plain_file(status) ? unlink(path) : -1;
+    if (lstat(path, &status) != 0)
+        return -1;
+    if (is_plain_file(status))
+        return unlink(path);
+    errno = EEXIST;
+    return -1;
 }
 
 // Whether an open file has the path for its only name. Looked at by the path, too: a
@@ -104,7 +110,9 @@ int open_existing(const char *path)
 
 // Opens the file that is to be written, empty; a descriptor or -1. One that stands
 // there is replaced where it can be, so that nobody else holds it open, however
-// often somebody puts one there.
+// often somebody puts one there. Else it is written over, but only where the system lets
+// nobody remove it: whoever can might have it be another's file for the moment in which
+// its names are counted.
 int open_export(const char *path)
 {
     const mode_t mode = S_IRUSR | S_IWUSR | S_IRGRP | S_IWGRP | S_IROTH | S_IWOTH;
@@ -112,8 +120,9 @@ int open_export(const char *path)
         const int fd = open(path, write_flags | O_CREAT | O_EXCL, mode);
         if (fd >= 0)
             return fd;
-        if (errno != EEXIST || remove_file(path) != 0)
-            return open_existing(path);
+        const bool is_removed = errno == EEXIST && (remove_file(path) == 0 || errno == ENOENT);
+        if (!is_removed)
+            return errno != EEXIST && errno != EISDIR ? open_existing(path) : -1;
     }
     return -1;
 }

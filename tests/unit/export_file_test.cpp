@@ -25,6 +25,7 @@ constexpr uid_t other_id = 4712;
 
 // What the wrapped calls do besides.
 std::function<void()> before_call; // called before each of them
+std::function<void()> within_look; // called when lstat() has found what it tells of
 int calls_left = -1;               // before_call comes with the call of this number; -1: none
 bool owner_is_another = false;     // every file belongs to somebody else
 int unlink_error = 0;              // why nothing can be removed; 0: it can
@@ -66,7 +67,13 @@ int __wrap_open64(const char *name, int flags, ...)
 int __wrap_lstat64(const char *name, struct stat64 *status)
 {
     count_call();
-    return told(__real_lstat64(name, status), status);
+    const int found = within_look ? __real_open64(name, O_PATH | O_NOFOLLOW) : -1;
+    if (found < 0)
+        return told(__real_lstat64(name, status), status);
+    within_look();
+    const int result = __real_fstat64(found, status);
+    close(found);
+    return result;
 }
 int __wrap_stat64(const char *name, struct stat64 *status)
 {
@@ -157,6 +164,7 @@ class export_file_test : public shell_world
     {
         shell_world::SetUp();
         calls_left = -1;
+        within_look = nullptr;
         owner_is_another = false;
         unlink_error = 0;
         has_no_status = false;
@@ -365,6 +373,28 @@ TEST_F(export_file_test, a_second_name_that_goes_does_not_make_a_file_plain)
         calls_left = -1;
         captured_log_take();
     }
+}
+
+// The same within the call that counts the names, whichever of them it is.
+TEST_F(export_file_test, a_second_name_that_goes_while_it_is_counted)
+{
+    for (const plant &next : plants) {
+        for (int look = 0; look < 3; look++) {
+            put(plants[3]);
+            int looks_left = look;
+            within_look = [&] {
+                if (looks_left-- == 0)
+                    put(next);
+            };
+            write_text("new");
+            EXPECT_EQ(file_text(victim), "kept") << next.name << " at look " << look;
+            put(plants[3]);
+            looks_left = look;
+            export_file_write(path, "new");
+            ASSERT_EQ(file_text(victim), "kept") << next.name << " at look " << look;
+        }
+    }
+    captured_log_take();
 }
 
 // What comes between any two calls, in place of anything that was there before.
