@@ -311,6 +311,13 @@ def test_a_value_begins_no_line(fleet, module, option):
     assert fleet.routers["r1"].running() == {}
 
 
+def test_a_host_is_no_option(fleet):
+    """It would configure a router of one's own, and say that it has changed something."""
+    done = fleet.play("vandel_config", names=("r1",), host="--local", lines=LINES)
+    text = "vandel-connect: no [USER@]HOST[:PORT]: --local"
+    assert (done.results["r1"]["msg"], done.recap) == (text, {"r1": {"failed"}})
+
+
 def test_a_value_steers_no_terminal(fleet):
     """Ansible prints what it gets; a reader of XML makes characters of references."""
 

@@ -45,7 +45,7 @@ class Device:
 
     def _connect(self):
         words = [self.module.get_bin_path("vandel-connect", required=True), "-oBatchMode=yes"]
-        words += [*self.module.params["connect"], "--run", self.module.params["host"]]
+        words += [*self.module.params["connect"], "--run", "--", self.module.params["host"]]
         with open(self.path("said"), "w+", encoding="utf-8") as said:
             self.connection = subprocess.Popen(
                 [*words, "sh", "-c", HOLD],
