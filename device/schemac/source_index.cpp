@@ -14,7 +14,7 @@ namespace
 
 // Far above any real module; keeps a mistaken --search from eating memory.
 constexpr off_t largest_source = 64 << 20;
-constexpr size_t largest_index = size_t{512} << 20;
+constexpr size_t largest_index = size_t{512} << 20; // with what is noted of the texts
 
 // Takes NAME and REVISION from the name of a file; false when it is none of ours.
 bool split_file_name(std::string_view file, yang_source *source)
@@ -123,11 +123,13 @@ void ensure_read(source_index *index, yang_source *source)
 {
     if (source->state != source_state::unread)
         return;
-    source->failure = read_text(source, largest_index - index->text_size);
-    index->text_size += source->text.size();
+    source->failure = read_text(source, largest_index - std::min(index->size, largest_index));
     source->state = source->failure == 0 ? source_state::readable : source_state::unreadable;
     if (source->failure == 0)
         read_header(source);
+    // An import of seven letters takes a hundred bytes here.
+    source->dependencies.shrink_to_fit();
+    index->size += source->text.size() + source->dependencies.size() * sizeof(yang_dependency);
 }
 
 // Whether source is a better answer than best, which may be null.

@@ -47,7 +47,7 @@ struct source_index {
     std::vector<std::string> directories; // as they were given, for messages
     std::vector<std::unique_ptr<yang_source>> sources;
     std::unordered_map<std::string, std::vector<yang_source *>> by_name;
-    size_t text_size = 0; // of all texts that have been read; 512 MiB at most
+    size_t size = 0; // of what has been read; when it is 512 MiB, nothing more is
 };
 
 // Adds the files NAME.yang and NAME@REVISION.yang of a directory, and of those

@@ -177,6 +177,14 @@ def test_files_have_a_limit_together(server, run, write):
     assert result.stderr == f"schemac: {paths[8]}: File too large\n"
 
 
+def test_imports_have_a_limit_together(server, run, write):
+    """Each takes more than its seven letters."""
+    paths = [write(f"m{number}", "import;" * 1000000, directory="models") for number in range(7)]
+    result = run(*map(str, paths))
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == f"schemac: {paths[6]}: File too large\n"
+
+
 @pytest.mark.skipif(SANITIZED, reason="a sanitizer needs more address space than the limit")
 def test_many_modules_named_as_files_are_read_once(server, run, write):
     """Were each read again for each other file in its directory, they would take 400 MB."""
