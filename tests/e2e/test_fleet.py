@@ -8,13 +8,17 @@ import socket
 import subprocess
 import sys
 import tempfile
+from xml.etree import ElementTree
 
 import pytest
 from support import sshd
 from support.netconfd import Netconfd
 from support.schemac import BUILD, MODELS, REPO, RUN_MODULES
 
-sys.path.insert(0, os.path.join(REPO, "tools"))
+TOOLS = os.path.join(REPO, "tools")
+COLLECTION = os.path.join(TOOLS, "ansible_collections", "vandel", "netconf", "plugins")
+sys.path[:0] = [TOOLS, os.path.join(COLLECTION, "module_utils")]
+from device import text_of  # noqa: E402
 from schemac_from.session import BASE, Session  # noqa: E402
 
 WAIT = 120
@@ -371,6 +375,13 @@ def test_a_device_that_is_open_already(fleet):
     assert fleet.running() == {**each(LIVING, {}), "r4": configured("r4")}
     done = fleet.play("vandel_command", names=("r4",), before=["env"], commands=["pwd"])
     assert done.recap == {"r4": {"unreachable"}}
+
+
+def test_a_device_that_makes_up_levels():
+    """Laid out, each of its elements would begin after hundreds of blanks."""
+    deep, empty = 250, 1000
+    text = "<a>" * deep + "<b />" * empty + "</a>" * deep
+    assert text_of(ElementTree.fromstring(text)) == text + "\n"
 
 
 @pytest.mark.parametrize("module", ["vandel_config", "vandel_command"])
