@@ -18,7 +18,7 @@ from support.schemac import BUILD, MODELS, REPO, RUN_MODULES
 TOOLS = os.path.join(REPO, "tools")
 COLLECTION = os.path.join(TOOLS, "ansible_collections", "vandel", "netconf", "plugins")
 sys.path[:0] = [TOOLS, os.path.join(COLLECTION, "module_utils")]
-from device import text_of  # noqa: E402
+from device import parser, text_of  # noqa: E402
 from schemac_from.session import BASE, Session  # noqa: E402
 
 WAIT = 120
@@ -382,6 +382,15 @@ def test_a_device_that_makes_up_levels():
     deep, empty = 250, 1000
     text = "<a>" * deep + "<b />" * empty + "</a>" * deep
     assert text_of(ElementTree.fromstring(text)) == text + "\n"
+
+
+def test_a_namespace_that_is_long():
+    """It would be there again in the name of each element."""
+    text = "<x:a xmlns:x='{}'><x:b c='&lt;'>&amp;<!-- d --></x:b>e</x:a>"
+    whole = ElementTree.fromstring(text.format("u" * 255), parser())
+    assert text_of(whole) == text_of(ElementTree.fromstring(text.format("u" * 255)))
+    with pytest.raises(ElementTree.ParseError, match="a namespace of more than 255 characters"):
+        ElementTree.fromstring(text.format("u" * 256), parser())
 
 
 @pytest.mark.parametrize("module", ["vandel_config", "vandel_command"])

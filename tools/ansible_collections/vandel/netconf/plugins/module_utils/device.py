@@ -15,6 +15,7 @@ ARGUMENTS = {
 }
 REFUSED_BY_DEVICE, UNREACHABLE = 1, 3
 DEEPEST = 40  # levels of a configuration that is laid out; models have half as many
+LONGEST = 255  # characters of a namespace
 # What would steer a terminal, of what XML may hold: Ansible prints it as it stands.
 CONTROLS = re.compile("[\x7f-\x9f\u202a-\u202e\u2066-\u2069]")
 # vandel-connect holds the device until its standard input is closed.
@@ -87,7 +88,7 @@ class Device:
             self.fail(status, said)
         if not os.path.exists(path):
             return ElementTree.Element("data")  # of nothing, an export makes no file
-        data = ElementTree.parse(path).getroot()
+        data = ElementTree.parse(path, parser()).getroot()
         os.remove(path)
         return data
 
@@ -98,6 +99,19 @@ def lines_of(module, option):
     if any("\n" in line.strip("\n") for line in lines):
         module.fail_json(msg=f"{option}: one holds a line end, after which another would begin")
     return lines
+
+
+class Builder(ElementTree.TreeBuilder):
+    """Builds no tree with a long namespace, which would be there again in each name."""
+
+    def start_ns(self, _prefix, space):
+        if len(space) > LONGEST:
+            raise ElementTree.ParseError(f"a namespace of more than {LONGEST} characters")
+
+
+def parser():
+    """For what a device has sent."""
+    return ElementTree.XMLParser(target=Builder())
 
 
 def printable(text):
@@ -145,7 +159,7 @@ def errors(replies):
     """What the device has said against a request, from the output of vandel-do --xml."""
     found = []
     try:
-        for error in ElementTree.fromstring(replies).iter(f"{{{BASE}}}rpc-error"):
+        for error in ElementTree.fromstring(replies, parser()).iter(f"{{{BASE}}}rpc-error"):
             said = error.find(f"{{{BASE}}}error-message")
             said = error.find(f"{{{BASE}}}error-tag") if said is None else said
             path = error.findtext(f"{{{BASE}}}error-path")
