@@ -1,7 +1,8 @@
 // The parser tells of an element when its start tag has been read, and stands at the bracket
 // that closes it. It compares each attribute of a tag with all others, so it gets nothing of a
 // tag that is far too long. (The parser that is fed would be simpler to stop, but goes through a
-// long CDATA section again and again.)
+// long CDATA section again and again.) Its table of names does not grow beyond some thousand
+// places, so that a text of ever new names would take the square of its size.
 #include "device/gateway/xml_walk.h"
 
 #include <algorithm>
@@ -14,6 +15,9 @@ namespace
 
 constexpr size_t attributes_limit = 4096;
 constexpr size_t tag_limit = 2 * attributes_limit;
+
+// With the namespaces, and what is in the piece that the parser has got.
+constexpr int names_limit = 65536;
 
 std::string_view view(const xmlChar *text)
 {
@@ -161,6 +165,8 @@ int give_piece(void *context, char *buffer, int size)
     const bool is_broken = walk->parser != nullptr && walk->parser->wellFormed == 0;
     if (is_broken || walk->step != xml_step_on)
         return -1;
+    if (walk->parser != nullptr && xmlDictSize(walk->parser->dict) > names_limit)
+        walk->usable = walk->text.substr(0, walk->given);
     measure_tags(walk, walk->given + static_cast<size_t>(size));
     const size_t got = walk->usable.copy(buffer, static_cast<size_t>(size), walk->given);
     walk->given += got;

@@ -3,9 +3,9 @@
 // For messages that are cut apart at their tags and put together anew. libxml2 reads
 // the text, in pieces, and no tree is built. What an element may cost does not grow with what
 // stands around it: a start tag may hold 4096 bytes of attributes, elements may stand in one
-// another 264 deep, and at most 256 namespaces may be declared where an element stands. Beyond
-// that, at a document type, at a prefix without a namespace and at what is not
-// well-formed, the walk fails.
+// another 264 deep, at most 256 namespaces may be declared where an element stands, and a text may
+// have some 65,000 names. Beyond that, at a document type, at a prefix without a namespace and at
+// what is not well-formed, the walk fails.
 #pragma once
 
 #include <libxml/parser.h>

@@ -67,6 +67,15 @@ std::string outline_of(const std::string &text)
     return made.run() == 0 ? made.found : "failed";
 }
 
+// What a walk returns on which nobody looks.
+int run_quietly(const std::string &text)
+{
+    static const xml_events events = {nullptr, nullptr,
+                                      [](void *, const xml_walk *, size_t) { return xml_step_on; }};
+    const auto walk = std::make_unique<xml_walk>();
+    return xml_walk_run(walk.get(), text, &events, nullptr);
+}
+
 // So many namespaces, ten to an element.
 std::string nested_spaces(int count)
 {
@@ -79,6 +88,17 @@ std::string nested_spaces(int count)
             end += "</a>";
     }
     return start + ">" + end;
+}
+
+// So many times a text, with another number in the place of each '%'.
+std::string numbered(int count, const std::string &text)
+{
+    std::string made;
+    for (int at = 0; at < count; at++) {
+        for (const char byte : text)
+            made += byte == '%' ? std::to_string(at) : std::string(1, byte);
+    }
+    return made;
 }
 
 std::string nested(int depth)
@@ -202,6 +222,16 @@ TEST(gateway_walk, a_tag_of_many_attributes_is_not_gone_into)
         EXPECT_EQ(made.run(), -1);
         EXPECT_LT(made.walk->given, 16384U) << "no more than the beginning is read: " << before;
     }
+}
+
+TEST(gateway_walk, names_up_to_a_limit)
+{
+    EXPECT_EQ(run_quietly("<r>" + numbered(65000, "<n%/>") + "</r>"), 0);
+    EXPECT_EQ(run_quietly("<r>" + numbered(100000, "<n/>%") + "</r>"), 0);
+    for (const char *named :
+         {"<n%/>", "<n x%=''/>", "<p%:n xmlns:p%='u'/>", "<n xmlns='u%'/>", "<?n% ?>"})
+        EXPECT_EQ(run_quietly("<r>" + numbered(100000, named) + "</r>"), -1) << named;
+    EXPECT_EQ(run_quietly("<r/>" + numbered(100000, "<?n% ?>")), -1);
 }
 
 TEST(gateway_walk, long_texts_are_no_tags)
