@@ -666,6 +666,30 @@ def test_what_takes_too_much_memory(device, server, tmp_path):
     assert said(result) == refused("what the server sends takes too much memory")
 
 
+def test_a_hello_that_takes_too_much_memory(device, server, tmp_path):
+    """Each name has its namespace before it. The command itself may take what it likes."""
+    long = b'<hello xmlns="%s">' % (b"u" * (1 << 20)) + b"<a/>" * 1000
+    limits = []
+
+    def say(peer):
+        limits.append(resource.prlimit(peer.pid, resource.RLIMIT_AS))
+        peer.raw(long + MARK)
+
+    device.script = say
+    program = (
+        "import sys; from schemac_from import main; main.MEMORY = 200 << 20;"
+        "sys.exit(main.main(sys.argv[1], sys.argv[2:]))"
+    )
+    result = subprocess.run(
+        [sys.executable, "-c", program, SCHEMAC, "--cache", tmp_path / "cache", "--"]
+        + device.command(),
+        env=os.environ | {"PYTHONPATH": os.path.join(REPO, "tools")},
+        check=False, capture_output=True, text=True,
+    )  # fmt: skip
+    assert said(result) == refused("what the server sends takes too much memory")
+    assert limits == [resource.getrlimit(resource.RLIMIT_AS)]
+
+
 @pytest.mark.parametrize("is_terminal", [True, False])
 def test_who_waits_at_a_terminal_sees_how_far_it_is(monkeypatch, is_terminal):
     """After a second, and then from time to time."""

@@ -1,5 +1,6 @@
 """The schema of a server: asks for its modules, and has schemac compile them."""
 
+import functools
 import getopt
 import os
 import resource
@@ -110,19 +111,20 @@ def fetch_set(session, kept, options):
 def carry_out(options):
     """The arguments with which schemac compiles what the server has."""
     kept = cache.Cache(options.cache or cache.default_directory(options.command))
-    session = Session(options.command, options.timeout)
     limits = resource.getrlimit(resource.RLIMIT_AS)
+    if limits[0] == resource.RLIM_INFINITY or limits[0] > MEMORY:
+        resource.setrlimit(resource.RLIMIT_AS, (MEMORY, limits[1]))
+    # The command is free of this.
+    free = functools.partial(resource.setrlimit, resource.RLIMIT_AS, limits)
+    session = Session(options.command, options.timeout, free)
     try:
-        # After the command has been started, so that it is free of this.
-        if limits[0] == resource.RLIM_INFINITY or limits[0] > MEMORY:
-            resource.setrlimit(resource.RLIMIT_AS, (MEMORY, limits[1]))
         found = None if options.is_forced else kept.find_set(session.capabilities)
         found, missing = (found, []) if found else fetch_set(session, kept, options)
     except BaseException:
         session.end()
         raise
     session.close()
-    resource.setrlimit(resource.RLIMIT_AS, limits)
+    free()
     features = ["--feature-file", os.path.join(found, "features")]
     search = ["--search", os.path.join(found, cache.IMPORTED)]
     modules = [os.path.join(found, cache.IMPLEMENTED), *missing]

@@ -68,9 +68,9 @@ def is_ready(file, event, seconds):
 
 
 class Session:
-    def __init__(self, command, patience):
-        """Runs the command and reads its server's hello; each message may take `patience`
-        seconds. Raises Failed."""
+    def __init__(self, command, patience, prepare=None):
+        """Runs the command, in whose process `prepare` is called first, and reads its server's
+        hello; each message may take `patience` seconds. Raises Failed."""
         self.patience = patience
         self.deadline = 0
         self.buffer = bytearray()
@@ -80,8 +80,9 @@ class Session:
         self.ahead = 0  # bytes of the next one that have been sent
         try:
             self.process = subprocess.Popen(  # pylint: disable=consider-using-with
-                command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0
-            )
+                command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0,
+                preexec_fn=prepare,
+            )  # fmt: skip
         except OSError as error:
             raise Failed(f"{command[0]}: {error.strerror}") from None
         try:
