@@ -12,6 +12,7 @@ namespace
 {
 
 constexpr size_t tried_at_once = 64;
+constexpr size_t parts_of_unknown = 8;
 constexpr size_t most_workers = 4; // each may take much memory
 
 using request_group = std::vector<size_t>; // requests by their positions
@@ -102,12 +103,14 @@ void try_all_in_groups(search *running)
     }
 }
 
-// Has two parts of a group tried that fails because of this module: without those that
-// need it the rest is probably good; without it, too, where all need it.
+// Has parts of a group tried that fails because of this module: without those that
+// need it the rest is probably good; without it, too, where all need it. Where the module
+// is not known, which a compiler that died cannot tell, there are many parts: each step
+// towards it costs another death.
 void try_parts(search *running, const request_group &group, const std::string &culprit)
 {
     const std::vector<module_request> &requests = running->all->requests;
-    request_group parts[2];
+    std::vector<request_group> parts(2);
     for (const size_t request : group)
         parts[needs(running->all->index, requests[request], culprit)].push_back(request);
     if (parts[0].empty()) {
@@ -116,11 +119,11 @@ void try_parts(search *running, const request_group &group, const std::string &c
             parts[requests[request].name == culprit].push_back(request);
     }
     if (parts[0].empty() || parts[1].empty()) {
-        const auto middle = group.begin() + static_cast<ptrdiff_t>(group.size() / 2);
-        parts[0].assign(group.begin(), middle);
-        parts[1].assign(middle, group.end());
+        parts.assign(std::min(group.size(), parts_of_unknown), {});
+        for (size_t i = 0; i < group.size(); i++)
+            parts[i * parts.size() / group.size()].push_back(group[i]);
     }
-    running->waiting.insert(running->waiting.begin(), std::begin(parts), std::end(parts));
+    running->waiting.insert(running->waiting.begin(), parts.begin(), parts.end());
 }
 
 void take_failure(search *running, const request_group &group, const work_result &result)
