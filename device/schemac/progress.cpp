@@ -24,7 +24,7 @@ void progress_start()
 
 void progress_show(const std::string &text)
 {
-    if (isatty(STDERR_FILENO) == 0 || time_source::now() < next)
+    if (time_source::now() < next || isatty(STDERR_FILENO) == 0)
         return;
     fprintf(stderr, "\r\033[Kschemac: %s", text.c_str());
     next = time_source::now() + interval;

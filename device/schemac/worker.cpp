@@ -32,9 +32,9 @@ constexpr int progress_interval_ms = 200;
 constexpr uint64_t nodes_per_note = 1000;
 
 // What the first byte of a line says about the rest.
-constexpr char note_module = 'm';   // the module that is worked at; empty: none any more
-constexpr char note_culprit = 'c';  // the module that is wrong
 constexpr char note_progress = 'p'; // what an operator is to see
+constexpr char note_module = 'm';   // the same; after a colon the module that is worked at, if any
+constexpr char note_culprit = 'c';  // the module that is wrong
 constexpr char note_warning = 'w';
 constexpr char note_error = 'e';
 constexpr char note_result = 'r';
@@ -59,21 +59,20 @@ void note(char kind, const std::string &text)
 }
 
 // "reading 3 of 12: ietf-ip"
-void note_step(const char *step, size_t number, size_t count, const std::string &what)
+void note_step(char kind, const char *step, size_t number, size_t count, const std::string &what)
 {
-    note(note_progress, std::string(step) + " " + std::to_string(number) + " of " +
-                            std::to_string(count) + ": " + what);
+    note(kind, std::string(step) + " " + std::to_string(number) + " of " + std::to_string(count) +
+                   ": " + what);
 }
 
 void note_reading(const std::string &module, size_t number, size_t count)
 {
-    note(note_module, module);
-    note_step("reading", number, count, module);
+    note_step(note_module, "reading", number, count, module);
 }
 
 void note_compiling(const std::string &module, size_t number, size_t count)
 {
-    note_step("compiling", number, count, module);
+    note_step(note_progress, "compiling", number, count, module);
 }
 
 void note_oddity(const error_report &report)
@@ -90,7 +89,7 @@ void note_storing(const write_progress &progress)
         _exit(1);
     }
     if (progress.nodes % nodes_per_note == 0)
-        note_step("storing", progress.number, progress.count,
+        note_step(note_progress, "storing", progress.number, progress.count,
                   std::string(progress.module) + ", " + std::to_string(progress.nodes) + " nodes");
 }
 
@@ -135,8 +134,7 @@ void limit_resources()
 // Stores the compiled modules; 0, or -1 after the error has been noted.
 int store(const work *wanted, const ly_ctx *context)
 {
-    note(note_module, "");
-    note(note_progress, "comparing with what is stored");
+    note(note_module, "comparing with what is stored");
     schema_counts counts = {};
     const content_teller tell = [&](content_depth depth, const hash_sink &sink) {
         counts = write_schema(context, wanted->requests, depth, sink, note_storing);
@@ -195,12 +193,13 @@ int do_work(const work *wanted)
 void take_line(const std::string &line, work_result *result)
 {
     const std::string text = line.substr(1);
+    const size_t colon = text.find(": ");
     if (line[0] == note_module)
-        result->module = text;
+        result->module = colon != std::string::npos ? text.substr(colon + 2) : "";
+    if (line[0] == note_module || line[0] == note_progress)
+        result->progress = text;
     else if (line[0] == note_culprit)
         result->culprit = text;
-    else if (line[0] == note_progress)
-        result->progress = text;
     else if (line[0] == note_warning)
         result->warnings.push_back(text);
     else if (line[0] == note_error)
