@@ -238,14 +238,6 @@ unsigned count_paths(import_order *order, const module_request *request)
     return order->paths[request->name] = paths;
 }
 
-bool has_many_paths(import_order *order, const std::vector<module_request> &requests)
-{
-    unsigned paths = 0;
-    for (size_t i = 0; i < requests.size() && paths < many_paths; i++)
-        paths += count_paths(order, &requests[i]);
-    return paths >= many_paths;
-}
-
 void put_imports_first(import_order *order, const module_request *request)
 {
     const yang_source *source = source_index_find(order->index, request->name, request->revision);
@@ -272,7 +264,7 @@ std::vector<module_request> importers_first(source_index *index,
             return requests; // an importer might bring another revision
         order.waiting.emplace(request.name, &request);
     }
-    if (!has_many_paths(&order, requests))
+    if (!compile_may_reorder(index, requests))
         return requests;
     for (size_t i = requests.size(); i-- > 0;) {
         if (order.waiting.contains(requests[i].name))
@@ -301,16 +293,21 @@ int prepare_results(compile_attempt *attempt)
     return 0;
 }
 
-// Compiles these modules in the attempt's context; 0, or -1 with attempt->error set.
-int try_modules(compile_attempt *attempt, const std::vector<module_request> &given,
+// Compiles these modules in the attempt's context, and takes out those that are not
+// wanted; 0, or -1 with attempt->error set.
+int try_modules(compile_attempt *attempt, std::vector<module_request> *given,
                 feature_choice features)
 {
-    const std::vector<module_request> requests = importers_first(attempt->index, given);
-    for (size_t i = 0; i < requests.size(); i++) {
-        attempt->watch->reading(requests[i].name, i + 1, requests.size());
-        if (load_module(attempt, requests[i]) != 0)
+    std::vector<module_request> requests = importers_first(attempt->index, *given);
+    const size_t count = requests.size();
+    for (size_t i = 0, number = 1; number <= count; number++) {
+        if (!attempt->watch->reading(requests[i].name, number, count))
+            requests.erase(requests.begin() + static_cast<ptrdiff_t>(i));
+        else if (load_module(attempt, requests[i++]) != 0)
             return -1;
     }
+    if (requests.size() < count)
+        *given = requests;
     if (features == feature_choice_all)
         features_enable_all(attempt->context);
     // What libyang complained about and then overcame is no error.
@@ -367,6 +364,17 @@ void compile_prepare()
         prepared_context = nullptr;
 }
 
+bool compile_may_reorder(source_index *index, const std::vector<module_request> &requests)
+{
+    import_order order = {index, {}, {}, {}};
+    for (const module_request &request : requests)
+        order.waiting.emplace(request.name, &request);
+    unsigned paths = 0;
+    for (size_t i = 0; i < requests.size() && paths < many_paths; i++)
+        paths += count_paths(&order, &requests[i]);
+    return paths >= many_paths;
+}
+
 context_ptr compile_modules(source_index *index, std::vector<module_request> requests,
                             feature_choice features, const compile_watch *watch,
                             error_report *error)
@@ -381,7 +389,7 @@ context_ptr compile_modules(source_index *index, std::vector<module_request> req
     do {
         context.reset();
         context = make_context(&attempt);
-        if (context == nullptr || try_modules(&attempt, requests, features) != 0) {
+        if (context == nullptr || try_modules(&attempt, &requests, features) != 0) {
             *error = attempt.error;
             context.reset();
         }

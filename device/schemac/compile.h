@@ -15,8 +15,8 @@ using context_ptr = released_ptr<ly_ctx, ly_ctx_destroy>;
 
 // Who is told meanwhile.
 struct compile_watch {
-    // Before a module is read, the first one with number 1.
-    compile_told reading;
+    // Before a module is read, the first one with number 1; false: it is not wanted.
+    bool (*reading)(const std::string &module, size_t number, size_t count);
     compile_told compiling;
     void (*warning)(const error_report &report);
 };
@@ -30,6 +30,9 @@ enum feature_choice {
 // Makes what the next compilation begins with, in this process or in each of the children
 // that it then has. Where that fails, the compilation does.
 void compile_prepare();
+
+// Whether they may be read in another order; where not, no part of them is.
+bool compile_may_reorder(source_index *index, const std::vector<module_request> &requests);
 
 // Compiles the modules together with all that they need. Returns the context
 // that holds them, or null with the first error.

@@ -42,7 +42,7 @@ void tell_left_out(const work *all, const std::string &partial_nodes)
 {
     if (partial_nodes.empty() || all->options->features.is_told)
         return;
-    const work counting = {all->options, all->index, all->requests, work_count, ""};
+    const work counting = {all->options, all->index, all->requests, work_count, "", nullptr};
     const work_result result = worker_run(&counting);
     progress_clear();
     const uint64_t stored = strtoull(partial_nodes.c_str(), nullptr, 10);
@@ -103,6 +103,6 @@ int store_what_compiles(const work *all)
 int compile_and_store(const schemac_options *options, source_index *index,
                       const std::vector<module_request> &requests, const std::string &origin)
 {
-    const work all = {options, index, requests, work_store, origin};
+    const work all = {options, index, requests, work_store, origin, nullptr};
     return options->keeps_going ? store_what_compiles(&all) : store_all(&all);
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <deque>
 #include <numeric>
-#include <sched.h>
+#include <sys/mman.h>
 #include <unordered_set>
 
 #include "device/schemac/compile.h"
@@ -24,17 +24,13 @@ struct search {
     bool is_begun;     // groups have been or are tried
     std::deque<request_group> waiting;
     std::vector<worker> workers;
-    std::vector<request_group> tried;             // by the workers
-    std::vector<std::vector<std::string>> errors; // of each request by itself
+    std::vector<request_group> tried; // by the workers
+    // Of each request by itself, when it is known.
+    std::vector<std::optional<std::vector<std::string>>> errors;
+    work_choices *choices; // null: nothing is stored yet
+    size_t told;           // so many of them
+    std::optional<work_result> stored;
 };
-
-size_t processors()
-{
-    cpu_set_t usable;
-    return sched_getaffinity(0, sizeof usable, &usable) == 0
-               ? static_cast<size_t>(CPU_COUNT(&usable))
-               : 1;
-}
 
 bool is_whole(const search *running, const request_group &group)
 {
@@ -48,29 +44,50 @@ request_group everything(const search *running)
     return all;
 }
 
-work_result no_result()
-{
-    return {false, "", "", "", {}, {}, {}, ""};
-}
-
 void start_waiting(search *running)
 {
-    const size_t most = std::min(processors(), most_workers);
+    const size_t most = most_workers + (running->choices != nullptr);
     while (!running->waiting.empty() && running->workers.size() < most) {
         const request_group &group = running->waiting.front();
-        work tried = *running->all;
-        if (!is_whole(running, group)) {
-            tried.kind = work_try;
-            tried.requests.clear();
-            for (const size_t request : group)
-                tried.requests.push_back(running->all->requests[request]);
-        }
-        worker started = worker_start(&tried);
+        work tried = {running->all->options, running->all->index, {}, work_try, "", nullptr};
+        for (const size_t request : group)
+            tried.requests.push_back(running->all->requests[request]);
+        worker started = worker_start(is_whole(running, group) ? running->all : &tried);
         if (started.child < 0 && !running->workers.empty())
             return; // there may be room when another has ended
         running->workers.push_back(std::move(started));
         running->tried.push_back(group);
         running->waiting.pop_front();
+    }
+}
+
+// Starts to read what is good while the rest is tried, unless its order hangs on the rest. The
+// group that stands for it is empty.
+void start_storing(search *running)
+{
+    work good = *running->all;
+    if (compile_may_reorder(good.index, good.requests))
+        return;
+    void *shared = mmap(nullptr, sizeof(work_choices) + good.requests.size(),
+                        PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED)
+        return;
+    running->choices = good.choices = static_cast<work_choices *>(shared);
+    sem_init(&good.choices->known, 1, 0);
+    good.origin.clear();
+    worker started = worker_start(&good);
+    if (started.child < 0)
+        return;
+    running->workers.push_back(std::move(started));
+    running->tried.push_back({});
+}
+
+void tell_choices(search *running)
+{
+    while (running->told < running->errors.size() && running->errors[running->told].has_value()) {
+        running->choices->is_wanted[running->told] = running->errors[running->told]->empty();
+        running->told++;
+        sem_post(&running->choices->known);
     }
 }
 
@@ -167,8 +184,17 @@ void take_next(search *running)
     running->workers.erase(running->workers.begin() + place);
     if (is_whole(running, group))
         take_whole(running, result);
+    else if (group.empty())
+        running->stored = result;
     else if (!result.is_good)
         take_failure(running, group, result);
+    else
+        for (const size_t request : group)
+            running->errors[request].emplace();
+    if (is_whole(running, group) && running->is_needed)
+        start_storing(running);
+    if (running->choices != nullptr)
+        tell_choices(running);
 }
 
 void add_cause(std::vector<broken_cause> *causes, const std::string &error,
@@ -218,7 +244,7 @@ sorted_requests sort_out(const work *all, const work_result *whole)
     const size_t count = all->requests.size();
     if (count > 1)
         compile_prepare(); // once for all groups
-    search running = {all, no_result(), false, false, {}, {}, {}, {}};
+    search running = {all, {}, false, false, {}, {}, {}, {}, nullptr, 0, {}};
     running.errors.resize(count);
     if (whole == nullptr) {
         running.waiting.push_back(everything(&running));
@@ -231,11 +257,11 @@ sorted_requests sort_out(const work *all, const work_result *whole)
         start_waiting(&running);
         take_next(&running);
     }
-    sorted_requests sorted = {running.whole, running.is_needed, {}, {}};
+    sorted_requests sorted = {running.whole, running.is_needed, {}, {}, running.stored};
     for (size_t i = 0; running.is_needed && i < count; i++) {
-        if (running.errors[i].empty())
+        if (running.errors[i]->empty())
             sorted.good.push_back(all->requests[i]);
-        for (const std::string &error : running.errors[i])
+        for (const std::string &error : *running.errors[i])
             add_cause(&sorted.causes, error, all->requests[i].name);
     }
     return sorted;
@@ -247,10 +273,11 @@ work_result store_good(const work *all, sorted_requests *sorted)
     kept.origin.clear();
     kept.requests = sorted->good;
     while (!kept.requests.empty()) {
-        work_result result = worker_run(&kept);
+        work_result result = sorted->stored.has_value() ? *sorted->stored : worker_run(&kept);
+        sorted->stored.reset();
         if (result.is_good || result.module.empty())
             return result;
         leave_one_out(&kept, result, &sorted->causes);
     }
-    return no_result();
+    return {};
 }

@@ -6,6 +6,8 @@
 // module has shown its errors by itself.
 #pragma once
 
+#include <optional>
+
 #include "device/schemac/worker.h"
 
 // An error, and the modules that fail because of it.
@@ -19,10 +21,12 @@ struct sorted_requests {
     bool is_sorted;    // that failed, and the rest says because of what
     std::vector<module_request> good;
     std::vector<broken_cause> causes;
+    std::optional<work_result> stored; // what became of the good ones, where they were tried
 };
 
 // Finds out which requests compile by themselves or with others, when all of them do not
-// together. The result of that is given, or null: then that is done, too, meanwhile.
+// together. The result of that is given, or null: then that is done, too, meanwhile, and
+// the work with those that compile.
 sorted_requests sort_out(const work *all, const work_result *whole);
 
 // Does the work with those that are good, and of those that fail only together leaves

@@ -42,6 +42,7 @@ constexpr char note_partial = 'f'; // features are off; how many nodes there are
 
 // The child's end of the pipe; libyang's callbacks have no argument for it.
 int notes = -1;
+const work *doing; // by the child, likewise
 
 // What redis is given takes memory, too, and may be a thousand times what was read.
 rlim_t most_stored;
@@ -65,9 +66,18 @@ void note_step(char kind, const char *step, size_t number, size_t count, const s
                    ": " + what);
 }
 
-void note_reading(const std::string &module, size_t number, size_t count)
+// Where there are choices, waits for the next; others that are asked for later are needed.
+bool note_reading(const std::string &module, size_t number, size_t count)
 {
+    static size_t asked;
+    if (doing->choices != nullptr && asked < doing->requests.size()) {
+        while (sem_wait(&doing->choices->known) != 0)
+            continue;
+        if (!doing->choices->is_wanted[asked++])
+            return false;
+    }
     note_step(note_module, "reading", number, count, module);
+    return true;
 }
 
 void note_compiling(const std::string &module, size_t number, size_t count)
@@ -134,10 +144,17 @@ void limit_resources()
 // Stores the compiled modules; 0, or -1 after the error has been noted.
 int store(const work *wanted, const ly_ctx *context)
 {
+    std::vector<module_request> requests = wanted->requests;
+    size_t place = 0;
+    if (wanted->choices != nullptr)
+        std::erase_if(requests,
+                      [&](const module_request &) { return !wanted->choices->is_wanted[place++]; });
+    if (requests.empty())
+        return -1;
     note(note_module, "comparing with what is stored");
     schema_counts counts = {};
     const content_teller tell = [&](content_depth depth, const hash_sink &sink) {
-        counts = write_schema(context, wanted->requests, depth, sink, note_storing);
+        counts = write_schema(context, requests, depth, sink, note_storing);
         notes_tell(context, sink);
         if (!wanted->origin.empty())
             origin_tell(wanted->origin, sink);
@@ -169,6 +186,7 @@ void count(const work *wanted, const ly_ctx *context)
 // The child's work; 0, or -1 after the error has been noted.
 int do_work(const work *wanted)
 {
+    doing = wanted;
     limit_resources();
     error_report error;
     const compile_watch watch = {note_reading, note_compiling, note_oddity};

@@ -6,6 +6,7 @@
 // error like any other. Several may work at the same time.
 #pragma once
 
+#include <semaphore.h>
 #include <sys/types.h>
 
 #include "device/schemac/options.h"
@@ -18,12 +19,19 @@ enum work_kind {
     work_count, // with all features on, count the nodes
 };
 
+// Which requests are wanted, in memory that the child shares: it begins before all is known.
+struct work_choices {
+    sem_t known; // posted for each request in turn
+    bool is_wanted[];
+};
+
 struct work {
     const schemac_options *options;
     source_index *index;
     std::vector<module_request> requests;
     work_kind kind;
-    std::string origin; // its digest; empty: none is stored
+    std::string origin;    // its digest; empty: none is stored
+    work_choices *choices; // null: all are wanted
 };
 
 // What is known of a child. Errors are whole messages.

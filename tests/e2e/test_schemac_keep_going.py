@@ -114,6 +114,48 @@ def test_several_among_many_that_fail_only_together(server, run, write, tmp_path
     assert sorted(line.split(": ")[1] for line in lines) == ["m080", "m149"]
 
 
+def test_what_is_learnt_while_good_ones_compile_belongs_to_them(server, run, write):
+    """libyang learns of base and eth while it compiles what bridge refers to."""
+    base = "import base { prefix b; } "
+    write("base", "container top { }")
+    write("eth", base + 'augment "/b:top" { container eth { } }')
+    write(
+        "vlan",
+        base + "import eth { prefix e; } container vlans { leaf id { type string; } }"
+        ' augment "/b:top/e:eth" { leaf vid { type string; } }',
+    )
+    path = "leafref { path '/v:vlans/v:id'; }"
+    write("bridge", f"import vlan {{ prefix v; }} leaf l {{ type {path} }}")
+    # They fail because of what they need, and are needed themselves.
+    write("bad", "import bridge { prefix b; } leaf x { type nosuch; }")
+    result = run("--keep-going", "--feature", "eth:nosuch", "bad", "bridge", "eth")
+    assert result.returncode == 2 and len(result.stderr.splitlines()) == 2
+    stored = server.content()
+    assert "eth:eth" in stored["/base/top"]
+    server.database().flushdb()
+    good(run("bridge"))
+    assert server.content() == stored
+
+
+def test_the_order_of_what_is_left_is_its_own(server, run, write):
+    """Where there are very many paths of imports, modules are read in an order of all."""
+    names = [f"m{number}" for number in range(10, 40)]
+    write("base", "container top { }")
+    for number, name in enumerate(names):
+        imports = "".join(
+            f"import {one} {{ prefix {one}-; }} " for one in ["base", *names[:number]]
+        )
+        write(name, f"{imports} augment /base-:top {{ leaf {name} {{ type string; }} }}")
+    write("bad", "import m20 { prefix m; } import m12 { prefix n; } leaf x { type nosuch; }")
+    orders = []
+    for option, broken in (("--keep-going", ["bad"]), ("--force", [])):
+        result = run(option, *reversed(names[:20]), *broken, *names[20:])
+        assert result.returncode == (2 if broken else 0)
+        orders.append(server.database().hkeys("/base/top"))
+        server.database().flushdb()
+    assert orders[0] == orders[1] and len(orders[0]) == len(names)
+
+
 def test_when_nothing_is_left_the_database_stays(server, run, models):
     good(run("good"))
     before = server.content()

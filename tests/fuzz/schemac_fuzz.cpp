@@ -112,8 +112,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     std::vector<module_request> requests;
     if (ask_for_first(&index, &requests) != 0)
         return 0;
-    const compile_told quiet = [](const std::string &, size_t, size_t) {};
-    const compile_watch watch = {quiet, quiet, [](const error_report &) {}};
+    const compile_watch watch = {[](const std::string &, size_t, size_t) { return true; },
+                                 [](const std::string &, size_t, size_t) {},
+                                 [](const error_report &) {}};
     error_report error;
     const context_ptr context =
         compile_modules(&index, requests, feature_choice_named, &watch, &error);
