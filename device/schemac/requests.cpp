@@ -4,11 +4,18 @@
 #include <errno.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <unordered_map>
+#include <utility>
 
 #include "device/schemac/report.h"
 
 namespace
 {
+
+struct request_list {
+    std::vector<module_request> all;
+    std::unordered_map<std::string, size_t> places; // by name
+};
 
 int open_directory(source_index *index, const char *directory, bool is_deep)
 {
@@ -30,7 +37,7 @@ int open_directories(const schemac_options *options, source_index *index)
 }
 
 // Adds a request, or its features to the one for the same module.
-int add_request(source_index *index, module_request request, std::vector<module_request> *requests)
+int add_request(source_index *index, module_request request, request_list *requests)
 {
     const yang_source *source = source_index_find(index, request.name, request.revision);
     if (source != nullptr && source->is_submodule) {
@@ -43,14 +50,11 @@ int add_request(source_index *index, module_request request, std::vector<module_
     } else if (source != nullptr && !request.revision.empty()) {
         request.revision = source->revision; // which the file name may not tell
     }
-    for (module_request &known : *requests) {
-        if (known.name == request.name) {
-            known.features.insert(known.features.end(), request.features.begin(),
-                                  request.features.end());
-            return 0;
-        }
-    }
-    requests->push_back(request);
+    const auto [known, is_new] = requests->places.emplace(request.name, requests->all.size());
+    if (is_new)
+        requests->all.push_back({request.name, request.revision, {}});
+    std::vector<std::string> *features = &requests->all[known->second].features;
+    features->insert(features->end(), request.features.begin(), request.features.end());
     return 0;
 }
 
@@ -64,7 +68,7 @@ const yang_source *open_file(source_index *index, const char *path)
 
 // Every module in the directory, as if its files were named, but of each only
 // the newest revision.
-int add_directory(source_index *index, std::string directory, std::vector<module_request> *requests)
+int add_directory(source_index *index, std::string directory, request_list *requests)
 {
     while (directory.size() > 1 && directory.back() == '/')
         directory.pop_back();
@@ -96,7 +100,7 @@ bool is_directory(const char *path)
 
 // The path of a file or directory, NAME or NAME@REVISION. A name that stands
 // for a module and for a directory is the module's.
-int add_word(source_index *index, const char *word, std::vector<module_request> *requests)
+int add_word(source_index *index, const char *word, request_list *requests)
 {
     const std::string text = word;
     const size_t mark = text.find('@');
@@ -125,14 +129,16 @@ int make_requests(const schemac_options *options, source_index *index,
 {
     if (open_directories(options, index) != 0)
         return -1;
+    request_list list;
     for (const char *word : options->modules) {
-        if (add_word(index, word, requests) != 0)
+        if (add_word(index, word, &list) != 0)
             return -1;
     }
     // A module that only --feature names is compiled like the others.
     for (const feature_option &feature : options->features.named) {
-        if (add_request(index, {feature.module, "", {feature.feature}}, requests) != 0)
+        if (add_request(index, {feature.module, "", {feature.feature}}, &list) != 0)
             return -1;
     }
+    *requests = std::move(list.all);
     return 0;
 }

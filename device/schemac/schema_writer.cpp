@@ -10,6 +10,8 @@
 #include "device/schemac/schema_writer.h"
 
 #include <algorithm>
+#include <string_view>
+#include <unordered_set>
 #include <utility>
 
 #include "device/schemac/help_text.h"
@@ -168,9 +170,9 @@ void write_module(schema_writer *writer, const lys_module *module)
 bool is_listed(const lys_module *module, bool is_built_in,
                const std::vector<module_request> &requests)
 {
-    if (module->implemented && is_requested(requests, module->name))
-        return true;
-    return !is_built_in && (module->implemented || LY_ARRAY_COUNT(module->identities) > 0);
+    if (is_built_in)
+        return module->implemented && is_requested(requests, module->name);
+    return module->implemented || LY_ARRAY_COUNT(module->identities) > 0;
 }
 
 // Whether a path, the name of a node or a value may name the module. The shell
@@ -185,15 +187,6 @@ bool can_be_met(const lys_module *module)
            (compiled->data != nullptr || compiled->rpcs != nullptr || compiled->notifs != nullptr);
 }
 
-void add_root_field(std::vector<hash_field> *root, const lys_module *module)
-{
-    for (const hash_field &field : *root) {
-        if (field.name == module->name)
-            return; // another revision, which only serves types
-    }
-    root->push_back({module->name, make_module_record(module->ns)});
-}
-
 } // namespace
 
 schema_counts write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
@@ -201,6 +194,7 @@ schema_counts write_schema(const ly_ctx *context, const std::vector<module_reque
 {
     schema_writer writer = {{type_names_collect(context), {}}, depth, sink, watch, {}, {}};
     std::vector<hash_field> root;
+    std::unordered_set<std::string_view> names;
     const uint32_t built_in = ly_ctx_internal_modules_count(context);
     uint32_t position = 0;
     while (ly_ctx_get_module_iter(context, &position) != nullptr)
@@ -213,7 +207,8 @@ schema_counts write_schema(const ly_ctx *context, const std::vector<module_reque
             writer.counts.empty_modules++;
             continue;
         }
-        add_root_field(&root, module);
+        if (names.insert(module->name).second) // another revision only serves types
+            root.push_back({module->name, make_module_record(module->ns)});
         writer.progress.module = module->name;
         writer.progress.number = position;
         if (module->implemented)
