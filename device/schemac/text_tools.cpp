@@ -53,7 +53,7 @@ std::string joined_text(const std::vector<std::string> &words)
 
 std::string cut_text(std::string_view text, size_t limit)
 {
-    size_t end = 0;
+    size_t end = text.size() > limit ? 0 : text.size(); // no character is without a byte
     for (size_t characters = 0; end < text.size(); end++) {
         if (!code_point_continues(text[end]) && characters++ == limit)
             break;
