@@ -27,7 +27,7 @@ import yang_modules  # noqa: E402
 from support.schemac import SCHEMAC, Server  # noqa: E402
 
 MEGABYTE = 1000000
-PARTS = ("compile_modules", "serve_source", "write_schema", "publish_content", "make_requests")
+PARTS = ("try_modules", "serve_source", "write_schema", "publish_content", "make_requests")
 
 
 class Watch:
