@@ -3,8 +3,10 @@
 #include <string.h>
 
 #include "base/log.h"
+#include "base/session.h"
 #include "base/text.h"
 #include "browse/descendants.h"
+#include "browse/known_entries.h"
 #include "browse/read_requests.h"
 #include "link/request.h"
 #include "link/xml_select.h"
@@ -135,14 +137,16 @@ bool is_another(const xml_record &entry, const key_names &keys, const char *want
 struct entry_reader {
     const char *list_name;
     key_names keys;
-    heap_text wanted; // unmasked: the only entry that is; null for all
+    heap_text wanted;     // unmasked: the only entry that is; null for all
+    known_entries *known; // null when all are wanted
     reply_text reply;
     ns_list namespaces;
     heap_text expression;
     xml_selection selection;
     xml_doc document;
     xpath_result nodes;
-    int passed; // so many entries
+    int passed;    // so many entries
+    bool is_whole; // the reply has been read to its end, without a document
 };
 
 // Makes a document of the reply; 0, or -1 when there are no entries in it.
@@ -159,7 +163,10 @@ int entries_parse(entry_reader *reader)
 // Asks for the entries; 0, or -1 when there are none to be read.
 int entries_open(entry_reader *reader, const char *list_path)
 {
-    if (exchange(build_get_list_keys(list_path, &reader->keys), &reader->reply) != 0)
+    text_buffer request = build_get_list_keys(list_path, &reader->keys);
+    if (reader->known != nullptr && request.data)
+        reader->reply = known_entries_ask(reader->known, request.data.get());
+    if (exchange(std::move(request), &reader->reply) != 0)
         return -1;
     if (!reader->reply.is_plain && !(reader->document = parse_reply(reader->reply)))
         return -1;
@@ -180,6 +187,7 @@ bool entries_next(entry_reader *reader, heap_text *name)
     xml_record entry;
     while (!reader->nodes) {
         const xml_select_result found = xml_select_next(&reader->selection, &entry);
+        reader->is_whole = found == xml_select_end;
         if (found == xml_select_end || (found == xml_select_unknown && entries_parse(reader) != 0))
             return false;
         if (found == xml_select_unknown)
@@ -198,6 +206,20 @@ bool entries_next(entry_reader *reader, heap_text *name)
     return true;
 }
 
+// Whether the reply is known to hold no entry of that name. When that cannot be told of a
+// reply that came before, all of its names are wanted, to be known the next time.
+bool is_known_to_lack(entry_reader *reader, const char *name)
+{
+    known_entries *known = reader->known;
+    if (known == nullptr || name == nullptr)
+        return false;
+    if (!reader->reply.is_known)
+        known->count = 0;
+    else if (known->count == 0)
+        reader->wanted = nullptr;
+    return known_entries_lack(*known, name);
+}
+
 // Asks for the entries of a list and gives their names to take(name), which returns 0 or
 // -1; 0 or -1. With one that is `wanted`, others may be left out.
 template <class Take>
@@ -211,19 +233,31 @@ int ask_entries(const place &list, const char *wanted, Take take)
     entry_reader reader = {};
     reader.list_name = path_last_component(list_path);
     reader.wanted = unmasked_copy(wanted);
+    reader.known = wanted != nullptr ? session.entries_known : nullptr;
     // Without keys its entries have no names; they are not asked for.
     if (list_keys(list, &reader.keys) != 0 || reader.keys.count == 0) {
         log_debug("[DEBUG] failed to get list[%s] key\n", shown_text(list_path).get());
         return -1;
     }
     const bool is_open = entries_open(&reader, list_path) == 0;
+    if (is_open && is_known_to_lack(&reader, wanted)) {
+        reader.known->answer = std::move(reader.reply);
+        return 0;
+    }
+    const bool learns = reader.known != nullptr && !reader.wanted;
     heap_text name;
     while (is_open && entries_next(&reader, &name)) {
         if (!name || take(name.get()) != 0)
             return -1;
+        if (learns)
+            known_entries_add(reader.known, name.get());
     }
     if (reader.passed == 0)
         log_debug("[DEBUG] netserver didn't configure list\n");
+    if (learns)
+        known_entries_sort(reader.known);
+    if (reader.is_whole && reader.known != nullptr)
+        reader.known->answer = std::move(reader.reply);
     return 0;
 }
 

@@ -90,6 +90,24 @@ void skip_body(uint32_t length)
     }
 }
 
+// Whether two replies are the same but for the digits of their message ids. The first
+// is plain, so that these are known from its first tag.
+bool is_same_answer(std::string_view plain, std::string_view other)
+{
+    constexpr std::string_view before_id = " message-id=\"";
+    constexpr std::string_view digits = "0123456789";
+    const size_t tag = text_starts_with(plain, "<?") ? plain.find("?>") + 2 : 0;
+    const size_t at = text_slice(plain, 0, plain.find('>', tag)).find(before_id);
+    if (at != std::string_view::npos) {
+        const size_t id = at + before_id.size();
+        if (text_slice(plain, 0, id) != text_slice(other, 0, id))
+            return false;
+        plain = text_slice(plain, plain.find_first_not_of(digits, id));
+        other = text_slice(other, other.find_first_not_of(digits, id));
+    }
+    return plain == other;
+}
+
 } // namespace
 
 int msg_send(text_buffer *text, frame_ending ending)
@@ -117,7 +135,7 @@ int msg_recv(reply_text *message)
         log_error("[ERROR] Packet is too big :%d\n", static_cast<int>(announced));
         return -1;
     }
-    malloc_ptr<char> block(static_cast<char *>(calloc(1, static_cast<size_t>(announced) + 1)));
+    malloc_ptr<char> block(static_cast<char *>(malloc(static_cast<size_t>(announced) + 1)));
     if (!block) {
         log_error("[ERROR] Out of memory!\n");
         skip_body(announced);
@@ -125,17 +143,22 @@ int msg_recv(reply_text *message)
     }
     if (read_body(block.get(), announced) != 0)
         return -1;
+    block.get()[announced] = '\0';
     log_info("[INFO] Recv a message from tarnd.\n");
-    *message = {std::move(block), announced};
+    message->text = std::move(block);
+    message->length = announced;
     return 0;
 }
 
 int msg_wait_reply(reply_text *reply)
 {
+    const reply_text before = std::move(*reply);
     int result = msg_recv(reply);
     while (result == 0) {
         const char *text = reply->text.get();
-        reply->is_plain = xml_is_plain(text, reply->length, "notification");
+        reply->is_known = before.is_plain &&
+                          is_same_answer({before.text.get(), before.length}, {text, reply->length});
+        reply->is_plain = reply->is_known || xml_is_plain(text, reply->length, "notification");
         if (reply->is_plain || is_notification(text, reply->length) == 0)
             break;
         xml_print(text);

@@ -23,6 +23,7 @@ struct reply_text {
     malloc_ptr<char> text;
     uint32_t length = 0;
     bool is_plain = false; // known to be (link/xml_plain.h)
+    bool is_known = false; // the same as the one before it
 };
 
 // Whether the zero byte after a text travels with it.
@@ -43,5 +44,6 @@ int msg_recv(reply_text *message);
 
 // Reads frames until one is not a notification, printing the notifications,
 // and gives the lock back in every case. Results as msg_recv; looks whether the reply
-// is plain, which nobody needs to do again.
+// is plain, which nobody needs to do again. It is known when *reply held a plain one of
+// which it differs in the digits of the message id at most: so it is plain, too.
 int msg_wait_reply(reply_text *reply);

@@ -12,6 +12,7 @@
 #include "base/session.h"
 #include "base/signals.h"
 #include "base/text.h"
+#include "browse/known_entries.h"
 #include "cmdtree/local_entries.h"
 #include "cmdtree/tree.h"
 #include "complete/completion.h"
@@ -107,6 +108,7 @@ void take_deferred_signal()
     if (*line == '\0')
         return true;
     const dispatch_result result = dispatch(line.get());
+    known_entries_rest();
     if (result == dispatch_leave)
         return false;
     if (result != dispatch_nothing)
@@ -133,6 +135,7 @@ bool run_lines_ahead()
 // Runs lines until one says to leave.
 void run_lines()
 {
+    known_entries entries;
     bool goes_on = true;
     while (goes_on && session.quit == 0) {
         goes_on = run_line();

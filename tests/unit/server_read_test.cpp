@@ -2,6 +2,7 @@
 #include "browse/server_read.h"
 
 #include "browse/descendants.h"
+#include "browse/known_entries.h"
 #include "tests/support/shell_world.h"
 
 namespace
@@ -206,6 +207,72 @@ TEST_F(server_read_test, an_entry_is_not_there_when_another_cannot_be_told)
         compare_entry(std::string(odd) + entry, "l2[k1=a,k2=b]", false);
         compare_entry(entry + odd, "l2[k1=a,k2=b]", false);
     }
+}
+
+// The same as by looking through each reply, told and logged.
+TEST_F(server_read_test, entries_that_are_asked_for_in_a_row)
+{
+    struct question {
+        const char *list;
+        std::string entries;
+        const char *name;
+    };
+    const std::string a = "<l2><k1>a</k1><k2>b</k2></l2>";
+    const std::string b = "<l2><k1>p q</k1><k2>x/y</k2></l2>";
+    std::vector<question> questions;
+    for (const std::string &entries :
+         {a + b, std::string(), a + "<l2><k1>a</k1></l2>", a + "<!-- -->",
+          a + "<l2><k1>&amp;</k1><k2>b</k2></l2>", b, a + "<l2", b + a}) {
+        for (int turn = 0; turn < 3; turn++) {
+            for (const char *name :
+                 {"l2[k1=a,k2=b]", "l2[k1=a,k2=c]", "l2[k1=a,k2=b", "l2[k1=\"p\003q\",k2=x\001y]"})
+                questions.push_back({"/m/c/l2", entries, name});
+            questions.push_back({"/m/c/l", "<l><name>a</name></l>", "l[name=b]"});
+            questions.push_back({"/m/c/l", "", "l[name=a]"});
+        }
+        questions.push_back({"/m/c/l2", entries, "l2[k1=a,k2=b]"});
+        questions.push_back({"/m/c/l2", entries, "l2[k1=a,k2=b]"});
+        questions.push_back({"/m/c/l2", entries, "l2[k1=a,k2=d]"});
+    }
+    std::vector<std::string> replies;
+    for (const question &each : questions)
+        replies.push_back(data_reply("<c xmlns=\"urn:m\">" + each.entries + "</c>"));
+    const auto answers = [&] {
+        serve(replies);
+        captured_log_take();
+        std::vector<std::pair<bool, log_lines>> all;
+        for (const question &each : questions) {
+            const bool is_there =
+                server_has_entry(place_at(each.list, path_scope_session), each.name);
+            all.emplace_back(is_there, captured_log_take());
+        }
+        return all;
+    };
+    const auto wanted = answers();
+    known_entries known;
+    EXPECT_EQ(answers(), wanted);
+}
+
+TEST_F(server_read_test, names_are_known_once_the_same_answer_came_twice)
+{
+    known_entries known;
+    const std::string entries = "<c xmlns=\"urn:m\"><l><name>a</name></l><l><name>b</name></l></c>";
+    const auto ask = [&known](const char *name) {
+        const bool is_there = server_has_entry(place_at("/m/c/l", path_scope_session), name);
+        known_entries_rest();
+        return std::make_pair(is_there, known.count);
+    };
+    serve(std::vector<std::string>(5, data_reply(entries)));
+    EXPECT_EQ(ask("l[name=c]"), std::make_pair(false, size_t{0}));
+    EXPECT_EQ(ask("l[name=c]"), std::make_pair(false, size_t{2}));
+    EXPECT_EQ(ask("l[name=b]"), std::make_pair(true, size_t{2}));
+    EXPECT_EQ(ask("l[name=c]"), std::make_pair(false, size_t{2}));
+    known_entries_rest(); // of a command that asked for none
+    EXPECT_EQ(known.answer.text, nullptr);
+    EXPECT_EQ(ask("l[name=b]"), std::make_pair(true, size_t{0}));
+    serve({data_reply(entries), data_reply("<c xmlns=\"urn:m\"><l><name>c</name></l></c>")});
+    EXPECT_EQ(ask("l[name=b]"), std::make_pair(true, size_t{2}));
+    EXPECT_EQ(ask("l[name=c]"), std::make_pair(true, size_t{0}));
 }
 
 TEST_F(server_read_test, entries_before_one_that_takes_a_document_come_once)

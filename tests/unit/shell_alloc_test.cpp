@@ -2,9 +2,12 @@
 // be lost, overrun or left locked, and what is to be told is told.
 #include "tests/support/alloc_faults.h"
 
+#include <optional>
 #include <set>
 
 #include "base/args.h"
+#include "browse/known_entries.h"
+#include "browse/server_read.h"
 #include "cmdtree/chunk_pool.h"
 #include "cmdtree/node.h"
 #include "commands/commands.h"
@@ -13,6 +16,7 @@
 #include "link/server_session.h"
 #include "profile/profile.h"
 #include "schema/path.h"
+#include "schema/place.h"
 #include "shell/arguments.h"
 #include "shell/dispatch.h"
 #include "tests/support/files.h"
@@ -345,6 +349,30 @@ TEST_F(shell_alloc_test, adding_entries)
             stand_at("/m/c/l");
         },
         "add-listentry name a/b");
+}
+
+TEST_F(shell_alloc_test, what_a_server_has_is_not_forgotten_when_memory_runs_out)
+{
+    for (const bool once : {false, true}) {
+        std::optional<known_entries> known;
+        alloc_fails_once = once;
+        sweep(
+            [&] {
+                known.emplace();
+                answering(data_reply("<c xmlns=\"urn:m\"><l><name>a</name></l></c>"));
+            },
+            [] {
+                const auto has = [](const char *name) {
+                    return server_has_entry(place_at("/m/c/l", path_scope_session), name);
+                };
+                EXPECT_FALSE(has("l[name=b]"));
+                EXPECT_FALSE(has("l[name=b]"));
+                EXPECT_TRUE(has("l[name=a]") || alloc_failed);
+                alloc_calls_left = -1;
+                EXPECT_TRUE(has("l[name=a]"));
+            });
+        alloc_fails_once = false;
+    }
 }
 
 TEST_F(shell_alloc_test, an_entry_is_staged_and_stored_or_neither)
