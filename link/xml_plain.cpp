@@ -6,6 +6,7 @@
 // parser accepts; tests/fuzz/root_fuzz holds the two against each other.
 #include "link/xml_plain.h"
 
+#include <libxml/parserInternals.h>
 #include <stdint.h>
 #include <string.h>
 #include <string_view>
@@ -20,7 +21,9 @@ namespace
 constexpr size_t depth_limit = 128;
 constexpr size_t attribute_limit = 16;
 constexpr size_t name_limit = 1000;
-constexpr size_t text_limit = 1000000;
+constexpr size_t value_limit = 1000000;
+constexpr size_t text_limit = XML_MAX_TEXT_LENGTH;
+constexpr ptrdiff_t step_margin = 20;
 
 constexpr std::string_view declaration = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>";
 constexpr std::string_view entities[] = {"&lt;",   "&gt;", "&amp;", "&quot;",
@@ -60,10 +63,12 @@ uint8_t class_of(char byte)
 }
 
 struct plain_reader {
+    const char *start;
     const char *at;
     const char *end;
     std::string_view open[depth_limit]; // names of the elements that are open
     size_t depth;
+    bool is_refused; // by the parser, for sure
 };
 
 bool take(plain_reader *reader, char byte)
@@ -157,14 +162,43 @@ void pass_text(plain_reader *reader)
     }
 }
 
+// The parser bounds how far it stands from the start of what it holds, but looks at that
+// only where less than INPUT_CHUNK bytes are left. Where less than twice as many are, it
+// lets go of what it has passed. So of a long document it refuses one step, from tag to
+// text or back, over all that lies between: the one that ends here and began at `from`, for
+// sure with a margin, perhaps with a negative one.
+bool steps_too_far(const plain_reader &reader, const char *from, ptrdiff_t margin)
+{
+    return reader.end - reader.at < INPUT_CHUNK - margin &&
+           reader.end - from > ptrdiff_t{2} * INPUT_CHUNK + margin &&
+           reader.at - reader.start > XML_MAX_LOOKUP_LIMIT + margin;
+}
+
+// A text up to the next tag. Where there are entities, carriage returns or other than
+// ASCII characters, the parser makes pieces of it, and bounds their length together. A
+// text in one piece it takes at any length.
 bool take_text(plain_reader *reader)
 {
     const char *start = reader->at;
+    bool is_whole = true;
     for (;;) {
         pass_text(reader);
-        if (reader->at == reader->end || *reader->at == '<')
-            return static_cast<size_t>(reader->at - start) <= text_limit;
-        if (!take_entity(reader) && !take_bracket(reader) && !take_character(reader))
+        const char *at = reader->at;
+        if (at == reader->end)
+            return false;
+        if (*at == '<') {
+            const std::string_view text(start, static_cast<size_t>(at - start));
+            const bool is_far = steps_too_far(*reader, start, -step_margin);
+            if (text.size() <= text_limit && !is_far)
+                return true;
+            is_whole = is_whole && text.find('\r') == std::string_view::npos;
+            reader->is_refused = is_whole && steps_too_far(*reader, start, step_margin);
+            return is_whole && !is_far;
+        }
+        if (take_bracket(reader))
+            continue;
+        is_whole = false;
+        if (!take_entity(reader) && !take_character(reader))
             return false;
     }
 }
@@ -178,7 +212,7 @@ bool take_value(plain_reader *reader)
     reader->at++;
     while (reader->at < reader->end && *reader->at != quote && class_of(*reader->at) != byte_other)
         reader->at++;
-    return static_cast<size_t>(reader->at - start) <= text_limit && take(reader, quote);
+    return static_cast<size_t>(reader->at - start) <= value_limit && take(reader, quote);
 }
 
 bool stands_at_tag_end(const plain_reader &reader)
@@ -230,13 +264,18 @@ bool take_end(plain_reader *reader)
     return take(reader, '>');
 }
 
+bool take_tag(plain_reader *reader)
+{
+    return take(reader, '/') ? take_end(reader) : take_start(reader, take_name(reader));
+}
+
 // What is inside the root, and its end.
 bool take_content(plain_reader *reader)
 {
     while (reader->depth > 0) {
-        if (!take(reader, '<') && (!take_text(reader) || !take(reader, '<')))
-            return false;
-        if (!(take(reader, '/') ? take_end(reader) : take_start(reader, take_name(reader))))
+        const char *from = reader->at;
+        if (!(take(reader, '<') ? take_tag(reader) : take_text(reader)) ||
+            steps_too_far(*reader, from, -step_margin))
             return false;
     }
     return true;
@@ -250,22 +289,25 @@ bool has_local_name(std::string_view name, std::string_view local)
 
 } // namespace
 
-bool xml_is_plain(const char *text, size_t length, const char *name)
+xml_look xml_look_at(const char *text, size_t length, const char *name)
 {
     plain_reader reader;
-    reader.at = text;
+    reader.start = reader.at = text;
     reader.end = text + length;
     reader.depth = 0;
+    reader.is_refused = false;
     if (text_starts_with({text, length}, declaration)) {
         reader.at += declaration.size();
         take_blanks(&reader);
     }
     if (!take(&reader, '<'))
-        return false;
+        return xml_look_odd;
     const std::string_view root = take_name(&reader);
     if (has_local_name(root, name) || !take_start(&reader, root) || !take_content(&reader))
-        return false;
+        return reader.is_refused ? xml_look_refused : xml_look_odd;
+    const char *after = reader.at;
     take_blanks(&reader);
     take(&reader, '\0'); // a daemon may count the end of its text
-    return reader.at == reader.end;
+    const bool is_plain = reader.at == reader.end && !steps_too_far(reader, after, -step_margin);
+    return is_plain ? xml_look_plain : xml_look_odd;
 }

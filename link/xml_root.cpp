@@ -1,6 +1,6 @@
 #include "link/xml_root.h"
 
-#include <libxml/parser.h>
+#include <libxml/parserInternals.h>
 #include <limits.h>
 #include <memory>
 
@@ -14,7 +14,7 @@
 namespace
 {
 
-constexpr int text_limit = 1000000;
+constexpr int text_limit = XML_MAX_TEXT_LENGTH;
 
 using xml_parser = std::unique_ptr<xmlParserCtxt, xml_deleter<xmlFreeParserCtxt>>;
 
@@ -61,10 +61,11 @@ void end_element(void *parser, const xmlChar *, const xmlChar *, const xmlChar *
     search_of(parser)->text_length = 0;
 }
 
+// The first piece of a text may have any length in a document, too.
 void pass_text(void *parser, const xmlChar *, int length)
 {
     root_search *search = search_of(parser);
-    if (length > text_limit - search->text_length)
+    if (search->text_length > 0 && length > text_limit - search->text_length)
         leave_to_document(parser);
     else
         search->text_length += length;
@@ -105,12 +106,15 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
 {
     if (length > INT_MAX)
         return xml_root_unreadable;
-    if (xml_is_plain(text, length, name)) // nearly every reply, in a fraction of the time
+    const xml_look look = xml_look_at(text, length, name);
+    if (look == xml_look_plain) // nearly every reply, in a fraction of the time
         return xml_root_differs;
+    if (look == xml_look_refused)
+        return xml_root_unreadable;
     xml_ready();
     xml_memory_watch();
     scrub_registers();
-    const xml_parser parser(xmlNewParserCtxt());
+    xml_parser parser(xmlNewParserCtxt());
     if (!parser)
         return xml_root_unreadable;
     root_search search = {reinterpret_cast<const xmlChar *>(name),
@@ -123,6 +127,7 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
     keep_no_content(parser->sax);
     const xml_doc empty(xmlCtxtReadMemory(parser.get(), text, static_cast<int>(length), nullptr,
                                           "utf-8", XML_PARSE_NOBLANKS));
+    parser.reset(); // it holds copies of the text
     if (search.needs_document)
         return root_of_document(text, length, search);
     if (!empty || xml_memory_ran_out())

@@ -12,8 +12,8 @@ enum xml_root_result {
 
 // Whether the root of a message (length bytes) is the element of this name in
 // this namespace. The result is that of a document made by xml_parse
-// (link/xpath.h): a message with a document type, or with a text of more than a
-// million bytes, which the parser treats otherwise in a document, is given one.
+// (link/xpath.h): a message with a document type, or with a text in pieces of more than
+// ten million bytes, which the parser treats otherwise in a document, is given one.
 xml_root_result xml_root_find(const char *text, size_t length, const char *name,
                               const char *name_space);
 

@@ -13,7 +13,7 @@ from support.example import EXAMPLE, edit_config, printed_no_data, printed_ok
 from support.schema_db import Schema, container, leaf, module
 from support.schemac import SANITIZED
 from support.servers import wait_until
-from support.shell import ERROR, TIMEOUT
+from support.shell import DEBUG, ERROR, TIMEOUT
 
 MIB = 1 << 20
 pytestmark = pytest.mark.skipif(SANITIZED, reason="a sanitizer needs the address space itself")
@@ -63,6 +63,24 @@ def test_a_reply_of_two_hundred_mebibytes(machine):
         (PRINTED_ITEM, ITEMS),
         b"</data>\n/$ pwd\n/\r\n/$ quit\n",
     )
+
+
+# libxml2 takes a text of any length, but not as one step into the last 250 bytes.
+@pytest.mark.parametrize(
+    "after, told", [("<y/>" * 150, []), ("", ["[DEBUG] parse xml err.\n"])], ids=["within", "last"]
+)
+def test_one_text_of_two_hundred_megabytes_is_held_once(machine, after, told):
+    machine.load(EXAMPLE)
+    text = b"v" * 200_000_000
+    reply = b"<data><x>" + text + f"</x>{after}</data>".encode()
+    machine.tarnd.on_request = lambda request: reply
+    shell = start(machine, 300)
+    shell.send("get /acme/empty\nquit\n")
+    result = shell.wait(5 * TIMEOUT)
+    assert (result.status, result.stderr) == (0, b"")
+    is_shown = text in result.stdout
+    assert is_shown
+    assert [line for _, line in machine.log.texts(DEBUG)] == told
 
 
 def test_a_reply_that_no_memory_is_left_for(machine):

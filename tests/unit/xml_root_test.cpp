@@ -217,6 +217,43 @@ TEST_F(xml_root_test, long_names_values_and_texts)
     }
 }
 
+// Texts near the length from which the parser takes no more pieces: what makes a piece of
+// its own stands at the start, in the middle and at the end.
+TEST_F(xml_root_test, long_texts_in_pieces)
+{
+    for (const size_t length : {9999998U, 10000002U}) {
+        const std::string filler(length / 2, 'x');
+        for (const std::string mark : {"\n", "]", "\r\n", "  \r\n", "&lt;", "\xc3\xa4", "<b/>"}) {
+            for (const std::string &text :
+                 {mark + filler + filler, filler + mark + filler, filler + filler + mark}) {
+                const std::string document = "<b>" + text + "<c/>" + many(250, "  ") + "</b>";
+                EXPECT_EQ(told(document), document_says(document)) << length << mark;
+            }
+        }
+    }
+}
+
+// Of more than ten million bytes the parser refuses a step, from tag to text or back, that
+// comes near the end from far away.
+TEST_F(xml_root_test, the_end_of_a_long_text)
+{
+    for (const size_t length : {9999400U, 10000020U}) {
+        const std::string before = "<b>" + many(9999, "<c>" + std::string(993, 'x') + "</c>") +
+                                   "<c>" + std::string(length - 9999010, 'x') + "</c>";
+        for (const size_t left : {size_t{4}, size_t{245}, size_t{255}}) {
+            const std::string after = std::string(left - 4, ' ') + "</b>";
+            for (const size_t step : {480 - left, 510 - left, size_t{1000}}) {
+                for (const std::string &text : {std::string(step, 'x') + "<c/>" + after,
+                                                "<c d='" + std::string(step, 'x') + "'/>" + after,
+                                                "x&lt;" + std::string(step, ']') + "<c/>" + after,
+                                                "</b>" + std::string(step, ' ')})
+                    EXPECT_EQ(told(before + text), document_says(before + text))
+                        << length << " " << left << " " << text;
+            }
+        }
+    }
+}
+
 // The marks at each place of eight bytes, and no mark.
 TEST_F(xml_root_test, texts_are_plain_whatever_stands_at_which_place)
 {
