@@ -154,8 +154,8 @@ int finish_line(tinyrl *editor, bool is_whole)
 }
 
 // Reads a line in pieces. A piece that fills the buffer is followed by the next,
-// even if it ends in a line end. Nothing is drawn as long as the input may turn
-// out to hold no more than white space before its end.
+// even if it ends in a line end. Each piece is drawn, also one of nothing but blanks
+// with which the input ends, and which is no line.
 int read_pieces(tinyrl *editor)
 {
     char piece[piece_size];
@@ -169,7 +169,7 @@ int read_pieces(tinyrl *editor)
         at_end = length == 0 || (!is_full && terminal_input_ended(&editor->terminal));
         remove_zero_bytes(piece, length);
         is_whole = is_whole && append_piece(editor, piece) == 0;
-        if (editor->end > 0 || (!is_full && !at_end))
+        if (length > 0)
             tinyrl_redisplay(editor);
     }
     block_wipe(piece, sizeof piece);

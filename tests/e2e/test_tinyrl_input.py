@@ -248,7 +248,8 @@ def test_a_transcript_of_piped_lines():
 def test_the_end_of_piped_lines():
     assert piped(b"pwd") == b"/$ pwd\nline 707764\nnone 2\n"
     assert piped(b"") == b"none 2\n"
-    assert piped(b"ls\n   ") == b"/$ ls\nline 6c73\nnone 2\n"
+    assert piped(b"ls\n   ") == b"/$ ls\nline 6c73\n/$ none 2\n"
+    assert piped(b" " * 79) == b"/$ none 2\n"
 
 
 def test_piped_lines_longer_than_a_piece():

@@ -89,9 +89,9 @@ class EditorModel:
             at_end = not rest and not piece.endswith(b"\n") or not piece
             more = piece.replace(b"\0", b"").partition(b"\n")[0].partition(b"\r")[0]
             self.insert(more if self.point else more.lstrip(b" \t"))
-            written += self.redraw()
+            written += self.redraw() if piece else b""
         if at_end and not self.text:
-            return None, b"", rest
+            return None, written, rest
         return self.text, written + b"\n", rest
 
     # Keys
