@@ -65,8 +65,6 @@ void schema_help(const help_request *request, const line_scan *scan)
         tinyrl_printf(editor, "<cr>\n");
         return;
     }
-    if (matches.count == 0)
-        return;
     if (request->is_list)
         tinyrl_printf(editor, "path:\n");
     else

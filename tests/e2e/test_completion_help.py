@@ -126,7 +126,7 @@ def test_nothing_below_the_workspace(prompt):
     prompt.walk("acme", "empty")
     assert prompt.help("cd ") == at(
         "/acme/empty",
-        "\n  cd    Change the current workspace. (cd path)\n" + PATH_ROW + "\n",
+        "\n  cd    Change the current workspace. (cd path)\n" + PATH_ROW + "\npath:\n",
         "cd ",
     )
 

@@ -327,7 +327,7 @@ class PromptModel(EditorModel):
         found = self.commands(self.typed(start))
         if not found:
             return b""
-        width = max(len(name) for name, _, _ in found)
+        width = max((len(name) for name, _, _ in found), default=0)
         rows = [f"  {name:{width}}    {text or ''}\n" for name, text, _ in found]
         if len(found) == 1 and found[0][1] is None:
             rows = [f"  {found[0][0]}\n"]
@@ -404,9 +404,7 @@ class PromptModel(EditorModel):
             and (len(found[0][0]) == len(typed) - cut)
         ):
             return "\n<cr>\n"
-        if not found:
-            return "\n"
-        if not is_list:
+        if found and not is_list:
             self.insert_shared(start + cut, names_of(found))
         return "\n" + ("path:\n" if is_list else "") + in_rows(found)
 
@@ -416,7 +414,7 @@ def names_of(found):
 
 
 def in_rows(found):
-    width = max(len(name) for name, _, _ in found)
+    width = max((len(name) for name, _, _ in found), default=0)
     return "".join(f"  {name:{width}}    {text}\n" for name, text, _ in found)
 
 
