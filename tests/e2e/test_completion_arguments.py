@@ -4,6 +4,7 @@ import pytest
 from support.completion import SCHEMA, in_columns, tab
 from support.prompt import BELL, TAB, Prompt
 from support.schema_db import Schema, container, leaf, list_, module
+from support.shell import ERROR
 
 
 @pytest.fixture
@@ -72,9 +73,10 @@ def test_one_datastore(prompt, line, rest):
         "import-config f c",
     ],
 )
-def test_no_datastore_there(prompt, line):
+def test_no_datastore_there(prompt, machine, line):
     assert tab(prompt, line) == BELL.decode()
     assert prompt.shown() == ("/$ " + line).rstrip()
+    assert machine.log.texts(ERROR) == []
 
 
 # List keys
