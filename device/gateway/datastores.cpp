@@ -1,8 +1,5 @@
 #include "device/gateway/datastores.h"
 
-#include <memory>
-#include <new>
-
 #include "device/gateway/xml_walk.h"
 
 namespace
@@ -14,7 +11,6 @@ enum request_depth : unsigned { request_part = 3, request_datastore = 4 };
 struct datastores_reader {
     request_datastores found;
     datastore_name *part; // what the current part names; null: it is of no interest
-    xml_walk walk;
 };
 
 datastore_name *part_of(request_datastores *found, const xml_element *element)
@@ -53,8 +49,6 @@ xml_step on_end(void *context, const xml_walk *walk, size_t end)
 request_datastores request_datastores_read(std::string_view request)
 {
     static const xml_events events = {on_start, nullptr, on_end};
-    const std::unique_ptr<datastores_reader> reader(new (std::nothrow) datastores_reader{});
-    if (reader == nullptr || xml_walk_run(&reader->walk, request, &events, reader.get()) != 0)
-        return {};
-    return reader->found;
+    datastores_reader reader{};
+    return xml_read(request, &events, &reader) == 0 ? reader.found : request_datastores{};
 }

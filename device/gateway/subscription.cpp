@@ -1,7 +1,5 @@
 #include "device/gateway/subscription.h"
 
-#include <memory>
-#include <new>
 #include <string.h>
 
 #include "bounded.h"
@@ -71,7 +69,6 @@ int append_filter(const char *filter, const server_modules *modules, byte_buffer
 struct start_reader {
     char session[16]; // its number
     bool is_own;
-    xml_walk walk;
 };
 
 xml_step on_end(void *context, const xml_walk *walk, size_t)
@@ -116,11 +113,9 @@ bool subscription_tells_start(std::string_view message, uint32_t session_id)
     static const xml_events events = {nullptr, nullptr, on_end};
     if (message.find(start_name) == std::string_view::npos)
         return false;
-    const std::unique_ptr<start_reader> reader(new (std::nothrow) start_reader{});
-    if (reader == nullptr)
-        return false;
-    sprintf_s(reader->session, sizeof reader->session, "%u", static_cast<unsigned>(session_id));
-    return xml_walk_run(&reader->walk, message, &events, reader.get()) == 0 && reader->is_own;
+    start_reader reader{};
+    sprintf_s(reader.session, sizeof reader.session, "%u", static_cast<unsigned>(session_id));
+    return xml_read(message, &events, &reader) == 0 && reader.is_own;
 }
 
 bool subscription_floods(subscription_flood *flood, time_t now)

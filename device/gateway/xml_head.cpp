@@ -1,7 +1,6 @@
 #include "device/gateway/xml_head.h"
 
 #include <libxml/parser.h>
-#include <new>
 #include <string.h>
 #include <utility>
 
@@ -75,6 +74,23 @@ void on_document_type(void *context, const xmlChar *, const xmlChar *, const xml
     xmlStopParser(static_cast<head_scan *>(context)->parser);
 }
 
+// Makes a parser ready; false: no memory.
+bool ready(xml_parser *parser)
+{
+    xmlSAXHandler handler{};
+    handler.initialized = XML_SAX2_MAGIC;
+    handler.startElementNs = on_element;
+    handler.internalSubset = on_document_type;
+    if (!xml_parser_serves_again(parser->get()))
+        parser->reset(xmlCreatePushParserCtxt(&handler, nullptr, nullptr, 0, nullptr));
+    else if (xmlCtxtResetPush(parser->get(), nullptr, 0, nullptr, nullptr) != 0)
+        parser->reset();
+    // Character references in attribute values are to be resolved.
+    if (*parser != nullptr)
+        xmlCtxtUseOptions(parser->get(), XML_PARSE_NOENT | XML_PARSE_NONET);
+    return *parser != nullptr;
+}
+
 // What is looked for among the errors of a reply: an element with a value, or a text that tells
 // a reader.
 struct error_reader {
@@ -109,10 +125,7 @@ xml_step on_error_end(void *context, const xml_walk *walk, size_t)
 void read_errors(const char *text, size_t size, error_reader *reader)
 {
     static const xml_events events = {nullptr, nullptr, on_error_end};
-    const std::unique_ptr<xml_walk> walk(new (std::nothrow) xml_walk{});
-    const size_t head_size = size < head_size_limit ? size : head_size_limit;
-    if (walk != nullptr)
-        xml_walk_run(walk.get(), {text, head_size}, &events, reader);
+    xml_read({text, size < head_size_limit ? size : head_size_limit}, &events, reader);
 }
 
 bool has_error(std::string_view reply, const char *name, const char *value)
@@ -131,17 +144,12 @@ bool has_error(std::string_view reply, const char *name, const char *value)
 // matter.
 message_head message_head_read(const char *text, size_t size)
 {
-    head_scan scan{};
-    xmlSAXHandler handler{};
-    handler.initialized = XML_SAX2_MAGIC;
-    handler.startElementNs = on_element;
-    handler.internalSubset = on_document_type;
-    const xml_parser parser(xmlCreatePushParserCtxt(&handler, &scan, nullptr, 0, nullptr));
-    if (parser == nullptr)
+    static xml_parser parser;
+    if (!ready(&parser))
         return {};
+    head_scan scan{};
     scan.parser = parser.get();
-    // Character references in attribute values are to be resolved.
-    xmlCtxtUseOptions(parser.get(), XML_PARSE_NOENT | XML_PARSE_NONET);
+    parser->userData = &scan;
     const size_t end = size < head_size_limit ? size : head_size_limit;
     for (size_t at = 0; at < end && scan.elements < 2; at += head_piece_size) {
         const size_t rest = end - at;

@@ -6,6 +6,10 @@
 #include "device/gateway/xml_walk.h"
 
 #include <algorithm>
+#include <libxml/parserInternals.h>
+#include <memory>
+#include <new>
+#include <utility>
 
 #include "device/gateway/xml_characters.h"
 #include "device/gateway/xml_pieces.h"
@@ -173,24 +177,43 @@ int give_piece(void *context, char *buffer, int size)
     return static_cast<int>(got);
 }
 
-int open_parser(xml_walk *walk)
+int make_parser(xml_walk *walk)
 {
-    xmlSAXHandler handler{};
-    handler.initialized = XML_SAX2_MAGIC;
-    handler.startElementNs = on_start;
-    handler.endElementNs = on_end;
-    handler.characters = on_text;
-    handler.ignorableWhitespace = on_text;
-    handler.cdataBlock = on_text;
-    handler.internalSubset = on_document_type;
-    walk->parser.reset(
-        xmlCreateIOParserCtxt(&handler, walk, give_piece, nullptr, walk, XML_CHAR_ENCODING_UTF8));
+    walk->parser.reset(xmlNewParserCtxt());
     if (walk->parser == nullptr)
         return -1;
-    // The depth is limited here, and of long texts only pieces are held.
-    xmlCtxtUseOptions(walk->parser.get(),
-                      XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_HUGE | XML_PARSE_IGNORE_ENC);
+    walk->parser->userData = walk;
+    xmlSAXHandler *handler = walk->parser->sax;
+    *handler = {};
+    handler->initialized = XML_SAX2_MAGIC;
+    handler->startElementNs = on_start;
+    handler->endElementNs = on_end;
+    handler->characters = on_text;
+    handler->ignorableWhitespace = on_text;
+    handler->cdataBlock = on_text;
+    handler->internalSubset = on_document_type;
     return 0;
+}
+
+// Makes a parser ready.
+int open_parser(xml_walk *walk)
+{
+    if (xml_parser_serves_again(walk->parser.get()))
+        xmlCtxtReset(walk->parser.get());
+    else if (make_parser(walk) != 0)
+        return -1;
+    xmlParserCtxt *parser = walk->parser.get();
+    // The depth is limited here, and of long texts only pieces are held.
+    xmlCtxtUseOptions(parser,
+                      XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_HUGE | XML_PARSE_IGNORE_ENC);
+    xmlParserInputBuffer *pieces =
+        xmlParserInputBufferCreateIO(give_piece, nullptr, walk, XML_CHAR_ENCODING_UTF8);
+    if (pieces == nullptr)
+        return -1;
+    xmlParserInput *input = xmlNewIOInputStream(parser, pieces, XML_CHAR_ENCODING_UTF8);
+    if (input == nullptr)
+        xmlFreeParserInputBuffer(pieces);
+    return input != nullptr && inputPush(parser, input) >= 0 ? 0 : -1;
 }
 
 void skip_blanks(std::string_view *text)
@@ -200,6 +223,12 @@ void skip_blanks(std::string_view *text)
 }
 
 } // namespace
+
+bool xml_parser_serves_again(const xmlParserCtxt *parser)
+{
+    constexpr int most_names = 10000;
+    return parser != nullptr && xmlDictSize(parser->dict) <= most_names;
+}
 
 int xml_walk_run(xml_walk *walk, std::string_view text, const xml_events *events, void *context)
 {
@@ -219,6 +248,18 @@ int xml_walk_run(xml_walk *walk, std::string_view text, const xml_events *events
         walk->step = xml_step_fail;
     const bool is_whole = walk->step == xml_step_on && walk->parser->wellFormed != 0;
     return is_whole || walk->step == xml_step_end ? 0 : -1;
+}
+
+int xml_read(std::string_view text, const xml_events *events, void *context)
+{
+    // Making one takes longer than most walks. An event that reads finds none, and makes another.
+    static std::unique_ptr<xml_walk> kept;
+    std::unique_ptr<xml_walk> walk = std::move(kept);
+    if (walk == nullptr)
+        walk.reset(new (std::nothrow) xml_walk{});
+    const int result = walk != nullptr ? xml_walk_run(walk.get(), text, events, context) : -1;
+    kept = std::move(walk);
+    return result;
 }
 
 std::string_view xml_walk_leaf(const xml_walk *walk)

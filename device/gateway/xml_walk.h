@@ -57,7 +57,11 @@ struct xml_events {
 
 using xml_parser = released_ptr<xmlParserCtxt, xmlFreeParserCtxt>;
 
-// Value-initialise. Some 40 KB: no record for the stack.
+// Whether there is a parser that is to be used again: it keeps all names that it meets, and making
+// one takes longer than to read a short text.
+bool xml_parser_serves_again(const xmlParserCtxt *parser);
+
+// Value-initialise; it may be used again. Some 40 KB: no record for the stack.
 struct xml_walk {
     std::string_view text;
     const xml_events *events;
@@ -79,6 +83,9 @@ struct xml_walk {
 // Walks until the end of the text or until an event says so. 0, or -1: it failed, or
 // an event did, or there is no memory.
 int xml_walk_run(xml_walk *walk, std::string_view text, const xml_events *events, void *context);
+
+// The same with a walk of its own: afterwards nothing is left of the namespaces.
+int xml_read(std::string_view text, const xml_events *events, void *context);
 
 // The text of the element that ends, without the blanks around it; empty where it has children.
 // What passes 512 bytes is left out.

@@ -245,6 +245,49 @@ TEST(gateway_walk, long_texts_are_no_tags)
     }
 }
 
+TEST(gateway_walk, one_that_is_used_again_knows_nothing_of_the_text_before)
+{
+    std::string many = "<p:a xmlns:p='u' xmlns='v'>";
+    for (int at = 0; at < 11000; at++)
+        many += "<n" + std::to_string(at) + "/>";
+    for (const std::string &before :
+         {std::string("<p:a xmlns:p='u' xmlns='v'><p:b/>"),
+          std::string("<a xmlns='u'><b xmlns:p='"),
+          std::string("<!DOCTYPE a [<!ATTLIST a x CDATA 'y'><!ENTITY e 'f'>]><a/>"),
+          many + "<b/></p:a>"}) {
+        outline made(before);
+        made.last = "b";
+        made.run();
+        made.found = "";
+        made.text = "<a>1<b/></a>";
+        made.last = "";
+        EXPECT_EQ(made.run(), 0) << before.substr(0, 100);
+        EXPECT_EQ(made.found, "|a(1|b())");
+        for (const char *text : {"<p:a/>", "<a>&e;</a>"}) {
+            made.text = text;
+            EXPECT_EQ(made.run(), -1) << text;
+        }
+    }
+}
+
+TEST(gateway_walk, a_reading_may_stand_in_another)
+{
+    static const xml_events inner = {
+        nullptr, nullptr, [](void *context, const xml_walk *walk, size_t) {
+            *static_cast<std::string *>(context) += walk->open[walk->depth - 1].local;
+            return xml_step_on;
+        }};
+    static const xml_events outer = {
+        nullptr, nullptr, [](void *context, const xml_walk *walk, size_t) {
+            EXPECT_EQ(xml_read("<x><y/></x>", &inner, context), 0);
+            *static_cast<std::string *>(context) += walk->open[walk->depth - 1].local;
+            return xml_step_on;
+        }};
+    std::string found;
+    EXPECT_EQ(xml_read("<a><b/></a>", &outer, &found), 0);
+    EXPECT_EQ(found, "yxbyxa");
+}
+
 TEST(gateway_walk, attributes_one_by_one)
 {
     std::string_view rest = " a='1'\tb = \"2'\" c=''d=\"4\" ";

@@ -1,8 +1,6 @@
 // The error-option of a request, which is dropped where it means nothing: a shell gives one to a
 // copy-config, and the protocol knows it for edit-config only; and to each edit-config it gives
 // "rollback-on-error", which a server refuses that cannot do so.
-#include <memory>
-#include <new>
 #include <string.h>
 
 #include "device/gateway/adapters/adapter.h"
@@ -24,7 +22,6 @@ struct option_cleaning {
         size_t to;
     } dropped[drop_limit];
     unsigned count;
-    xml_walk walk;
 };
 
 // The configuration of an edit-config, which may be long, is its last part.
@@ -50,17 +47,14 @@ xml_step on_end(void *context, const xml_walk *walk, size_t end)
 adapter_verdict clean(const char *operation, const message_head *head, byte_buffer *request)
 {
     static const xml_events events = {on_start, nullptr, on_end};
-    if (strcmp(head->operation, operation) != 0)
+    option_cleaning cleaning{};
+    if (strcmp(head->operation, operation) != 0 ||
+        xml_read(byte_buffer_view(request), &events, &cleaning) != 0)
         return adapter_leaves;
-    const std::unique_ptr<option_cleaning> cleaning(new (std::nothrow) option_cleaning{});
-    if (cleaning == nullptr)
-        return adapter_leaves;
-    if (xml_walk_run(&cleaning->walk, byte_buffer_view(request), &events, cleaning.get()) != 0)
-        return adapter_leaves;
-    for (unsigned at = cleaning->count; at > 0; at--)
-        byte_buffer_replace(request, cleaning->dropped[at - 1].from, cleaning->dropped[at - 1].to,
+    for (unsigned at = cleaning.count; at > 0; at--)
+        byte_buffer_replace(request, cleaning.dropped[at - 1].from, cleaning.dropped[at - 1].to,
                             "");
-    return cleaning->count > 0 ? adapter_rewrites : adapter_leaves;
+    return cleaning.count > 0 ? adapter_rewrites : adapter_leaves;
 }
 
 adapter_verdict take_copy(exchange *, const message_head *head, byte_buffer *request)

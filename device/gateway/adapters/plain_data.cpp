@@ -2,9 +2,6 @@
 // attributes, or as one tag. An export takes what stands between "<data>" and "</data>", so
 // they are written in this way. Each child of the element gets those namespaces that it used to
 // inherit and still needs, so that what is exported can be imported.
-#include <memory>
-#include <new>
-
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/frame.h"
 #include "device/gateway/xml_pieces.h"
@@ -24,7 +21,7 @@ struct data_writer {
     byte_buffer out;
     bool fails;    // there is no room in it
     size_t copied; // of the reply, up to here
-    xml_walk walk;
+    std::string_view reply;
 };
 
 void append(data_writer *writer, std::initializer_list<std::string_view> pieces)
@@ -35,7 +32,7 @@ void append(data_writer *writer, std::initializer_list<std::string_view> pieces)
 
 void copy_until(data_writer *writer, size_t end)
 {
-    append(writer, {writer->walk.text.substr(writer->copied, end - writer->copied)});
+    append(writer, {writer->reply.substr(writer->copied, end - writer->copied)});
     writer->copied = end;
 }
 
@@ -69,10 +66,9 @@ void append_attribute(data_writer *writer, const xml_attribute *attribute)
 
 // Appends what the child has inherited from the element of these attributes, where the element
 // hidden, which stands between them, declares nothing else.
-void append_inherited(data_writer *writer, std::string_view text, std::string_view attributes,
-                      std::string_view hidden)
+void append_inherited(data_writer *writer, const xml_element *child, std::string_view text,
+                      std::string_view attributes, std::string_view hidden)
 {
-    const xml_element *child = &writer->walk.open[reply_child - 1];
     xml_attribute attribute;
     xml_attribute other;
     while (xml_attribute_next(&attributes, &attribute)) {
@@ -106,7 +102,8 @@ xml_step on_start(void *context, const xml_walk *walk)
     const xml_element *element = &walk->open[walk->depth - 1];
     if (walk->depth != reply_data)
         return xml_step_on;
-    const std::string_view tag = walk->text.substr(element->from, element->content - element->from);
+    const std::string_view tag =
+        writer->reply.substr(element->from, element->content - element->from);
     if (!xml_is_base(element, "data") || tag == plain_start || writer->copied > 0)
         return xml_step_fail;
     start_root(writer, &walk->open[0]);
@@ -116,20 +113,20 @@ xml_step on_start(void *context, const xml_walk *walk)
     return xml_step_on;
 }
 
-void end_child(data_writer *writer, const xml_element *child, size_t end)
+void end_child(data_writer *writer, const xml_element *open, size_t end)
 {
-    const xml_walk *walk = &writer->walk;
-    const std::string_view text = walk->text.substr(child->from, end - child->from);
-    const std::string_view data_attributes = walk->open[reply_data - 1].attributes;
+    const xml_element *child = &open[reply_child - 1];
+    const std::string_view text = writer->reply.substr(child->from, end - child->from);
+    const std::string_view data_attributes = open[reply_data - 1].attributes;
     copy_until(writer, child->from + 1 + child->prefix.size() + child->local.size());
-    append_inherited(writer, text, data_attributes, {});
-    append_inherited(writer, text, walk->open[reply_root - 1].attributes, data_attributes);
+    append_inherited(writer, child, text, data_attributes, {});
+    append_inherited(writer, child, text, open[reply_root - 1].attributes, data_attributes);
     copy_until(writer, end);
 }
 
 void end_outer(data_writer *writer, size_t end, std::string_view tag)
 {
-    const size_t from = writer->walk.text.rfind("</", end - 1);
+    const size_t from = writer->reply.rfind("</", end - 1);
     if (from != std::string_view::npos && from > writer->copied)
         copy_until(writer, from);
     append(writer, {tag});
@@ -142,7 +139,7 @@ xml_step on_end(void *context, const xml_walk *walk, size_t end)
     if (writer->copied == 0) // there are no data
         return xml_step_fail;
     if (walk->depth == reply_child)
-        end_child(writer, &walk->open[reply_child - 1], end);
+        end_child(writer, walk->open, end);
     else if (walk->depth == reply_data)
         end_outer(writer, end, "</data>");
     else if (walk->depth == reply_root)
@@ -166,14 +163,12 @@ bool may_need_writing(std::string_view text)
 bool write_plain(const server_hello *, const message_head *head, byte_buffer *message)
 {
     static const xml_events events = {on_start, nullptr, on_end};
-    if (head->kind != message_rpc_reply || head->is_error ||
-        !may_need_writing(byte_buffer_view(message)))
+    data_writer writer{};
+    writer.reply = byte_buffer_view(message);
+    if (head->kind != message_rpc_reply || head->is_error || !may_need_writing(writer.reply) ||
+        xml_read(writer.reply, &events, &writer) != 0)
         return false;
-    const std::unique_ptr<data_writer> writer(new (std::nothrow) data_writer{});
-    if (writer == nullptr ||
-        xml_walk_run(&writer->walk, byte_buffer_view(message), &events, writer.get()) != 0)
-        return false;
-    *message = byte_buffer_take(&writer->out);
+    *message = byte_buffer_take(&writer.out);
     return true;
 }
 

@@ -2,8 +2,6 @@
 // (--with-defaults). Each request that reads data asks for it, and so does a copy of one datastore
 // to another. A copy to running does not: the gateway may make an edit of it, and that would set
 // what was a default. A request that says itself what it wants stays as it is.
-#include <memory>
-#include <new>
 #include <string.h>
 
 #include "device/gateway/adapters/adapter.h"
@@ -19,7 +17,6 @@ enum request_depth : unsigned { request_operation = 2, request_part = 3 };
 struct operation_finder {
     xml_element operation;
     size_t end; // after its end tag
-    xml_walk walk;
 };
 
 xml_step on_start(void *, const xml_walk *walk)
@@ -82,11 +79,10 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     const std::string_view element = defaults_asked(exchange->server);
     if (element.empty() || !reads(head, byte_buffer_view(request)))
         return adapter_leaves;
-    const std::unique_ptr<operation_finder> finder(new (std::nothrow) operation_finder{});
-    if (finder == nullptr ||
-        xml_walk_run(&finder->walk, byte_buffer_view(request), &events, finder.get()) != 0)
+    operation_finder finder{};
+    if (xml_read(byte_buffer_view(request), &events, &finder) != 0)
         return adapter_leaves;
-    return append_part(request, finder.get(), element) ? adapter_rewrites : adapter_leaves;
+    return append_part(request, &finder, element) ? adapter_rewrites : adapter_leaves;
 }
 
 } // namespace

@@ -4,9 +4,6 @@
 //
 // The library's second revision has sets of modules, and those that are only imported apart. A
 // server that has it may have the first, too, and is asked for that when the second tells nothing.
-#include <memory>
-#include <new>
-
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/xml_walk.h"
 
@@ -39,7 +36,6 @@ struct library_reader {
     server_modules *modules;
     kept_text name;
     kept_text uri;
-    xml_walk walk;
 };
 
 bool is_library(const xml_element *element, std::string_view local)
@@ -91,12 +87,10 @@ adapter_outcome take_reply(exchange *exchange, const message_head *, byte_buffer
 {
     const size_t known = exchange->learned->index.size;
     static const xml_events events = {nullptr, nullptr, on_end};
-    const std::unique_ptr<library_reader> reader(new (std::nothrow) library_reader{});
-    if (reader != nullptr) {
-        reader->modules = exchange->learned;
-        xml_walk_run(&reader->walk, byte_buffer_view(message), &events, reader.get());
-        server_modules_sort(exchange->learned);
-    }
+    library_reader reader{};
+    reader.modules = exchange->learned;
+    xml_read(byte_buffer_view(message), &events, &reader);
+    server_modules_sort(exchange->learned);
     byte_buffer_clear(message);
     if (exchange->step == library_step_state || exchange->learned->index.size > known)
         return adapter_ends;
