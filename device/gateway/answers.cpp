@@ -6,11 +6,6 @@
 namespace
 {
 
-int append(byte_buffer *out, std::initializer_list<std::string_view> pieces)
-{
-    return byte_buffer_append_all(out, pieces) == buffer_ok ? 0 : -1;
-}
-
 constexpr struct {
     char byte;
     std::string_view reference;
@@ -26,14 +21,24 @@ std::string_view escaped(const char *byte)
     return {byte, 1};
 }
 
-// The start tag of a message.
-int append_start(const char *name, const char *message_id, byte_buffer *out)
+int append_attribute(byte_buffer *out, std::string_view prefix, std::string_view name,
+                     std::string_view value)
 {
-    int result = append(out, {"<", name, " xmlns=\"" NETCONF_BASE_NAMESPACE "\"",
-                              message_id != nullptr ? " message-id=\"" : ">"});
-    if (result == 0 && message_id != nullptr)
-        result = escaped_write(message_id, out);
-    return result == 0 && message_id != nullptr ? append(out, {"\">"}) : result;
+    const bool is_written = byte_buffer_add(out, {" ", prefix, name, "=\""}) == 0 &&
+                            escaped_write(value, out) == 0 && byte_buffer_add(out, {"\""}) == 0;
+    return is_written ? 0 : -1;
+}
+
+// A message with that id (null: none); what it holds is written by others.
+int append_message(byte_buffer *out, std::string_view name, const char *message_id,
+                   std::initializer_list<std::string_view> content)
+{
+    const bool is_written =
+        byte_buffer_add(out, {"<", name, " xmlns=\"" NETCONF_BASE_NAMESPACE "\""}) == 0 &&
+        (message_id == nullptr || append_attribute(out, "", "message-id", message_id) == 0) &&
+        byte_buffer_add(out, {">"}) == 0 && byte_buffer_add(out, content) == 0 &&
+        byte_buffer_add(out, {"</", name, ">"}) == 0;
+    return is_written ? 0 : -1;
 }
 
 } // namespace
@@ -42,7 +47,7 @@ int escaped_write(std::string_view value, byte_buffer *out)
 {
     int result = 0;
     for (size_t at = 0; at < value.size() && result == 0; at++)
-        result = append(out, {escaped(&value[at])});
+        result = byte_buffer_add(out, {escaped(&value[at])});
     return result;
 }
 
@@ -50,41 +55,36 @@ int session_reply_write(const char *message_id, uint32_t session_id, byte_buffer
 {
     char number[16];
     sprintf_s(number, sizeof number, "%u", static_cast<unsigned>(session_id));
-    if (append_start("rpc-reply", message_id, out) != 0)
-        return -1;
-    return append(
-        out, {"<session-id xmlns=\"" TARND_NAMESPACE "\">", number, "</session-id></rpc-reply>"});
+    return append_message(out, "rpc-reply", message_id,
+                          {"<session-id xmlns=\"" TARND_NAMESPACE "\">", number, "</session-id>"});
 }
 
 int ok_reply_write(const char *message_id, byte_buffer *out)
 {
-    return append_start("rpc-reply", message_id, out) == 0 ? append(out, {"<ok/></rpc-reply>"})
-                                                           : -1;
+    return append_message(out, "rpc-reply", message_id, {"<ok/>"});
 }
 
 int failure_reply_write(const char *message_id, const char *message, byte_buffer *out)
 {
-    const int result = append_start("rpc-reply", message_id, out);
-    if (result != 0 || append(out, {"<rpc-error><error-type>application</error-type>"
-                                    "<error-tag>operation-failed</error-tag>"
-                                    "<error-severity>error</error-severity>"
-                                    "<error-message xml:lang=\"en\">"}) != 0)
+    byte_buffer text{};
+    if (escaped_write(message, &text) != 0)
         return -1;
-    return escaped_write(message, out) == 0
-               ? append(out, {"</error-message></rpc-error></rpc-reply>"})
-               : -1;
+    return append_message(out, "rpc-reply", message_id,
+                          {"<rpc-error><error-type>application</error-type>"
+                           "<error-tag>operation-failed</error-tag>"
+                           "<error-severity>error</error-severity>"
+                           "<error-message xml:lang=\"en\">",
+                           byte_buffer_view(&text), "</error-message></rpc-error>"});
 }
 
 int request_write(const char *message_id, std::string_view operation, byte_buffer *out)
 {
-    return append_start("rpc", message_id, out) == 0 ? append(out, {operation, "</rpc>"}) : -1;
+    return append_message(out, "rpc", message_id, {operation});
 }
 
 int declaration_write(std::string_view prefix, std::string_view uri, byte_buffer *out)
 {
-    if (append(out, {" xmlns:", prefix, "=\""}) != 0 || escaped_write(uri, out) != 0)
-        return -1;
-    return append(out, {"\""});
+    return append_attribute(out, "xmlns:", prefix, uri);
 }
 
 int closed_notice_write(const char *reason, time_t when, byte_buffer *out)
@@ -96,7 +96,8 @@ int closed_notice_write(const char *reason, time_t when, byte_buffer *out)
         return -1;
     constexpr char start[] =
         "<notification xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"><eventTime>";
-    return append(out, {start, stamp,
-                        "</eventTime><session-closed xmlns=\"urn:vandel:tarnd-gateway\"><reason>",
-                        reason, "</reason></session-closed></notification>"});
+    return byte_buffer_add(
+        out,
+        {start, stamp, "</eventTime><session-closed xmlns=\"urn:vandel:tarnd-gateway\"><reason>",
+         reason, "</reason></session-closed></notification>"});
 }

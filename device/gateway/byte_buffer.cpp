@@ -9,6 +9,7 @@
 namespace
 {
 
+constexpr size_t unlimited = SIZE_MAX / 2;
 constexpr size_t first_capacity = 4096;
 constexpr size_t kept_capacity = 65536;
 
@@ -59,20 +60,23 @@ buffer_result byte_buffer_append_all(byte_buffer *buffer,
     return result;
 }
 
-buffer_result byte_buffer_replace(byte_buffer *buffer, size_t from, size_t end,
-                                  std::string_view text, size_t limit)
+int byte_buffer_add(byte_buffer *buffer, std::initializer_list<std::string_view> pieces)
+{
+    return byte_buffer_append_all(buffer, pieces, unlimited) == buffer_ok ? 0 : -1;
+}
+
+int byte_buffer_replace(byte_buffer *buffer, size_t from, size_t end, std::string_view text)
 {
     const size_t tail = buffer->size - end;
     const size_t room = end - from;
     const size_t growth = text.size() > room ? text.size() - room : 0;
-    const buffer_result result = byte_buffer_append(buffer, text.data(), growth, limit);
-    if (result != buffer_ok)
-        return result;
+    if (byte_buffer_append(buffer, text.data(), growth, unlimited) != buffer_ok)
+        return -1;
     char *bytes = buffer->data.get();
     memmove(bytes + from + text.size(), bytes + end, tail);
     text.copy(bytes + from, text.size());
     buffer->size = from + text.size() + tail;
-    return buffer_ok;
+    return 0;
 }
 
 void byte_buffer_cut(byte_buffer *buffer, size_t limit)

@@ -20,9 +20,6 @@ struct byte_buffer {
     size_t capacity;       // bytes allocated
 };
 
-// For a buffer that nothing limits but the memory.
-constexpr size_t buffer_unlimited = SIZE_MAX / 2;
-
 enum buffer_result {
     buffer_ok,
     buffer_full,      // the limit would be passed
@@ -36,12 +33,13 @@ buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t s
 
 // Appends one after the other. After a failure some may have been appended.
 buffer_result byte_buffer_append_all(byte_buffer *buffer,
-                                     std::initializer_list<std::string_view> pieces,
-                                     size_t limit = buffer_unlimited);
+                                     std::initializer_list<std::string_view> pieces, size_t limit);
 
-// Puts text in the place of the bytes from..end. Fails like an append.
-buffer_result byte_buffer_replace(byte_buffer *buffer, size_t from, size_t end,
-                                  std::string_view text, size_t limit = buffer_unlimited);
+// The same, and nothing but the memory is a limit: 0, or -1.
+int byte_buffer_add(byte_buffer *buffer, std::initializer_list<std::string_view> pieces);
+
+// Puts text in the place of the bytes from..end. 0, or -1: out of memory, and nothing is changed.
+int byte_buffer_replace(byte_buffer *buffer, size_t from, size_t end, std::string_view text);
 
 // Cuts the content to limit bytes, more than 0, and gives back the memory of
 // the rest, if the allocator can.

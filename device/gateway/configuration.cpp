@@ -43,19 +43,19 @@ const xml_element *current_element(const configuration *config)
 // Notes the namespaces around the current element; -1: no memory.
 int inherit(configuration *config)
 {
-    buffer_result result = buffer_ok;
+    int result = 0;
     for (unsigned depth = config->depth; depth > 0; depth--) {
         std::string_view rest = config->walk.open[depth - 1].attributes;
         xml_attribute attribute;
         xml_attribute known;
-        while (result == buffer_ok && xml_attribute_next(&rest, &attribute)) {
+        while (result == 0 && xml_attribute_next(&rest, &attribute)) {
             if (is_declaration(attribute.name) &&
                 !xml_attribute_find(byte_buffer_view(&config->inherited), attribute.name, &known))
-                result = byte_buffer_append_all(&config->inherited,
-                                                {" ", attribute.name, "=", attribute.quoted});
+                result = byte_buffer_add(&config->inherited,
+                                         {" ", attribute.name, "=", attribute.quoted});
         }
     }
-    return result == buffer_ok ? 0 : -1;
+    return result;
 }
 
 size_t key_count(const configuration *config)

@@ -46,6 +46,14 @@ xml_step on_end(void *context, const xml_walk *walk, size_t end)
 
 } // namespace
 
+int datastore_replace(byte_buffer *request, const datastore_name *old, std::string_view name)
+{
+    byte_buffer element{};
+    if (byte_buffer_add(&element, {"<", old->prefix, name, "/>"}) != 0)
+        return -1;
+    return byte_buffer_replace(request, old->from, old->end, byte_buffer_view(&element));
+}
+
 request_datastores request_datastores_read(std::string_view request)
 {
     static const xml_events events = {on_start, nullptr, on_end};

@@ -20,18 +20,6 @@ constexpr char subscription_id[] = "tarnd-gateway-subscription"; // none of a sh
 constexpr char session_namespace[] = "urn:ietf:params:xml:ns:yang:ietf-netconf-notifications";
 constexpr std::string_view start_name = "netconf-session-start";
 
-int append(byte_buffer *out, std::initializer_list<std::string_view> pieces)
-{
-    return byte_buffer_append_all(out, pieces) == buffer_ok ? 0 : -1;
-}
-
-int append_stream(const char *stream, byte_buffer *out)
-{
-    if (append(out, {"<stream>"}) != 0 || escaped_write(stream, out) != 0)
-        return -1;
-    return append(out, {"</stream>"});
-}
-
 // Whether one of that name has been declared before rest.
 bool is_first(std::string_view xpath, std::string_view rest, std::string_view name)
 {
@@ -44,9 +32,10 @@ bool is_first(std::string_view xpath, std::string_view rest, std::string_view na
     return true;
 }
 
+// An XPath, with those names of modules declared that are prefixes in it.
 int append_xpath(std::string_view xpath, const server_modules *modules, byte_buffer *out)
 {
-    int result = append(out, {"<filter type=\"xpath\""});
+    int result = byte_buffer_add(out, {"<filter type=\"xpath\""});
     std::string_view rest = xpath;
     std::string_view name;
     while (result == 0 && xml_prefix_next(&rest, &name)) {
@@ -54,16 +43,22 @@ int append_xpath(std::string_view xpath, const server_modules *modules, byte_buf
         if (!uri.empty() && is_first(xpath, rest, name))
             result = declaration_write(name, uri, out);
     }
-    if (result != 0 || append(out, {" select=\""}) != 0 || escaped_write(xpath, out) != 0)
+    if (result != 0 || byte_buffer_add(out, {" select=\""}) != 0 || escaped_write(xpath, out) != 0)
         return -1;
-    return append(out, {"\"/>"});
+    return byte_buffer_add(out, {"\"/>"});
 }
 
-int append_filter(const char *filter, const server_modules *modules, byte_buffer *out)
+int append_wish(const subscription_wish *wish, const server_modules *modules, byte_buffer *out)
 {
-    if (filter[0] != '<')
-        return append_xpath(filter, modules, out);
-    return append(out, {"<filter type=\"subtree\">", filter, "</filter>"});
+    if (wish->stream != nullptr &&
+        (byte_buffer_add(out, {"<stream>"}) != 0 || escaped_write(wish->stream, out) != 0 ||
+         byte_buffer_add(out, {"</stream>"}) != 0))
+        return -1;
+    if (wish->filter == nullptr)
+        return 0;
+    return wish->filter[0] == '<'
+               ? byte_buffer_add(out, {"<filter type=\"subtree\">", wish->filter, "</filter>"})
+               : append_xpath(wish->filter, modules, out);
 }
 
 struct start_reader {
@@ -88,18 +83,15 @@ xml_step on_end(void *context, const xml_walk *walk, size_t)
 int subscription_write(const subscription_wish *wish, const server_modules *modules,
                        byte_buffer *out)
 {
-    const bool is_plain = wish->stream == nullptr && wish->filter == nullptr;
-    int result =
-        append(out, {"<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"", subscription_id,
-                     "\"><create-subscription xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"",
-                     is_plain ? "/>" : ">"});
-    if (result == 0 && wish->stream != nullptr)
-        result = append_stream(wish->stream, out);
-    if (result == 0 && wish->filter != nullptr)
-        result = append_filter(wish->filter, modules, out);
-    if (result != 0)
+    byte_buffer content{};
+    if (append_wish(wish, modules, &content) != 0)
         return -1;
-    return append(out, {is_plain ? "" : "</create-subscription>", "</rpc>"});
+    const bool is_plain = content.size == 0;
+    return byte_buffer_add(
+        out, {"<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"", subscription_id,
+              "\"><create-subscription xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"",
+              is_plain ? "/>" : ">", byte_buffer_view(&content),
+              is_plain ? "" : "</create-subscription>", "</rpc>"});
 }
 
 bool subscription_is_answered(const message_head *head)

@@ -136,16 +136,6 @@ void ask(exchange *exchange, const char *message_id, candidate_step step)
         exchange_ask(exchange, message_id, turns[step].operation);
 }
 
-// Gives the request another target. 0, or -1: out of memory.
-int aim(byte_buffer *request, const datastore_name *target, std::string_view datastore)
-{
-    byte_buffer name{};
-    if (byte_buffer_append_all(&name, {"<", target->prefix, datastore, "/>"}) != buffer_ok)
-        return -1;
-    const std::string_view text = byte_buffer_view(&name);
-    return byte_buffer_replace(request, target->from, target->end, text) == buffer_ok ? 0 : -1;
-}
-
 adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
 {
     const bool is_copy = strcmp(head->operation, "copy-config") == 0;
@@ -161,7 +151,7 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     }
     running_copy copy;
     const bool compares = is_copy && running_copy_read(byte_buffer_view(request), &copy);
-    if (aim(request, &named.target, "candidate") != 0)
+    if (datastore_replace(request, &named.target, "candidate") != 0)
         return adapter_leaves;
     exchange->rounds = compares ? candidate_request_copy : candidate_request_edit;
     exchange->request = byte_buffer_take(request);
@@ -175,7 +165,7 @@ candidate_step begin_comparison(exchange *exchange)
 {
     const request_datastores named = request_datastores_read(byte_buffer_view(&exchange->request));
     const bool is_startup = named.source.name == "startup";
-    aim(&exchange->request, &named.target, "running");
+    datastore_replace(&exchange->request, &named.target, "running");
     return is_startup ? candidate_step_startup : candidate_step_running;
 }
 

@@ -144,7 +144,7 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     if (finder.used_count == 0 || write_declarations(&finder, &declarations) != 0)
         return adapter_leaves;
     at = finder.config_end - 1; // in front of the tag's ">"
-    return byte_buffer_replace(request, at, at, byte_buffer_view(&declarations)) == buffer_ok
+    return byte_buffer_replace(request, at, at, byte_buffer_view(&declarations)) == 0
                ? adapter_rewrites
                : adapter_leaves;
 }

@@ -29,15 +29,6 @@ const char *notice(const server_hello *hello)
                                             : answer;
 }
 
-// Without memory the request stays as it is.
-void read_running(const datastore_name *startup, byte_buffer *request)
-{
-    byte_buffer running{};
-    const std::string_view prefix = startup->prefix;
-    if (byte_buffer_append_all(&running, {"<", prefix, "running/>"}) == buffer_ok)
-        byte_buffer_replace(request, startup->from, startup->end, byte_buffer_view(&running));
-}
-
 // A copy of startup to running is left to others.
 adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
 {
@@ -50,8 +41,8 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     if ((reads ? named.source.name : named.target.name) != "startup")
         return adapter_leaves;
     if (reads && exchange->server->wanted.startup_is_running) {
-        read_running(&named.source, request);
-        return adapter_leaves;
+        datastore_replace(request, &named.source, "running");
+        return adapter_leaves; // without memory as it is
     }
     const bool is_saved =
         named.source.name == "running" && exchange->server->wanted.startup_is_running;

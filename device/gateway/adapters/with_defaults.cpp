@@ -52,13 +52,13 @@ bool append_part(byte_buffer *request, const operation_finder *finder, std::stri
     const size_t end = finder->end;
     if (text[end - 2] != '/') {
         const size_t at = text.rfind("</", end - 1);
-        return byte_buffer_replace(request, at, at, element) == buffer_ok;
+        return byte_buffer_replace(request, at, at, element) == 0;
     }
     const xml_element *operation = &finder->operation;
     byte_buffer rest{};
-    return byte_buffer_append_all(&rest, {">", element, "</", operation->prefix, operation->local,
-                                          ">"}) == buffer_ok &&
-           byte_buffer_replace(request, end - 2, end, byte_buffer_view(&rest)) == buffer_ok;
+    return byte_buffer_add(&rest, {">", element, "</", operation->prefix, operation->local, ">"}) ==
+               0 &&
+           byte_buffer_replace(request, end - 2, end, byte_buffer_view(&rest)) == 0;
 }
 
 bool applies(const server_hello *hello)
