@@ -36,9 +36,12 @@ struct filter_pass {
     const char *copied; // up to here; what stands between it and at passes
     byte_buffer *out;
     size_t limit;
-    bool waits;           // for what follows the input
-    filter_result result; // a failure ends the pass
+    bool waits;        // for what follows the input
+    const char *fault; // null, or what ends the pass
 };
+
+constexpr char not_xml[] = "the server sent something that is not XML";
+constexpr char forbidden[] = "the server sent a character that XML forbids";
 
 constexpr std::string_view order_mark_bytes = "\xEF\xBB\xBF";
 
@@ -85,7 +88,8 @@ void append(filter_pass *pass, std::string_view text)
     const buffer_result appended =
         byte_buffer_append(pass->out, text.data(), text.size(), pass->limit);
     if (appended != buffer_ok)
-        pass->result = appended == buffer_full ? filter_too_large : filter_no_memory;
+        pass->fault = appended == buffer_full ? "a message of the server is too long"
+                                              : "out of memory for a message of the server";
 }
 
 // Copies the input up to here.
@@ -109,7 +113,7 @@ void replace_control(filter_pass *pass, size_t length, uint32_t code)
 {
     const uint8_t state = pass->filter->state;
     if (state == start_tag || state == end_tag) {
-        pass->result = filter_forbidden;
+        pass->fault = forbidden;
         return;
     }
     const bool splits = state == cdata;
@@ -177,14 +181,14 @@ void pass_odd(filter_pass *pass)
     uint32_t code;
     const size_t length = xml_control_read(pass->at, rest_of(pass).size(), &code);
     if (length == 0)
-        pass->result = filter_forbidden;
+        pass->fault = forbidden;
     else
         replace_control(pass, length, code);
 }
 
 bool goes_on(const filter_pass *pass)
 {
-    return pass->result == filter_ok && !pass->waits;
+    return pass->fault == nullptr && !pass->waits;
 }
 
 // Passes the input up to stop, or to a byte of one of these classes: true, if there is one.
@@ -240,7 +244,7 @@ void begin_tag(filter_pass *pass, filter_state kind)
     const bool leaf_value = filter->after_start && kind == end_tag;
     if (!filter->has_text && !leaf_value && filter->interval < position(pass)) {
         copy(pass);
-        if (pass->result == filter_ok)
+        if (pass->fault == nullptr)
             squeeze_interval(filter, pass->out);
     }
     filter->state = kind;
@@ -286,7 +290,7 @@ void open_aside(filter_pass *pass)
         pass->at += opener.size();
         return;
     }
-    pass->result = filter_malformed;
+    pass->fault = not_xml;
 }
 
 // At a '<': the next byte tells what it opens.
@@ -300,7 +304,7 @@ void pass_markup(filter_pass *pass)
     if (!is_end && !begins_name(pass->at[1])) {
         open_aside(pass);
     } else if (filter->depth == 0 && (is_end || filter->has_root)) {
-        pass->result = filter_malformed;
+        pass->fault = not_xml;
     } else {
         begin_tag(pass, is_end ? end_tag : start_tag);
         filter->has_root = true;
@@ -316,7 +320,7 @@ void pass_text(filter_pass *pass)
     }
     filter->has_text = filter->has_text || !xml_is_blank(*pass->at);
     if (filter->has_text && filter->depth == 0)
-        pass->result = filter_malformed;
+        pass->fault = not_xml;
     pass_until(pass, pass->end,
                filter->has_text ? xml_class_open : xml_class_open | xml_class_text);
 }
@@ -332,7 +336,7 @@ bool is_declaration(const blank_filter *filter, const byte_buffer *out)
 void end_instruction(filter_pass *pass)
 {
     copy(pass);
-    if (pass->result == filter_ok && is_declaration(pass->filter, pass->out))
+    if (pass->fault == nullptr && is_declaration(pass->filter, pass->out))
         pass->out->size = pass->filter->aside_from;
     else
         pass->filter->has_asides = true;
@@ -351,7 +355,7 @@ void pass_aside(filter_pass *pass)
         held--;
     pass_until(pass, ends ? pass->at + found + closer.size() : pass->end - held, 0);
     pass->waits = pass->waits || held > 0;
-    if (pass->result != filter_ok || !ends)
+    if (pass->fault != nullptr || !ends)
         return;
     pass->filter->state = text;
     if (state == instruction)
@@ -365,7 +369,7 @@ void pass_start_tag(filter_pass *pass)
                     xml_class_open | xml_class_close | xml_class_quote | xml_class_apostrophe))
         return;
     if (*pass->at == '<') {
-        pass->result = filter_malformed;
+        pass->fault = not_xml;
     } else if (*pass->at == '>') {
         const bool is_empty = last_byte(pass) == '/';
         filter->depth += is_empty ? 0 : 1;
@@ -390,7 +394,7 @@ void pass_end_tag(filter_pass *pass)
     if (!pass_until(pass, pass->end, xml_class_open | xml_class_close))
         return;
     if (*pass->at == '<') {
-        pass->result = filter_malformed;
+        pass->fault = not_xml;
         return;
     }
     pass->filter->depth--;
@@ -406,45 +410,44 @@ static_assert(sizeof state_passes / sizeof state_passes[0] == end_tag + 1);
 
 // Passes what it can of an input; the rest has to wait. That of a CDATA section's beginning
 // is the longest.
-filter_result pass_input(blank_filter *filter, std::string_view input, byte_buffer *out,
-                         size_t limit)
+const char *pass_input(blank_filter *filter, std::string_view input, byte_buffer *out, size_t limit)
 {
     const char *from = input.data();
-    filter_pass pass{filter, from, from + input.size(), from, out, limit, false, filter_ok};
+    filter_pass pass{filter, from, from + input.size(), from, out, limit, false, nullptr};
     while (goes_on(&pass) && pass.at < pass.end)
         state_passes[filter->state](&pass);
     copy(&pass);
-    if (pass.result == filter_ok) {
+    if (pass.fault == nullptr) {
         filter->waiting_size = static_cast<uint8_t>(pass.end - pass.at);
         memmove(filter->waiting, pass.at, filter->waiting_size);
     }
-    return pass.result;
+    return pass.fault;
 }
 
 } // namespace
 
-filter_result blank_filter_feed(blank_filter *filter, const char *data, size_t size,
-                                byte_buffer *out, size_t limit)
+const char *blank_filter_feed(blank_filter *filter, const char *data, size_t size, byte_buffer *out,
+                              size_t limit)
 {
     const char *end = data + size;
-    filter_result result = filter_ok;
-    while (result == filter_ok && filter->waiting_size > 0 && data < end) {
+    const char *fault = nullptr;
+    while (fault == nullptr && filter->waiting_size > 0 && data < end) {
         filter->waiting[filter->waiting_size++] = *data++;
-        result = pass_input(filter, {filter->waiting, filter->waiting_size}, out, limit);
+        fault = pass_input(filter, {filter->waiting, filter->waiting_size}, out, limit);
     }
-    if (result != filter_ok || data == end)
-        return result;
+    if (fault != nullptr || data == end)
+        return fault;
     return pass_input(filter, {data, static_cast<size_t>(end - data)}, out, limit);
 }
 
-filter_result blank_filter_end(blank_filter *filter, byte_buffer *out)
+int blank_filter_end(blank_filter *filter, byte_buffer *out)
 {
     const bool complete = filter->state == text && filter->has_root && filter->depth == 0 &&
                           is_all_blank(filter->waiting, filter->waiting_size);
     if (complete && !filter->has_text)
         squeeze_interval(filter, out);
     *filter = {};
-    return complete ? filter_ok : filter_malformed;
+    return complete ? 0 : -1;
 }
 
 bool blank_filter_idle(const blank_filter *filter)
@@ -452,20 +455,4 @@ bool blank_filter_idle(const blank_filter *filter)
     return filter->state == order_mark ||
            (filter->state == text && !filter->has_root && !filter->has_asides &&
             is_all_blank(filter->waiting, filter->waiting_size));
-}
-
-const char *filter_result_text(filter_result result)
-{
-    switch (result) {
-    case filter_ok:
-        return nullptr;
-    case filter_malformed:
-        return "the server sent something that is not XML";
-    case filter_forbidden:
-        return "the server sent a character that XML forbids";
-    case filter_too_large:
-        return "a message of the server is too long";
-    default:
-        return "out of memory for a message of the server";
-    }
 }

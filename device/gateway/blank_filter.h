@@ -44,28 +44,19 @@ struct blank_filter {
     size_t aside_from;    // where in the output the current aside begins
 };
 
-enum filter_result {
-    filter_ok,
-    filter_malformed, // not XML that the filter can follow
-    filter_forbidden, // a byte or character that XML forbids, or does where it stands
-    filter_too_large, // the output would pass the limit
-    filter_no_memory,
-};
-
 // Filters the next piece of a message and appends the result to out, which
 // must stay the same buffer, otherwise untouched, for the whole message and be
 // empty at its beginning. Blanks are in out until the next tag decides about
 // them, so they count toward limit till then. Work is linear in the size of
-// the message. After a failure feed nothing more.
-filter_result blank_filter_feed(blank_filter *filter, const char *data, size_t size,
-                                byte_buffer *out, size_t limit);
+// the message.
+//
+// Null, or what is wrong, a static text; after that feed nothing more.
+const char *blank_filter_feed(blank_filter *filter, const char *data, size_t size, byte_buffer *out,
+                              size_t limit);
 
-// Ends the message: out then holds all of it, and the filter is ready for the
-// next one. filter_malformed when the root element is not complete.
-filter_result blank_filter_end(blank_filter *filter, byte_buffer *out);
-
-// What is wrong with a message, for the log; a static text, null for filter_ok.
-const char *filter_result_text(filter_result result);
+// Ends the message: out then holds all of it, and the filter is ready for the next one. 0, or -1:
+// the root element is not complete.
+int blank_filter_end(blank_filter *filter, byte_buffer *out);
 
 // True while nothing but blanks of a message has been seen.
 bool blank_filter_idle(const blank_filter *filter);

@@ -5,45 +5,47 @@
 namespace
 {
 
-frame_result judge_header(frame_reader *reader)
+constexpr char is_empty[] = "a frame from the shell is empty";
+
+const char *judge_header(frame_reader *reader)
 {
     const frame_header header = frame_header_read(reader->header);
     if (header.magic != frame_magic)
-        return frame_bad_magic;
+        return "a frame from the shell has a wrong magic number";
     if (header.length > frame_body_limit)
-        return frame_too_large;
+        return "a frame from the shell is longer than 256 MiB";
     if (header.reserved != 0)
-        return frame_bad_reserved;
+        return "a frame from the shell has a reserved field that is not zero";
     reader->body_left = header.length;
-    return header.length == 0 ? frame_empty : frame_more;
+    return header.length == 0 ? is_empty : nullptr;
 }
 
 // Cuts the zero bytes that end the text; a body of nothing else is no text.
-frame_result finish_body(frame_reader *reader)
+const char *finish_body(frame_reader *reader)
 {
     const char *bytes = reader->body.data.get();
     while (reader->body.size > 0 && bytes[reader->body.size - 1] == '\0')
         reader->body.size--;
-    return reader->body.size == 0 ? frame_empty : frame_complete;
+    return reader->body.size == 0 ? is_empty : nullptr;
 }
 
-frame_result feed_header(frame_reader *reader, const char *data, size_t size)
+const char *feed_header(frame_reader *reader, const char *data, size_t size)
 {
     memcpy_s(reader->header + reader->header_size, sizeof reader->header - reader->header_size,
              data, size);
     reader->header_size += size;
-    return reader->header_size == frame_header_size ? judge_header(reader) : frame_more;
+    return reader->header_size == frame_header_size ? judge_header(reader) : nullptr;
 }
 
-frame_result feed_body(frame_reader *reader, const char *data, size_t size)
+const char *feed_body(frame_reader *reader, const char *data, size_t size)
 {
     const size_t length = reader->body.size + reader->body_left;
     const size_t limit = reader->discards ? frame_beginning : length;
     const size_t room = limit - reader->body.size;
     if (byte_buffer_append(&reader->body, data, size < room ? size : room, limit) != buffer_ok)
-        return frame_no_memory;
+        return "out of memory for a frame from the shell";
     reader->body_left -= static_cast<uint32_t>(size);
-    return reader->body_left == 0 ? finish_body(reader) : frame_more;
+    return reader->body_left == 0 ? finish_body(reader) : nullptr;
 }
 
 } // namespace
@@ -55,7 +57,7 @@ size_t frame_reader_want(const frame_reader *reader)
     return reader->body_left;
 }
 
-frame_result frame_reader_feed(frame_reader *reader, const char *data, size_t size)
+const char *frame_reader_feed(frame_reader *reader, const char *data, size_t size)
 {
     return reader->header_size < frame_header_size ? feed_header(reader, data, size)
                                                    : feed_body(reader, data, size);
@@ -77,24 +79,4 @@ byte_buffer frame_reader_take(frame_reader *reader)
 bool frame_reader_idle(const frame_reader *reader)
 {
     return reader->header_size == 0;
-}
-
-const char *frame_result_text(frame_result result)
-{
-    switch (result) {
-    case frame_bad_magic:
-        return "a frame from the shell has a wrong magic number";
-    case frame_bad_reserved:
-        return "a frame from the shell has a reserved field that is not zero";
-    case frame_too_large:
-        return "a frame from the shell is longer than 256 MiB";
-    case frame_empty:
-        return "a frame from the shell is empty";
-    case frame_no_memory:
-        return "out of memory for a frame from the shell";
-    case frame_more:
-    case frame_complete:
-        break;
-    }
-    return "no error";
 }

@@ -18,38 +18,25 @@ struct frame_reader {
     bool discards;      // no more of the body is kept than its beginning
 };
 
-enum frame_result {
-    frame_more,     // the frame is not complete yet
-    frame_complete, // the body can be taken
-    frame_bad_magic,
-    frame_bad_reserved,
-    frame_too_large,
-    frame_empty, // no text in it
-    frame_no_memory,
-};
-
 // How many bytes the reader takes before it has to be asked again: the rest of
 // the header, or the rest of the body. 0 when a frame is complete. Reading no
 // more than this keeps what follows in the socket, which is the back pressure
 // that a shell feels.
 size_t frame_reader_want(const frame_reader *reader);
 
-// Takes bytes, no more than wanted. A bad header is told as soon as it is complete. After a
-// result other than frame_more and frame_complete the reader must not be fed again. Memory
-// grows with the bytes that arrive, not with the length that the header announces.
-frame_result frame_reader_feed(frame_reader *reader, const char *data, size_t size);
+// Takes bytes, no more than wanted. Null, or what is wrong, a static text; a bad header is told as
+// soon as it is complete. Then the reader must not be fed again. Memory grows with the bytes that
+// arrive, not with the length that the header announces.
+const char *frame_reader_feed(frame_reader *reader, const char *data, size_t size);
 
 // Gives back the memory of the current frame, or of the next one when none has
 // begun, but for the beginning of its body. The frame is read to its end all the
 // same, so that the next one is found.
 void frame_reader_discard(frame_reader *reader);
 
-// After frame_complete: hands the body over, without trailing zero bytes, and
-// makes the reader ready for the next frame.
+// Hands a complete frame's body over, without trailing zero bytes, and makes the reader ready for
+// the next frame.
 byte_buffer frame_reader_take(frame_reader *reader);
 
 // Whether nothing of a further frame has been read.
 bool frame_reader_idle(const frame_reader *reader);
-
-// What is wrong with a frame, for the log; a static text.
-const char *frame_result_text(frame_result result);

@@ -305,7 +305,7 @@ const char *take_open_message(relay *session)
 // The server's current message is complete.
 const char *take_message(relay *session)
 {
-    if (blank_filter_end(&session->filter, &session->message) != filter_ok)
+    if (blank_filter_end(&session->filter, &session->message) != 0)
         return "the server sent a message that is no complete XML document";
     if (!is_open(session))
         return take_hello(session);
@@ -315,8 +315,7 @@ const char *take_message(relay *session)
 const char *take_message_part(relay *session, const char *data, size_t size)
 {
     const size_t limit = is_open(session) ? frame_body_limit : hello_size_limit;
-    return filter_result_text(
-        blank_filter_feed(&session->filter, data, size, &session->message, limit));
+    return blank_filter_feed(&session->filter, data, size, &session->message, limit);
 }
 
 // Decodes the server's bytes up to the end of one message.
@@ -439,11 +438,9 @@ void relay_no_room(relay *session, size_t size)
 
 const char *relay_shell_bytes(relay *session, const char *data, size_t size)
 {
-    const frame_result result = frame_reader_feed(&session->request, data, size);
-    if (result == frame_more)
-        return nullptr;
-    if (result != frame_complete)
-        return frame_result_text(result);
+    const char *reason = frame_reader_feed(&session->request, data, size);
+    if (reason != nullptr || frame_reader_want(&session->request) > 0)
+        return reason;
     session->head = message_head_read(session->request.body.data.get(), session->request.body.size);
     session->request_complete = true;
     return nullptr;

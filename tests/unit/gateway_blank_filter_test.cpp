@@ -7,8 +7,12 @@
 namespace
 {
 
+const std::string malformed = "the server sent something that is not XML";
+const std::string forbidden = "the server sent a character that XML forbids";
+const std::string too_large = "a message of the server is too long";
+
 struct filtered {
-    filter_result result;
+    std::string fault; // empty: none
     std::string text;
 };
 
@@ -22,15 +26,15 @@ filtered filter_pieces(const std::string &message, size_t first, size_t size, si
     while (from < message.size()) {
         if (to > message.size())
             to = message.size();
-        const filter_result result =
+        const char *fault =
             blank_filter_feed(&filter, message.data() + from, to - from, &out, limit);
-        if (result != filter_ok)
-            return {result, ""};
+        if (fault != nullptr)
+            return {fault, ""};
         from = to;
         to += size;
     }
-    const filter_result result = blank_filter_end(&filter, &out);
-    return {result, out.size == 0 ? "" : std::string(out.data.get(), out.size)};
+    const bool ends = blank_filter_end(&filter, &out) == 0;
+    return {ends ? "" : malformed, out.size == 0 ? "" : std::string(out.data.get(), out.size)};
 }
 
 // Checks the message cut at every position, and byte by byte.
@@ -38,27 +42,27 @@ void expect_filtered(const std::string &message, const std::string &expected)
 {
     for (size_t split = 0; split <= message.size(); split++) {
         const filtered result = filter_pieces(message, split, message.size(), 1 << 20);
-        ASSERT_EQ(result.result, filter_ok) << message << " at " << split;
+        ASSERT_EQ(result.fault, "") << message << " at " << split;
         ASSERT_EQ(result.text, expected) << message << " at " << split;
     }
     const filtered result = filter_pieces(message, 1, 1, 1 << 20);
-    ASSERT_EQ(result.result, filter_ok) << message;
+    ASSERT_EQ(result.fault, "") << message;
     ASSERT_EQ(result.text, expected) << message;
 }
 
 void expect_malformed(const std::string &message)
 {
     for (size_t split = 0; split <= message.size(); split++)
-        ASSERT_EQ(filter_pieces(message, split, message.size(), 1 << 20).result, filter_malformed)
+        ASSERT_EQ(filter_pieces(message, split, message.size(), 1 << 20).fault, malformed)
             << message << " at " << split;
 }
 
 void expect_forbidden(const std::string &message)
 {
     for (size_t split = 0; split <= message.size(); split++)
-        ASSERT_EQ(filter_pieces(message, split, message.size(), 1 << 20).result, filter_forbidden)
+        ASSERT_EQ(filter_pieces(message, split, message.size(), 1 << 20).fault, forbidden)
             << message << " at " << split;
-    ASSERT_EQ(filter_pieces(message, 1, 1, 1 << 20).result, filter_forbidden) << message;
+    ASSERT_EQ(filter_pieces(message, 1, 1, 1 << 20).fault, forbidden) << message;
 }
 
 } // namespace
@@ -252,10 +256,10 @@ TEST(gateway_blank_filter, half_a_character_is_no_end)
 
 TEST(gateway_blank_filter, the_limit_counts_what_is_kept)
 {
-    EXPECT_EQ(filter_pieces("<a>12345</a>", 3, 1, 12).result, filter_ok);
-    EXPECT_EQ(filter_pieces("<a>12345</a>", 3, 1, 11).result, filter_too_large);
+    EXPECT_EQ(filter_pieces("<a>12345</a>", 3, 1, 12).fault, "");
+    EXPECT_EQ(filter_pieces("<a>12345</a>", 3, 1, 11).fault, too_large);
     EXPECT_EQ(filter_pieces("<a> <b/> <b/> <b/> </a>", 3, 1, 19).text, "<a><b/><b/><b/></a>");
-    EXPECT_EQ(filter_pieces("<a>" + std::string(100, ' '), 3, 1, 50).result, filter_too_large);
+    EXPECT_EQ(filter_pieces("<a>" + std::string(100, ' '), 3, 1, 50).fault, too_large);
 }
 
 TEST(gateway_blank_filter, is_ready_again_after_a_message)
@@ -263,18 +267,18 @@ TEST(gateway_blank_filter, is_ready_again_after_a_message)
     blank_filter filter{};
     byte_buffer out{};
     EXPECT_TRUE(blank_filter_idle(&filter));
-    ASSERT_EQ(blank_filter_feed(&filter, "\n", 1, &out, 100), filter_ok);
+    ASSERT_EQ(blank_filter_feed(&filter, "\n", 1, &out, 100), nullptr);
     EXPECT_TRUE(blank_filter_idle(&filter));
-    ASSERT_EQ(blank_filter_feed(&filter, "<a> ", 4, &out, 100), filter_ok);
+    ASSERT_EQ(blank_filter_feed(&filter, "<a> ", 4, &out, 100), nullptr);
     EXPECT_FALSE(blank_filter_idle(&filter));
-    ASSERT_EQ(blank_filter_feed(&filter, "</a>", 4, &out, 100), filter_ok);
+    ASSERT_EQ(blank_filter_feed(&filter, "</a>", 4, &out, 100), nullptr);
     EXPECT_FALSE(blank_filter_idle(&filter));
-    ASSERT_EQ(blank_filter_end(&filter, &out), filter_ok);
+    ASSERT_EQ(blank_filter_end(&filter, &out), 0);
     EXPECT_TRUE(blank_filter_idle(&filter));
     EXPECT_EQ(std::string(out.data.get(), out.size), "<a> </a>");
     byte_buffer_clear(&out);
-    ASSERT_EQ(blank_filter_feed(&filter, " <b/>", 5, &out, 100), filter_ok);
-    ASSERT_EQ(blank_filter_end(&filter, &out), filter_ok);
+    ASSERT_EQ(blank_filter_feed(&filter, " <b/>", 5, &out, 100), nullptr);
+    ASSERT_EQ(blank_filter_end(&filter, &out), 0);
     EXPECT_EQ(std::string(out.data.get(), out.size), "<b/>");
 }
 
@@ -289,7 +293,7 @@ TEST(gateway_blank_filter, many_comments_in_one_interval)
     message += " <b/> </a>";
     expected += "<b/></a>";
     const filtered result = filter_pieces(message, 1000, 1000, 1 << 24);
-    EXPECT_EQ(result.result, filter_ok);
+    EXPECT_EQ(result.fault, "");
     EXPECT_TRUE(result.text == expected);
 }
 
