@@ -65,29 +65,6 @@ const char *option_value(char *const arguments[], int *at, const char *name)
     return arguments[*at];
 }
 
-// An option with a decimal number, which may not be 0.
-struct number_option {
-    const char *name;
-    uint32_t gateway_options::*field;
-    uint32_t most;
-    const char *refusal;
-};
-
-const number_option number_options[] = {
-    {"--max-shells", &gateway_options::max_shells, 10000,
-     "--max-shells takes a number from 1 to 10000"},
-    {"--max-buffered", &gateway_options::max_buffered, UINT32_MAX,
-     "--max-buffered takes a number from 1 to 4294967295"},
-    {"--hello-timeout", &gateway_options::hello_timeout, 86400,
-     "--hello-timeout takes a number from 1 to 86400"},
-    {"--keepalive", &gateway_options::keepalive, 86400,
-     "--keepalive takes a number from 1 to 86400"},
-    {"--request-timeout", &gateway_options::request_timeout, 86400,
-     "--request-timeout takes a number from 1 to 86400"},
-    {"--idle-timeout", &gateway_options::idle_timeout, 86400,
-     "--idle-timeout takes a number from 1 to 86400"},
-};
-
 // 0 for what is no number from 1 to most.
 uint32_t read_number(const char *text, uint32_t most)
 {
@@ -97,79 +74,93 @@ uint32_t read_number(const char *text, uint32_t most)
     return *text != '\0' || number > most ? 0 : static_cast<uint32_t>(number);
 }
 
-// Takes an option with a number; what is wrong, or null.
-const char *read_number_option(char *const arguments[], int *at, gateway_options *options)
-{
-    for (const number_option &option : number_options) {
-        const char *value = option_value(arguments, at, option.name);
-        if (value == nullptr)
-            continue;
-        options->*option.field = read_number(value, option.most);
-        return options->*option.field == 0 ? option.refusal : nullptr;
-    }
-    return "unknown option";
-}
-
-// What is wrong, or null; so the next one.
-const char *read_confirmed_commit(const char *seconds, server_extras *extras)
-{
-    extras->confirmed_commit = read_number(seconds, 86400);
-    return extras->confirmed_commit == 0 ? "--confirmed-commit takes a number from 1 to 86400"
-                                         : nullptr;
-}
-
-const char *read_mode(const char *name, server_extras *extras)
-{
-    extras->defaults = defaults_mode_find(name);
-    return extras->defaults == nullptr
-               ? "--with-defaults takes report-all, report-all-tagged, trim or explicit"
-               : nullptr;
-}
-
-// Takes the argument if it is an option with a text.
-bool read_text_option(char *const arguments[], int *at, gateway_options *options)
+// Takes the argument if it is an option without a value.
+bool read_switch(const char *argument, gateway_options *options)
 {
     const struct {
         const char *name;
-        const char **value;
-    } texts[] = {{"--listen", &options->socket_path},
-                 {"--stream", &options->wish.stream},
-                 {"--filter", &options->wish.filter}};
-    for (const auto &text : texts) {
-        const char *value = option_value(arguments, at, text.name);
-        if (value == nullptr)
-            continue;
-        *text.value = value;
-        return true;
+        bool *field;
+        bool value;
+    } switches[] = {{"--no-subscribe", &options->subscribe, false},
+                    {"--lock", &options->extras.lock, true},
+                    {"--startup-is-running", &options->extras.startup_is_running, true},
+                    {"--help", &options->help, true},
+                    {"--version", &options->version, true}};
+    for (const auto &each : switches) {
+        if (strcmp(argument, each.name) == 0) {
+            *each.field = each.value;
+            return true;
+        }
     }
     return false;
 }
 
-// Reads the options in front of the command; *at moves after them.
+// Takes the argument if it is an option with a text.
+bool read_text(char *const arguments[], int *at, gateway_options *options)
+{
+    const struct {
+        const char *name;
+        const char **field;
+    } texts[] = {{"--listen", &options->socket_path},
+                 {"--stream", &options->wish.stream},
+                 {"--filter", &options->wish.filter}};
+    for (const auto &each : texts) {
+        if (const char *value = option_value(arguments, at, each.name)) {
+            *each.field = value;
+            return true;
+        }
+    }
+    return false;
+}
+
+// Takes an option with a number, which may not be 0, or a name; what is wrong, or null.
+const char *read_value(char *const arguments[], int *at, gateway_options *options)
+{
+    const struct {
+        const char *name;
+        uint32_t *field;
+        uint32_t most;
+        const char *refusal;
+    } numbers[] = {
+        {"--max-shells", &options->max_shells, 10000,
+         "--max-shells takes a number from 1 to 10000"},
+        {"--max-buffered", &options->max_buffered, UINT32_MAX,
+         "--max-buffered takes a number from 1 to 4294967295"},
+        {"--hello-timeout", &options->hello_timeout, 86400,
+         "--hello-timeout takes a number from 1 to 86400"},
+        {"--keepalive", &options->keepalive, 86400, "--keepalive takes a number from 1 to 86400"},
+        {"--request-timeout", &options->request_timeout, 86400,
+         "--request-timeout takes a number from 1 to 86400"},
+        {"--idle-timeout", &options->idle_timeout, 86400,
+         "--idle-timeout takes a number from 1 to 86400"},
+        {"--confirmed-commit", &options->extras.confirmed_commit, 86400,
+         "--confirmed-commit takes a number from 1 to 86400"}};
+    for (const auto &each : numbers) {
+        if (const char *value = option_value(arguments, at, each.name)) {
+            *each.field = read_number(value, each.most);
+            return *each.field == 0 ? each.refusal : nullptr;
+        }
+    }
+    const char *mode = option_value(arguments, at, "--with-defaults");
+    if (mode == nullptr)
+        return "unknown option";
+    options->extras.defaults = defaults_mode_find(mode);
+    return options->extras.defaults == nullptr
+               ? "--with-defaults takes report-all, report-all-tagged, trim or explicit"
+               : nullptr;
+}
+
+// Reads the options in front of the command; *at moves after them. What is wrong, or null.
 const char *read_options(int count, char *const arguments[], int *at, gateway_options *options)
 {
     const char *reason = nullptr;
     for (; *at < count && arguments[*at][0] == '-' && strcmp(arguments[*at], "--") != 0; ++*at) {
-        if (strcmp(arguments[*at], "--no-subscribe") == 0)
-            options->subscribe = false;
-        else if (strcmp(arguments[*at], "--lock") == 0)
-            options->extras.lock = true;
-        else if (strcmp(arguments[*at], "--startup-is-running") == 0)
-            options->extras.startup_is_running = true;
-        else if (const char *seconds = option_value(arguments, at, "--confirmed-commit"))
-            reason = read_confirmed_commit(seconds, &options->extras);
-        else if (const char *mode = option_value(arguments, at, "--with-defaults"))
-            reason = read_mode(mode, &options->extras);
-        else if (strcmp(arguments[*at], "--help") == 0)
-            options->help = true;
-        else if (strcmp(arguments[*at], "--version") == 0)
-            options->version = true;
-        else if (!read_text_option(arguments, at, options))
-            reason = read_number_option(arguments, at, options);
+        if (!read_switch(arguments[*at], options) && !read_text(arguments, at, options))
+            reason = read_value(arguments, at, options);
         if (reason != nullptr)
-            return reason;
+            break;
     }
-    return nullptr;
+    return reason;
 }
 
 } // namespace
@@ -178,10 +169,6 @@ const char *gateway_options_read(int count, char *const arguments[], gateway_opt
                                  const char **culprit)
 {
     *options = {};
-    options->subscribe = true;
-    options->max_shells = 32;
-    options->max_buffered = uint32_t{512} << 20;
-    options->hello_timeout = 60;
     *culprit = nullptr;
     int at = 1;
     const char *reason = read_options(count, arguments, &at, options);

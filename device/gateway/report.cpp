@@ -10,7 +10,7 @@
 namespace
 {
 
-// Not above PIPE_BUF: a pipe that polls writable then takes a whole line.
+// Not above PIPE_BUF, which a pipe that polls writable takes.
 constexpr size_t line_size = 2048;
 
 void write_line(const char *prefix, const char *format, va_list arguments)
@@ -19,14 +19,18 @@ void write_line(const char *prefix, const char *format, va_list arguments)
     if (vsprintf_s(message, sizeof message, format, arguments) < 0)
         strcpy_s(message, sizeof message, "(a message that is too long)");
     char line[line_size];
-    if (sprintf_s(line, sizeof line, "%s%s\n", prefix, message) < 0)
-        return;
-    struct pollfd log = {STDERR_FILENO, POLLOUT, 0};
-    if (poll(&log, 1, 0) == 1 && (log.revents & POLLOUT) != 0)
-        (void)!write(STDERR_FILENO, line, strlen(line));
+    if (sprintf_s(line, sizeof line, "%s%s\n", prefix, message) >= 0)
+        report_bytes(line, strlen(line));
 }
 
 } // namespace
+
+void report_bytes(const char *bytes, size_t size)
+{
+    struct pollfd log = {STDERR_FILENO, POLLOUT, 0};
+    if (poll(&log, 1, 0) == 1 && (log.revents & POLLOUT) != 0)
+        (void)!write(STDERR_FILENO, bytes, size);
+}
 
 report_text report_clean(const char *text)
 {

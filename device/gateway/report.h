@@ -15,6 +15,9 @@ struct report_text {
     char text[report_text_size];
 };
 
+// Writes size bytes, no more than 2048, unless that would take time.
+void report_bytes(const char *bytes, size_t size);
+
 // Makes text (null counts as empty) safe to print.
 report_text report_clean(const char *text);
 

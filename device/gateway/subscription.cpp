@@ -4,7 +4,7 @@
 
 #include "bounded.h"
 #include "device/gateway/answers.h"
-#include "device/gateway/xml_prefixes.h"
+#include "device/gateway/xml_pieces.h"
 #include "device/gateway/xml_walk.h"
 #include "format/namespaces.h"
 

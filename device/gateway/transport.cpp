@@ -2,12 +2,13 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
+
+#include "device/gateway/report.h"
 
 namespace
 {
@@ -35,53 +36,38 @@ int stop_blocking(const descriptor *end)
     return fcntl(end->number, F_SETFL, O_NONBLOCK);
 }
 
-// Passes it on unless that would take time, as the gateway's own lines.
-void pass_errors(const char *bytes, size_t size)
-{
-    struct pollfd log = {STDERR_FILENO, POLLOUT, 0};
-    if (poll(&log, 1, 0) == 1 && (log.revents & POLLOUT) != 0)
-        (void)!write(STDERR_FILENO, bytes, size);
-}
-
-// The command starts with no signal blocked and none ignored.
-int set_attributes(posix_spawnattr_t *attributes)
-{
-    sigset_t none;
-    sigset_t defaults;
-    sigemptyset(&none);
-    sigemptyset(&defaults);
-    for (const int number : {SIGPIPE, SIGCHLD, SIGTERM, SIGINT, SIGQUIT, SIGHUP})
-        sigaddset(&defaults, number);
-    posix_spawnattr_setsigmask(attributes, &none);
-    posix_spawnattr_setsigdefault(attributes, &defaults);
-    return posix_spawnattr_setflags(attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF |
-                                                    POSIX_SPAWN_SETSID);
-}
-
+// The command starts with no signal blocked and none ignored. 0, or an errno value.
 int spawn_with(pid_t *pid, char *const arguments[], const posix_spawn_file_actions_t *actions)
 {
     posix_spawnattr_t attributes;
     int error = posix_spawnattr_init(&attributes);
     if (error != 0)
         return error;
-    error = set_attributes(&attributes);
-    if (error == 0)
-        error = posix_spawnp(pid, arguments[0], actions, &attributes, arguments, environ);
+    sigset_t none;
+    sigset_t defaults;
+    sigemptyset(&none);
+    sigemptyset(&defaults);
+    for (const int number : {SIGPIPE, SIGCHLD, SIGTERM, SIGINT, SIGQUIT, SIGHUP})
+        sigaddset(&defaults, number);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setsigdefault(&attributes, &defaults);
+    posix_spawnattr_setflags(&attributes,
+                             POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSID);
+    error = posix_spawnp(pid, arguments[0], actions, &attributes, arguments, environ);
     posix_spawnattr_destroy(&attributes);
     return error;
 }
 
-int spawn(pid_t *pid, char *const arguments[], int input, int output, int errors)
+// ends: of its standard input, output and error.
+int spawn(pid_t *pid, char *const arguments[], std::initializer_list<int> ends)
 {
     posix_spawn_file_actions_t actions;
     int error = posix_spawn_file_actions_init(&actions);
     if (error != 0)
         return error;
-    error = posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
-    if (error == 0)
-        error = posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    if (error == 0)
-        error = posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
+    int standard = STDIN_FILENO;
+    for (const int end : ends)
+        error = error != 0 ? error : posix_spawn_file_actions_adddup2(&actions, end, standard++);
     if (error == 0)
         error = spawn_with(pid, arguments, &actions);
     posix_spawn_file_actions_destroy(&actions);
@@ -101,7 +87,7 @@ int transport_start(transport *command, char *const arguments[])
         return errno;
     pid_t pid;
     const int error =
-        spawn(&pid, arguments, input.read.number, output.write.number, errors.write.number);
+        spawn(&pid, arguments, {input.read.number, output.write.number, errors.write.number});
     if (error != 0)
         return error;
     command->pid = pid;
@@ -113,13 +99,12 @@ int transport_start(transport *command, char *const arguments[])
 
 void transport_hear(transport *command)
 {
-    // Not above PIPE_BUF, which a pipe that polls writable takes.
     char bytes[2048];
     ssize_t size = 1;
     for (int turn = 0; turn < hearing_turns && size > 0; turn++) {
         size = read(command->errors.number, bytes, sizeof bytes);
         if (size > 0) {
-            pass_errors(bytes, static_cast<size_t>(size));
+            report_bytes(bytes, static_cast<size_t>(size));
             last_words_add(&command->words, {bytes, static_cast<size_t>(size)});
         }
     }

@@ -1,5 +1,5 @@
-// A text cut at its markup, without a parser: for requests of any size of which little is to be
-// known. Names and namespaces are not looked at, and nothing is checked.
+// A text cut at its markup, and the prefixes that it uses, without a parser: for requests of any
+// size of which little is to be known. Nothing is checked.
 #pragma once
 
 #include <stddef.h>
@@ -23,3 +23,9 @@ struct xml_piece {
 // Gives the piece at *at, and moves *at after it. False: nothing is left, or what is left cannot
 // be followed.
 bool xml_piece_next(std::string_view text, size_t *at, xml_piece *piece);
+
+constexpr std::string_view xml_prefix_declaration = "xmlns:";
+
+// Cuts *rest after the next name that stands directly before a colon, and the colon: a prefix, or
+// what looks like one. False: there is none.
+bool xml_prefix_next(std::string_view *rest, std::string_view *name);

@@ -10,7 +10,6 @@
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/answers.h"
 #include "device/gateway/xml_pieces.h"
-#include "device/gateway/xml_prefixes.h"
 #include "device/gateway/xml_walk.h"
 
 namespace
