@@ -129,17 +129,17 @@ xml_step on_end(void *context, const xml_walk *walk, size_t)
 
 } // namespace
 
-const char *server_hello_read(const char *text, size_t size, server_hello *hello)
+const char *server_hello_read(std::string_view text, server_hello *hello)
 {
     static const xml_events events = {on_start, nullptr, on_end};
     *hello = {};
-    if (size > hello_size_limit)
+    if (text.size() > hello_size_limit)
         return "the server's hello is too long";
     const std::unique_ptr<hello_reader> reader(new (std::nothrow) hello_reader{});
     if (reader == nullptr)
         return "out of memory for the server's hello";
     reader->hello = hello;
-    const int result = xml_walk_run(&reader->walk, {text, size}, &events, reader.get());
+    const int result = xml_walk_run(&reader->walk, text, &events, reader.get());
     if (reader->walk.step == xml_step_fail && !has_hello_root(&reader->walk))
         return "the server's first message is not a hello";
     if (result != 0)

@@ -33,4 +33,4 @@ struct server_hello {
 
 // Reads the server's hello. Null on success; otherwise what is wrong with it, a
 // static text.
-const char *server_hello_read(const char *text, size_t size, server_hello *hello);
+const char *server_hello_read(std::string_view text, server_hello *hello);

@@ -197,8 +197,7 @@ const char *advance_requests(relay *session, bool *moved)
 const char *take_hello(relay *session)
 {
     server_hello *hello = &session->hello;
-    const char *reason =
-        server_hello_read(session->message.data.get(), session->message.size, hello);
+    const char *reason = server_hello_read(byte_buffer_view(&session->message), hello);
     byte_buffer_clear(&session->message);
     if (reason != nullptr)
         return reason;
@@ -226,10 +225,9 @@ const char *take_subscription_answer(relay *session, const message_head *head)
 {
     session->phase = relay_phase_requests;
     if (head->is_error && !session->hushed) {
-        char error[report_text_size];
-        error_text_read(session->message.data.get(), session->message.size, error, sizeof error);
+        const report_text error = error_text_read(byte_buffer_view(&session->message));
         report_shell(session->number, "the server refused the subscription: %s",
-                     error[0] != '\0' ? report_clean(error).text : "it gives no reason");
+                     error.text[0] != '\0' ? error.text : "it gives no reason");
     }
     byte_buffer_clear(&session->message);
     if (head->is_error && session->first != nullptr)
@@ -280,7 +278,7 @@ bool is_passed(relay *session, const message_head *head)
 // Passes a message on, unless it is the answer to a request of the gateway's own.
 const char *take_open_message(relay *session)
 {
-    const message_head head = message_head_read(session->message.data.get(), session->message.size);
+    const message_head head = message_head_read(byte_buffer_view(&session->message));
     if (session->phase == relay_phase_subscribing && subscription_is_answered(&head))
         return take_subscription_answer(session, &head);
     if (!take_reply(session, &head))
@@ -441,7 +439,7 @@ const char *relay_shell_bytes(relay *session, const char *data, size_t size)
     const char *reason = frame_reader_feed(&session->request, data, size);
     if (reason != nullptr || frame_reader_want(&session->request) > 0)
         return reason;
-    session->head = message_head_read(session->request.body.data.get(), session->request.body.size);
+    session->head = message_head_read(byte_buffer_view(&session->request.body));
     session->request_complete = true;
     return nullptr;
 }

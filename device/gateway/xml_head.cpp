@@ -91,50 +91,31 @@ bool ready(xml_parser *parser)
     return *parser != nullptr;
 }
 
-// What is looked for among the errors of a reply: an element with a value, or a text that tells
-// a reader.
-struct error_reader {
-    const char *name; // null: a text
-    const char *value;
+// An element that is looked for among the errors of a reply.
+struct error_finder {
+    std::string_view name;
+    std::string_view value;
     bool is_found;
-    char *dest;
-    size_t dest_size;
 };
 
-xml_step on_error_end(void *context, const xml_walk *walk, size_t)
+xml_step find_error(void *context, const xml_walk *walk, size_t)
 {
-    auto *reader = static_cast<error_reader *>(context);
+    auto *finder = static_cast<error_finder *>(context);
+    finder->is_found = xml_is_base(&walk->open[walk->depth - 1], finder->name) &&
+                       xml_walk_leaf(walk) == finder->value;
+    return finder->is_found ? xml_step_end : xml_step_on;
+}
+
+xml_step read_error(void *context, const xml_walk *walk, size_t)
+{
     const xml_element *element = &walk->open[walk->depth - 1];
-    const bool is_tag = xml_is_base(element, "error-tag");
     const bool is_message = xml_is_base(element, "error-message");
     const std::string_view text = xml_walk_leaf(walk);
-    if (text.empty())
+    if (text.empty() || (!is_message && !xml_is_base(element, "error-tag")))
         return xml_step_on;
-    if (reader->name != nullptr) {
-        reader->is_found = xml_is_base(element, reader->name) && text == reader->value;
-        return reader->is_found ? xml_step_end : xml_step_on;
-    }
-    if (!is_tag && !is_message)
-        return xml_step_on;
-    const size_t size = text.copy(reader->dest, reader->dest_size - 1);
-    reader->dest[size] = '\0';
+    *static_cast<report_text *>(context) = {};
+    text.copy(static_cast<report_text *>(context)->text, report_text_size - 1);
     return is_message ? xml_step_end : xml_step_on;
-}
-
-// Errors stand at the beginning of a reply; nothing is found without memory.
-void read_errors(const char *text, size_t size, error_reader *reader)
-{
-    static const xml_events events = {nullptr, nullptr, on_error_end};
-    xml_read({text, size < head_size_limit ? size : head_size_limit}, &events, reader);
-}
-
-bool has_error(std::string_view reply, const char *name, const char *value)
-{
-    error_reader found{};
-    found.name = name;
-    found.value = value;
-    read_errors(reply.data(), reply.size(), &found);
-    return found.is_found;
 }
 
 } // namespace
@@ -142,7 +123,7 @@ bool has_error(std::string_view reply, const char *name, const char *value)
 // The push parser tells of an element when its start tag is complete, so what
 // is wrong farther on (a user name that is not escaped, for one) does not
 // matter.
-message_head message_head_read(const char *text, size_t size)
+message_head message_head_read(std::string_view message)
 {
     static xml_parser parser;
     if (!ready(&parser))
@@ -150,33 +131,34 @@ message_head message_head_read(const char *text, size_t size)
     head_scan scan{};
     scan.parser = parser.get();
     parser->userData = &scan;
-    const size_t end = size < head_size_limit ? size : head_size_limit;
-    for (size_t at = 0; at < end && scan.elements < 2; at += head_piece_size) {
-        const size_t rest = end - at;
-        const size_t piece = rest < head_piece_size ? rest : head_piece_size;
-        if (xmlParseChunk(parser.get(), text + at, static_cast<int>(piece),
-                          static_cast<int>(rest == piece)) != 0)
+    const std::string_view text = message.substr(0, head_size_limit);
+    for (size_t at = 0; at < text.size() && scan.elements < 2; at += head_piece_size) {
+        const std::string_view piece = text.substr(at, head_piece_size);
+        if (xmlParseChunk(parser.get(), piece.data(), static_cast<int>(piece.size()),
+                          static_cast<int>(at + piece.size() == text.size())) != 0)
             break;
     }
     return std::move(scan.head);
 }
 
-void error_text_read(const char *text, size_t size, char *dest, size_t dest_size)
+report_text error_text_read(std::string_view reply)
 {
-    strcpy_s(dest, dest_size, "");
-    error_reader found{};
-    found.dest = dest;
-    found.dest_size = dest_size;
-    read_errors(text, size, &found);
+    static const xml_events events = {nullptr, nullptr, read_error};
+    report_text found{};
+    xml_read(reply.substr(0, head_size_limit), &events, &found);
+    return report_clean(found.text);
 }
 
-bool error_tag_is(const char *text, size_t size, const char *tag)
+bool error_has(std::string_view reply, std::string_view name, std::string_view value)
 {
-    return has_error({text, size}, "error-tag", tag);
+    static const xml_events events = {nullptr, nullptr, find_error};
+    error_finder finder{name, value, false};
+    xml_read(reply.substr(0, head_size_limit), &events, &finder);
+    return finder.is_found;
 }
 
 bool error_is_warning(std::string_view reply)
 {
-    return has_error(reply, "error-severity", "warning") &&
-           !has_error(reply, "error-severity", "error");
+    return error_has(reply, "error-severity", "warning") &&
+           !error_has(reply, "error-severity", "error");
 }

@@ -7,6 +7,7 @@
 #include <stddef.h>
 #include <string_view>
 
+#include "device/gateway/report.h"
 #include "heap.h"
 
 enum message_kind {
@@ -27,16 +28,15 @@ struct message_head {
     bool is_error;                          // a reply whose first child element is an rpc-error
 };
 
-// Reads the head of a message of size bytes (no zero byte needed after it).
-// A message that cannot be read as far as needed is a message_other.
-message_head message_head_read(const char *text, size_t size);
+// Reads the head of a message. One that cannot be read as far as needed is a message_other.
+message_head message_head_read(std::string_view message);
 
-// Copies the error-message of an error reply, or else its error-tag, into dest
-// as zero-terminated text, cut to fit; the empty text when there is none.
-void error_text_read(const char *text, size_t size, char *dest, size_t dest_size);
+// The error-message of an error reply, or else its error-tag, safe to print; empty when there is
+// none.
+report_text error_text_read(std::string_view reply);
 
-// Whether an error of that tag is among those of an error reply.
-bool error_tag_is(const char *text, size_t size, const char *tag);
+// Whether an element of that name and value is among the errors of an error reply.
+bool error_has(std::string_view reply, std::string_view name, std::string_view value);
 
 // Whether an error reply warns only: the operation was carried out.
 bool error_is_warning(std::string_view reply);

@@ -21,7 +21,7 @@ std::string cleaned(const std::string &request)
     fuzz_require(byte_buffer_append(&buffer, block.get(), request.size(), request.size()) ==
                      buffer_ok,
                  "the request fits");
-    const message_head head = message_head_read(request.data(), request.size());
+    const message_head head = message_head_read(request);
     copy_option_adapter.request(nullptr, &head, &buffer);
     fuzz_require(buffer.size <= request.size(), "nothing is added");
     return {buffer.data.get(), buffer.size};

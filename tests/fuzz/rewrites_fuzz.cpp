@@ -23,7 +23,7 @@ byte_buffer buffer_of(const std::string &text)
 std::string rewritten(const adapter *adapter, const server_hello *hello, const std::string &text)
 {
     byte_buffer buffer = buffer_of(text);
-    const message_head head = message_head_read(text.data(), text.size());
+    const message_head head = message_head_read(text);
     exchange taken = {};
     taken.server = hello;
     fuzz_require(adapter->request(&taken, &head, &buffer) != adapter_takes, "it only rewrites");
@@ -33,7 +33,7 @@ std::string rewritten(const adapter *adapter, const server_hello *hello, const s
 std::string plain(const std::string &text)
 {
     byte_buffer buffer = buffer_of(text);
-    const message_head head = message_head_read(text.data(), text.size());
+    const message_head head = message_head_read(text);
     plain_data_adapter.message(nullptr, &head, &buffer);
     return std::string(byte_buffer_view(&buffer));
 }

@@ -11,7 +11,7 @@ std::string joined(const std::string &text)
 {
     byte_buffer request{};
     byte_buffer_append(&request, text.data(), text.size(), text.size());
-    const message_head head = message_head_read(text.data(), text.size());
+    const message_head head = message_head_read(text);
     const adapter_verdict verdict = empty_element_adapter.request(nullptr, &head, &request);
     EXPECT_EQ(verdict, text == byte_buffer_view(&request) ? adapter_leaves : adapter_rewrites);
     return {request.data.get(), request.size};

@@ -24,27 +24,25 @@ const std::string base_1_1 = "<capability>urn:ietf:params:netconf:base:1.1</capa
 std::string refusal(const std::string &text)
 {
     server_hello hello;
-    const char *reason = server_hello_read(text.data(), text.size(), &hello);
+    const char *reason = server_hello_read(text, &hello);
     return reason ? reason : "none";
 }
 
 server_hello accepted(const std::string &text)
 {
     server_hello hello;
-    EXPECT_EQ(server_hello_read(text.data(), text.size(), &hello), nullptr) << text;
+    EXPECT_EQ(server_hello_read(text, &hello), nullptr) << text;
     return hello;
 }
 
 message_head head_of(const std::string &text)
 {
-    return message_head_read(text.data(), text.size());
+    return message_head_read(text);
 }
 
 std::string error_of(const std::string &text)
 {
-    char error[20];
-    error_text_read(text.data(), text.size(), error, sizeof error);
-    return error;
+    return error_text_read(text).text;
 }
 
 std::string session_reply(const char *message_id, uint32_t session_id)
@@ -256,8 +254,13 @@ TEST(gateway_head, error_replies)
                        "<error-tag>in-use</error-tag></e>"),
               "in-use");
     EXPECT_EQ(error_of("<e xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\">"
-                       "<error-message>0123456789012345678901234</error-message></e>"),
-              "0123456789012345678");
+                       "<error-message>\t" +
+                       std::string(2000, 'x') + "</error-message></e>"),
+              std::string(511, 'x'));
+    EXPECT_EQ(error_of("<e xmlns=\"urn:ietf:params:xml:ns:netconf:base:1.0\">"
+                       "<error-message>1\xC2\x9B"
+                       "2</error-message></e>"),
+              "1??2");
     EXPECT_EQ(error_of("<e/>"), "");
     EXPECT_EQ(error_of(""), "");
 }

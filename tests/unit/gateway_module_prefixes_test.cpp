@@ -16,7 +16,7 @@ server_hello hello_of(const std::string &capabilities)
                              "</capability>" +
                              capabilities + "</capabilities><session-id>1</session-id></hello>";
     server_hello hello{};
-    EXPECT_STREQ(server_hello_read(text.data(), text.size(), &hello), nullptr);
+    EXPECT_STREQ(server_hello_read(text, &hello), nullptr);
     return hello;
 }
 
@@ -33,7 +33,7 @@ std::string declared(const std::string &request)
     EXPECT_TRUE(module_prefixes_adapter.applies(&hello));
     byte_buffer buffer{};
     byte_buffer_append(&buffer, request.data(), request.size(), request.size());
-    const message_head head = message_head_read(request.data(), request.size());
+    const message_head head = message_head_read(request);
     exchange taken{};
     taken.server = &hello;
     const adapter_verdict verdict = module_prefixes_adapter.request(&taken, &head, &buffer);

@@ -13,7 +13,7 @@ std::string passed(const std::string &text)
 {
     byte_buffer message{};
     byte_buffer_append(&message, text.data(), text.size(), text.size());
-    const message_head head = message_head_read(text.data(), text.size());
+    const message_head head = message_head_read(text);
     const bool written = plain_data_adapter.message(nullptr, &head, &message);
     EXPECT_EQ(written, text != byte_buffer_view(&message));
     return {message.data.get(), message.size};

@@ -186,24 +186,13 @@ candidate_step needed(exchange *exchange, candidate_step step)
 // Why running is not known to be what was copied; the empty text when it is, or not yet.
 report_text judge_copy(exchange *exchange, bool fails, byte_buffer *message)
 {
-    report_text fault{};
+    const bool is_startup = exchange->step == candidate_step_startup;
     if (fails)
-        return report_clean(exchange->step == candidate_step_startup ? "startup cannot be read"
-                                                                     : "running cannot be read");
-    if (exchange->step == candidate_step_startup)
-        exchange->source = byte_buffer_take(message);
-    else
-        copied_to_running(exchange, message, &fault);
-    return fault;
-}
-
-// Takes the place of the commit's answer. Without memory nothing is left, which ends the session.
-void answer_difference(exchange *exchange, const char *fault)
-{
-    byte_buffer reply{};
-    if (copied_failure(exchange, fault, &reply) != 0)
-        byte_buffer_clear(&reply);
-    exchange->answer = byte_buffer_take(&reply);
+        return report_clean(is_startup ? "startup cannot be read" : "running cannot be read");
+    if (!is_startup)
+        return copied_fault(exchange, message);
+    exchange->source = byte_buffer_take(message);
+    return {};
 }
 
 adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_buffer *message)
@@ -219,8 +208,9 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
         exchange->answer = byte_buffer_take(message);
     if (step == candidate_step_startup || step == candidate_step_running) {
         const report_text fault = judge_copy(exchange, fails, message);
+        // Without memory nothing is left to answer, which ends the session.
         if (fault.text[0] != '\0')
-            answer_difference(exchange, fault.text);
+            exchange->answer = copied_failure(exchange, fault.text);
     }
     byte_buffer_clear(message);
     const candidate_step next =

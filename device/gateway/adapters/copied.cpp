@@ -1,5 +1,7 @@
 #include "device/gateway/adapters/copied.h"
 
+#include <algorithm>
+
 #include "bounded.h"
 #include "device/gateway/answers.h"
 
@@ -26,26 +28,25 @@ running_source copied_source(const exchange *exchange)
             !exchange->server->base_1_1};
 }
 
-bool copied_to_running(const exchange *exchange, const byte_buffer *message, report_text *fault)
+report_text copied_fault(const exchange *exchange, const byte_buffer *message)
 {
-    constexpr size_t name_limit = 100;
     const running_source source = copied_source(exchange);
     std::string_view name;
     const char *reason = running_edit_check(&source, byte_buffer_view(message), &name);
-    if (reason == nullptr && name.empty())
-        return true;
-    const size_t size = name.size() < name_limit ? name.size() : name_limit;
-    char text[name_limit + 16];
-    sprintf_s(text, sizeof text, "%.*s differs", static_cast<int>(size), name.data());
-    *fault = report_clean(reason != nullptr ? reason : text);
-    return false;
+    char text[100 + sizeof " differs"];
+    sprintf_s(text, sizeof text, "%.*s differs",
+              static_cast<int>(std::min(name.size(), size_t{100})), name.data());
+    return report_clean(reason != nullptr ? reason : name.empty() ? "" : text);
 }
 
-int copied_failure(const exchange *exchange, const char *reason, byte_buffer *reply)
+byte_buffer copied_failure(const exchange *exchange, const char *reason)
 {
     char text[report_text_size];
     sprintf_s(text, sizeof text, "running was changed but is not what was to be copied: %s",
               reason);
     report_shell(exchange->shell, "%s", text);
-    return failure_reply_write(exchange->message_id.get(), text, reply);
+    byte_buffer reply{};
+    if (failure_reply_write(exchange->message_id.get(), text, &reply) != 0)
+        byte_buffer_clear(&reply);
+    return reply;
 }

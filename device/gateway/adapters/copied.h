@@ -14,9 +14,9 @@ void copied_ask_running(exchange *exchange);
 // What was to be copied.
 running_source copied_source(const exchange *exchange);
 
-// Whether running, of which message is the reply to a get-config, is that; otherwise *fault says
-// why it is not known to be.
-bool copied_to_running(const exchange *exchange, const byte_buffer *message, report_text *fault);
+// Why running, of which message is the reply to a get-config, is not known to be that; the empty
+// text when it is.
+report_text copied_fault(const exchange *exchange, const byte_buffer *message);
 
-// Logs that it is not, and appends the answer that says so. 0, or -1: out of memory.
-int copied_failure(const exchange *exchange, const char *reason, byte_buffer *reply);
+// Logs that it is not, and gives the answer that says so; empty: out of memory.
+byte_buffer copied_failure(const exchange *exchange, const char *reason);

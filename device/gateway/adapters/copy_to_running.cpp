@@ -53,10 +53,9 @@ adapter_outcome refuse(exchange *exchange, byte_buffer *message, const char *rea
 // refusal, which says less, but nothing wrong.
 adapter_outcome fail(exchange *exchange, byte_buffer *message, const char *reason)
 {
-    byte_buffer reply{};
-    if (copied_failure(exchange, reason, &reply) != 0)
-        reply = byte_buffer_take(&exchange->refusal);
-    *message = byte_buffer_take(&reply);
+    *message = copied_failure(exchange, reason);
+    if (message->size == 0)
+        *message = byte_buffer_take(&exchange->refusal);
     return adapter_ends;
 }
 
@@ -70,7 +69,7 @@ adapter_outcome take_copy_answer(exchange *exchange, const message_head *head, b
 {
     running_copy copy;
     if (!head->is_error ||
-        !error_tag_is(message->data.get(), message->size, "operation-not-supported") ||
+        !error_has(byte_buffer_view(message), "error-tag", "operation-not-supported") ||
         !running_copy_read(byte_buffer_view(&exchange->request), &copy))
         return adapter_ends;
     report_shell(exchange->shell,
@@ -111,8 +110,8 @@ adapter_outcome take_running(exchange *exchange, const message_head *head, byte_
         return give_up(exchange, message, "running cannot be read");
     if (exchange->rounds == 0)
         return make_edit(exchange, message);
-    report_text fault;
-    if (copied_to_running(exchange, message, &fault)) {
+    const report_text fault = copied_fault(exchange, message);
+    if (fault.text[0] == '\0') {
         *message = byte_buffer_take(&exchange->answer);
         return adapter_ends;
     }

@@ -61,9 +61,8 @@ adapter_outcome take_reply(exchange *exchange, const message_head *head, byte_bu
     if ((is_saved ? ok_reply_write(id, &reply) : failure_reply_write(id, answer, &reply)) != 0)
         return adapter_ends; // without memory the server's own words have to do
     if (!is_saved) {
-        report_text text;
-        error_text_read(message->data.get(), message->size, text.text, sizeof text.text);
-        report_shell(exchange->shell, "startup is refused: %s", report_clean(text.text).text);
+        const report_text error = error_text_read(byte_buffer_view(message));
+        report_shell(exchange->shell, "startup is refused: %s", error.text);
     }
     *message = byte_buffer_take(&reply);
     return adapter_ends;
