@@ -54,9 +54,8 @@ bool write_out(outgoing *message, int target, bool *failed)
 
 void shell_is_gone(connection *link, int64_t now)
 {
-    if (link->shell_gone)
+    if (link->session.deaf)
         return;
-    link->shell_gone = true;
     link->session.deaf = true;
     outgoing_drop(&link->session.to_shell);
     link->give_up = now + transport_grace;
@@ -211,21 +210,29 @@ const char *refuse_without_server(connection *link, int64_t now)
     return move_all(link, now);
 }
 
+// So many seconds of an option after a time; without them, never. A second session has no limits
+// but that for the hello, and one that is refused has its own.
+int64_t deadline_after(const connection *link, int64_t from, uint32_t seconds)
+{
+    const bool endless = seconds == 0 || link->is_second || link->session.refusal != nullptr;
+    return endless ? INT64_MAX : from + int64_t{seconds} * 1000;
+}
+
 // When the server will have been silent for too long. What waits for the shell to read is no
 // silence, and for hellos there is a limit of their own.
 int64_t silence_deadline(const connection *link)
 {
-    const bool endless = link->silence_limit == 0 || link->session.refusal != nullptr ||
-                         !shell_waits(link) || relay_awaits_hello(&link->session);
-    return endless ? INT64_MAX : link->silent_from + link->silence_limit;
+    if (!shell_waits(link) || relay_awaits_hello(&link->session))
+        return INT64_MAX;
+    return deadline_after(link, link->silent_from, link->task->options->request_timeout);
 }
 
 // When the server will have heard nothing for so long that it may end the session.
 int64_t keepalive_deadline(const connection *link)
 {
-    const bool is_needed = link->keepalive != 0 && link->session.refusal == nullptr &&
-                           !relay_awaits_hello(&link->session);
-    return is_needed ? link->quiet_from + link->keepalive : INT64_MAX;
+    if (relay_awaits_hello(&link->session))
+        return INT64_MAX;
+    return deadline_after(link, link->quiet_from, link->task->options->keepalive);
 }
 
 const char *keep_alive(connection *link, int64_t now)
@@ -238,9 +245,9 @@ const char *keep_alive(connection *link, int64_t now)
 // When the shell will have been idle for too long.
 int64_t idle_deadline(const connection *link)
 {
-    const bool endless =
-        link->idle_limit == 0 || link->session.refusal != nullptr || shell_waits(link);
-    return endless ? INT64_MAX : link->idle_from + link->idle_limit;
+    return shell_waits(link)
+               ? INT64_MAX
+               : deadline_after(link, link->idle_from, link->task->options->idle_timeout);
 }
 
 // Whether a shell that is refused knows it, or will not ask any more. A second session has none.
@@ -249,7 +256,7 @@ bool refusal_done(const connection *link, int64_t now)
     const relay *session = &link->session;
     const bool told =
         session->phase == relay_phase_told ? outgoing_idle(&session->to_shell) : link->shell_ended;
-    return told || link->shell_gone || session->first != nullptr || now >= link->give_up;
+    return told || link->session.deaf || session->first != nullptr || now >= link->give_up;
 }
 
 // Why the connection is at its end; null while it is not.
@@ -261,11 +268,11 @@ const char *judge_end(const connection *link, int64_t now)
         const char *reason = relay_server_ended(&link->session);
         return reason != nullptr ? reason : "the server ended the session";
     }
-    if (link->shell_gone && link->shell_ended && relay_requests_done(&link->session))
+    if (link->session.deaf && link->shell_ended && relay_requests_done(&link->session))
         return "the shell ended the session";
     if (link->give_up != 0 && now >= link->give_up)
-        return link->shell_gone ? "the shell ended the session while the server was busy"
-                                : "the server takes no more requests";
+        return link->session.deaf ? "the shell ended the session while the server was busy"
+                                  : "the server takes no more requests";
     return nullptr;
 }
 
@@ -319,12 +326,7 @@ std::unique_ptr<connection> connection_start(descriptor shell, const connection_
     link->session.subscribe = task->options->subscribe;
     link->session.wish = task->options->wish;
     link->session.extras = task->options->extras;
-    link->idle_limit = int64_t{task->options->idle_timeout} * 1000;
-    link->idle_from = now;
-    link->silence_limit = int64_t{task->options->request_timeout} * 1000;
-    link->silent_from = now;
-    link->keepalive = int64_t{task->options->keepalive} * 1000;
-    link->quiet_from = now;
+    link->idle_from = link->silent_from = link->quiet_from = now;
     link->hello_by = now + int64_t{task->options->hello_timeout} * 1000;
     report_shell(task->number, "connected");
     return link;
@@ -350,7 +352,7 @@ void connection_poll(const connection *link, struct pollfd polls[connection_poll
         polls[poll_shell].events |= POLLOUT;
     // Without events it still tells when the shell goes away, but then it would
     // tell so again and again.
-    if (!link->shell_gone || polls[poll_shell].events != 0)
+    if (!link->session.deaf || polls[poll_shell].events != 0)
         polls[poll_shell].fd = link->shell.number;
     if (descriptor_open(&link->server.errors))
         polls[poll_errors] = {link->server.errors.number, POLLIN, 0};

@@ -28,21 +28,17 @@ struct connection {
     descriptor shell;
     transport server;
     relay session;
-    bool is_second;        // it brings notifications for another one, and has no shell
-    bool shell_ended;      // it sends no more, but may still read
-    bool shell_gone;       // it does not read either
-    bool shell_stalls;     // it has not read all that was for it
-    bool server_ended;     // its output is at the end
-    bool over;             // only the command is still to be waited for
-    int64_t give_up;       // when to stop waiting for the server to take or say more; 0: never
-    int64_t idle_limit;    // milliseconds; 0: none
-    int64_t idle_from;     // when the shell last asked, read what it wants, or waited for it
-    int64_t silence_limit; // milliseconds that a request may wait for a sign of the server; 0: none
-    int64_t silent_from;   // when the server last took or said something, or no request waited
-    int64_t keepalive;     // milliseconds without a word after which the server is asked; 0: never
-    int64_t quiet_from;    // when the server last took or said something
-    int64_t hello_by;      // when the server must have said hello
-    int64_t nudge;         // when the server is to be nudged; 0: it is not
+    bool is_second;      // it brings notifications for another one, and has no shell
+    bool shell_ended;    // it sends no more, but may still read
+    bool shell_stalls;   // it has not read all that was for it
+    bool server_ended;   // its output is at the end
+    bool over;           // only the command is still to be waited for
+    int64_t give_up;     // when to stop waiting for the server to take or say more; 0: never
+    int64_t idle_from;   // when the shell last asked, read what it wants, or waited for it
+    int64_t silent_from; // when the server last took or said something, or no request waited
+    int64_t quiet_from;  // when the server last took or said something
+    int64_t hello_by;    // when the server must have said hello
+    int64_t nudge;       // when the server is to be nudged; 0: it is not
 };
 
 // Takes over the shell's descriptor and starts the options' command. Or, when it is not to be

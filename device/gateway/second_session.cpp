@@ -51,14 +51,6 @@ void start(second_session *second, connection *first, int64_t now)
 
 } // namespace
 
-void second_session_poll(const second_session *second, struct pollfd polls[connection_poll_count])
-{
-    for (size_t at = 0; at < connection_poll_count; at++)
-        polls[at] = {-1, 0, 0};
-    if (second->link != nullptr)
-        connection_poll(second->link.get(), polls);
-}
-
 void second_session_serve(second_session *second, connection *first,
                           const struct pollfd polls[connection_poll_count], int64_t now)
 {
@@ -78,29 +70,12 @@ void second_session_serve(second_session *second, connection *first,
         schedule(second, now);
 }
 
-void second_session_reap(second_session *second)
-{
-    if (second->link != nullptr)
-        connection_reap(second->link.get());
-}
-
 void second_session_end(second_session *second, int64_t now, bool hurry)
 {
     if (second->link == nullptr)
         return;
     second->link->session.hushed = true;
     connection_end(second->link.get(), "it is not needed", now, hurry);
-}
-
-void second_session_kill(second_session *second)
-{
-    if (second->link != nullptr)
-        transport_kill(&second->link->server);
-}
-
-pid_t second_session_command(const second_session *second)
-{
-    return second->link != nullptr ? second->link->server.pid : 0;
 }
 
 int64_t second_session_deadline(const second_session *second, const connection *first)

@@ -19,25 +19,13 @@ struct second_session {
     int64_t start_at; // when that is, once it has ended
 };
 
-// Fills in what to poll for.
-void second_session_poll(const second_session *second, struct pollfd polls[connection_poll_count]);
-
 // Starts one if it is time to, or does what the poll results and the time allow; call it after
 // connection_serve() of the first. One that is not needed any more is ended.
 void second_session_serve(second_session *second, connection *first,
                           const struct pollfd polls[connection_poll_count], int64_t now);
 
-// Reaps its command if that has ended.
-void second_session_reap(second_session *second);
-
 // Ends it, which is not logged.
 void second_session_end(second_session *second, int64_t now, bool hurry);
-
-// Ends its command with SIGKILL, now.
-void second_session_kill(second_session *second);
-
-// The process id of its command; 0: there is none.
-pid_t second_session_command(const second_session *second);
 
 // When second_session_serve() has to be called at the latest; INT64_MAX: whenever.
 int64_t second_session_deadline(const second_session *second, const connection *first);

@@ -32,23 +32,29 @@ struct shell_process {
     int64_t stop_by; // 0: not stopping
 };
 
-void publish(const shell_process *self)
+// Of one session, or of both.
+template <class Action>
+void for_each_session(const shell_process *self, Action act)
 {
-    connection_publish(self->link.get());
-    if (self->second.link != nullptr)
-        connection_publish(self->second.link.get());
+    for (connection *each : {self->link.get(), self->second.link.get()}) {
+        if (each != nullptr)
+            act(each);
+    }
+}
+
+void end(shell_process *self, int64_t now)
+{
+    connection_end(self->link.get(), "the gateway stops", now, true);
+    second_session_end(&self->second, now, true);
 }
 
 void stop(shell_process *self, int64_t now)
 {
-    if (self->stop_by != 0) {
-        transport_kill(&self->link->server);
-        second_session_kill(&self->second);
-        return;
-    }
-    self->stop_by = now + stop_limit;
-    connection_end(self->link.get(), "the gateway stops", now, true);
-    second_session_end(&self->second, now, true);
+    if (self->stop_by == 0) {
+        self->stop_by = now + stop_limit;
+        end(self, now);
+    } else
+        for_each_session(self, [](connection *each) { transport_kill(&each->server); });
 }
 
 // Ctrl-C reaches this process, too, but it is the listening one that ends the others.
@@ -59,6 +65,7 @@ void take_signals(shell_process *self, int64_t now)
         if (info.ssi_signo == SIGTERM)
             stop(self, now);
     }
+    for_each_session(self, connection_reap);
 }
 
 int64_t deadline_of(const shell_process *self)
@@ -71,28 +78,28 @@ int64_t deadline_of(const shell_process *self)
 // Whether a session, or what is left of one, is still to be waited for.
 bool is_busy(const shell_process *self)
 {
-    return !connection_finished(self->link.get()) || second_session_command(&self->second) != 0;
+    const connection *second = self->second.link.get();
+    return !connection_finished(self->link.get()) || (second != nullptr && second->server.pid != 0);
 }
 
 // -1: polling itself fails.
 int run_turn(shell_process *self)
 {
     struct pollfd polls[poll_count] = {};
-    struct pollfd *second_polls = polls + 1 + connection_poll_count;
-    polls[0] = {self->signals, POLLIN, 0};
-    connection_poll(self->link.get(), polls + 1);
-    second_session_poll(&self->second, second_polls);
+    size_t count = 0;
+    polls[count++] = {self->signals, POLLIN, 0};
+    for_each_session(self, [&polls, &count](const connection *each) {
+        connection_poll(each, polls + count);
+        count += connection_poll_count;
+    });
     const int time = clock_poll_time(deadline_of(self), clock_milliseconds());
-    if (poll(polls, poll_count, time) < 0 && errno != EINTR && errno != ENOMEM)
+    if (poll(polls, count, time) < 0 && errno != EINTR && errno != ENOMEM)
         return -1;
     const int64_t now = clock_milliseconds();
-    if (polls[0].revents != 0) {
+    if (polls[0].revents != 0)
         take_signals(self, now);
-        connection_reap(self->link.get());
-        second_session_reap(&self->second);
-    }
     connection_serve(self->link.get(), polls + 1, now);
-    second_session_serve(&self->second, self->link.get(), second_polls, now);
+    second_session_serve(&self->second, self->link.get(), polls + 1 + connection_poll_count, now);
     return 0;
 }
 
@@ -107,13 +114,12 @@ void shell_process_run(const connection_task *task, descriptor shell, const desc
     const struct pollfd nothing[connection_poll_count] = {};
     connection_serve(self.link.get(), nothing, now);
     while (is_busy(&self) && (self.stop_by == 0 || clock_milliseconds() < self.stop_by)) {
-        publish(&self);
+        for_each_session(&self, connection_publish);
         if (run_turn(&self) != 0) {
             report("cannot poll: %s", strerror(errno));
-            connection_end(self.link.get(), "the gateway stops", clock_milliseconds(), true);
-            second_session_end(&self.second, clock_milliseconds(), true);
+            end(&self, clock_milliseconds());
             return;
         }
     }
-    publish(&self);
+    for_each_session(&self, connection_publish);
 }

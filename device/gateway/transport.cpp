@@ -74,7 +74,27 @@ int spawn(pid_t *pid, char *const arguments[], std::initializer_list<int> ends)
     return error;
 }
 
+void add_byte(last_words *words, char byte)
+{
+    if (byte == '\n' || byte == '\r') {
+        words->is_ended = true;
+        return;
+    }
+    if (words->is_ended)
+        words->size = 0;
+    words->is_ended = false;
+    if (words->size < last_words_size - 1)
+        words->text[words->size++] = byte;
+    words->text[words->size] = '\0';
+}
+
 } // namespace
+
+void last_words_add(last_words *words, std::string_view piece)
+{
+    for (const char byte : piece)
+        add_byte(words, byte);
+}
 
 int transport_start(transport *command, char *const arguments[])
 {

@@ -7,13 +7,26 @@
 // terminal. What it says on its standard error goes to the gateway's, and its last words are kept.
 #pragma once
 
+#include <stddef.h>
 #include <stdint.h>
+#include <string_view>
 #include <sys/types.h>
 
 #include "device/gateway/descriptor.h"
-#include "device/gateway/last_words.h"
 
 constexpr int64_t transport_grace = 2000; // milliseconds to end by itself, and then after SIGTERM
+
+constexpr size_t last_words_size = 200;
+
+// The last line of a text that comes in pieces and may never end. All zero: nothing was said.
+struct last_words {
+    char text[last_words_size]; // zero-terminated; what passes its size is left out
+    size_t size;
+    bool is_ended; // what comes next begins a line
+};
+
+// Takes the next piece. Lines without a word do not count.
+void last_words_add(last_words *words, std::string_view piece);
 
 // Value-initialised: not running. Times are in milliseconds of clock_milliseconds().
 struct transport {

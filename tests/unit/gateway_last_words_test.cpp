@@ -1,5 +1,5 @@
 // The last line of what a command says.
-#include "device/gateway/last_words.h"
+#include "device/gateway/transport.h"
 
 #include <gtest/gtest.h>
 #include <string>

@@ -74,7 +74,7 @@ struct second_bench {
     void turn(int64_t now)
     {
         struct pollfd polls[connection_poll_count] = {};
-        second_session_poll(&second, polls);
+        connection_poll(second.link.get(), polls);
         ASSERT_GT(poll(polls, connection_poll_count, -1), 0);
         second_session_serve(&second, first.link.get(), polls, now);
     }
@@ -91,9 +91,9 @@ struct second_bench {
 
     void reap()
     {
-        second_session_kill(&second);
-        while (second_session_command(&second) != 0)
-            second_session_reap(&second);
+        transport_kill(&second.link->server);
+        while (second.link->server.pid != 0)
+            connection_reap(second.link.get());
     }
 
     ~second_bench()
@@ -117,7 +117,7 @@ TEST(gateway_second_session, is_tried_again_after_pauses_that_grow_to_a_minute)
         test.lose(now);
         EXPECT_EQ(test.deadline(), now + pause * 1000);
         test.serve(now + pause * 1000 - 1);
-        EXPECT_EQ(second_session_command(&test.second), 0) << "not yet";
+        EXPECT_EQ(test.link()->server.pid, 0) << "not yet";
         now += pause * 1000;
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
@@ -139,7 +139,7 @@ TEST(gateway_second_session, one_that_has_lasted_is_tried_again_soon)
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "tarnd-gateway: shell 1: notifications come again\n");
     testing::internal::CaptureStderr();
-    second_session_kill(&test.second);
+    transport_kill(&test.second.link->server);
     while (!test.link()->over)
         test.turn(start + 63001);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), is_lost + "the server ended the session\n");
@@ -180,7 +180,7 @@ TEST(gateway_second_session, ends_with_the_first_without_a_word)
 {
     second_bench test(notifies + waits);
     test.serve(start);
-    EXPECT_NE(second_session_command(&test.second), 0);
+    EXPECT_NE(test.link()->server.pid, 0);
     testing::internal::CaptureStderr();
     test.first.link->session.deaf = true;
     test.serve(start);
@@ -189,5 +189,5 @@ TEST(gateway_second_session, ends_with_the_first_without_a_word)
     test.reap();
     EXPECT_EQ(test.deadline(), INT64_MAX);
     test.serve(start + 100000);
-    EXPECT_EQ(second_session_command(&test.second), 0) << "no other one is started";
+    EXPECT_EQ(test.link()->server.pid, 0) << "no other one is started";
 }
