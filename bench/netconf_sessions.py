@@ -27,7 +27,12 @@ CREATE = (
 MARK = b"]]>]]>"
 HELLO = f'<hello xmlns="{BASE}"><capabilities/></hello>'.encode()
 GET = f'<rpc xmlns="{BASE}" message-id="0"><get/></rpc>'.encode()
-EDIT = f'<rpc xmlns="{BASE}" message-id="0"><edit-config><d>{{}}</d></edit-config></rpc>'
+# As a shell's, whose configuration comes last.
+EDIT = (
+    f'<rpc xmlns="{BASE}" message-id="0"><edit-config><target><running/></target>'
+    "<error-option>rollback-on-error</error-option>"
+    "<config><d>{}</d></config></edit-config></rpc>"
+)
 SMALL_EDIT = EDIT.format("").encode()
 LARGE_EDIT = EDIT.format("d" * 100 * MEGABYTE).encode()
 ROUND_TRIPS = 500
