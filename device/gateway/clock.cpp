@@ -1,5 +1,7 @@
 #include "device/gateway/clock.h"
 
+#include <algorithm>
+#include <errno.h>
 #include <limits.h>
 #include <time.h>
 
@@ -10,12 +12,9 @@ int64_t clock_milliseconds()
     return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1000000;
 }
 
-int clock_poll_time(int64_t deadline, int64_t now)
+int clock_poll(struct pollfd *polls, size_t count, int64_t deadline)
 {
-    if (deadline == INT64_MAX)
-        return -1;
-    const int64_t rest = deadline - now;
-    if (rest < 0)
-        return 0;
-    return rest > INT_MAX ? INT_MAX : static_cast<int>(rest);
+    const int64_t rest = std::clamp<int64_t>(deadline - clock_milliseconds(), 0, INT_MAX);
+    const int time = deadline == INT64_MAX ? -1 : static_cast<int>(rest);
+    return poll(polls, count, time) < 0 && errno != EINTR && errno != ENOMEM ? -1 : 0;
 }

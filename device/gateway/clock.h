@@ -1,10 +1,12 @@
 // The gateway's clock.
 #pragma once
 
+#include <poll.h>
+#include <stddef.h>
 #include <stdint.h>
 
 // Milliseconds of a clock that only goes forward.
 int64_t clock_milliseconds();
 
-// How long poll() may wait at now for a deadline, INT64_MAX: for ever.
-int clock_poll_time(int64_t deadline, int64_t now);
+// Polls until a deadline, INT64_MAX: for ever. 0, or -1: polling itself fails.
+int clock_poll(struct pollfd *polls, size_t count, int64_t deadline);

@@ -1,6 +1,6 @@
 #include "device/gateway/configuration.h"
 
-#include <stdlib.h>
+#include <algorithm>
 
 namespace
 {
@@ -27,12 +27,10 @@ int compare_names(const config_entry *one, const config_entry *other)
     return order != 0 ? order : one->uri.compare(other->uri);
 }
 
-int compare_entries(const void *left, const void *right)
+bool stands_before(const config_entry &one, const config_entry &other)
 {
-    const auto *one = static_cast<const config_entry *>(left);
-    const auto *other = static_cast<const config_entry *>(right);
-    const int order = compare_names(one, other);
-    return order != 0 ? order : one->from < other->from ? -1 : one->from > other->from ? 1 : 0;
+    const int order = compare_names(&one, &other);
+    return order != 0 ? order < 0 : one.from < other.from;
 }
 
 const xml_element *current_element(const configuration *config)
@@ -166,9 +164,8 @@ xml_step configuration_end(configuration *config, size_t end)
 
 void configuration_sort(configuration *config)
 {
-    const size_t count = configuration_count(config);
-    if (count > 0)
-        qsort(config->entries.data.get(), count, sizeof(config_entry), compare_entries);
+    auto *entries = reinterpret_cast<config_entry *>(config->entries.data.get());
+    std::sort(entries, entries + configuration_count(config), stands_before);
 }
 
 const char *configuration_read_reply(configuration *config, std::string_view text)

@@ -38,9 +38,7 @@ xml_step on_end(void *context, const xml_walk *walk, size_t end)
     const xml_element *element = &walk->open[walk->depth - 1];
     if (walk->depth == request_datastore && reader->part != nullptr &&
         element->uri == netconf_base_namespace)
-        *reader->part = {
-            walk->text.substr(element->from + 1 + element->prefix.size(), element->local.size()),
-            element->prefix, element->from, end};
+        *reader->part = {element->local, element->prefix, element->from, end};
     return xml_step_on;
 }
 

@@ -69,22 +69,6 @@ const char *send_to_server(relay *session, byte_buffer *body)
     return nullptr;
 }
 
-const char *send_text_to_server(relay *session, const char *text)
-{
-    byte_buffer body{};
-    if (byte_buffer_append(&body, text, strlen(text), frame_body_limit) != buffer_ok)
-        return "out of memory";
-    return send_to_server(session, &body);
-}
-
-const char *send_subscription(relay *session)
-{
-    byte_buffer body{};
-    if (subscription_write(&session->wish, &session->hello.modules, &body) != 0)
-        return "out of memory";
-    return send_to_server(session, &body);
-}
-
 // Frames body for the shell; body becomes empty.
 void send_to_shell(relay *session, byte_buffer *body)
 {
@@ -123,13 +107,10 @@ const char *answer_with_failure(relay *session, const char *message)
     return answer(session, result, &reply);
 }
 
-// Goes on with a request that is taken over, as far as it is this side's turn.
-const char *advance_exchange(relay *session, bool *moved)
+// Sends what a request that is taken over asks for.
+const char *send_asked(relay *session)
 {
     exchange *taken = &session->taken_over;
-    *moved = taken->asks;
-    if (!*moved)
-        return nullptr;
     taken->asks = false;
     if (taken->next.size == 0)
         return "out of memory";
@@ -153,9 +134,8 @@ const char *pass_request(relay *session)
     byte_buffer request = frame_reader_take(&session->request);
     session->unanswered++;
     adapters_offer(&session->taken_over, &session->hello, &session->head, &request);
-    bool moved;
     return exchange_idle(&session->taken_over) ? send_to_server(session, &request)
-                                               : advance_exchange(session, &moved);
+                                               : send_asked(session);
 }
 
 // An edit may name modules that the hello has not told of.
@@ -166,30 +146,37 @@ bool needs_library(const relay *session)
 }
 
 // Once; the request waits.
-const char *read_library(relay *session, bool *moved)
+const char *read_library(relay *session)
 {
     session->hello.yang_library = false;
     exchange_read_library(&session->taken_over, &session->hello);
-    return advance_exchange(session, moved);
+    return send_asked(session);
+}
+
+// Sends the gateway's hello, or the subscription.
+const char *send_beginning(relay *session)
+{
+    byte_buffer body{};
+    const bool is_start = session->phase == relay_phase_start;
+    const int result = is_start
+                           ? byte_buffer_add(&body, {hello_text})
+                           : subscription_write(&session->wish, &session->hello.modules, &body);
+    session->phase = is_start ? relay_phase_hello : relay_phase_subscribing;
+    return result == 0 ? send_to_server(session, &body) : "out of memory";
 }
 
 // Starts the next message to the server, if there is one to start.
 const char *advance_requests(relay *session, bool *moved)
 {
     *moved = true;
-    if (session->phase == relay_phase_start) {
-        session->phase = relay_phase_hello;
-        return send_text_to_server(session, hello_text);
-    }
-    if (session->phase == relay_phase_subscribe) {
-        session->phase = relay_phase_subscribing;
-        return send_subscription(session);
-    }
-    if (!exchange_idle(&session->taken_over))
-        return advance_exchange(session, moved);
+    if (session->phase == relay_phase_start || session->phase == relay_phase_subscribe)
+        return send_beginning(session);
     const bool waits_for_shell = is_ours(session) && !outgoing_idle(&session->to_shell);
-    if (is_open(session) && session->request_complete && !waits_for_shell)
-        return needs_library(session) ? read_library(session, moved) : pass_request(session);
+    if (!exchange_idle(&session->taken_over)) {
+        if (session->taken_over.asks)
+            return send_asked(session);
+    } else if (is_open(session) && session->request_complete && !waits_for_shell)
+        return needs_library(session) ? read_library(session) : pass_request(session);
     *moved = false;
     return nullptr;
 }

@@ -92,8 +92,7 @@ int run_turn(shell_process *self)
         connection_poll(each, polls + count);
         count += connection_poll_count;
     });
-    const int time = clock_poll_time(deadline_of(self), clock_milliseconds());
-    if (poll(polls, count, time) < 0 && errno != EINTR && errno != ENOMEM)
+    if (clock_poll(polls, count, deadline_of(self)) != 0)
         return -1;
     const int64_t now = clock_milliseconds();
     if (polls[0].revents != 0)

@@ -242,8 +242,7 @@ int run_turn(gateway *self)
     struct pollfd polls[poll_count] = {};
     polls[poll_signals] = {self->signals.number, POLLIN, 0};
     polls[poll_listener] = {accepts_now(self) ? self->server.socket.number : -1, POLLIN, 0};
-    const int time = clock_poll_time(deadline_of(self), clock_milliseconds());
-    if (poll(polls, poll_count, time) < 0 && errno != EINTR && errno != ENOMEM)
+    if (clock_poll(polls, poll_count, deadline_of(self)) != 0)
         return -1;
     const int64_t now = clock_milliseconds();
     if (polls[poll_signals].revents != 0)
