@@ -83,15 +83,14 @@ xml_step on_end(void *context, const xml_walk *walk, size_t)
 int subscription_write(const subscription_wish *wish, const server_modules *modules,
                        byte_buffer *out)
 {
-    byte_buffer content{};
-    if (append_wish(wish, modules, &content) != 0)
-        return -1;
-    const bool is_plain = content.size == 0;
-    return byte_buffer_add(
-        out, {"<rpc xmlns=\"" NETCONF_BASE_NAMESPACE "\" message-id=\"", subscription_id,
-              "\"><create-subscription xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"",
-              is_plain ? "/>" : ">", byte_buffer_view(&content),
-              is_plain ? "" : "</create-subscription>", "</rpc>"});
+    constexpr char start[] = "<create-subscription xmlns=\"" NETCONF_NOTIFICATION_NAMESPACE "\"";
+    const bool is_plain = wish->stream == nullptr && wish->filter == nullptr;
+    byte_buffer operation{};
+    const bool is_written =
+        byte_buffer_add(&operation, {start, is_plain ? "/>" : ">"}) == 0 &&
+        append_wish(wish, modules, &operation) == 0 &&
+        byte_buffer_add(&operation, {is_plain ? "" : "</create-subscription>"}) == 0;
+    return is_written ? request_write(subscription_id, byte_buffer_view(&operation), out) : -1;
 }
 
 bool subscription_is_answered(const message_head *head)
