@@ -226,8 +226,8 @@ void skip_blanks(std::string_view *text)
 
 bool xml_parser_serves_again(const xmlParserCtxt *parser)
 {
-    constexpr int most_names = 10000;
-    return parser != nullptr && xmlDictSize(parser->dict) <= most_names;
+    constexpr size_t most_known = 65536; // bytes of names
+    return parser != nullptr && xmlDictGetUsage(parser->dict) <= most_known;
 }
 
 int xml_walk_run(xml_walk *walk, std::string_view text, const xml_events *events, void *context)
@@ -258,7 +258,8 @@ int xml_read(std::string_view text, const xml_events *events, void *context)
     if (walk == nullptr)
         walk.reset(new (std::nothrow) xml_walk{});
     const int result = walk != nullptr ? xml_walk_run(walk.get(), text, events, context) : -1;
-    kept = std::move(walk);
+    if (walk != nullptr && xml_parser_serves_again(walk->parser.get()))
+        kept = std::move(walk);
     return result;
 }
 

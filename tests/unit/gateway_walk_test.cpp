@@ -270,6 +270,15 @@ TEST(gateway_walk, one_that_is_used_again_knows_nothing_of_the_text_before)
     }
 }
 
+TEST(gateway_walk, one_that_is_used_again_does_not_keep_all_names)
+{
+    outline made("<a><?" + std::string(1000000, 'n') + " ?></a>");
+    EXPECT_EQ(made.run(), 0);
+    made.text = "<a/>";
+    EXPECT_EQ(made.run(), 0);
+    EXPECT_LT(xmlDictGetUsage(made.walk->parser->dict), 100000U);
+}
+
 TEST(gateway_walk, a_reading_may_stand_in_another)
 {
     static const xml_events inner = {
