@@ -23,14 +23,14 @@ int append_record(byte_buffer *array, const T *record, size_t limit)
 
 int compare_names(const config_entry *one, const config_entry *other)
 {
-    const int order = one->local.compare(other->local);
-    return order != 0 ? order : one->uri.compare(other->uri);
+    const int order = one->element.local.compare(other->element.local);
+    return order != 0 ? order : one->element.uri.compare(other->element.uri);
 }
 
 bool stands_before(const config_entry &one, const config_entry &other)
 {
     const int order = compare_names(&one, &other);
-    return order != 0 ? order < 0 : one.from < other.from;
+    return order != 0 ? order < 0 : one.element.from < other.element.from;
 }
 
 const xml_element *current_element(const configuration *config)
@@ -63,9 +63,7 @@ size_t key_count(const configuration *config)
 
 void begin_entry(configuration *config)
 {
-    const xml_element *element = current_element(config);
-    config->current = {
-        element->uri, element->local, element->from, element->content, 0, key_count(config), 0, {}};
+    config->current = {*current_element(config), 0, key_count(config), 0, {}};
     config->last_local = {};
     config->last_is_key = false;
 }
@@ -89,7 +87,8 @@ int end_child(configuration *config, size_t end, const content_marks *marks)
         config->keys.size -= sizeof(config_span);
     config->last_local = child->local;
     config->last_uri = child->uri;
-    config->last_is_key = !is_twin && !marks->has_children && child->uri == config->current.uri &&
+    config->last_is_key = !is_twin && !marks->has_children &&
+                          child->uri == config->current.element.uri &&
                           end - child->from <= key_limit;
     const config_span key = {static_cast<uint32_t>(child->from), static_cast<uint32_t>(end)};
     return config->last_is_key ? append_record(&config->keys, &key, key_memory) : 0;
@@ -171,7 +170,6 @@ void configuration_sort(configuration *config)
 const char *configuration_read_reply(configuration *config, std::string_view text)
 {
     static const xml_events events = {reply_start, configuration_text, reply_end};
-    config->text = text;
     const int result = xml_walk_run(&config->walk, text, &events, config);
     if (config->depth == 0)
         return "the server gives no data";

@@ -18,12 +18,9 @@ constexpr size_t config_entry_limit = size_t{1} << 20;
 constexpr char configuration_unreadable[] = "the configuration cannot be followed";
 
 struct config_entry {
-    std::string_view uri; // lives as long as the configuration's walk
-    std::string_view local;
-    size_t from;     // where its start tag begins ...
-    size_t content;  // ... and ends
-    size_t end;      // after its end tag
-    size_t key_from; // its children that may be keys, among those of all entries
+    xml_element element; // its namespace lives as long as the configuration's walk
+    size_t end;          // after its end tag
+    size_t key_from;     // its children that may be keys, among those of all entries
     size_t key_count;
     content_marks marks;
 };
@@ -36,7 +33,6 @@ struct config_span {
 
 // Value-initialise. Far too large for the stack.
 struct configuration {
-    std::string_view text;
     xml_element parent;    // of the nodes at its top
     unsigned depth;        // of the parent
     byte_buffer inherited; // the attributes that declare what holds in the parent, innermost first

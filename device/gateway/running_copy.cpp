@@ -111,7 +111,6 @@ int read_copy(std::string_view request, copy_reader *reader)
 {
     static const xml_events events = {copy_start, copy_text, copy_end};
     *reader->copy = {};
-    reader->config->text = request;
     return xml_walk_run(&reader->config->walk, request, &events, reader);
 }
 

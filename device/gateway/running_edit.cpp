@@ -62,23 +62,9 @@ std::unique_ptr<edit_parts> read_parts(const running_source *source, std::string
     return *reason == nullptr ? std::move(parts) : nullptr;
 }
 
-// The name of an entry's element as written.
-std::string_view written_name(const configuration *config, const config_entry *entry)
+std::string_view written_name(const xml_element *element)
 {
-    const char *from = config->text.data() + entry->from + 1;
-    return {from, static_cast<size_t>(entry->local.data() + entry->local.size() - from)};
-}
-
-bool is_empty_tag(const configuration *config, const config_entry *entry)
-{
-    return config->text[entry->content - 2] == '/';
-}
-
-std::string_view attributes_of(const configuration *config, const config_entry *entry)
-{
-    const size_t from = entry->from + 1 + written_name(config, entry).size();
-    const size_t end = entry->content - (is_empty_tag(config, entry) ? 2 : 1);
-    return config->text.substr(from, end - from);
+    return {element->prefix.data(), element->prefix.size() + element->local.size()};
 }
 
 // What an entry with these attributes declares or inherits under a name.
@@ -135,21 +121,21 @@ void append_keys(edit_text *out, const configuration *running, const config_entr
 {
     const config_span *keys = configuration_keys(running, entry);
     for (size_t at = 0; at < entry->key_count; at++)
-        append(out, {running->text.substr(keys[at].from, keys[at].end - keys[at].from)});
+        append(out, {running->walk.text.substr(keys[at].from, keys[at].end - keys[at].from)});
 }
 
 // Appends what removes an entry of running.
 void append_removal(edit_text *out, const configuration *running, const config_entry *entry)
 {
-    const std::string_view name = written_name(running, entry);
-    const std::string_view own = attributes_of(running, entry);
+    const xml_element *element = &entry->element;
+    const std::string_view name = written_name(element);
     append(out, {"<", name});
-    append_declarations(out, running, own);
-    append_operation(out, running, own, out->removal);
+    append_declarations(out, running, element->attributes);
+    append_operation(out, running, element->attributes, out->removal);
     append(out, {">"});
     const std::string_view content =
-        running->text.substr(entry->content, entry->end - entry->content);
-    if (is_empty_tag(running, entry) || entry->marks.has_children)
+        running->walk.text.substr(element->content, entry->end - element->content);
+    if (entry->marks.has_children)
         append_keys(out, running, entry);
     else
         append(out, {content.substr(0, content.rfind('<'))});
@@ -159,11 +145,11 @@ void append_removal(edit_text *out, const configuration *running, const config_e
 // Appends what puts an entry of the source in its place.
 void append_replacement(edit_text *out, const configuration *source, const config_entry *entry)
 {
-    const std::string_view name = written_name(source, entry);
-    const size_t name_end = entry->from + 1 + name.size();
+    const std::string_view name = written_name(&entry->element);
+    const size_t name_end = entry->element.from + 1 + name.size();
     append(out, {"<", name});
-    append_operation(out, source, attributes_of(source, entry), "replace");
-    append(out, {source->text.substr(name_end, entry->end - name_end)});
+    append_operation(out, source, entry->element.attributes, "replace");
+    append(out, {source->walk.text.substr(name_end, entry->end - name_end)});
 }
 
 // Whether the entries of one name are not the same ones.
@@ -294,7 +280,7 @@ const char *running_edit_check(const running_source *source, std::string_view ru
     while (parts != nullptr && name->empty() &&
            entry_group_next(&parts->running, &parts->source, &group)) {
         if (differs(&group))
-            *name = group.running_count > 0 ? group.running->local : group.source->local;
+            *name = (group.running_count > 0 ? group.running : group.source)->element.local;
     }
     return reason;
 }

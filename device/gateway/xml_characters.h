@@ -1,8 +1,5 @@
-// Which characters of a server's message pass as they are.
-//
-// What does not: bytes that are not UTF-8 and characters that XML forbids, with
-// which no message can go on; controls: U+007F to U+009F, which XML allows and a
-// terminal obeys; carriage returns; and ';', which may end a reference to one.
+// Which characters of a server's message pass as they are: not those that XML forbids or a terminal
+// obeys (blank_filter.h), nor ';', which may end a reference to one.
 #pragma once
 
 #include <stddef.h>
