@@ -63,15 +63,15 @@ size_t key_count(const configuration *config)
 
 void begin_entry(configuration *config)
 {
-    config->current = {*current_element(config), 0, key_count(config), 0, {}};
+    config->current = {*current_element(config), key_count(config), 0, {}};
     config->last_local = {};
     config->last_is_key = false;
 }
 
-int end_entry(configuration *config, size_t end, const content_marks *marks)
+int end_entry(configuration *config, const content_marks *marks)
 {
     config_entry *entry = &config->current;
-    entry->end = end;
+    entry->element.end = current_element(config)->end;
     entry->key_count = key_count(config) - entry->key_from;
     entry->marks = *marks;
     config->has_operation = config->has_operation || marks->has_operation;
@@ -79,7 +79,7 @@ int end_entry(configuration *config, size_t end, const content_marks *marks)
 }
 
 // Takes the end of a child of an entry.
-int end_child(configuration *config, size_t end, const content_marks *marks)
+int end_child(configuration *config, const content_marks *marks)
 {
     const xml_element *child = current_element(config);
     const bool is_twin = child->local == config->last_local && child->uri == config->last_uri;
@@ -89,8 +89,8 @@ int end_child(configuration *config, size_t end, const content_marks *marks)
     config->last_uri = child->uri;
     config->last_is_key = !is_twin && !marks->has_children &&
                           child->uri == config->current.element.uri &&
-                          end - child->from <= key_limit;
-    const config_span key = {static_cast<uint32_t>(child->from), static_cast<uint32_t>(end)};
+                          child->end - child->from <= key_limit;
+    const config_span key = {static_cast<uint32_t>(child->from), static_cast<uint32_t>(child->end)};
     return config->last_is_key ? append_record(&config->keys, &key, key_memory) : 0;
 }
 
@@ -117,11 +117,11 @@ xml_step reply_start(void *context, const xml_walk *walk)
 }
 
 // All is known at the end of the data.
-xml_step reply_end(void *context, const xml_walk *walk, size_t end)
+xml_step reply_end(void *context, const xml_walk *walk)
 {
     if (walk->depth <= reply_data)
         return xml_step_end;
-    return configuration_end(static_cast<configuration *>(context), end);
+    return configuration_end(static_cast<configuration *>(context));
 }
 
 } // namespace
@@ -147,7 +147,7 @@ xml_step configuration_text(void *context, const xml_walk *walk, std::string_vie
     return xml_step_on;
 }
 
-xml_step configuration_end(configuration *config, size_t end)
+xml_step configuration_end(configuration *config)
 {
     const unsigned depth = config->walk.depth;
     if (config->depth == 0 || depth <= config->depth)
@@ -155,9 +155,9 @@ xml_step configuration_end(configuration *config, size_t end)
     const content_marks marks = marks_end(&config->marks, &config->walk);
     int result = 0;
     if (depth == config->depth + 1)
-        result = end_entry(config, end, &marks);
+        result = end_entry(config, &marks);
     else if (depth == config->depth + 2)
-        result = end_child(config, end, &marks);
+        result = end_child(config, &marks);
     return result == 0 ? xml_step_on : xml_step_fail;
 }
 

@@ -19,7 +19,6 @@ constexpr char configuration_unreadable[] = "the configuration cannot be followe
 
 struct config_entry {
     xml_element element; // its namespace lives as long as the configuration's walk
-    size_t end;          // after its end tag
     size_t key_from;     // its children that may be keys, among those of all entries
     size_t key_count;
     content_marks marks;
@@ -63,7 +62,7 @@ struct entry_group {
 // such an event itself, with the configuration for its context.
 xml_step configuration_start(configuration *config);
 xml_step configuration_text(void *context, const xml_walk *walk, std::string_view text);
-xml_step configuration_end(configuration *config, size_t end);
+xml_step configuration_end(configuration *config);
 
 // Sorts the entries, after the walk.
 void configuration_sort(configuration *config);

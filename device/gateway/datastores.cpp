@@ -1,7 +1,5 @@
 #include "device/gateway/datastores.h"
 
-#include "device/gateway/xml_walk.h"
-
 namespace
 {
 
@@ -10,10 +8,10 @@ enum request_depth : unsigned { request_part = 3, request_datastore = 4 };
 
 struct datastores_reader {
     request_datastores found;
-    datastore_name *part; // what the current part names; null: it is of no interest
+    xml_element *part; // what the current part names; null: it is of no interest
 };
 
-datastore_name *part_of(request_datastores *found, const xml_element *element)
+xml_element *part_of(request_datastores *found, const xml_element *element)
 {
     if (xml_is_base(element, "target"))
         return &found->target;
@@ -32,19 +30,19 @@ xml_step on_start(void *context, const xml_walk *walk)
     return xml_step_on;
 }
 
-xml_step on_end(void *context, const xml_walk *walk, size_t end)
+xml_step on_end(void *context, const xml_walk *walk)
 {
     auto *reader = static_cast<datastores_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
     if (walk->depth == request_datastore && reader->part != nullptr &&
         element->uri == netconf_base_namespace)
-        *reader->part = {element->local, element->prefix, element->from, end};
+        *reader->part = *element;
     return xml_step_on;
 }
 
 } // namespace
 
-int datastore_replace(byte_buffer *request, const datastore_name *old, std::string_view name)
+int datastore_replace(byte_buffer *request, const xml_element *old, std::string_view name)
 {
     byte_buffer element{};
     if (byte_buffer_add(&element, {"<", old->prefix, name, "/>"}) != 0)

@@ -114,7 +114,7 @@ xml_step on_start(void *, const xml_walk *walk)
     return has_hello_root(walk) ? xml_step_on : xml_step_fail;
 }
 
-xml_step on_end(void *context, const xml_walk *walk, size_t)
+xml_step on_end(void *context, const xml_walk *walk)
 {
     auto *reader = static_cast<hello_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];

@@ -74,8 +74,6 @@ xml_step copy_start(void *context, const xml_walk *walk)
 {
     auto *reader = static_cast<copy_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
-    if (walk->depth == copy_config)
-        reader->copy->copy = *element;
     if (walk->depth <= copy_config)
         return start_outer(walk);
     if (walk->depth == copy_part)
@@ -91,18 +89,18 @@ xml_step copy_text(void *context, const xml_walk *walk, std::string_view text)
     return is_wanted(reader, walk) ? configuration_text(reader->config, walk, text) : xml_step_on;
 }
 
-xml_step copy_end(void *context, const xml_walk *walk, size_t end)
+xml_step copy_end(void *context, const xml_walk *walk)
 {
     auto *reader = static_cast<copy_reader *>(context);
     if (is_wanted(reader, walk))
-        return configuration_end(reader->config, end);
+        return configuration_end(reader->config);
     if (walk->depth == copy_datastore)
         reader->in_config = false;
     if (walk->depth == copy_part)
         return reader->has_datastore ? xml_step_on : xml_step_fail;
     if (walk->depth > copy_config)
         return xml_step_on;
-    reader->copy->copy_end = end;
+    reader->copy->copy = walk->open[copy_config - 1];
     const bool is_copy = walk->depth == copy_config && reader->has_target && reader->has_source;
     return is_copy ? xml_step_end : xml_step_fail;
 }

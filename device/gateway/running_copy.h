@@ -13,7 +13,6 @@
 struct running_copy {
     bool from_startup; // the source is the startup datastore; else config is
     xml_element copy;  // its namespace is known to be the base one, and not kept
-    size_t copy_end;   // after copy's end tag
 };
 
 // Whether the request is a copy-config to running from a configuration of its

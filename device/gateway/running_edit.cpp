@@ -134,7 +134,7 @@ void append_removal(edit_text *out, const configuration *running, const config_e
     append_operation(out, running, element->attributes, out->removal);
     append(out, {">"});
     const std::string_view content =
-        running->walk.text.substr(element->content, entry->end - element->content);
+        running->walk.text.substr(element->content, element->end - element->content);
     if (entry->marks.has_children)
         append_keys(out, running, entry);
     else
@@ -149,7 +149,7 @@ void append_replacement(edit_text *out, const configuration *source, const confi
     const size_t name_end = entry->element.from + 1 + name.size();
     append(out, {"<", name});
     append_operation(out, source, entry->element.attributes, "replace");
-    append(out, {source->walk.text.substr(name_end, entry->end - name_end)});
+    append(out, {source->walk.text.substr(name_end, entry->element.end - name_end)});
 }
 
 // Whether the entries of one name are not the same ones.
@@ -243,7 +243,7 @@ void append_edit(edit_text *out, std::string_view request, const edit_parts *par
                  prefix, "target><", prefix, "running/></", prefix, "target><", prefix,
                  "error-option>rollback-on-error</", prefix, "error-option>"});
     append_config(out, parts);
-    append(out, {"</", prefix, "edit-config>", request.substr(parts->copy.copy_end)});
+    append(out, {"</", prefix, "edit-config>", request.substr(copy->end)});
 }
 
 size_t edit_limit(const running_source *source, std::string_view running_reply)

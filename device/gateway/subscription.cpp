@@ -66,7 +66,7 @@ struct start_reader {
     bool is_own;
 };
 
-xml_step on_end(void *context, const xml_walk *walk, size_t)
+xml_step on_end(void *context, const xml_walk *walk)
 {
     auto *reader = static_cast<start_reader *>(context);
     const bool is_number = walk->depth == 3 &&

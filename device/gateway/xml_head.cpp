@@ -98,7 +98,7 @@ struct error_finder {
     bool is_found;
 };
 
-xml_step find_error(void *context, const xml_walk *walk, size_t)
+xml_step find_error(void *context, const xml_walk *walk)
 {
     auto *finder = static_cast<error_finder *>(context);
     finder->is_found = xml_is_base(&walk->open[walk->depth - 1], finder->name) &&
@@ -106,7 +106,7 @@ xml_step find_error(void *context, const xml_walk *walk, size_t)
     return finder->is_found ? xml_step_end : xml_step_on;
 }
 
-xml_step read_error(void *context, const xml_walk *walk, size_t)
+xml_step read_error(void *context, const xml_walk *walk)
 {
     const xml_element *element = &walk->open[walk->depth - 1];
     const bool is_message = xml_is_base(element, "error-message");

@@ -128,7 +128,8 @@ void on_start(void *context, const xmlChar *local, const xmlChar *prefix, const 
 void on_end(void *context, const xmlChar *, const xmlChar *, const xmlChar *)
 {
     auto *walk = static_cast<xml_walk *>(context);
-    take_step(walk, walk->events->end(walk->context, walk, position(walk)));
+    walk->open[walk->depth - 1].end = position(walk);
+    take_step(walk, walk->events->end(walk->context, walk));
     while (walk->space_count > 0 && walk->spaces[walk->space_count - 1].depth == walk->depth)
         walk->space_count--;
     walk->is_leaf = false;

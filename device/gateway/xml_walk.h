@@ -29,6 +29,7 @@ struct xml_element {
     std::string_view attributes; // as written, with the blanks around them
     size_t from;                 // where its start tag begins ...
     size_t content;              // ... and ends
+    size_t end;                  // after its end tag, once that has been read
     bool has_operation;          // an attribute says what an edit shall do with it
 };
 
@@ -52,7 +53,7 @@ struct xml_walk;
 struct xml_events {
     xml_step (*start)(void *context, const xml_walk *walk);
     xml_step (*text)(void *context, const xml_walk *walk, std::string_view text);
-    xml_step (*end)(void *context, const xml_walk *walk, size_t end); // end: after its end tag
+    xml_step (*end)(void *context, const xml_walk *walk);
 };
 
 using xml_parser = released_ptr<xmlParserCtxt, xmlFreeParserCtxt>;

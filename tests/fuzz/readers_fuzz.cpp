@@ -142,10 +142,11 @@ xml_step check_start(void *context, const xml_walk *walk)
     return xml_step_on;
 }
 
-xml_step check_end(void *context, const xml_walk *walk, size_t end)
+xml_step check_end(void *context, const xml_walk *walk)
 {
     const std::string_view text = static_cast<walked_document *>(context)->message;
     const xml_element &element = walk->open[walk->depth - 1];
+    const size_t end = element.end;
     const bool is_empty = end == element.content && text.substr(end - 2, 2) == "/>";
     const size_t close = text.substr(0, end).rfind('<');
     const std::string tag = "</" + std::string(element.prefix) + std::string(element.local);

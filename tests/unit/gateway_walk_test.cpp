@@ -43,13 +43,13 @@ struct outline {
         return xml_step_on;
     }
 
-    static xml_step end(void *context, const xml_walk *walk, size_t end)
+    static xml_step end(void *context, const xml_walk *walk)
     {
         auto *self = static_cast<outline *>(context);
         const xml_element *element = &walk->open[walk->depth - 1];
         self->found += ")";
-        EXPECT_EQ(self->text[end - 1], '>');
-        EXPECT_GE(end, element->content);
+        EXPECT_EQ(self->text[element->end - 1], '>');
+        EXPECT_GE(element->end, element->content);
         return element->local == self->last ? self->at_last : xml_step_on;
     }
 
@@ -281,17 +281,17 @@ TEST(gateway_walk, one_that_is_used_again_does_not_keep_all_names)
 
 TEST(gateway_walk, a_reading_may_stand_in_another)
 {
-    static const xml_events inner = {
-        nullptr, nullptr, [](void *context, const xml_walk *walk, size_t) {
-            *static_cast<std::string *>(context) += walk->open[walk->depth - 1].local;
-            return xml_step_on;
-        }};
-    static const xml_events outer = {
-        nullptr, nullptr, [](void *context, const xml_walk *walk, size_t) {
-            EXPECT_EQ(xml_read("<x><y/></x>", &inner, context), 0);
-            *static_cast<std::string *>(context) += walk->open[walk->depth - 1].local;
-            return xml_step_on;
-        }};
+    static const xml_events inner = {nullptr, nullptr, [](void *context, const xml_walk *walk) {
+                                         *static_cast<std::string *>(context) +=
+                                             walk->open[walk->depth - 1].local;
+                                         return xml_step_on;
+                                     }};
+    static const xml_events outer = {nullptr, nullptr, [](void *context, const xml_walk *walk) {
+                                         EXPECT_EQ(xml_read("<x><y/></x>", &inner, context), 0);
+                                         *static_cast<std::string *>(context) +=
+                                             walk->open[walk->depth - 1].local;
+                                         return xml_step_on;
+                                     }};
     std::string found;
     EXPECT_EQ(xml_read("<a><b/></a>", &outer, &found), 0);
     EXPECT_EQ(found, "yxbyxa");

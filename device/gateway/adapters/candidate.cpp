@@ -142,9 +142,9 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     if ((!is_copy && strcmp(head->operation, "edit-config") != 0) || head->message_id == nullptr)
         return adapter_leaves;
     const request_datastores named = request_datastores_read(byte_buffer_view(request));
-    if (named.target.name != "running")
+    if (named.target.local != "running")
         return adapter_leaves;
-    if (is_copy && named.source.name == "candidate") {
+    if (is_copy && named.source.local == "candidate") {
         exchange->rounds = candidate_request_publish;
         ask(exchange, head->message_id.get(), candidate_step_commit);
         return adapter_takes;
@@ -164,7 +164,7 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
 candidate_step begin_comparison(exchange *exchange)
 {
     const request_datastores named = request_datastores_read(byte_buffer_view(&exchange->request));
-    const bool is_startup = named.source.name == "startup";
+    const bool is_startup = named.source.local == "startup";
     datastore_replace(&exchange->request, &named.target, "running");
     return is_startup ? candidate_step_startup : candidate_step_running;
 }

@@ -17,10 +17,7 @@ enum option_depth : unsigned { option_operation = 2, option_part = 3 };
 
 // What is dropped of a request.
 struct option_cleaning {
-    struct {
-        size_t from;
-        size_t to;
-    } dropped[drop_limit];
+    xml_element dropped[drop_limit];
     unsigned count;
 };
 
@@ -33,13 +30,13 @@ xml_step on_start(void *, const xml_walk *walk)
 }
 
 // All is known at the end of the operation, which is the first child of its parent.
-xml_step on_end(void *context, const xml_walk *walk, size_t end)
+xml_step on_end(void *context, const xml_walk *walk)
 {
     auto *cleaning = static_cast<option_cleaning *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
     const bool is_option = walk->depth == option_part && xml_is_base(element, "error-option");
     if (is_option && cleaning->count < drop_limit)
-        cleaning->dropped[cleaning->count++] = {element->from, end};
+        cleaning->dropped[cleaning->count++] = *element;
     return walk->depth <= option_operation ? xml_step_end : xml_step_on;
 }
 
@@ -52,7 +49,7 @@ adapter_verdict clean(const char *operation, const message_head *head, byte_buff
         xml_read(byte_buffer_view(request), &events, &cleaning) != 0)
         return adapter_leaves;
     for (unsigned at = cleaning.count; at > 0; at--)
-        byte_buffer_replace(request, cleaning.dropped[at - 1].from, cleaning.dropped[at - 1].to,
+        byte_buffer_replace(request, cleaning.dropped[at - 1].from, cleaning.dropped[at - 1].end,
                             "");
     return cleaning.count > 0 ? adapter_rewrites : adapter_leaves;
 }

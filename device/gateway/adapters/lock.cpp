@@ -23,7 +23,7 @@ bool applies(const server_hello *hello)
 adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
 {
     if (strcmp(head->operation, "edit-config") != 0 || head->message_id == nullptr ||
-        request_datastores_read(byte_buffer_view(request)).target.name != "running")
+        request_datastores_read(byte_buffer_view(request)).target.local != "running")
         return adapter_leaves;
     exchange->request = byte_buffer_take(request);
     exchange->step = lock_step_lock;

@@ -112,15 +112,15 @@ xml_step on_start(void *context, const xml_walk *walk)
     return xml_step_on;
 }
 
-void end_child(data_writer *writer, const xml_element *open, size_t end)
+void end_child(data_writer *writer, const xml_element *open)
 {
     const xml_element *child = &open[reply_child - 1];
-    const std::string_view text = writer->reply.substr(child->from, end - child->from);
+    const std::string_view text = writer->reply.substr(child->from, child->end - child->from);
     const std::string_view data_attributes = open[reply_data - 1].attributes;
     copy_until(writer, child->from + 1 + child->prefix.size() + child->local.size());
     append_inherited(writer, child, text, data_attributes, {});
     append_inherited(writer, child, text, open[reply_root - 1].attributes, data_attributes);
-    copy_until(writer, end);
+    copy_until(writer, child->end);
 }
 
 void end_outer(data_writer *writer, size_t end, std::string_view tag)
@@ -132,13 +132,14 @@ void end_outer(data_writer *writer, size_t end, std::string_view tag)
     writer->copied = end;
 }
 
-xml_step on_end(void *context, const xml_walk *walk, size_t end)
+xml_step on_end(void *context, const xml_walk *walk)
 {
+    const size_t end = walk->open[walk->depth - 1].end;
     auto *writer = static_cast<data_writer *>(context);
     if (writer->copied == 0) // there are no data
         return xml_step_fail;
     if (walk->depth == reply_child)
-        end_child(writer, walk->open, end);
+        end_child(writer, walk->open);
     else if (walk->depth == reply_data)
         end_outer(writer, end, "</data>");
     else if (walk->depth == reply_root)

@@ -38,14 +38,14 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     if ((!reads && !writes) || head->message_id == nullptr)
         return adapter_leaves;
     const request_datastores named = request_datastores_read(byte_buffer_view(request));
-    if ((reads ? named.source.name : named.target.name) != "startup")
+    if ((reads ? named.source.local : named.target.local) != "startup")
         return adapter_leaves;
     if (reads && exchange->server->wanted.startup_is_running) {
         datastore_replace(request, &named.source, "running");
         return adapter_leaves; // without memory as it is
     }
     const bool is_saved =
-        named.source.name == "running" && exchange->server->wanted.startup_is_running;
+        named.source.local == "running" && exchange->server->wanted.startup_is_running;
     exchange->step = is_saved ? startup_step_saved : startup_step_missing;
     exchange_ask_body(exchange, request, false);
     return adapter_takes;

@@ -14,11 +14,6 @@ namespace
 // The depths of a request's elements.
 enum request_depth : unsigned { request_operation = 2, request_part = 3 };
 
-struct operation_finder {
-    xml_element operation;
-    size_t end; // after its end tag
-};
-
 xml_step on_start(void *, const xml_walk *walk)
 {
     const xml_element *element = &walk->open[walk->depth - 1];
@@ -26,13 +21,11 @@ xml_step on_start(void *, const xml_walk *walk)
     return asks ? xml_step_fail : xml_step_on;
 }
 
-xml_step on_end(void *context, const xml_walk *walk, size_t end)
+xml_step on_end(void *operation, const xml_walk *walk)
 {
     if (walk->depth != request_operation)
         return xml_step_on;
-    auto *finder = static_cast<operation_finder *>(context);
-    finder->operation = walk->open[request_operation - 1];
-    finder->end = end;
+    *static_cast<xml_element *>(operation) = walk->open[request_operation - 1];
     return xml_step_end;
 }
 
@@ -42,19 +35,18 @@ bool reads(const message_head *head, std::string_view request)
     if (strcmp(head->operation, "copy-config") != 0)
         return strcmp(head->operation, "get") == 0 || strcmp(head->operation, "get-config") == 0;
     const request_datastores named = request_datastores_read(request);
-    return !named.source.name.empty() && named.target.name != "running";
+    return !named.source.local.empty() && named.target.local != "running";
 }
 
 // The element becomes the last one of the operation. False: there is no memory for it.
-bool append_part(byte_buffer *request, const operation_finder *finder, std::string_view element)
+bool append_part(byte_buffer *request, const xml_element *operation, std::string_view element)
 {
     const std::string_view text = byte_buffer_view(request);
-    const size_t end = finder->end;
+    const size_t end = operation->end;
     if (text[end - 2] != '/') {
         const size_t at = text.rfind("</", end - 1);
         return byte_buffer_replace(request, at, at, element) == 0;
     }
-    const xml_element *operation = &finder->operation;
     byte_buffer rest{};
     return byte_buffer_add(&rest, {">", element, "</", operation->prefix, operation->local, ">"}) ==
                0 &&
@@ -79,10 +71,10 @@ adapter_verdict take_request(exchange *exchange, const message_head *head, byte_
     const std::string_view element = defaults_asked(exchange->server);
     if (element.empty() || !reads(head, byte_buffer_view(request)))
         return adapter_leaves;
-    operation_finder finder{};
-    if (xml_read(byte_buffer_view(request), &events, &finder) != 0)
+    xml_element operation{};
+    if (xml_read(byte_buffer_view(request), &events, &operation) != 0)
         return adapter_leaves;
-    return append_part(request, &finder, element) ? adapter_rewrites : adapter_leaves;
+    return append_part(request, &operation, element) ? adapter_rewrites : adapter_leaves;
 }
 
 } // namespace

@@ -62,7 +62,7 @@ xml_step end_module(library_reader *reader)
     return server_modules_add(reader->modules, name, uri) == 0 ? xml_step_on : xml_step_fail;
 }
 
-xml_step on_end(void *context, const xml_walk *walk, size_t)
+xml_step on_end(void *context, const xml_walk *walk)
 {
     auto *reader = static_cast<library_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
