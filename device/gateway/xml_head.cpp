@@ -74,8 +74,8 @@ void on_document_type(void *context, const xmlChar *, const xmlChar *, const xml
     xmlStopParser(static_cast<head_scan *>(context)->parser);
 }
 
-// Makes a parser ready; false: no memory.
-bool ready(xml_parser *parser)
+// Makes a parser ready. 0, or -1: no memory.
+int prepare(xml_parser *parser)
 {
     xmlSAXHandler handler{};
     handler.initialized = XML_SAX2_MAGIC;
@@ -86,9 +86,8 @@ bool ready(xml_parser *parser)
     else if (xmlCtxtResetPush(parser->get(), nullptr, 0, nullptr, nullptr) != 0)
         parser->reset();
     // Character references in attribute values are to be resolved.
-    if (*parser != nullptr)
-        xmlCtxtUseOptions(parser->get(), XML_PARSE_NOENT | XML_PARSE_NONET);
-    return *parser != nullptr;
+    return *parser != nullptr ? xmlCtxtUseOptions(parser->get(), XML_PARSE_NOENT | XML_PARSE_NONET)
+                              : -1;
 }
 
 // An element that is looked for among the errors of a reply.
@@ -126,7 +125,7 @@ xml_step read_error(void *context, const xml_walk *walk)
 message_head message_head_read(std::string_view message)
 {
     static xml_parser parser;
-    if (!ready(&parser))
+    if (prepare(&parser) != 0)
         return {};
     head_scan scan{};
     scan.parser = parser.get();
