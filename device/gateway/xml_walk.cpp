@@ -170,7 +170,8 @@ int give_piece(void *context, char *buffer, int size)
     const bool is_broken = walk->parser != nullptr && walk->parser->wellFormed == 0;
     if (is_broken || walk->step != xml_step_on)
         return -1;
-    if (walk->parser != nullptr && xmlDictSize(walk->parser->dict) > names_limit)
+    if (walk->parser != nullptr &&
+        xmlDictSize(walk->parser->dict) - walk->known_names > names_limit)
         walk->usable = walk->text.substr(0, walk->given);
     measure_tags(walk, walk->given + static_cast<size_t>(size));
     const size_t got = walk->usable.copy(buffer, static_cast<size_t>(size), walk->given);
@@ -205,6 +206,7 @@ int open_parser(xml_walk *walk)
         return -1;
     xmlParserCtxt *parser = walk->parser.get();
     // The depth is limited here, and of long texts only pieces are held.
+    walk->known_names = xmlDictSize(parser->dict);
     xmlCtxtUseOptions(parser,
                       XML_PARSE_NONET | XML_PARSE_NOENT | XML_PARSE_HUGE | XML_PARSE_IGNORE_ENC);
     xmlParserInputBuffer *pieces =

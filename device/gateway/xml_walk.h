@@ -72,6 +72,7 @@ struct xml_walk {
     std::string_view usable; // the part of the text that the parser may get ...
     size_t given;            // ... and how much it has got
     size_t measured;         // how much has been looked at for long tags
+    int known_names;         // that the parser has from earlier texts
     unsigned depth;          // elements that are open
     unsigned space_count;
     bool is_leaf; // no element has ended since the last start tag

@@ -71,7 +71,7 @@ std::string outline_of(const std::string &text)
 int run_quietly(const std::string &text)
 {
     static const xml_events events = {nullptr, nullptr,
-                                      [](void *, const xml_walk *, size_t) { return xml_step_on; }};
+                                      [](void *, const xml_walk *) { return xml_step_on; }};
     const auto walk = std::make_unique<xml_walk>();
     return xml_walk_run(walk.get(), text, &events, nullptr);
 }
