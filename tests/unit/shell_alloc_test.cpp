@@ -153,6 +153,22 @@ TEST_F(shell_alloc_test, a_complaint_follows_what_was_printed)
     EXPECT_EQ(both.text(), "first, addargs - vasprintf: Cannot allocate memory\n");
 }
 
+TEST_F(shell_alloc_test, a_line_without_memory_empties_a_vector_and_leaves_its_array)
+{
+    args vector = {};
+    addargs(&vector, "%s", "set 1");
+    ASSERT_EQ(vector.argc, 2);
+    alloc_calls_left = 0;
+    addargs(&vector, "%s", "2");
+    alloc_calls_left = -1;
+    EXPECT_EQ(vector.argc, 0);
+    ASSERT_NE(vector.argv, nullptr);
+    EXPECT_STREQ(vector.argv[0], "set");
+    EXPECT_EQ(vector.capacity, 8);
+    vector.argc = 2;
+    args_free(&vector);
+}
+
 TEST_F(shell_alloc_test, joining_and_growing)
 {
     sweep([] {},

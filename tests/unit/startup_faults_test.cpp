@@ -114,6 +114,27 @@ TEST_F(startup_faults_test, a_shell_starts)
     EXPECT_STREQ(session.pwd, "/");
 }
 
+TEST_F(startup_faults_test, a_session_that_is_told_to_end_reads_nothing)
+{
+    ASSERT_EQ(start(""), 0);
+    int input[2];
+    ASSERT_EQ(pipe(input), 0);
+    ASSERT_EQ(write(input[1], "quit\n", 5), 5);
+    close(input[1]);
+    const int before = dup(STDIN_FILENO);
+    dup2(input[0], STDIN_FILENO);
+    session.quit = 1;
+    EXPECT_EQ(printed_by([] { EXPECT_EQ(run_interactive(), 0); }), "");
+    char unread[8];
+    EXPECT_EQ(read(input[0], unread, sizeof unread), 5);
+    dup2(before, STDIN_FILENO);
+    close(before);
+    close(input[0]);
+    EXPECT_EQ(session.pwd, nullptr);
+    EXPECT_STREQ(session.prompt, "/$ ");
+    EXPECT_EQ(session.redis, nullptr);
+}
+
 TEST_F(startup_faults_test, debug_output_cannot_be_enabled)
 {
     expect_call_failure({"conf_dbg_enable", fault_error, 0}, 0, "", {});
