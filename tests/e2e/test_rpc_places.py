@@ -212,3 +212,11 @@ def test_one_command_at_a_time(machine, place):
     assert run("commit") == printed_ok(1)
     assert machine.tarnd.requests == [place.called("<delay>2</delay>")]
     assert profile() == f"[pwd]\n{place.parent}\n\n[config]\n\n[rpc]\n\n[rpc_para]\n\n%%%\n"
+
+
+def test_single_commands_call_it_without_input(machine, place):
+    for words, output in ((place.path,), ""), (("commit",), printed_ok(1)):
+        result = machine.one_shot(*words)
+        assert (result.status, result.stdout.decode()) == (0, output)
+    assert machine.tarnd.requests == [place.called("")]
+    assert machine.log.texts(DEBUG, ERROR) == []
