@@ -290,6 +290,23 @@ TEST_F(profile_test, zero_bytes_and_whole_pages_are_kept)
     EXPECT_EQ(profile(), text + "\nL\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
 }
 
+// The file is searched in pieces of a page: a header, and the empty line that ends a
+// section, may begin in one and end in the next.
+TEST_F(profile_test, sections_are_found_wherever_a_page_ends)
+{
+    for (size_t size = 4060; size <= 4100; size++) {
+        std::string head = "[pwd]\n/\n\n[config]\nset /m/c/x ";
+        head += std::string(size - head.size(), 'v');
+        write_profile(head + "\n\n[rpc]\n/m/r\n\n[rpc_para]\n\n\n%%%\n");
+        EXPECT_EQ(profile_put_line("[config]", "L", profile_append), 0) << size;
+        EXPECT_EQ(profile_put_line("[rpc_para]", "M", profile_append), 0) << size;
+        EXPECT_EQ(profile(), head + "\nL\n\n[rpc]\n/m/r\n\n[rpc_para]\nM\n\n\n%%%\n");
+        set_text(&session.rpc_path, nullptr);
+        EXPECT_EQ(profile_load_start(), 0);
+        EXPECT_STREQ(session.rpc_path, "/m/r") << size;
+    }
+}
+
 TEST_F(profile_test, a_line_is_no_format)
 {
     EXPECT_EQ(profile_put_line("[config]", "set /m/c/x %n%s", profile_append), 0);
