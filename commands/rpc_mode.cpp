@@ -1,7 +1,6 @@
 #include "commands/rpc_mode.h"
 
 #include <stdio.h>
-#include <string.h>
 
 #include "base/args.h"
 #include "base/session.h"
@@ -37,9 +36,7 @@ int rpc_mode_enter(const char *line)
     if (words.argc == 0)
         return -1;
     const place at = place_of(words.argv[0]);
-    const bool names_current_rpc =
-        at.path && session.rpc_path != nullptr && strcmp(at.path.get(), session.rpc_path) == 0;
-    if (!place_is_known(at) && !names_current_rpc) {
+    if (!place_is_known(at)) {
         print_error_parameter(words.argv[0]);
         return -1;
     }

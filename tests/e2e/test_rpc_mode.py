@@ -226,6 +226,7 @@ def test_an_rpc_without_an_input_node(machine):
         ("/$ ", "/acme/bare", ""),
         ("\n[bare]$ ", "ls", ""),
         ("\n[bare]$ ", "set x 1", "error parameter: x\r\n"),
+        ("\n[bare]$ ", ".", "error parameter: .\r\n" + no_such(".")),
         ("\n[bare]$ ", "commit", printed_ok(1)),
         end=ACME,
     )
