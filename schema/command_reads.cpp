@@ -134,10 +134,11 @@ bool has_each_field_once(const redisReply *whole)
     return std::adjacent_find(names.get(), end) == end;
 }
 
+// An empty array is how redis answers for a hash that is missing.
 bool is_hash(const redisReply *reply)
 {
-    return reply != nullptr && reply->type == REDIS_REPLY_ARRAY &&
-           (reply->elements == 0 || reply->element != nullptr) && has_each_field_once(reply);
+    return reply != nullptr && reply->type == REDIS_REPLY_ARRAY && reply->elements != 0 &&
+           reply->element != nullptr && has_each_field_once(reply);
 }
 
 } // namespace

@@ -98,6 +98,12 @@ TEST_F(descendants_test, a_missing_hash_is_an_empty_set)
     EXPECT_EQ(result, 0);
     EXPECT_EQ(captured_log_take(),
               (log_lines{{15, "[DEBUG] Failed to get entrys with key:/nix from DB\n"}}));
+    // What redis itself answers for it.
+    fake_redis_answer("/nix", fake_reply_empty_array);
+    EXPECT_EQ(children("/nix"), "");
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(captured_log_take(),
+              (log_lines{{15, "[DEBUG] Failed to get entrys with key:/nix from DB\n"}}));
 }
 
 TEST_F(descendants_test, a_short_record_is_skipped)
