@@ -109,6 +109,20 @@ reply_ptr keep(std::string_view hash, std::string_view field, reply_ptr reply)
     return lent(kept->reply);
 }
 
+// A name as the library gets it: a zero byte follows it, as far as there is memory for a
+// copy, also where it is a part of a path. Its length is told all the same.
+struct library_name {
+    std::string_view name;
+    heap_text copy;
+
+    explicit library_name(std::string_view text) : name(text), copy(text_copy(text)) {}
+
+    const char *get() const
+    {
+        return copy ? copy.get() : name.data();
+    }
+};
+
 // Whether there is a database to ask, and the command may ask it.
 bool may_ask()
 {
@@ -188,9 +202,11 @@ reply_ptr read_field(std::string_view hash, std::string_view field)
         return reply_string(found).data() != nullptr ? lent(found) : nullptr;
     if (!may_ask())
         return nullptr;
+    const library_name hash_name(hash);
+    const library_name field_name(field);
     scrub_registers();
-    reply_ptr reply(redis_hash_get_bin_safe(session.redis, hash.data(), hash.size(), field.data(),
-                                            field.size()));
+    reply_ptr reply(redis_hash_get_bin_safe(session.redis, hash_name.get(), hash.size(),
+                                            field_name.get(), field.size()));
     if (reply_string(reply.get()).data() == nullptr)
         return nullptr;
     return keep(hash, field, std::move(reply));
@@ -203,7 +219,8 @@ reply_ptr read_hash(std::string_view hash)
         return lent(found);
     if (!may_ask() || std::count(hash.begin(), hash.end(), '/') > deepest)
         return nullptr;
+    const library_name hash_name(hash);
     scrub_registers();
-    reply_ptr reply(redis_hash_get_all_bin_safe(session.redis, hash.data(), hash.size()));
+    reply_ptr reply(redis_hash_get_all_bin_safe(session.redis, hash_name.get(), hash.size()));
     return is_hash(reply.get()) ? keep(hash, {}, std::move(reply)) : nullptr;
 }

@@ -24,6 +24,7 @@ struct fake_state {
     int open_connections = 0;
     int reads = 0;
     int database = -1;
+    int unended_names = 0;
     std::vector<std::string> asked;
 };
 
@@ -90,6 +91,12 @@ redisReply *reply_arranged(fake_reply kind)
         break;
     }
     return nullptr;
+}
+
+std::string name_taken(const char *name, size_t length)
+{
+    state.unended_names += name[length] != '\0';
+    return {name, length};
 }
 
 // Counts a read; true when the test arranged that it gets *reply.
@@ -248,6 +255,11 @@ int fake_redis_database()
     return state.database;
 }
 
+int fake_redis_unended_names()
+{
+    return state.unended_names;
+}
+
 std::vector<std::string> fake_redis_take_asked()
 {
     return std::exchange(state.asked, {});
@@ -274,18 +286,19 @@ int redis_select(redisContext *connection, int database)
 redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, size_t hash_length,
                                     const char *field, size_t field_length)
 {
-    std::string name(hash, hash_length);
+    const std::string name = name_taken(hash, hash_length);
+    const std::string field_name = name_taken(field, field_length);
     redisReply *reply;
-    state.asked.push_back("HGET " + name + " " + std::string(field, field_length));
+    state.asked.push_back("HGET " + name + " " + field_name);
     if (!read_is_arranged(connection, name, &reply))
-        reply = find_field(name, std::string(field, field_length));
+        reply = find_field(name, field_name);
     return handed_out(reply);
 }
 
 redisReply *redis_hash_get_all_bin_safe(redisContext *connection, const char *hash,
                                         size_t hash_length)
 {
-    std::string name(hash, hash_length);
+    const std::string name = name_taken(hash, hash_length);
     redisReply *reply;
     state.asked.push_back("HGETALL " + name);
     if (!read_is_arranged(connection, name, &reply)) {

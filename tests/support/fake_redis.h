@@ -76,5 +76,8 @@ int fake_redis_open_connections();
 int fake_redis_reads();
 int fake_redis_database();
 
+// Names that were asked for and that no zero byte followed.
+int fake_redis_unended_names();
+
 // What has been asked for since the last call: "HGET hash field", "HGETALL hash".
 std::vector<std::string> fake_redis_take_asked();

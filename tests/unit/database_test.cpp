@@ -154,6 +154,14 @@ TEST_F(database_test, replies_that_hold_no_string_are_absent)
     }
 }
 
+// A library may go by it instead of the length.
+TEST_F(database_test, a_zero_byte_follows_each_name)
+{
+    found("/m/c/l[name=1]");
+    schema_hash(std::string_view("/m/c/x", 4));
+    EXPECT_EQ(fake_redis_unended_names(), 0);
+}
+
 TEST_F(database_test, whole_hashes)
 {
     hash_fields fields = schema_hash("/m/c/l2");
