@@ -85,7 +85,7 @@ void change_workspace(const place &at, char *argument)
     if (length > workspace_length) {
         enters = can_enter(at, argument);
     } else {
-        enters = length < workspace_length && path_is_within(workspace.get(), path);
+        enters = path_is_within(workspace.get(), path);
         if (!enters) {
             unmask_all(argument);
             printf("error: node:%s  is not existed.\r\n", argument);

@@ -151,6 +151,13 @@ TEST_F(navigation_test, a_shorter_path_that_does_not_hold_the_workspace)
     EXPECT_TRUE(stays_at("/mo/x", "/m"));
 }
 
+TEST_F(navigation_test, the_refusal_shows_what_was_typed)
+{
+    fake_redis_put_node("/m/c", "a-rather-long-name", fake_container);
+    stand_at("/m/c/a-rather-long-name");
+    EXPECT_EQ(cd("../l[name='a b/c']"), "error: node:../l[name='a b/c']  is not existed.\r\n");
+}
+
 TEST_F(navigation_test, an_equally_long_path_counts_as_not_holding_it)
 {
     EXPECT_TRUE(stays_at("/o", "/m"));
