@@ -48,10 +48,7 @@ int add_case_children(listing_entry **item, const descendant_set *children)
 {
     for (const descendant *node = children->nodes; node != nullptr; node = node->next) {
         const heap_text name = text_concat({" ", node->name});
-        if (!name)
-            return -1;
-        unmask_keys(name.get());
-        if (add_piece(item, name.get(), display_class(node)) != 0)
+        if (!name || add_piece(item, name.get(), display_class(node)) != 0)
             return -1;
     }
     for (const choice_entry *choice = children->choices; choice != nullptr; choice = choice->next) {
