@@ -36,7 +36,7 @@ heap_text enter_list_workspace(heap_text path, const char *workspace)
     const size_t length = strlen(workspace);
     const bool continues = strlen(path.get()) > length && text_starts_with(path.get(), workspace) &&
                            path.get()[length] == '/';
-    if (!continues || strcmp(workspace, "/") == 0 || path_is_list_entry(workspace) ||
+    if (!continues || path_is_list_entry(workspace) ||
         place_kind(place_at(workspace, path_scope_session)) != node_kind_list)
         return path;
     const std::string_view name = path_last_component(workspace);

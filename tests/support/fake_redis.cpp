@@ -277,10 +277,8 @@ redisContext *redis_connect(void)
 
 int redis_select(redisContext *connection, int database)
 {
-    if (connection == nullptr)
-        return -1;
     state.database = database;
-    return 0;
+    return connection != nullptr ? 0 : -1;
 }
 
 redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, size_t hash_length,

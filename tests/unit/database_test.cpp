@@ -40,9 +40,11 @@ TEST_F(database_test, connecting_selects_database_4)
     EXPECT_NE(session.redis, nullptr);
     EXPECT_EQ(fake_redis_database(), 4);
     redis_freeconn(session.redis);
+    fake_redis_reset();
     fake_redis_set_reachable(false);
     EXPECT_EQ(schema_connect(), -1);
     EXPECT_EQ(session.redis, nullptr);
+    EXPECT_EQ(fake_redis_database(), 4); // asked for before it is known whether there is one
     EXPECT_EQ(captured_log_take(), log_lines{});
 }
 

@@ -241,6 +241,17 @@ TEST_F(export_file_test, a_file_that_cannot_be_removed_is_written_over)
     EXPECT_EQ(captured_log_take(), log_lines{});
 }
 
+TEST_F(export_file_test, what_is_made_to_look_at_it_is_the_operator_s_alone)
+{
+    unlink_error = EPERM;
+    umask(0);
+    EXPECT_EQ(export_file_clear(path), 0);
+    umask(022);
+    struct stat64 status = {};
+    ASSERT_EQ(__real_lstat64(path, &status), 0);
+    EXPECT_EQ(status.st_mode, mode_t{S_IFREG | 0700});
+}
+
 // The same without any help, for those who are not root.
 TEST_F(export_file_test, others_file_in_a_directory_where_it_cannot_be_removed)
 {

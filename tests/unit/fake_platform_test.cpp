@@ -163,8 +163,9 @@ TEST(fake_redis, can_be_out_of_reach)
     fake_redis_reset();
     fake_redis_set_reachable(false);
     EXPECT_EQ(redis_connect(), nullptr);
-    EXPECT_EQ(redis_select(nullptr, 4), -1);
     EXPECT_EQ(fake_redis_database(), -1);
+    EXPECT_EQ(redis_select(nullptr, 4), -1);
+    EXPECT_EQ(fake_redis_database(), 4);
     redis_freeconn(nullptr);
     redis_freereply(nullptr);
     EXPECT_EQ(fake_redis_open_connections(), 0);
