@@ -281,6 +281,24 @@ TEST_F(datastore_files_test, import_of_an_empty_file)
     EXPECT_EQ(captured_log_take(), (log_lines{{11, "[ERROR] input file is EMPTY.\n\n"}}));
 }
 
+TEST_F(datastore_files_test, import_of_a_file_that_cannot_be_opened)
+{
+    write_content("<data>1</data>");
+    struct rlimit limit = {};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    struct rlimit low = limit;
+    low.rlim_cur = 0;
+    captured_log_take();
+    EXPECT_EQ(printed_by([&] {
+                  setrlimit(RLIMIT_NOFILE, &low);
+                  cmd_import_config("import-config /tmp/export.xml running");
+                  setrlimit(RLIMIT_NOFILE, &limit);
+              }),
+              "");
+    EXPECT_EQ(captured_log_take(), (log_lines{{11, "[ERROR] Opening input file failed.\r\n\n"}}));
+    EXPECT_EQ(session.message_id, 0U);
+}
+
 TEST_F(datastore_files_test, import_refusals)
 {
     const std::string line = "import-config /tmp/export.xml running";
