@@ -121,6 +121,8 @@ TEST_F(descendants_test, kinds_without_children)
     EXPECT_EQ(result, 0);
     EXPECT_EQ(children("/m/r"), "");
     EXPECT_EQ(result, 0);
+    EXPECT_EQ(children("/m/r/input"), ""); // the rpc has not been entered
+    EXPECT_EQ(result, 0);
     for (int kind : {9, 11, 12, 31}) {
         fake_redis_put_node("/m", "odd", kind);
         fake_redis_put_node("/m/odd", "inside", fake_leaf);
