@@ -134,9 +134,7 @@ int list_keys(const place &list, key_names *keys)
     if (!fields.reply) {
         log_debug("[DEBUG] Failed to get %.*s from db\n", static_cast<int>(schema_path.size()),
                   schema_path.data());
-        // The hash of a list without keys is missing while the list is there.
-        if (!schema_path_exists(schema_path))
-            return -1;
+        return -1;
     }
     for (size_t i = 0; i < fields.count; i++) {
         if (key_names_add(keys, hash_field_name(fields, i)) != 0)

@@ -45,5 +45,5 @@ bool place_is_config(const place &at);
 bool place_takes_value(const place &at);
 
 // The key leaves of the list that a place is, or is an entry of, in the order of the
-// database; 0, or -1 when the database cannot be read. A list without keys has none.
+// database; 0, or -1 (logged) when it has none or cannot be read.
 int list_keys(const place &list, key_names *keys);

@@ -251,7 +251,8 @@ def test_an_entry_of_state_data_is_no_list(machine):
 def test_a_list_without_keys(machine):
     machine.load(STATES)
     line = "\n/acme/box/line$ "
-    machine.dialogue(*go("acme", "box", "line"), (line, "add-listentry id 1", NO_KEYS))
+    no_keys = "failed to get list's keys \r\n"
+    machine.dialogue(*go("acme", "box", "line"), (line, "add-listentry id 1", no_keys))
 
 
 FORGETTING = [

@@ -312,15 +312,14 @@ class TestKeys:
                 "cd l[k=1]",
                 "error: child node is not existed or another choice case is set.\r\n",
             ),
-            (bare, "add-listentry k 1", "failed to get list's key:value \r\n"),
+            (bare, "add-listentry k 1", "failed to get list's keys \r\n"),
             (bare, "get-config -r .", printed_no_data(3)),
         )
         unread = "[DEBUG] Failed to get /m/o[]/l from db\n"
         unasked = [unread, "[DEBUG] failed to get list[/m/o[k=a/b]/l] key\n",
                    "[DEBUG] error:get nclist \r\n \n"]  # fmt: skip
-        expect = "[DEBUG] expect 0 kvs but 1 in fact\n"
         logged = [text for _, text in machine.log.texts(DEBUG)]
-        assert logged == [NO_LIST[1]] * 2 + unasked * 2 + [unread, expect]
+        assert logged == [NO_LIST[1]] * 2 + unasked * 2 + [unread]
 
     def test_the_name_of_a_wrong_key_is_logged_as_it_is_typed(self, machine):
         load(machine, list_("l", ["k"], leaf("k")))

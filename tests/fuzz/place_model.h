@@ -68,13 +68,11 @@ class place_model
     std::optional<std::vector<std::string>> keys(const std::string &list_path) const
     {
         const auto path = schema_path(list_path, true);
-        if (!path || (hashes.count(*path) == 0 && !exists(*path)))
+        if (!path || hashes.count(*path) == 0)
             return std::nullopt;
         std::vector<std::string> names;
-        if (hashes.count(*path) != 0) {
-            for (const model_field &key : hashes.at(*path))
-                names.push_back(key.name);
-        }
+        for (const model_field &key : hashes.at(*path))
+            names.push_back(key.name);
         return names;
     }
 

@@ -314,7 +314,7 @@ TEST_F(place_test, keys_of_a_list_inside_a_case)
 TEST_F(place_test, keys_that_cannot_be_read)
 {
     fake_redis_put_node("/m", "keyless", fake_list);
-    EXPECT_EQ(keys_of("/m/keyless"), ""); // a list without keys
+    EXPECT_EQ(keys_of("/m/keyless"), "(none)");
     EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] Failed to get /m/keyless from db\n"}}));
     EXPECT_EQ(keys_of("/m/nix"), "(none)");
     captured_log_take();
