@@ -142,27 +142,18 @@ std::string constraint_text(const lysc_type *type)
     }
 }
 
-// In the order of LY_DATA_TYPE.
-constexpr const char *base_type_names[] = {"",
-                                           "binary",
-                                           "uint8",
-                                           "uint16",
-                                           "uint32",
-                                           "uint64",
-                                           "string",
-                                           "bits",
-                                           "boolean",
-                                           "decimal64",
-                                           "empty",
-                                           "enumeration",
-                                           "identityref",
-                                           "instance-identifier",
-                                           "leafref",
-                                           "union",
-                                           "int8",
-                                           "int16",
-                                           "int32",
-                                           "int64"};
+// In the order of LY_DATA_TYPE. The first is that of a type which libyang leaves unset: a leaf's
+// boolean that has a name, a default and units is no copy of what has the name, as all others are.
+constexpr const char *base_type_names[] = {"boolean",     "binary",
+                                           "uint8",       "uint16",
+                                           "uint32",      "uint64",
+                                           "string",      "bits",
+                                           "boolean",     "decimal64",
+                                           "empty",       "enumeration",
+                                           "identityref", "instance-identifier",
+                                           "leafref",     "union",
+                                           "int8",        "int16",
+                                           "int32",       "int64"};
 static_assert(sizeof base_type_names / sizeof base_type_names[0] == LY_DATA_TYPE_COUNT);
 
 std::string member_text(const char *name, const lysc_type *type)

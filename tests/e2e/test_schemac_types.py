@@ -208,3 +208,16 @@ def test_unions_of_unions_in_several_places(server, run, write):
     )
     good(run("m"))
     assert server.content()["/m"].keys() == {"x", "r"}
+
+
+def test_a_named_boolean_with_a_default_and_units(server, run, write):
+    """libyang leaves the type of the second one unset."""
+    write(
+        "m",
+        """typedef t { type boolean; } typedef s { type t; default true; }
+           leaf a { type s; } leaf b { type s; units q; mandatory true; }""",
+    )
+    good(run("m"))
+    fields = server.content()["/m"]
+    assert fields["a"] == node(LEAF, True, "boolean", "[s, default true]")
+    assert fields["b"] == node(LEAF, True, "boolean", "[s, units q, mandatory]")
