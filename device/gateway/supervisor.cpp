@@ -32,6 +32,9 @@ constexpr int64_t accept_pause = 500;
 // How many shells one turn accepts.
 constexpr int accept_turn = 16;
 
+// So many processes that have ended are asked for in one turn.
+constexpr unsigned reaped_in_a_turn = 64;
+
 // How many shells beyond the limit are waited for, to tell them.
 constexpr size_t refused_most = 32;
 
@@ -187,11 +190,17 @@ void take_end(gateway *self, size_t at, const siginfo_t *end)
 }
 
 // Asks for every child, which may be what a shell's process has left behind: signals of several
-// may have become one.
+// may have become one. Of very many some are left to the next turn, so that nobody who makes
+// ever more of them keeps the gateway from all else.
 void reap(gateway *self)
 {
     siginfo_t end{};
+    unsigned left = reaped_in_a_turn;
     while (waitid(P_ALL, 0, &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid != 0) {
+        if (left-- == 0) {
+            raise(SIGCHLD);
+            return;
+        }
         for (size_t at = 0; at < self->slots.count; at++) {
             const std::atomic<int32_t> *commands = self->slots.list[at].commands;
             if (commands[0] == end.si_pid || commands[1] == end.si_pid)

@@ -862,6 +862,23 @@ def test_the_gateway_reaps_what_a_command_leaves_behind(bench):
     wait_for(lambda: bench.gateway.sessions() == [], "it is not reaped")
 
 
+def test_the_gateway_reaps_many_at_once(bench):
+    """More than it does in one turn."""
+    fifo = os.path.join(bench.directory, "fifo")
+    os.mkfifo(fifo)
+    leave = "for n in $(seq 100); do (setsid sh -c 'read line' <&3 &); done"
+    bench.start(command=["sh", "-c", f"exec 3<{fifo}; {leave}; echo left >&2; read line"])
+    shell = bench.gateway.shell()
+    with open(fifo, "wb"):
+        bench.gateway.wait_for_log("left\n")
+        wait_for(lambda: len(bench.gateway.sessions()) == 101, "they are others' children")
+        os.kill(bench.gateway.process.pid, signal.SIGSTOP)
+    wait_for(lambda: not any(map(is_running, bench.gateway.sessions()[1:])), "they do not end")
+    os.kill(bench.gateway.process.pid, signal.SIGCONT)
+    wait_for(lambda: len(bench.gateway.sessions()) == 1, "they are not reaped")
+    shell.close()
+
+
 def test_a_process_that_hangs_stops_nobody_else(bench):
     _, stuck_peer = bench.session()
     stuck = bench.gateway.sessions()[0]
