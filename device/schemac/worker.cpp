@@ -256,7 +256,8 @@ std::string death_text(int status)
                std::to_string(lower_limit(RLIMIT_CPU, processor_seconds)) + " seconds";
     if (number == SIGABRT || number == SIGKILL)
         return "the compiler gave up, probably for lack of memory";
-    return "the compiler died of signal " + std::to_string(number);
+    return "the compiler died of signal " + std::to_string(number) +
+           "; leave the module out, or change it";
 }
 
 int wait_for(pid_t child)
