@@ -72,14 +72,13 @@ struct session_record {
     int quit;     // non-zero ends the interactive loop before the next read
     int oneshot;  // 1 while one command is run from the arguments
     struct tinyrl *tinyrl;
-    uint16_t send_seq;    // sequence of the next frame (link/exchange.h)
-    fd_set listen_fds;    // the listener's descriptors (link/listener.h)
-    pthread_mutex_t lock; // the exchange lock (link/exchange_lock.h)
-    int session_id;       // given by the daemon
-    redisContext *redis;  // the schema database (schema/database.h)
-    command_reads *reads; // what the current command has read there; null for no command
-    known_entries
-        *entries_known;    // what a list on the server holds (browse/known_entries.h), or null
+    uint16_t send_seq;            // sequence of the next frame (link/exchange.h)
+    fd_set listen_fds;            // the listener's descriptors (link/listener.h)
+    pthread_mutex_t lock;         // the exchange lock (link/exchange_lock.h)
+    int session_id;               // given by the daemon
+    redisContext *redis;          // the schema database (schema/database.h)
+    command_reads *reads;         // what the current command has read there; null for none
+    known_entries *entries_known; // of a list on the server (browse/known_entries.h), or null
     list_record **entries; // head cell of the list entries added here (cmdtree/local_entries.h)
     void *entry_index;     // of these by list path, a tree of search.h
     int profile_refused;   // 1 once the log says what the profile is (profile/profile_file.h)
