@@ -1,6 +1,6 @@
 // Staged changes leave the session before the request is sent: whatever becomes
-// of the exchange, they are not sent twice. When it fails, the detached tree is
-// not freed and RPC mode goes on.
+// of the exchange, they are not sent twice. When it fails, the detached tree loses its
+// values and is not freed, and RPC mode goes on.
 #include "commands/commands.h"
 
 #include <stdio.h>
@@ -91,6 +91,13 @@ int exchange_request(text_buffer *request)
     return result == request_answered ? 0 : -1;
 }
 
+// Wipes the values of changes that stay in the log and are staged no longer.
+void wipe_values(const command_log &log)
+{
+    for (const cmd_node *node = log.first; node != nullptr; node = node->log_next)
+        text_wipe(node->value);
+}
+
 // Makes sure that all is staged; false when only a part of a profile could be read,
 // which must not be sent as if it were all. A profile that cannot be opened
 // holds nothing, but an rpc must not be called without its input.
@@ -118,8 +125,10 @@ int cmd_commit(const char *line)
     if (!request.data)
         return 0;
     cmd_node *sent = tree_detach(tree);
-    if (exchange_request(&request) != 0)
+    if (exchange_request(&request) != 0) {
+        wipe_values(tree->log);
         return 0;
+    }
     tree_free_node(sent);
     local_entries_forget(session.rpc_path, nullptr);
     rpc_mode_leave();

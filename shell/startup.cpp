@@ -100,19 +100,20 @@ void take_deferred_signal()
 // so that nothing of the line is left above what run_lines overwrites.
 [[gnu::noinline]] bool run_line()
 {
-    const heap_text line(tinyrl_readline(session.tinyrl, session.prompt, nullptr));
-    if (!line) {
+    char *const read = tinyrl_readline(session.tinyrl, session.prompt, nullptr);
+    if (read == nullptr) {
         pause_after_end_of_input();
         return true;
     }
-    if (*line == '\0')
+    const secret_block line(read, strlen(read)); // in its whole length: a command may cut it
+    if (line.size == 0)
         return true;
-    const dispatch_result result = dispatch(line.get());
+    const dispatch_result result = dispatch(line.data);
     known_entries_rest();
     if (result == dispatch_leave)
         return false;
     if (result != dispatch_nothing)
-        history_add(tinyrl_get_history(session.tinyrl), line.get());
+        history_add(tinyrl_get_history(session.tinyrl), line.data);
     return true;
 }
 

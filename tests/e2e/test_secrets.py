@@ -18,7 +18,7 @@ import pytest
 import redis
 from support import memory, servers, spilling, tracing, valgrind
 from support.example import EXAMPLE
-from support.tarnd import pause, session_reply
+from support.tarnd import frame, pause, session_reply
 
 SECRET = "q7Vd-Zx2K.9mWp-Lr4T.uB"
 SET = f"set /acme/box/name {SECRET}"
@@ -128,8 +128,32 @@ def test_a_parameter_is_gone_when_it_is_no_longer_staged(machine, end):
 
 
 @pytest.mark.parametrize(
+    "lines",
+    [
+        [SET],
+        [f"set /acme/box/tag {SECRET}", f"set /acme/box/tag {SECRET[::-1]}"],
+        ["/acme/reset", f"set who {SECRET}"],
+    ],
+)
+def test_a_value_is_gone_when_its_commit_has_no_answer(machine, lines):
+    machine.tarnd.on_request = lambda request: [frame("", length=2**32 - 1)]
+    shell = machine.terminal()
+    shell.expect_exact("/$ ")
+    for line in (*lines, "commit", "get-config -l"):
+        shell.send(line + "\r")
+        shell.expect_exact("$ ")
+    assert "<" not in shell.before.decode()  # nothing is staged
+    for line in TYPED_OVER:
+        shell.send(line + "\r")
+        shell.expect_exact("$ ")
+    assert found_in(shell.pid) == found_in(shell.pid, SECRET[::-1]) == []
+
+
+@pytest.mark.parametrize(
     "line",
     [
+        f"help {SECRET}",
+        f"help '{SECRET[:2]} {SECRET}'",
         f"set /acme/box/none {SECRET}",
         f"set /acme/box {SECRET}",
         f"set /acme/box/name {SECRET} {SECRET}",
