@@ -575,6 +575,17 @@ def test_a_runtime_directory_of_somebody_else(client):
     assert os.listdir(client.path("ours")) == ["kept"]
 
 
+@pytest.mark.skipif(os.geteuid() != 0, reason="only root can be another user")
+def test_a_runtime_directory_that_somebody_else_names(client):
+    """Made by us, it would be ours, and he could exchange it for another."""
+    os.mkdir(client.path("his"))
+    os.chown(client.path("his"), 65534, 65534)
+    client.environment |= {"XDG_RUNTIME_DIR": client.path("his", "none"), "HOME": client.path()}
+    assert client.run("--stop", "router")[0] == 0
+    assert os.listdir(client.path("his")) == []
+    assert os.listdir(client.path(".cache", "vandel", "run")) == ["lock"]
+
+
 @pytest.mark.parametrize(
     "arguments, text",
     [

@@ -30,9 +30,11 @@ def private(path):
 
 
 def runs_directory():
-    if os.path.isabs(os.environ.get("XDG_RUNTIME_DIR", "")):
-        # That of somebody else, which su leaves in the environment, may have links.
-        return private(os.path.join(private(os.environ["XDG_RUNTIME_DIR"]), "vandel"))
+    given = os.environ.get("XDG_RUNTIME_DIR", "")
+    # That of somebody else, which su leaves in the environment, may have links. One that is
+    # not there is not made: in a directory of his he could exchange it later.
+    if os.path.isabs(given) and os.path.isdir(given):
+        return private(os.path.join(private(given), "vandel"))
     return private(os.path.join(private(os.path.expanduser("~/.cache/vandel")), "run"))
 
 
