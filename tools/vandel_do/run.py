@@ -156,9 +156,14 @@ class Run:
             return Text(lambda piece: None)
         if self.options.form == "text":
             return Text(self.stdout.write)
-        # In the place of an answer's text stands its document.
-        is_asking = line.split()[0] in ASKING
-        return Text(tell, lambda: is_asking and self.relay.answered()[0] is not None)
+        if line.split()[0] not in ASKING:
+            return Text(tell, lambda: False)
+        # In the place of an answer's text stands its document. An answer that is none, for a
+        # control character in it perhaps, is shown as the shell has it, but for those.
+        return Text(
+            lambda piece: tell(without_controls(piece)),
+            lambda: self.relay.answered()[0] is not None,
+        )
 
     def _give_up(self, place, line, text, status):
         """After the shell has left, or is about to be ended."""
