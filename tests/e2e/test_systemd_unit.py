@@ -44,6 +44,12 @@ def test_it_exposes_little(unit):
     assert result.returncode == 0, result.stdout
 
 
+def test_it_shares_no_memory(unit):
+    """Neither a read-only system nor devices of its own keep it from /dev/shm."""
+    lines = unit.read_text().splitlines()
+    assert {"InaccessiblePaths=/dev/shm", "PrivateIPC=yes"} <= set(lines)
+
+
 def test_its_line_starts_a_gateway_with_the_options_and_the_command_of_the_file(unit, tmp_path):
     (line,) = re.findall(r"(?m)^ExecStart=(.*)$", unit.read_text())
     (tmp_path / "vandel" / "router").mkdir(parents=True)
