@@ -12,6 +12,7 @@ namespace
 {
 
 constexpr char private_namespace[] = TARND_NAMESPACE;
+constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 
 // A head that needs more than this is not one of those that matter here.
 constexpr size_t head_size_limit = 65536;
@@ -130,7 +131,9 @@ message_head message_head_read(std::string_view message)
     head_scan scan{};
     scan.parser = parser.get();
     parser->userData = &scan;
-    const std::string_view text = message.substr(0, head_size_limit);
+    // A parser that is used again takes no byte order mark.
+    const size_t start = message.starts_with(byte_order_mark) ? byte_order_mark.size() : 0;
+    const std::string_view text = message.substr(start, head_size_limit);
     for (size_t at = 0; at < text.size() && scan.elements < 2; at += head_piece_size) {
         const std::string_view piece = text.substr(at, head_piece_size);
         if (xmlParseChunk(parser.get(), piece.data(), static_cast<int>(piece.size()),

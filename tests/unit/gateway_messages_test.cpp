@@ -232,6 +232,14 @@ TEST(gateway_head, notifications)
     EXPECT_EQ(head_of("<notifications xmlns=\"" + uri + "\"/>").kind, message_other);
 }
 
+TEST(gateway_head, each_message_may_begin_with_a_byte_order_mark)
+{
+    const std::string text =
+        "\xEF\xBB\xBF<rpc xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'><get/></rpc>";
+    for (int times = 0; times < 2; times++)
+        EXPECT_STREQ(head_of(text).operation, "get");
+}
+
 TEST(gateway_head, a_message_with_a_document_type_is_not_looked_at)
 {
     const message_head head =
