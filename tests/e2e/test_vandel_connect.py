@@ -586,6 +586,23 @@ def test_a_runtime_directory_that_somebody_else_names(client):
     assert os.listdir(client.path(".cache", "vandel", "run")) == ["lock"]
 
 
+@pytest.mark.skipif(os.geteuid() != 0, reason="only root can be another user")
+@pytest.mark.parametrize("name", ["his/there", "his/link/there", "his/last/", "his/last/."])
+def test_a_runtime_directory_that_somebody_else_can_exchange(client, name):
+    """It is ours, but only for now, as what he has linked to is."""
+    for path in ("his/there", "ours/there"):
+        os.makedirs(client.path(path))
+        os.chmod(client.path(path), 0o700)
+    for link, path in (("his/link", "ours"), ("his/last", "ours/there")):
+        os.symlink(client.path(path), client.path(link))
+        os.lchown(client.path(link), 65534, 65534)
+    os.chown(client.path("his"), 65534, 65534)
+    client.environment |= {"XDG_RUNTIME_DIR": client.path(name), "HOME": client.path()}
+    assert client.run("--stop", "router")[0] == 0
+    assert os.listdir(client.path("his/there")) + os.listdir(client.path("ours/there")) == []
+    assert os.listdir(client.path(".cache", "vandel", "run")) == ["lock"]
+
+
 @pytest.mark.parametrize(
     "arguments, text",
     [

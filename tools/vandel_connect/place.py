@@ -7,8 +7,10 @@ live. So the next run knows what one has left whose housekeeper was killed.
 import contextlib
 import fcntl
 import os
+import pathlib
 import shutil
 import signal
+import stat
 import tempfile
 from urllib.parse import quote
 
@@ -29,12 +31,20 @@ def private(path):
     return path
 
 
+def _is_of_another(path):
+    """Whether somebody else may put what he likes in the place of what is below it."""
+    status = os.lstat(path)
+    is_for_all = stat.S_ISDIR(status.st_mode) and status.st_mode & 0o1002 == 0o002
+    return is_for_all or status.st_uid not in (0, os.geteuid())
+
+
 def runs_directory():
-    given = os.environ.get("XDG_RUNTIME_DIR", "")
+    given = pathlib.Path(os.environ.get("XDG_RUNTIME_DIR", ""))  # without a slash at its end
     # That of somebody else, which su leaves in the environment, may have links. One that is
-    # not there is not made: in a directory of his he could exchange it later.
-    if os.path.isabs(given) and os.path.isdir(given):
-        return private(os.path.join(private(given), "vandel"))
+    # not there is not made, nor is one used that is there for now: in a directory of his he
+    # could exchange it later.
+    if given.is_absolute() and os.path.isdir(given) and not any(map(_is_of_another, given.parents)):
+        return private(os.path.join(private(str(given)), "vandel"))
     return private(os.path.join(private(os.path.expanduser("~/.cache/vandel")), "run"))
 
 
