@@ -341,6 +341,17 @@ def test_a_value_steers_no_terminal(fleet):
     assert shown in play(f"set vandel-device/{text} 1").results["r1"]["stdout"]
 
 
+@pytest.mark.parametrize("module, option", [("config", "lines"), ("command", "commands")])
+def test_what_a_server_says_at_once_steers_no_terminal(fleet, module, option):
+    """Also where it is no text, the device is unreachable."""
+    # Its output is open until it has said so: ssh ends it with that.
+    way = "sh -c \"printf 'a\\302\\2332J\\033[2J\\342\\200\\256b\\377\\n' >&2\""
+    told = {"names": ("r1",), "connect": [f"-oProxyCommand={way}"], option: ["cd /"]}
+    done = fleet.play(f"vandel_{module}", **told)
+    assert done.results["r1"]["msg"].startswith("a&#x9b;2J&#x1b;[2J&#x202e;b\ufffd\n")
+    assert done.recap == {"r1": {"unreachable"}}
+
+
 def test_a_line_that_the_shell_refuses(fleet):
     done = fleet.play("vandel_config", names=("r1",), lines=["set vandel-device/nonsense 1"])
     assert done.recap == {"r1": {"failed"}}

@@ -16,8 +16,8 @@ ARGUMENTS = {
 REFUSED_BY_DEVICE, UNREACHABLE = 1, 3
 DEEPEST = 40  # levels of a configuration that is laid out; models have half as many
 LONGEST = 255  # characters of a namespace
-# What would steer a terminal, of what XML may hold: Ansible prints it as it stands.
-CONTROLS = re.compile("[\x7f-\x9f\u202a-\u202e\u2066-\u2069]")
+# What would steer a terminal: Ansible prints it as it stands.
+CONTROLS = re.compile("[\0-\x08\x0b-\x1f\x7f-\x9f\u202a-\u202e\u2066-\u2069]")
 # vandel-connect holds the device until its standard input is closed.
 HOLD = 'printf "%s\\n" "$TARND_SOCKET" "$SCHEMA_REDIS" && exec cat'
 
@@ -48,7 +48,7 @@ class Device:
     def _connect(self):
         words = [self.module.get_bin_path("vandel-connect", required=True), "-oBatchMode=yes"]
         words += [*self.module.params["connect"], "--run", "--", self.module.params["host"]]
-        with open(self.path("said"), "w+", encoding="utf-8") as said:
+        with open(self.path("said"), "w+", encoding="utf-8", errors="replace") as said:
             self.connection = subprocess.Popen(
                 [*words, "sh", "-c", HOLD],
                 stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=said, text=True,
@@ -74,8 +74,8 @@ class Device:
         )
 
     def fail(self, status, said, **result):
-        """Ends the module with what was said of a status that is not 0."""
-        said = said.strip()
+        """Ends the module with what was said of a status that is not 0, by the device, too."""
+        said = printable(said.strip())
         if status == UNREACHABLE:
             self.module.exit_json(unreachable=True, msg=said, **result)
         self.module.fail_json(msg=said, rc=status, **result)
