@@ -195,6 +195,25 @@ def test_what_its_name_leads_to_later_stays(far, tmp_path):
     assert not far.frames
 
 
+def test_no_socket_is_made_where_its_name_leads_to(far, tmp_path, monkeypatch):
+    """In a directory that others may use they could reach it, and speak for this user."""
+    listen = relays.Relay._listen  # pylint: disable=protected-access
+
+    def exchange(relay):
+        os.rename(relay.directory, relay.directory + ".moved")
+        os.symlink(tmp_path, relay.directory)
+        listen(relay)
+
+    monkeypatch.setattr(relays.Relay, "_listen", exchange)
+    relay = relays.Relay(print, False)
+    assert os.listdir(tmp_path) == []
+    assert os.listdir(relay.directory + ".moved") == ["tarnd.sock"]
+    relay.stop()
+    os.unlink(relay.directory)
+    os.rmdir(relay.directory + ".moved")
+    assert not far.frames
+
+
 def test_the_socket_of_a_run_is_out_of_reach_of_others(far):
     relay = relays.Relay(print, False)
     assert stat.S_IMODE(os.stat(relay.directory).st_mode) == 0o700

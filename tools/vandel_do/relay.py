@@ -106,7 +106,7 @@ class Relay:
 
     def _listen(self):
         self.listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        self.listener.bind(self.path)
+        self.listener.bind(f"/proc/self/fd/{self.place}/{SOCKET}")
         self.listener.listen(1)
         threading.Thread(target=self._accept, daemon=True).start()
 
