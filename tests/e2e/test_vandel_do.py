@@ -75,6 +75,15 @@ def test_a_script(device):
     ]
 
 
+@pytest.mark.parametrize("code", b"\1\2\3\v\f\16")
+def test_what_the_shell_takes_for_punctuation(device, code):
+    """A key of x, 12, /../../port, 11 and id=y would lead to the port y in the step after."""
+    line = b"set /acme/box/name a%cb" % code
+    result = vandel_do.run(device, "-k", given=line + b"\npwd\n")
+    errors = "vandel-do: line 1: set /acme/box/name ...: the shell has refused it\n"
+    check(result, 2, "/\r\n", errors)
+
+
 def test_a_file(device):
     with open(device.path("lines"), "wb") as file:
         file.write(b"cd acme\npwd")

@@ -1,6 +1,7 @@
 """One run: commands in, output and exit status out."""
 
 import os
+import re
 
 from vandel_do import database, edits, reply
 from vandel_do.messages import Messages
@@ -16,6 +17,9 @@ ASKING = (
     b"import-config", b"export-config",
 )  # fmt: skip
 CHANGING = (b"save", b"copy-config", b"delete-config", b"import-config", b"export-config")
+# What the shell takes for the end of a line, and for "/", ":", a blank, "[", "]", "=" and ","
+# within quotes, so that a key would lead to another entry.
+MISTAKEN = re.compile(rb"[\0-\x03\x0b-\x0e]")
 # With a database that has ended, these say nothing.
 SILENT = ([b"ls"], [b"get-config", b"-l"])
 REASONS = {
@@ -103,7 +107,7 @@ class Run:
         words = line.split()
         if not words:
             return DONE
-        if b"\0" in line or b"\r" in line:
+        if MISTAKEN.search(line):
             status = REFUSED  # the shell would read another line
         elif self.relay.is_lost:
             status = LOST
