@@ -53,8 +53,15 @@ void start_waiting(search *running)
         for (const size_t request : group)
             tried.requests.push_back(running->all->requests[request]);
         worker started = worker_start(is_whole(running, group) ? running->all : &tried);
-        if (started.child < 0 && !running->workers.empty())
-            return; // there may be room when another has ended
+        if (started.child < 0 && !running->workers.empty()) {
+            if (running->workers.size() > 1 || !running->tried[0].empty())
+                return; // there may be room when another has ended
+            // What stores would wait for this one, which gets its room.
+            worker_stop(&running->workers[0]);
+            running->workers.clear();
+            running->tried.clear();
+            continue;
+        }
         running->workers.push_back(std::move(started));
         running->tried.push_back(group);
         running->waiting.pop_front();
@@ -257,6 +264,8 @@ sorted_requests sort_out(const work *all, const work_result *whole)
         start_waiting(&running);
         take_next(&running);
     }
+    if (running.choices != nullptr)
+        munmap(running.choices, sizeof(work_choices) + count);
     sorted_requests sorted = {running.whole, running.is_needed, {}, {}, running.stored};
     for (size_t i = 0; running.is_needed && i < count; i++) {
         if (running.errors[i]->empty())

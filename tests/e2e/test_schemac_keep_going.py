@@ -1,8 +1,11 @@
 """schemac --keep-going: broken modules cost themselves only."""
 
+import os
+
 import pytest
 
-from support.schemac import good
+from support import valgrind
+from support.schemac import BUILD, good, SANITIZED
 
 pytest_plugins = ("support.schemac_fixtures",)
 
@@ -154,6 +157,15 @@ def test_the_order_of_what_is_left_is_its_own(server, run, write):
         orders.append(server.database().hkeys("/base/top"))
         server.database().flushdb()
     assert orders[0] == orders[1] and len(orders[0]) == len(names)
+
+
+@pytest.mark.skipif(SANITIZED or valgrind.ENABLED, reason="what is preloaded comes too late")
+def test_where_there_is_room_for_one_child(server, run, write):
+    """That which waits for the others leaves it to them."""
+    names = write_many(write, {80: "leaf x { type nosuch; }"})
+    preloaded = os.path.join(BUILD, "tests", "libone_child.so")
+    result = run("--keep-going", *names, env={"LD_PRELOAD": preloaded})
+    assert (result.returncode, len(server.content()["/"])) == (2, 149)
 
 
 def test_when_nothing_is_left_the_database_stays(server, run, models):
