@@ -1,5 +1,6 @@
 """./run: a shell on a schema database, a gateway and a real NETCONF server."""
 
+import functools
 import glob
 import os
 import re
@@ -27,7 +28,15 @@ OPENED = (
 )
 
 
+@functools.cache
+def bring_up_to_date(build):
+    """What ./run would build otherwise, it would tell amid what is compared."""
+    lock = os.path.join(build, ".run.lock")
+    subprocess.run(["flock", lock, "ninja", "-C", build, *PROGRAMS], check=True)
+
+
 def run_command(machine, *arguments):
+    bring_up_to_date(machine.build)
     build = valgrind.wrap(machine, *PROGRAMS) if valgrind.ENABLED else machine.build
     return machine.command("env", f"VANDEL_BUILD={build}", os.path.join(ROOT, "run"), *arguments)
 
