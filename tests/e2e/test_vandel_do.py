@@ -323,9 +323,9 @@ def test_json_steers_no_terminal(device):
 
 @pytest.mark.parametrize("form", ["--json", "--xml"])
 def test_an_answer_that_is_no_document_steers_no_terminal(device, form):
-    device.tarnd.on_request = lambda request: "<a>\x1b[2J\u009b2J\u00e9</a>"
+    device.tarnd.on_request = lambda request: "<a>\x1b[2J\u009b2J\r&#13;\u00e9</a>"
     errors = (
-        "vandel-do: the reply is no XML\n\r\n<a>\n  ?[2J?2J\u00e9\n</a>\n"
+        "vandel-do: the reply is no XML\n\r\n<a>\n  ?[2J?2J??\u00e9\n</a>\n"
         "vandel-do: get /acme/box: the device has refused it\n"
     )
     check(vandel_do.run(device, form, "get", "/acme/box"), 1, "", errors)

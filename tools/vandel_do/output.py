@@ -7,7 +7,9 @@ import re
 STDOUT, STDERR = 1, 2
 LIMIT = 1 << 16  # bytes at each end of a text that are kept
 # What would steer a terminal, and bytes that are no character.
-CONTROLS = re.compile("[\0-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f\u202a-\u202e\u2066-\u2069\ud800-\udfff]")
+CONTROLS = re.compile(
+    "[\0-\x08\x0b\x0c\x0e-\x1f\x7f-\x9f\u202a-\u202e\u2066-\u2069\ud800-\udfff]|\r(?!\n)"
+)
 
 
 def printable(text):
