@@ -50,6 +50,12 @@ def test_it_shares_no_memory(unit):
     assert {"InaccessiblePaths=/dev/shm", "PrivateIPC=yes"} <= set(lines)
 
 
+def test_what_is_below_run_is_read_only(unit):
+    """systemd 252 was seen to leave it writable, as /run/lock is for all, where a unit has
+    both ProtectSystem=strict and a /proc of its own."""
+    assert "ReadOnlyPaths=/run" in unit.read_text().splitlines()
+
+
 def test_its_line_starts_a_gateway_with_the_options_and_the_command_of_the_file(unit, tmp_path):
     (line,) = re.findall(r"(?m)^ExecStart=(.*)$", unit.read_text())
     (tmp_path / "vandel" / "router").mkdir(parents=True)
