@@ -8,6 +8,7 @@
 #include <errno.h>
 #include <stdlib.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -18,6 +19,14 @@ namespace
 {
 
 const char *const default_socket = "/run/tarnd.sock";
+
+// How long somebody who listens, and may be anybody still, has to accept.
+constexpr timeval patience = {30, 0};
+
+int limit_sending(int descriptor, timeval limit)
+{
+    return setsockopt(descriptor, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+}
 
 // Connects, however often a signal interrupts; 0 or -1 with errno set.
 int connect_patiently(int descriptor, const sockaddr_un *address)
@@ -34,7 +43,8 @@ int connect_patiently(int descriptor, const sockaddr_un *address)
 // Connects to a daemon of root or of the user; 0 or -1 with errno set.
 int connect_to_trusted(int descriptor, const sockaddr_un *address)
 {
-    if (connect_patiently(descriptor, address) != 0)
+    if (limit_sending(descriptor, patience) != 0 || connect_patiently(descriptor, address) != 0 ||
+        limit_sending(descriptor, {}) != 0)
         return -1;
     if (!peer_is_trusted(descriptor)) {
         errno = EACCES;

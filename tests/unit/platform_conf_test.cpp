@@ -8,11 +8,28 @@
 #include <string.h>
 #include <string>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include "support/other_user.h"
+
+namespace
+{
+
+bool is_patient = true;
+
+} // namespace
+
+// A test cannot wait for as long as an operator.
+extern "C" int setsockopt(int descriptor, int level, int name, const void *value,
+                          socklen_t size) noexcept
+{
+    const timeval soon = {0, 50000};
+    return static_cast<int>(
+        syscall(SYS_setsockopt, descriptor, level, name, is_patient ? value : &soon, size));
+}
 
 struct conf_agent_test : testing::Test {
     void SetUp() override
@@ -59,6 +76,10 @@ TEST_F(conf_agent_test, connects_to_the_named_socket)
     EXPECT_EQ(read(near, text, sizeof text), 5);
     EXPECT_STREQ(text, "hello");
     EXPECT_EQ(fcntl(near, F_GETFD), FD_CLOEXEC);
+    timeval limit = {1, 1};
+    socklen_t size = sizeof limit;
+    EXPECT_EQ(getsockopt(near, SOL_SOCKET, SO_SNDTIMEO, &limit, &size), 0);
+    EXPECT_EQ(limit.tv_sec + limit.tv_usec, 0);
     close(near);
     close(far);
 }
@@ -180,6 +201,20 @@ TEST_F(conf_agent_test, a_signal_does_not_end_the_attempt)
     EXPECT_GE(alarms, 2);
     close(first);
     close(second);
+}
+
+TEST_F(conf_agent_test, who_never_accepts_is_given_up)
+{
+    listen_there(0);
+    setenv("TARND_SOCKET", path.c_str(), 1);
+    int first = conf_agent_init(); // fills the queue
+    ASSERT_GE(first, 0);
+    is_patient = false;
+    errno = 0;
+    EXPECT_LT(conf_agent_init(), 0);
+    EXPECT_EQ(errno, EAGAIN);
+    is_patient = true;
+    close(first);
 }
 
 TEST(conf_dbg_enable_test, always_succeeds)
