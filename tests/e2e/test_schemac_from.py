@@ -3,6 +3,7 @@
 import io
 import itertools
 import os
+import pwd
 import re
 import resource
 import select
@@ -34,7 +35,7 @@ from support.schemac import BUILD, MODELS, REPO, RUN_MODULES, SCHEMAC, compile_r
 from support.servers import HOLDING_MANY_FILES
 
 sys.path.insert(0, os.path.join(REPO, "tools"))
-from schemac_from.cache import write_whole  # noqa: E402  pylint: disable=wrong-import-position
+from schemac_from import cache as kept  # noqa: E402  pylint: disable=wrong-import-position
 from schemac_from.main import Progress  # noqa: E402  pylint: disable=wrong-import-position
 from schemac_from.session import (  # noqa: E402  pylint: disable=wrong-import-position
     Failed,
@@ -761,6 +762,19 @@ def test_where_the_cache_is(device, run, tmp_path):
         shutil.rmtree(tmp_path / place)
 
 
+def test_who_has_no_home_gets_no_cache_where_he_is(monkeypatch):
+    """Others may write there, as in /tmp."""
+
+    def nobody(_):
+        raise KeyError
+
+    monkeypatch.setattr(pwd, "getpwuid", nobody)
+    monkeypatch.setattr(kept, "private", lambda path: path)
+    monkeypatch.delenv("HOME")
+    monkeypatch.setenv("XDG_CACHE_HOME", "")
+    assert os.path.dirname(kept.default_directory(["ssh"])) == "/~/.cache/vandel/schemas"
+
+
 def test_another_command_has_another_cache(device, run, server, tmp_path):
     """What a server plants under a name of others stays with it."""
     environment = {"XDG_CACHE_HOME": str(tmp_path)}
@@ -792,7 +806,7 @@ def test_who_is_killed_leaves_only_what_is_removed_later(device, ask, tmp_path, 
     """A file that is half written has a name that no module has."""
     names = []
     monkeypatch.setattr(os, "rename", lambda source, _: names.append(os.path.basename(source)))
-    write_whole(tmp_path / "m@2024-01-01.yang", b"x")
+    kept.write_whole(tmp_path / "m@2024-01-01.yang", b"x")
     assert [name[0] for name in names] == ["."]
 
 

@@ -2,9 +2,11 @@
 
 import contextlib
 import os
+import pwd
 import shutil
 import signal
 import subprocess
+import sys
 import tempfile
 
 import pexpect
@@ -16,6 +18,9 @@ from support.netconfd import Netconfd
 from support.schemac import BUILD, MODELS, REPO, RUN_MODULES
 from support.processes import children_of, is_running
 from support.servers import HOLDING_MANY_FILES, wait_until
+
+sys.path.insert(0, os.path.join(REPO, "tools"))
+from vandel_connect import place as of_calls  # noqa: E402  pylint: disable=wrong-import-position
 
 PROGRAM = os.path.join(REPO, "tools", "vandel-connect")
 NOTHING_STAGED = "There is no configuration data. \r\n"
@@ -587,20 +592,38 @@ def test_a_runtime_directory_that_somebody_else_names(client):
 
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="only root can be another user")
-@pytest.mark.parametrize("name", ["his/there", "his/link/there", "his/last/", "his/last/."])
+@pytest.mark.parametrize(
+    "name", ["his/there", "his/link/there", "his/last/", "his/last/.", "shared/there"]
+)
 def test_a_runtime_directory_that_somebody_else_can_exchange(client, name):
     """It is ours, but only for now, as what he has linked to is."""
-    for path in ("his/there", "ours/there"):
+    for path in ("his/there", "ours/there", "shared/there"):
         os.makedirs(client.path(path))
         os.chmod(client.path(path), 0o700)
     for link, path in (("his/link", "ours"), ("his/last", "ours/there")):
         os.symlink(client.path(path), client.path(link))
         os.lchown(client.path(link), 65534, 65534)
     os.chown(client.path("his"), 65534, 65534)
+    os.chmod(client.path("shared"), 0o770)
     client.environment |= {"XDG_RUNTIME_DIR": client.path(name), "HOME": client.path()}
     assert client.run("--stop", "router")[0] == 0
-    assert os.listdir(client.path("his/there")) + os.listdir(client.path("ours/there")) == []
+    assert os.listdir(client.path(name)) == []
     assert os.listdir(client.path(".cache", "vandel", "run")) == ["lock"]
+
+
+def test_who_has_no_home_gets_none_where_he_is(monkeypatch):
+    """Others may write there, as in /tmp."""
+
+    def nobody(_):
+        raise KeyError
+
+    monkeypatch.setattr(pwd, "getpwuid", nobody)
+    monkeypatch.setattr(of_calls, "private", lambda path: path)
+    for name in ("HOME", "XDG_RUNTIME_DIR", "XDG_STATE_HOME", "XDG_CACHE_HOME"):
+        monkeypatch.delenv(name, raising=False)
+    assert of_calls.runs_directory() == "/~/.cache/vandel/run"
+    assert of_calls.cache_directory("router") == "/~/.cache/vandel/schemas/router"
+    assert of_calls.profile_directory("router") == "/~/.local/state/vandel/router"
 
 
 @pytest.mark.parametrize(

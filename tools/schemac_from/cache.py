@@ -39,7 +39,8 @@ def default_directory(command):
     """The path of a cache that only what this command leads to fills. Raises Failed, OSError."""
     home = os.environ.get("XDG_CACHE_HOME", "")
     if not os.path.isabs(home):
-        home = os.path.expanduser("~/.cache")
+        # Who has no home does not get one where he happens to be: others may write there.
+        home = os.path.join("/", os.path.expanduser("~/.cache"))
     schemas = private(os.path.join(private(os.path.join(home, "vandel")), "schemas"))
     return os.path.join(schemas, hashlib.sha256(os.fsencode("\0".join(command))).hexdigest())
 

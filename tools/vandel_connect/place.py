@@ -16,8 +16,10 @@ from urllib.parse import quote
 
 
 def _home(variable, default):
+    """The directory that a variable names, or one in the home of the caller."""
     path = os.environ.get(variable, "")
-    return path if os.path.isabs(path) else os.path.expanduser(default)
+    # Who has no home does not get one where he happens to be: others may write there.
+    return path if os.path.isabs(path) else os.path.join("/", os.path.expanduser(default))
 
 
 def private(path):
@@ -34,8 +36,9 @@ def private(path):
 def _is_of_another(path):
     """Whether somebody else may put what he likes in the place of what is below it."""
     status = os.lstat(path)
-    is_for_all = stat.S_ISDIR(status.st_mode) and status.st_mode & 0o1002 == 0o002
-    return is_for_all or status.st_uid not in (0, os.geteuid())
+    is_shared = stat.S_ISDIR(status.st_mode) and status.st_mode & 0o022
+    is_sticky = status.st_mode & stat.S_ISVTX
+    return (is_shared and not is_sticky) or status.st_uid not in (0, os.geteuid())
 
 
 def runs_directory():
@@ -45,7 +48,7 @@ def runs_directory():
     # could exchange it later.
     if given.is_absolute() and os.path.isdir(given) and not any(map(_is_of_another, given.parents)):
         return private(os.path.join(private(str(given)), "vandel"))
-    return private(os.path.join(private(os.path.expanduser("~/.cache/vandel")), "run"))
+    return private(os.path.join(private(_home("", "~/.cache/vandel")), "run"))
 
 
 def _of_device(home, target):
