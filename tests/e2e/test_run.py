@@ -361,6 +361,13 @@ def test_nothing_is_left_in_the_home(device, home, variable):
     assert os.listdir(device.path("home")) == []
 
 
+def test_another_server_is_reached_afterwards(device):
+    """netconfd would remove that socket at its end, whatever its own one is."""
+    with open(device.path("ncxserver.sock"), "wb"):
+        assert ok(2) in session(device, *SAVES)
+    assert os.path.exists(device.path("ncxserver.sock"))
+
+
 def run_copy(device, user, *arguments):
     """./run by a user, with programs below /tmp that are this user's own."""
     os.makedirs(device.path("own"), exist_ok=True)

@@ -24,10 +24,10 @@ class Trouble(Exception):
     """A server does not do what it should; the text says which."""
 
 
-def _end(process):
+def _end(process, ending=signal.SIGTERM):
     end = select.poll()
     end.register(process, select.POLLIN)
-    for number in (signal.SIGTERM, signal.SIGKILL):
+    for number in (ending, signal.SIGKILL):
         with contextlib.suppress(ProcessLookupError):
             signal.pidfd_send_signal(process, number)
         if end.poll(PARTING * 1000):
@@ -46,10 +46,11 @@ def _keep(call, make_directory):
     with contextlib.suppress(OSError):  # the call has ended before it has read the path
         call.sendall(f"{path}\n".encode())
         for line in call.makefile():
+            pid, ending = map(int, line.split())
             with contextlib.suppress(ProcessLookupError):
-                processes.append(os.pidfd_open(int(line)))
+                processes.append((os.pidfd_open(pid), ending))
     for process in reversed(processes):
-        _end(process)
+        _end(*process)
     if path:
         shutil.rmtree(path, ignore_errors=True)
 
@@ -97,16 +98,16 @@ class House:
     def file(self, name):
         return os.path.join(self.path, name)
 
-    def start(self, words, **options):
-        """Starts a process, of which the housekeeper knows whatever happens meanwhile. When
-        that is killed, and then the call, the system ends the process."""
+    def start(self, words, ending=signal.SIGTERM, **options):
+        """Starts a process, of which the housekeeper knows whatever happens meanwhile, and
+        which it ends by a signal. When that is killed, and then the call, the system does."""
         call = os.getpid()
 
         def tell():
-            LIBC.prctl(PR_SET_PDEATHSIG, ctypes.c_ulong(signal.SIGTERM), 0, 0, 0)
+            LIBC.prctl(PR_SET_PDEATHSIG, ctypes.c_ulong(ending), 0, 0, 0)
             if os.getppid() != call:
-                os.kill(os.getpid(), signal.SIGTERM)
-            self.housekeeper.sendall(b"%d\n" % os.getpid())
+                os.kill(os.getpid(), ending)
+            self.housekeeper.sendall(b"%d %d\n" % (os.getpid(), ending))
 
         try:
             return subprocess.Popen(words, preexec_fn=tell, **options)
@@ -117,13 +118,13 @@ class House:
         """The exit status of a program that has neither input nor output."""
         return self.start(words, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL).wait()
 
-    def serve(self, name, words, directory=None):
+    def serve(self, name, words, directory=None, ending=signal.SIGTERM):
         """Starts a server in a session of its own, so that what is typed at the terminal ends
         the shell, and not this. It works in a directory, by default the caller's. Its output
         goes to a file."""
         with open(self.file(f"{name}.log"), "wb") as log:
             self.children[name] = self.start(
-                words, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
+                words, ending, stdin=subprocess.DEVNULL, stdout=log, stderr=log,
                 start_new_session=True, cwd=directory,
             )  # fmt: skip
 

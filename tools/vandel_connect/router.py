@@ -4,6 +4,7 @@ import glob
 import os
 import pwd
 import re
+import signal
 from typing import NamedTuple
 
 from vandel_connect.house import Trouble
@@ -54,7 +55,8 @@ def start(options, house, database):
     # What is saved is kept below its "home", which must hold a "data".
     os.makedirs(house.file("yuma/data"))
     # It takes a module from where it works before any other: the caller may be in /tmp, where
-    # others can put one.
+    # others can put one. Where it may end in order, it removes /tmp/ncxserver.sock, by which
+    # another netconfd is reached.
     house.serve(
         "netconfd",
         [*user.resident, "netconfd", "--target=running", "--with-startup=true", "--no-startup"]
@@ -62,6 +64,7 @@ def start(options, house, database):
         + [f"--modpath={options.models}:{STANDARD}", f"--yuma-home={house.file('yuma')}"]
         + [f"--port={PORT}", f"--ncxserver-sockname={socket}"],
         house.path,
+        signal.SIGKILL,
     )
     house.await_socket("redis-server", database)
     search = (options.models, STANDARD, *glob.glob(f"{STANDARD}/*/"))
