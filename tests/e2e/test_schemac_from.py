@@ -333,6 +333,16 @@ def test_a_server_without_get_schema(device, ask, server, tmp_path):
     assert stored(server) == ["//m", "/m/z"]
 
 
+def test_a_fifo_among_the_texts(device, ask, server, tmp_path):
+    """It would be read until somebody writes to it, whatever --timeout says."""
+    device.capabilities = [BASE_1_0]
+    add_m(device)
+    os.mkfifo(tmp_path / "m@2021-01-01.yang")
+    (tmp_path / "m.yang").write_text(module("m", "leaf y { type int8; }"))
+    good(ask("--search", "."))
+    assert stored(server) == ["//m", "/m/y"]
+
+
 def test_a_text_without_a_revision_is_asked_for_with_every_new_set(device, ask, server, tmp_path):
     add_m(device)
     assert fetched(good(ask())) == (1, 1)

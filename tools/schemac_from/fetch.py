@@ -38,7 +38,9 @@ class Search:
 
     def find(self, name, revision):
         """The path of a text of this revision, or the newest if it is empty; or None."""
-        heads = [(read_head(read_file(path)), path) for path in self.paths.get(name, ())]
+        # Others may have put a FIFO there, which nobody writes to.
+        paths = filter(os.path.isfile, self.paths.get(name, ()))
+        heads = [(read_head(read_file(path)), path) for path in paths]
         fitting = [
             (head.revision, path)
             for head, path in heads
