@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <errno.h>
-#include <fstream>
+#include <fcntl.h>
 #include <fts.h>
 #include <string.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "device/schemac/yang_cursor.h"
 
@@ -52,6 +53,19 @@ int compare_names(const FTSENT **first, const FTSENT **second)
     return strcmp((*first)->fts_name, (*second)->fts_name);
 }
 
+// Shortens a text to what a file has for it; an errno value, 0 for success.
+int read_up_to_size(int file, std::string *text)
+{
+    size_t length = 0;
+    ssize_t got = 1;
+    while (got > 0 && length < text->size()) {
+        got = read(file, text->data() + length, text->size() - length);
+        length += got > 0 ? static_cast<size_t>(got) : 0;
+    }
+    text->resize(length);
+    return got < 0 ? errno : 0;
+}
+
 // Fills source->text, of which there may be `most` bytes; an errno value, 0 for success.
 int read_text(yang_source *source, size_t most)
 {
@@ -63,13 +77,14 @@ int read_text(yang_source *source, size_t most)
         return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
     if (status.st_size > largest_source || static_cast<size_t>(status.st_size) > most)
         return EFBIG;
-    const auto size = static_cast<std::streamsize>(status.st_size);
-    source->text.resize(static_cast<size_t>(size));
-    std::ifstream file(source->path);
-    if (!file.read(source->text.data(), size) && !file.eof())
+    source->text.resize(static_cast<size_t>(status.st_size));
+    // Nor must one that has taken its place since.
+    const int file = open(source->path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (file < 0)
         return errno;
-    source->text.resize(static_cast<size_t>(file.gcount()));
-    return 0;
+    const int error = read_up_to_size(file, &source->text);
+    close(file);
+    return error;
 }
 
 // Reads an import or include to its end.

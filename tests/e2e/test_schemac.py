@@ -1,6 +1,8 @@
 """schemac: YANG modules in, exact records in redis out."""
 
+import fcntl
 import os
+import signal
 
 import pytest
 from support import valgrind
@@ -747,6 +749,22 @@ def test_loops_of_links_and_pipes_do_no_harm(server, run, write, tmp_path):
     good(run("--search", "d", "m"))
     result = run("--search", "d", "pipe")
     assert result.returncode == 1 and "pipe" in result.stderr
+
+
+def test_no_file_keeps_it_waiting(run, write, tmp_path):
+    """Somebody else may have a lease on his, or exchange it for a FIFO when it has been judged."""
+    write("m", "leaf a { type string; }")
+    before = signal.signal(signal.SIGIO, signal.SIG_IGN)  # how the holder is told
+    with open(tmp_path / "m.yang", "rb+") as file:
+        try:
+            fcntl.fcntl(file, fcntl.F_SETLEASE, fcntl.F_WRLCK)
+        except OSError:
+            pytest.skip("no leases here")
+        result = run("m.yang")
+    signal.signal(signal.SIGIO, before)
+    assert (result.returncode, result.stderr) == (
+        1, "schemac: m.yang: Resource temporarily unavailable\n"
+    )  # fmt: skip
 
 
 def close_input_and_output():

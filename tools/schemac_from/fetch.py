@@ -13,8 +13,13 @@ AT_A_TIME = 8  # requests under way
 MOST = 512 << 20  # bytes of all texts, as schemac reads them
 
 
+def open_at_once(path, flags):
+    """Not waiting for somebody who writes to a FIFO."""
+    return os.open(path, flags | os.O_NONBLOCK)
+
+
 def read_file(path):
-    with open(path, encoding="utf-8", errors="replace") as file:
+    with open(path, encoding="utf-8", errors="replace", opener=open_at_once) as file:
         return file.read()
 
 
@@ -38,7 +43,7 @@ class Search:
 
     def find(self, name, revision):
         """The path of a text of this revision, or the newest if it is empty; or None."""
-        # Others may have put a FIFO there, which nobody writes to.
+        # Others may have put something else there.
         paths = filter(os.path.isfile, self.paths.get(name, ()))
         heads = [(read_head(read_file(path)), path) for path in paths]
         fitting = [
