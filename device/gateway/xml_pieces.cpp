@@ -19,13 +19,16 @@ constexpr enclosure enclosures[] = {
 // After the tag that begins at from; npos: it does not end.
 size_t tag_end(std::string_view text, size_t from)
 {
-    size_t at = text.find_first_of("\"'>", from);
-    while (at != std::string_view::npos && text[at] != '>') {
-        at = text.find(text[at], at + 1);
-        if (at != std::string_view::npos)
-            at = text.find_first_of("\"'>", at + 1);
+    char quote = '\0';
+    for (size_t at = from; at < text.size(); at++) {
+        if (quote != '\0')
+            quote = text[at] == quote ? '\0' : quote;
+        else if (text[at] == '>')
+            return at + 1;
+        else if (text[at] == '"' || text[at] == '\'')
+            quote = text[at];
     }
-    return at == std::string_view::npos ? at : at + 1;
+    return std::string_view::npos;
 }
 
 size_t markup_end(std::string_view text, xml_piece *piece)

@@ -151,11 +151,13 @@ void on_document_type(void *context, const xmlChar *, const xmlChar *, const xml
     take_step(static_cast<xml_walk *>(context), xml_step_fail);
 }
 
-// Measures the tags that begin in front of end: the text is usable up to one that is too long.
+// Measures the tags that begin in front of end: the text is usable up to one that is too long. A
+// short text has none.
 void measure_tags(xml_walk *walk, size_t end)
 {
     xml_piece piece;
-    while (walk->measured < end && walk->measured < walk->usable.size()) {
+    while (walk->text.size() > tag_limit && walk->measured < end &&
+           walk->measured < walk->usable.size()) {
         xml_piece_next(walk->text, &walk->measured, &piece);
         const bool is_tag = piece.kind == xml_piece_start || piece.kind == xml_piece_empty;
         if (is_tag && std::min(piece.end, walk->text.size()) - piece.from > tag_limit)
@@ -167,15 +169,17 @@ void measure_tags(xml_walk *walk, size_t end)
 int give_piece(void *context, char *buffer, int size)
 {
     auto *walk = static_cast<xml_walk *>(context);
-    const bool is_broken = walk->parser != nullptr && walk->parser->wellFormed == 0;
-    if (is_broken || walk->step != xml_step_on)
+    const xmlParserCtxt *parser = walk->parser.get();
+    if (parser->wellFormed == 0 || walk->step != xml_step_on)
         return -1;
-    if (walk->parser != nullptr &&
-        xmlDictSize(walk->parser->dict) - walk->known_names > names_limit)
+    if (xmlDictSize(parser->dict) - walk->known_names > names_limit)
         walk->usable = walk->text.substr(0, walk->given);
     measure_tags(walk, walk->given + static_cast<size_t>(size));
     const size_t got = walk->usable.copy(buffer, static_cast<size_t>(size), walk->given);
     walk->given += got;
+    // A parser that is near the end would ask for more at each tag.
+    if (walk->given == walk->usable.size())
+        parser->input->buf->readcallback = nullptr;
     return static_cast<int>(got);
 }
 
