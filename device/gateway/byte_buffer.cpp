@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <string.h>
+#include <sys/mman.h>
+#include <unistd.h>
 #include <utility>
 
 #include "bounded.h"
@@ -47,6 +49,15 @@ buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t s
     memcpy_s(buffer->data.get() + buffer->size, buffer->capacity - buffer->size, data, size);
     buffer->size = needed;
     return buffer_ok;
+}
+
+void byte_buffer_reserve(byte_buffer *buffer, size_t size)
+{
+    const auto page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
+    if (size <= buffer->capacity || size < page || reallocate(buffer, size) != 0)
+        return;
+    char *block = buffer->data.get();
+    madvise(block + (page - reinterpret_cast<uintptr_t>(block) % page), size - page, MADV_HUGEPAGE);
 }
 
 buffer_result byte_buffer_append_all(byte_buffer *buffer,

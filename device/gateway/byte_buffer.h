@@ -31,6 +31,10 @@ enum buffer_result {
 // After a failure the buffer is as it was.
 buffer_result byte_buffer_append(byte_buffer *buffer, const char *data, size_t size, size_t limit);
 
+// Takes room for a content of that size, if there is memory, in large pages where the kernel has
+// them. They come as they are written to.
+void byte_buffer_reserve(byte_buffer *buffer, size_t size);
+
 // Appends one after the other. After a failure some may have been appended.
 buffer_result byte_buffer_append_all(byte_buffer *buffer,
                                      std::initializer_list<std::string_view> pieces, size_t limit);

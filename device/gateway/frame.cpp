@@ -5,6 +5,9 @@
 namespace
 {
 
+// When so much of a body has come, the rest of it is believed to come, too.
+constexpr size_t believed_from = 1 << 20;
+
 constexpr char is_empty[] = "a frame from the shell is empty";
 
 const char *judge_header(frame_reader *reader)
@@ -42,6 +45,8 @@ const char *feed_body(frame_reader *reader, const char *data, size_t size)
     const size_t length = reader->body.size + reader->body_left;
     const size_t limit = reader->discards ? frame_beginning : length;
     const size_t room = limit - reader->body.size;
+    if (reader->body.size >= believed_from)
+        byte_buffer_reserve(&reader->body, limit);
     if (byte_buffer_append(&reader->body, data, size < room ? size : room, limit) != buffer_ok)
         return "out of memory for a frame from the shell";
     reader->body_left -= static_cast<uint32_t>(size);

@@ -122,6 +122,21 @@ TEST(gateway_frame, the_longest_body_is_256_mib)
     EXPECT_EQ(reader.body.capacity, 0U) << "memory is taken for what arrives";
 }
 
+TEST(gateway_frame, a_length_is_believed_when_a_mebibyte_has_come)
+{
+    frame_reader reader{};
+    size_t used;
+    const std::string piece(1 << 19, 'a');
+    ASSERT_EQ(feed(&reader, "\xFF\xBA\xDC\xFE\0\0\x50\0\0\0\0\0", 12, &used), more);
+    for (int pieces = 0; pieces < 2; pieces++) {
+        ASSERT_EQ(feed(&reader, piece.data(), piece.size(), &used), more);
+        EXPECT_EQ(reader.body.capacity, size_t{1} << (19 + pieces));
+    }
+    ASSERT_EQ(feed(&reader, piece.data(), piece.size(), &used), more);
+    EXPECT_EQ(reader.body.capacity, size_t{5} << 20);
+    EXPECT_EQ(std::string(reader.body.data.get(), reader.body.size), piece + piece + piece);
+}
+
 TEST(gateway_frame, of_a_discarded_body_the_beginning_is_kept)
 {
     const std::string header = "\xFF\xBA\xDC\xFE\x20\xA1\x07\0\0\0\0\0"s;
