@@ -10,9 +10,6 @@ constexpr size_t key_limit = 4096;
 
 constexpr size_t key_memory = size_t{1} << 30;
 
-// The depths of a reply's elements.
-enum reply_depth : unsigned { reply_root = 1, reply_data = 2 };
-
 // Appends one record to an array of them.
 template <class T>
 int append_record(byte_buffer *array, const T *record, size_t limit)

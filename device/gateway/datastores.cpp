@@ -3,9 +3,6 @@
 namespace
 {
 
-// The depths of a request's elements.
-enum request_depth : unsigned { request_part = 3, request_datastore = 4 };
-
 struct datastores_reader {
     request_datastores found;
     xml_element *part; // what the current part names; null: it is of no interest

@@ -142,7 +142,7 @@ const char *pass_request(relay *session)
 bool needs_library(const relay *session)
 {
     return session->hello.yang_library && !session->request.discards &&
-           strcmp(session->head.operation, "edit-config") == 0;
+           message_asks(&session->head, "edit-config");
 }
 
 // Once; the request waits.

@@ -8,18 +8,10 @@
 namespace
 {
 
-// The depths of a request's elements.
-enum copy_depth : unsigned {
-    copy_rpc = 1,
-    copy_config = 2,
-    copy_part = 3,      // the target and the source
-    copy_datastore = 4, // or the configuration
-};
-
 // The two outer elements, which all copies have in common.
 xml_step start_outer(const xml_walk *walk)
 {
-    const char *name = walk->depth == copy_rpc ? "rpc" : "copy-config";
+    const char *name = walk->depth == request_rpc ? "rpc" : "copy-config";
     return xml_is_base(&walk->open[walk->depth - 1], name) ? xml_step_on : xml_step_fail;
 }
 
@@ -67,18 +59,18 @@ xml_step start_datastore(copy_reader *reader, const xml_element *element)
 // True at what is in the configuration, if that is wanted.
 bool is_wanted(const copy_reader *reader, const xml_walk *walk)
 {
-    return reader->keeps_config && reader->in_config && walk->depth > copy_datastore;
+    return reader->keeps_config && reader->in_config && walk->depth > request_datastore;
 }
 
 xml_step copy_start(void *context, const xml_walk *walk)
 {
     auto *reader = static_cast<copy_reader *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
-    if (walk->depth <= copy_config)
+    if (walk->depth <= request_operation)
         return start_outer(walk);
-    if (walk->depth == copy_part)
+    if (walk->depth == request_part)
         return start_part(reader, element);
-    if (walk->depth == copy_datastore)
+    if (walk->depth == request_datastore)
         return start_datastore(reader, element);
     return is_wanted(reader, walk) ? configuration_start(reader->config) : xml_step_on;
 }
@@ -94,14 +86,15 @@ xml_step copy_end(void *context, const xml_walk *walk)
     auto *reader = static_cast<copy_reader *>(context);
     if (is_wanted(reader, walk))
         return configuration_end(reader->config);
-    if (walk->depth == copy_datastore)
+    if (walk->depth == request_datastore)
         reader->in_config = false;
-    if (walk->depth == copy_part)
+    if (walk->depth == request_part)
         return reader->has_datastore ? xml_step_on : xml_step_fail;
-    if (walk->depth > copy_config)
+    if (walk->depth > request_operation)
         return xml_step_on;
-    reader->copy->copy = walk->open[copy_config - 1];
-    const bool is_copy = walk->depth == copy_config && reader->has_target && reader->has_source;
+    reader->copy->copy = walk->open[request_operation - 1];
+    const bool is_copy =
+        walk->depth == request_operation && reader->has_target && reader->has_source;
     return is_copy ? xml_step_end : xml_step_fail;
 }
 

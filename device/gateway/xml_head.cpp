@@ -143,6 +143,11 @@ message_head message_head_read(std::string_view message)
     return std::move(scan.head);
 }
 
+bool message_asks(const message_head *head, std::string_view operation)
+{
+    return head->operation == operation;
+}
+
 report_text error_text_read(std::string_view reply)
 {
     static const xml_events events = {nullptr, nullptr, read_error};

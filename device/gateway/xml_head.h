@@ -31,6 +31,9 @@ struct message_head {
 // Reads the head of a message. One that cannot be read as far as needed is a message_other.
 message_head message_head_read(std::string_view message);
 
+// Whether it is a request for that operation of the protocol's base.
+bool message_asks(const message_head *head, std::string_view operation);
+
 // The error-message of an error reply, or else its error-tag, safe to print; empty when there is
 // none.
 report_text error_text_read(std::string_view reply);

@@ -21,6 +21,16 @@ constexpr unsigned xml_depth_limit = 264;
 constexpr unsigned xml_space_limit = 256;
 constexpr size_t xml_leaf_size = 512;
 
+// The depths of a message's elements. A part is a parameter of the operation; a datastore stands in
+// a target or a source, and so does a configuration.
+enum request_depth : unsigned {
+    request_rpc = 1,
+    request_operation,
+    request_part,
+    request_datastore,
+};
+enum reply_depth : unsigned { reply_root = 1, reply_data, reply_child };
+
 // All but the namespace are parts of the text.
 struct xml_element {
     std::string_view prefix;     // as written, with its colon

@@ -15,8 +15,6 @@
 //
 // A commit that is to be confirmed gets its second commit as soon as it is answered. An answer that
 // does not come, because the change has cut the server off, leaves it to undo the change.
-#include <string.h>
-
 #include "bounded.h"
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/adapters/copied.h"
@@ -138,8 +136,8 @@ void ask(exchange *exchange, const char *message_id, candidate_step step)
 
 adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
 {
-    const bool is_copy = strcmp(head->operation, "copy-config") == 0;
-    if ((!is_copy && strcmp(head->operation, "edit-config") != 0) || head->message_id == nullptr)
+    const bool is_copy = message_asks(head, "copy-config");
+    if ((!is_copy && !message_asks(head, "edit-config")) || head->message_id == nullptr)
         return adapter_leaves;
     const request_datastores named = request_datastores_read(byte_buffer_view(request));
     if (named.target.local != "running")

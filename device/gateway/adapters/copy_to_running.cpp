@@ -13,8 +13,6 @@
 //   the source at the end. So nobody takes it for restored.
 //
 // Another session that edits running meanwhile is seen in the same way.
-#include <string.h>
-
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/adapters/copied.h"
 #include "device/gateway/report.h"
@@ -146,7 +144,7 @@ const char *notice(const server_hello *hello)
 adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
 {
     running_copy copy;
-    if (strcmp(head->operation, "copy-config") != 0 || head->message_id == nullptr ||
+    if (!message_asks(head, "copy-config") || head->message_id == nullptr ||
         !running_copy_read(byte_buffer_view(request), &copy))
         return adapter_leaves;
     exchange->step = copy_step_copy;

@@ -44,8 +44,8 @@ bool join_tags(byte_buffer *request)
 
 adapter_verdict take_request(exchange *, const message_head *head, byte_buffer *request)
 {
-    return strcmp(head->operation, "edit-config") == 0 && join_tags(request) ? adapter_rewrites
-                                                                             : adapter_leaves;
+    return message_asks(head, "edit-config") && join_tags(request) ? adapter_rewrites
+                                                                   : adapter_leaves;
 }
 
 } // namespace

@@ -1,8 +1,6 @@
 // The error-option of a request, which is dropped where it means nothing: a shell gives one to a
 // copy-config, and the protocol knows it for edit-config only; and to each edit-config it gives
 // "rollback-on-error", which a server refuses that cannot do so.
-#include <string.h>
-
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/xml_walk.h"
 
@@ -11,9 +9,6 @@ namespace
 
 // So many of them; one is what a shell sends.
 constexpr unsigned drop_limit = 16;
-
-// The depths of a request's elements.
-enum option_depth : unsigned { option_operation = 2, option_part = 3 };
 
 // What is dropped of a request.
 struct option_cleaning {
@@ -25,7 +20,7 @@ struct option_cleaning {
 xml_step on_start(void *, const xml_walk *walk)
 {
     const xml_element *element = &walk->open[walk->depth - 1];
-    const bool is_config = walk->depth == option_part && xml_is_base(element, "config");
+    const bool is_config = walk->depth == request_part && xml_is_base(element, "config");
     return is_config ? xml_step_end : xml_step_on;
 }
 
@@ -34,10 +29,10 @@ xml_step on_end(void *context, const xml_walk *walk)
 {
     auto *cleaning = static_cast<option_cleaning *>(context);
     const xml_element *element = &walk->open[walk->depth - 1];
-    const bool is_option = walk->depth == option_part && xml_is_base(element, "error-option");
+    const bool is_option = walk->depth == request_part && xml_is_base(element, "error-option");
     if (is_option && cleaning->count < drop_limit)
         cleaning->dropped[cleaning->count++] = *element;
-    return walk->depth <= option_operation ? xml_step_end : xml_step_on;
+    return walk->depth <= request_operation ? xml_step_end : xml_step_on;
 }
 
 // What cannot be read stays as it is.
@@ -45,7 +40,7 @@ adapter_verdict clean(const char *operation, const message_head *head, byte_buff
 {
     static const xml_events events = {on_start, nullptr, on_end};
     option_cleaning cleaning{};
-    if (strcmp(head->operation, operation) != 0 ||
+    if (!message_asks(head, operation) ||
         xml_read(byte_buffer_view(request), &events, &cleaning) != 0)
         return adapter_leaves;
     for (unsigned at = cleaning.count; at > 0; at--)

@@ -3,8 +3,6 @@
 // answer.
 //
 // Where running is written through the candidate, that is locked already.
-#include <string.h>
-
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/datastores.h"
 #include "device/gateway/report.h"
@@ -22,7 +20,7 @@ bool applies(const server_hello *hello)
 
 adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
 {
-    if (strcmp(head->operation, "edit-config") != 0 || head->message_id == nullptr ||
+    if (!message_asks(head, "edit-config") || head->message_id == nullptr ||
         request_datastores_read(byte_buffer_view(request)).target.local != "running")
         return adapter_leaves;
     exchange->request = byte_buffer_take(request);

@@ -5,8 +5,6 @@
 //
 // What looks like one and is text is declared, too, which changes nothing: no prefix is declared
 // that means something else there already.
-#include <string.h>
-
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/answers.h"
 #include "device/gateway/xml_pieces.h"
@@ -131,7 +129,7 @@ bool applies(const server_hello *hello)
 // Without memory the request stays as it is.
 adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
 {
-    if (strcmp(head->operation, "edit-config") != 0)
+    if (!message_asks(head, "edit-config"))
         return adapter_leaves;
     prefix_finder finder{};
     finder.modules = &exchange->server->modules;

@@ -12,9 +12,6 @@ namespace
 
 constexpr std::string_view plain_start = "<data>";
 
-// The depths of a reply's elements.
-enum reply_depth : unsigned { reply_root = 1, reply_data = 2, reply_child = 3 };
-
 // What becomes of a reply.
 struct data_writer {
     byte_buffer out;

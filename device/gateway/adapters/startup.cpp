@@ -3,8 +3,6 @@
 //
 // Or, when the operator says that such a server keeps what is committed (--startup-is-running), a
 // save that is refused is done, and running is read for startup.
-#include <string.h>
-
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/answers.h"
 #include "device/gateway/datastores.h"
@@ -32,9 +30,8 @@ const char *notice(const server_hello *hello)
 // A copy of startup to running is left to others.
 adapter_verdict take_request(exchange *exchange, const message_head *head, byte_buffer *request)
 {
-    const bool reads = strcmp(head->operation, "get-config") == 0;
-    const bool writes = strcmp(head->operation, "copy-config") == 0 ||
-                        strcmp(head->operation, "delete-config") == 0;
+    const bool reads = message_asks(head, "get-config");
+    const bool writes = message_asks(head, "copy-config") || message_asks(head, "delete-config");
     if ((!reads && !writes) || head->message_id == nullptr)
         return adapter_leaves;
     const request_datastores named = request_datastores_read(byte_buffer_view(request));

@@ -2,17 +2,12 @@
 // (--with-defaults). Each request that reads data asks for it, and so does a copy of one datastore
 // to another. A copy to running does not: the gateway may make an edit of it, and that would set
 // what was a default. A request that says itself what it wants stays as it is.
-#include <string.h>
-
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/datastores.h"
 #include "device/gateway/xml_walk.h"
 
 namespace
 {
-
-// The depths of a request's elements.
-enum request_depth : unsigned { request_operation = 2, request_part = 3 };
 
 xml_step on_start(void *, const xml_walk *walk)
 {
@@ -32,8 +27,8 @@ xml_step on_end(void *operation, const xml_walk *walk)
 // Whether the operation reports data.
 bool reads(const message_head *head, std::string_view request)
 {
-    if (strcmp(head->operation, "copy-config") != 0)
-        return strcmp(head->operation, "get") == 0 || strcmp(head->operation, "get-config") == 0;
+    if (!message_asks(head, "copy-config"))
+        return message_asks(head, "get") || message_asks(head, "get-config");
     const request_datastores named = request_datastores_read(request);
     return !named.source.local.empty() && named.target.local != "running";
 }
