@@ -4,17 +4,12 @@
 
 #include "bounded.h"
 
-const char framing_chunk_trailer[] = "\n##\n";
-const char framing_mark[] = "]]>]]>";
-
 namespace
 {
 
-constexpr size_t mark_size = sizeof framing_mark - 1;
-
 // When the byte after n matching bytes of the mark does not match, this many of
 // them can still be its beginning; the others are text.
-constexpr uint8_t mark_border[mark_size] = {0, 0, 1, 0, 1, 2};
+constexpr uint8_t mark_border[framing_mark.size()] = {0, 0, 1, 0, 1, 2};
 
 enum chunk_state : uint8_t {
     before_message, // the line feed of the first chunk; a server may put more of them there
@@ -48,9 +43,9 @@ framing_step decode_marked(framing_decoder *decoder, const char *data, size_t si
             const uint8_t border = mark_border[decoder->matched];
             const size_t text = static_cast<size_t>(decoder->matched) - border;
             decoder->matched = border;
-            return {framing_data, at, framing_mark, text};
+            return {framing_data, at, framing_mark.data(), text};
         }
-        if (++decoder->matched == mark_size) {
+        if (++decoder->matched == framing_mark.size()) {
             decoder->matched = 0;
             return step_of(framing_end, at + 1);
         }
@@ -136,9 +131,4 @@ framing_step framing_decode(framing_decoder *decoder, const char *data, size_t s
 void framing_chunk_header(uint32_t size, char header[framing_header_size])
 {
     sprintf_s(header, framing_header_size, "\n#%u\n", static_cast<unsigned>(size));
-}
-
-bool framing_holds_mark(const char *message, size_t size)
-{
-    return memmem(message, size, framing_mark, mark_size) != nullptr;
 }

@@ -9,6 +9,7 @@
 
 #include <stddef.h>
 #include <stdint.h>
+#include <string_view>
 
 // All zero: end-of-message framing, before the first message.
 struct framing_decoder {
@@ -42,11 +43,7 @@ constexpr size_t framing_header_size = 16;
 // What stands around a message of size bytes (1 to 2^32 - 1) that is sent as
 // one chunk: the header is written as zero-terminated text.
 void framing_chunk_header(uint32_t size, char header[framing_header_size]);
-extern const char framing_chunk_trailer[];
+constexpr std::string_view framing_chunk_trailer = "\n##\n";
 
-// The mark of end-of-message framing.
-extern const char framing_mark[];
-
-// Whether a message holds the mark, so that it cannot be sent in
-// end-of-message framing.
-bool framing_holds_mark(const char *message, size_t size);
+// The mark of end-of-message framing. A message that holds it cannot be sent in that.
+constexpr std::string_view framing_mark = "]]>]]>";

@@ -1,16 +1,12 @@
 #include "device/gateway/outgoing.h"
 
-#include "bounded.h"
-
-void outgoing_load(outgoing *message, const char *head, size_t head_size, byte_buffer *body,
-                   const char *tail, size_t tail_size)
+void outgoing_load(outgoing *message, std::string_view head, byte_buffer *body,
+                   std::string_view tail)
 {
-    memcpy_s(message->head, sizeof message->head, head, head_size);
-    memcpy_s(message->tail, sizeof message->tail, tail, tail_size);
     message->body = byte_buffer_take(body);
-    message->parts[0] = {message->head, head_size};
+    message->parts[0] = {message->head, head.copy(message->head, sizeof message->head)};
     message->parts[1] = {message->body.data.get(), message->body.size};
-    message->parts[2] = {message->tail, tail_size};
+    message->parts[2] = {message->tail, tail.copy(message->tail, sizeof message->tail)};
     message->keep = nullptr;
 }
 

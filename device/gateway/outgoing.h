@@ -22,8 +22,8 @@ struct outgoing {
 
 // Loads a message into an idle record; body becomes empty. The edges are at
 // most outgoing_edge_size bytes long.
-void outgoing_load(outgoing *message, const char *head, size_t head_size, byte_buffer *body,
-                   const char *tail, size_t tail_size);
+void outgoing_load(outgoing *message, std::string_view head, byte_buffer *body,
+                   std::string_view tail);
 
 // Whether nothing is left to send.
 bool outgoing_idle(const outgoing *message);

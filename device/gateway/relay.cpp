@@ -11,7 +11,6 @@
 // is read only while nothing is on its way to the shell.
 #include "device/gateway/relay.h"
 
-#include <string.h>
 #include <utility>
 
 #include "device/gateway/answers.h"
@@ -28,8 +27,7 @@ constexpr size_t always_taken = 65536;
 constexpr char no_room[] = "the gateway has no room for the request now (--max-buffered)";
 
 // How a chunk header begins, for nudges.
-constexpr char header_beginning[] = "\n#";
-constexpr uint8_t header_beginning_size = sizeof header_beginning - 1;
+constexpr std::string_view header_beginning = "\n#";
 
 bool is_chunked(const relay *session)
 {
@@ -57,15 +55,14 @@ const char *send_to_server(relay *session, byte_buffer *body)
     if (is_chunked(session)) {
         char header[framing_header_size];
         framing_chunk_header(static_cast<uint32_t>(body->size), header);
-        outgoing_load(&session->to_server, header, strlen(header), body, framing_chunk_trailer,
-                      strlen(framing_chunk_trailer));
+        outgoing_load(&session->to_server, header, body, framing_chunk_trailer);
         outgoing_advance(&session->to_server, session->nudges);
         session->nudges = 0;
         return nullptr;
     }
-    if (framing_holds_mark(body->data.get(), body->size))
+    if (byte_buffer_view(body).find(framing_mark) != std::string_view::npos)
         return "a request holds the end-of-message mark";
-    outgoing_load(&session->to_server, "", 0, body, framing_mark, strlen(framing_mark));
+    outgoing_load(&session->to_server, "", body, framing_mark);
     return nullptr;
 }
 
@@ -78,7 +75,7 @@ void send_to_shell(relay *session, byte_buffer *body)
     }
     char header[frame_header_size];
     frame_header_write(header, static_cast<uint32_t>(body->size), session->sequence++);
-    outgoing_load(&session->to_shell, header, sizeof header, body, "", 0);
+    outgoing_load(&session->to_shell, {header, sizeof header}, body, "");
     session->notifies = false;
 }
 
@@ -457,13 +454,13 @@ const char *relay_server_ended(const relay *session)
 bool relay_may_nudge(const relay *session)
 {
     return is_chunked(session) && session->silence == relay_silence_asked &&
-           session->nudges < header_beginning_size && outgoing_idle(&session->to_server);
+           session->nudges < header_beginning.size() && outgoing_idle(&session->to_server);
 }
 
 void relay_nudge(relay *session)
 {
     byte_buffer nothing{};
-    outgoing_load(&session->to_server, header_beginning + session->nudges, 1, &nothing, "", 0);
+    outgoing_load(&session->to_server, header_beginning.substr(session->nudges, 1), &nothing, "");
     session->nudges++;
 }
 

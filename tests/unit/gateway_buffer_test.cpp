@@ -101,7 +101,7 @@ TEST(gateway_outgoing, is_idle_before_and_after)
     EXPECT_TRUE(outgoing_idle(&message));
     EXPECT_EQ(left_of(&message), "");
     byte_buffer body = buffer_of("body");
-    outgoing_load(&message, "<", 1, &body, ">>", 2);
+    outgoing_load(&message, "<", &body, ">>");
     EXPECT_FALSE(outgoing_idle(&message));
     EXPECT_EQ(body.size, 0U);
     outgoing_advance(&message, 7);
@@ -114,7 +114,7 @@ TEST(gateway_outgoing, tells_what_is_left_at_every_position)
     for (size_t sent = 0; sent < whole.size(); sent++) {
         outgoing message{};
         byte_buffer body = buffer_of("body");
-        outgoing_load(&message, "head:", 5, &body, ":tail", 5);
+        outgoing_load(&message, "head:", &body, ":tail");
         outgoing_advance(&message, sent);
         EXPECT_EQ(left_of(&message), whole.substr(sent)) << sent;
     }
@@ -124,7 +124,7 @@ TEST(gateway_outgoing, parts_may_be_missing)
 {
     outgoing message{};
     byte_buffer body = buffer_of("body");
-    outgoing_load(&message, "", 0, &body, "", 0);
+    outgoing_load(&message, "", &body, "");
     outgoing_advance(&message, 1);
     EXPECT_EQ(left_of(&message), "ody");
     outgoing_drop(&message);
