@@ -26,7 +26,8 @@ size_t frame_reader_want(const frame_reader *reader);
 
 // Takes bytes, no more than wanted. Null, or what is wrong, a static text; a bad header is told as
 // soon as it is complete. Then the reader must not be fed again. Memory grows with the bytes that
-// arrive, not with the length that the header announces.
+// arrive, not with the length that the header announces. That is believed when a mebibyte has come;
+// then the address space for all of it is taken.
 const char *frame_reader_feed(frame_reader *reader, const char *data, size_t size);
 
 // Gives back the memory of the current frame, or of the next one when none has
