@@ -99,7 +99,7 @@ bool is_directory(const char *path)
 }
 
 // The path of a file or directory, NAME or NAME@REVISION. A name that stands
-// for a module and for a directory is the module's.
+// for a module and for a directory is the module's, and so is one with an "@".
 int add_word(source_index *index, const char *word, request_list *requests)
 {
     const std::string text = word;
@@ -107,7 +107,9 @@ int add_word(source_index *index, const char *word, request_list *requests)
     const std::string name = text.substr(0, mark);
     const std::string revision = mark == std::string::npos ? "" : text.substr(mark + 1);
     const bool is_path = text.find('/') != std::string::npos;
-    if (is_directory(word) && (is_path || source_index_find(index, name, revision) == nullptr))
+    const bool may_be_directory =
+        mark == std::string::npos && source_index_find(index, name, revision) == nullptr;
+    if ((is_path || may_be_directory) && is_directory(word))
         return add_directory(index, text, requests);
     if (!is_path && !text.ends_with(".yang"))
         return add_request(index, {name, revision, {}}, requests);

@@ -318,6 +318,26 @@ def test_keeping_on_without_what_is_missing(device, ask, server):
     assert stored(server) == ["//m", "/m/a"]
 
 
+@pytest.mark.parametrize(
+    "name, revision, path",
+    [
+        ("lost", "", "lost/evil.yang"),
+        ("lost", "2020-01-01", "lost@2020-01-01/evil.yang"),
+        ("evil.yang", "", "evil.yang"),
+    ],
+)
+def test_what_is_missing_is_not_taken_from_where_it_is_called(
+    device, ask, server, tmp_path, name, revision, path
+):
+    """In /tmp others could put one there."""
+    add_m(device)
+    device.capabilities.append(capability(name, revision))
+    (tmp_path / path).parent.mkdir(exist_ok=True)
+    (tmp_path / path).write_text(module("evil", "leaf a { type int8; }"))
+    assert ask("--keep-going").returncode == 2
+    assert stored(server) == ["//m", "/m/a"]
+
+
 def test_a_server_without_get_schema(device, ask, server, tmp_path):
     device.capabilities = [BASE_1_0]
     add_m(device)

@@ -102,9 +102,11 @@ def fetch_set(session, kept, options):
     finally:
         progress.clear()
     print(f"schemac: {fetch.fetched} of {len(fetch.wanted)} texts fetched", flush=True)
-    missing = [cache.file_name(*key).removesuffix(".yang") for key in fetch.missing]
-    for name, why in zip(missing, fetch.missing.values()):
+    for key, why in fetch.missing.items():
+        name = cache.file_name(*key).removesuffix(".yang")
         complain(f"{name}: the server does not hand it out: {why}")
+    # With an "@" each is a module, also where a file or a directory has its name.
+    missing = ["@".join(key) for key in fetch.missing]
     return kept.add_set(session.capabilities, fetch, announced.features), missing
 
 
