@@ -40,6 +40,7 @@ from schemac_from.main import Progress  # noqa: E402  pylint: disable=wrong-impo
 from schemac_from.session import (  # noqa: E402  pylint: disable=wrong-import-position
     Failed,
     Session,
+    parse,
 )
 from schemac_from.yang_text import read_head  # noqa: E402  pylint: disable=wrong-import-position
 
@@ -686,7 +687,7 @@ def test_a_caller_with_many_files(tmp_path):
 
 def test_what_takes_too_much_memory(device, server, tmp_path):
     """Here with less than there is for it otherwise."""
-    device.script = lambda peer: peer.raw(b"<hello>" + b"<a/>" * (8 << 20) + MARK)
+    device.script = lambda peer: peer.raw(b"<hello>" + b"<a/>" * (8 << 20) + b"</hello>" + MARK)
     program = [os.path.join(REPO, "tools", "schemac-from"), SCHEMAC]
     least = 200 << 20
     result = subprocess.run(
@@ -698,13 +699,12 @@ def test_what_takes_too_much_memory(device, server, tmp_path):
 
 
 def test_a_hello_that_takes_too_much_memory(device, server, tmp_path):
-    """Each name has its namespace before it. The command itself may take what it likes."""
-    long = b'<hello xmlns="%s">' % (b"u" * (1 << 20)) + b"<a/>" * 1000
+    """The command itself may take what it likes."""
     limits = []
 
     def say(peer):
         limits.append(resource.prlimit(peer.pid, resource.RLIMIT_AS))
-        peer.raw(long + MARK)
+        peer.raw(b"<hello>" + b"<a/>" * (8 << 20) + b"</hello>" + MARK)
 
     device.script = say
     program = (
@@ -719,6 +719,16 @@ def test_a_hello_that_takes_too_much_memory(device, server, tmp_path):
     )  # fmt: skip
     assert said(result) == refused("what the server sends takes too much memory")
     assert limits == [resource.getrlimit(resource.RLIMIT_AS)]
+
+
+def test_a_namespace_that_is_long():
+    """It would be there again in the name of each element and attribute, which takes hours."""
+    text = b"<a><b xmlns='%s' xmlns:c='%s'/>" + b"<c:d c:e=''/>" * 1000000
+    text = text.replace(b"/>", b">", 1) + b"</b></a>"
+    parse(text % (b"u" * 255, b"v" * 255))
+    for lengths in ((256, 1), (1, 20 << 20)):
+        with pytest.raises(Failed, match="sends a namespace of more than 255 characters"):
+            parse(text % tuple(b"u" * length for length in lengths))
 
 
 @pytest.mark.parametrize("is_terminal", [True, False])

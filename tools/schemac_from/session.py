@@ -17,6 +17,7 @@ MARK = b"]]>]]>"
 # comes. So more comes, after as many seconds: what a message may begin with.
 NUDGES = (0.2, b"\n"), (1.3, b"#")
 LARGEST = 64 << 20  # bytes of a message, as of a file that schemac reads
+LONGEST = 255  # characters of a namespace
 READ_SIZE = 1 << 16
 PARTING = 5  # seconds that a command has to end by itself
 
@@ -25,27 +26,41 @@ class Failed(Exception):
     """The schema cannot be had from the server; the text says why."""
 
 
-def parse(message):
-    """The tree of a message, with tags as "{namespace}name". Raises Failed.
-
-    Nothing is expanded: a document type, which would define entities, is refused.
-    """
-    builder = TreeBuilder()
-    parser = expat.ParserCreate("utf-8", "}")
-    parser.buffer_text = True
+def check(message):
+    """Raises Failed for what takes a reader without end: what a document type defines, and a
+    long namespace, which expat puts into the name of each element and attribute that has it.
+    It does so to the end of what it reads, also when a handler raises; so this goes before."""
 
     def refuse(*_):
         raise Failed("the server sends a document type")
 
+    def look(_, attributes):
+        spaces = (value for name, value in attributes.items() if name.startswith("xmlns"))
+        if any(len(space) > LONGEST for space in spaces):
+            raise Failed(f"the server sends a namespace of more than {LONGEST} characters")
+
+    parser = expat.ParserCreate("utf-8")
+    parser.StartDoctypeDeclHandler = refuse
+    parser.StartElementHandler = look
+    parser.Parse(message, True)
+
+
+def parse(message):
+    """The tree of a message, with tags as "{namespace}name". Raises Failed."""
+    builder = TreeBuilder()
+    parser = expat.ParserCreate("utf-8", "}")
+    parser.buffer_text = True
+
     def tag(name):
         return "{" + name if "}" in name else name
 
-    parser.StartDoctypeDeclHandler = refuse
     parser.StartElementHandler = lambda name, attributes: builder.start(tag(name), attributes)
     parser.EndElementHandler = lambda name: builder.end(tag(name))
     parser.CharacterDataHandler = builder.data
     try:
-        parser.Parse(message.lstrip(), True)
+        message = message.lstrip()
+        check(message)
+        parser.Parse(message, True)
     except expat.ExpatError as error:
         raise Failed(f"the server sends what is no XML: {error}") from None
     return builder.close()
