@@ -18,7 +18,7 @@ from support.schemac import BUILD, MODELS, REPO, RUN_MODULES
 TOOLS = os.path.join(REPO, "tools")
 COLLECTION = os.path.join(TOOLS, "ansible_collections", "vandel", "netconf", "plugins")
 sys.path[:0] = [TOOLS, os.path.join(COLLECTION, "module_utils")]
-from device import parser, text_of  # noqa: E402
+from device import parse, text_of  # noqa: E402
 from schemac_from.session import BASE, Session  # noqa: E402
 
 WAIT = 120
@@ -396,12 +396,33 @@ def test_a_device_that_makes_up_levels():
 
 
 def test_a_namespace_that_is_long():
-    """It would be there again in the name of each element."""
-    text = "<x:a xmlns:x='{}'><x:b c='&lt;'>&amp;<!-- d --></x:b>e</x:a>"
-    whole = ElementTree.fromstring(text.format("u" * 255), parser())
-    assert text_of(whole) == text_of(ElementTree.fromstring(text.format("u" * 255)))
-    with pytest.raises(ElementTree.ParseError, match="a namespace of more than 255 characters"):
-        ElementTree.fromstring(text.format("u" * 256), parser())
+    """It would be there again in the name of each element and attribute, which takes hours."""
+    text = (
+        "<x:a xmlns:x='{}'><x:b c='&lt;'>&amp;<!-- d --></x:b>e" + "<b x:c=''/>" * 1000 + "</x:a>"
+    )
+    short = text.format("u" * 255)
+    assert text_of(parse(short)) == text_of(ElementTree.fromstring(short))
+    for length in (256, 20 << 20):
+        with pytest.raises(ElementTree.ParseError, match="a namespace of more than 255 characters"):
+            parse(text.format("u" * length))
+
+
+def test_a_restored_file_with_a_namespace_that_is_long(fleet):
+    """It is a device's, too."""
+    text = f"<data><x:a xmlns:x='{'u' * 256}'/></data>"
+    path = sshd.write(fleet.path("restore.xml"), text)
+    done = fleet.play("vandel_config", "--check", names=("r1",), restore=path)
+    assert done.recap == {"r1": {"failed"}}
+
+
+def test_a_server_that_says_much_at_once(fleet):
+    """Only the end is shown."""
+    way = "sh -c 'head -c 1000000 /dev/zero >&2'"
+    done = fleet.play(
+        "vandel_command", names=("r1",), connect=[f"-oProxyCommand={way}"], commands=["cd /"]
+    )
+    assert done.recap == {"r1": {"unreachable"}}
+    assert len(done.results["r1"]["msg"]) < 60000
 
 
 @pytest.mark.parametrize("module", ["vandel_config", "vandel_command"])

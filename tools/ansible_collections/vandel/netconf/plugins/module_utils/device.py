@@ -1,10 +1,12 @@
 """A device as the modules see it: through vandel-do."""
 
+import contextlib
 import os
 import re
 import subprocess
 import tempfile
 from xml.etree import ElementTree
+from xml.parsers import expat
 
 BASE = "urn:ietf:params:xml:ns:netconf:base:1.0"
 OPERATION = f"{{{BASE}}}operation"
@@ -16,6 +18,7 @@ ARGUMENTS = {
 REFUSED_BY_DEVICE, UNREACHABLE = 1, 3
 DEEPEST = 40  # levels of a configuration that is laid out; models have half as many
 LONGEST = 255  # characters of a namespace
+LAST = 10000  # bytes that are shown of what was said while a device could not be reached
 # What would steer a terminal: Ansible prints it as it stands.
 CONTROLS = re.compile("[\0-\x08\x0b-\x1f\x7f-\x9f\u202a-\u202e\u2066-\u2069]")
 # vandel-connect holds the device until its standard input is closed.
@@ -57,7 +60,7 @@ class Device:
                 self.environment[name] = self.connection.stdout.readline().rstrip("\n")
             if not self.environment["SCHEMA_REDIS"]:
                 self.connection.communicate()
-                said.seek(0)
+                said.seek(max(0, said.seek(0, os.SEEK_END) - LAST))
                 self.fail(self.connection.returncode, said.read())
 
     def run(self, lines, *options):
@@ -88,7 +91,7 @@ class Device:
             self.fail(status, said)
         if not os.path.exists(path):
             return ElementTree.Element("data")  # of nothing, an export makes no file
-        data = ElementTree.parse(path, parser()).getroot()
+        data = parse_file(path)
         os.remove(path)
         return data
 
@@ -101,17 +104,26 @@ def lines_of(module, option):
     return lines
 
 
-class Builder(ElementTree.TreeBuilder):
-    """Builds no tree with a long namespace, which would be there again in each name."""
+def parse(text):
+    """The root of what a device has sent. Raises ParseError, also where a namespace is long,
+    which would be there again in each name."""
 
-    def start_ns(self, _prefix, space):
-        if len(space) > LONGEST:
+    def look(_, attributes):
+        spaces = (value for name, value in attributes.items() if name.startswith("xmlns"))
+        if any(len(space) > LONGEST for space in spaces):
             raise ElementTree.ParseError(f"a namespace of more than {LONGEST} characters")
 
+    # Not at once: what a handler raises keeps no reader from going on to the end.
+    reader = expat.ParserCreate(intern=None)
+    reader.StartElementHandler = look
+    with contextlib.suppress(expat.ExpatError):  # it comes again
+        reader.Parse(text, True)
+    return ElementTree.fromstring(text)
 
-def parser():
-    """For what a device has sent."""
-    return ElementTree.XMLParser(target=Builder())
+
+def parse_file(path):
+    with open(path, "rb") as file:
+        return parse(file.read())
 
 
 def printable(text):
@@ -159,7 +171,7 @@ def errors(replies):
     """What the device has said against a request, from the output of vandel-do --xml."""
     found = []
     try:
-        for error in ElementTree.fromstring(replies, parser()).iter(f"{{{BASE}}}rpc-error"):
+        for error in parse(replies).iter(f"{{{BASE}}}rpc-error"):
             said = error.find(f"{{{BASE}}}error-message")
             said = error.find(f"{{{BASE}}}error-tag") if said is None else said
             path = error.findtext(f"{{{BASE}}}error-path")

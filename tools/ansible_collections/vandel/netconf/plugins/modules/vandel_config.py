@@ -2,7 +2,6 @@
 """Changes the configuration of a device in one request, or puts an export in its place."""
 
 import shutil
-from xml.etree import ElementTree
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.vandel.netconf.plugins.module_utils.device import (
@@ -13,6 +12,8 @@ from ansible_collections.vandel.netconf.plugins.module_utils.device import (
     errors,
     fulfils,
     lines_of,
+    parse,
+    parse_file,
     printable,
     text_of,
 )
@@ -89,7 +90,7 @@ def staged(module, device):
     status, request, said = device.run(lines, "--dry-run")
     if status != 0:
         device.fail(status, said, stdout=printable(request))
-    wanted = ElementTree.fromstring(f'<data xmlns:xc="{BASE}">{request}</data>')
+    wanted = parse(f'<data xmlns:xc="{BASE}">{request}</data>')
     return printable(request), wanted, lines
 
 
@@ -109,7 +110,7 @@ def main():
         before = device.read("running")
         if module.params["restore"]:
             path = shutil.copy(module.params["restore"], device.path("restore.xml"))
-            wanted = ElementTree.parse(path).getroot()
+            wanted = parse_file(path)
             request = text_of(wanted)
             is_so = request == text_of(before)
             lines = [f"import-config {path} running"]
