@@ -315,6 +315,20 @@ def test_a_value_begins_no_line(fleet, module, option):
     assert fleet.routers["r1"].running() == {}
 
 
+def test_a_value_ends_no_element(fleet):
+    """Where it is compared with what there is: the line after it would be left out."""
+    value = "old</location><!--"
+    lines = [
+        f"set /vandel-device/system/{leaf} {text}"
+        for leaf, text in (("location", value), ("hostname", "r1"), ("contact", "--><contact>&"))
+    ]
+    done = fleet.play("vandel_config", names=("r1",), lines=lines)
+    assert done.recap == {"r1": {"ok", "changed"}}
+    expected = {"location": value, "hostname": "r1", "contact": "--><contact>&"}
+    assert fleet.routers["r1"].running() == {f"system/{leaf}": expected[leaf] for leaf in expected}
+    assert fleet.play("vandel_config", names=("r1",), lines=lines).recap == {"r1": {"ok"}}
+
+
 def test_a_host_is_no_option(fleet):
     """It would configure a router of one's own, and say that it has changed something."""
     done = fleet.play("vandel_config", names=("r1",), host="--local", lines=LINES)

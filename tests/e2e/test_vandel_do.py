@@ -4,12 +4,13 @@ import os
 import stat
 import subprocess
 import tempfile
+from xml.etree import ElementTree
 
 import pytest
 from support import tarnd as daemon
 from support import vandel_do
 from support.example import BASE, EXAMPLE, edit_config, invoke, printed_no_data, printed_ok
-from support.shell import BUILD
+from support.shell import BASE_NS, BUILD
 from support.vandel_do import script
 
 EVENT = daemon.notification("<event/>")
@@ -359,6 +360,17 @@ def test_a_dry_run_shows_and_changes_nothing(device):
         '<box xmlns="urn:acme"><name>x</name></box>\n<box xmlns="urn:acme"><size>3</size></box>\n'
     )
     check(vandel_do.run(device, "--dry-run", given=lines), 0, printed)
+    assert device.tarnd.requests == []
+
+
+def test_a_dry_run_shows_the_request_as_xml(device):
+    """In which no value can end its element, as it can in what the shell shows."""
+    given = script("set /acme/box/name a</name>&", "commit", "commit")
+    result = vandel_do.run(device, "--dry-run", "--xml", "-k", given=given)
+    value = b'<box xmlns="urn:acme"><name>a&lt;/name&gt;&amp;</name></box>'
+    assert (result.status, result.stdout.count(value)) == (2, 1)
+    assert ElementTree.fromstring(result.stdout)[0].tag == f"{{{BASE_NS}}}edit-config"
+    assert b"There is no configuration data." in result.stderr
     assert device.tarnd.requests == []
 
 

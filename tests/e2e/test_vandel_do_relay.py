@@ -132,7 +132,15 @@ def test_nothing_but_reads_passes_in_a_dry_run(far):
     assert len(far.frames) == 3
 
 
-@pytest.mark.parametrize("request_text", [edit_config(""), "<rpc><reset/></rpc>", "no XML", ""])
+def test_an_edit_in_a_dry_run_is_answered_here(far):
+    request = edit_config("<x>&lt;</x>").encode()
+    with connected(reads_only=True) as (relay, shell):
+        assert shell.ask(request) == daemon.rpc_reply("<ok/>", "1").encode()
+        assert relay.answered() == (request + b"\0", False)
+    assert far.frames == []
+
+
+@pytest.mark.parametrize("request_text", ["<rpc><reset/></rpc>", "no XML", ""])
 def test_a_change_in_a_dry_run_ends_the_connection(far, request_text):
     with connected(reads_only=True) as (relay, shell):
         shell.send(request_text.encode())

@@ -7,6 +7,7 @@ that nothing stands between the output of two commands.
 """
 
 import contextlib
+import html
 import os
 import socket
 import struct
@@ -25,6 +26,8 @@ CREDENTIALS = struct.Struct("=3i")  # process, user, group
 PATIENCE = 30  # seconds until a daemon has to accept
 PAUSE = 0.05  # seconds until it is asked again
 READS = ("create-session", "get", "get-config")  # requests that change nothing
+EDIT = "edit-config"  # what a commit sends, but for an rpc
+OK = b'<rpc-reply xmlns="urn:ietf:params:xml:ns:netconf:base:1.0" message-id="%s"><ok/></rpc-reply>'
 
 
 def receive(connection, size):
@@ -71,7 +74,8 @@ class Relay:
     """One connection of one shell. Two threads hand frames on, one in each direction."""
 
     def __init__(self, notify, reads_only):
-        """notify is called with each notification; reads_only lets no change pass."""
+        """notify is called with each notification; reads_only lets no change pass,
+        and answers an edit, which is noted in the place of a reply."""
         self.notify = notify
         self.reads_only = reads_only
         self.why = None  # there is no connection to the daemon any longer
@@ -152,9 +156,19 @@ class Relay:
                 with self.lock:
                     self.requests += 1
                     self.waiting += 1
-                if self.reads_only and reply.operation(body) not in READS:
+                if not self.reads_only or (asked := reply.operation(body)) in READS:
+                    self.daemon.sendall(header + body)
+                elif asked == EDIT:
+                    self._answer_edit(header, body)
+                else:
                     break
-                self.daemon.sendall(header + body)
+
+    def _answer_edit(self, header, body):
+        """In the place of the daemon, which does not get it; it is shown in that of a reply."""
+        text = OK % html.escape(reply.tag_at(body, 1)[1].get("message-id", "")).encode()
+        if self._note_reply(body):
+            magic, _, number, _ = HEADER.unpack(header)
+            self.shell.sendall(HEADER.pack(magic, len(text), number, 0) + text)
 
     def _hand_down(self):
         """From the daemon to the shell, all but notifications and what nobody has asked for."""

@@ -126,8 +126,9 @@ class Run:
 
     def _show_commit(self, place, line):
         """In the place of a commit: shows what is staged, and drops it."""
-        if not self.edits.count() and not self.shell.in_rpc:
-            return self._ask(place, line)  # which the shell refuses
+        is_edit = not self.shell.in_rpc
+        if is_edit and (self.options.form == "xml" or not self.edits.count()):
+            return self._ask(place, line)  # which the relay answers, or the shell refuses
         status = self._ask(place, b"get-config -l")
         drop = b"quit" if self.shell.in_rpc else b"discard_changes"
         return max(status, self._ask(place, drop, is_shown=False))

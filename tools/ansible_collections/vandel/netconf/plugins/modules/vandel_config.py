@@ -1,6 +1,7 @@
 #!/usr/bin/python3
 """Changes the configuration of a device in one request, or puts an export in its place."""
 
+import re
 import shutil
 
 from ansible.module_utils.basic import AnsibleModule
@@ -87,11 +88,14 @@ def staged(module, device):
         word = line.strip().partition(" ")[0]
         if word not in (*STAGING, "") and not word.startswith("#"):
             module.fail_json(msg=f"{word}: of the commands, only {', '.join(STAGING)} stage")
-    status, request, said = device.run(lines, "--dry-run")
+    status, output, said = device.run(lines, "--dry-run", "--xml")
     if status != 0:
-        device.fail(status, said, stdout=printable(request))
-    wanted = parse(f'<data xmlns:xc="{BASE}">{request}</data>')
-    return printable(request), wanted, lines
+        own = "(?m)^vandel-do: .*\n"
+        device.fail(status, "".join(re.findall(own, said)), stdout=printable(re.sub(own, "", said)))
+    # As text, a value could end its element.
+    wanted = parse(output).find(f"{{{BASE}}}edit-config/{{{BASE}}}config")
+    request = re.search("<config [^>]*>(.*)</config>", output, re.DOTALL)[1].strip()
+    return printable(request) + "\n", wanted, lines
 
 
 def main():
