@@ -132,9 +132,17 @@ def test_nothing_but_reads_passes_in_a_dry_run(far):
     assert len(far.frames) == 3
 
 
-def test_an_edit_in_a_dry_run_is_answered_here(far):
+def test_an_edit_in_a_dry_run_is_answered_here(far, monkeypatch):
+    """And never by the daemon, which may answer before it is asked."""
     request = edit_config("<x>&lt;</x>").encode()
     with connected(reads_only=True) as (relay, shell):
+
+        def tag_at(*arguments):
+            assert not relay._note_reply(b"<lie/>")
+            return real(*arguments)
+
+        real = relays.reply.tag_at
+        monkeypatch.setattr(relays.reply, "tag_at", tag_at)
         assert shell.ask(request) == daemon.rpc_reply("<ok/>", "1").encode()
         assert relay.answered() == (request + b"\0", False)
     assert far.frames == []

@@ -153,22 +153,26 @@ class Relay:
         with self._until_lost():
             while frame := self._receive_frame(self.shell):
                 header, body = frame
+                asked = reply.operation(body) if self.reads_only else None
+                if asked == EDIT:
+                    self._answer_edit(header, body)
+                    continue
                 with self.lock:
                     self.requests += 1
                     self.waiting += 1
-                if not self.reads_only or (asked := reply.operation(body)) in READS:
-                    self.daemon.sendall(header + body)
-                elif asked == EDIT:
-                    self._answer_edit(header, body)
-                else:
+                if self.reads_only and asked not in READS:
                     break
+                self.daemon.sendall(header + body)
 
     def _answer_edit(self, header, body):
         """In the place of the daemon, which does not get it; it is shown in that of a reply."""
+        with self.lock:  # it never waits: the daemon could answer it otherwise
+            self.requests += 1
+            self.replies += 1
+            self.last = body
         text = OK % html.escape(reply.tag_at(body, 1)[1].get("message-id", "")).encode()
-        if self._note_reply(body):
-            magic, _, number, _ = HEADER.unpack(header)
-            self.shell.sendall(HEADER.pack(magic, len(text), number, 0) + text)
+        magic, _, number, _ = HEADER.unpack(header)
+        self.shell.sendall(HEADER.pack(magic, len(text), number, 0) + text)
 
     def _hand_down(self):
         """From the daemon to the shell, all but notifications and what nobody has asked for."""
