@@ -32,9 +32,10 @@ class Search:
             for folder, folders, names in os.walk(directory, onerror=self._refuse):
                 folders.sort()
                 for name in sorted(names):
-                    if name.endswith(".yang"):
+                    path = os.path.abspath(os.path.join(folder, name))
+                    # A pipe that calls itself a module must not keep us waiting.
+                    if name.endswith(".yang") and os.path.isfile(path):
                         module = name.removesuffix(".yang").partition("@")[0]
-                        path = os.path.abspath(os.path.join(folder, name))
                         self.paths.setdefault(module, []).append(path)
 
     @staticmethod
