@@ -319,14 +319,6 @@ def test_keeping_on_without_what_is_missing(device, ask, server):
     assert stored(server) == ["//m", "/m/a"]
 
 
-def test_a_pipe_that_calls_itself_a_module(device, ask, server, tmp_path):
-    add_m(device)
-    device.capabilities.append(capability("lost"))
-    os.mkfifo(tmp_path / "lost.yang")
-    assert ask("--keep-going", "--search", ".").returncode == 2
-    assert stored(server) == ["//m", "/m/a"]
-
-
 @pytest.mark.parametrize(
     "name, revision, path",
     [

@@ -44,9 +44,7 @@ class Search:
 
     def find(self, name, revision):
         """The path of a text of this revision, or the newest if it is empty; or None."""
-        # Others may have put something else there.
-        paths = filter(os.path.isfile, self.paths.get(name, ()))
-        heads = [(read_head(read_file(path)), path) for path in paths]
+        heads = [(read_head(read_file(path)), path) for path in self.paths.get(name, ())]
         fitting = [
             (head.revision, path)
             for head, path in heads
