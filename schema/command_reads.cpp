@@ -1,6 +1,7 @@
 #include "schema/command_reads.h"
 
 #include <algorithm>
+#include <bit>
 #include <stdint.h>
 #include <stdlib.h>
 
@@ -134,18 +135,20 @@ bool may_ask()
 // through more needs memory, too.
 bool has_each_field_once(const redisReply *whole)
 {
-    const size_t count = whole->elements / 2;
-    if (count < 2)
+    if (whole->elements < 4)
         return true;
-    const malloc_ptr<std::string_view> names(
-        static_cast<std::string_view *>(calloc(count, sizeof(std::string_view))));
-    if (!names)
-        return true;
-    std::string_view *end = names.get() + count;
-    for (size_t i = 0; i < count; i++)
-        names.get()[i] = reply_string(whole->element[2 * i]);
-    std::sort(names.get(), end);
-    return std::adjacent_find(names.get(), end) == end;
+    const size_t slots = std::bit_ceil(whole->elements);
+    const malloc_ptr<uint32_t> taken(static_cast<uint32_t *>(calloc(slots, sizeof(uint32_t))));
+    for (size_t i = 1; taken && i < whole->elements; i += 2) {
+        const std::string_view name = reply_string(whole->element[i - 1]);
+        uint32_t *slot = taken.get() + hash_bucket(hash_text(hash_start, name), slots);
+        for (; *slot != 0; slot = slot + 1 < taken.get() + slots ? slot + 1 : taken.get()) {
+            if (reply_string(whole->element[*slot - 1]) == name)
+                return false;
+        }
+        *slot = static_cast<uint32_t>(i);
+    }
+    return true;
 }
 
 // An empty array is how redis answers for a hash that is missing.

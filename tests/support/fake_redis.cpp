@@ -71,6 +71,16 @@ void reply_destroy(redisReply *reply)
     free(reply);
 }
 
+redisReply *reply_of_repeated_fields()
+{
+    std::vector<redisReply *> elements;
+    for (int i = 0; i < 100; i++) {
+        elements.push_back(reply_string(std::to_string(i % 99)));
+        elements.push_back(reply_string("value"));
+    }
+    return reply_array(elements);
+}
+
 redisReply *reply_arranged(fake_reply kind)
 {
     switch (kind) {
@@ -86,6 +96,8 @@ redisReply *reply_arranged(fake_reply kind)
         return reply_array({reply_string("name"), reply_create(REDIS_REPLY_NIL)});
     case fake_reply_empty_array:
         return reply_array({});
+    case fake_reply_repeated:
+        return reply_of_repeated_fields();
     case fake_reply_true:
     case fake_reply_null:
         break;

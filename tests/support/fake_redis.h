@@ -50,14 +50,15 @@ void fake_redis_put_module(const std::string &name, const std::string &name_spac
 
 // What a call gets instead of its answer.
 enum fake_reply {
-    fake_reply_true,       // the answer
-    fake_reply_null,       // a null pointer: lost connection, or nothing there
-    fake_reply_nil,        // a reply of type nil
-    fake_reply_error,      // a reply of type error
-    fake_reply_integer,    // a reply of another type
-    fake_reply_odd,        // an array with an odd count of elements
-    fake_reply_mixed,      // an array with an element that is no string
-    fake_reply_empty_array // an array without elements
+    fake_reply_true,        // the answer
+    fake_reply_null,        // a null pointer: lost connection, or nothing there
+    fake_reply_nil,         // a reply of type nil
+    fake_reply_error,       // a reply of type error
+    fake_reply_integer,     // a reply of another type
+    fake_reply_odd,         // an array with an odd count of elements
+    fake_reply_mixed,       // an array with an element that is no string
+    fake_reply_empty_array, // an array without elements
+    fake_reply_repeated     // an array of 100 fields, of which one stands twice
 };
 
 // From now on reads of this hash get that reply, whatever the field.

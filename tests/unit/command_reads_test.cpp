@@ -150,4 +150,14 @@ TEST_F(command_reads_test, more_reads_than_places)
     EXPECT_EQ(fake_redis_take_asked().size(), 1000U);
 }
 
+TEST_F(command_reads_test, a_hash_with_a_field_twice_is_not_there)
+{
+    for (int i = 0; i < 99; i++)
+        fake_redis_put("many", std::to_string(i), "value");
+    EXPECT_EQ(elements("many"), 198U);
+    fake_redis_answer("many", fake_reply_repeated);
+    EXPECT_EQ(elements("many"), 0U);
+    EXPECT_EQ(fake_redis_open_replies(), 0);
+}
+
 } // namespace
