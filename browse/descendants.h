@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-#include "base/arena.h"
+#include "arena.h"
 #include "schema/place.h"
 
 struct descendant {

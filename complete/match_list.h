@@ -5,7 +5,7 @@
 #include <stddef.h>
 #include <string_view>
 
-#include "base/arena.h"
+#include "arena.h"
 
 struct tinyrl;
 

@@ -4,16 +4,21 @@
 // the server has gone, and which dies when it has no memory for its buffer.
 //
 // hiredis takes whatever a server sends. So the bytes of a reply are counted as
-// they arrive, and arrays, for which it allocates as soon as it has read how
-// many elements are announced, are made by a function of ours.
+// they arrive. What it makes of them is made by functions of ours: an array, which it
+// announces before any element is there, is bounded, and the elements have no blocks of
+// their own, of which hiredis makes two for each.
 #include "platform/redis_exchange.h"
 
 #include <errno.h>
 #include <poll.h>
-#include <pthread.h>
+#include <stddef.h>
+#include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <time.h>
+
+#include "arena.h"
+#include "bounded.h"
 
 namespace
 {
@@ -62,33 +67,80 @@ int send_all(redisContext *connection, const char *text, size_t length, long lon
     return 0;
 }
 
-// The functions that every reader has at first; guarded until they are known.
-pthread_mutex_t functions_lock = PTHREAD_MUTEX_INITIALIZER;
+// A reply with what its elements take. Its own text or elements stand after it.
+struct whole_reply {
+    arena memory;
+    redisReply reply;
+};
 
-redisReplyObjectFunctions *usual_functions;
+whole_reply *whole_of(void *reply)
+{
+    return reinterpret_cast<whole_reply *>(static_cast<char *>(reply) -
+                                           offsetof(whole_reply, reply));
+}
 
-// Makes the object of an array. A null answer makes hiredis give up the reply.
+// The functions that hiredis' reader calls. A null answer makes it give up the reply.
+
+// Makes a reply, or an element of one, with room for `size` bytes after it.
+redisReply *make_reply(const redisReadTask *task, int type, size_t size)
+{
+    redisReply *reply = nullptr;
+    if (task->parent != nullptr) {
+        arena *memory = &whole_of(task->parent->obj)->memory;
+        reply = static_cast<redisReply *>(arena_room(memory, sizeof(redisReply) + size));
+    } else {
+        auto *whole = static_cast<whole_reply *>(calloc(1, sizeof(whole_reply) + size));
+        reply = whole != nullptr ? &whole->reply : nullptr;
+    }
+    if (reply == nullptr)
+        return nullptr;
+    *reply = {};
+    reply->type = type;
+    if (task->parent != nullptr)
+        static_cast<redisReply *>(task->parent->obj)->element[task->idx] = reply;
+    return reply;
+}
+
+void *create_text(const redisReadTask *task, char *text, size_t length)
+{
+    redisReply *reply = make_reply(task, task->type, length + 1);
+    if (reply == nullptr)
+        return nullptr;
+    reply->str = reinterpret_cast<char *>(reply + 1);
+    reply->len = length;
+    memcpy_s(reply->str, length, text, length);
+    reply->str[length] = '\0';
+    return reply;
+}
+
 void *create_array(const redisReadTask *task, int elements)
 {
-    if (task->parent != nullptr || elements > redis_reply_elements_limit)
+    if (task->parent != nullptr || elements < 0 || elements > redis_reply_elements_limit)
         return nullptr;
-    return usual_functions->createArray(task, elements);
+    const auto count = static_cast<size_t>(elements);
+    redisReply *reply = make_reply(task, REDIS_REPLY_ARRAY, count * sizeof(redisReply *));
+    if (reply == nullptr)
+        return nullptr;
+    reply->elements = count;
+    reply->element = reinterpret_cast<redisReply **>(reply + 1);
+    return reply;
 }
 
-// What hiredis builds replies with, but for arrays.
-redisReplyObjectFunctions limited_functions;
-
-void limit_arrays(redisReader *reader)
+void *create_integer(const redisReadTask *task, long long value)
 {
-    pthread_mutex_lock(&functions_lock);
-    if (usual_functions == nullptr) {
-        usual_functions = reader->fn;
-        limited_functions = *reader->fn;
-        limited_functions.createArray = create_array;
-    }
-    pthread_mutex_unlock(&functions_lock);
-    reader->fn = &limited_functions;
+    redisReply *reply = make_reply(task, REDIS_REPLY_INTEGER, 0);
+    if (reply != nullptr)
+        reply->integer = value;
+    return reply;
 }
+
+void *create_nil(const redisReadTask *task)
+{
+    return make_reply(task, REDIS_REPLY_NIL, 0);
+}
+
+redisReplyObjectFunctions reply_functions = {create_text, create_array, create_integer, create_nil,
+                                             redis_reply_free};
 
 // Reads what has arrived and adds its length to *taken.
 int read_more(redisContext *connection, size_t *taken)
@@ -136,11 +188,22 @@ redisReply *redis_exchange(redisContext *connection, int count, const char **wor
     const long long deadline = monotonic_ms() + redis_patience_ms;
     redisReply *reply = nullptr;
     if (send_all(connection, text, static_cast<size_t>(length), deadline) == 0) {
-        limit_arrays(connection->reader);
+        redisReplyObjectFunctions *const usual = connection->reader->fn;
+        connection->reader->fn = &reply_functions;
         reply = receive(connection, deadline);
-        connection->reader->fn = usual_functions; // for other readers
+        if (reply != nullptr)               // otherwise it may hold a part of one
+            connection->reader->fn = usual; // for other readers
     }
     explicit_bzero(text, static_cast<size_t>(length)); // it may hold a password
     redisFreeCommand(text);
     return reply;
+}
+
+void redis_reply_free(void *reply)
+{
+    if (reply == nullptr)
+        return;
+    whole_reply *whole = whole_of(reply);
+    arena_clear(&whole->memory);
+    free(whole);
 }

@@ -14,10 +14,13 @@ inline constexpr size_t redis_reply_limit = VANDEL_REDIS_REPLY_LIMIT;
 inline constexpr int redis_reply_elements_limit = 1 << 18;
 
 // Sends a command of count words and takes its reply, which the caller gives to
-// freeReplyObject. Null when there is none: the connection is lost or silent, or
+// redis_reply_free, not to hiredis. Null when there is none: the connection is lost or silent, or
 // the reply is above a limit or has an array in an array. The connection is then
 // of no further use, because a late reply could be taken for that of a later
 // command, and carries an error (err is not 0). Only when there was no memory for
 // the command is it as it was.
 redisReply *redis_exchange(redisContext *connection, int count, const char **words,
                            const size_t *lengths);
+
+// Releases such a reply; null is accepted.
+void redis_reply_free(void *reply);

@@ -70,7 +70,7 @@ int send_password(redisContext *connection, const password *secret)
     if (reply == nullptr)
         return refuse(connection, "no answer from the server");
     const bool is_taken = reply->type == REDIS_REPLY_STATUS;
-    freeReplyObject(reply);
+    redis_reply_free(reply);
     return is_taken ? 0 : refuse(connection, "the server refused the password");
 }
 

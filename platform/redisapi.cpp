@@ -87,7 +87,7 @@ selection select_on(redisContext *connection, int database)
         return selection_unanswered;
     }
     const bool is_done = reply->type == REDIS_REPLY_STATUS;
-    freeReplyObject(reply);
+    redis_reply_free(reply);
     return is_done ? selection_done : selection_refused;
 }
 
@@ -175,7 +175,7 @@ redisReply *redis_hash_get_bin_safe(redisContext *connection, const char *hash, 
     const size_t lengths[] = {4, hash_length, field_length};
     redisReply *reply = command(connection, 3, words, lengths);
     if (reply != nullptr && reply->type != REDIS_REPLY_STRING) {
-        freeReplyObject(reply);
+        redis_reply_free(reply);
         return nullptr;
     }
     return reply;
@@ -190,7 +190,7 @@ redisReply *redis_hash_get_all_bin_safe(redisContext *connection, const char *ha
     const size_t lengths[] = {7, hash_length};
     redisReply *reply = command(connection, 2, words, lengths);
     if (reply != nullptr && !is_hash_content(reply)) {
-        freeReplyObject(reply);
+        redis_reply_free(reply);
         return nullptr;
     }
     return reply;
@@ -198,7 +198,7 @@ redisReply *redis_hash_get_all_bin_safe(redisContext *connection, const char *ha
 
 void redis_freereply(redisReply *reply)
 {
-    freeReplyObject(reply);
+    redis_reply_free(reply);
 }
 
 void redis_freeconn(redisContext *connection)

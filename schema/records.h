@@ -7,7 +7,7 @@
 #include <stddef.h>
 #include <string_view>
 
-#include "base/arena.h"
+#include "arena.h"
 #include "base/text.h"
 #include "format/schema_record.h"
 

@@ -1,5 +1,5 @@
 // Blocks that live and go together.
-#include "base/arena.h"
+#include "arena.h"
 
 #include <gtest/gtest.h>
 #include <stdint.h>

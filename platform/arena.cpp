@@ -1,12 +1,12 @@
-#include "base/arena.h"
+#include "arena.h"
 
 #include <stdlib.h>
 
-#include "base/text.h"
 #include "bounded.h"
+#include "heap.h"
 
 // The blocks stand after it.
-struct arena_piece {
+struct alignas(arena_alignment) arena_piece {
     arena_piece *older;
     size_t size;
     size_t used;
@@ -33,7 +33,7 @@ arena_piece *add_piece(arena *arena, size_t needed)
     if (size < needed)
         size = needed;
     size_t total = 0;
-    auto *piece = size_add(size, sizeof(arena_piece), &total)
+    auto *piece = !__builtin_add_overflow(size, sizeof(arena_piece), &total)
                       ? static_cast<arena_piece *>(malloc(total))
                       : nullptr;
     if (piece == nullptr)
@@ -50,20 +50,31 @@ arena::~arena()
     arena_clear(this);
 }
 
-char *arena_concat(arena *arena, std::initializer_list<std::string_view> pieces)
+void *arena_room(arena *arena, size_t size)
 {
-    size_t size = alignof(arena_piece); // the zero byte, and what aligns the next block
-    for (const std::string_view text : pieces) {
-        if (!size_add(size, text.size(), &size))
-            return nullptr;
-    }
-    size -= size % alignof(arena_piece);
+    if (__builtin_add_overflow(size, arena_alignment - 1, &size))
+        return nullptr;
+    size -= size % arena_alignment;
     arena_piece *piece = arena->newest;
     if (piece == nullptr || piece->size - piece->used < size)
         piece = add_piece(arena, size);
     if (piece == nullptr)
         return nullptr;
-    char *const block = bytes_of(piece) + piece->used;
+    char *block = bytes_of(piece) + piece->used;
+    piece->used += size;
+    return block;
+}
+
+char *arena_concat(arena *arena, std::initializer_list<std::string_view> pieces)
+{
+    size_t size = 1;
+    for (const std::string_view text : pieces) {
+        if (__builtin_add_overflow(size, text.size(), &size))
+            return nullptr;
+    }
+    char *block = static_cast<char *>(arena_room(arena, size));
+    if (block == nullptr)
+        return nullptr;
     size_t used = 0;
     for (const std::string_view text : pieces) {
         if (!text.empty())
@@ -71,7 +82,6 @@ char *arena_concat(arena *arena, std::initializer_list<std::string_view> pieces)
         used += text.size();
     }
     block[used] = '\0';
-    piece->used += size;
     return block;
 }
 

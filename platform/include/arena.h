@@ -8,6 +8,8 @@
 
 struct arena_piece;
 
+constexpr size_t arena_alignment = 8; // of a block: enough for any record
+
 // Owns its blocks, which live as long as it does, or until arena_clear.
 struct arena {
     arena_piece *newest = nullptr;
@@ -18,8 +20,10 @@ struct arena {
     arena &operator=(const arena &) = delete;
 };
 
-// The pieces one after the other and a zero byte, aligned for a record; null when
-// memory runs out.
+// Room for so many bytes, which are not cleared; null when memory runs out.
+void *arena_room(arena *arena, size_t size);
+
+// The pieces one after the other and a zero byte; as arena_room.
 char *arena_concat(arena *arena, std::initializer_list<std::string_view> pieces);
 
 // Room for a T without a destructor; as arena_concat.
