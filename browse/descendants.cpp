@@ -13,6 +13,12 @@
 namespace
 {
 
+// A node in its block. The bytes of its record follow, then its name.
+struct added_node {
+    descendant node;
+    schema_record record;
+};
+
 // Takes the children of the node from the schema.
 bool browses_schema(unsigned kind, const char *path)
 {
@@ -103,12 +109,15 @@ descendant_set::~descendant_set()
 
 int descendants_add(descendant_set *set, std::string_view name, std::string_view record)
 {
-    const descendant node = {set->nodes, arena_concat(&set->memory, {name}),
-                             record_copy(&set->memory, record)};
-    descendant *head = arena_make(&set->memory, node);
-    if (node.name == nullptr || node.record == nullptr || head == nullptr)
+    const added_node added = {{set->nodes, nullptr, nullptr}, {record.size()}};
+    const std::string_view head(reinterpret_cast<const char *>(&added), sizeof added);
+    char *block = arena_concat(&set->memory, {head, record, name});
+    if (block == nullptr)
         return -1;
-    set->nodes = head;
+    added_node *made = reinterpret_cast<added_node *>(block);
+    made->node.name = block + sizeof added + record.size();
+    made->node.record = &made->record;
+    set->nodes = &made->node;
     return 0;
 }
 

@@ -72,13 +72,6 @@ record_ptr record_copy(std::string_view bytes)
     return record;
 }
 
-schema_record *record_copy(arena *arena, std::string_view bytes)
-{
-    const schema_record head = {bytes.size()};
-    const std::string_view head_bytes(reinterpret_cast<const char *>(&head), sizeof head);
-    return reinterpret_cast<schema_record *>(arena_concat(arena, {head_bytes, bytes}));
-}
-
 std::string_view record_of_kind(node_kind kind)
 {
     static constexpr kind_records records;

@@ -7,7 +7,6 @@
 #include <stddef.h>
 #include <string_view>
 
-#include "arena.h"
 #include "base/text.h"
 #include "format/schema_record.h"
 
@@ -20,9 +19,6 @@ using record_ptr = malloc_ptr<schema_record>;
 
 // A copy of the bytes; null when memory runs out.
 record_ptr record_copy(std::string_view bytes);
-
-// The same in an arena.
-schema_record *record_copy(arena *arena, std::string_view bytes);
 
 // The bytes of a node record of the minimum length that holds nothing but its kind.
 std::string_view record_of_kind(node_kind kind);

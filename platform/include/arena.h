@@ -26,13 +26,5 @@ void *arena_room(arena *arena, size_t size);
 // The pieces one after the other and a zero byte; as arena_room.
 char *arena_concat(arena *arena, std::initializer_list<std::string_view> pieces);
 
-// Room for a T without a destructor; as arena_concat.
-template <class T>
-T *arena_make(arena *arena, const T &value)
-{
-    const std::string_view bytes(reinterpret_cast<const char *>(&value), sizeof value);
-    return reinterpret_cast<T *>(arena_concat(arena, {bytes}));
-}
-
 // Gives all blocks back.
 void arena_clear(arena *arena);

@@ -40,19 +40,6 @@ TEST(arena_concat, refuses_a_sum_that_wraps)
     EXPECT_STREQ(arena_concat(&arena, {"text"}), "text");
 }
 
-TEST(arena_make, holds_the_record)
-{
-    struct pair {
-        const char *name;
-        size_t number;
-    };
-    arena arena;
-    arena_concat(&arena, {"x"});
-    const pair *made = arena_make(&arena, pair{"name", 7});
-    EXPECT_STREQ(made->name, "name");
-    EXPECT_EQ(made->number, 7U);
-}
-
 TEST(arena_clear, leaves_an_arena_as_new)
 {
     arena arena;
