@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
+#include <utility>
 
 #include "base/log.h"
 #include "base/session.h"
@@ -126,7 +127,8 @@ int msg_send(text_buffer *text, frame_ending ending)
 
 int msg_recv(reply_text *message)
 {
-    *message = {};
+    const size_t room_size = message->room_size;
+    malloc_ptr<char> block = std::exchange(*message, {}).room;
     uint8_t header[frame_header_size];
     if (socket_read(header, sizeof header) != static_cast<ssize_t>(sizeof header))
         return -1;
@@ -135,7 +137,10 @@ int msg_recv(reply_text *message)
         log_error("[ERROR] Packet is too big :%d\n", static_cast<int>(announced));
         return -1;
     }
-    malloc_ptr<char> block(static_cast<char *>(malloc(static_cast<size_t>(announced) + 1)));
+    if (announced >= room_size) {
+        block = nullptr; // first
+        block.reset(static_cast<char *>(malloc(static_cast<size_t>(announced) + 1)));
+    }
     if (!block) {
         log_error("[ERROR] Out of memory!\n");
         skip_body(announced);
@@ -152,7 +157,9 @@ int msg_recv(reply_text *message)
 
 int msg_wait_reply(reply_text *reply)
 {
-    const reply_text before = std::move(*reply);
+    reply_text before = std::exchange(*reply, {});
+    reply->room = std::move(before.room);
+    reply->room_size = before.room_size;
     int result = msg_recv(reply);
     while (result == 0) {
         const char *text = reply->text.get();
@@ -163,6 +170,10 @@ int msg_wait_reply(reply_text *reply)
             break;
         xml_print(text);
         result = msg_recv(reply);
+    }
+    if (reply->is_known) {
+        reply->room = std::move(before.text);
+        reply->room_size = before.length + size_t{1};
     }
     release_lock();
     return result;

@@ -24,6 +24,8 @@ struct reply_text {
     uint32_t length = 0;
     bool is_plain = false; // known to be (link/xml_plain.h)
     bool is_known = false; // the same as the one before it
+    malloc_ptr<char> room; // for the next one, in place of a block of its own
+    size_t room_size = 0;
 };
 
 // Whether the zero byte after a text travels with it.
@@ -39,11 +41,12 @@ enum frame_ending {
 // connected socket sends nothing, takes no lock and still returns 0.
 int msg_send(text_buffer *text, frame_ending ending = frame_ends_in_zero);
 
-// Reads one frame. 0, or -1 without a body. Takes no lock.
+// Reads one frame, into *message's room if it fits. 0, or -1 without a body. Takes no lock.
 int msg_recv(reply_text *message);
 
 // Reads frames until one is not a notification, printing the notifications,
 // and gives the lock back in every case. Results as msg_recv; looks whether the reply
 // is plain, which nobody needs to do again. It is known when *reply held a plain one of
-// which it differs in the digits of the message id at most: so it is plain, too.
+// which it differs in the digits of the message id at most: so it is plain, too, and has
+// the block of that one as its room.
 int msg_wait_reply(reply_text *reply);

@@ -431,6 +431,25 @@ TEST_F(exchange_test, a_plain_reply_that_came_before_is_known)
     EXPECT_FALSE(is_known("<!-- --><a/>", "<!-- --><a/>")); // not plain
 }
 
+TEST_F(exchange_test, the_blocks_of_replies_that_are_known_take_turns)
+{
+    const std::vector<std::string> replies = {"<a message-id=\"9\"/>", "<a message-id=\"10\"/>",
+                                              "<a message-id=\"11\"/>", "<a message-id=\"12\"/>",
+                                              "<b/>"};
+    serve(replies);
+    reply_text reply;
+    std::vector<const char *> blocks;
+    for (const std::string &text : replies) {
+        EXPECT_EQ(send_text("<rpc/>"), 0);
+        EXPECT_EQ(msg_wait_reply(&reply), 0);
+        EXPECT_STREQ(reply.text.get(), text.c_str());
+        blocks.push_back(reply.text.get());
+    }
+    EXPECT_EQ(blocks[3], blocks[1]);
+    EXPECT_EQ(blocks[4], blocks[2]);
+    EXPECT_EQ(reply.room, nullptr);
+}
+
 TEST_F(exchange_test, notifications_before_the_reply_are_printed)
 {
     connect().push(notification).expect().push(notification).push("<ok/>").push(notification);
