@@ -14,16 +14,6 @@ std::string_view without_predicate(std::string_view name)
     return text_slice(name, 0, name.find('['));
 }
 
-// The field's record, at least `minimum` bytes of it.
-record_ptr read_record(std::string_view hash, std::string_view field, size_t minimum)
-{
-    const reply_ptr reply = read_field(hash, field);
-    const std::string_view value = reply_string(reply.get());
-    if (value.size() < minimum)
-        return nullptr;
-    return record_copy(value);
-}
-
 // A schema path as the hash and the field that hold its record.
 struct field_address {
     std::string_view hash;
@@ -72,7 +62,9 @@ record_ptr node_record(std::string_view schema_path)
     const field_address address = address_of(schema_path);
     if (address.hash.empty() || address.hash == "/")
         return nullptr;
-    return read_record(address.hash, without_predicate(address.field), node_record_minimum);
+    const reply_ptr reply = read_field(address.hash, without_predicate(address.field));
+    const std::string_view value = reply_string(reply.get());
+    return value.size() >= node_record_minimum ? record_copy(value) : nullptr;
 }
 
 bool module_is_known(std::string_view module)
@@ -82,8 +74,9 @@ bool module_is_known(std::string_view module)
 
 heap_text module_namespace(std::string_view module)
 {
-    const record_ptr record = read_record("/", module, module_record_minimum);
-    return record ? text_copy(record_namespace(record.get())) : nullptr;
+    const reply_ptr reply = read_field("/", module);
+    const std::string_view value = reply_string(reply.get());
+    return value.size() >= module_record_minimum ? text_copy(record_namespace(value)) : nullptr;
 }
 
 heap_text path_namespace(const char *path)

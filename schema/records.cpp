@@ -41,20 +41,13 @@ struct kind_records {
     }
 };
 
-// The text that starts at offset in the record.
-std::string_view text_at(const schema_record *record, size_t offset)
-{
-    if (offset >= record->size)
-        return {};
-    const char *start = reinterpret_cast<const char *>(bytes_of(record)) + offset;
-    return {start, strnlen(start, record->size - offset)};
-}
-
 std::string_view string_area_text(const schema_record *record, int offset)
 {
-    if (offset < 0)
+    const size_t at = node_record_minimum + static_cast<size_t>(offset);
+    if (offset < 0 || at >= record->size)
         return {};
-    return text_at(record, node_record_minimum + static_cast<size_t>(offset));
+    const char *start = reinterpret_cast<const char *>(bytes_of(record)) + at;
+    return {start, strnlen(start, record->size - at)};
 }
 
 } // namespace
@@ -108,7 +101,8 @@ std::string_view record_type_name(const schema_record *record)
     return string_area_text(record, read_i16(bytes_of(record) + record_type_offset));
 }
 
-std::string_view record_namespace(const schema_record *record)
+std::string_view record_namespace(std::string_view bytes)
 {
-    return text_at(record, module_record_minimum);
+    bytes.remove_prefix(module_record_minimum);
+    return text_slice(bytes, 0, bytes.find('\0'));
 }

@@ -33,5 +33,5 @@ std::string_view record_type_name(const schema_record *record);
 // Whether bytes that are still in the library's reply are a node record of this kind.
 bool is_record_of_kind(std::string_view bytes, node_kind kind);
 
-// The namespace in a module record.
-std::string_view record_namespace(const schema_record *record);
+// The namespace in the bytes of a module record, at least module_record_minimum of them.
+std::string_view record_namespace(std::string_view bytes);

@@ -20,10 +20,9 @@ record_ptr node(int flags, int help, int type, int bound, const std::string &are
     return record_copy(bytes);
 }
 
-record_ptr module(size_t size, const std::string &tail)
+std::string module(const std::string &tail)
 {
-    std::string bytes = std::string(size, '\x77') + tail;
-    return record_copy(bytes);
+    return std::string(43, '\x77') + tail;
 }
 
 const std::string area("\0string\0Help text\0", 18);
@@ -88,10 +87,10 @@ TEST(record_type_name, at_its_offset)
 
 TEST(record_namespace, after_43_bytes)
 {
-    EXPECT_EQ(record_namespace(module(43, std::string("urn:m\0x", 7)).get()), "urn:m");
-    EXPECT_EQ(record_namespace(module(43, "").get()), "");
-    EXPECT_EQ(record_namespace(module(43, std::string(1, '\0')).get()), "");
-    EXPECT_EQ(record_namespace(module(43, "urn:unterminated").get()), "urn:unterminated");
+    EXPECT_EQ(record_namespace(module(std::string("urn:m\0x", 7))), "urn:m");
+    EXPECT_EQ(record_namespace(module("")), "");
+    EXPECT_EQ(record_namespace(module(std::string(1, '\0'))), "");
+    EXPECT_EQ(record_namespace(module("urn:unterminated")), "urn:unterminated");
 }
 
 TEST(record_of_kind, holds_nothing_else)
