@@ -1,6 +1,5 @@
 #include "base/escape.h"
 
-#include <string.h>
 #include <string_view>
 
 #include "base/log.h"
@@ -22,6 +21,8 @@ constexpr entity entities[] = {
 // What a byte is written as; empty for a byte that is copied.
 std::string_view entity_of(char character)
 {
+    if (static_cast<unsigned char>(character) > '>') // beyond all of them, as letters are
+        return {};
     for (const entity &candidate : entities) {
         if (candidate.character == character)
             return candidate.text;
@@ -78,16 +79,16 @@ void escape_text(char *destination, const char *source, long length, int mode)
     *end = '\0';
 }
 
-heap_text escape_copy(const char *text)
+int text_append_escaped(text_buffer *out, std::string_view text)
 {
-    size_t size = 1;
-    for (const char *at = text; *at != '\0'; at++) {
-        const size_t written = entity_of(*at).size();
-        if (!size_add(size, written == 0 ? 1 : written, &size))
-            return nullptr;
+    while (!text.empty()) {
+        size_t run = 0;
+        while (run < text.size() && entity_of(text[run]).empty())
+            run++;
+        const std::string_view entity = run < text.size() ? entity_of(text[run]) : "";
+        if (text_append_all(out, {text_slice(text, 0, run), entity}) != 0)
+            return -1;
+        text.remove_prefix(run + !entity.empty());
     }
-    heap_text escaped(static_cast<char *>(malloc(size)));
-    if (escaped)
-        *escape_into(escaped.get(), text, strlen(text)) = '\0';
-    return escaped;
+    return 0;
 }

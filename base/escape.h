@@ -17,8 +17,8 @@ constexpr int escape_mode_escape = 1;
 // negative length are logged and do nothing.
 void escape_text(char *destination, const char *source, long length, int mode);
 
-// The text escaped, in a buffer of its exact size; null when memory runs out.
-heap_text escape_copy(const char *text);
+// Appends the text escaped; 0, or -1 when memory runs out (the buffer is empty then).
+int text_append_escaped(text_buffer *out, std::string_view text);
 
 // Decodes what stands at `at` (at least 1 of `left` bytes): an entity or a
 // single byte. Returns how many bytes were read; *character is the result.

@@ -154,7 +154,7 @@ int text_reserve(text_buffer *buffer, std::initializer_list<size_t> lengths)
 
 void text_clear(text_buffer *buffer)
 {
-    if (buffer->data)
+    if (buffer->length > 0)
         block_wipe(buffer->data.get(), buffer->length);
     buffer->length = 0;
 }

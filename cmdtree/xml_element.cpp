@@ -14,25 +14,29 @@
 namespace
 {
 
-const char delete_attribute[] = "xc:operation=\"delete\"";
+const char delete_attribute[] = " xc:operation=\"delete\"";
 
-element_name name_of(const cmd_node *node)
+// A namespace that an element declares; no uri for none.
+struct declaration {
+    std::string_view prefix;
+    heap_text uri;
+};
+
+// What an element declares, in this order.
+struct declarations {
+    declaration module;
+    declaration of_value;
+};
+
+// The rest of a path after its module, with its slash; null for none.
+const char *below_module(const char *path)
 {
-    return element_name_of(node_last_component(node).name);
+    return strchr(path + 1, '/');
 }
 
 const char *written_value(const cmd_node *node, element_detail detail)
 {
     return detail == element_with_changes ? node->value : nullptr;
-}
-
-// xmlns="uri" or xmlns:prefix="uri", the uri escaped; null when memory runs out.
-heap_text namespace_attribute(std::string_view prefix, const char *uri)
-{
-    const heap_text escaped = escape_copy(uri);
-    if (!escaped)
-        return nullptr;
-    return text_concat({"xmlns", prefix.empty() ? "" : ":", prefix, "=\"", escaped.get(), "\""});
 }
 
 bool takes_prefixed_values(const schema_record *record)
@@ -41,14 +45,10 @@ bool takes_prefixed_values(const schema_record *record)
     return type == "union" || type == "identityref";
 }
 
-// The declaration of the prefix in an identity's name, into *attribute; null
-// there when the value needs none. 0 or -1.
-int value_prefix_attribute(const char *path, const char *value, path_scope scope,
-                           heap_text *attribute)
+// Declares the prefix in an identity's name, unless the value needs none. 0 or -1.
+int declare_value_prefix(const char *path, std::string_view value, path_scope scope,
+                         declaration *declared)
 {
-    const char *colon = value != nullptr ? strchr(value, ':') : nullptr;
-    if (colon == nullptr)
-        return 0;
     const place at = place_at(path, scope);
     if (!at.record) {
         log_debug("[DEBUG] Failed to get %s from db\n", shown_text(path).get());
@@ -56,61 +56,61 @@ int value_prefix_attribute(const char *path, const char *value, path_scope scope
     }
     if (!takes_prefixed_values(at.record.get()))
         return 0;
-    const std::string_view prefix(value, static_cast<size_t>(colon - value));
+    const std::string_view prefix = text_slice(value, 0, value.find(':'));
     if (!module_is_known(prefix))
         return 0;
-    const heap_text uri = module_namespace(prefix);
-    if (!uri)
-        return -1;
-    *attribute = namespace_attribute(prefix, uri.get());
-    return *attribute ? 0 : -1;
+    *declared = {prefix, module_namespace(prefix)};
+    return declared->uri ? 0 : -1;
 }
 
-// The namespace of a module that its name carries stands in place of all
-// other attributes of an element. 0 or -1.
-int apply_name_prefix(const element_name &name, heap_text *attributes)
+// The namespace of a module that its name carries stands in place of all that
+// an element declares. 0 or -1.
+int apply_name_prefix(const element_name &name, declarations *declared)
 {
     if (!name.prefixed)
         return 0;
-    const heap_text uri = module_namespace(name.module);
-    if (!uri) {
-        const heap_text local = text_copy(name.local);
-        log_debug("[DEBUG] augment node:%s error\n", local ? local.get() : "");
+    *declared = {{{}, module_namespace(name.module)}, {}};
+    if (declared->module.uri)
+        return 0;
+    const heap_text local = text_copy(name.local);
+    log_debug("[DEBUG] augment node:%s error\n", local ? local.get() : "");
+    return -1;
+}
+
+// What a node declares. 0 or -1.
+int declare(const cmd_node *node, const element_name &name, const char *value, path_scope scope,
+            declarations *declared)
+{
+    if (node->operation == operation_set && value != nullptr && strchr(value, ':') != nullptr &&
+        declare_value_prefix(node->path, value, scope, &declared->of_value) != 0)
         return -1;
+    if (strchr(below_module(node->path) + 1, '/') == nullptr) {
+        declared->module.uri = path_namespace(node->path);
+        if (!declared->module.uri)
+            return -1;
     }
-    *attributes = namespace_attribute({}, uri.get());
-    return *attributes ? 0 : -1;
+    return apply_name_prefix(name, declared);
 }
 
-// The namespace of the path's module before the other attributes. 0 or -1.
-int prepend_path_namespace(const char *path, heap_text *attributes)
+// Appends xmlns="uri" or xmlns:prefix="uri", the uri escaped, after a blank. 0 or -1.
+int append_declaration(text_buffer *out, const declaration &declared)
 {
-    const heap_text uri = path_namespace(path);
-    heap_text declared = uri ? namespace_attribute({}, uri.get()) : nullptr;
-    if (declared && *attributes)
-        declared = text_concat({declared.get(), " ", attributes->get()});
-    *attributes = std::move(declared);
-    return *attributes ? 0 : -1;
-}
-
-// The attributes of a node but for its operation, null for none. 0 or -1.
-int node_attributes(const cmd_node *node, const element_name &name, const char *value,
-                    path_scope scope, heap_text *attributes)
-{
-    if (node->operation == operation_set &&
-        value_prefix_attribute(node->path, value, scope, attributes) != 0)
+    if (!declared.uri)
+        return 0;
+    if (text_append_all(
+            out, {" xmlns", declared.prefix.empty() ? "" : ":", declared.prefix, "=\""}) != 0 ||
+        text_append_escaped(out, declared.uri.get()) != 0)
         return -1;
-    if (path_levels(node->path) == 2 && prepend_path_namespace(node->path, attributes) != 0)
-        return -1;
-    return apply_name_prefix(name, attributes);
+    return text_append(out, "\"");
 }
 
-int append_opening_tag(text_buffer *out, std::string_view name, const char *attributes,
-                       const char *operation)
+int append_opening_tag(text_buffer *out, std::string_view name, const declarations &declared,
+                       std::string_view operation)
 {
-    return text_append_all(
-        out, {"<", name, attributes != nullptr ? " " : "", attributes != nullptr ? attributes : "",
-              operation != nullptr ? " " : "", operation != nullptr ? operation : "", ">"});
+    if (text_append_all(out, {"<", name}) != 0 || append_declaration(out, declared.module) != 0 ||
+        append_declaration(out, declared.of_value) != 0)
+        return -1;
+    return text_append_all(out, {operation, ">"});
 }
 
 int append_closing_tag(text_buffer *out, std::string_view name)
@@ -118,44 +118,47 @@ int append_closing_tag(text_buffer *out, std::string_view name)
     return text_append_all(out, {"</", name, ">"});
 }
 
-// A masked value as element text.
-int append_value(text_buffer *out, const char *masked)
+// A masked value as element text, and the closing tag after it.
+int append_value(element_writer *writer, std::string_view masked, std::string_view name)
 {
-    const heap_text plain = plain_value(masked);
-    const heap_text escaped = plain ? escape_copy(plain.get()) : nullptr;
-    return escaped ? text_append(out, escaped.get()) : -1;
+    text_clear(&writer->value);
+    if (text_append(&writer->value, masked) != 0)
+        return -1;
+    char *value = writer->value.data.get();
+    make_plain(value);
+    if (text_append_escaped(&writer->piece, value) != 0)
+        return -1;
+    return append_closing_tag(&writer->piece, name);
 }
 
-// The declaration that a key value needs, as if the key leaf were set.
-int key_attributes(const cmd_node *entry, std::string_view key, const char *value, path_scope scope,
-                   heap_text *attributes)
+// Declares what a key value needs, as if the key leaf were set. 0 or -1.
+int declare_key(const cmd_node *entry, std::string_view key, std::string_view value,
+                path_scope scope, declaration *declared)
 {
-    if (strchr(value, ':') == nullptr)
+    if (value.find(':') == std::string_view::npos)
         return 0;
     const heap_text list_path = path_listing_parent(entry->path);
     const heap_text leaf_path = list_path ? text_concat({list_path.get(), "/", key}) : nullptr;
-    return leaf_path ? value_prefix_attribute(leaf_path.get(), value, scope, attributes) : -1;
+    return leaf_path ? declare_value_prefix(leaf_path.get(), value, scope, declared) : -1;
 }
 
-int append_key(text_buffer *out, const cmd_node *entry, std::string_view pair, path_scope scope)
+// A key and its value, as they stand in a predicate.
+int append_key(element_writer *writer, const cmd_node *entry, std::string_view pair)
 {
     const std::string_view key = text_take(&pair, '=');
     const element_name name = element_name_of(key);
-    const heap_text value = text_copy(pair);
-    heap_text attributes;
-    if (!value || key_attributes(entry, key, value.get(), scope, &attributes) != 0 ||
-        apply_name_prefix(name, &attributes) != 0 ||
-        append_opening_tag(out, name.local, attributes.get(), nullptr) != 0 ||
-        append_value(out, value.get()) != 0)
+    declarations declared;
+    if (declare_key(entry, key, pair, writer->scope, &declared.of_value) != 0 ||
+        apply_name_prefix(name, &declared) != 0 ||
+        append_opening_tag(&writer->piece, name.local, declared, "") != 0)
         return -1;
-    return append_closing_tag(out, name.local);
+    return append_value(writer, pair, name.local);
 }
 
-int append_keys(text_buffer *out, const cmd_node *entry, path_scope scope)
+int append_keys(element_writer *writer, const cmd_node *entry, std::string_view predicate)
 {
-    std::string_view rest = node_last_component(entry).predicate;
-    while (!rest.empty()) {
-        if (append_key(out, entry, text_take(&rest, ','), scope) != 0)
+    while (!predicate.empty()) {
+        if (append_key(writer, entry, text_take(&predicate, ',')) != 0)
             return -1;
     }
     return 0;
@@ -165,27 +168,29 @@ int append_keys(text_buffer *out, const cmd_node *entry, path_scope scope)
 
 bool element_exists(const cmd_node *node)
 {
-    return path_levels(node->path) > 1;
+    return below_module(node->path) != nullptr;
 }
 
-int element_open(text_buffer *out, const cmd_node *node, element_detail detail, path_scope scope)
+int element_open(element_writer *writer, const cmd_node *node)
 {
-    const element_name name = name_of(node);
-    const char *value = written_value(node, detail);
-    const bool deletes = detail == element_with_changes && node->operation == operation_delete;
-    heap_text attributes;
-    if (node_attributes(node, name, value, scope, &attributes) != 0 ||
-        append_opening_tag(out, name.local, attributes.get(),
-                           deletes ? delete_attribute : nullptr) != 0)
+    const last_component last = node_last_component(node);
+    const element_name name = element_name_of(last.name);
+    const char *value = written_value(node, writer->detail);
+    const bool deletes =
+        writer->detail == element_with_changes && node->operation == operation_delete;
+    const char *operation = deletes ? delete_attribute : "";
+    declarations declared;
+    if (declare(node, name, value, writer->scope, &declared) != 0 ||
+        append_opening_tag(&writer->piece, name.local, declared, operation) != 0)
         return -1;
-    if (value == nullptr)
-        return append_keys(out, node, scope);
-    return append_value(out, value) != 0 ? -1 : append_closing_tag(out, name.local);
+    return value == nullptr ? append_keys(writer, node, last.predicate)
+                            : append_value(writer, value, name.local);
 }
 
-int element_close(text_buffer *out, const cmd_node *node, element_detail detail)
+int element_close(element_writer *writer, const cmd_node *node)
 {
-    if (written_value(node, detail) != nullptr)
+    if (written_value(node, writer->detail) != nullptr)
         return 0;
-    return append_closing_tag(out, name_of(node).local);
+    return append_closing_tag(&writer->piece,
+                              element_name_of(node_last_component(node).name).local);
 }

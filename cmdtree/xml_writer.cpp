@@ -10,27 +10,26 @@
 namespace
 {
 
-// Where pieces go, and the buffer that each is made in.
+// Where pieces go.
 struct piece_sink {
-    element_detail detail;
-    path_scope scope;
+    element_writer writer;
     text_buffer *filter; // below `size` bytes; null for the pool
     size_t size;
-    text_buffer piece;
 };
 
 int emit(piece_sink *sink)
 {
-    if (sink->piece.length == 0)
+    text_buffer *made = &sink->writer.piece;
+    if (made->length == 0)
         return 0;
-    const std::string_view piece(sink->piece.data.get(), sink->piece.length);
+    const std::string_view piece(made->data.get(), made->length);
     const bool fits = sink->filter == nullptr || sink->filter->length + piece.size() < sink->size;
     int failed = -1;
     if (!fits)
         log_debug("[DEBUG] buf is not enough!\n");
     else
         failed = sink->filter == nullptr ? pool_append(piece) : text_append(sink->filter, piece);
-    text_clear(&sink->piece);
+    text_clear(made);
     return failed;
 }
 
@@ -38,19 +37,19 @@ int emit_open(piece_sink *sink, const cmd_node *node)
 {
     if (!element_exists(node))
         return 0;
-    return element_open(&sink->piece, node, sink->detail, sink->scope) != 0 ? -1 : emit(sink);
+    return element_open(&sink->writer, node) != 0 ? -1 : emit(sink);
 }
 
 int emit_close(piece_sink *sink, const cmd_node *node)
 {
     if (!element_exists(node))
         return 0;
-    return element_close(&sink->piece, node, sink->detail) != 0 ? -1 : emit(sink);
+    return element_close(&sink->writer, node) != 0 ? -1 : emit(sink);
 }
 
 int emit_values(piece_sink *sink, const cmd_node *node)
 {
-    if (sink->detail == element_as_filter)
+    if (sink->writer.detail == element_as_filter)
         return 0;
     for (const cmd_node *entry = node->values.first; entry != nullptr;
          entry = entry->next_sibling) {
@@ -97,7 +96,7 @@ int write_tree(piece_sink *sink, const cmd_node *top)
 
 int tree_to_xml(const cmd_node *node, path_scope scope)
 {
-    piece_sink sink = {element_with_changes, scope, nullptr, 0, {}};
+    piece_sink sink = {{element_with_changes, scope, {}, {}}, nullptr, 0};
     const int result = write_tree(&sink, node);
     if (result != 0)
         pool_release();
@@ -106,6 +105,6 @@ int tree_to_xml(const cmd_node *node, path_scope scope)
 
 int tree_to_filter(const cmd_node *node, text_buffer *out, size_t size)
 {
-    piece_sink sink = {element_as_filter, path_scope_configuration, out, size, {}};
+    piece_sink sink = {{element_as_filter, path_scope_configuration, {}, {}}, out, size};
     return write_tree(&sink, node);
 }

@@ -155,10 +155,16 @@ heap_text remove_quotes(const char *text)
     return result;
 }
 
+void make_plain(char *masked)
+{
+    unmask_all(masked);
+    strip_quotes(masked);
+}
+
 heap_text plain_value(const char *masked)
 {
-    heap_text value = unmasked_copy(masked);
+    heap_text value = text_copy(masked);
     if (value)
-        strip_quotes(value.get());
+        make_plain(value.get());
     return value;
 }

@@ -55,6 +55,7 @@ void mask_quoted_blanks(char *line);
 // "[", "]", "=" or "," has lost its quotes; null when memory runs out.
 heap_text remove_quotes(const char *text);
 
-// A masked value as it is written to the server: codes of both sets restored,
-// then quotes removed.
+// Makes a masked value, in place, what is written to the server: codes of both sets
+// restored, then quotes removed; and a copy of it.
+void make_plain(char *masked);
 heap_text plain_value(const char *masked);

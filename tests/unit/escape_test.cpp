@@ -67,11 +67,14 @@ TEST(escape_text, bad_arguments_are_logged)
     EXPECT_EQ(captured_log_take(), log_lines{});
 }
 
-TEST(escape_copy, has_its_exact_size)
+TEST(text_append_escaped, after_what_is_there)
 {
-    EXPECT_STREQ(escape_copy("a<\"'").get(), "a&lt;&quot;'");
-    EXPECT_STREQ(escape_copy("").get(), "");
-    EXPECT_STREQ(escape_copy("plain").get(), "plain");
+    text_buffer text;
+    EXPECT_EQ(text_append_escaped(&text, ""), 0);
+    EXPECT_EQ(text_append_escaped(&text, "a<\"'"), 0);
+    EXPECT_STREQ(text.data.get(), "a&lt;&quot;'");
+    EXPECT_EQ(text_append_escaped(&text, "&&plain\n"), 0);
+    EXPECT_STREQ(text.data.get(), "a&lt;&quot;'&amp;&amp;plain&#10;");
 }
 
 TEST(unescape_one, tells_how_much_it_read)
