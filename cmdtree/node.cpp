@@ -10,91 +10,114 @@
 namespace
 {
 
-// Where a node is linked, its back link must be given the list's own link.
-void link_at(cmd_node *parent, node_list *list, cmd_node **link, cmd_node *node)
+void link_last(cmd_node **first, cmd_node *node)
 {
-    node->parent = parent;
-    node->list = list;
-    node->back_link = link;
-    node->next_sibling = *link;
-    if (*link != nullptr)
-        (*link)->back_link = &node->next_sibling;
-    else
-        list->tail = &node->next_sibling;
-    *link = node;
+    node->back_link = *first != nullptr ? (*first)->back_link : first;
+    *node->back_link = node;
+    (*first)->back_link = &node->next_sibling;
+}
+
+char *copy_text(char *out, std::string_view text)
+{
+    memcpy_s(out, text.size(), text.data(), text.size());
+    out[text.size()] = '\0';
+    return out;
 }
 
 } // namespace
 
 void node_free(cmd_node *node)
 {
-    text_free(node->value);
+    node_replace_value(node, nullptr);
     free(node); // and its path with it
 }
 
 node_ptr node_create(std::string_view path, const char *value, cmd_operation operation)
 {
+    const std::string_view value_text = value != nullptr ? value : "";
     size_t size = 0;
-    if (!size_add(sizeof(cmd_node) + 1, path.size(), &size))
+    if (!size_add(sizeof(cmd_node) + 2, path.size(), &size) ||
+        !size_add(size, value_text.size(), &size))
         return nullptr;
-    // One block for node and path: a large tree is bound by memory traffic.
-    node_ptr node(static_cast<cmd_node *>(calloc(1, size)));
+    node_ptr node(static_cast<cmd_node *>(malloc(size)));
     if (!node)
         return nullptr;
-    node->path = reinterpret_cast<char *>(node.get() + 1);
-    memcpy_s(node->path, path.size(), path.data(), path.size());
+    *node = cmd_node{};
     node->operation = operation;
-    node->children.tail = &node->children.first;
-    node->values.tail = &node->values.first;
+    copy_text(node->path, path);
     if (value != nullptr)
-        node->value = text_copy(value).release();
-    return value == nullptr || node->value != nullptr ? std::move(node) : nullptr;
+        node->value = copy_text(node->path + path.size() + 1, value_text);
+    return node;
 }
 
-void node_link_first(cmd_node *parent, node_list *list, cmd_node *node)
+void node_link_first(cmd_node *parent, cmd_node *node)
 {
-    link_at(parent, list, &list->first, node);
+    cmd_node *next = parent->children;
+    if (next == nullptr) {
+        node_link_last(parent, node);
+        return;
+    }
+    node->parent = parent;
+    node->next_sibling = next;
+    node->back_link = next->back_link;
+    next->back_link = &node->next_sibling;
+    parent->children = node;
 }
 
-void node_link_last(cmd_node *parent, node_list *list, cmd_node *node)
+void node_link_last(cmd_node *parent, cmd_node *node)
 {
-    link_at(parent, list, list->tail, node);
+    node->parent = parent;
+    link_last(&parent->children, node);
+}
+
+void node_link_value(cmd_node *leaf_list, cmd_node *node)
+{
+    node->parent = leaf_list;
+    node->is_value_entry = true;
+    link_last(&leaf_list->values, node);
+}
+
+void node_unlink(cmd_node *node)
+{
+    if (node->back_link == nullptr)
+        return;
+    cmd_node **first = node->is_value_entry ? &node->parent->values : &node->parent->children;
+    *(node == *first ? first : node->back_link) = node->next_sibling;
+    cmd_node *heir = node->next_sibling != nullptr ? node->next_sibling : *first;
+    if (heir != nullptr)
+        heir->back_link = node->back_link;
+    node->back_link = nullptr;
+    node->next_sibling = nullptr;
 }
 
 void node_log(command_log *log, cmd_node *node)
 {
     if (log->tail == nullptr)
         log->tail = &log->first;
-    node->log = log;
     node->log_back_link = log->tail;
     *log->tail = node;
     log->tail = &node->log_next;
 }
 
-void node_unlink(cmd_node *node)
+void node_unlog(command_log *log, cmd_node *node)
 {
-    if (node->list != nullptr) {
-        *node->back_link = node->next_sibling;
-        if (node->next_sibling != nullptr)
-            node->next_sibling->back_link = node->back_link;
-        else
-            node->list->tail = node->back_link;
-        node->list = nullptr;
-    }
-    if (node->log != nullptr) {
-        *node->log_back_link = node->log_next;
-        if (node->log_next != nullptr)
-            node->log_next->log_back_link = node->log_back_link;
-        else
-            node->log->tail = node->log_back_link;
-        node->log = nullptr;
-    }
+    if (node->log_back_link == nullptr)
+        return;
+    *node->log_back_link = node->log_next;
+    if (node->log_next != nullptr)
+        node->log_next->log_back_link = node->log_back_link;
+    else
+        log->tail = node->log_back_link;
+    node->log_back_link = nullptr;
 }
 
-void node_replace_value(cmd_node *node, char *value)
+void node_replace_value(cmd_node *node, heap_text value)
 {
-    text_free(node->value);
-    node->value = value;
+    text_wipe(node->value);
+    if (node->value_is_apart)
+        free(node->value);
+    node->value = value.release();
+    node->value_is_apart = true;
 }
 
 last_component node_last_component(const cmd_node *node)

@@ -17,29 +17,26 @@
 namespace
 {
 
-enum insert_result {
-    insert_failed = -1,
-    insert_linked = 0,
-    insert_merged = 1, // the new node is no longer needed
+struct change {
+    const char *path;
+    const char *value; // null for none
+    cmd_operation operation;
 };
 
-// Frees a node that is out of its tree, with its values and all descendants,
+// Frees a node, which leaves its tree, with its values and all descendants,
 // without recursion: always a leaf of what is left.
-void free_subtree(tree_index *index, cmd_node *top)
+void free_subtree(command_tree *tree, cmd_node *top)
 {
     cmd_node *node = top;
     while (node != nullptr) {
-        if (node->values.first != nullptr) {
-            node = node->values.first;
-            continue;
-        }
-        if (node->children.first != nullptr) {
-            node = node->children.first;
+        cmd_node *below = node->values != nullptr ? node->values : node->children;
+        if (below != nullptr) {
+            node = below;
             continue;
         }
         cmd_node *parent = node == top ? nullptr : node->parent;
-        if (index != nullptr)
-            tree_index_remove(index, node);
+        tree_index_remove(&tree->index, node);
+        node_unlog(&tree->log, node);
         node_unlink(node);
         node_free(node);
         node = parent;
@@ -48,7 +45,8 @@ void free_subtree(tree_index *index, cmd_node *top)
 
 // The structural ancestors of path that are missing below a node of the given
 // path length, as a chain from the top one down; 0 or -1.
-int make_ancestors(const char *path, size_t from, cmd_node **top, cmd_node **bottom)
+int make_ancestors(command_tree *tree, const char *path, size_t from, cmd_node **top,
+                   cmd_node **bottom)
 {
     *top = nullptr;
     *bottom = nullptr;
@@ -57,14 +55,14 @@ int make_ancestors(const char *path, size_t from, cmd_node **top, cmd_node **bot
         node_ptr node =
             node_create({path, static_cast<size_t>(slash - path)}, nullptr, operation_structural);
         if (!node) {
-            free_subtree(nullptr, *top);
+            free_subtree(tree, *top);
             return -1;
         }
         cmd_node *link = node.release();
         if (*top == nullptr)
             *top = link;
         else
-            node_link_first(*bottom, &(*bottom)->children, link);
+            node_link_first(*bottom, link);
         *bottom = link;
     }
     return 0;
@@ -80,92 +78,112 @@ int build_skeleton(command_tree *tree, cmd_node *ancestor, cmd_node *node)
     cmd_node *top = nullptr;
     cmd_node *bottom = nullptr;
     if (tree_index_prepare(&tree->index) != 0 ||
-        make_ancestors(node->path, from, &top, &bottom) != 0)
+        make_ancestors(tree, node->path, from, &top, &bottom) != 0)
         return -1;
-    cmd_node *parent = bottom != nullptr ? bottom : ancestor;
-    node_link_first(parent, &parent->children, node);
+    node_link_first(bottom != nullptr ? bottom : ancestor, node);
     if (top != nullptr)
-        node_link_first(ancestor, &ancestor->children, top);
+        node_link_first(ancestor, top);
     for (cmd_node *added = node; added != ancestor; added = added->parent)
         tree_index_add_node(&tree->index, added);
     return 0;
 }
 
-insert_result append_value(command_tree *tree, cmd_node *leaf_list, cmd_node *node)
+int refuse_for_memory(const command_tree *tree)
 {
-    node_link_last(leaf_list, &leaf_list->values, node);
-    if (node->value != nullptr)
-        tree_index_add_entry(&tree->index, node);
-    return insert_linked;
+    if (tree == &session.rpc_tree)
+        log_debug("[DEBUG] failed to create a local cmd\n");
+    return -1;
 }
 
-insert_result merge_leaf_list(command_tree *tree, cmd_node *leaf_list, cmd_node *node)
+int add_node(command_tree *tree, cmd_node *ancestor, const change &what)
 {
-    if (node->value == nullptr) {
-        if (node->operation == operation_set) {
-            log_debug("[DEBUG] set leaf-list without assigned value\n");
-            return insert_failed;
-        }
-        while (leaf_list->values.first != nullptr)
-            free_subtree(&tree->index, leaf_list->values.first);
-        return append_value(tree, leaf_list, node);
+    node_ptr node = node_create(what.path, what.value, what.operation);
+    if (!node)
+        return refuse_for_memory(tree);
+    if (build_skeleton(tree, ancestor, node.get()) != 0)
+        return -1;
+    node_log(&tree->log, node.release());
+    return 0;
+}
+
+int merge_leaf_list(command_tree *tree, cmd_node *leaf_list, const change &what)
+{
+    cmd_node *entry =
+        what.value != nullptr ? tree_index_entry(&tree->index, what.path, what.value) : nullptr;
+    if (entry != nullptr) {
+        entry->operation = what.operation;
+        return 0;
     }
-    cmd_node *entry = tree_index_entry(&tree->index, leaf_list->path, node->value);
-    if (entry == nullptr)
-        return append_value(tree, leaf_list, node);
-    entry->operation = node->operation;
-    return insert_merged;
+    if (what.value == nullptr && what.operation == operation_set) {
+        log_debug("[DEBUG] set leaf-list without assigned value\n");
+        return -1;
+    }
+    cmd_node *node = node_create(what.path, what.value, what.operation).release();
+    if (node == nullptr)
+        return refuse_for_memory(tree);
+    while (what.value == nullptr && leaf_list->values != nullptr)
+        free_subtree(tree, leaf_list->values);
+    node_link_value(leaf_list, node);
+    if (what.value != nullptr)
+        tree_index_add_entry(&tree->index, node);
+    node_log(&tree->log, node);
+    return 0;
 }
 
 // Puts a delete in the place of a structural node: what is staged below it is
 // dropped.
-insert_result replace_structural(command_tree *tree, cmd_node *structural, cmd_node *node)
+int replace_structural(command_tree *tree, cmd_node *structural, const change &what)
 {
     cmd_node *parent = structural->parent;
     if (parent == nullptr)
-        return insert_failed;
-    free_subtree(&tree->index, structural);
-    node_link_last(parent, &parent->children, node);
+        return -1;
+    cmd_node *node = node_create(what.path, what.value, what.operation).release();
+    if (node == nullptr)
+        return refuse_for_memory(tree);
+    free_subtree(tree, structural);
+    node_link_last(parent, node);
     tree_index_add_node(&tree->index, node);
-    return insert_linked;
+    node_log(&tree->log, node);
+    return 0;
 }
 
-insert_result merge(command_tree *tree, cmd_node *present, cmd_node *node,
-                    const schema_record *record)
+int merge(command_tree *tree, cmd_node *present, const change &what, const schema_record *record)
 {
     if (record != nullptr && record_kind(record) == node_kind_leaf_list)
-        return merge_leaf_list(tree, present, node);
-    if (node->operation == operation_delete) {
+        return merge_leaf_list(tree, present, what);
+    if (what.operation == operation_delete) {
         if (present->operation == operation_structural)
-            return replace_structural(tree, present, node);
+            return replace_structural(tree, present, what);
         if (present->operation == operation_set)
             node_replace_value(present, nullptr);
         present->operation = operation_delete;
-        return insert_merged;
+        return 0;
     }
+    heap_text value = what.value != nullptr ? text_copy(what.value) : nullptr;
+    if (what.value != nullptr && !value)
+        return refuse_for_memory(tree);
     if (present->operation == operation_structural)
         node_log(&tree->log, present);
     present->operation = operation_set;
-    node_replace_value(present, node->value);
-    node->value = nullptr;
-    return insert_merged;
+    node_replace_value(present, std::move(value));
+    return 0;
 }
 
-// Merges a node into the one of its path.
-insert_result merge_looked_up(command_tree *tree, cmd_node *present, cmd_node *node)
+// Merges a change into the node of its path.
+int merge_looked_up(command_tree *tree, cmd_node *present, const change &what)
 {
     const bool is_input = tree == &session.rpc_tree;
-    const place at = place_at(node->path, is_input ? path_scope_session : path_scope_configuration);
-    return place_is_known(at) ? merge(tree, present, node, at.record.get()) : insert_failed;
+    const place at = place_at(what.path, is_input ? path_scope_session : path_scope_configuration);
+    return place_is_known(at) ? merge(tree, present, what, at.record.get()) : -1;
 }
 
-insert_result insert_node(command_tree *tree, cmd_node *node, const schema_record *record)
+int insert(command_tree *tree, const change &what, const schema_record *record)
 {
-    cmd_node *deepest = tree_find_deepest(tree, node->path);
-    if (strlen(deepest->path) < strlen(node->path))
-        return build_skeleton(tree, deepest, node) == 0 ? insert_linked : insert_failed;
-    return record != nullptr ? merge(tree, deepest, node, record)
-                             : merge_looked_up(tree, deepest, node);
+    cmd_node *deepest = tree_find_deepest(tree, what.path);
+    if (strlen(deepest->path) < strlen(what.path))
+        return add_node(tree, deepest, what);
+    return record != nullptr ? merge(tree, deepest, what, record)
+                             : merge_looked_up(tree, deepest, what);
 }
 
 int ensure_root(command_tree *tree)
@@ -210,20 +228,14 @@ command_tree *staged_tree()
 int tree_stage(command_tree *tree, const char *path, const schema_record *record, const char *value,
                cmd_operation operation)
 {
-    if (*path != '/' || !is_change(operation))
+    if (*path != '/' || !is_change(operation) || !path_names_elements(path) ||
+        ensure_root(tree) != 0)
         return -1;
-    node_ptr node = node_create(path, value, operation);
-    if (!node && tree == &session.rpc_tree)
-        log_debug("[DEBUG] failed to create a local cmd\n");
-    if (!node || !path_names_elements(path) || ensure_root(tree) != 0)
-        return -1;
-    const insert_result result = insert_node(tree, node.get(), record);
-    if (result == insert_linked)
-        node_log(&tree->log, node.release());
+    const int result = insert(tree, {path, value, operation}, record);
     // A root without children is left when the first change was refused.
-    else if (result == insert_failed && tree->root->children.first == nullptr)
+    if (result != 0 && tree->root->children == nullptr)
         tree_free(tree);
-    return result == insert_failed ? -1 : 0;
+    return result;
 }
 
 int tree_stage_config(const char *path, const char *value, cmd_operation operation)
@@ -259,7 +271,7 @@ cmd_node *tree_find_staged(const command_tree *tree, const char *path)
     cmd_node *deepest = tree_find_deepest(tree, path);
     if (deepest == nullptr || strcmp(deepest->path, path) == 0)
         return deepest;
-    return first_entry_from(deepest->children.first, path) != nullptr ? deepest : nullptr;
+    return first_entry_from(deepest->children, path) != nullptr ? deepest : nullptr;
 }
 
 cmd_node *tree_first_entry(const command_tree *tree, const char *list_path)
@@ -268,7 +280,7 @@ cmd_node *tree_first_entry(const command_tree *tree, const char *list_path)
     const cmd_node *parent = tree_find_deepest(tree, list_path);
     if (parent != nullptr && strcmp(parent->path, list_path) == 0)
         parent = parent->parent;
-    return parent != nullptr ? first_entry_from(parent->children.first, list_path) : nullptr;
+    return parent != nullptr ? first_entry_from(parent->children, list_path) : nullptr;
 }
 
 cmd_node *tree_next_entry(const cmd_node *entry, const char *list_path)
@@ -278,15 +290,13 @@ cmd_node *tree_next_entry(const cmd_node *entry, const char *list_path)
 
 int tree_add_structural(command_tree *tree, const char *path)
 {
-    if (!path_names_elements(path))
-        return -1;
-    node_ptr node = node_create(path, nullptr, operation_structural);
-    if (!node || ensure_root(tree) != 0)
+    if (!path_names_elements(path) || ensure_root(tree) != 0)
         return -1;
     cmd_node *deepest = tree_find_deepest(tree, path);
     if (strcmp(deepest->path, path) == 0)
         return 0;
-    if (build_skeleton(tree, deepest, node.get()) != 0)
+    node_ptr node = node_create(path, nullptr, operation_structural);
+    if (!node || build_skeleton(tree, deepest, node.get()) != 0)
         return -1;
     (void)node.release();
     return 0;
@@ -302,10 +312,10 @@ cmd_node *tree_detach(command_tree *tree)
 
 void tree_free(command_tree *tree)
 {
-    tree_free_node(tree_detach(tree));
+    tree_free_detached(tree, tree_detach(tree));
 }
 
-void tree_free_node(cmd_node *root)
+void tree_free_detached(command_tree *tree, cmd_node *root)
 {
-    free_subtree(nullptr, root);
+    free_subtree(tree, root);
 }

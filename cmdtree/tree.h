@@ -21,34 +21,30 @@
 
 struct schema_record;
 
-enum cmd_operation : uint32_t {
+enum cmd_operation : uint8_t {
     operation_structural = 0, // an ancestor that only holds children
     operation_set = 1,
     operation_delete = 2,
 };
 
-// Siblings in output order.
-struct node_list {
-    cmd_node *first;
-    cmd_node **tail; // address of the link that ends the list
-};
-
+// One block holds a node, its path and the value that it was made with: a large tree is
+// bound by memory traffic.
 struct cmd_node {
-    uint32_t operation;
     uint32_t index_hash;
-    char *path;       // in the node's own block
+    cmd_operation operation;
+    bool is_value_entry; // one of its parent's values
+    bool value_is_apart; // in a block of its own
+    cmd_node *index_next;
     cmd_node *parent; // of a value entry: the leaf-list's node
     cmd_node *next_sibling;
-    cmd_node **back_link; // address of the link that points at this node
-    node_list children;
-    node_list values; // further values of a leaf-list, each a node of its own
-    char *value;      // null for none
+    cmd_node **back_link; // address of the link that points at this node; of the first in
+                          // a list, that of the link that ends it; null in no list
+    cmd_node *children;   // the first, in output order
+    cmd_node *values;     // further values of a leaf-list, each a node of its own
+    char *value;          // null for none
     cmd_node *log_next;
     cmd_node **log_back_link; // null while the node is in no log
-
-    node_list *list;  // the list that this node is linked into
-    command_log *log; // the log that this node is in
-    cmd_node *index_next;
+    char path[];
 };
 
 // Clears the output pool's slots and both logs; called once at start-up.
@@ -90,11 +86,12 @@ cmd_node *tree_next_entry(const cmd_node *entry, const char *list_path);
 int tree_add_structural(command_tree *tree, const char *path);
 
 // Forgets the index of a tree that is given up, and hands its root over for
-// tree_free_node.
+// tree_free_detached.
 cmd_node *tree_detach(command_tree *tree);
 
 // Frees a tree; it is empty afterwards. Its nodes leave their log.
 void tree_free(command_tree *tree);
 
-// Frees a detached root and everything below it; null is accepted.
-void tree_free_node(cmd_node *root);
+// Frees a root that was detached from the tree, and everything below it; null is
+// accepted. The nodes leave the tree's log.
+void tree_free_detached(command_tree *tree, cmd_node *root);

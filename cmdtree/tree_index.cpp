@@ -53,16 +53,11 @@ void add(tree_index *index, cmd_node *node, uint32_t hash)
     index->node_count++;
 }
 
-bool is_value_entry(const cmd_node *node)
-{
-    return node->parent != nullptr && node->list == &node->parent->values;
-}
-
 cmd_node *find_node(const tree_index *index, std::string_view path, uint32_t hash)
 {
     cmd_node *node = index->buckets[hash_bucket(hash, index->bucket_count)];
     while (node != nullptr &&
-           (node->index_hash != hash || is_value_entry(node) || path != node->path))
+           (node->index_hash != hash || node->is_value_entry || path != node->path))
         node = node->index_next;
     return node;
 }
@@ -130,7 +125,7 @@ cmd_node *tree_index_entry(const tree_index *index, const char *path, const char
     const uint32_t hash = entry_hash(path, value);
     cmd_node *node = index->buckets[hash_bucket(hash, index->bucket_count)];
     while (node != nullptr &&
-           (node->index_hash != hash || !is_value_entry(node) || node->value == nullptr ||
+           (node->index_hash != hash || !node->is_value_entry || node->value == nullptr ||
             strcmp(node->path, path) != 0 || strcmp(node->value, value) != 0))
         node = node->index_next;
     return node;

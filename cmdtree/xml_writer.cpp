@@ -51,8 +51,7 @@ int emit_values(piece_sink *sink, const cmd_node *node)
 {
     if (sink->writer.detail == element_as_filter)
         return 0;
-    for (const cmd_node *entry = node->values.first; entry != nullptr;
-         entry = entry->next_sibling) {
+    for (const cmd_node *entry = node->values; entry != nullptr; entry = entry->next_sibling) {
         if (emit_open(sink, entry) != 0 || emit_close(sink, entry) != 0)
             return -1;
     }
@@ -84,8 +83,8 @@ int write_tree(piece_sink *sink, const cmd_node *top)
     while (node != nullptr) {
         if (emit_open(sink, node) != 0 || emit_values(sink, node) != 0)
             return -1;
-        if (node->children.first != nullptr)
-            node = node->children.first;
+        if (node->children != nullptr)
+            node = node->children;
         else if (leave(sink, top, &node) != 0)
             return -1;
     }

@@ -44,8 +44,8 @@ inline void describe(const cmd_node *node, std::string *text)
     for (; node != nullptr; node = node->next_sibling) {
         *text += std::to_string(node->operation) + " " + node->path + " " +
                  (node->value != nullptr ? node->value : "(none)") + "\n";
-        describe(node->values.first, text);
-        describe(node->children.first, text);
+        describe(node->values, text);
+        describe(node->children, text);
     }
 }
 
@@ -56,7 +56,7 @@ inline void describe(const command_tree *tree, std::string *text)
     *text += "log\n";
     for (const cmd_node *node = tree->log.first; node != nullptr; node = node->log_next) {
         *text += std::string(node->path) + "\n";
-        if (node->list == nullptr || node->list != &node->parent->values) {
+        if (!node->is_value_entry) {
             EXPECT_EQ(tree_find(tree, node->path), node)
                 << "the index does not know " << node->path;
         }
@@ -223,7 +223,7 @@ class command_sweep : public shell_world
             cmd_node *node = tree->log.first;
             while (node->parent != nullptr)
                 node = node->parent;
-            tree_free_node(node);
+            tree_free_detached(tree, node);
         }
     }
 

@@ -31,20 +31,25 @@ class tree_world : public shell_world
         std::string text = std::to_string(node->operation) + node->path;
         if (node->value != nullptr)
             text += std::string("=") + node->value;
-        text += shown_list(node, &node->values, "{", "}");
-        return text + shown_list(node, &node->children, "(", ")");
+        text += shown_list(node, node->values, "{", "}");
+        return text + shown_list(node, node->children, "(", ")");
     }
 
-    static std::string shown_list(const cmd_node *owner, const node_list *list, const char *open,
+    static std::string shown_list(const cmd_node *owner, const cmd_node *first, const char *open,
                                   const char *close)
     {
         std::string text;
-        cmd_node *const *link = &list->first;
-        for (const cmd_node *node = list->first; node != nullptr; node = node->next_sibling) {
+        cmd_node *const *end = nullptr;
+        for (const cmd_node *node = first; node != nullptr; node = node->next_sibling) {
             EXPECT_EQ(node->parent, owner);
-            EXPECT_EQ(node->back_link, link);
-            link = &node->next_sibling;
+            if (node != first) {
+                EXPECT_EQ(node->back_link, end);
+            }
+            end = &node->next_sibling;
             text += (text.empty() ? "" : " ") + shown(node);
+        }
+        if (first != nullptr) {
+            EXPECT_EQ(first->back_link, end);
         }
         return text.empty() ? "" : open + text + close;
     }

@@ -31,10 +31,10 @@ TEST(node_create, copies_path_and_value)
     EXPECT_STREQ(node->value, "5");
     EXPECT_EQ(node->operation, 1U);
     EXPECT_EQ(node->parent, nullptr);
-    EXPECT_EQ(node->children.first, nullptr);
-    EXPECT_EQ(node->values.first, nullptr);
-    EXPECT_EQ(node->log, nullptr);
-    EXPECT_EQ(node->list, nullptr);
+    EXPECT_EQ(node->children, nullptr);
+    EXPECT_EQ(node->values, nullptr);
+    EXPECT_EQ(node->log_back_link, nullptr);
+    EXPECT_EQ(node->back_link, nullptr);
 }
 
 TEST(node_create, without_a_value)
@@ -65,32 +65,55 @@ TEST(node_link, first_and_last)
     node_ptr a = make("/m/a");
     node_ptr b = make("/m/b");
     node_ptr c = make("/m/c");
-    node_link_first(parent.get(), &parent->children, a.get());
-    node_link_first(parent.get(), &parent->children, b.get());
-    node_link_last(parent.get(), &parent->children, c.get());
-    EXPECT_EQ(parent->children.first, b.get());
+    node_link_first(parent.get(), a.get());
+    node_link_first(parent.get(), b.get());
+    node_link_last(parent.get(), c.get());
+    EXPECT_EQ(parent->children, b.get());
     EXPECT_EQ(b->next_sibling, a.get());
     EXPECT_EQ(a->next_sibling, c.get());
     EXPECT_EQ(c->next_sibling, nullptr);
-    EXPECT_EQ(b->back_link, &parent->children.first);
+    EXPECT_EQ(b->back_link, &c->next_sibling); // where the list ends
     EXPECT_EQ(a->back_link, &b->next_sibling);
     EXPECT_EQ(c->back_link, &a->next_sibling);
+    EXPECT_EQ(c->next_sibling, nullptr);
     EXPECT_EQ(c->parent, parent.get());
     node_unlink(a.get());
     EXPECT_EQ(b->next_sibling, c.get());
     EXPECT_EQ(c->back_link, &b->next_sibling);
     node_unlink(c.get());
     EXPECT_EQ(b->next_sibling, nullptr);
-    node_link_last(parent.get(), &parent->children, a.get());
+    EXPECT_EQ(b->back_link, &b->next_sibling);
+    node_link_last(parent.get(), a.get());
     EXPECT_EQ(b->next_sibling, a.get());
     node_unlink(b.get());
-    EXPECT_EQ(parent->children.first, a.get());
+    EXPECT_EQ(parent->children, a.get());
     node_unlink(a.get());
-    EXPECT_EQ(parent->children.first, nullptr);
-    node_link_last(parent.get(), &parent->children, c.get());
-    EXPECT_EQ(parent->children.first, c.get());
+    EXPECT_EQ(parent->children, nullptr);
+    node_link_last(parent.get(), c.get());
+    EXPECT_EQ(parent->children, c.get());
     node_unlink(c.get());
     node_unlink(c.get()); // in no list any more
+}
+
+TEST(node_link, values_stand_beside_the_children)
+{
+    node_ptr leaf_list = make("/m/ll");
+    node_ptr child = make("/m/ll/x");
+    node_ptr a = make("/m/ll");
+    node_ptr b = make("/m/ll");
+    node_link_first(leaf_list.get(), child.get());
+    node_link_value(leaf_list.get(), a.get());
+    node_link_value(leaf_list.get(), b.get());
+    EXPECT_EQ(leaf_list->values, a.get());
+    EXPECT_EQ(a->next_sibling, b.get());
+    EXPECT_EQ(a->parent, leaf_list.get());
+    node_unlink(a.get());
+    EXPECT_EQ(leaf_list->values, b.get());
+    EXPECT_EQ(b->back_link, &b->next_sibling);
+    node_unlink(b.get());
+    EXPECT_EQ(leaf_list->values, nullptr);
+    EXPECT_EQ(leaf_list->children, child.get());
+    node_unlink(child.get());
 }
 
 TEST(node_log, keeps_the_order)
@@ -105,26 +128,32 @@ TEST(node_log, keeps_the_order)
     EXPECT_EQ(log.first, a.get());
     EXPECT_EQ(a->log_next, b.get());
     EXPECT_EQ(b->log_next, c.get());
-    node_unlink(b.get());
+    node_unlog(&log, b.get());
     EXPECT_EQ(a->log_next, c.get());
-    node_unlink(c.get());
+    node_unlog(&log, c.get());
+    node_unlog(&log, c.get()); // in no log any more
     EXPECT_EQ(a->log_next, nullptr);
     node_ptr d = make("/d");
     node_log(&log, d.get());
     EXPECT_EQ(a->log_next, d.get());
-    node_unlink(a.get());
+    node_unlog(&log, a.get());
     EXPECT_EQ(log.first, d.get());
-    node_unlink(d.get());
+    node_unlog(&log, d.get());
     EXPECT_EQ(log.first, nullptr);
 }
 
 TEST(node_replace_value, takes_the_new_one_over)
 {
     node_ptr node = node_create("/m/x", "old", operation_set);
-    node_replace_value(node.get(), strdup("new"));
+    const char *old = node->value;
+    node_replace_value(node.get(), text_copy("new"));
     EXPECT_STREQ(node->value, "new");
+    EXPECT_EQ(memcmp(old, "\0\0\0", 4), 0); // wiped, in the node's block
+    node_replace_value(node.get(), text_copy("newer"));
+    EXPECT_STREQ(node->value, "newer");
     node_replace_value(node.get(), nullptr);
     EXPECT_EQ(node->value, nullptr);
+    EXPECT_STREQ(node->path, "/m/x");
 }
 
 } // namespace
