@@ -7,10 +7,24 @@
 
 #include "base/session.h"
 #include "base/text.h"
+#include "bounded.h"
 #include "schema/masking.h"
 
 namespace
 {
+
+// A node with its text after it; null when memory runs out.
+template <class Node>
+malloc_ptr<Node> make_node(std::string_view text)
+{
+    size_t size = 0;
+    if (!size_add(sizeof(Node) + 1, text.size(), &size))
+        return nullptr;
+    malloc_ptr<Node> node(static_cast<Node *>(calloc(1, size)));
+    if (node)
+        memcpy_s(node.get() + 1, text.size(), text.data(), text.size());
+    return node;
+}
 
 template <class Node>
 void link_at_head(Node **head, Node *node)
@@ -102,14 +116,9 @@ list_entry *find_entry(const list_record *record, const char *key)
 
 list_record *add_record(const char *list_path)
 {
-    malloc_ptr<list_record> record(static_cast<list_record *>(calloc(1, sizeof(list_record))));
-    heap_text path = text_copy(list_path);
-    if (!record || !path)
+    auto record = make_node<list_record>(list_path);
+    if (!record || tsearch(record.get(), &session.entry_index, compare_records) == nullptr)
         return nullptr;
-    record->path = path.get();
-    if (tsearch(record.get(), &session.entry_index, compare_records) == nullptr)
-        return nullptr;
-    (void)path.release();
     link_at_head(session.entries, record.get());
     return record.release();
 }
@@ -118,7 +127,6 @@ void free_entry(list_record *record, list_entry *entry)
 {
     tdelete(entry, &record->index, compare_entries);
     unlink_node(entry);
-    free(entry->key);
     free(entry);
 }
 
@@ -127,13 +135,11 @@ void free_record(list_record *record)
     tdestroy(record->index, [](void *) {});
     for (list_entry *entry = record->entries; entry != nullptr;) {
         list_entry *next = entry->next;
-        free(entry->key);
         free(entry);
         entry = next;
     }
     tdelete(record, &session.entry_index, compare_records);
     unlink_node(record);
-    free(record->path);
     free(record);
 }
 
@@ -215,19 +221,14 @@ int local_entries_add(const char *list_path, const char *key)
     list_record *record = find_record(list_path);
     if (record == nullptr)
         record = add_record(list_path);
-    if (record == nullptr)
+    auto entry = record != nullptr ? make_node<list_entry>(key) : nullptr;
+    void *const *held =
+        entry ? static_cast<void *const *>(tsearch(entry.get(), &record->index, compare_entries))
+              : nullptr;
+    if (held == nullptr)
         return -1;
-    if (find_entry(record, key) != nullptr)
-        return 0;
-    malloc_ptr<list_entry> entry(static_cast<list_entry *>(calloc(1, sizeof(list_entry))));
-    heap_text copy = text_copy(key);
-    if (!entry || !copy)
-        return -1;
-    entry->key = copy.get();
-    if (tsearch(entry.get(), &record->index, compare_entries) == nullptr)
-        return -1;
-    (void)copy.release();
-    link_at_head(&record->entries, entry.release());
+    if (*held == entry.get())
+        link_at_head(&record->entries, entry.release());
     return 0;
 }
 

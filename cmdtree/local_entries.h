@@ -8,17 +8,17 @@
 #pragma once
 
 struct list_entry {
-    char *key;
     list_entry *next;
     list_entry **pprev; // address of the link that points at this entry
+    char key[];
 };
 
 struct list_record {
     list_record *next;
     list_record **pprev; // address of the link that points at this record
     list_entry *entries;
-    char *path;  // of the list, without predicate
     void *index; // of the entries by key, a tree of search.h
+    char path[]; // of the list, without predicate
 };
 
 // 1 when the entry with this key is stored under the list, else 0.
