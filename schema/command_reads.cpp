@@ -164,8 +164,10 @@ bool is_hash(const redisReply *reply)
 
 command_reads::command_reads()
 {
-    if (session.reads == nullptr)
-        session.reads = this;
+    if (session.reads != nullptr)
+        return;
+    memset_s(this, sizeof *this, 0, sizeof *this);
+    session.reads = this;
 }
 
 command_reads::~command_reads()
@@ -187,6 +189,10 @@ void command_reads_forget()
             reply_deleter{}(kept->reply);
             free(kept);
         }
+    }
+    for (found_path &one : session.reads->found) {
+        text_replace(&one.path, nullptr);
+        text_replace(&one.schema_path, nullptr);
     }
     session.reads->kept_size = 0;
 }

@@ -1,5 +1,5 @@
 // What the current command has read from the database, so that it reads nothing
-// twice.
+// twice, and what it has found out with it.
 //
 // While a command_reads lives, the replies to its reads are kept: a hash that was
 // read whole answers for each of its fields, also for those that it does not have.
@@ -41,11 +41,19 @@ using reply_ptr = std::unique_ptr<redisReply, reply_deleter>;
 struct kept_reply;
 
 constexpr size_t kept_reply_buckets = 256;
+constexpr size_t found_path_slots = 16;
 
-// Opened where a command begins.
+// A path without the values of its keys, and its schema path (schema/schema_path.h).
+struct found_path {
+    char *path;
+    char *schema_path;
+};
+
+// Opened where a command begins. One that joins another is not even cleared.
 struct command_reads {
-    kept_reply *bucket[kept_reply_buckets] = {};
-    size_t kept_size = 0; // bytes of names, values and what holds them
+    kept_reply *bucket[kept_reply_buckets];
+    found_path found[found_path_slots]; // each by the hash of its path, the last one found
+    size_t kept_size;                   // bytes of names, values and what holds them
 
     command_reads();
     ~command_reads();

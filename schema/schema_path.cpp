@@ -6,6 +6,7 @@
 
 #include <string.h>
 
+#include "base/hash.h"
 #include "base/log.h"
 #include "base/session.h"
 #include "schema/database.h"
@@ -134,6 +135,14 @@ heap_text insert_choices(heap_text path)
     return path;
 }
 
+// Where the command keeps what it has found for this path, or another; null for nowhere.
+found_path *found_slot(std::string_view path)
+{
+    if (session.reads == nullptr)
+        return nullptr;
+    return &session.reads->found[hash_bucket(hash_text(hash_start, path), found_path_slots)];
+}
+
 } // namespace
 
 heap_text schema_path_of(const char *path, path_scope scope)
@@ -141,8 +150,21 @@ heap_text schema_path_of(const char *path, path_scope scope)
     if (path == nullptr || *path != '/')
         return nullptr;
     const bool in_rpc = scope == path_scope_session && path_in_rpc(path);
-    heap_text schema_path = in_rpc ? with_input_level(path) : text_copy(path);
-    if (schema_path)
+    heap_text sought = in_rpc ? text_concat({session.rpc_path, "\n", path}) : text_copy(path);
+    if (!sought)
+        return nullptr;
+    empty_predicates(sought.get());
+    found_path *found = found_slot(sought.get());
+    if (found != nullptr && found->path != nullptr && strcmp(found->path, sought.get()) == 0)
+        return text_copy(found->schema_path);
+    heap_text schema_path = in_rpc ? with_input_level(path) : text_copy(sought.get());
+    if (schema_path && in_rpc)
         empty_predicates(schema_path.get());
-    return insert_choices(std::move(schema_path));
+    schema_path = insert_choices(std::move(schema_path));
+    heap_text copy = found != nullptr && schema_path ? text_copy(schema_path.get()) : nullptr;
+    if (copy) {
+        text_replace(&found->path, std::move(sought));
+        text_replace(&found->schema_path, std::move(copy));
+    }
+    return schema_path;
 }

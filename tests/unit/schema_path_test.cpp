@@ -1,6 +1,7 @@
 // From data paths to schema paths.
 #include "schema/schema_path.h"
 
+#include "schema/command_reads.h"
 #include "tests/support/shell_world.h"
 
 namespace
@@ -111,6 +112,28 @@ TEST_F(schema_path_test, the_rpc_s_input_level_is_put_in)
     // "/m/rx" only begins like the rpc.
     fake_redis_put_node("/m", "rx", fake_container);
     EXPECT_EQ(schema_path("/m/rx"), "/m/rx");
+}
+
+// As of one moment, like what is read.
+TEST_F(schema_path_test, what_a_command_has_found_it_does_not_look_for_again)
+{
+    const command_reads reads;
+    EXPECT_EQ(schema_path("/m/c/l[name=a]/v"), "/m/c/l[]/v");
+    EXPECT_EQ(schema_path("/m/c/a1"), "/m/c/ch/ca/a1");
+    enter_rpc("/m/c");
+    EXPECT_EQ(schema_path("/m/c/a1", path_scope_configuration), "/m/c/ch/ca/a1");
+    EXPECT_EQ(schema_path("/m/c/a1"), "(none)"); // there is no such input
+    enter_rpc("/m/r");
+    EXPECT_EQ(schema_path("/m/r/pl[n=1]"), "/m/r/input/pl[]");
+    fake_redis_remove("/m/c/l[]");
+    fake_redis_remove("/m/c/ch/ca");
+    EXPECT_EQ(schema_path("/m/c/l[name=b]/v"), "/m/c/l[]/v");
+    EXPECT_EQ(schema_path("/m/c/a1"), "/m/c/ch/ca/a1");
+    EXPECT_EQ(schema_path("/m/r/pl[n=2]"), "/m/r/input/pl[]");
+    command_reads_forget();
+    EXPECT_EQ(schema_path("/m/c/l[name=b]/v"), "(none)");
+    EXPECT_EQ(schema_path("/m/c/a1"), "(none)");
+    EXPECT_EQ(schema_path("/m/r/pl[n=2]"), "/m/r/input/pl[]");
 }
 
 TEST_F(schema_path_test, configuration_paths_know_no_rpc)
