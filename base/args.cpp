@@ -70,12 +70,16 @@ int double_block(args *vector)
     return 0;
 }
 
-// Room for what the format makes of the arguments; no block, with errno set,
-// when there is none. Together with vsnprintf this does what vasprintf does,
-// which leaves what it formats in blocks that it frees, and what the operator
-// types may be a password.
-secret_block line_allocate(const char *format, va_list arguments)
+// What the format makes of the arguments; no block, with errno set, when there is no
+// room for it. This does what vasprintf does, which leaves what it formats in blocks
+// that it frees, and what the operator types may be a password. A line as it stands is
+// only copied.
+secret_block format_line(const char *format, va_list arguments)
 {
+    if (strcmp(format, "%s") == 0) {
+        const std::string_view line = va_arg(arguments, const char *);
+        return {text_copy(line).release(), line.size() + 1};
+    }
     va_list again;
     va_copy(again, arguments);
     const int length = vsnprintf(nullptr, 0, format, again);
@@ -83,7 +87,10 @@ secret_block line_allocate(const char *format, va_list arguments)
     if (length < 0)
         return {nullptr, 0};
     const size_t size = static_cast<size_t>(length) + 1;
-    return {static_cast<char *>(calloc(1, size)), size};
+    char *line = static_cast<char *>(calloc(1, size));
+    if (line != nullptr)
+        vsnprintf(line, size, format, arguments);
+    return {line, size};
 }
 
 void split_line(args *vector, char *line)
@@ -112,9 +119,7 @@ void addargs(args *vector, const char *format, ...)
         return;
     va_list arguments;
     va_start(arguments, format);
-    const secret_block line = line_allocate(format, arguments);
-    if (line.data != nullptr)
-        vsnprintf(line.data, line.size, format, arguments);
+    const secret_block line = format_line(format, arguments);
     va_end(arguments);
     if (line.data == nullptr) {
         complain("addargs - vasprintf");

@@ -35,11 +35,6 @@ text_buffer::~text_buffer()
     text_clear(this);
 }
 
-bool size_add(size_t a, size_t b, size_t *sum)
-{
-    return !__builtin_add_overflow(a, b, sum);
-}
-
 namespace
 {
 

@@ -45,7 +45,10 @@ heap_text text_concat(std::initializer_list<std::string_view> pieces);
 void text_replace(char **slot, heap_text text);
 
 // a + b into *sum; false when it would wrap.
-bool size_add(size_t a, size_t b, size_t *sum);
+inline bool size_add(size_t a, size_t b, size_t *sum)
+{
+    return !__builtin_add_overflow(a, b, sum);
+}
 
 // What text has of the `length` bytes from `start` on, nothing where it is shorter.
 // (substr() would throw there, and drag in the C++ run-time library.)
