@@ -17,13 +17,6 @@ void link_last(cmd_node **first, cmd_node *node)
     (*first)->back_link = &node->next_sibling;
 }
 
-char *copy_text(char *out, std::string_view text)
-{
-    memcpy_s(out, text.size(), text.data(), text.size());
-    out[text.size()] = '\0';
-    return out;
-}
-
 } // namespace
 
 void node_free(cmd_node *node)
@@ -34,33 +27,30 @@ void node_free(cmd_node *node)
 
 node_ptr node_create(std::string_view path, const char *value, cmd_operation operation)
 {
-    const std::string_view value_text = value != nullptr ? value : "";
+    const size_t value_size = value != nullptr ? strlen(value) + 1 : 0;
     size_t size = 0;
-    if (!size_add(sizeof(cmd_node) + 2, path.size(), &size) ||
-        !size_add(size, value_text.size(), &size))
+    if (!size_add(sizeof(cmd_node) + 1, path.size(), &size) || !size_add(size, value_size, &size))
         return nullptr;
-    node_ptr node(static_cast<cmd_node *>(malloc(size)));
+    node_ptr node(static_cast<cmd_node *>(calloc(1, size)));
     if (!node)
         return nullptr;
-    *node = cmd_node{};
     node->operation = operation;
-    copy_text(node->path, path);
-    if (value != nullptr)
-        node->value = copy_text(node->path + path.size() + 1, value_text);
+    memcpy_s(node->path, path.size(), path.data(), path.size());
+    if (value != nullptr) {
+        node->value = node->path + path.size() + 1;
+        memcpy_s(node->value, value_size, value, value_size);
+    }
     return node;
 }
 
 void node_link_first(cmd_node *parent, cmd_node *node)
 {
     cmd_node *next = parent->children;
-    if (next == nullptr) {
-        node_link_last(parent, node);
-        return;
-    }
     node->parent = parent;
     node->next_sibling = next;
-    node->back_link = next->back_link;
-    next->back_link = &node->next_sibling;
+    node->back_link = next != nullptr ? next->back_link : &node->next_sibling;
+    if (next != nullptr)
+        next->back_link = &node->next_sibling;
     parent->children = node;
 }
 

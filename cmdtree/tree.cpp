@@ -43,46 +43,28 @@ void free_subtree(command_tree *tree, cmd_node *top)
     }
 }
 
-// The structural ancestors of path that are missing below a node of the given
-// path length, as a chain from the top one down; 0 or -1.
-int make_ancestors(command_tree *tree, const char *path, size_t from, cmd_node **top,
-                   cmd_node **bottom)
+// Links node below ancestor with the structural nodes between them; 0, or -1
+// and the tree has not changed.
+int build_skeleton(command_tree *tree, cmd_node *ancestor, node_ptr made)
 {
-    *top = nullptr;
-    *bottom = nullptr;
-    for (const char *slash = strchr(path + from, '/'); slash != nullptr;
-         slash = strchr(slash + 1, '/')) {
-        node_ptr node =
-            node_create({path, static_cast<size_t>(slash - path)}, nullptr, operation_structural);
-        if (!node) {
-            free_subtree(tree, *top);
+    if (tree_index_prepare(&tree->index) != 0)
+        return -1;
+    cmd_node *node = made.release();
+    cmd_node *top = node;
+    const std::string_view path = node->path;
+    const size_t ancestor_length = strlen(ancestor->path);
+    for (size_t slash = path.rfind('/'); slash > ancestor_length;
+         slash = path.rfind('/', slash - 1)) {
+        cmd_node *parent =
+            node_create(text_slice(path, 0, slash), nullptr, operation_structural).release();
+        if (parent == nullptr) {
+            free_subtree(tree, top);
             return -1;
         }
-        cmd_node *link = node.release();
-        if (*top == nullptr)
-            *top = link;
-        else
-            node_link_first(*bottom, link);
-        *bottom = link;
+        node_link_first(parent, top);
+        top = parent;
     }
-    return 0;
-}
-
-// Links node below ancestor with the structural nodes between them; 0, or -1
-// and nothing has changed.
-int build_skeleton(command_tree *tree, cmd_node *ancestor, cmd_node *node)
-{
-    const size_t ancestor_length = strlen(ancestor->path);
-    // The root's path is the "/" that begins every other path.
-    const size_t from = ancestor_length == 1 ? 1 : ancestor_length + 1;
-    cmd_node *top = nullptr;
-    cmd_node *bottom = nullptr;
-    if (tree_index_prepare(&tree->index) != 0 ||
-        make_ancestors(tree, node->path, from, &top, &bottom) != 0)
-        return -1;
-    node_link_first(bottom != nullptr ? bottom : ancestor, node);
-    if (top != nullptr)
-        node_link_first(ancestor, top);
+    node_link_first(ancestor, top);
     for (cmd_node *added = node; added != ancestor; added = added->parent)
         tree_index_add_node(&tree->index, added);
     return 0;
@@ -97,12 +79,12 @@ int refuse_for_memory(const command_tree *tree)
 
 int add_node(command_tree *tree, cmd_node *ancestor, const change &what)
 {
-    node_ptr node = node_create(what.path, what.value, what.operation);
-    if (!node)
+    cmd_node *node = node_create(what.path, what.value, what.operation).release();
+    if (node == nullptr)
         return refuse_for_memory(tree);
-    if (build_skeleton(tree, ancestor, node.get()) != 0)
+    if (build_skeleton(tree, ancestor, node_ptr(node)) != 0)
         return -1;
-    node_log(&tree->log, node.release());
+    node_log(&tree->log, node);
     return 0;
 }
 
@@ -296,10 +278,7 @@ int tree_add_structural(command_tree *tree, const char *path)
     if (strcmp(deepest->path, path) == 0)
         return 0;
     node_ptr node = node_create(path, nullptr, operation_structural);
-    if (!node || build_skeleton(tree, deepest, node.get()) != 0)
-        return -1;
-    (void)node.release();
-    return 0;
+    return node ? build_skeleton(tree, deepest, std::move(node)) : -1;
 }
 
 cmd_node *tree_detach(command_tree *tree)
