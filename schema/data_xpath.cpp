@@ -71,8 +71,9 @@ int write_literal(text_buffer *text, const char *value)
 int write_comparison(xpath_writer *writer, std::string_view pair, std::string_view module)
 {
     const std::string_view key = text_take(&pair, '=');
-    const heap_text masked = text_copy(pair);
-    const heap_text value = masked ? plain_value(masked.get()) : nullptr;
+    const heap_text value = text_copy(pair);
+    if (value)
+        make_plain(value.get());
     if (!value || write_name(writer, key, &module) != 0 || text_append(&writer->text, "=") != 0)
         return -1;
     return write_literal(&writer->text, value.get());

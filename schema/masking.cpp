@@ -36,7 +36,7 @@ void mask_value(char *from, const char *to)
     }
 }
 
-// remove_quotes in place. Nothing of the longer text stays after the shorter one.
+// Nothing of the longer text stays after the shorter one.
 void strip_quotes(char *text)
 {
     const size_t length = strlen(text);
@@ -147,24 +147,8 @@ void mask_quoted_blanks(char *line)
     }
 }
 
-heap_text remove_quotes(const char *text)
-{
-    heap_text result = text_copy(text);
-    if (result)
-        strip_quotes(result.get());
-    return result;
-}
-
 void make_plain(char *masked)
 {
     unmask_all(masked);
     strip_quotes(masked);
-}
-
-heap_text plain_value(const char *masked)
-{
-    heap_text value = text_copy(masked);
-    if (value)
-        make_plain(value.get());
-    return value;
 }

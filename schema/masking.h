@@ -51,11 +51,7 @@ heap_text quote_value(const char *value);
 // Masks the blanks inside the quoted sections of a command line.
 void mask_quoted_blanks(char *line);
 
-// A copy of an unmasked text in which every quoted section that holds a blank,
-// "[", "]", "=" or "," has lost its quotes; null when memory runs out.
-heap_text remove_quotes(const char *text);
-
 // Makes a masked value, in place, what is written to the server: codes of both sets
-// restored, then quotes removed; and a copy of it.
+// restored, then each quoted section that holds a blank, "[", "]", "=" or "," without
+// its quotes.
 void make_plain(char *masked);
-heap_text plain_value(const char *masked);

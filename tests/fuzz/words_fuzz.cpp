@@ -96,9 +96,10 @@ void check_masking(const std::string &text)
     fuzz_require_equal(twice.get(), once.get(), "masking masked text changes nothing");
     fuzz_require(strlen(once.get()) == text.size(), "masking never moves text");
     const heap_text back = unmasked_copy(once.get());
+    make_plain(once.get());
     if (!holds_code(text)) {
         fuzz_require_equal(back.get(), text, "unmasking gives the text back");
-        fuzz_require_equal(plain_value(once.get()).get(), without_quotes(text),
+        fuzz_require_equal(once.get(), without_quotes(text),
                            "a plain value is the text without its quotes");
     }
     fuzz_require(!holds_code(back.get()), "no code is left in unmasked text");
@@ -107,8 +108,6 @@ void check_masking(const std::string &text)
 void check_quotes(const std::string &text)
 {
     const fuzz_block block = fuzz_text(text);
-    fuzz_require_equal(remove_quotes(block.get()).get(), without_quotes(text),
-                       "quotes go where they protect something");
     mask_quoted_blanks(block.get());
     std::string wanted = text;
     in_quotes(text, [&wanted](size_t from, size_t to) {
