@@ -1,19 +1,37 @@
 #include "device/schemac/yang_cursor.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace
 {
 
-constexpr std::string_view blanks = " \t\r\n";
+bool is_blank(char letter)
+{
+    return letter == ' ' || letter == '\t' || letter == '\r' || letter == '\n';
+}
+
+bool ends_word(char letter)
+{
+    return is_blank(letter) || letter == ';' || letter == '{' || letter == '}' || letter == '"' ||
+           letter == '\'';
+}
 
 // Takes so much of the rest, or all of it.
 std::string_view take(yang_cursor *cursor, size_t size)
 {
     const std::string_view taken = cursor->rest.substr(0, size);
-    cursor->line += static_cast<unsigned>(std::count(taken.begin(), taken.end(), '\n'));
     cursor->rest.remove_prefix(taken.size());
     return taken;
+}
+
+// Takes what comes before the first letter for which this is true, or all of the rest.
+template <class Question>
+std::string_view take_until(yang_cursor *cursor, Question is_end)
+{
+    const std::string_view rest = cursor->rest;
+    const auto end = std::find_if(rest.begin(), rest.end(), is_end);
+    return take(cursor, static_cast<size_t>(end - rest.begin()));
 }
 
 // Takes what follows when it is this.
@@ -28,7 +46,7 @@ bool take_if(yang_cursor *cursor, char letter)
 void skip_gap(yang_cursor *cursor)
 {
     for (;;) {
-        take(cursor, cursor->rest.find_first_not_of(blanks));
+        take_until(cursor, std::not_fn(is_blank));
         if (cursor->rest.starts_with("//")) {
             take(cursor, cursor->rest.find('\n'));
         } else if (cursor->rest.starts_with("/*")) {
@@ -42,7 +60,7 @@ void skip_gap(yang_cursor *cursor)
 
 std::string_view read_word(yang_cursor *cursor)
 {
-    return take(cursor, cursor->rest.find_first_of(" \t\r\n;{}\"'"));
+    return take_until(cursor, ends_word);
 }
 
 bool at_quote(const yang_cursor *cursor)
@@ -54,9 +72,10 @@ bool at_quote(const yang_cursor *cursor)
 bool read_quoted(yang_cursor *cursor, std::string *argument)
 {
     const char quote = take(cursor, 1).front();
-    const char *ends = quote == '"' ? "\"\\" : "'";
+    const char escape = quote == '"' ? '\\' : quote;
     while (!cursor->rest.empty()) {
-        argument->append(take(cursor, cursor->rest.find_first_of(ends)));
+        argument->append(
+            take_until(cursor, [=](char letter) { return letter == quote || letter == escape; }));
         if (take_if(cursor, quote))
             return true;
         if (cursor->rest.size() > 1)
@@ -86,7 +105,7 @@ bool read_argument(yang_cursor *cursor, std::string *argument)
 
 yang_cursor yang_open(std::string_view text)
 {
-    return {text, 1, 0};
+    return {text, text.data(), 1, 0};
 }
 
 bool yang_next(yang_cursor *cursor, yang_statement *statement)
@@ -96,6 +115,9 @@ bool yang_next(yang_cursor *cursor, yang_statement *statement)
         cursor->depth -= cursor->depth > 0 ? 1 : 0;
         skip_gap(cursor);
     }
+    const char *start = cursor->rest.data();
+    cursor->line += static_cast<unsigned>(std::count(cursor->counted, start, '\n'));
+    cursor->counted = start;
     statement->line = cursor->line;
     statement->depth = cursor->depth;
     statement->keyword = read_word(cursor);

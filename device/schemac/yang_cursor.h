@@ -10,8 +10,9 @@
 
 struct yang_cursor {
     std::string_view rest; // of the text
-    unsigned line;
-    unsigned depth; // of the next statement; that of module is 0
+    const char *counted;   // up to here lines have been counted
+    unsigned line;         // of that
+    unsigned depth;        // of the next statement; that of module is 0
 };
 
 struct yang_statement {
