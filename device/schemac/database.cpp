@@ -24,7 +24,7 @@ connection_ptr database_open(const redis_endpoint *endpoint, std::string *messag
     }
     if (database_check(connection.get(), redisAppendCommand(connection.get(), select_schema),
                        message) != 0 ||
-        database_expect(connection.get(), "OK", 1, message) != 0)
+        database_expect(connection.get(), "OK", message) != 0)
         return nullptr;
     return connection;
 }
@@ -49,19 +49,15 @@ database_reply database_take(redisContext *connection, std::string *message)
     return reply;
 }
 
-int database_expect(redisContext *connection, const char *status, size_t count,
-                    std::string *message)
+int database_expect(redisContext *connection, const char *status, std::string *message)
 {
-    for (; count > 0; count--) {
-        const database_reply reply = database_take(connection, message);
-        if (reply == nullptr)
-            return -1;
-        if (reply->type != REDIS_REPLY_STATUS || std::string(reply->str, reply->len) != status) {
-            *message = std::string("no ") + status + " from the server";
-            return -1;
-        }
-    }
-    return 0;
+    const database_reply reply = database_take(connection, message);
+    if (reply == nullptr)
+        return -1;
+    if (reply->type == REDIS_REPLY_STATUS && std::string(reply->str, reply->len) == status)
+        return 0;
+    *message = std::string("no ") + status + " from the server";
+    return -1;
 }
 
 int database_check(const redisContext *connection, int result, std::string *message)

@@ -18,9 +18,8 @@ database_reply database_next(redisContext *connection, std::string *message);
 // Takes one reply; null with message set when there is none or it is an error.
 database_reply database_take(redisContext *connection, std::string *message);
 
-// Takes as many replies, which must all be this status; 0, or -1 with message set.
-int database_expect(redisContext *connection, const char *status, size_t count,
-                    std::string *message);
+// Takes one reply, which must be this status; 0, or -1 with message set.
+int database_expect(redisContext *connection, const char *status, std::string *message);
 
 // Notes why a command could not be appended; 0 when it could.
 int database_check(const redisContext *connection, int result, std::string *message);

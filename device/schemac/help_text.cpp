@@ -1,6 +1,7 @@
 #include "device/schemac/help_text.h"
 
 #include <stdint.h>
+#include <utility>
 #include <vector>
 
 #include "device/schemac/text_tools.h"
@@ -11,13 +12,12 @@ namespace
 constexpr size_t longest_description = 200;
 constexpr size_t longest_bracket = 600;
 constexpr size_t most_values = 12;
-constexpr size_t most_descriptions = 4096;
 
-// A list of values, of which the first dozen are shown.
+// A list of values at the end of a text, of which the first dozen are shown.
 struct value_list {
+    std::string *text;
     const char *separator;
     size_t count;
-    std::string text;
 };
 
 void add_value(value_list *values, std::string_view value)
@@ -26,8 +26,8 @@ void add_value(value_list *values, std::string_view value)
     if (values->count > most_values + 1)
         return;
     if (values->count > 1)
-        values->text.append(values->separator);
-    values->text.append(values->count > most_values ? "\xe2\x80\xa6" : value);
+        values->text->append(values->separator);
+    values->text->append(values->count > most_values ? "\xe2\x80\xa6" : value);
 }
 
 // A decimal64 number, which is kept as its digits without the point.
@@ -56,36 +56,33 @@ bool is_unsigned(const lysc_type *type)
     return type->basetype >= LY_TYPE_UINT8 && type->basetype <= LY_TYPE_UINT64;
 }
 
-std::string bound_text(const lysc_type *type, const lysc_range::lysc_range_part *part,
-                       bool is_upper)
+std::string bound_text(const lysc_type *type, int64_t bound)
 {
     if (type->basetype == LY_TYPE_DEC64)
-        return decimal_text(is_upper ? part->max_64 : part->min_64,
-                            reinterpret_cast<const lysc_type_dec *>(type)->fraction_digits);
-    if (is_signed(type))
-        return std::to_string(is_upper ? part->max_64 : part->min_64);
-    return std::to_string(is_upper ? part->max_u64 : part->min_u64);
+        return decimal_text(bound, reinterpret_cast<const lysc_type_dec *>(type)->fraction_digits);
+    return is_signed(type) ? std::to_string(bound) : std::to_string(static_cast<uint64_t>(bound));
 }
 
-std::string range_text(const char *word, const lysc_type *type, const lysc_range *range)
+void add_range(std::string *text, const char *word, const lysc_type *type, const lysc_range *range)
 {
     if (range == nullptr)
-        return "";
-    value_list parts = {" | ", 0, ""};
+        return;
+    text->append(", ").append(word).append(" ");
+    value_list parts = {text, " | ", 0};
     for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(range->parts); i++) {
-        std::string lower = bound_text(type, &range->parts[i], false);
-        std::string upper = bound_text(type, &range->parts[i], true);
-        add_value(&parts, lower == upper ? lower : lower.append("..").append(upper));
+        const lysc_range::lysc_range_part *part = &range->parts[i];
+        std::string bounds = bound_text(type, part->min_64);
+        if (part->min_64 != part->max_64)
+            bounds.append("..").append(bound_text(type, part->max_64));
+        add_value(&parts, bounds);
     }
-    return std::string(", ").append(word).append(" ").append(parts.text);
 }
 
-std::string names_text(const char *separator, const lysc_type_bitenum_item *items)
+void add_names(std::string *text, const char *separator, const lysc_type_bitenum_item *items)
 {
-    value_list values = {separator, 0, ""};
+    value_list values = {&text->append(": "), separator, 0};
     for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(items); i++)
         add_value(&values, items[i].name);
-    return ": " + values.text;
 }
 
 // Identities form a graph: one that is derived in two ways is shown once.
@@ -107,39 +104,37 @@ void add_identities(value_list *values, const lysc_ident *base,
     }
 }
 
-std::string identities_text(const lysc_type_identityref *type)
+void add_identities_of(std::string *text, const lysc_type_identityref *type)
 {
-    value_list values = {" | ", 0, ""};
+    const size_t start = text->size();
+    value_list values = {&text->append(": "), " | ", 0};
     std::vector<const lysc_ident *> seen;
     if (LY_ARRAY_COUNT(type->bases) == 1)
         add_identities(&values, type->bases[0], &seen);
-    return values.count > 0 ? ": " + values.text : "";
+    if (values.count == 0)
+        text->resize(start);
 }
 
 // What a type demands of its values, to be written after its name: nothing, or
 // a text that begins with ": " or ", ".
-std::string constraint_text(const lysc_type *type)
+void add_constraint(std::string *text, const lysc_type *type)
 {
     if (is_signed(type) || is_unsigned(type))
-        return range_text("range", type, reinterpret_cast<const lysc_type_num *>(type)->range);
-    switch (type->basetype) {
-    case LY_TYPE_DEC64:
-        return range_text("range", type, reinterpret_cast<const lysc_type_dec *>(type)->range);
-    case LY_TYPE_STRING:
-        return range_text("length", type, reinterpret_cast<const lysc_type_str *>(type)->length);
-    case LY_TYPE_BINARY:
-        return range_text("length", type, reinterpret_cast<const lysc_type_bin *>(type)->length);
-    case LY_TYPE_ENUM:
-        return names_text(" | ", reinterpret_cast<const lysc_type_enum *>(type)->enums);
-    case LY_TYPE_BITS:
-        return names_text(" ", reinterpret_cast<const lysc_type_bits *>(type)->bits);
-    case LY_TYPE_IDENT:
-        return identities_text(reinterpret_cast<const lysc_type_identityref *>(type));
-    case LY_TYPE_LEAFREF:
-        return constraint_text(reinterpret_cast<const lysc_type_leafref *>(type)->realtype);
-    default:
-        return "";
-    }
+        add_range(text, "range", type, reinterpret_cast<const lysc_type_num *>(type)->range);
+    else if (type->basetype == LY_TYPE_DEC64)
+        add_range(text, "range", type, reinterpret_cast<const lysc_type_dec *>(type)->range);
+    else if (type->basetype == LY_TYPE_STRING)
+        add_range(text, "length", type, reinterpret_cast<const lysc_type_str *>(type)->length);
+    else if (type->basetype == LY_TYPE_BINARY)
+        add_range(text, "length", type, reinterpret_cast<const lysc_type_bin *>(type)->length);
+    else if (type->basetype == LY_TYPE_ENUM)
+        add_names(text, " | ", reinterpret_cast<const lysc_type_enum *>(type)->enums);
+    else if (type->basetype == LY_TYPE_BITS)
+        add_names(text, " ", reinterpret_cast<const lysc_type_bits *>(type)->bits);
+    else if (type->basetype == LY_TYPE_IDENT)
+        add_identities_of(text, reinterpret_cast<const lysc_type_identityref *>(type));
+    else if (type->basetype == LY_TYPE_LEAFREF)
+        add_constraint(text, reinterpret_cast<const lysc_type_leafref *>(type)->realtype);
 }
 
 // In the order of LY_DATA_TYPE. The first is that of a type which libyang leaves unset: a leaf's
@@ -158,120 +153,144 @@ static_assert(sizeof base_type_names / sizeof base_type_names[0] == LY_DATA_TYPE
 
 std::string member_text(const char *name, const lysc_type *type)
 {
-    std::string constraint = constraint_text(type);
+    std::string constraint;
+    add_constraint(&constraint, type);
     return constraint.empty() ? name : std::string(name) + " (" + constraint.substr(2) + ")";
 }
 
 // The members of a union that is written out where it is used.
-std::string members_text(const lysp_type *written, const lysc_type_union *type)
+void add_members(std::string *text, const lysp_type *written, const lysc_type_union *type)
 {
     // The compiled type is flat: with a union within the union they differ.
     bool is_flat = LY_ARRAY_COUNT(written->types) == LY_ARRAY_COUNT(type->types);
-    value_list members = {" or ", 0, ""};
+    value_list members = {&text->append(": "), " or ", 0};
     for (LY_ARRAY_COUNT_TYPE i = 0; i < LY_ARRAY_COUNT(written->types); i++) {
         const char *name = written->types[i].name;
         add_value(&members, is_flat ? member_text(name, type->types[i]) : name);
     }
-    return ": " + members.text;
 }
 
-std::string type_text(const lysp_type *written, const lysc_type *type)
+void add_type(std::string *text, const lysp_type *written, const lysc_type *type)
 {
-    if (written == nullptr)
-        return base_type_names[type->basetype] + constraint_text(type);
-    std::string text = written->name;
-    if (type->basetype == LY_TYPE_UNION && written->types != nullptr)
-        return text + members_text(written, reinterpret_cast<const lysc_type_union *>(type));
-    return text + constraint_text(type);
+    text->append(written != nullptr ? written->name : base_type_names[type->basetype]);
+    if (written != nullptr && type->basetype == LY_TYPE_UNION && written->types != nullptr)
+        add_members(text, written, reinterpret_cast<const lysc_type_union *>(type));
+    else
+        add_constraint(text, type);
 }
 
-std::string default_text(const lysc_node *node, const lyd_value *value)
+// What a leaf and a leaf-list both have.
+struct leaf_facts {
+    const lysc_type *type;
+    const char *units;
+    lyd_value *const *defaults;
+    size_t count; // of defaults
+    bool is_mandatory;
+};
+
+bool is_leaf(const lysc_node *node)
 {
-    const char *text = lyd_value_get_canonical(node->module->ctx, value);
-    return text == nullptr || text[0] == '\0' ? " \"\"" : std::string(" ") + text;
+    return (node->nodetype & (LYS_LEAF | LYS_LEAFLIST)) != 0;
 }
 
-// What is told of a leaf or leaf-list with these defaults.
-std::string value_text(const type_names *names, const lysc_node *node, const lysc_type *type,
-                       const char *units, lyd_value *const *defaults, size_t count)
+leaf_facts facts_of(const lysc_node *node)
 {
-    std::string text = type_text(type_names_find(names, node), type);
-    if (units != nullptr)
-        text.append(", units ").append(units);
-    for (size_t i = 0; i < count; i++)
-        text.append(i == 0 ? ", default" : "").append(default_text(node, defaults[i]));
-    return text;
-}
-
-std::string leaf_text(const type_names *names, const lysc_node *node)
-{
-    const auto *leaf = reinterpret_cast<const lysc_node_leaf *>(node);
-    const std::string text = value_text(names, node, leaf->type, leaf->units, &leaf->dflt,
-                                        leaf->dflt != nullptr ? 1 : 0);
-    return text + ((node->flags & LYS_MAND_TRUE) != 0 ? ", mandatory" : "");
-}
-
-std::string leaf_list_text(const type_names *names, const lysc_node *node)
-{
-    const auto *leaf_list = reinterpret_cast<const lysc_node_leaflist *>(node);
-    const std::string text =
-        value_text(names, node, leaf_list->type, leaf_list->units, leaf_list->dflts,
-                   static_cast<size_t>(LY_ARRAY_COUNT(leaf_list->dflts)));
-    return text + (leaf_list->min > 0 ? ", mandatory" : "");
-}
-
-std::string keys_text(const lysc_node *node)
-{
-    std::string text;
-    size_t count = 0;
-    for (const lysc_node *key = lysc_node_child(node); lysc_is_key(key); key = key->next) {
-        text.append(count == 0 ? "" : ", ").append(key->name);
-        count++;
+    if (node->nodetype == LYS_LEAF) {
+        const auto *leaf = reinterpret_cast<const lysc_node_leaf *>(node);
+        return {leaf->type, leaf->units, &leaf->dflt, leaf->dflt != nullptr ? size_t{1} : 0,
+                (leaf->flags & LYS_MAND_TRUE) != 0};
     }
-    return count == 0 ? "" : (count == 1 ? "key " : "keys ") + text;
+    const auto *list = reinterpret_cast<const lysc_node_leaflist *>(node);
+    return {list->type, list->units, list->dflts, static_cast<size_t>(LY_ARRAY_COUNT(list->dflts)),
+            list->min > 0};
 }
 
-const std::string &description_line(help_maker *maker, const char *description)
+const char *default_of(const lysc_node *node, const leaf_facts *leaf, size_t number)
 {
-    if (maker->descriptions.size() == most_descriptions)
-        maker->descriptions.clear();
-    std::string &line = maker->descriptions[description];
-    if (line.empty())
-        line = cut_text(fold_text(description), longest_description);
-    return line;
+    return lyd_value_get_canonical(node->module->ctx, leaf->defaults[number]);
+}
+
+void add_leaf(std::string *text, const type_names *names, const lysc_node *node)
+{
+    const leaf_facts leaf = facts_of(node);
+    add_type(text, type_names_find(names, node), leaf.type);
+    if (leaf.units != nullptr)
+        text->append(", units ").append(leaf.units);
+    for (size_t i = 0; i < leaf.count; i++) {
+        const char *value = default_of(node, &leaf, i);
+        text->append(i == 0 ? ", default " : " ");
+        text->append(value == nullptr || value[0] == '\0' ? "\"\"" : value);
+    }
+    text->append(leaf.is_mandatory ? ", mandatory" : "");
+}
+
+// What the type of one statement may be in several nodes: the type that a reference leads to.
+const lysc_type *target_of(const lysc_type *type)
+{
+    if (type->basetype == LY_TYPE_LEAFREF)
+        return reinterpret_cast<const lysc_type_leafref *>(type)->realtype;
+    return type->basetype == LY_TYPE_UNION ? type : nullptr;
+}
+
+void add_keys(std::string *text, const lysc_node *list)
+{
+    const lysc_node *key = lysc_node_child(list);
+    const char *before = lysc_is_key(key) && lysc_is_key(key->next) ? "keys " : "key ";
+    for (; lysc_is_key(key); key = key->next) {
+        text->append(before).append(key->name);
+        before = ", ";
+    }
 }
 
 } // namespace
 
-std::string make_help_text(help_maker *maker, const lysc_node *node)
+std::string make_help_text(const type_names *names, const lysc_node *node)
 {
     std::string bracket;
-    if (node->nodetype == LYS_LEAF)
-        bracket = leaf_text(&maker->names, node);
-    else if (node->nodetype == LYS_LEAFLIST)
-        bracket = leaf_list_text(&maker->names, node);
+    if (is_leaf(node))
+        add_leaf(&bracket, names, node);
     else if (node->nodetype == LYS_LIST)
-        bracket = keys_text(node);
+        add_keys(&bracket, node);
     std::string help;
     if (node->dsc != nullptr)
-        help = description_line(maker, node->dsc);
+        help = cut_text(fold_text(node->dsc), longest_description);
     if (!bracket.empty()) {
         help.append(help.empty() ? "[" : " [");
-        help.append(cut_text(fold_text(bracket), longest_bracket)).append("]");
+        help.append(cut_text(fold_text(std::move(bracket)), longest_bracket)).append("]");
     }
     return help;
 }
 
+bool has_same_help(const type_names *names, const lysc_node *one, const lysc_node *other)
+{
+    if (one->priv != other->priv || one->nodetype != other->nodetype ||
+        one->flags != other->flags || one->dsc != other->dsc)
+        return false;
+    if (!is_leaf(one))
+        return true;
+    const leaf_facts first = facts_of(one);
+    const leaf_facts second = facts_of(other);
+    if (first.units != second.units || first.count != second.count)
+        return false;
+    const lysc_type *target = target_of(first.type);
+    if (target != nullptr && target != target_of(second.type))
+        return false;
+    for (size_t i = 0; i < first.count; i++) {
+        if (default_of(one, &first, i) != default_of(other, &second, i))
+            return false;
+    }
+    const lysp_type *written = type_names_find(names, one);
+    return written != nullptr && written == type_names_find(names, other);
+}
+
 const char *built_in_type_name(const lysc_node *node)
 {
-    if ((node->nodetype & (LYS_LEAF | LYS_LEAFLIST)) == 0)
+    if (!is_leaf(node))
         return "";
-    const lysc_type *type = node->nodetype == LYS_LEAF
-                                ? reinterpret_cast<const lysc_node_leaf *>(node)->type
-                                : reinterpret_cast<const lysc_node_leaflist *>(node)->type;
+    const lysc_type *type = facts_of(node).type;
     LY_DATA_TYPE base = type->basetype;
     if (base == LY_TYPE_LEAFREF) {
-        LY_DATA_TYPE real = reinterpret_cast<const lysc_type_leafref *>(type)->realtype->basetype;
+        LY_DATA_TYPE real = target_of(type)->basetype;
         base = real == LY_TYPE_UNION || real == LY_TYPE_IDENT ? real : base;
     }
     return base_type_names[base];

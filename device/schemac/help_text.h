@@ -3,17 +3,8 @@
 
 #include <libyang/libyang.h>
 #include <string>
-#include <unordered_map>
 
 #include "device/schemac/type_names.h"
-
-// What help texts of one context are made with.
-struct help_maker {
-    type_names names;
-    // One line for each description of late: what stands in a grouping comes again
-    // wherever that is used. libyang keeps equal texts once.
-    std::unordered_map<const char *, std::string> descriptions;
-};
 
 // The description as one line, cut to about 200 characters; for leaves and
 // leaf-lists then, in brackets, what is needed to type a value: the type as the
@@ -21,7 +12,12 @@ struct help_maker {
 // identities, the units, the default, and whether it is mandatory; for lists
 // the names of the keys. "Administrative state. [enumeration: up | down,
 // default up]"
-std::string make_help_text(help_maker *maker, const lysc_node *node);
+std::string make_help_text(const type_names *names, const lysc_node *node);
+
+// Whether two nodes come from one statement and have the same help text and built-in type,
+// as far as that is soon told: a refinement, a deviation, and where they stand can make a
+// difference.
+bool has_same_help(const type_names *names, const lysc_node *one, const lysc_node *other);
 
 // The built-in type of a leaf or leaf-list, with its typedefs resolved; empty
 // for other nodes. A reference to a union or an identityref goes by that name,

@@ -8,16 +8,10 @@
 namespace
 {
 
-void add_value(std::vector<hash_field> *fields, const std::string &module, const std::string &value)
+void add_value(content_hash *note, const std::string &module, const std::string &value)
 {
     if (!value.empty())
-        fields->push_back({module, value});
-}
-
-void tell_note(const hash_sink &sink, const char *key, const std::vector<hash_field> &fields)
-{
-    if (!fields.empty())
-        sink(key, fields);
+        content_add_field(note, module, value);
 }
 
 } // namespace
@@ -31,15 +25,16 @@ void notes_tell(const ly_ctx *context, const hash_sink &sink)
         if (*noted == nullptr || module->implemented)
             *noted = module;
     }
-    std::vector<hash_field> revisions;
-    std::vector<hash_field> features_on;
-    std::vector<hash_field> features_off;
+    content_hash revisions = {note_revisions, 0, ""};
+    content_hash features_on = {note_features_on, 0, ""};
+    content_hash features_off = {note_features_off, 0, ""};
     for (const auto &[name, module] : modules) {
         add_value(&revisions, name, module->revision != nullptr ? module->revision : "");
         add_value(&features_on, name, joined_text(features_of(module, true)));
         add_value(&features_off, name, joined_text(features_of(module, false)));
     }
-    tell_note(sink, note_revisions, revisions);
-    tell_note(sink, note_features_on, features_on);
-    tell_note(sink, note_features_off, features_off);
+    for (const content_hash *note : {&revisions, &features_on, &features_off}) {
+        if (note->count > 0)
+            sink(*note);
+    }
 }

@@ -77,5 +77,7 @@ bool origin_is_stored(const redis_endpoint *endpoint, const std::string &digest)
 
 void origin_tell(const std::string &digest, const hash_sink &sink)
 {
-    sink(note_origin, {{digest_field, digest}});
+    content_hash note = {note_origin, 0, ""};
+    content_add_field(&note, digest_field, digest);
+    sink(note);
 }

@@ -11,14 +11,15 @@
 #include "device/schemac/publish.h"
 
 #include <algorithm>
-#include <charconv>
 #include <deque>
+#include <errno.h>
 #include <initializer_list>
 #include <span>
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
 #include <string_view>
+#include <unistd.h>
 #include <utility>
 
 #include "device/schemac/database.h"
@@ -46,8 +47,7 @@ struct change_step {
 };
 
 struct asked_hash {
-    std::string key;
-    std::vector<hash_field> fields;
+    content_hash hash;
     size_t cost;
 };
 
@@ -75,30 +75,16 @@ uint64_t digest_of(std::string_view key)
     return digest_add(digest_of_nothing, key);
 }
 
-void append_word(std::string *command, std::string_view word)
+// A command of words and, after them, of the fields of a hash, if any.
+void append_command(std::string *commands, std::initializer_list<std::string_view> words,
+                    const content_hash *hash = nullptr)
 {
-    char size[24];
-    const auto digits = std::to_chars(size, size + sizeof size, word.size()).ptr - size;
-    command->append("$")
-        .append(size, static_cast<size_t>(digits))
-        .append("\r\n")
-        .append(word)
-        .append("\r\n");
-}
-
-// A command of words and, after them, of names and values.
-std::string command_of(std::initializer_list<std::string_view> words,
-                       const std::vector<hash_field> &fields = {})
-{
-    std::string command = "*";
-    command.append(std::to_string(words.size() + 2 * fields.size())).append("\r\n");
+    const size_t count = words.size() + (hash != nullptr ? 2 * hash->count : 0);
+    commands->append("*").append(std::to_string(count)).append("\r\n");
     for (const std::string_view word : words)
-        append_word(&command, word);
-    for (const hash_field &field : fields) {
-        append_word(&command, field.name);
-        append_word(&command, field.value);
-    }
-    return command;
+        content_append_word(commands, word);
+    if (hash != nullptr)
+        commands->append(hash->words);
 }
 
 size_t cost_of(const change_step &step)
@@ -120,45 +106,81 @@ change_step *last_step(publisher *store)
     return &store->changes.back();
 }
 
-void add_change(publisher *store, const std::string &command)
+void add_change(publisher *store, std::initializer_list<std::string_view> words,
+                const content_hash *hash = nullptr)
 {
     change_step *step = last_step(store);
-    step->commands.append(command);
+    append_command(&step->commands, words, hash);
     step->count++;
 }
 
-void send(publisher *store, const std::string &commands)
+void send(publisher *store, std::initializer_list<std::string_view> words)
 {
-    redisContext *connection = store->connection.get();
-    database_check(connection,
-                   redisAppendFormattedCommand(connection, commands.data(), commands.size()),
-                   &store->failure);
+    std::string command;
+    append_command(&command, words);
+    database_check(
+        store->connection.get(),
+        redisAppendFormattedCommand(store->connection.get(), command.data(), command.size()),
+        &store->failure);
+}
+
+// Sends what waits and, after it, what is too much for hiredis to have a copy.
+void send_now(publisher *store, std::string_view commands)
+{
+    for (int is_sent = 0; is_sent == 0 && store->failure.empty();)
+        database_check(store->connection.get(), redisBufferWrite(store->connection.get(), &is_sent),
+                       &store->failure);
+    while (!commands.empty() && store->failure.empty()) {
+        const ssize_t count = write(store->connection->fd, commands.data(), commands.size());
+        if (count < 0 && errno != EINTR)
+            store->failure = strerror(errno);
+        commands.remove_prefix(count > 0 ? static_cast<size_t>(count) : 0);
+    }
 }
 
 // Has the next transaction refused when somebody else has changed these meanwhile.
 void send_watch(publisher *store)
 {
-    send(store, command_of({"WATCH", root_key, note_origin}));
+    send(store, {"WATCH", root_key, note_origin});
 }
 
-// Takes the replies to the transaction that has been sent, if any.
+// hiredis makes of a reply what such functions make of it, and where there is none its type.
+void *keep_error(const redisReadTask *task, char *text, size_t size)
+{
+    auto *failure = static_cast<std::string *>(task->privdata);
+    if (task->type == REDIS_REPLY_ERROR && failure->empty())
+        failure->assign(text, size);
+    return reinterpret_cast<void *>(static_cast<intptr_t>(task->type));
+}
+
+redisReplyObjectFunctions only_errors = {keep_error, nullptr, nullptr, nullptr, nullptr};
+
+void take_type(publisher *store, intptr_t wanted, const char *otherwise)
+{
+    void *type = nullptr;
+    if (!store->failure.empty())
+        return;
+    if (redisGetReply(store->connection.get(), &type) != REDIS_OK)
+        store->failure = std::string("connection lost: ") + store->connection->errstr;
+    else if (store->failure.empty() && reinterpret_cast<intptr_t>(type) != wanted)
+        store->failure = otherwise;
+}
+
+// Takes the replies to the transaction that has been sent, if any. They are too many for each to
+// become an object.
 void take_transaction(publisher *store)
 {
-    const size_t queued = std::exchange(store->queued, 0);
-    redisContext *connection = store->connection.get();
-    if (queued == 0 || !store->failure.empty() ||
-        database_expect(connection, "OK", 1, &store->failure) != 0 ||
-        database_expect(connection, "QUEUED", queued, &store->failure) != 0)
+    if (store->queued == 0)
         return;
-    const database_reply reply = database_take(connection, &store->failure);
-    if (reply == nullptr || database_expect(connection, "OK", 1, &store->failure) != 0)
-        return;
-    if (reply->type != REDIS_REPLY_ARRAY)
-        store->failure = "the transaction was refused";
-    for (size_t i = 0; i < reply->elements && store->failure.empty(); i++) {
-        if (reply->element[i]->type == REDIS_REPLY_ERROR)
-            store->failure.assign(reply->element[i]->str, reply->element[i]->len);
-    }
+    redisReader *reader = store->connection->reader;
+    redisReplyObjectFunctions *const usual = std::exchange(reader->fn, &only_errors);
+    reader->privdata = &store->failure;
+    take_type(store, REDIS_REPLY_STATUS, "no OK from the server");
+    for (size_t count = std::exchange(store->queued, 0); count > 0; count--)
+        take_type(store, REDIS_REPLY_STATUS, "no QUEUED from the server");
+    take_type(store, REDIS_REPLY_ARRAY, "the transaction was refused");
+    take_type(store, REDIS_REPLY_STATUS, "no OK from the server");
+    reader->fn = usual;
 }
 
 // The next reply to what has been asked; null after a failure.
@@ -176,55 +198,46 @@ void send_transaction(publisher *store, std::span<const change_step> steps)
     take_transaction(store);
     if (!store->failure.empty())
         return;
-    send(store, command_of({"MULTI"}));
+    send(store, {"MULTI"});
     if (store->is_in_steps) {
-        send(store, command_of({"HSET", note_origin, "step", ""}));
+        send(store, {"HSET", note_origin, "step", ""});
         store->queued++;
     }
     for (const change_step &step : steps) {
-        send(store, step.commands);
+        send_now(store, step.commands);
         store->queued += step.count;
         store->written += step.commands.size();
     }
-    send(store, command_of({"EXEC"}));
+    send(store, {"EXEC"});
     send_watch(store);
-    for (int is_sent = 0; is_sent == 0 && store->failure.empty();)
-        database_check(store->connection.get(), redisBufferWrite(store->connection.get(), &is_sent),
-                       &store->failure);
+    send_now(store, "");
 }
 
 // Asks and waits. A word may be what the server has said.
 database_reply ask(publisher *store, std::initializer_list<std::string_view> words)
 {
     if (store->failure.empty())
-        send(store, command_of(words));
+        send(store, words);
     return take(store);
 }
 
-bool keeps_order(const publisher *store, const std::vector<hash_field> &fields)
-{
-    return fields.size() <= store->ordered_entries &&
-           std::all_of(fields.begin(), fields.end(), [store](const hash_field &field) {
-               return field.name.size() <= store->ordered_bytes &&
-                      field.value.size() <= store->ordered_bytes;
-           });
-}
-
 // Whether these fields are stored, in their order where redis keeps one.
-bool is_stored(const publisher *store, const redisReply *reply,
-               const std::vector<hash_field> &fields)
+bool is_stored(const publisher *store, const redisReply *reply, const content_hash *hash)
 {
-    using field_view = std::pair<std::string_view, std::string_view>;
-    std::vector<field_view> stored;
-    std::vector<field_view> wanted;
-    for (size_t i = 0; i + 1 < reply->elements; i += 2)
-        stored.push_back({{reply->element[i]->str, reply->element[i]->len},
-                          {reply->element[i + 1]->str, reply->element[i + 1]->len}});
-    wanted.reserve(fields.size());
-    for (const hash_field &field : fields)
-        wanted.push_back({field.name, field.value});
-    if (stored == wanted || stored.size() != wanted.size() || keeps_order(store, fields))
-        return stored == wanted;
+    std::string words;
+    for (size_t i = 0; i < reply->elements; i++)
+        content_append_word(&words, {reply->element[i]->str, reply->element[i]->len});
+    if (words == hash->words)
+        return true;
+    if (reply->elements != 2 * hash->count || words.size() != hash->words.size())
+        return false;
+    auto stored = content_fields(words);
+    auto wanted = content_fields(hash->words);
+    if (hash->count <= store->ordered_entries &&
+        std::all_of(wanted.begin(), wanted.end(), [store](const auto &field) {
+            return std::max(field.first.size(), field.second.size()) <= store->ordered_bytes;
+        }))
+        return false;
     std::sort(stored.begin(), stored.end());
     std::sort(wanted.begin(), wanted.end());
     return stored == wanted;
@@ -234,14 +247,15 @@ bool is_stored(const publisher *store, const redisReply *reply,
 void compare(publisher *store)
 {
     const database_reply reply = take(store);
-    const asked_hash hash = std::move(store->asked.front());
+    const asked_hash asked = std::move(store->asked.front());
+    const content_hash *hash = &asked.hash;
     store->asked.pop_front();
-    store->asked_cost -= hash.cost;
-    if (reply == nullptr || is_stored(store, reply.get(), hash.fields))
+    store->asked_cost -= asked.cost;
+    if (reply == nullptr || is_stored(store, reply.get(), hash))
         return;
     if (reply->type != REDIS_REPLY_ARRAY || reply->elements > 0)
-        add_change(store, command_of({"DEL", hash.key}));
-    add_change(store, command_of({"HSET", hash.key}, hash.fields));
+        add_change(store, {"DEL", hash->key});
+    add_change(store, {"HSET", hash->key}, hash);
 }
 
 void compare_until(publisher *store, size_t cost)
@@ -250,14 +264,12 @@ void compare_until(publisher *store, size_t cost)
         compare(store);
 }
 
-void ask_for(publisher *store, std::string key, std::vector<hash_field> fields)
+void ask_for(publisher *store, const content_hash &hash)
 {
-    send(store, command_of({"HGETALL", key}));
-    size_t cost = command_cost + key.size();
-    for (const hash_field &field : fields)
-        cost += field.name.size() + field.value.size();
+    send(store, {"HGETALL", hash.key});
+    const size_t cost = command_cost + hash.key.size() + hash.words.size();
     store->asked_cost += cost;
-    store->asked.push_back({std::move(key), std::move(fields), cost});
+    store->asked.push_back({hash, cost});
     const size_t most = limited(store, most_asked);
     if (store->asked_cost > most)
         compare_until(store, most / 2);
@@ -272,7 +284,9 @@ void send_changes(publisher *store)
     } else {
         send_transaction(store, store->changes);
     }
-    store->changes.clear();
+    store->changes.resize(1); // its room is used again
+    store->changes[0].commands.clear();
+    store->changes[0].count = 0;
 }
 
 // Sends what has gathered when it is too much to wait for the rest.
@@ -285,7 +299,9 @@ void send_many(publisher *store)
         return;
     compare_until(store, 0);
     if (!store->is_in_steps) {
-        const std::string first = command_of({"DEL", root_key}) + command_of({"DEL", note_origin});
+        std::string first;
+        append_command(&first, {"DEL", root_key});
+        append_command(&first, {"DEL", note_origin});
         store->changes.insert(store->changes.begin(), {first, 2});
         store->is_in_steps = true;
     }
@@ -309,7 +325,7 @@ void remove_others(publisher *store)
         for (size_t i = 0; i < keys->elements; i++) {
             const std::string_view key(keys->element[i]->str, keys->element[i]->len);
             if (!std::binary_search(store->kept.begin(), store->kept.end(), digest_of(key)))
-                add_change(store, command_of({"DEL", key}));
+                add_change(store, {"DEL", key});
         }
         send_many(store);
     } while (cursor != "0" && store->failure.empty());
@@ -332,7 +348,7 @@ void look_at_memory(publisher *store)
 void look(publisher *store)
 {
     send_watch(store);
-    database_expect(store->connection.get(), "OK", 1, &store->failure);
+    database_expect(store->connection.get(), "OK", &store->failure);
     const database_reply size = ask(store, {"DBSIZE"});
     store->is_empty = size != nullptr && size->type == REDIS_REPLY_INTEGER && size->integer == 0;
     look_at_memory(store);
@@ -347,20 +363,21 @@ void look(publisher *store)
 }
 
 // A hash of those that readers begin with takes no step: it belongs to the last.
-void publish_hash(publisher *store, std::string key, std::vector<hash_field> fields)
+void publish_hash(publisher *store, const content_hash &hash)
 {
+    const std::string &key = hash.key;
     if (!store->failure.empty())
         return;
     if (key == root_key || key[0] != root_key[0]) {
         compare_until(store, 0);
-        add_change(store, command_of({"DEL", key}));
-        add_change(store, command_of({"HSET", key}, fields));
+        add_change(store, {"DEL", key});
+        add_change(store, {"HSET", key}, &hash);
         return;
     }
     if (store->is_empty)
-        add_change(store, command_of({"HSET", key}, fields));
+        add_change(store, {"HSET", key}, &hash);
     else
-        ask_for(store, std::move(key), std::move(fields));
+        ask_for(store, hash);
     send_many(store);
 }
 
@@ -376,15 +393,12 @@ int publish_content(const redis_endpoint *endpoint, const content_teller &tell,
         return -1;
     look(&store);
     if (!store.is_empty) {
-        tell(content_keys, [&store](const std::string &key, const std::vector<hash_field> &) {
-            store.kept.push_back(digest_of(key));
-        });
+        tell(content_keys,
+             [&store](const content_hash &hash) { store.kept.push_back(digest_of(hash.key)); });
         std::sort(store.kept.begin(), store.kept.end());
         remove_others(&store);
     }
-    tell(content_values, [&store](std::string key, std::vector<hash_field> fields) {
-        publish_hash(&store, std::move(key), std::move(fields));
-    });
+    tell(content_values, [&store](const content_hash &hash) { publish_hash(&store, hash); });
     compare_until(&store, 0);
     send_changes(&store);
     take_transaction(&store);

@@ -9,7 +9,6 @@
 // use for: anydata, notifications, actions, and what an rpc returns.
 #include "device/schemac/schema_writer.h"
 
-#include <algorithm>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
@@ -20,18 +19,30 @@
 namespace
 {
 
+// A record, and a node that has it.
+struct known_record {
+    const lysc_node *node;
+    std::string record;
+};
+
 struct schema_writer {
-    help_maker help;
+    type_names names;
     content_depth depth;
     const hash_sink &sink;
     write_watch watch;
     write_progress progress;
     schema_counts counts;
+    content_hash hash;     // that is written next
+    std::string long_name; // with a module
+    // Those of late, each where its statement and whether it is configuration lead: what stands
+    // in a grouping comes again wherever that is used.
+    std::vector<known_record> known;
 };
 
-// The node whose children are written, and how they are reached.
+constexpr size_t most_known = 509; // a prime, because addresses have much in common
+
+// The node whose children are written; the path to it is the key of the hash.
 struct parent_place {
-    std::string path;
     const lys_module *module;      // of the schema node
     const lys_module *data_module; // of the nearest data node, rpc or module
 };
@@ -67,12 +78,13 @@ bool is_data_node(const lysc_node *node)
     return (node->nodetype & (LYS_CHOICE | LYS_CASE)) == 0;
 }
 
-std::string field_name(const parent_place *parent, const lysc_node *node)
+// It holds until the next is asked for.
+std::string_view name_of(schema_writer *writer, const parent_place *parent, const lysc_node *node)
 {
-    const lys_module *around = is_data_node(node) ? parent->data_module : parent->module;
-    if (node->module == around)
+    if (node->module == (is_data_node(node) ? parent->data_module : parent->module))
         return node->name;
-    return std::string(node->module->name) + ":" + node->name;
+    writer->long_name.assign(node->module->name).append(":").append(node->name);
+    return writer->long_name;
 }
 
 // What an rpc takes is typed in and sent like configuration.
@@ -81,41 +93,47 @@ bool is_config(const lysc_node *node)
     return (node->flags & (LYS_CONFIG_W | LYS_IS_INPUT)) != 0 || node->nodetype == LYS_INPUT;
 }
 
-std::string node_record(schema_writer *writer, const lysc_node *node, node_kind kind)
+std::string_view record_of(schema_writer *writer, const lysc_node *node, node_kind kind)
 {
     if (writer->depth == content_keys)
         return "";
-    return make_node_record(kind, is_config(node), built_in_type_name(node),
-                            make_help_text(&writer->help, node));
+    const auto statement = reinterpret_cast<uintptr_t>(node->priv);
+    known_record *known = &writer->known[(statement + is_config(node)) % most_known];
+    if (known->node == nullptr || !has_same_help(&writer->names, known->node, node))
+        *known = {node, make_node_record(kind, is_config(node), built_in_type_name(node),
+                                         make_help_text(&writer->names, node))};
+    return known->record;
 }
 
-std::vector<hash_field> make_fields(schema_writer *writer, const parent_place *parent,
-                                    const lysc_node *first, bool only_keys)
+void add_field(schema_writer *writer, std::string_view name, std::string_view value)
 {
-    std::vector<hash_field> fields;
-    for (const lysc_node *node = first; node != nullptr; node = node->next) {
-        const stored_kind *stored = kind_of_node(node);
-        if (stored != nullptr && (!only_keys || lysc_is_key(node)))
-            fields.push_back({field_name(parent, node), node_record(writer, node, stored->kind)});
+    writer->counts.bytes += name.size() + value.size();
+    content_add_field(&writer->hash, name, value);
+}
+
+void add_node(schema_writer *writer, const parent_place *parent, const lysc_node *node)
+{
+    const stored_kind *stored = kind_of_node(node);
+    if (stored != nullptr)
+        add_field(writer, name_of(writer, parent, node), record_of(writer, node, stored->kind));
+}
+
+// The shell prepends each node that it reads, so most nodes are stored in reverse.
+void add_reversed(schema_writer *writer, const parent_place *parent, const lysc_node *first)
+{
+    for (const lysc_node *node = first != nullptr ? first->prev : nullptr; node != nullptr;
+         node = node != first ? node->prev : nullptr)
+        add_node(writer, parent, node);
+}
+
+void write_hash(schema_writer *writer)
+{
+    if (writer->hash.count > 0) {
+        writer->counts.bytes += writer->hash.key.size();
+        writer->sink(writer->hash);
     }
-    return fields;
-}
-
-void write_hash(schema_writer *writer, const std::string &path, std::vector<hash_field> fields)
-{
-    if (fields.empty())
-        return;
-    writer->counts.bytes += path.size();
-    for (const hash_field &field : fields)
-        writer->counts.bytes += field.name.size() + field.value.size();
-    writer->sink(path, std::move(fields));
-}
-
-// The shell prepends each node that it reads, so nodes are stored in reverse.
-void write_nodes(schema_writer *writer, const std::string &path, std::vector<hash_field> fields)
-{
-    std::reverse(fields.begin(), fields.end());
-    write_hash(writer, path, std::move(fields));
+    writer->hash.count = 0;
+    writer->hash.words.clear();
 }
 
 void write_below(schema_writer *writer, const parent_place *parent, const lysc_node *first);
@@ -129,18 +147,25 @@ void write_children_of(schema_writer *writer, const parent_place *parent, const 
     const lysc_node *first = lysc_node_child(node);
     if (first == nullptr)
         return;
-    parent_place place = {parent->path + "/" + field_name(parent, node), node->module,
-                          is_data_node(node) ? node->module : parent->data_module};
+    std::string *path = &writer->hash.key;
+    const size_t above = path->size();
+    path->append("/").append(name_of(writer, parent, node));
+    const parent_place place = {node->module,
+                                is_data_node(node) ? node->module : parent->data_module};
     if (node->nodetype == LYS_LIST) {
-        write_hash(writer, place.path, make_fields(writer, &place, first, true));
-        place.path.append("[]");
+        for (const lysc_node *key = first; lysc_is_key(key); key = key->next)
+            add_node(writer, &place, key);
+        write_hash(writer);
+        path->append("[]");
     }
     write_below(writer, &place, first);
-    std::vector<hash_field> fields = make_fields(writer, &place, first, false);
     if (node->nodetype == LYS_CHOICE)
-        write_hash(writer, place.path, std::move(fields)); // cases are kept as they come
+        for (const lysc_node *one = first; one != nullptr; one = one->next)
+            add_node(writer, &place, one); // cases are kept as they come
     else
-        write_nodes(writer, place.path, std::move(fields));
+        add_reversed(writer, &place, first);
+    write_hash(writer);
+    path->resize(above);
 }
 
 void write_below(schema_writer *writer, const parent_place *parent, const lysc_node *first)
@@ -154,15 +179,17 @@ void write_below(schema_writer *writer, const parent_place *parent, const lysc_n
 // The top of a module: its data nodes and its rpcs share one hash.
 void write_module(schema_writer *writer, const lys_module *module)
 {
-    const parent_place place = {std::string("/") + module->name, module, module};
+    const parent_place place = {module, module};
     const lysc_node *data = module->compiled->data;
     const auto *rpcs = reinterpret_cast<const lysc_node *>(module->compiled->rpcs);
+    std::string *path = &writer->hash.key; // of the root
+    path->append(module->name);
     write_below(writer, &place, data);
     write_below(writer, &place, rpcs);
-    std::vector<hash_field> fields = make_fields(writer, &place, data, false);
-    const std::vector<hash_field> more = make_fields(writer, &place, rpcs, false);
-    fields.insert(fields.end(), more.begin(), more.end());
-    write_nodes(writer, place.path, std::move(fields));
+    add_reversed(writer, &place, rpcs);
+    add_reversed(writer, &place, data);
+    write_hash(writer);
+    path->resize(1);
 }
 
 // A module stands in the root when its nodes are stored or when its name may be
@@ -192,8 +219,10 @@ bool can_be_met(const lys_module *module)
 schema_counts write_schema(const ly_ctx *context, const std::vector<module_request> &requests,
                            content_depth depth, const hash_sink &sink, write_watch watch)
 {
-    schema_writer writer = {{type_names_collect(context), {}}, depth, sink, watch, {}, {}};
-    std::vector<hash_field> root;
+    schema_writer writer = {
+        type_names_collect(context), depth, sink, watch, {}, {}, {"/", 0, ""}, "", {}};
+    writer.known.resize(most_known);
+    std::vector<std::pair<const char *, const char *>> root; // names and namespaces
     std::unordered_set<std::string_view> names;
     const uint32_t built_in = ly_ctx_internal_modules_count(context);
     uint32_t position = 0;
@@ -208,13 +237,15 @@ schema_counts write_schema(const ly_ctx *context, const std::vector<module_reque
             continue;
         }
         if (names.insert(module->name).second) // another revision only serves types
-            root.push_back({module->name, make_module_record(module->ns)});
+            root.emplace_back(module->name, module->ns);
         writer.progress.module = module->name;
         writer.progress.number = position;
         if (module->implemented)
             write_module(&writer, module);
     }
     writer.counts.modules = root.size();
-    write_nodes(&writer, "/", std::move(root));
+    for (size_t i = root.size(); i-- > 0;)
+        add_field(&writer, root[i].first, make_module_record(root[i].second));
+    write_hash(&writer);
     return writer.counts;
 }

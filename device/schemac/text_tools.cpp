@@ -1,6 +1,7 @@
 #include "device/schemac/text_tools.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "code_point.h"
 #include "terminal_text.h"
@@ -22,25 +23,25 @@ bool is_plain(char letter)
 
 } // namespace
 
-std::string printable_text(std::string_view text)
+std::string printable_text(std::string text)
 {
-    std::string shown(text);
-    const auto odd = std::find_if_not(shown.begin(), shown.end(), is_plain); // mostly none
-    const auto start = static_cast<size_t>(odd - shown.begin());
-    shown.resize(start + terminal_text_clean(shown.data() + start, shown.size() - start));
-    return shown;
+    const auto odd = std::find_if_not(text.begin(), text.end(), is_plain); // mostly none
+    const auto start = static_cast<size_t>(odd - text.begin());
+    text.resize(start + terminal_text_clean(text.data() + start, text.size() - start));
+    return text;
 }
 
-std::string fold_text(std::string_view text)
+std::string fold_text(std::string text)
 {
-    std::string folded;
-    folded.reserve(text.size());
-    for (const char *at = text.begin(); at != text.end();) {
-        const char *word = std::find_if_not(at, text.end(), is_blank);
-        at = std::find_if(word, text.end(), is_blank);
-        folded.append(folded.empty() || word == at ? "" : " ").append(word, at);
+    size_t kept = 0;
+    for (const char letter : text) {
+        if (!is_blank(letter))
+            text[kept++] = letter;
+        else if (kept > 0 && text[kept - 1] != ' ')
+            text[kept++] = ' ';
     }
-    return printable_text(folded);
+    text.resize(kept > 0 && text[kept - 1] == ' ' ? kept - 1 : kept);
+    return printable_text(std::move(text));
 }
 
 std::string joined_text(const std::vector<std::string> &words)
@@ -51,7 +52,7 @@ std::string joined_text(const std::vector<std::string> &words)
     return text;
 }
 
-std::string cut_text(std::string_view text, size_t limit)
+std::string cut_text(std::string text, size_t limit)
 {
     size_t end = text.size() > limit ? 0 : text.size(); // no character is without a byte
     for (size_t characters = 0; end < text.size(); end++) {
@@ -59,12 +60,12 @@ std::string cut_text(std::string_view text, size_t limit)
             break;
     }
     if (end == text.size())
-        return std::string(text);
-    std::string_view kept = text.substr(0, end);
-    size_t blank = kept.rfind(' ');
-    if (text[end] != ' ' && blank != std::string_view::npos && blank > end - end / 4)
-        kept = kept.substr(0, blank);
-    while (!kept.empty() && kept.back() == ' ')
-        kept.remove_suffix(1);
-    return std::string(kept).append(ellipsis);
+        return text;
+    const size_t blank = std::string_view(text).substr(0, end).rfind(' ');
+    if (text[end] != ' ' && blank != std::string::npos && blank > end - end / 4)
+        end = blank;
+    while (end > 0 && text[end - 1] == ' ')
+        end--;
+    text.resize(end);
+    return text.append(ellipsis);
 }

@@ -177,7 +177,7 @@ int store(const work *wanted, const ly_ctx *context)
 
 void count(const work *wanted, const ly_ctx *context)
 {
-    const hash_sink nowhere = [](const std::string &, const std::vector<hash_field> &) {};
+    const hash_sink nowhere = [](const content_hash &) {};
     const schema_counts counts =
         write_schema(context, wanted->requests, content_keys, nowhere, note_storing);
     note(note_result, std::to_string(counts.nodes));

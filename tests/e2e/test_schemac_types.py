@@ -221,3 +221,58 @@ def test_a_named_boolean_with_a_default_and_units(server, run, write):
     fields = server.content()["/m"]
     assert fields["a"] == node(LEAF, True, "boolean", "[s, default true]")
     assert fields["b"] == node(LEAF, True, "boolean", "[s, units q, mandatory]")
+
+
+@pytest.mark.parametrize(
+    "reach, refine, deviate, name, help_text",
+    [
+        ("1..2", "refine a { description E; }", "", "a", "E [string, units u, default d]"),
+        ("1..2", "refine a { default e; }", "", "a", "D [string, units u, default e]"),
+        ("1..2", "", "a { deviate replace { units v; } }", "a", "D [string, units v, default d]"),
+        (
+            "1..2",
+            "",
+            "a { deviate replace { type binary; } deviate delete { default d; } }",
+            "a",
+            "D [binary, units u]",
+        ),
+        ("1..2", "", "a { deviate replace { type s; } }", "a", "D [s, units u, default d]"),
+        ("1..2", "refine r { mandatory true; }", "", "r", "[leafref, range 1..2, mandatory]"),
+        ("1..3", "", "", "r", "[leafref, range 1..3]"),
+        ("1..3", "", "", "o", "[union: leafref (range 1..3) or empty]"),
+        ("1..2", "refine l { min-elements 1; }", "", "l", "[string, mandatory]"),
+        ("1..2", "refine l { default x; }", "", "l", "[string, default x]"),
+        ("1..2", "refine l { default y; default z; }", "", "l", "[string, default y z]"),
+    ],
+)
+def test_one_grouping_in_several_places(
+    server, run, write, reach, refine, deviate, name, help_text
+):
+    """Its nodes have the same help, but where a place makes a difference."""
+    plain = {
+        "a": "D [string, units u, default d]",
+        "r": "[leafref, range 1..2]",
+        "o": "[union: leafref (range 1..2) or empty]",
+        "l": "[string]",
+    }
+    place = "container %s { leaf t { type int8 { range %s; } } container c { uses g { %s } } }\n"
+    write(
+        "m",
+        """typedef s { type string; }
+        grouping g {
+          leaf a { type string; default d; units u; description D; }
+          leaf r { type leafref { path "../../t"; } }
+          leaf o { type union { type leafref { path "../../t"; } type empty; } }
+          leaf-list l { type string; }
+        }\n"""
+        + place % ("before", "1..2", "")
+        + place % ("here", reach, refine)
+        + place % ("after", "1..2", "")
+        + (f"deviation /m:here/m:c/m:{deviate}" if deviate else ""),
+        version="1.1",
+    )
+    good(run("m"))
+    content = server.content()
+    for where, texts in (("before", plain), ("here", {name: help_text}), ("after", plain)):
+        for one, text in texts.items():
+            assert content[f"/m/{where}/c"][one].endswith(b"\0" + text.encode() + b"\0"), where

@@ -53,14 +53,17 @@ inline void fuzz_check_record(const std::string &record)
     fuzz_stored_type(record);
 }
 
-inline void fuzz_take_hash(const std::string &key, const std::vector<hash_field> &fields,
-                           const std::string &top, fuzz_hashes *hashes)
+inline void fuzz_take_hash(const content_hash &hash, const std::string &top, fuzz_hashes *hashes)
 {
-    fuzz_require(!fields.empty(), "a hash has a field");
+    const std::string &key = hash.key;
+    const auto fields = content_fields(hash.words);
+    fuzz_require(hash.count > 0 && fields.size() == hash.count, "a hash has a field");
     fuzz_require(key[0] == '/' && key.find('\0') == std::string::npos, "under a path");
     if (key.compare(0, top.size(), top) != 0)
         return;
-    for (const auto &[name, record] : fields) {
+    for (const auto &field : fields) {
+        const std::string name(field.first);
+        const std::string record(field.second);
         fuzz_require(!name.empty() && name.find_first_of("/[] ") == std::string::npos,
                      "a child has a name");
         if (key == "/")
@@ -80,14 +83,14 @@ inline fuzz_hashes fuzz_stored_schema(const ly_ctx *context,
     std::vector<std::string> keys;
     write_schema(
         context, requests, content_keys,
-        [&](const std::string &key, const std::vector<hash_field> &) { keys.push_back(key); },
-        [](const write_progress &) {});
+        [&](const content_hash &hash) { keys.push_back(hash.key); }, [](const write_progress &) {});
     size_t count = 0;
     write_schema(
         context, requests, content_values,
-        [&](const std::string &key, const std::vector<hash_field> &fields) {
-            fuzz_require(count < keys.size() && keys[count++] == key, "the keys are those told");
-            fuzz_take_hash(key, fields, top, &hashes);
+        [&](const content_hash &hash) {
+            fuzz_require(count < keys.size() && keys[count++] == hash.key,
+                         "the keys are those told");
+            fuzz_take_hash(hash, top, &hashes);
         },
         [](const write_progress &) {});
     fuzz_require(count == keys.size(), "all keys come");
