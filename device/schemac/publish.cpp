@@ -155,14 +155,18 @@ void *keep_error(const redisReadTask *task, char *text, size_t size)
 
 redisReplyObjectFunctions only_errors = {keep_error, nullptr, nullptr, nullptr, nullptr};
 
-void take_type(publisher *store, intptr_t wanted, const char *otherwise)
+// The type of the next reply; 0 after a failure.
+intptr_t take_type(publisher *store)
 {
     void *type = nullptr;
-    if (!store->failure.empty())
-        return;
-    if (redisGetReply(store->connection.get(), &type) != REDIS_OK)
+    if (store->failure.empty() && redisGetReply(store->connection.get(), &type) != REDIS_OK)
         store->failure = std::string("connection lost: ") + store->connection->errstr;
-    else if (store->failure.empty() && reinterpret_cast<intptr_t>(type) != wanted)
+    return reinterpret_cast<intptr_t>(type);
+}
+
+void take_status(publisher *store, const char *otherwise)
+{
+    if (take_type(store) != REDIS_REPLY_STATUS && store->failure.empty())
         store->failure = otherwise;
 }
 
@@ -175,11 +179,13 @@ void take_transaction(publisher *store)
     redisReader *reader = store->connection->reader;
     redisReplyObjectFunctions *const usual = std::exchange(reader->fn, &only_errors);
     reader->privdata = &store->failure;
-    take_type(store, REDIS_REPLY_STATUS, "no OK from the server");
+    take_status(store, "no OK from the server");
     for (size_t count = std::exchange(store->queued, 0); count > 0; count--)
-        take_type(store, REDIS_REPLY_STATUS, "no QUEUED from the server");
-    take_type(store, REDIS_REPLY_ARRAY, "the transaction was refused");
-    take_type(store, REDIS_REPLY_STATUS, "no OK from the server");
+        take_status(store, "no QUEUED from the server");
+    const bool is_run = take_type(store) == REDIS_REPLY_ARRAY;
+    take_status(store, "no OK from the server");
+    if (!is_run && store->failure.empty())
+        store->failure = "the transaction was refused";
     reader->fn = usual;
 }
 
