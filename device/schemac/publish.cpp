@@ -186,7 +186,8 @@ void take_transaction(publisher *store)
     take_status(store, "no OK from the server");
     if (!is_run && store->failure.empty())
         store->failure = "the transaction was refused";
-    reader->fn = usual;
+    if (reader->reply == nullptr) // otherwise the rest of it did not come: there is no object
+        reader->fn = usual;
 }
 
 // The next reply to what has been asked; null after a failure.

@@ -308,15 +308,24 @@ def test_a_server_that_goes_away(run, write, replies):
     assert result.stderr.startswith("schemac: redis at ")
 
 
+# Selected, watched, one module, memory, and limits.
+UP_TO_KEYS = b"+OK\r\n+OK\r\n:1\r\n:5\r\n*2\r\n$20\r\nhash-max-ziplist-x-y\r\n:5\r\n"
+NO_KEYS = b"*2\r\n$1\r\n0\r\n*0\r\n"
+
+
+def test_a_server_that_goes_away_amid_the_reply_to_a_transaction(run, write):
+    write("m", "leaf a { type string; }")
+    result, _ = run_on_replies(run, UP_TO_KEYS + NO_KEYS + b"+OK\r\n" + b"*9\r\n+OK\r\n:1\r\n")
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr.endswith("r: connection lost: Server closed the connection\n")
+
+
 @pytest.mark.parametrize("cursor", [b"%s%s%s%s", b"0%lu", b"7 COUNT 1"])
 def test_a_server_that_chooses_its_words(run, write, cursor):
     """What it says is sent back as one word, and a limit that is no text is none."""
     write("m", "leaf a { type string; }")
-    memory = b":5\r\n"
-    limits = b"*2\r\n$20\r\nhash-max-ziplist-x-y\r\n:5\r\n"
     keys = b"*2\r\n$%d\r\n%s\r\n*0\r\n" % (len(cursor), cursor)
-    last = b"*2\r\n$1\r\n0\r\n*0\r\n"
-    result, sent = run_on_replies(run, b"+OK\r\n+OK\r\n:1\r\n" + memory + limits + keys + last)
+    result, sent = run_on_replies(run, UP_TO_KEYS + keys + NO_KEYS)
     assert result.stderr.startswith("schemac: redis at ")
     words = b"$4\r\nSCAN\r\n$%d\r\n%s\r\n$5\r\nCOUNT\r\n" % (len(cursor), cursor)
     assert words in sent
