@@ -10,9 +10,9 @@
 namespace
 {
 
-// Where the programs stand, seen from the directory of this one: where they are
-// installed, and in the build tree.
-constexpr const char *places[] = {"/" VANDEL_LIBEXEC "/", "/"};
+// Where the programs stand, seen from the directory of this one: in the build tree, and where
+// they are installed. What is outside a build tree may be somebody else's.
+constexpr const char *places[] = {"/", "/" VANDEL_LIBEXEC "/"};
 
 } // namespace
 

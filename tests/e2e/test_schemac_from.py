@@ -802,6 +802,16 @@ def test_where_the_cache_is(device, run, tmp_path):
         shutil.rmtree(tmp_path / place)
 
 
+def test_what_the_cache_is_in_cannot_be_exchanged(monkeypatch, tmp_path):
+    """It is made where it is missing, whatever the umask."""
+    monkeypatch.setenv("XDG_CACHE_HOME", str(tmp_path / "home" / "cache"))
+    mask = os.umask(0)
+    kept.default_directory(["ssh"])
+    os.umask(mask)
+    for place in ("home", "home/cache"):
+        assert stat.S_IMODE((tmp_path / place).stat().st_mode) == 0o700
+
+
 def test_who_has_no_home_gets_no_cache_where_he_is(monkeypatch):
     """Others may write there, as in /tmp."""
 
@@ -891,6 +901,18 @@ def test_the_installed_one_runs_from_its_place(device, server, tmp_path):
         [*words, "true"], check=False, capture_output=True, text=True, cwd=place
     )
     assert said(result) == refused("schemac-from: No such file or directory")
+
+
+def test_one_that_is_not_installed_takes_what_is_beside_it(tmp_path):
+    """In the place of an installed one may be somebody else's: a build tree may be in /tmp."""
+    for place in ("build", "libexec/vandel"):
+        path = tmp_path / place / "schemac-from"
+        path.parent.mkdir(parents=True)
+        path.write_text(f"#!/bin/sh\necho {place}\n")
+        path.chmod(0o700)
+    shutil.copy(SCHEMAC, tmp_path / "build")
+    words = [tmp_path / "build" / "schemac", "--from"]
+    assert subprocess.run(words, check=True, capture_output=True).stdout == b"build\n"
 
 
 # A real server.
