@@ -5,6 +5,7 @@ import os
 import pwd
 import shutil
 import signal
+import stat
 import subprocess
 import sys
 import tempfile
@@ -609,6 +610,19 @@ def test_a_runtime_directory_that_somebody_else_can_exchange(client, name):
     assert client.run("--stop", "router")[0] == 0
     assert os.listdir(client.path(name)) == []
     assert os.listdir(client.path(".cache", "vandel", "run")) == ["lock"]
+
+
+def test_what_is_made_cannot_be_exchanged(monkeypatch, tmp_path):
+    """Also what is above it, whatever the umask."""
+    monkeypatch.setenv("HOME", str(tmp_path))
+    for name in ("XDG_RUNTIME_DIR", "XDG_STATE_HOME"):
+        monkeypatch.delenv(name, raising=False)
+    mask = os.umask(0)
+    of_calls.runs_directory()
+    of_calls.profile_directory("router")
+    os.umask(mask)
+    for place in (".cache", ".local", ".local/state"):
+        assert stat.S_IMODE((tmp_path / place).stat().st_mode) == 0o700
 
 
 def test_who_has_no_home_gets_none_where_he_is(monkeypatch):

@@ -26,7 +26,10 @@ DAY = 86400  # seconds; no file takes so long to write
 
 def private(path):
     """Makes a directory that is ours alone, or sees that it is; its path. Raises Failed."""
-    os.makedirs(path, 0o700, exist_ok=True)
+    if not os.path.exists(above := os.path.dirname(path)):
+        private(above)  # or the umask might let others exchange what is in it
+    with contextlib.suppress(FileExistsError):
+        os.mkdir(path, 0o700)
     status = os.stat(path)
     # A link of somebody else could lead to another place after this.
     is_led = os.lstat(path).st_uid not in (0, os.geteuid())
