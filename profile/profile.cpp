@@ -42,7 +42,8 @@ void remove_if_empty(int fd)
         unlink(profile_name);
 }
 
-// Writes the whole file anew.
+// Writes the whole file anew. Cut last: on a full disk others may be quicker to take what a cut
+// gives back, and the file would be lost with all its lines, and its name to them.
 int write_file(const text_buffer &content)
 {
     const descriptor file(profile_open(O_WRONLY | O_CREAT));
@@ -50,9 +51,9 @@ int write_file(const text_buffer &content)
         log_open_failure();
         return -1;
     }
-    if (profile_may_have(static_cast<off_t>(content.length)) && ftruncate(file.fd, 0) == 0 &&
-        fchmod(file.fd, S_IRUSR | S_IWUSR) == 0 &&
-        profile_write(file.fd, {content.data.get(), content.length}, 0) == 0)
+    if (fchmod(file.fd, S_IRUSR | S_IWUSR) == 0 &&
+        profile_write(file.fd, {content.data.get(), content.length}, 0) == 0 &&
+        ftruncate(file.fd, static_cast<off_t>(content.length)) == 0)
         return 0;
     remove_if_empty(file.fd);
     return -1;

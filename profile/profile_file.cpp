@@ -42,6 +42,14 @@ bool may_hold(std::string_view piece, std::string_view text)
     return found != 0;
 }
 
+// Whether a file may have this size under the limit of the process. One that goes
+// past it is not refused, but cut off there.
+bool may_have(off_t size)
+{
+    struct rlimit limit = {};
+    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || static_cast<rlim_t>(size) <= limit.rlim_cur;
+}
+
 int refuse(int error, const char *what)
 {
     if (session.profile_refused == 0)
@@ -155,16 +163,10 @@ int profile_read(int fd, off_t from, off_t to, text_buffer *content)
     return 0;
 }
 
-bool profile_may_have(off_t size)
-{
-    struct rlimit limit = {};
-    return getrlimit(RLIMIT_FSIZE, &limit) != 0 || static_cast<rlim_t>(size) <= limit.rlim_cur;
-}
-
 int profile_write(int fd, std::string_view text, off_t offset)
 {
     struct stat status = {};
-    if (fstat(fd, &status) != 0 || !profile_may_have(offset + static_cast<off_t>(text.size())))
+    if (fstat(fd, &status) != 0 || !may_have(offset + static_cast<off_t>(text.size())))
         return -1;
     const size_t inside =
         status.st_size > offset ? static_cast<size_t>(status.st_size - offset) : 0;

@@ -26,10 +26,6 @@ int profile_find(int fd, std::string_view text, off_t from, off_t *at);
 // Appends what stands from one offset to another, as far as the file reaches; 0 or -1.
 int profile_read(int fd, off_t from, off_t to, text_buffer *content);
 
-// Whether a file may have this size under the limit of the process. One that goes
-// past it is not refused, but cut off there.
-bool profile_may_have(off_t size);
-
 // Writes all of a text at an offset; 0 or -1. What lies beyond the file's end
 // goes first: when there is no room for it, the file stays as it was. So it does
 // when the limit on the size of files stands against any of it.

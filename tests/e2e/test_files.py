@@ -174,13 +174,13 @@ def test_whoever_has_a_loose_profile_open_stages_nothing_after_it_is_reset(machi
     assert "mine" in machine.tarnd.requests[0] and "evil" not in machine.tarnd.requests[0]
 
 
-def modes_seen(machine, *words):
-    """The modes that the profile has while a command runs, looked at around each system call."""
-    modes = set()
+def statuses_seen(machine, *words):
+    """Those that the profile has while a command runs, looked at around each system call."""
+    statuses = []
 
     def look():
         with contextlib.suppress(FileNotFoundError):
-            modes.add(stat.S_IMODE(os.lstat(machine.profile).st_mode))
+            statuses.append(os.lstat(machine.profile))
 
     go_on = threading.Event()
     machine.tarnd.session_reply = [pause(go_on), session_reply()]
@@ -193,7 +193,11 @@ def modes_seen(machine, *words):
     traced.run_to_exit(look)
     traced.release()
     assert shell.wait().status == 0
-    return modes
+    return statuses
+
+
+def modes_seen(machine, *words):
+    return {stat.S_IMODE(status.st_mode) for status in statuses_seen(machine, *words)}
 
 
 def test_a_careless_program_is_noticed(machine):
@@ -218,6 +222,16 @@ def test_nobody_else_may_read_the_profile_at_any_moment(machine):
     assert len(machine.tarnd.requests) == 1
     os.unlink(machine.profile)
     assert modes_seen(machine, vandel, "discard_changes") == {0o600}  # makes it, too
+
+
+def test_what_is_written_anew_is_cut_last(machine):
+    """Who fills the disk would take what is given back before, and then the file's name, too."""
+    write(machine.profile, STAGED_BY_OTHERS)
+    statuses = statuses_seen(machine, "/tmp/.build/vandel", "discard_changes")
+    assert {status.st_size for status in statuses} == {
+        len(STAGED_BY_OTHERS),
+        os.path.getsize(machine.profile),
+    }
 
 
 # Export targets
