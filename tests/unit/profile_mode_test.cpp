@@ -9,6 +9,7 @@ namespace
 {
 
 std::vector<unsigned> modes_before;
+std::string text_before; // of the file when its mode is set
 
 unsigned mode_of(const struct stat &status)
 {
@@ -23,7 +24,7 @@ int __wrap_fchmod(int fd, mode_t mode)
 {
     struct stat status = {};
     EXPECT_EQ(fstat(fd, &status), 0);
-    EXPECT_EQ(status.st_size, 0) << "something was written before the mode was set";
+    text_before = file_text(profile_name);
     modes_before.push_back(mode_of(status));
     return __real_fchmod(fd, mode);
 }
@@ -62,15 +63,19 @@ TEST_F(profile_mode_test, a_new_file_is_private_from_its_first_moment)
 {
     EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), 0);
     EXPECT_EQ(modes_before, std::vector<unsigned>{0600});
+    EXPECT_EQ(text_before, "");
     EXPECT_EQ(mode(), 0600U);
 }
 
-TEST_F(profile_mode_test, an_old_file_is_emptied_and_made_private_before_it_is_written)
+TEST_F(profile_mode_test, an_old_file_is_made_private_before_it_is_written)
 {
-    EXPECT_EQ(profile_write_fresh(), 0);
+    EXPECT_EQ(profile_put_line("[config]", "set /m/c/x 1", profile_append), 0);
+    const std::string old = profile();
     ASSERT_EQ(chmod(profile_name, 0644), 0);
     EXPECT_EQ(profile_write_back(), 0);
     EXPECT_EQ(modes_before, (std::vector<unsigned>{0600, 0644}));
+    EXPECT_EQ(text_before, old);
+    EXPECT_NE(profile(), old);
     EXPECT_EQ(mode(), 0600U);
 }
 
@@ -83,6 +88,7 @@ TEST_F(profile_mode_test, in_place_of_what_others_may_write_comes_a_new_file)
         modes_before.clear();
         EXPECT_EQ(profile_write_fresh(), 0);
         EXPECT_EQ(modes_before, std::vector<unsigned>{0600});
+        EXPECT_EQ(text_before, "");
         struct stat status = {};
         EXPECT_EQ(fstat(held, &status), 0);
         EXPECT_EQ(status.st_nlink, 0U) << "whoever holds the file open can write the new one";
