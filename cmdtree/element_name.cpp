@@ -10,6 +10,8 @@
 namespace
 {
 
+constexpr size_t longest_above = 64 << 20; // bytes; a schema may make up levels
+
 // Where a name may start, but for the colon.
 constexpr code_range start_characters[] = {
     {'A', 'Z'},       {'_', '_'},       {'a', 'z'},       {0xC0, 0xD6},     {0xD8, 0xF6},
@@ -93,9 +95,11 @@ bool is_xml_name(std::string_view text)
 
 bool path_names_elements(std::string_view path)
 {
+    size_t above = 0; // the length of all paths above, each of which a tree keeps
     for (size_t slash = path.find('/', 1); slash < path.size(); slash = path.find('/', slash + 1)) {
         const std::string_view rest = text_slice(path, slash + 1);
-        if (!names_element(text_slice(rest, 0, rest.find('/'))))
+        above += slash;
+        if (above > longest_above || !names_element(text_slice(rest, 0, rest.find('/'))))
             return false;
     }
     return true;

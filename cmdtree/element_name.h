@@ -21,5 +21,6 @@ bool is_xml_name(std::string_view text);
 
 // Whether every component of a masked path below the module, and every key
 // in a predicate, can be written as an element. The predicate must be closed
-// and hold a key; the value of a key may be missing.
+// and hold a key; the value of a key may be missing. Not one whose parents together
+// have names of more than 64 MiB: as nodes they would fill the memory.
 bool path_names_elements(std::string_view path);

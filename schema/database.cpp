@@ -101,8 +101,9 @@ heap_text rpc_input_name(std::string_view rpc_schema_path)
 {
     const hash_fields fields = schema_hash(rpc_schema_path);
     for (size_t i = 0; i < fields.count; i++) {
-        if (is_record_of_kind(hash_field_value(fields, i), node_kind_input))
-            return text_copy(hash_field_name(fields, i));
+        const std::string_view name = hash_field_name(fields, i);
+        if (is_record_of_kind(hash_field_value(fields, i), node_kind_input) && is_path_step(name))
+            return text_copy(name);
     }
     return nullptr;
 }

@@ -51,6 +51,6 @@ bool schema_has_field(std::string_view hash, std::string_view field);
 // Whether a schema path names a node; "/" does.
 bool schema_path_exists(std::string_view schema_path);
 
-// The name of an rpc's input node: the first field of kind 8 in the hash of
-// the rpc's schema path.
+// The name of an rpc's input node: the first field of kind 8 in the hash of the
+// rpc's schema path whose name is one step of a path.
 heap_text rpc_input_name(std::string_view rpc_schema_path);

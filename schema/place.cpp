@@ -137,7 +137,8 @@ int list_keys(const place &list, key_names *keys)
         return -1;
     }
     for (size_t i = 0; i < fields.count; i++) {
-        if (key_names_add(keys, hash_field_name(fields, i)) != 0)
+        const std::string_view name = hash_field_name(fields, i);
+        if (!is_path_step(name) || key_names_add(keys, name) != 0)
             return -1;
     }
     return 0;

@@ -209,6 +209,7 @@ TEST_F(database_test, the_input_of_an_rpc)
     EXPECT_EQ(text(rpc_input_name("/m/c")), "(none)");
     fake_redis_put("/m/odd", "short", std::string("\0\2", 2)); // kind 8, but too short
     fake_redis_put_node("/m/odd", "x", fake_leaf);
+    fake_redis_put_node("/m/odd", "a/b", fake_input); // where it leads to is made up
     fake_redis_put_node("/m/odd", "in2", fake_input);
     fake_redis_put_node("/m/odd", "in3", fake_input);
     EXPECT_EQ(text(rpc_input_name("/m/odd")), "in2");

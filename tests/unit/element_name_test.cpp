@@ -65,6 +65,17 @@ TEST(path_names_elements, with_predicates)
         EXPECT_FALSE(path_names_elements(path)) << path;
 }
 
+// Each level would become a node with its own path: of these, four gigabytes.
+TEST(path_names_elements, levels_that_would_fill_the_memory)
+{
+    std::string path = "/m";
+    for (int level = 0; level < 64000; level++)
+        path += "/a";
+    EXPECT_FALSE(path_names_elements(path));
+    EXPECT_TRUE(path_names_elements(path.substr(0, 16000)));
+    EXPECT_TRUE(path_names_elements("/m/l[k=" + std::string(32 << 20, 'v') + "]/x"));
+}
+
 TEST(element_name_of, a_name_and_its_prefix)
 {
     element_name name = element_name_of("x");

@@ -315,6 +315,8 @@ TEST_F(place_test, keys_that_cannot_be_read)
 {
     fake_redis_put_node("/m", "keyless", fake_list);
     EXPECT_EQ(keys_of("/m/keyless"), "(none)");
+    fake_redis_put_node("/m/keyless", "a/b", fake_leaf); // levels that are made up
+    EXPECT_EQ(keys_of("/m/keyless"), "(none)");
     EXPECT_EQ(captured_log_take(), (log_lines{{15, "[DEBUG] Failed to get /m/keyless from db\n"}}));
     EXPECT_EQ(keys_of("/m/nix"), "(none)");
     captured_log_take();
