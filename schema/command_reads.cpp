@@ -22,7 +22,6 @@ namespace
 {
 
 constexpr size_t kept_size_limit = size_t{VANDEL_REDIS_REPLY_LIMIT} + (16 << 20);
-constexpr auto deepest = 1000;        // levels; no model is nearly as deep
 constexpr size_t no_field = SIZE_MAX; // the length in the reply of a whole hash
 
 size_t field_length(std::string_view field)
@@ -228,7 +227,7 @@ reply_ptr read_hash(std::string_view hash)
     redisReply *found = nullptr;
     if (is_known(hash, {}, &found))
         return lent(found);
-    if (!may_ask() || std::count(hash.begin(), hash.end(), '/') > deepest)
+    if (!may_ask() || std::count(hash.begin(), hash.end(), '/') > deepest_hash)
         return nullptr;
     const library_name hash_name(hash);
     scrub_registers();

@@ -42,6 +42,7 @@ struct kept_reply;
 
 constexpr size_t kept_reply_buckets = 256;
 constexpr size_t found_path_slots = 16;
+constexpr auto deepest_hash = 1000; // levels; no model is nearly as deep
 
 // A path without the values of its keys, and its schema path (schema/schema_path.h).
 struct found_path {

@@ -4,11 +4,13 @@
 // that node's choices. With the levels in place the search goes on below.
 #include "schema/schema_path.h"
 
+#include <algorithm>
 #include <string.h>
 
 #include "base/hash.h"
 #include "base/log.h"
 #include "base/session.h"
+#include "schema/command_reads.h"
 #include "schema/database.h"
 #include "schema/masking.h"
 #include "schema/path.h"
@@ -106,10 +108,11 @@ int find_case(std::string_view prefix, std::string_view name, heap_text *found)
 }
 
 // The longest beginning of path that names a node; all of it when nothing had
-// to be cut.
+// to be cut, and nothing of one that is too deep to be asked for level by level.
 std::string_view existing_prefix(std::string_view path)
 {
-    std::string_view prefix = path;
+    const bool is_too_deep = std::count(path.begin(), path.end(), '/') > deepest_hash;
+    std::string_view prefix = is_too_deep ? std::string_view() : path;
     while (!prefix.empty() && !schema_path_exists(prefix))
         prefix = text_slice(prefix, 0, prefix.rfind('/'));
     return prefix;

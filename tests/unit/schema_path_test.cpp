@@ -31,6 +31,18 @@ TEST_F(schema_path_test, short_paths_are_never_expanded)
     EXPECT_EQ(fake_redis_reads(), 0);
 }
 
+// Of a name that is made of steps, each was asked for.
+TEST_F(schema_path_test, a_path_that_is_too_deep_is_not_asked_for)
+{
+    std::string path = "/m";
+    for (int level = 0; level < 1000; level++)
+        path += "/a";
+    EXPECT_EQ(schema_path(path.c_str()), "(none)");
+    EXPECT_EQ(fake_redis_reads(), 0);
+    EXPECT_EQ(captured_log_take(),
+              (log_lines{{15, "[DEBUG] error: invalid path " + path + "\r\n\n"}}));
+}
+
 TEST_F(schema_path_test, plain_paths_stay)
 {
     EXPECT_EQ(schema_path("/m/c/x"), "/m/c/x");
