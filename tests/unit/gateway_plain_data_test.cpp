@@ -70,6 +70,19 @@ TEST(gateway_plain_data, what_was_inherited_is_declared_where_it_is_needed)
               reply("<data><a:y xmlns='urn:x' xmlns:a=\"urn:2\"/></data>", " xmlns:a='urn:1'"));
 }
 
+// Which would take minutes if each child looked through them all.
+TEST(gateway_plain_data, attributes_are_gone_through_once)
+{
+    std::string attributes;
+    for (int number = 100; number < 600; number++)
+        attributes += " a" + std::to_string(number) + "=''";
+    std::string children;
+    for (int count = 0; count < 100000; count++)
+        children += "<x/>";
+    EXPECT_EQ(passed(reply("<data" + attributes + ">" + children + "</data>", attributes)),
+              reply("<data>" + children + "</data>", attributes));
+}
+
 TEST(gateway_plain_data, everything_else_stays_as_it_is)
 {
     for (const std::string &text : {

@@ -18,6 +18,8 @@ struct data_writer {
     bool fails;    // there is no room in it
     size_t copied; // of the reply, up to here
     std::string_view reply;
+    xml_attribute inherited[xml_space_limit]; // declarations that hold for each child
+    size_t inherited_count;
 };
 
 void append(data_writer *writer, std::initializer_list<std::string_view> pieces)
@@ -45,8 +47,6 @@ bool is_needed(const xml_element *child, std::string_view text, const xml_attrib
         return false;
     if (is_default(declaration->name))
         return declaration->value != netconf_base_namespace;
-    if (!declaration->name.starts_with(xml_prefix_declaration))
-        return false;
     std::string_view prefix;
     while (xml_prefix_next(&text, &prefix)) {
         if (prefix == declaration->name.substr(xml_prefix_declaration.size()))
@@ -60,17 +60,18 @@ void append_attribute(data_writer *writer, const xml_attribute *attribute)
     append(writer, {" ", attribute->name, "=", attribute->quoted});
 }
 
-// Appends what the child has inherited from the element of these attributes, where the element
-// hidden, which stands between them, declares nothing else.
-void append_inherited(data_writer *writer, const xml_element *child, std::string_view text,
-                      std::string_view attributes, std::string_view hidden)
+// Notes what all children inherit from an element of these attributes, where the element hidden,
+// which stands between them, declares nothing else. Once: there may be many of both.
+void inherit(data_writer *writer, std::string_view attributes, std::string_view hidden)
 {
     xml_attribute attribute;
     xml_attribute other;
     while (xml_attribute_next(&attributes, &attribute)) {
-        if (!xml_attribute_find(hidden, attribute.name, &other) &&
-            is_needed(child, text, &attribute))
-            append_attribute(writer, &attribute);
+        const bool declares =
+            is_default(attribute.name) || attribute.name.starts_with(xml_prefix_declaration);
+        if (declares && !xml_attribute_find(hidden, attribute.name, &other) &&
+            writer->inherited_count < xml_space_limit)
+            writer->inherited[writer->inherited_count++] = attribute;
     }
 }
 
@@ -106,17 +107,19 @@ xml_step on_start(void *context, const xml_walk *walk)
     copy_until(writer, element->from);
     append(writer, {plain_start});
     writer->copied = element->content;
+    inherit(writer, element->attributes, {});
+    inherit(writer, walk->open[reply_root - 1].attributes, element->attributes);
     return xml_step_on;
 }
 
-void end_child(data_writer *writer, const xml_element *open)
+void end_child(data_writer *writer, const xml_element *child)
 {
-    const xml_element *child = &open[reply_child - 1];
     const std::string_view text = writer->reply.substr(child->from, child->end - child->from);
-    const std::string_view data_attributes = open[reply_data - 1].attributes;
     copy_until(writer, child->from + 1 + child->prefix.size() + child->local.size());
-    append_inherited(writer, child, text, data_attributes, {});
-    append_inherited(writer, child, text, open[reply_root - 1].attributes, data_attributes);
+    for (size_t at = 0; at < writer->inherited_count; at++) {
+        if (is_needed(child, text, &writer->inherited[at]))
+            append_attribute(writer, &writer->inherited[at]);
+    }
     copy_until(writer, child->end);
 }
 
@@ -136,7 +139,7 @@ xml_step on_end(void *context, const xml_walk *walk)
     if (writer->copied == 0) // there are no data
         return xml_step_fail;
     if (walk->depth == reply_child)
-        end_child(writer, walk->open);
+        end_child(writer, &walk->open[reply_child - 1]);
     else if (walk->depth == reply_data)
         end_outer(writer, end, "</data>");
     else if (walk->depth == reply_root)
@@ -160,10 +163,12 @@ bool may_need_writing(std::string_view text)
 bool write_plain(const server_hello *, const message_head *head, byte_buffer *message)
 {
     static const xml_events events = {on_start, nullptr, on_end};
+    const std::string_view reply = byte_buffer_view(message);
+    if (head->kind != message_rpc_reply || head->is_error || !may_need_writing(reply))
+        return false;
     data_writer writer{};
-    writer.reply = byte_buffer_view(message);
-    if (head->kind != message_rpc_reply || head->is_error || !may_need_writing(writer.reply) ||
-        xml_read(writer.reply, &events, &writer) != 0)
+    writer.reply = reply;
+    if (xml_read(reply, &events, &writer) != 0)
         return false;
     *message = byte_buffer_take(&writer.out);
     return true;
