@@ -489,6 +489,14 @@ def test_a_server_with_too_many_names_that_are_none(device, ask):
     assert said(ask()) == refused("the server announces more than 10000 names that are none")
 
 
+def test_a_server_with_too_many_features(device, ask):
+    """Each would be a line with the module's name, which may be long."""
+    add_m(device)
+    features = ",".join(f"f{number}" for number in range(100001))
+    device.capabilities.append(capability("n", features=features))
+    assert said(ask()) == refused("the server announces more than 100000 features")
+
+
 def test_a_module_that_needs_too_many(device, ask):
     add_m(device, body="".join(f"import m{number} {{ prefix p; }} " for number in range(20000)))
     assert said(ask()) == refused("its modules need more than 20000 texts")

@@ -49,6 +49,8 @@ class Announced(NamedTuple):
                 self.features.add(f"{module}:{feature}")
             else:
                 self.add_odd(f"{module}:{feature}")
+        if len(self.features) > 10 * MOST:
+            raise Failed(f"the server announces more than {10 * MOST} features")
 
 
 def of_capabilities(capabilities):
