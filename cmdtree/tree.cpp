@@ -53,8 +53,9 @@ int build_skeleton(command_tree *tree, cmd_node *ancestor, node_ptr made)
     cmd_node *top = node;
     const std::string_view path = node->path;
     const size_t ancestor_length = strlen(ancestor->path);
-    for (size_t slash = path.rfind('/'); slash > ancestor_length;
-         slash = path.rfind('/', slash - 1)) {
+    // The root's path is the "/" that begins every other path.
+    const size_t from = ancestor_length == 1 ? 1 : ancestor_length + 1;
+    for (size_t slash = path.rfind('/'); slash >= from; slash = path.rfind('/', slash - 1)) {
         cmd_node *parent =
             node_create(text_slice(path, 0, slash), nullptr, operation_structural).release();
         if (parent == nullptr) {
