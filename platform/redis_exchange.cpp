@@ -101,8 +101,11 @@ redisReply *make_reply(const redisReadTask *task, int type, size_t size)
     return reply;
 }
 
+// Where size_t has 32 bits, hiredis takes a text for complete whose length lets a sum go round.
 void *create_text(const redisReadTask *task, char *text, size_t length)
 {
+    if (length > redis_reply_limit)
+        return nullptr;
     redisReply *reply = make_reply(task, task->type, length + 1);
     if (reply == nullptr)
         return nullptr;

@@ -92,7 +92,8 @@ struct flooding_redis : fake_redis {
 
 TEST_F(redis_limits_test, an_endless_reply_is_given_up)
 {
-    for (const char *start : {"$4000000000\r\n", "*262144\r\n$4000000000\r\n"}) {
+    for (const char *start :
+         {"$4000000000\r\n", "*262144\r\n$4000000000\r\n", "$4294967282\r\n", "$4294967295\r\n"}) {
         flooding_redis fake;
         fake.reply = start;
         fake.start(path);
