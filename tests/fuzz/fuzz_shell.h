@@ -63,6 +63,7 @@ class fuzz_shell
         exchange_unlock();
         redis_freeconn(session.redis);
         fuzz_require(fake_redis_open_replies() == 0, "every reply of the database is released");
+        fake_redis_take_asked(); // or the notes of all inputs fill the memory
         free(session.pwd);
         free(session.prompt);
         free(session.rpc_path);

@@ -11,7 +11,19 @@
 namespace
 {
 
-// One line per staged change.
+// A container may be set and then deleted while changes below it stay. Its line is written
+// after theirs, and a replay that comes to it drops them.
+bool is_dropped_by_replay(const cmd_node *change)
+{
+    for (const cmd_node *node = change->log_next; node != nullptr; node = node->log_next) {
+        if (node->operation == operation_delete &&
+            std::string(change->path).rfind(std::string(node->path) + "/", 0) == 0)
+            return true;
+    }
+    return false;
+}
+
+// One line per staged change, but for those that a replay of what is written back drops.
 std::string staged(const command_tree &tree)
 {
     std::string text;
@@ -19,8 +31,9 @@ std::string staged(const command_tree &tree)
         const cmd_node *found = tree_find(&tree, node->path);
         fuzz_require(found != nullptr, "what is staged is found by its path");
         fuzz_require(node->operation != operation_structural, "a staged node changes something");
-        text += std::to_string(node->operation) + " " + node->path +
-                (node->value != nullptr ? std::string(" ") + node->value : "") + "\n";
+        if (!is_dropped_by_replay(node))
+            text += std::to_string(node->operation) + " " + node->path +
+                    (node->value != nullptr ? std::string(" ") + node->value : "") + "\n";
     }
     return text;
 }
