@@ -2,25 +2,38 @@
 #include "commands/commands.h"
 
 #include <stdio.h>
+#include <string.h>
 
 #include "base/args.h"
 #include "base/session.h"
 #include "browse/descendants.h"
 #include "commands/operand.h"
 #include "commands/staging.h"
+#include "schema/command_reads.h"
 #include "schema/masking.h"
 #include "schema/path.h"
 
 namespace
 {
 
-// Whether the node is listed where the operator sees it.
+// Whether the node is listed where the operator sees it. What stands beside one that is
+// listed by the schema alone, without choices, is so, too, and the next lines need not seek it.
 bool is_listed(const place &at)
 {
+    const char *name = path_last_component(at.path.get());
+    const std::string_view path = at.schema_path.get();
+    command_reads *reads = strchr(name, '[') == nullptr ? session.reads : nullptr;
+    if (reads != nullptr && reads->lists_all != nullptr && at.record &&
+        text_slice(path, 0, path.rfind('/')) == reads->lists_all)
+        return true;
     const place parent = place_listing_parent(at);
     descendant_set children;
-    return parent.path && descendants_of(parent, &children) == 0 &&
-           descendants_reach(&children, path_last_component(at.path.get()));
+    if (!parent.path || descendants_of(parent, &children) != 0 ||
+        !descendants_reach(&children, name))
+        return false;
+    if (reads != nullptr && children.choices == nullptr)
+        text_replace(&reads->lists_all, text_copy(parent.schema_path.get()));
+    return true;
 }
 
 bool can_delete(place &at, char *operand, const char *value)

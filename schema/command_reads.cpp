@@ -193,6 +193,7 @@ void command_reads_forget()
         text_replace(&one.path, nullptr);
         text_replace(&one.schema_path, nullptr);
     }
+    text_replace(&session.reads->lists_all, nullptr);
     session.reads->kept_size = 0;
 }
 

@@ -54,7 +54,8 @@ struct found_path {
 struct command_reads {
     kept_reply *bucket[kept_reply_buckets];
     found_path found[found_path_slots]; // each by the hash of its path, the last one found
-    size_t kept_size;                   // bytes of names, values and what holds them
+    char *lists_all;  // schema path of a node whose children are all listed, or null
+    size_t kept_size; // bytes of names, values and what holds them
 
     command_reads();
     ~command_reads();

@@ -3,6 +3,7 @@
 
 #include "cmdtree/local_entries.h"
 #include "commands/staging.h"
+#include "schema/command_reads.h"
 #include "tests/support/profile_world.h"
 
 namespace
@@ -213,6 +214,37 @@ TEST_F(edit_commands_test, delete_of_an_entry)
     EXPECT_TRUE(refused(cmd_delete, "delete /m/c/l[name=\"a b\"]"));
     stand_at("/m/c/l");
     EXPECT_TRUE(refused(cmd_delete, "delete l[name=x]"));
+}
+
+TEST_F(edit_commands_test, delete_seeks_no_siblings_again)
+{
+    const command_reads reads;
+    EXPECT_EQ(del(" /m/c/l[name=a]/v"), "");
+    EXPECT_STREQ(reads.lists_all, "/m/c/l[]");
+    EXPECT_EQ(del(" /m/c/l[name=b]/name"), "");
+    EXPECT_TRUE(refused(cmd_delete, "delete /m/c/l[name=b]/nix"));
+    EXPECT_TRUE(refused(cmd_delete, "delete /m/c/l[name=b]/v["));
+    EXPECT_TRUE(refused(cmd_delete, "delete /m/c/l[name=b]/v[k=1]"));
+    EXPECT_TRUE(refused(cmd_delete, "delete /m/c/l[name=b]/in[k=1]"));
+    EXPECT_TRUE(refused(cmd_delete, "delete /m/c/l/name"));
+    EXPECT_EQ(del(" /m/c/l[name=b]/in"), "");
+    EXPECT_EQ(log(), "2 /m/c/l[name=a]/v\n2 /m/c/l[name=b]/name\n2 /m/c/l[name=b]/in\n");
+    EXPECT_EQ(del(" /m/c/sub/z"), "");
+    EXPECT_STREQ(reads.lists_all, "/m/c/sub");
+    command_reads_forget();
+    EXPECT_EQ(reads.lists_all, nullptr);
+}
+
+TEST_F(edit_commands_test, delete_asks_again_where_there_are_choices)
+{
+    const command_reads reads;
+    serve(std::vector<std::string>(12, data_reply("")));
+    EXPECT_EQ(del(" /m/c/x"), "");
+    const auto asked = session.message_id;
+    EXPECT_EQ(del(" /m/c/y"), "");
+    EXPECT_EQ(session.message_id, 2 * asked);
+    EXPECT_GT(asked, 0U);
+    EXPECT_EQ(reads.lists_all, nullptr);
 }
 
 TEST_F(edit_commands_test, delete_in_an_inactive_case)
