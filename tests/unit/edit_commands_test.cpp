@@ -218,6 +218,7 @@ TEST_F(edit_commands_test, delete_of_an_entry)
 
 TEST_F(edit_commands_test, delete_seeks_no_siblings_again)
 {
+    fake_redis_put("/m/c/l[]", "odd", "too short");
     const command_reads reads;
     EXPECT_EQ(del(" /m/c/l[name=a]/v"), "");
     EXPECT_STREQ(reads.lists_all, "/m/c/l[]");
@@ -227,6 +228,8 @@ TEST_F(edit_commands_test, delete_seeks_no_siblings_again)
     EXPECT_TRUE(refused(cmd_delete, "delete /m/c/l[name=b]/v[k=1]"));
     EXPECT_TRUE(refused(cmd_delete, "delete /m/c/l[name=b]/in[k=1]"));
     EXPECT_TRUE(refused(cmd_delete, "delete /m/c/l/name"));
+    EXPECT_EQ(del(" /m/c/l[name=b]/odd"),
+              "error: child node:/m/c/l[name=b]/odd  is not existed.\r\n");
     EXPECT_EQ(del(" /m/c/l[name=b]/in"), "");
     EXPECT_EQ(log(), "2 /m/c/l[name=a]/v\n2 /m/c/l[name=b]/name\n2 /m/c/l[name=b]/in\n");
     EXPECT_EQ(del(" /m/c/sub/z"), "");
@@ -237,7 +240,7 @@ TEST_F(edit_commands_test, delete_seeks_no_siblings_again)
 
 TEST_F(edit_commands_test, delete_asks_again_where_there_are_choices)
 {
-    const command_reads reads;
+    command_reads reads;
     serve(std::vector<std::string>(12, data_reply("")));
     EXPECT_EQ(del(" /m/c/x"), "");
     const auto asked = session.message_id;
@@ -245,6 +248,9 @@ TEST_F(edit_commands_test, delete_asks_again_where_there_are_choices)
     EXPECT_EQ(session.message_id, 2 * asked);
     EXPECT_GT(asked, 0U);
     EXPECT_EQ(reads.lists_all, nullptr);
+    reads.lists_all = text_copy("/m/c").release(); // as if there were none
+    EXPECT_EQ(del(" /m/c/id"), "");
+    EXPECT_EQ(session.message_id, 2 * asked);
 }
 
 TEST_F(edit_commands_test, delete_in_an_inactive_case)
