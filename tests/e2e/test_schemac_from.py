@@ -874,6 +874,24 @@ def test_a_cache_that_cannot_be_written(device, ask, tmp_path):
     assert said(ask("--cache", path)) == refused(f"{path}: Not a directory")
 
 
+def test_directories_as_deep_as_they_can_be(device, ask, server, tmp_path):
+    """Others may have made them, where --search is not the caller's alone."""
+    device.capabilities = [BASE_1_0]
+    add_m(device)
+    deepest = tmp_path / "other"
+    deepest.mkdir()
+    while len(str(deepest)) < 3900:
+        deepest /= "d"
+        deepest.mkdir()
+    (deepest / "m.yang").write_text(module("m", "leaf y { type int8; }"))
+    try:
+        good(ask("--search", "other"))
+    finally:  # pytest cannot
+        (deepest / "m.yang").unlink()
+        os.removedirs(deepest)
+    assert stored(server) == ["//m", "/m/y"]
+
+
 def test_a_directory_that_is_not_there(device, ask):
     add_m(device)
     assert said(ask("--search", "nowhere")) == refused("nowhere: No such file or directory")

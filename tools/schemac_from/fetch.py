@@ -28,19 +28,16 @@ class Search:
 
     def __init__(self, directories):
         self.paths = {}
-        for directory in directories:
-            for folder, folders, names in os.walk(directory, onerror=self._refuse):
-                folders.sort()
-                for name in sorted(names):
-                    path = os.path.abspath(os.path.join(folder, name))
-                    # A pipe that calls itself a module must not keep us waiting.
-                    if name.endswith(".yang") and os.path.isfile(path):
-                        module = name.removesuffix(".yang").partition("@")[0]
-                        self.paths.setdefault(module, []).append(path)
-
-    @staticmethod
-    def _refuse(error):
-        raise error
+        folders = list(directories)
+        for folder in folders:  # which grows by those that are found in it
+            for entry in os.scandir(folder):
+                path = os.path.abspath(entry.path)
+                if entry.is_dir(follow_symlinks=False):
+                    folders.append(path)
+                # A pipe that calls itself a module must not keep us waiting.
+                elif path.endswith(".yang") and os.path.isfile(path):
+                    module = entry.name.removesuffix(".yang").partition("@")[0]
+                    self.paths.setdefault(module, []).append(path)
 
     def find(self, name, revision):
         """The path of a text of this revision, or the newest if it is empty; or None."""
