@@ -407,6 +407,12 @@ def test_one_command_with_programs_below_tmp(device):
     assert (result.status, result.stdout, result.stderr) == (0, b"/\r\n", b"")
 
 
+def test_nobody_else_keeps_it_waiting(device):
+    """Whoever can read a file can hold its lock."""
+    run_copy(device, os.geteuid(), "pwd").wait(STARTED)
+    assert os.stat(device.path("own/.run.lock")).st_mode & 0o777 == 0o600
+
+
 @as_root
 @other_users
 def test_another_user(device, user):
