@@ -87,3 +87,12 @@ def test_the_commands_are_those_of_the_shell(completions):
 )
 def test_what_may_follow(completions, line, expected):
     assert completions(line) == expected
+
+
+def test_nothing_runs_at_tab_that_is_not_in_the_path(completions, tmp_path):
+    """What stands where one is may be another user's."""
+    (tmp_path / "schemac").write_text("#!/bin/sh\ntouch run\n")
+    (tmp_path / "schemac").chmod(0o755)
+    expected = ["--feature", "--feature-file"]
+    assert completions("schemac --fe") == completions("./schemac --fe") == expected
+    assert not (tmp_path / "run").exists()
