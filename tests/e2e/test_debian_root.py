@@ -4,6 +4,7 @@ import functools
 import hashlib
 import http.server
 import os
+import re
 import subprocess
 import threading
 
@@ -166,3 +167,10 @@ def test_where_there_is_none_it_has_to_be_told(archive, mirror, codename):
 def test_a_machine_without_sources_has_to_be_told(mirror):
     result = mirror()
     assert (result.returncode, result.stdout, result.stderr) == (1, "", NOT_TOLD)
+
+
+def test_packages_are_built_where_nobody_else_may_write():
+    """Others reach what a root has on the disk. A script has a /tmp of its own there, but no
+    other directory that is everybody's."""
+    with open(os.path.join(ROOT, "packaging", "build"), encoding="utf-8") as script:
+        assert not re.search(r"/var/tmp|/dev/shm|/run/lock", script.read())
