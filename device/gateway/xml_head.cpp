@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "bounded.h"
+#include "device/gateway/known_beginning.h"
 #include "device/gateway/xml_walk.h"
 #include "format/namespaces.h"
 
@@ -12,7 +13,6 @@ namespace
 {
 
 constexpr char private_namespace[] = TARND_NAMESPACE;
-constexpr std::string_view byte_order_mark = "\xEF\xBB\xBF";
 
 // A head that needs more than this is not one of those that matter here.
 constexpr size_t head_size_limit = 65536;
@@ -21,9 +21,19 @@ constexpr size_t head_piece_size = 1024;
 // What the parser's callback fills in.
 struct head_scan {
     xmlParserCtxt *parser;
+    std::string_view text;
     message_head head;
     bool is_request;
     unsigned elements; // seen so far: the root, then its first child
+    size_t end;        // of what the head depends on; 0: all of the text
+};
+
+// So many heads are known: requests and replies take turns, and not all are alike.
+constexpr size_t known_count = 8;
+
+struct known_head {
+    known_beginning beginning;
+    message_head head; // without its id
 };
 
 bool equal(const xmlChar *left, const char *right)
@@ -40,6 +50,19 @@ malloc_ptr<char> find_message_id(const xmlChar **attributes, int count)
                                             static_cast<size_t>(attributes[4] - attributes[3])));
     }
     return nullptr;
+}
+
+// Where the tag ends that was read; 0: it goes wrong farther on, or the parser does not know where
+// it stands, because it converts the text.
+size_t tag_end(const head_scan *scan)
+{
+    if (scan->parser->input->buf->encoder != nullptr)
+        return 0;
+    const auto at = static_cast<size_t>(xmlByteConsumed(scan->parser));
+    const std::string_view rest = scan->text.substr(at);
+    if (rest.starts_with("/>"))
+        return at + 2;
+    return rest.starts_with('>') ? at + 1 : 0;
 }
 
 void on_element(void *context, const xmlChar *name, const xmlChar *, const xmlChar *uri, int,
@@ -65,8 +88,10 @@ void on_element(void *context, const xmlChar *name, const xmlChar *, const xmlCh
         scan->head.is_error = equal(uri, netconf_base_namespace) && equal(name, "rpc-error");
     }
     const bool is_relevant = scan->is_request || scan->head.kind == message_rpc_reply;
-    if (!is_root || !is_relevant)
-        xmlStopParser(scan->parser);
+    if (is_root && is_relevant)
+        return;
+    scan->end = tag_end(scan);
+    xmlStopParser(scan->parser);
 }
 
 // A message may not have one; so none of its entities are ever declared.
@@ -75,20 +100,28 @@ void on_document_type(void *context, const xmlChar *, const xmlChar *, const xml
     xmlStopParser(static_cast<head_scan *>(context)->parser);
 }
 
-// Makes a parser ready. 0, or -1: no memory.
-int prepare(xml_parser *parser)
+// Null: no memory.
+xml_parser make_parser(head_scan *scan)
 {
     xmlSAXHandler handler{};
     handler.initialized = XML_SAX2_MAGIC;
     handler.startElementNs = on_element;
     handler.internalSubset = on_document_type;
-    if (!xml_parser_serves_again(parser->get()))
-        parser->reset(xmlCreatePushParserCtxt(&handler, nullptr, nullptr, 0, nullptr));
-    else if (xmlCtxtResetPush(parser->get(), nullptr, 0, nullptr, nullptr) != 0)
-        parser->reset();
+    xml_parser parser(xmlCreatePushParserCtxt(&handler, scan, nullptr, 0, nullptr));
     // Character references in attribute values are to be resolved.
-    return *parser != nullptr ? xmlCtxtUseOptions(parser->get(), XML_PARSE_NOENT | XML_PARSE_NONET)
-                              : -1;
+    if (parser != nullptr)
+        xmlCtxtUseOptions(parser.get(), XML_PARSE_NOENT | XML_PARSE_NONET);
+    return parser;
+}
+
+// The same head with another id; an empty one is none.
+message_head with_id(const message_head *head, std::string_view id)
+{
+    message_head copy{head->kind, nullptr, {}, head->is_error};
+    memcpy(copy.operation, head->operation, sizeof copy.operation);
+    if (!id.empty())
+        copy.message_id.reset(strndup(id.data(), id.size()));
+    return copy;
 }
 
 // An element that is looked for among the errors of a reply.
@@ -125,20 +158,29 @@ xml_step read_error(void *context, const xml_walk *walk)
 // matter.
 message_head message_head_read(std::string_view message)
 {
-    static xml_parser parser;
-    if (prepare(&parser) != 0)
-        return {};
+    static known_head known[known_count];
+    static size_t oldest;
+    const std::string_view text = message.substr(0, head_size_limit);
+    for (const known_head &each : known) {
+        if (known_beginning_is(&each.beginning, text))
+            return with_id(&each.head, text.substr(each.beginning.id_from, each.beginning.id_size));
+    }
     head_scan scan{};
+    const xml_parser parser = make_parser(&scan);
+    if (parser == nullptr)
+        return {};
     scan.parser = parser.get();
-    parser->userData = &scan;
-    // A parser that is used again takes no byte order mark.
-    const size_t start = message.starts_with(byte_order_mark) ? byte_order_mark.size() : 0;
-    const std::string_view text = message.substr(start, head_size_limit);
+    scan.text = text;
     for (size_t at = 0; at < text.size() && scan.elements < 2; at += head_piece_size) {
         const std::string_view piece = text.substr(at, head_piece_size);
         if (xmlParseChunk(parser.get(), piece.data(), static_cast<int>(piece.size()),
                           static_cast<int>(at + piece.size() == text.size())) != 0)
             break;
+    }
+    if (scan.end > 0) {
+        known_head *place = &known[oldest++ % known_count];
+        place->head = with_id(&scan.head, {});
+        known_beginning_keep(&place->beginning, text.substr(0, scan.end));
     }
     return std::move(scan.head);
 }

@@ -201,10 +201,18 @@ int make_parser(xml_walk *walk)
     return 0;
 }
 
+// Whether there is a parser that is to be used again: it keeps all names that it meets, and making
+// one takes longer than to read a short text.
+bool serves_again(const xmlParserCtxt *parser)
+{
+    constexpr size_t most_known = 65536; // bytes of names
+    return parser != nullptr && xmlDictGetUsage(parser->dict) <= most_known;
+}
+
 // Makes a parser ready.
 int open_parser(xml_walk *walk)
 {
-    if (xml_parser_serves_again(walk->parser.get()))
+    if (serves_again(walk->parser.get()))
         xmlCtxtReset(walk->parser.get());
     else if (make_parser(walk) != 0)
         return -1;
@@ -230,12 +238,6 @@ void skip_blanks(std::string_view *text)
 }
 
 } // namespace
-
-bool xml_parser_serves_again(const xmlParserCtxt *parser)
-{
-    constexpr size_t most_known = 65536; // bytes of names
-    return parser != nullptr && xmlDictGetUsage(parser->dict) <= most_known;
-}
 
 int xml_walk_run(xml_walk *walk, std::string_view text, const xml_events *events, void *context)
 {
@@ -265,7 +267,7 @@ int xml_read(std::string_view text, const xml_events *events, void *context)
     if (walk == nullptr)
         walk.reset(new (std::nothrow) xml_walk{});
     const int result = walk != nullptr ? xml_walk_run(walk.get(), text, events, context) : -1;
-    if (walk != nullptr && xml_parser_serves_again(walk->parser.get()))
+    if (walk != nullptr && serves_again(walk->parser.get()))
         kept = std::move(walk);
     return result;
 }

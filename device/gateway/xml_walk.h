@@ -68,10 +68,6 @@ struct xml_events {
 
 using xml_parser = released_ptr<xmlParserCtxt, xmlFreeParserCtxt>;
 
-// Whether there is a parser that is to be used again: it keeps all names that it meets, and making
-// one takes longer than to read a short text.
-bool xml_parser_serves_again(const xmlParserCtxt *parser);
-
 // Value-initialise; it may be used again. Some 40 KB: no record for the stack.
 struct xml_walk {
     std::string_view text;

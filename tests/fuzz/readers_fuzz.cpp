@@ -284,6 +284,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         root = nullptr;
     check_walk(message, root);
     check_head(message, root);
+    check_head(message, root); // as it is known now
     check_errors(message, root);
     return 0;
 }

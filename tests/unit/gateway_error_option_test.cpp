@@ -65,6 +65,28 @@ TEST(gateway_error_option, drops_error_options)
                   "'><n:copy-config><error-option>y</error-option></n:copy-config></n:rpc>");
 }
 
+TEST(gateway_error_option, a_request_that_begins_as_the_last_one_may_go_on_in_another_way)
+{
+    const auto edit = [](const std::string &id, const std::string &option) {
+        return "<rpc xmlns =\"" + base + "\" message-id =\"" + id +
+               "\"><edit-config><target><running/></target>" + option + "<config><a x='1'/>" +
+               "<error-option/></config></edit-config></rpc>";
+    };
+    const std::string option = "<error-option>rollback-on-error</error-option>";
+    for (const char *id : {"7", "8", "9", "10", "1x", "x", "11", ""})
+        EXPECT_EQ(cleaned(edit(id, option), &edit_option_adapter), edit(id, "")) << id;
+    const std::string others[] = {"", "<error-optiom>rollback-on-error</error-optiom>",
+                                  "<error-option xmlns='urn:a'>a</error-option>",
+                                  "<!--" + option + "-->", option.substr(0, option.size() - 1)};
+    for (const std::string &other : others) {
+        cleaned(edit("7", option), &edit_option_adapter);
+        EXPECT_EQ(cleaned(edit("7", other), &edit_option_adapter), edit("7", other));
+        EXPECT_EQ(cleaned(edit("8", option), &edit_option_adapter), edit("8", ""));
+    }
+    EXPECT_EQ(cleaned(edit("7", option) + "<a", &edit_option_adapter), edit("7", "") + "<a")
+        << "what comes after the configuration is not read";
+}
+
 TEST(gateway_error_option, leaves_everything_else_as_it_is)
 {
     for (const std::string &text : {

@@ -40,6 +40,26 @@ message_head head_of(const std::string &text)
     return message_head_read(text);
 }
 
+std::string told(const message_head &head)
+{
+    return std::to_string(head.kind) + " " + head.operation + (head.is_error ? " error " : " ") +
+           (head.message_id != nullptr ? head.message_id.get() : "(none)");
+}
+
+// What the parser says of a text of its own beginning, which no other one has had.
+std::string parsed(const std::string &text)
+{
+    static int number = 0;
+    return told(head_of("<!--" + std::to_string(++number) + "-->" + text));
+}
+
+// Reads a text when a beginning of another one is known.
+std::string told_after(const std::string &known, const std::string &text)
+{
+    head_of(known);
+    return told(head_of(text));
+}
+
 std::string error_of(const std::string &text)
 {
     return error_text_read(text).text;
@@ -238,6 +258,64 @@ TEST(gateway_head, each_message_may_begin_with_a_byte_order_mark)
         "\xEF\xBB\xBF<rpc xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'><get/></rpc>";
     for (int times = 0; times < 2; times++)
         EXPECT_STREQ(head_of(text).operation, "get");
+}
+
+TEST(gateway_head, one_that_begins_as_another_is_what_the_parser_says_it_is)
+{
+    const std::string uri = "urn:ietf:params:xml:ns:netconf:base:1.0";
+    const std::string texts[] = {
+        "<rpc-reply xmlns=\"" + uri + "\" message-id=\"17\"><ok/></rpc-reply>",
+        "<n:rpc-reply message-id='17' xmlns:n='" + uri + "'><n:rpc-error></n:rpc-reply>",
+        "<rpc xmlns =\"" + uri + "\" message-id =\"17\"><edit-config><target/>",
+        "<notification xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\"><a/>",
+        "<a b=' message-id=\"17\" ' message-id='17' xmlns='" + uri + "'/>"};
+    for (const std::string &known : texts) {
+        for (size_t at = 0; at < known.size(); at++) {
+            EXPECT_EQ(told_after(known, known.substr(0, at)), parsed(known.substr(0, at)));
+            for (const char byte : {'0', '8', 'x', 'k', ' ', '"', '\'', '<', '>', '/', '&', '\1'}) {
+                std::string other = known;
+                other[at] = byte;
+                EXPECT_EQ(told_after(known, other), parsed(other)) << other;
+                other = known.substr(0, at) + byte + known.substr(at);
+                EXPECT_EQ(told_after(known, other), parsed(other)) << other;
+            }
+            const std::string shorter = known.substr(0, at) + known.substr(at + 1);
+            EXPECT_EQ(told_after(known, shorter), parsed(shorter)) << shorter;
+        }
+    }
+}
+
+TEST(gateway_head, many_that_take_turns)
+{
+    for (int at = 0; at < 2000; at++) {
+        const std::string id = std::to_string(at);
+        const std::string name = "name" + std::to_string(at % 7);
+        const std::string attributes =
+            " xmlns='urn:ietf:params:xml:ns:netconf:base:1.0' message-id='" + id + "'><";
+        EXPECT_EQ(told(head_of("<rpc" + attributes + name + ">")), "0 " + name + " " + id);
+        EXPECT_EQ(told(head_of("<rpc-reply" + attributes + name + ">")), "2  " + id);
+        EXPECT_EQ(told(head_of("<rpc-reply" + attributes + "rpc-error>")), "2  error " + id);
+    }
+}
+
+// What follows is longer as the parser would write it, so that it does not know where it stands.
+TEST(gateway_head, one_in_another_encoding_is_read_each_time)
+{
+    const std::string rest = ">" + std::string(600, '<');
+    const std::string reply = "<?xml version='1.0' encoding='UTF-7'?><rpc-reply message-id='1' "
+                              "xmlns='urn:ietf:params:xml:ns:netconf:base:1.0'><";
+    for (int times = 0; times < 2; times++) {
+        EXPECT_EQ(told(head_of(reply + "ok" + rest)), "2  1");
+        EXPECT_EQ(told(head_of(reply + "rpc-error" + rest)), "2  error 1");
+    }
+}
+
+TEST(gateway_head, a_tag_that_goes_wrong_is_read_each_time)
+{
+    const std::string wrong = "<notification xmlns='urn:ietf:params:xml:ns:netconf:notification:"
+                              "1.0' \1 a='1' message-id='7'>";
+    for (int times = 0; times < 2; times++)
+        EXPECT_EQ(told(head_of(wrong)), "3  (none)");
 }
 
 TEST(gateway_head, a_message_with_a_document_type_is_not_looked_at)

@@ -2,6 +2,7 @@
 // copy-config, and the protocol knows it for edit-config only; and to each edit-config it gives
 // "rollback-on-error", which a server refuses that cannot do so.
 #include "device/gateway/adapters/adapter.h"
+#include "device/gateway/known_beginning.h"
 #include "device/gateway/xml_walk.h"
 
 namespace
@@ -10,16 +11,23 @@ namespace
 // So many of them; one is what a shell sends.
 constexpr unsigned drop_limit = 16;
 
+struct dropped_part {
+    size_t from;
+    size_t end;
+};
+
 // What is dropped of a request.
 struct option_cleaning {
-    xml_element dropped[drop_limit];
+    dropped_part dropped[drop_limit];
     unsigned count;
+    size_t read; // of the request
 };
 
 // The configuration of an edit-config, which may be long, is its last part.
-xml_step on_start(void *, const xml_walk *walk)
+xml_step on_start(void *context, const xml_walk *walk)
 {
     const xml_element *element = &walk->open[walk->depth - 1];
+    static_cast<option_cleaning *>(context)->read = element->content;
     const bool is_config = walk->depth == request_part && xml_is_base(element, "config");
     return is_config ? xml_step_end : xml_step_on;
 }
@@ -31,7 +39,8 @@ xml_step on_end(void *context, const xml_walk *walk)
     const xml_element *element = &walk->open[walk->depth - 1];
     const bool is_option = walk->depth == request_part && xml_is_base(element, "error-option");
     if (is_option && cleaning->count < drop_limit)
-        cleaning->dropped[cleaning->count++] = *element;
+        cleaning->dropped[cleaning->count++] = {element->from, element->end};
+    cleaning->read = element->end;
     return walk->depth <= request_operation ? xml_step_end : xml_step_on;
 }
 
@@ -39,10 +48,18 @@ xml_step on_end(void *context, const xml_walk *walk)
 adapter_verdict clean(const char *operation, const message_head *head, byte_buffer *request)
 {
     static const xml_events events = {on_start, nullptr, on_end};
-    option_cleaning cleaning{};
-    if (!message_asks(head, operation) ||
-        xml_read(byte_buffer_view(request), &events, &cleaning) != 0)
+    static option_cleaning cleaning; // of the latest request that was read ...
+    static known_beginning known;    // ... as far as it was
+    const std::string_view text = byte_buffer_view(request);
+    if (!message_asks(head, operation))
         return adapter_leaves;
+    if (!known_beginning_is(&known, text)) {
+        cleaning = {};
+        known = {};
+        if (xml_read(text, &events, &cleaning) != 0)
+            return adapter_leaves;
+        known_beginning_keep(&known, text.substr(0, cleaning.read));
+    }
     for (unsigned at = cleaning.count; at > 0; at--)
         byte_buffer_replace(request, cleaning.dropped[at - 1].from, cleaning.dropped[at - 1].end,
                             "");
