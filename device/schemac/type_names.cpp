@@ -97,9 +97,11 @@ type_names type_names_collect(const ly_ctx *context)
 
 const lysp_type *type_names_find(const type_names *names, const lysc_node *node)
 {
-    const auto deviation = names->deviations.find(node);
-    if (deviation != names->deviations.end())
-        return deviation->second;
+    if (!names->deviations.empty()) { // mostly there are none
+        const auto deviation = names->deviations.find(node);
+        if (deviation != names->deviations.end())
+            return deviation->second;
+    }
     const auto *parsed = static_cast<const lysp_node *>(node->priv);
     if (parsed != nullptr && parsed->nodetype == LYS_LEAF)
         return &reinterpret_cast<const lysp_node_leaf *>(parsed)->type;
