@@ -24,7 +24,7 @@ std::vector<std::pair<std::string_view, std::string_view>> content_fields(std::s
 // Takes a hash, which has a field.
 using hash_sink = std::function<void(const content_hash &hash)>;
 
-// How much of each hash is wanted. Keys cost little: values are then empty.
+// How much of each hash is wanted. Keys cost little: fields may then only be counted.
 enum content_depth {
     content_keys,
     content_values,

@@ -115,6 +115,14 @@ void add_identities_of(std::string *text, const lysc_type_identityref *type)
         text->resize(start);
 }
 
+// The type that the constraint is that of.
+const lysc_type *constrained_type(const lysc_type *type)
+{
+    return type->basetype == LY_TYPE_LEAFREF
+               ? reinterpret_cast<const lysc_type_leafref *>(type)->realtype
+               : type;
+}
+
 // What a type demands of its values, to be written after its name: nothing, or
 // a text that begins with ": " or ", ".
 void add_constraint(std::string *text, const lysc_type *type)
@@ -134,7 +142,7 @@ void add_constraint(std::string *text, const lysc_type *type)
     else if (type->basetype == LY_TYPE_IDENT)
         add_identities_of(text, reinterpret_cast<const lysc_type_identityref *>(type));
     else if (type->basetype == LY_TYPE_LEAFREF)
-        add_constraint(text, reinterpret_cast<const lysc_type_leafref *>(type)->realtype);
+        add_constraint(text, constrained_type(type));
 }
 
 // In the order of LY_DATA_TYPE. The first is that of a type which libyang leaves unset: a leaf's
@@ -224,12 +232,16 @@ void add_leaf(std::string *text, const type_names *names, const lysc_node *node)
     text->append(leaf.is_mandatory ? ", mandatory" : "");
 }
 
-// What the type of one statement may be in several nodes: the type that a reference leads to.
-const lysc_type *target_of(const lysc_type *type)
+// A reference that stands in one statement may lead to several types, and a union be compiled
+// differently where it is used. Types that libyang has compiled once are shared by statements.
+bool has_same_type(const lysp_type *one, const lysc_type *first, const lysp_type *other,
+                   const lysc_type *second)
 {
-    if (type->basetype == LY_TYPE_LEAFREF)
-        return reinterpret_cast<const lysc_type_leafref *>(type)->realtype;
-    return type->basetype == LY_TYPE_UNION ? type : nullptr;
+    if (one == nullptr || other == nullptr || one->name != other->name ||
+        first->basetype != second->basetype)
+        return false;
+    return constrained_type(first) == constrained_type(second) ||
+           (one == other && first->basetype != LY_TYPE_LEAFREF && first->basetype != LY_TYPE_UNION);
 }
 
 void add_keys(std::string *text, const lysc_node *list)
@@ -263,24 +275,20 @@ std::string make_help_text(const type_names *names, const lysc_node *node)
 
 bool has_same_help(const type_names *names, const lysc_node *one, const lysc_node *other)
 {
-    if (one->priv != other->priv || one->nodetype != other->nodetype ||
-        one->flags != other->flags || one->dsc != other->dsc)
+    if (one->nodetype != other->nodetype || one->flags != other->flags || one->dsc != other->dsc)
         return false;
     if (!is_leaf(one))
-        return true;
+        return one->nodetype != LYS_LIST || one->priv == other->priv;
     const leaf_facts first = facts_of(one);
     const leaf_facts second = facts_of(other);
     if (first.units != second.units || first.count != second.count)
-        return false;
-    const lysc_type *target = target_of(first.type);
-    if (target != nullptr && target != target_of(second.type))
         return false;
     for (size_t i = 0; i < first.count; i++) {
         if (default_of(one, &first, i) != default_of(other, &second, i))
             return false;
     }
-    const lysp_type *written = type_names_find(names, one);
-    return written != nullptr && written == type_names_find(names, other);
+    return has_same_type(type_names_find(names, one), first.type, type_names_find(names, other),
+                         second.type);
 }
 
 const char *built_in_type_name(const lysc_node *node)
@@ -290,7 +298,7 @@ const char *built_in_type_name(const lysc_node *node)
     const lysc_type *type = facts_of(node).type;
     LY_DATA_TYPE base = type->basetype;
     if (base == LY_TYPE_LEAFREF) {
-        LY_DATA_TYPE real = target_of(type)->basetype;
+        LY_DATA_TYPE real = constrained_type(type)->basetype;
         base = real == LY_TYPE_UNION || real == LY_TYPE_IDENT ? real : base;
     }
     return base_type_names[base];

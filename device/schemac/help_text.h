@@ -14,9 +14,8 @@
 // default up]"
 std::string make_help_text(const type_names *names, const lysc_node *node);
 
-// Whether two nodes come from one statement and have the same help text and built-in type,
-// as far as that is soon told: a refinement, a deviation, and where they stand can make a
-// difference.
+// Whether two nodes have the same help text and built-in type, as far as that is soon told: that
+// of lists only when they come from one statement.
 bool has_same_help(const type_names *names, const lysc_node *one, const lysc_node *other);
 
 // The built-in type of a leaf or leaf-list, with its typedefs resolved; empty

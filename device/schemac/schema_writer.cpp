@@ -9,6 +9,7 @@
 // use for: anydata, notifications, actions, and what an rpc returns.
 #include "device/schemac/schema_writer.h"
 
+#include <string.h>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
@@ -19,10 +20,12 @@
 namespace
 {
 
-// A record, and a node that has it.
-struct known_record {
+// A field, and a node that has it.
+struct known_field {
     const lysc_node *node;
-    std::string record;
+    std::string words; // its name without a module, and its record
+    size_t name_end;   // in the words
+    size_t bytes;      // of both, without what redis's protocol adds
 };
 
 struct schema_writer {
@@ -34,12 +37,12 @@ struct schema_writer {
     schema_counts counts;
     content_hash hash;     // that is written next
     std::string long_name; // with a module
-    // Those of late, each where its statement and whether it is configuration lead: what stands
-    // in a grouping comes again wherever that is used.
-    std::vector<known_record> known;
+    // Those of late, each where name, description and whether it is configuration lead: what
+    // stands in a grouping comes again wherever that is used.
+    std::vector<known_field> known;
 };
 
-constexpr size_t most_known = 509; // a prime, because addresses have much in common
+constexpr size_t most_known = 4093; // a prime, because addresses have much in common
 
 // The node whose children are written; the path to it is the key of the hash.
 struct parent_place {
@@ -78,10 +81,15 @@ bool is_data_node(const lysc_node *node)
     return (node->nodetype & (LYS_CHOICE | LYS_CASE)) == 0;
 }
 
+bool is_named_shortly(const parent_place *parent, const lysc_node *node)
+{
+    return node->module == (is_data_node(node) ? parent->data_module : parent->module);
+}
+
 // It holds until the next is asked for.
 std::string_view name_of(schema_writer *writer, const parent_place *parent, const lysc_node *node)
 {
-    if (node->module == (is_data_node(node) ? parent->data_module : parent->module))
+    if (is_named_shortly(parent, node))
         return node->name;
     writer->long_name.assign(node->module->name).append(":").append(node->name);
     return writer->long_name;
@@ -93,29 +101,43 @@ bool is_config(const lysc_node *node)
     return (node->flags & (LYS_CONFIG_W | LYS_IS_INPUT)) != 0 || node->nodetype == LYS_INPUT;
 }
 
-std::string_view record_of(schema_writer *writer, const lysc_node *node, node_kind kind)
+const known_field *field_of(schema_writer *writer, const lysc_node *node, node_kind kind)
 {
-    if (writer->depth == content_keys)
-        return "";
-    const auto statement = reinterpret_cast<uintptr_t>(node->priv);
-    known_record *known = &writer->known[(statement + is_config(node)) % most_known];
-    if (known->node == nullptr || !has_same_help(&writer->names, known->node, node))
-        *known = {node, make_node_record(kind, is_config(node), built_in_type_name(node),
-                                         make_help_text(&writer->names, node))};
-    return known->record;
-}
-
-void add_field(schema_writer *writer, std::string_view name, std::string_view value)
-{
-    writer->counts.bytes += name.size() + value.size();
-    content_add_field(&writer->hash, name, value);
+    const auto name = reinterpret_cast<uintptr_t>(node->name); // libyang keeps each text once
+    const auto description = reinterpret_cast<uintptr_t>(node->dsc);
+    known_field *known = &writer->known[(name + description + is_config(node)) % most_known];
+    if (known->node != nullptr && known->node->name == node->name &&
+        has_same_help(&writer->names, known->node, node))
+        return known;
+    const std::string record = make_node_record(kind, is_config(node), built_in_type_name(node),
+                                                make_help_text(&writer->names, node));
+    known->node = node;
+    known->words.clear();
+    content_append_word(&known->words, node->name);
+    known->name_end = known->words.size();
+    content_append_word(&known->words, record);
+    known->bytes = strlen(node->name) + record.size();
+    return known;
 }
 
 void add_node(schema_writer *writer, const parent_place *parent, const lysc_node *node)
 {
     const stored_kind *stored = kind_of_node(node);
-    if (stored != nullptr)
-        add_field(writer, name_of(writer, parent, node), record_of(writer, node, stored->kind));
+    if (stored == nullptr)
+        return;
+    content_hash *hash = &writer->hash;
+    hash->count++;
+    if (writer->depth == content_keys)
+        return;
+    const known_field *field = field_of(writer, node, stored->kind);
+    writer->counts.bytes += field->bytes;
+    if (is_named_shortly(parent, node)) {
+        hash->words.append(field->words);
+    } else {
+        writer->counts.bytes += strlen(node->module->name) + 1;
+        content_append_word(&hash->words, name_of(writer, parent, node));
+        hash->words.append(field->words, field->name_end);
+    }
 }
 
 // The shell prepends each node that it reads, so most nodes are stored in reverse.
@@ -244,8 +266,11 @@ schema_counts write_schema(const ly_ctx *context, const std::vector<module_reque
             write_module(&writer, module);
     }
     writer.counts.modules = root.size();
-    for (size_t i = root.size(); i-- > 0;)
-        add_field(&writer, root[i].first, make_module_record(root[i].second));
+    for (size_t i = root.size(); i-- > 0;) {
+        const std::string record = make_module_record(root[i].second);
+        writer.counts.bytes += strlen(root[i].first) + record.size();
+        content_add_field(&writer.hash, root[i].first, record);
+    }
     write_hash(&writer);
     return writer.counts;
 }

@@ -4,7 +4,7 @@ import struct
 
 import pytest
 
-from support.schemac import CONTAINER, good, LEAF, LEAF_LIST, LIST, node, SANITIZED
+from support.schemac import CHOICE, CONTAINER, good, LEAF, LEAF_LIST, LIST, node, SANITIZED
 
 pytest_plugins = ("support.schemac_fixtures",)
 
@@ -276,3 +276,88 @@ def test_one_grouping_in_several_places(
     for where, texts in (("before", plain), ("here", {name: help_text}), ("after", plain)):
         for one, text in texts.items():
             assert content[f"/m/{where}/c"][one].endswith(b"\0" + text.encode() + b"\0"), where
+
+
+@pytest.mark.parametrize(
+    "one, one_text, other, other_text",
+    [
+        ("leaf x { type t; }", "[t, range 0..9]", *other)
+        for other in (
+            ("leaf x { type t; default 1; }", "[t, range 0..9, default 1]"),
+            ("leaf x { type t; units u; }", "[t, range 0..9, units u]"),
+            ("leaf x { type t; mandatory true; }", "[t, range 0..9, mandatory]"),
+            ("leaf x { type t; description D; }", "D [t, range 0..9]"),
+            ("leaf x { type t { range 1; } }", "[t, range 1]"),
+            ("leaf x { type same; }", "[same, range 0..9]"),
+            ("leaf x { type leafref { path /m:y; } }", "[leafref, range 0..9]"),
+            ("leaf-list x { type t; min-elements 1; }", "[t, range 0..9, mandatory]"),
+        )
+    ]
+    + [
+        (
+            "leaf x { type leafref { path /m:y; } }",
+            "[leafref, range 0..9]",
+            "leaf x { type leafref { path /m:z; } }",
+            "[leafref]",
+        ),
+        (
+            "leaf x { type union { type t; type empty; } }",
+            "[union: t (range 0..9) or empty]",
+            "leaf x { type union { type t; type string; } }",
+            "[union: t (range 0..9) or string]",
+        ),
+        (
+            "typedef own { type t; } leaf x { type own; }",
+            "[own, range 0..9]",
+            "typedef own { type string; } leaf x { type own; }",
+            "[own]",
+        ),
+        (
+            "leaf-list x { type t; }",
+            "[t, range 0..9]",
+            "leaf-list x { type t; min-elements 1; }",
+            "[t, range 0..9, mandatory]",
+        ),
+        (
+            "list x { key k; leaf k { type t; } }",
+            "[key k]",
+            "list x { key l; leaf l { type t; } }",
+            "[key l]",
+        ),
+    ],
+)
+def test_one_name_in_several_statements(server, run, write, one, one_text, other, other_text):
+    """Its nodes have the same help only where the statements say the same."""
+    write(
+        "m",
+        """typedef t { type uint8 { range 0..9; } } typedef same { type t; }
+           leaf y { type t; } leaf z { type string; }\n"""
+        + "".join(f"container {place} {{ {one} }}\n" for place in ("a", "c"))
+        + f"container b {{ {other} }} container d {{ {one} }}",
+    )
+    good(run("m"))
+    content = server.content()
+    for place, text in (("a", one_text), ("c", one_text), ("b", other_text), ("d", one_text)):
+        assert content[f"/m/{place}"]["x"].endswith(b"\0" + text.encode() + b"\0"), place
+
+
+def test_one_name_of_several_kinds(server, run, write):
+    leaf = "leaf l { type string; }"
+    write(
+        "m",
+        f"""container a {{ container x {{ description D; {leaf} }} }}
+            container b {{ container x {{ description D; config false; {leaf} }} }}
+            container c {{ choice x {{ description D; {leaf} }} }}
+            container d {{ leaf x {{ description D; type empty; }} }}
+            container e {{ leaf-list x {{ description D; type empty; }} }}""",
+        version="1.1",
+    )
+    good(run("m"))
+    content = server.content()
+    assert [content[f"/m/{place}"]["x"] for place in "abcde"] == [
+        node(CONTAINER, True, "", "D"),
+        node(CONTAINER, False, "", "D"),
+        node(CHOICE, True, "", "D"),
+        node(LEAF, True, "empty", "D [empty]"),
+        node(LEAF_LIST, True, "empty", "D [empty]"),
+    ]
