@@ -30,6 +30,7 @@ constexpr rlim_t processor_seconds = 120;
 constexpr rlim_t memory_bytes = sizeof(void *) > 4 ? rlim_t{2} << 30 : rlim_t{1} << 30;
 constexpr int progress_interval_ms = 200;
 constexpr uint64_t nodes_per_note = 1000;
+constexpr size_t longest_note = 1 << 14; // more than what is shown; a name may be of megabytes
 
 // What the first byte of a line says about the rest.
 constexpr char note_progress = 'p'; // what an operator is to see
@@ -49,7 +50,7 @@ rlim_t most_stored;
 
 void note(char kind, const std::string &text)
 {
-    const std::string line = kind + printable_text(text) + "\n";
+    const std::string line = kind + printable_text(text.substr(0, longest_note)) + "\n";
     size_t written = 0;
     while (written < line.size()) {
         const ssize_t count = write(notes, line.data() + written, line.size() - written);

@@ -4,6 +4,8 @@ Limits of the test stand in for those of the program, which would take minutes
 or all the memory of a small machine to reach."""
 
 import os
+import pty
+import re
 import resource
 import subprocess
 import time
@@ -112,6 +114,28 @@ def test_the_compiler_has_limits_and_ends_with_the_program(server, write, tmp_pa
             process.kill()
     wait_until(lambda: not is_running(child))
     assert server.content() == {}
+
+
+def test_a_long_name_takes_no_time_to_tell(server, write, tmp_path):
+    """It would be told for each step, and fill the terminal, too."""
+    write("n" * 100000, NEVER_ENDING, file="m.yang")
+    terminal, end = pty.openpty()
+    with subprocess.Popen(
+        [SCHEMAC, "--redis", server.socket, "m.yang"],
+        cwd=tmp_path,
+        stdin=subprocess.DEVNULL,
+        stderr=end,
+    ) as process:
+        try:
+            shown = b""
+            while shown.count(b"\r") < 2:
+                shown += os.read(terminal, 65536)
+        finally:
+            process.kill()
+            os.close(end)
+            os.close(terminal)
+    line = shown.split(b"\r")[1]
+    assert re.fullmatch(rb"\033\[Kschemac: compiling \d of \d: n{16000,17000}", line)
 
 
 @pytest.mark.skipif(SANITIZED, reason="a sanitizer says itself that the stack is full")
