@@ -366,6 +366,15 @@ def test_what_a_server_says_at_once_steers_no_terminal(fleet, module, option):
     assert done.recap == {"r1": {"unreachable"}}
 
 
+@pytest.mark.parametrize("module, option", [("config", "lines"), ("command", "commands")])
+def test_a_device_that_keeps_ssh_waiting(fleet, module, option):
+    way = "sh -c 'cat >/dev/null; exit'"  # it ends with its input
+    told = {"names": ("r1",), "connect": [f"-oProxyCommand={way}"], option: ["cd /"]}
+    done = fleet.play(f"vandel_{module}", timeout=1, **told)
+    assert done.results["r1"]["msg"] == "no shell within 10 seconds"
+    assert done.recap == {"r1": {"unreachable"}}
+
+
 def test_a_line_that_the_shell_refuses(fleet):
     done = fleet.play("vandel_config", names=("r1",), lines=["set vandel-device/nonsense 1"])
     assert done.recap == {"r1": {"failed"}}

@@ -18,7 +18,7 @@ options:
     default: []
   timeout:
     description:
-      - How many seconds the device may take for a command.
+      - How many seconds the device may take for a command, and ten times as long for connecting.
     type: int
     default: 60
 requirements:

@@ -3,8 +3,10 @@
 import contextlib
 import os
 import re
+import signal
 import subprocess
 import tempfile
+import threading
 from xml.etree import ElementTree
 from xml.parsers import expat
 
@@ -16,6 +18,7 @@ ARGUMENTS = {
     "timeout": {"type": "int", "default": 60},
 }
 REFUSED_BY_DEVICE, UNREACHABLE = 1, 3
+CONNECTING = 10  # times as long as for a command: all modules may have to be fetched and compiled
 DEEPEST = 40  # levels of a configuration that is laid out; models have half as many
 LONGEST = 255  # characters of a namespace
 LAST = 10000  # bytes that are shown of what was said while a device could not be reached
@@ -56,11 +59,18 @@ class Device:
                 [*words, "sh", "-c", HOLD],
                 stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=said, text=True,
             )  # fmt: skip
+            seconds = CONNECTING * self.module.params["timeout"]
+            # ssh waits for ever at a login, and nobody else ends what waits for that.
+            patience = threading.Timer(seconds, self.connection.terminate)
+            patience.start()
             for name in ("TARND_SOCKET", "SCHEMA_REDIS"):
                 self.environment[name] = self.connection.stdout.readline().rstrip("\n")
+            patience.cancel()
             if not self.environment["SCHEMA_REDIS"]:
                 self.connection.communicate()
                 said.seek(max(0, said.seek(0, os.SEEK_END) - LAST))
+                if self.connection.returncode == -signal.SIGTERM:
+                    self.fail(UNREACHABLE, f"{said.read()}no shell within {seconds} seconds")
                 self.fail(self.connection.returncode, said.read())
 
     def run(self, lines, *options):
