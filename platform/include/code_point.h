@@ -1,14 +1,8 @@
 // Characters of UTF-8: a lead byte and as many following bytes as it announces.
-#ifndef VANDEL_PLATFORM_CODE_POINT_H
-#define VANDEL_PLATFORM_CODE_POINT_H
+#pragma once
 
-#include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>
-
-#ifdef __cplusplus
-extern "C" {
-#endif
 
 struct code_range {
     uint32_t first;
@@ -16,7 +10,7 @@ struct code_range {
 };
 
 // Whether one of `count` ranges, the lower ones first, holds a code.
-bool code_point_is_among(uint32_t code, const struct code_range *ranges, size_t count);
+bool code_point_is_among(uint32_t code, const code_range *ranges, size_t count);
 
 // Whether a byte follows in a character and begins none.
 bool code_point_continues(char byte);
@@ -32,9 +26,3 @@ size_t code_point_scan(const char *text, size_t size, uint32_t *code);
 // The same, read strictly: no longer than it need be, no surrogate, and not above
 // U+10FFFF.
 size_t code_point_read(const char *text, size_t size, uint32_t *code);
-
-#ifdef __cplusplus
-}
-#endif
-
-#endif

@@ -5,15 +5,9 @@
 // of their own; characters that turn the direction of a line, and those that
 // nobody sees, let one name pass for another. Each of them, and each byte that is
 // not UTF-8, is unsafe; a line that lists such text shows a '?' in its place.
-#ifndef VANDEL_PLATFORM_TERMINAL_TEXT_H
-#define VANDEL_PLATFORM_TERMINAL_TEXT_H
+#pragma once
 
-#include <stdbool.h>
 #include <stddef.h>
-
-#ifdef __cplusplus
-extern "C" {
-#endif
 
 // Returns how many of the size bytes (at least 1) at text are its first
 // character: 1 where they begin with none. Sets *safe to whether it is safe.
@@ -22,9 +16,3 @@ size_t terminal_text_next(const char *text, size_t size, bool *safe);
 // Puts a '?' in place of each unsafe character of size bytes of text. Returns
 // how many bytes are left; they are not terminated.
 size_t terminal_text_clean(char *text, size_t size);
-
-#ifdef __cplusplus
-}
-#endif
-
-#endif
