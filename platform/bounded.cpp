@@ -61,9 +61,7 @@ int sprintf_s(char *dest, size_t size, const char *format, ...)
 
 int strcpy_s(char *dest, size_t size, const char *src)
 {
-    if (dest == nullptr || size == 0 || src == nullptr)
-        return fail_text(dest, size);
-    return place_text(dest, size, 0, src, strnlen(src, size));
+    return strncpy_s(dest, size, src, size);
 }
 
 int strncpy_s(char *dest, size_t size, const char *src, size_t count)
