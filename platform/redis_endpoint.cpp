@@ -82,10 +82,10 @@ redisContext *new_connection(const redis_endpoint *endpoint)
     return connection;
 }
 
-int refuse(redisContext *connection, const char *cause)
+int refuse(redisContext *connection, const char *what, const char *cause)
 {
     connection->err = REDIS_ERR_OTHER;
-    (void)strcpy_s(connection->errstr, sizeof connection->errstr, cause);
+    (void)sprintf_s(connection->errstr, sizeof connection->errstr, "%s%s", what, cause);
     return -1;
 }
 
@@ -125,13 +125,13 @@ int redis_endpoint_reconnect(redisContext *connection, const redis_endpoint *end
     if (connected != REDIS_OK)
         return -1;
     if (connection->connection_type == REDIS_CONN_UNIX && !peer_is_trusted(connection->fd))
-        return refuse(connection, "the server is another user's");
+        return refuse(connection, "", "the server is another user's");
     // A reader that gives a large buffer back expects another one to be there.
     connection->reader->maxbuf = 0;
     if (redisSetTimeout(connection, patience) != REDIS_OK)
         return -1;
-    if (endpoint->password_file[0] != '\0' &&
-        redis_authenticate(connection, endpoint->password_file) != 0)
-        return -1;
-    return 0;
+    if (endpoint->password_file[0] == '\0')
+        return 0;
+    const char *cause = redis_authenticate(connection, endpoint->password_file);
+    return cause == nullptr ? 0 : refuse(connection, "password file: ", cause);
 }

@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "bounded.h"
 #include "platform/redis_exchange.h"
 
 namespace
@@ -17,13 +16,6 @@ struct password {
     char text[redis_password_limit + 2];
     size_t length;
 };
-
-int refuse(redisContext *connection, const char *cause)
-{
-    connection->err = REDIS_ERR_OTHER;
-    (void)sprintf_s(connection->errstr, sizeof connection->errstr, "password file: %s", cause);
-    return -1;
-}
 
 // Reads to the end, or until text is full; 0 or -1 with errno set.
 int read_whole(int descriptor, password *result)
@@ -62,31 +54,31 @@ const char *read_password(int descriptor, password *result)
                                                    : nullptr;
 }
 
-int send_password(redisContext *connection, const password *secret)
+const char *send_password(redisContext *connection, const password *secret)
 {
     const char *words[] = {"AUTH", secret->text};
     const size_t lengths[] = {4, secret->length};
     redisReply *reply = redis_exchange(connection, 2, words, lengths);
     if (reply == nullptr)
-        return refuse(connection, "no answer from the server");
+        return "no answer from the server";
     const bool is_taken = reply->type == REDIS_REPLY_STATUS;
     redis_reply_free(reply);
-    return is_taken ? 0 : refuse(connection, "the server refused the password");
+    return is_taken ? nullptr : "the server refused the password";
 }
 
 } // namespace
 
-int redis_authenticate(redisContext *connection, const char *path)
+const char *redis_authenticate(redisContext *connection, const char *path)
 {
     // Not waiting for somebody who writes to a FIFO.
     const int descriptor = open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     if (descriptor < 0)
-        return refuse(connection, strerror(errno));
+        return strerror(errno);
     password secret = {};
     const char *cause = read_password(descriptor, &secret);
     close(descriptor);
-    const int result =
-        cause != nullptr ? refuse(connection, cause) : send_password(connection, &secret);
+    if (cause == nullptr)
+        cause = send_password(connection, &secret);
     explicit_bzero(&secret, sizeof secret);
-    return result;
+    return cause;
 }

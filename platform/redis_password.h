@@ -9,5 +9,5 @@ inline constexpr int redis_password_limit = 512;
 // memory. The file holds the password, 1 to 512 bytes, and at most one line end
 // after it. It is root's or the effective user's; a group may read it, because
 // root's could serve no user otherwise, but nobody else may, nor the group write.
-// Returns 0, or -1 with err and errstr of the connection set.
-int redis_authenticate(redisContext *connection, const char *path);
+// Null, or why not: a static text or one of strerror().
+const char *redis_authenticate(redisContext *connection, const char *path);
