@@ -8,20 +8,6 @@
 #include "base/log.h"
 #include "commands/copy_request.h"
 
-namespace
-{
-
-bool is_one_of(const char *word, std::initializer_list<std::string_view> names)
-{
-    for (const std::string_view name : names) {
-        if (name == word)
-            return true;
-    }
-    return false;
-}
-
-} // namespace
-
 int cmd_copy_config(const char *line)
 {
     const arg_words words(line);
@@ -31,11 +17,11 @@ int cmd_copy_config(const char *line)
     }
     const char *source = words.argv[1];
     const char *target = words.argv[2];
-    if (!is_one_of(source, {"startup", "running", "candidate", "config"})) {
+    if (datastore_code(source) > datastore_config) {
         puts("Please input correct source database (startup | running | candidate | config).\r");
         return 0;
     }
-    if (!is_one_of(target, {"startup", "running", "candidate"})) {
+    if (datastore_code(target) > datastore_startup) {
         puts("Please input correct target database (startup | running | candidate).\r");
         return 0;
     }
