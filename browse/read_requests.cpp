@@ -25,9 +25,9 @@ struct filter_tree : command_tree {
     filter_tree &operator=(const filter_tree &) = delete;
 };
 
-// Fills an empty tree with the node at a path, and below it one for each key; 0 or -1.
-// A path of one component is refused with a message to the operator.
-int fill_filter(filter_tree *tree, const char *path, const key_names &keys)
+// Fills an empty tree with the node at a path, and below it one for each key, if there are
+// keys; 0 or -1. A path of one component is refused with a message to the operator.
+int fill_filter(filter_tree *tree, const char *path, const key_names *keys)
 {
     if (path_levels(path) < 2) {
         puts("please give a node in the module!\r");
@@ -35,8 +35,8 @@ int fill_filter(filter_tree *tree, const char *path, const key_names &keys)
     }
     if (tree_add_structural(tree, path) != 0)
         return -1;
-    for (size_t i = 0; i < keys.count; i++) {
-        const heap_text key_path = text_concat({path, "/", keys.name[i]});
+    for (size_t i = 0; keys != nullptr && i < keys->count; i++) {
+        const heap_text key_path = text_concat({path, "/", keys->name[i]});
         if (!key_path || tree_add_structural(tree, key_path.get()) != 0)
             return -1;
     }
@@ -58,50 +58,42 @@ int begin_request(text_buffer *request, const char *operation, const char *datas
     return text_append(request, "    <filter type=\"subtree\">\r\n");
 }
 
-text_buffer finish_request(text_buffer *request, const char *operation, const filter_tree &filter)
-{
-    if (tree_to_filter(filter.root, request, request_size) != 0 ||
-        text_append_all(request, {"    </filter>\r\n  </", operation, ">\r\n</rpc>\r\n"}) != 0 ||
-        request->length >= request_size)
-        return {};
-    return std::move(*request);
-}
-
-text_buffer build_for_path(const char *path, const char *operation, const char *datastore)
+// The request for what stands at a path, or for these keys of the entries of a list there.
+text_buffer build(const char *path, const key_names *keys, const char *operation,
+                  const char *datastore)
 {
     text_buffer request;
     if (begin_request(&request, operation, datastore) != 0)
         return {};
     filter_tree filter;
-    if (fill_filter(&filter, path, {}) != 0) {
-        log_debug("[DEBUG] Failed to build %s's tree!\n", shown_text(path).get());
+    if (fill_filter(&filter, path, keys) != 0) {
+        if (keys == nullptr)
+            log_debug("[DEBUG] Failed to build %s's tree!\n", shown_text(path).get());
+        else
+            log_debug("[DEBUG] Failed to build list:%s's tree.\n", shown_text(path).get());
         return {};
     }
-    return finish_request(&request, operation, filter);
+    if (tree_to_filter(filter.root, &request, request_size) != 0 ||
+        text_append_all(&request, {"    </filter>\r\n  </", operation, ">\r\n</rpc>\r\n"}) != 0 ||
+        request.length >= request_size)
+        return {};
+    return request;
 }
 
 } // namespace
 
 text_buffer build_get(const char *path)
 {
-    return build_for_path(path, "get", nullptr);
+    return build(path, nullptr, "get", nullptr);
 }
 
 text_buffer build_get_config(const char *path, read_source source)
 {
-    return build_for_path(path, "get-config",
-                          source == read_source_running ? "running" : "startup");
+    return build(path, nullptr, "get-config",
+                 source == read_source_running ? "running" : "startup");
 }
 
 text_buffer build_get_list_keys(const char *list_path, const key_names *keys)
 {
-    text_buffer request;
-    if (begin_request(&request, "get-config", "running") != 0)
-        return {};
-    filter_tree filter;
-    if (fill_filter(&filter, list_path, *keys) != 0) {
-        log_debug("[DEBUG] Failed to build list:%s's tree.\n", shown_text(list_path).get());
-        return {};
-    }
-    return finish_request(&request, "get-config", filter);
+    return build(list_path, keys, "get-config", "running");
 }
