@@ -6,8 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "base/descriptor.h"
 #include "base/log.h"
+#include "descriptor.h"
 
 namespace
 {

@@ -9,10 +9,10 @@
 #include <unistd.h>
 
 #include "base/args.h"
-#include "base/descriptor.h"
 #include "base/log.h"
 #include "base/text.h"
 #include "commands/copy_request.h"
+#include "descriptor.h"
 
 namespace
 {

@@ -9,12 +9,12 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-#include "base/descriptor.h"
 #include "base/log.h"
 #include "base/session.h"
 #include "base/text.h"
 #include "bounded.h"
 #include "conf_agent.h"
+#include "descriptor.h"
 #include "format/namespaces.h"
 #include "link/exchange_lock.h"
 #include "link/listener.h"

@@ -10,9 +10,9 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/un.h>
-#include <unistd.h>
 
 #include "bounded.h"
+#include "descriptor.h"
 #include "platform/peer.h"
 
 namespace
@@ -66,16 +66,10 @@ int conf_agent_init(void)
         errno = ENAMETOOLONG;
         return -1;
     }
-    const int descriptor = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (descriptor < 0)
+    descriptor connection(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    if (connection.fd < 0 || connect_to_trusted(connection.fd, &address) != 0)
         return -1;
-    if (connect_to_trusted(descriptor, &address) != 0) {
-        const int cause = errno;
-        close(descriptor);
-        errno = cause;
-        return -1;
-    }
-    return descriptor;
+    return connection.release();
 }
 
 int conf_dbg_enable(int /*level*/, int /*flag*/)

@@ -6,8 +6,8 @@
 #include <string_view>
 #include <sys/types.h>
 
-#include "base/descriptor.h"
 #include "base/text.h"
+#include "descriptor.h"
 
 constexpr off_t profile_end = std::numeric_limits<off_t>::max(); // where its last byte is passed
 constexpr char profile_name[] = "/tmp/vandel.conf";

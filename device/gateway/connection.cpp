@@ -83,8 +83,7 @@ const char *read_shell(connection *link, int64_t now)
     char bytes[65536];
     size_t taken = 0;
     for (size_t want = shell_want(link); want > 0 && taken < shell_turn; want = shell_want(link)) {
-        const ssize_t size =
-            read(link->shell.number, bytes, want < sizeof bytes ? want : sizeof bytes);
+        const ssize_t size = read(link->shell.fd, bytes, want < sizeof bytes ? want : sizeof bytes);
         if (size < 0 && would_block())
             return nullptr;
         if (size <= 0) {
@@ -115,7 +114,7 @@ void read_server(connection *link, int64_t now)
     if (link->server_ended || !relay_server_wanted(&link->session))
         return;
     const ssize_t got =
-        read(link->server.output.number, link->session.input, sizeof link->session.input);
+        read(link->server.output.fd, link->session.input, sizeof link->session.input);
     if (got > 0) {
         relay_server_bytes(&link->session, static_cast<size_t>(got));
         link->silent_from = now;
@@ -131,7 +130,7 @@ bool write_server(connection *link, int64_t now)
     if (outgoing_idle(message) || !descriptor_open(&link->server.input))
         return false;
     bool failed;
-    const bool progress = write_out(message, link->server.input.number, &failed);
+    const bool progress = write_out(message, link->server.input.fd, &failed);
     if (failed) {
         // What it still has to say may tell why.
         outgoing_drop(message);
@@ -155,7 +154,7 @@ bool write_shell(connection *link, int64_t now)
         return false;
     const bool is_wanted = !link->session.notifies || relay_owes_answer(&link->session);
     bool failed;
-    if (write_out(message, link->shell.number, &failed) && is_wanted)
+    if (write_out(message, link->shell.fd, &failed) && is_wanted)
         link->idle_from = now;
     if (failed)
         shell_is_gone(link, now);
@@ -353,13 +352,13 @@ void connection_poll(const connection *link, struct pollfd polls[connection_poll
     // Without events it still tells when the shell goes away, but then it would
     // tell so again and again.
     if (!link->session.deaf || polls[poll_shell].events != 0)
-        polls[poll_shell].fd = link->shell.number;
+        polls[poll_shell].fd = link->shell.fd;
     if (descriptor_open(&link->server.errors))
-        polls[poll_errors] = {link->server.errors.number, POLLIN, 0};
+        polls[poll_errors] = {link->server.errors.fd, POLLIN, 0};
     if (!outgoing_idle(&link->session.to_server))
-        polls[poll_input] = {link->server.input.number, POLLOUT, 0};
+        polls[poll_input] = {link->server.input.fd, POLLOUT, 0};
     if (!link->server_ended && relay_server_wanted(&link->session))
-        polls[poll_output] = {link->server.output.number, POLLIN, 0};
+        polls[poll_output] = {link->server.output.fd, POLLIN, 0};
 }
 
 void connection_serve(connection *link, const struct pollfd polls[connection_poll_count],

@@ -6,7 +6,7 @@
 #include <poll.h>
 #include <stdint.h>
 
-#include "device/gateway/descriptor.h"
+#include "descriptor.h"
 #include "device/gateway/gateway_options.h"
 #include "device/gateway/relay.h"
 #include "device/gateway/shell_slots.h"

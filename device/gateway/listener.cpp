@@ -25,8 +25,8 @@ const struct sockaddr *generic(const struct sockaddr_un *address)
 bool is_abandoned(const struct sockaddr_un *address)
 {
     const descriptor probe = open_socket();
-    return descriptor_open(&probe) &&
-           connect(probe.number, generic(address), sizeof *address) != 0 && errno == ECONNREFUSED;
+    return descriptor_open(&probe) && connect(probe.fd, generic(address), sizeof *address) != 0 &&
+           errno == ECONNREFUSED;
 }
 
 // Removes what a gateway left behind; null when the path is free then.
@@ -47,7 +47,7 @@ const char *free_path(const struct sockaddr_un *address)
 int bind_private(const descriptor *socket, const struct sockaddr_un *address)
 {
     const mode_t mask = umask(0177);
-    const int result = bind(socket->number, generic(address), sizeof *address);
+    const int result = bind(socket->fd, generic(address), sizeof *address);
     const int error = errno;
     umask(mask);
     errno = error;
@@ -67,7 +67,7 @@ const char *listener_open(listener *server, const char *path)
         return reason;
     server->socket = open_socket();
     if (!descriptor_open(&server->socket) || bind_private(&server->socket, &server->address) != 0 ||
-        listen(server->socket.number, backlog) != 0 ||
+        listen(server->socket.fd, backlog) != 0 ||
         lstat(server->address.sun_path, &server->made) != 0)
         return strerror(errno);
     return nullptr;
@@ -75,8 +75,7 @@ const char *listener_open(listener *server, const char *path)
 
 descriptor listener_accept(const listener *server)
 {
-    return descriptor(
-        accept4(server->socket.number, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+    return descriptor(accept4(server->socket.fd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
 }
 
 void listener_close(listener *server)

@@ -4,7 +4,7 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
-#include "device/gateway/descriptor.h"
+#include "descriptor.h"
 
 struct listener {
     descriptor socket;

@@ -107,7 +107,7 @@ int run_turn(shell_process *self)
 void shell_process_run(const connection_task *task, descriptor shell, const descriptor *signals)
 {
     const int64_t now = clock_milliseconds();
-    shell_process self{connection_start(std::move(shell), task, now), {}, signals->number, 0};
+    shell_process self{connection_start(std::move(shell), task, now), {}, signals->fd, 0};
     if (self.link == nullptr)
         return;
     const struct pollfd nothing[connection_poll_count] = {};

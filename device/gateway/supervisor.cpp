@@ -226,7 +226,7 @@ void stop(gateway *self, int64_t now)
 void take_signals(gateway *self, int64_t now)
 {
     struct signalfd_siginfo info;
-    while (read(self->signals.number, &info, sizeof info) == ssize_t{sizeof info}) {
+    while (read(self->signals.fd, &info, sizeof info) == ssize_t{sizeof info}) {
         if (info.ssi_signo != SIGCHLD)
             stop(self, now);
     }
@@ -249,8 +249,8 @@ int64_t deadline_of(const gateway *self)
 int run_turn(gateway *self)
 {
     struct pollfd polls[poll_count] = {};
-    polls[poll_signals] = {self->signals.number, POLLIN, 0};
-    polls[poll_listener] = {accepts_now(self) ? self->server.socket.number : -1, POLLIN, 0};
+    polls[poll_signals] = {self->signals.fd, POLLIN, 0};
+    polls[poll_listener] = {accepts_now(self) ? self->server.socket.fd : -1, POLLIN, 0};
     if (clock_poll(polls, poll_count, deadline_of(self)) != 0)
         return -1;
     const int64_t now = clock_milliseconds();

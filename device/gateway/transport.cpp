@@ -33,7 +33,7 @@ int open_pipe(pipe_ends *ends)
 
 int stop_blocking(const descriptor *end)
 {
-    return fcntl(end->number, F_SETFL, O_NONBLOCK);
+    return fcntl(end->fd, F_SETFL, O_NONBLOCK);
 }
 
 // The command starts with no signal blocked and none ignored. 0, or an errno value.
@@ -106,8 +106,7 @@ int transport_start(transport *command, char *const arguments[])
         stop_blocking(&errors.read) != 0)
         return errno;
     pid_t pid;
-    const int error =
-        spawn(&pid, arguments, {input.read.number, output.write.number, errors.write.number});
+    const int error = spawn(&pid, arguments, {input.read.fd, output.write.fd, errors.write.fd});
     if (error != 0)
         return error;
     command->pid = pid;
@@ -122,7 +121,7 @@ void transport_hear(transport *command)
     char bytes[2048];
     ssize_t size = 1;
     for (int turn = 0; turn < hearing_turns && size > 0; turn++) {
-        size = read(command->errors.number, bytes, sizeof bytes);
+        size = read(command->errors.fd, bytes, sizeof bytes);
         if (size > 0) {
             report_bytes(bytes, static_cast<size_t>(size));
             last_words_add(&command->words, {bytes, static_cast<size_t>(size)});

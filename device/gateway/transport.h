@@ -12,7 +12,7 @@
 #include <string_view>
 #include <sys/types.h>
 
-#include "device/gateway/descriptor.h"
+#include "descriptor.h"
 
 constexpr int64_t transport_grace = 2000; // milliseconds to end by itself, and then after SIGTERM
 

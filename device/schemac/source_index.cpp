@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "descriptor.h"
 #include "device/schemac/yang_cursor.h"
 
 namespace
@@ -79,12 +80,8 @@ int read_text(yang_source *source, size_t most)
         return EFBIG;
     source->text.resize(static_cast<size_t>(status.st_size));
     // Nor must one that has taken its place since.
-    const int file = open(source->path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    if (file < 0)
-        return errno;
-    const int error = read_up_to_size(file, &source->text);
-    close(file);
-    return error;
+    const descriptor file(open(source->path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    return file.fd < 0 ? errno : read_up_to_size(file.fd, &source->text);
 }
 
 // Reads an import or include to its end.

@@ -55,7 +55,7 @@ struct connection_bench {
     void ask(int64_t now)
     {
         const std::string request = frame("<rpc/>");
-        ASSERT_EQ(send(shell.number, request.data(), request.size(), 0),
+        ASSERT_EQ(send(shell.fd, request.data(), request.size(), 0),
                   static_cast<ssize_t>(request.size()));
         while (!link->over && link->session.unanswered == 0)
             turn(now);

@@ -79,12 +79,12 @@ TEST(gateway_connection, a_shell_that_asks_nothing_is_told_and_closed)
     test.serve(start + 10000);
     EXPECT_TRUE(test.link->over) << "the notice went out at once";
     char bytes[1024];
-    const ssize_t size = recv(test.shell.number, bytes, sizeof bytes, 0);
+    const ssize_t size = recv(test.shell.fd, bytes, sizeof bytes, 0);
     ASSERT_GT(size, 12);
     const std::string notice(bytes + 12, static_cast<size_t>(size) - 12);
     EXPECT_NE(notice.find(std::string("<reason>") + idle_too_long + "</reason>"),
               std::string::npos);
-    EXPECT_EQ(recv(test.shell.number, bytes, sizeof bytes, 0), 0) << "closed";
+    EXPECT_EQ(recv(test.shell.fd, bytes, sizeof bytes, 0), 0) << "closed";
 }
 
 TEST(gateway_connection, a_shell_that_waits_for_an_answer_is_not_idle)
@@ -107,7 +107,7 @@ TEST(gateway_connection, half_a_request_is_none)
     test.options.idle_timeout = 10;
     test.connect();
     test.greet();
-    ASSERT_EQ(send(test.shell.number, frame("<rpc/>").data(), 15, 0), 15);
+    ASSERT_EQ(send(test.shell.fd, frame("<rpc/>").data(), 15, 0), 15);
     while (!test.link->over && test.link->session.request.body.size == 0)
         test.turn(start + 9000);
     EXPECT_EQ(connection_deadline(test.link.get()), start + 10000);
@@ -125,7 +125,7 @@ TEST(gateway_connection, a_shell_that_asks_on_and_reads_nothing_is_idle)
     test.ask(start + 5000);
     EXPECT_EQ(connection_deadline(test.link.get()), start + 11000) << "asking is not reading";
     char bytes[65536];
-    while (recv(test.shell.number, bytes, sizeof bytes, 0) > 0) {
+    while (recv(test.shell.fd, bytes, sizeof bytes, 0) > 0) {
     }
     test.turn(start + 9000);
     EXPECT_EQ(connection_deadline(test.link.get()), start + 19000) << "it reads";
