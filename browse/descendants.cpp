@@ -1,6 +1,5 @@
 #include "browse/descendants.h"
 
-#include <new>
 #include <string.h>
 
 #include "base/log.h"

@@ -3,15 +3,12 @@
 // already. Everything that can fail happens before the first link is set.
 #include "cmdtree/tree.h"
 
-#include <stdlib.h>
 #include <string.h>
 
 #include "base/log.h"
-#include "cmdtree/chunk_pool.h"
 #include "cmdtree/element_name.h"
 #include "cmdtree/node.h"
 #include "cmdtree/tree_index.h"
-#include "schema/path.h"
 #include "schema/place.h"
 
 namespace

@@ -14,7 +14,6 @@
 // the tree.
 #pragma once
 
-#include <stddef.h>
 #include <stdint.h>
 
 #include "base/session.h"

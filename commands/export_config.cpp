@@ -2,7 +2,6 @@
 #include "commands/commands.h"
 
 #include <stdio.h>
-#include <string.h>
 
 #include "base/args.h"
 #include "base/text.h"

@@ -7,7 +7,6 @@
 #include "base/args.h"
 #include "base/columns.h"
 #include "base/log.h"
-#include "base/session.h"
 #include "base/text.h"
 #include "browse/descendants.h"
 #include "commands/staging.h"

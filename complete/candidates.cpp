@@ -1,10 +1,8 @@
 #include "complete/candidates.h"
 
 #include "base/log.h"
-#include "base/session.h"
 #include "schema/database.h"
 #include "schema/key_set.h"
-#include "schema/path.h"
 #include "schema/place.h"
 
 namespace

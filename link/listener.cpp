@@ -2,7 +2,6 @@
 
 #include <errno.h>
 #include <pthread.h>
-#include <stdint.h>
 #include <sys/select.h>
 #include <time.h>
 #include <unistd.h>
@@ -10,7 +9,6 @@
 #include "base/log.h"
 #include "base/session.h"
 #include "base/signals.h"
-#include "base/text.h"
 #include "link/exchange.h"
 #include "link/exchange_lock.h"
 #include "link/xml_print.h"

@@ -5,7 +5,6 @@
 // operator is told of them is the caller's.
 #pragma once
 
-#include <stdint.h>
 #include <string_view>
 
 #include "base/text.h"

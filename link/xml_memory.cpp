@@ -12,7 +12,6 @@
 #include <stdlib.h>
 #include <string.h>
 
-#include "base/text.h"
 #include "bounded.h"
 
 namespace

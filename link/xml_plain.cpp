@@ -8,7 +8,6 @@
 
 #include <libxml/parserInternals.h>
 #include <stdint.h>
-#include <string.h>
 #include <string_view>
 
 #include "base/text.h"

@@ -11,7 +11,6 @@
 #include <string.h>
 
 #include "base/log.h"
-#include "base/text.h"
 #include "format/namespaces.h"
 #include "link/xml_memory.h"
 #include "scrub.h"

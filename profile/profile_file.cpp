@@ -9,7 +9,6 @@
 
 #include "base/log.h"
 #include "base/session.h"
-#include "bounded.h"
 
 namespace
 {

@@ -3,7 +3,6 @@
 #include <string.h>
 
 #include "base/args.h"
-#include "bounded.h"
 
 namespace
 {

@@ -8,7 +8,6 @@
 #include <limits.h>
 #include <stddef.h>
 #include <stdlib.h>
-#include <string.h>
 
 #include "bounded.h"
 #include "code_point.h"

@@ -6,10 +6,7 @@
 #pragma once
 
 #include <initializer_list>
-#include <memory>
 #include <stddef.h>
-#include <stdint.h>
-#include <stdlib.h>
 #include <string_view>
 
 #include "heap.h"

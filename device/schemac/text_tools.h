@@ -2,7 +2,6 @@
 #pragma once
 
 #include <string>
-#include <string_view>
 #include <vector>
 
 // Shows characters that a terminal would obey or not show (terminal_text.h), and

@@ -18,7 +18,6 @@
 #include "bounded.h"
 #include "device/gateway/adapters/adapter.h"
 #include "device/gateway/adapters/copied.h"
-#include "device/gateway/answers.h"
 #include "device/gateway/datastores.h"
 #include "device/gateway/report.h"
 #include "device/gateway/running_copy.h"
