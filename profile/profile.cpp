@@ -11,6 +11,7 @@
 #include "cmdtree/local_entries.h"
 #include "cmdtree/tree.h"
 #include "profile/profile_file.h"
+#include "profile/profile_line.h"
 #include "schema/masking.h"
 
 namespace
@@ -123,18 +124,6 @@ int read_value(int fd, std::string_view section, text_buffer *value)
     return found == 1 ? profile_read(fd, start, end, value) : found;
 }
 
-// Takes a value up to a zero byte in it.
-int take_value(const text_buffer &value, char **slot)
-{
-    if (value.length == 0 || value.data.get()[0] != '/') // no path
-        return 0;
-    heap_text copy = text_copy(value.data.get());
-    if (!copy)
-        return -1;
-    text_replace(slot, std::move(copy));
-    return 0;
-}
-
 // The rpc's path as it is written, empty for none; null when memory runs out.
 heap_text plain_rpc_path()
 {
@@ -215,9 +204,9 @@ int profile_load_start()
         log_error("[ERROR] Mapping file %s to memory failed(%s).\n", profile_name, strerror(errno));
         return -1;
     }
-    if (take_value(pwd, &session.pwd) != 0 || take_value(rpc, &session.rpc_path) != 0)
-        return -1;
-    if (session.rpc_path != nullptr)
+    const bool are_taken = profile_take_path(&session.pwd, pwd.data.get()) == 0 &&
+                           profile_take_path(&session.rpc_path, rpc.data.get()) == 0;
+    if (are_taken && session.rpc_path != nullptr)
         mask_path(session.rpc_path);
-    return 0;
+    return are_taken ? 0 : -1;
 }

@@ -30,6 +30,17 @@ profile_words::profile_words(const char *line) : arg_words(line)
         mask_path(argv[2]);
 }
 
+int profile_take_path(char **slot, const char *line)
+{
+    if (line == nullptr || *line != '/')
+        return 0;
+    heap_text copy = text_copy(line);
+    if (!copy)
+        return -1;
+    text_replace(slot, std::move(copy));
+    return 0;
+}
+
 heap_text profile_line(const char *word, const char *path, const char *last)
 {
     const heap_text shown_path = unmasked_copy(path);

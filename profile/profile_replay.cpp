@@ -28,18 +28,6 @@ enum replay_state {
 // Takes one line of a section and may enter the next; 0 or -1.
 using line_handler = int(const char *line, replay_state *state);
 
-// Takes the line of a section that holds a path; one that is none is passed over.
-int replace_path(char **slot, const char *line)
-{
-    if (*line != '/')
-        return 0;
-    heap_text copy = text_copy(line);
-    if (!copy)
-        return -1;
-    text_replace(slot, std::move(copy));
-    return 0;
-}
-
 int take_pwd(const char *line, replay_state *state)
 {
     if (*state == replay_start) {
@@ -55,7 +43,7 @@ int take_pwd(const char *line, replay_state *state)
         *state = replay_config;
         return 0;
     }
-    return replace_path(&session.pwd, line);
+    return profile_take_path(&session.pwd, line);
 }
 
 int stage_delete(const char *path, const char *value)
@@ -99,7 +87,7 @@ int take_rpc(const char *line, replay_state *state)
         *state = replay_rpc_parameters;
         return 0;
     }
-    if (replace_path(&session.rpc_path, line) != 0)
+    if (profile_take_path(&session.rpc_path, line) != 0)
         return -1;
     if (session.rpc_path != nullptr)
         mask_path(session.rpc_path);
