@@ -28,39 +28,29 @@ constexpr option option_names[] = {
     {"tree", no_argument, nullptr, 't'},          {"help", no_argument, nullptr, 'h'},
     {"version", no_argument, nullptr, 'v'},       {nullptr, 0, nullptr, 0}};
 
+constexpr struct {
+    int letter;
+    bool schemac_options::*field;
+} switches[] = {{'o', &schemac_options::is_forced},  {'k', &schemac_options::keeps_going},
+                {'l', &schemac_options::wants_list}, {'t', &schemac_options::wants_tree},
+                {'h', &schemac_options::wants_help}, {'v', &schemac_options::wants_version}};
+
 // Takes the option with this letter; 0, or -1 after the mistake has been named.
 int take_option(schemac_options *options, int letter)
 {
-    switch (letter) {
-    case 's':
-        options->directories.push_back(optarg);
-        return 0;
-    case 'f':
+    if (letter == 'f')
         return add_feature(options, optarg);
-    case 'F':
+    if (letter == 'F')
         return feature_options_add_file(&options->features, optarg);
-    case 'o':
-        options->is_forced = true;
-        return 0;
-    case 'k':
-        options->keeps_going = true;
-        return 0;
-    case 'l':
-        options->wants_list = true;
-        return 0;
-    case 'p':
+    if (letter == 's')
+        options->directories.push_back(optarg);
+    if (letter == 'p')
         options->shown_path = optarg;
-        return 0;
-    case 't':
-        options->wants_tree = true;
-        return 0;
-    case 'h':
-        options->wants_help = true;
-        return 0;
-    default:
-        options->wants_version = true;
-        return 0;
+    for (const auto &each : switches) {
+        if (each.letter == letter)
+            options->*each.field = true;
     }
+    return 0;
 }
 
 // What goes with what, when it is known what is wanted.
