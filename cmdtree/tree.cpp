@@ -20,26 +20,6 @@ struct change {
     cmd_operation operation;
 };
 
-// Frees a node, which leaves its tree, with its values and all descendants,
-// without recursion: always a leaf of what is left.
-void free_subtree(command_tree *tree, cmd_node *top)
-{
-    cmd_node *node = top;
-    while (node != nullptr) {
-        cmd_node *below = node->values != nullptr ? node->values : node->children;
-        if (below != nullptr) {
-            node = below;
-            continue;
-        }
-        cmd_node *parent = node == top ? nullptr : node->parent;
-        tree_index_remove(&tree->index, node);
-        node_unlog(&tree->log, node);
-        node_unlink(node);
-        node_free(node);
-        node = parent;
-    }
-}
-
 // Links node below ancestor with the structural nodes between them; 0, or -1
 // and the tree has not changed.
 int build_skeleton(command_tree *tree, cmd_node *ancestor, node_ptr made)
@@ -56,7 +36,7 @@ int build_skeleton(command_tree *tree, cmd_node *ancestor, node_ptr made)
         cmd_node *parent =
             node_create(text_slice(path, 0, slash), nullptr, operation_structural).release();
         if (parent == nullptr) {
-            free_subtree(tree, top);
+            tree_free_subtree(tree, top);
             return -1;
         }
         node_link_first(parent, top);
@@ -102,7 +82,7 @@ int merge_leaf_list(command_tree *tree, cmd_node *leaf_list, const change &what)
     if (node == nullptr)
         return refuse_for_memory(tree);
     while (what.value == nullptr && leaf_list->values != nullptr)
-        free_subtree(tree, leaf_list->values);
+        tree_free_subtree(tree, leaf_list->values);
     node_link_value(leaf_list, node);
     if (what.value != nullptr)
         tree_index_add_entry(&tree->index, node);
@@ -120,7 +100,7 @@ int replace_structural(command_tree *tree, cmd_node *structural, const change &w
     cmd_node *node = node_create(what.path, what.value, what.operation).release();
     if (node == nullptr)
         return refuse_for_memory(tree);
-    free_subtree(tree, structural);
+    tree_free_subtree(tree, structural);
     node_link_last(parent, node);
     tree_index_add_node(&tree->index, node);
     node_log(&tree->log, node);
@@ -289,10 +269,24 @@ cmd_node *tree_detach(command_tree *tree)
 
 void tree_free(command_tree *tree)
 {
-    tree_free_detached(tree, tree_detach(tree));
+    tree_free_subtree(tree, tree_detach(tree));
 }
 
-void tree_free_detached(command_tree *tree, cmd_node *root)
+// Without recursion: always a leaf of what is left.
+void tree_free_subtree(command_tree *tree, cmd_node *top)
 {
-    free_subtree(tree, root);
+    cmd_node *node = top;
+    while (node != nullptr) {
+        cmd_node *below = node->values != nullptr ? node->values : node->children;
+        if (below != nullptr) {
+            node = below;
+            continue;
+        }
+        cmd_node *parent = node == top ? nullptr : node->parent;
+        tree_index_remove(&tree->index, node);
+        node_unlog(&tree->log, node);
+        node_unlink(node);
+        node_free(node);
+        node = parent;
+    }
 }

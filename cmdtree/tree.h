@@ -85,12 +85,12 @@ cmd_node *tree_next_entry(const cmd_node *entry, const char *list_path);
 int tree_add_structural(command_tree *tree, const char *path);
 
 // Forgets the index of a tree that is given up, and hands its root over for
-// tree_free_detached.
+// tree_free_subtree.
 cmd_node *tree_detach(command_tree *tree);
 
 // Frees a tree; it is empty afterwards. Its nodes leave their log.
 void tree_free(command_tree *tree);
 
-// Frees a root that was detached from the tree, and everything below it; null is
-// accepted. The nodes leave the tree's log.
-void tree_free_detached(command_tree *tree, cmd_node *root);
+// Frees a node of the tree, also a root that was detached, and everything below it; null
+// is accepted. The nodes leave the tree, its index and its log.
+void tree_free_subtree(command_tree *tree, cmd_node *top);

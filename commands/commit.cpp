@@ -129,7 +129,7 @@ int cmd_commit(const char *line)
         wipe_values(tree->log);
         return 0;
     }
-    tree_free_detached(tree, sent);
+    tree_free_subtree(tree, sent);
     local_entries_forget(session.rpc_path, nullptr);
     rpc_mode_leave();
     staged_keep();

@@ -223,7 +223,7 @@ class command_sweep : public shell_world
             cmd_node *node = tree->log.first;
             while (node->parent != nullptr)
                 node = node->parent;
-            tree_free_detached(tree, node);
+            tree_free_subtree(tree, node);
         }
     }
 

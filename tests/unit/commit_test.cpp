@@ -29,7 +29,7 @@ class commit_test : public profile_world
         ASSERT_NE(node, nullptr);
         while (node->parent != nullptr)
             node = node->parent;
-        tree_free_detached(tree, node);
+        tree_free_subtree(tree, node);
     }
 };
 

@@ -94,7 +94,7 @@ class shell_alloc_test : public shell_world
             cmd_node *node = tree->log.first;
             while (node->parent != nullptr)
                 node = node->parent;
-            tree_free_detached(tree, node);
+            tree_free_subtree(tree, node);
         }
     }
 

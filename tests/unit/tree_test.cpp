@@ -19,7 +19,7 @@ TEST_F(tree_test, nothing_is_staged_at_first)
     EXPECT_EQ(tree_find_staged(&session.config_tree, "/m"), nullptr);
     EXPECT_EQ(tree_first_entry(&session.config_tree, "/m/c/l"), nullptr);
     tree_free(&session.config_tree);
-    tree_free_detached(&session.config_tree, nullptr);
+    tree_free_subtree(&session.config_tree, nullptr);
 }
 
 TEST_F(tree_test, ancestors_are_made)
@@ -308,7 +308,7 @@ TEST_F(tree_test, detaching)
     EXPECT_EQ(log(), "1/m/c/x=1"); // its nodes leave the log when they are freed
     set("/m/c/y", "2");
     EXPECT_EQ(log(), "1/m/c/x=1 1/m/c/y=2");
-    tree_free_detached(&session.config_tree, root);
+    tree_free_subtree(&session.config_tree, root);
     EXPECT_EQ(log(), "1/m/c/y=2");
 }
 
@@ -329,7 +329,7 @@ TEST_F(tree_test, init_clears_pool_and_logs)
 {
     set("/m/c/x", "1");
     cmd_node *root = tree_detach(&session.config_tree);
-    tree_free_detached(&session.config_tree, root);
+    tree_free_subtree(&session.config_tree, root);
     tree_init();
     EXPECT_EQ(session.config_tree.log.first, nullptr);
     EXPECT_EQ(session.output.slot[0], nullptr);
