@@ -35,7 +35,7 @@ bool browses_schema(unsigned kind, const char *path)
     }
 }
 
-int add_staged_entries(const char *list_path, descendant_set *set)
+int add_staged_entries(const char *list_path, descendant_list *set)
 {
     for (const cmd_node *node = tree_first_entry(staged_tree(), list_path); node != nullptr;
          node = tree_next_entry(node, list_path)) {
@@ -50,7 +50,7 @@ int add_staged_entries(const char *list_path, descendant_set *set)
 
 // Takes out of the set, of its entries before `first_staged`, those that it has as
 // staged ones, too.
-int remove_staged(const char *list_path, const descendant *first_staged, descendant_set *set)
+int remove_staged(const char *list_path, const descendant *first_staged, descendant_list *set)
 {
     const size_t name_length = strlen(path_last_component(list_path));
     descendant **link = &set->nodes;
@@ -68,7 +68,7 @@ int remove_staged(const char *list_path, const descendant *first_staged, descend
     return 0;
 }
 
-int add_list_entries(const place &list, descendant_set *set)
+int add_list_entries(const place &list, descendant_list *set)
 {
     const char *list_path = list.path.get();
     if (add_staged_entries(list_path, set) != 0)
@@ -84,33 +84,13 @@ int add_list_entries(const place &list, descendant_set *set)
     return remove_staged(list_path, first_staged, set);
 }
 
-void free_cases(case_entry *entry)
-{
-    while (entry != nullptr) {
-        case_entry *next = entry->next;
-        entry->~case_entry();
-        free(entry);
-        entry = next;
-    }
-}
-
 } // namespace
 
-descendant_set::~descendant_set()
-{
-    while (choices != nullptr) {
-        choice_entry *next = choices->next;
-        free_cases(choices->cases);
-        free(choices);
-        choices = next;
-    }
-}
-
-int descendants_add(descendant_set *set, std::string_view name, std::string_view record)
+int descendants_add(descendant_list *set, std::string_view name, std::string_view record)
 {
     const added_node added = {{set->nodes, nullptr, nullptr}, {record.size()}};
     const std::string_view head(reinterpret_cast<const char *>(&added), sizeof added);
-    char *block = arena_concat(&set->memory, {head, record, name});
+    char *block = arena_concat(set->memory, {head, record, name});
     if (block == nullptr)
         return -1;
     added_node *made = reinterpret_cast<added_node *>(block);
@@ -120,7 +100,7 @@ int descendants_add(descendant_set *set, std::string_view name, std::string_view
     return 0;
 }
 
-int descendants_of(const place &at, descendant_set *set)
+int descendants_of(const place &at, descendant_list *set)
 {
     const char *path = at.path.get();
     if (!at.schema_path) {
@@ -149,7 +129,7 @@ const case_entry *choice_active_case(const choice_entry *choice)
     return entry;
 }
 
-bool descendants_reach(const descendant_set *set, const char *name)
+bool descendants_reach(const descendant_list *set, const char *name)
 {
     for (const descendant *node = set->nodes; node != nullptr; node = node->next) {
         if (strcmp(node->name, name) == 0)

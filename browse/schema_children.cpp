@@ -9,8 +9,6 @@
 // have the path of another, and what is below would be kept again and again.
 #include "browse/descendants.h"
 
-#include <new>
-
 #include "base/log.h"
 #include "base/session.h"
 #include "browse/server_read.h"
@@ -23,7 +21,7 @@ namespace
 
 bool judge_case(case_entry *entry, const char *data_path);
 
-bool has_data_node(const descendant_set *set, const char *data_path)
+bool has_data_node(const descendant_list *set, const char *data_path)
 {
     for (const descendant *node = set->nodes; node != nullptr; node = node->next) {
         const heap_text path = text_concat({data_path, "/", node->name});
@@ -34,7 +32,7 @@ bool has_data_node(const descendant_set *set, const char *data_path)
 }
 
 // The first case without data ends the search: the later ones are not asked.
-bool has_active_nested_case(const descendant_set *set, const char *data_path)
+bool has_active_nested_case(const descendant_list *set, const char *data_path)
 {
     for (choice_entry *choice = set->choices; choice != nullptr; choice = choice->next) {
         if (choice->cases != nullptr)
@@ -52,28 +50,21 @@ bool judge_case(case_entry *entry, const char *data_path)
     return entry->active;
 }
 
-case_entry *append_case(case_entry ***tail)
-{
-    void *block = malloc(sizeof(case_entry));
-    if (block == nullptr)
-        return nullptr;
-    case_entry *entry = new (block) case_entry;
-    **tail = entry;
-    *tail = &entry->next;
-    return entry;
-}
-
 int add_cases(const char *choice_path, const hash_fields &cases, const char *data_path,
-              choice_entry *choice)
+              arena *memory, case_entry **tail)
 {
-    case_entry **tail = &choice->cases;
     for (size_t i = 0; i < cases.count; i++) {
         if (hash_field_value(cases, i).size() < node_record_minimum ||
             !is_path_step(hash_field_name(cases, i)))
             continue;
         const heap_text case_path = text_concat({choice_path, "/", hash_field_name(cases, i)});
-        case_entry *entry = case_path ? append_case(&tail) : nullptr;
-        if (entry == nullptr || schema_children(case_path.get(), data_path, &entry->children) != 0)
+        auto *entry = static_cast<case_entry *>(arena_room(memory, sizeof(case_entry)));
+        if (!case_path || entry == nullptr)
+            return -1;
+        *entry = {nullptr, {memory, nullptr, nullptr}, false};
+        *tail = entry;
+        tail = &entry->next;
+        if (schema_children(case_path.get(), data_path, &entry->children) != 0)
             return -1;
         if (session.rpc_path == nullptr)
             judge_case(entry, data_path);
@@ -82,16 +73,13 @@ int add_cases(const char *choice_path, const hash_fields &cases, const char *dat
 }
 
 int add_choice(const char *schema_path, std::string_view name, const char *data_path,
-               descendant_set *set)
+               descendant_list *set)
 {
     const heap_text choice_path = text_concat({schema_path, "/", name});
-    void *block = malloc(sizeof(choice_entry));
-    if (!choice_path || block == nullptr) {
-        free(block);
+    auto *choice = static_cast<choice_entry *>(arena_room(set->memory, sizeof(choice_entry)));
+    if (!choice_path || choice == nullptr)
         return -1;
-    }
-    choice_entry *choice = new (block) choice_entry;
-    choice->next = set->choices;
+    *choice = {set->choices, nullptr};
     set->choices = choice;
     const hash_fields cases = schema_hash(choice_path.get());
     if (!cases.reply) {
@@ -99,11 +87,11 @@ int add_choice(const char *schema_path, std::string_view name, const char *data_
                   schema_path);
         return -1;
     }
-    return add_cases(choice_path.get(), cases, data_path, choice);
+    return add_cases(choice_path.get(), cases, data_path, set->memory, &choice->cases);
 }
 
 int add_child(const char *schema_path, std::string_view name, std::string_view record,
-              const char *data_path, descendant_set *set)
+              const char *data_path, descendant_list *set)
 {
     if (record.size() < node_record_minimum)
         return 0;
@@ -114,7 +102,7 @@ int add_child(const char *schema_path, std::string_view name, std::string_view r
 
 } // namespace
 
-int schema_children(const char *schema_path, const char *data_path, descendant_set *set)
+int schema_children(const char *schema_path, const char *data_path, descendant_list *set)
 {
     const hash_fields fields = schema_hash(schema_path);
     if (!fields.reply) {

@@ -286,7 +286,7 @@ bool server_has_entry(const place &list, const char *name)
     return result == 0 && is_there;
 }
 
-int server_list_entries(const place &list, descendant_set *entries)
+int server_list_entries(const place &list, descendant_list *entries)
 {
     return ask_entries(list, nullptr, [entries](const char *name) {
         if (descendants_add(entries, name, record_of_kind(node_kind_list)) == 0)

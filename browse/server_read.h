@@ -4,7 +4,7 @@
 // Paths are masked. Failures are logged, never shown to the operator.
 #pragma once
 
-struct descendant_set;
+struct descendant_list;
 struct place;
 
 // Whether the running datastore holds data at the path.
@@ -14,7 +14,7 @@ bool server_has_data(const char *path);
 // entries there can be told.
 bool server_has_entry(const place &list, const char *name);
 
-// The entries of a list in the running datastore, into an empty set, as nodes
-// of kind list. 0, or -1 when they cannot be told, and then the set is of no
+// The entries of a list in the running datastore, into an empty list, as nodes
+// of kind list. 0, or -1 when they cannot be told, and then the list is of no
 // use. A server without entries is success.
-int server_list_entries(const place &list, descendant_set *entries);
+int server_list_entries(const place &list, descendant_list *entries);

@@ -43,7 +43,7 @@ int add_piece(listing_entry **item, const char *text, unsigned color_class)
 
 int add_choice(listing_entry **item, const choice_entry *choice);
 
-int add_case_children(listing_entry **item, const descendant_set *children)
+int add_case_children(listing_entry **item, const descendant_list *children)
 {
     for (const descendant *node = children->nodes; node != nullptr; node = node->next) {
         const heap_text name = text_concat({" ", node->name});
@@ -73,7 +73,7 @@ int add_choice(listing_entry **item, const choice_entry *choice)
     return add_piece(item, " )", punctuation_class);
 }
 
-int add_children(const descendant_set *children)
+int add_children(const descendant_list *children)
 {
     for (const descendant *node = children->nodes; node != nullptr; node = node->next) {
         if (add_node(node) != 0)

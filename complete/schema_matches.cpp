@@ -15,7 +15,7 @@ bool takes_value(unsigned kind)
     return kind == node_kind_leaf || kind == node_kind_leaf_list;
 }
 
-int add_children(const descendant_set *set, std::string_view prefix, match_list *list)
+int add_children(const descendant_list *set, std::string_view prefix, match_list *list)
 {
     for (const descendant *node = set->nodes; node != nullptr; node = node->next) {
         unmask_all(node->name);

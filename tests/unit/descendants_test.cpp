@@ -24,7 +24,7 @@ class descendants_test : public shell_world
     }
 
     // Nodes as name:kind, choices as {case[+]: nodes}.
-    static std::string shown(const descendant_set *set)
+    static std::string shown(const descendant_list *set)
     {
         std::string text;
         for (const descendant *node = set->nodes; node != nullptr; node = node->next) {
