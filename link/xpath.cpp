@@ -56,13 +56,6 @@ int register_namespaces(xmlXPathContext *context, const ns_entry *entry)
     return 0;
 }
 
-void ns_entry_free(ns_entry *entry)
-{
-    free(entry->prefix);
-    free(entry->uri);
-    free(entry);
-}
-
 } // namespace
 
 void xml_init()
@@ -111,29 +104,19 @@ xml_doc xml_parse(const char *text, size_t length)
     return xml_memory_ran_out() ? nullptr : std::move(document);
 }
 
-ns_list::~ns_list()
-{
-    while (first != nullptr) {
-        ns_entry *next = first->next;
-        ns_entry_free(first);
-        first = next;
-    }
-}
-
 int ns_add(ns_list *list, const char *prefix, const char *uri)
 {
     for (const ns_entry *entry = list->first; entry != nullptr; entry = entry->next) {
         if (strcmp(entry->prefix, prefix) == 0)
             return 0;
     }
-    ns_entry *entry = static_cast<ns_entry *>(calloc(1, sizeof(ns_entry)));
+    auto *entry = static_cast<ns_entry *>(arena_room(&list->memory, sizeof(ns_entry)));
     if (entry == nullptr)
         return -1;
-    *entry = {list->first, strdup(prefix), strdup(uri)};
-    if (entry->prefix == nullptr || entry->uri == nullptr) {
-        ns_entry_free(entry);
+    *entry = {list->first, arena_concat(&list->memory, {prefix}),
+              arena_concat(&list->memory, {uri})};
+    if (entry->prefix == nullptr || entry->uri == nullptr)
         return -1;
-    }
     list->first = entry;
     return 0;
 }

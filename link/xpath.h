@@ -5,6 +5,7 @@
 #include <libxml/xpath.h>
 #include <memory>
 
+#include "arena.h"
 #include "scrub.h"
 
 struct ns_entry {
@@ -17,11 +18,7 @@ struct ns_entry {
 // NETCONF base namespace, is in every list.
 struct ns_list {
     ns_entry *first = nullptr;
-
-    ns_list() = default;
-    ~ns_list();
-    ns_list(const ns_list &) = delete;
-    ns_list &operator=(const ns_list &) = delete;
+    arena memory;
 };
 
 // Gives an object back to libxml2.
