@@ -147,8 +147,6 @@ xml_step configuration_text(void *context, const xml_walk *walk, std::string_vie
 xml_step configuration_end(configuration *config)
 {
     const unsigned depth = config->walk.depth;
-    if (config->depth == 0 || depth <= config->depth)
-        return xml_step_on;
     const content_marks marks = marks_end(&config->marks, &config->walk);
     int result = 0;
     if (depth == config->depth + 1)

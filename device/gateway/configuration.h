@@ -58,8 +58,8 @@ struct entry_group {
 };
 
 // For the events of config->walk: the current element has started, has text, or ends. It
-// is the parent of the nodes at the top, when none is there yet, or in it. The second is
-// such an event itself, with the configuration for its context.
+// stands in the parent of the nodes at the top; the first that has started is that. The
+// second is such an event itself, with the configuration for its context.
 xml_step configuration_start(configuration *config);
 xml_step configuration_text(void *context, const xml_walk *walk, std::string_view text);
 xml_step configuration_end(configuration *config);
