@@ -31,23 +31,6 @@ int add_children(const descendant_list *set, std::string_view prefix, match_list
     return 0;
 }
 
-// The workspace joined with a directory that may begin with "/".
-heap_text join_directory(std::string_view directory)
-{
-    heap_text path = text_concat({session.pwd, "/", directory});
-    if (!path)
-        log_error("[ERROR] [get_match] malloc pwd is NULL !\n\n");
-    return path;
-}
-
-heap_text copy_workspace()
-{
-    heap_text path = text_copy(session.pwd);
-    if (!path)
-        log_error("[ERROR] [get_match] strdup pwd is NULL !\n\n");
-    return path;
-}
-
 } // namespace
 
 int last_component_offset(std::string_view word, size_t *offset)
@@ -72,7 +55,12 @@ void get_match(const tinyrl *editor, size_t word_start, match_list *list)
     if (last_component_offset(word, &component) != 0 || component == 1)
         return;
     const heap_text path =
-        component == 0 ? copy_workspace() : join_directory(text_slice(word, 0, component - 1));
+        component == 0 ? text_copy(session.pwd)
+                       : text_concat({session.pwd, "/", text_slice(word, 0, component - 1)});
+    if (!path && component == 0)
+        log_error("[ERROR] [get_match] strdup pwd is NULL !\n\n");
+    else if (!path)
+        log_error("[ERROR] [get_match] malloc pwd is NULL !\n\n");
     const place parent = place_of(path.get());
     descendant_set children;
     if (!parent.path || descendants_of(parent, &children) != 0)
