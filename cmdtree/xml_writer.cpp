@@ -17,7 +17,7 @@ struct piece_sink {
     size_t size;
 };
 
-int emit(piece_sink *sink)
+int emit_made(piece_sink *sink)
 {
     text_buffer *made = &sink->writer.piece;
     if (made->length == 0)
@@ -33,18 +33,12 @@ int emit(piece_sink *sink)
     return failed;
 }
 
-int emit_open(piece_sink *sink, const cmd_node *node)
+// Emits what element_open or element_close makes of a node.
+int emit(piece_sink *sink, const cmd_node *node, decltype(element_open) make)
 {
     if (!element_exists(node))
         return 0;
-    return element_open(&sink->writer, node) != 0 ? -1 : emit(sink);
-}
-
-int emit_close(piece_sink *sink, const cmd_node *node)
-{
-    if (!element_exists(node))
-        return 0;
-    return element_close(&sink->writer, node) != 0 ? -1 : emit(sink);
+    return make(&sink->writer, node) != 0 ? -1 : emit_made(sink);
 }
 
 int emit_values(piece_sink *sink, const cmd_node *node)
@@ -52,7 +46,7 @@ int emit_values(piece_sink *sink, const cmd_node *node)
     if (sink->writer.detail == element_as_filter)
         return 0;
     for (const cmd_node *entry = node->values; entry != nullptr; entry = entry->next_sibling) {
-        if (emit_open(sink, entry) != 0 || emit_close(sink, entry) != 0)
+        if (emit(sink, entry, element_open) != 0 || emit(sink, entry, element_close) != 0)
             return -1;
     }
     return 0;
@@ -63,7 +57,7 @@ int emit_values(piece_sink *sink, const cmd_node *node)
 int leave(piece_sink *sink, const cmd_node *top, const cmd_node **node)
 {
     for (;;) {
-        if (emit_close(sink, *node) != 0)
+        if (emit(sink, *node, element_close) != 0)
             return -1;
         if (*node == top) {
             *node = nullptr;
@@ -81,7 +75,7 @@ int write_tree(piece_sink *sink, const cmd_node *top)
 {
     const cmd_node *node = top;
     while (node != nullptr) {
-        if (emit_open(sink, node) != 0 || emit_values(sink, node) != 0)
+        if (emit(sink, node, element_open) != 0 || emit_values(sink, node) != 0)
             return -1;
         if (node->children != nullptr)
             node = node->children;
