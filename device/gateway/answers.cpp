@@ -21,21 +21,13 @@ std::string_view escaped(const char *byte)
     return {byte, 1};
 }
 
-int append_attribute(byte_buffer *out, std::string_view prefix, std::string_view name,
-                     std::string_view value)
-{
-    const bool is_written = byte_buffer_add(out, {" ", prefix, name, "=\""}) == 0 &&
-                            escaped_write(value, out) == 0 && byte_buffer_add(out, {"\""}) == 0;
-    return is_written ? 0 : -1;
-}
-
 // A message with that id (null: none); what it holds is written by others.
 int append_message(byte_buffer *out, std::string_view name, const char *message_id,
                    std::initializer_list<std::string_view> content)
 {
     const bool is_written =
         byte_buffer_add(out, {"<", name, " xmlns=\"" NETCONF_BASE_NAMESPACE "\""}) == 0 &&
-        (message_id == nullptr || append_attribute(out, "", "message-id", message_id) == 0) &&
+        (message_id == nullptr || attribute_write("", "message-id", message_id, out) == 0) &&
         byte_buffer_add(out, {">"}) == 0 && byte_buffer_add(out, content) == 0 &&
         byte_buffer_add(out, {"</", name, ">"}) == 0;
     return is_written ? 0 : -1;
@@ -82,9 +74,12 @@ int request_write(const char *message_id, std::string_view operation, byte_buffe
     return append_message(out, "rpc", message_id, {operation});
 }
 
-int declaration_write(std::string_view prefix, std::string_view uri, byte_buffer *out)
+int attribute_write(std::string_view prefix, std::string_view name, std::string_view value,
+                    byte_buffer *out)
 {
-    return append_attribute(out, "xmlns:", prefix, uri);
+    const bool is_written = byte_buffer_add(out, {" ", prefix, name, "=\""}) == 0 &&
+                            escaped_write(value, out) == 0 && byte_buffer_add(out, {"\""}) == 0;
+    return is_written ? 0 : -1;
 }
 
 int closed_notice_write(const char *reason, time_t when, byte_buffer *out)

@@ -24,8 +24,9 @@ int failure_reply_write(const char *message_id, const char *message, byte_buffer
 // A request with that message id, to the server; operation is XML.
 int request_write(const char *message_id, std::string_view operation, byte_buffer *out);
 
-// The declaration of a namespace, with a blank in front: an attribute.
-int declaration_write(std::string_view prefix, std::string_view uri, byte_buffer *out);
+// An attribute with a blank in front; its name is what both make together.
+int attribute_write(std::string_view prefix, std::string_view name, std::string_view value,
+                    byte_buffer *out);
 
 // A notification that the session was closed at that time. reason is a short text in which
 // XML needs no references.

@@ -41,11 +41,11 @@ int append_xpath(std::string_view xpath, const server_modules *modules, byte_buf
     while (result == 0 && xml_prefix_next(&rest, &name)) {
         const std::string_view uri = server_modules_find(modules, name);
         if (!uri.empty() && is_first(xpath, rest, name))
-            result = declaration_write(name, uri, out);
+            result = attribute_write(xml_prefix_declaration, name, uri, out);
     }
-    if (result != 0 || byte_buffer_add(out, {" select=\""}) != 0 || escaped_write(xpath, out) != 0)
+    if (result != 0 || attribute_write("", "select", xpath, out) != 0)
         return -1;
-    return byte_buffer_add(out, {"\"/>"});
+    return byte_buffer_add(out, {"/>"});
 }
 
 int append_wish(const subscription_wish *wish, const server_modules *modules, byte_buffer *out)

@@ -116,7 +116,7 @@ int write_declarations(const prefix_finder *finder, byte_buffer *out)
     for (size_t at = 0; at < finder->used_count && result == 0; at++) {
         const std::string_view name = finder->used[at];
         const std::string_view uri = server_modules_find(finder->modules, name);
-        result = declaration_write(name, uri, out);
+        result = attribute_write(xml_prefix_declaration, name, uri, out);
     }
     return result;
 }
