@@ -11,11 +11,6 @@ secret_block::~secret_block()
     block_free(data, size);
 }
 
-secret_piece::~secret_piece()
-{
-    block_wipe(bytes, sizeof bytes);
-}
-
 text_buffer::text_buffer(text_buffer &&other) noexcept
 {
     *this = std::move(other);

@@ -24,17 +24,6 @@ struct secret_block {
     secret_block &operator=(const secret_block &) = delete;
 };
 
-// Room on the stack for a piece of a file, of which every byte is wiped in the
-// end: what is read may be a secret.
-struct secret_piece {
-    char bytes[4096];
-
-    secret_piece() {} // not even cleared
-    ~secret_piece();
-    secret_piece(const secret_piece &) = delete;
-    secret_piece &operator=(const secret_piece &) = delete;
-};
-
 // A copy of the text.
 heap_text text_copy(std::string_view text);
 

@@ -15,6 +15,17 @@ namespace
 
 constexpr int not_private = EPERM; // the objection to what others may write
 
+// A piece of the file, of which every byte is wiped in the end: it may be a secret.
+struct file_piece {
+    char bytes[4096];
+
+    file_piece() {} // not even cleared
+    ~file_piece()
+    {
+        block_wipe(bytes, sizeof bytes);
+    }
+};
+
 int write_all(int fd, std::string_view text, off_t offset)
 {
     while (!text.empty()) {
@@ -117,7 +128,7 @@ int profile_open(int access)
 
 int profile_find(int fd, std::string_view text, off_t from, off_t *at)
 {
-    secret_piece piece;
+    file_piece piece;
     for (;;) {
         const ssize_t got = pread(fd, piece.bytes, sizeof piece.bytes, from);
         if (got < 0 && errno == EINTR)
