@@ -19,15 +19,18 @@ struct choice_entry;
 // Nodes and choices stand in the reverse of the order in which they were found.
 struct descendant_list {
     arena *memory; // of all in it
-    descendant *nodes;
-    choice_entry *choices;
+    descendant *nodes = nullptr;
+    choice_entry *choices = nullptr;
 };
 
 // A list that owns everything in it, and in the lists of its cases.
 struct descendant_set : descendant_list {
     arena own;
 
-    descendant_set() : descendant_list{&own, nullptr, nullptr} {}
+    descendant_set()
+    {
+        memory = &own;
+    }
 };
 
 // A case of a choice, in the order of the database.
