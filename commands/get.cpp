@@ -73,15 +73,15 @@ void get_config_from(read_source source, char *argument)
 int print_chunk(std::string_view chunk)
 {
     const heap_text text = text_copy(chunk);
-    const heap_text plain = text_copy(chunk);
-    if (!text || !plain) {
+    const secret_block plain(text_copy(chunk).release(), chunk.size() + 1); // longer than its text
+    if (!text || plain.data == nullptr) {
         log_error("[ERROR] cmdtree2netconf malloc error \r\n\n");
         return -1;
     }
     unmask_keys(text.get());
-    escape_text(plain.get(), text.get(), static_cast<long>(chunk.size()), escape_mode_unescape);
-    args_restore(plain.get());
-    puts(plain.get());
+    escape_text(plain.data, text.get(), static_cast<long>(chunk.size()), escape_mode_unescape);
+    args_restore(plain.data);
+    puts(plain.data);
     return 0;
 }
 

@@ -111,6 +111,17 @@ def test_a_value_is_gone_when_it_is_no_longer_staged(machine, end):
     assert found_in(shell.pid) == []
 
 
+def test_a_value_that_was_shown_is_gone_when_it_is_no_longer_staged(machine):
+    """What is shown is shorter than its XML."""
+    shell = machine.terminal()
+    shell.expect_exact("/$ ")
+    lines = [f"set /acme/box/name {'&' * 50}{SECRET}", "get-config -l", "discard_changes", "help"]
+    for line in lines + TYPED_OVER:
+        shell.send(line + "\r")
+        shell.expect_exact("\n/$ ")
+    assert found_in(shell.pid) == []
+
+
 @pytest.mark.parametrize("end", ["discard_changes", "commit", "quit"])
 def test_a_parameter_is_gone_when_it_is_no_longer_staged(machine, end):
     shell = machine.terminal()

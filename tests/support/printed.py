@@ -33,7 +33,7 @@ NO_MESSAGES = {
     "fwrite(copied, 1, static_cast<size_t>(at - copied), out)": "what stands around it there",
     "putchar(' ')": "the space between names of ls",
     "putchar('\\n')": "the end of a row of ls",
-    "puts(plain.get())": "get-config -l",
+    "puts(plain.data)": "get-config -l",
     "fwrite(text, 1, length, terminal->output)": "the line that is being typed",
     "write(fd, text.data(), text.size())": "an export file",
     "write(server_fd, from, size)": "a request",
