@@ -265,6 +265,14 @@ def test_a_database_of_another_writer(server, run):
     assert show(run, "/m", "--tree") == "/m\n  +--rw a  ?[2J\n"
 
 
+def test_a_long_name_makes_no_row_of_others_long(run, write):
+    name = "n" * 5000
+    write("m", f"leaf a {{ type string; }} leaf {name} {{ type string; }}")
+    good(run("m"))
+    rows = show(run, "/m").splitlines()[-2:]
+    assert rows == [f"{n:255}  leaf  rw      string  [string]" for n in ("a", name)]
+
+
 def test_a_name_of_a_module_that_is_a_path(server, run):
     server.database().hset("/", "m/n", module("urn:m"))
     server.database().hset("/m/n", "a", node(LEAF, True))
