@@ -57,7 +57,8 @@ int declare_value_prefix(const char *path, std::string_view value, path_scope sc
     if (!takes_prefixed_values(at.record.get()))
         return 0;
     const std::string_view prefix = text_slice(value, 0, value.find(':'));
-    if (!module_is_known(prefix))
+    // What is no name may be a part of a secret, of which a database is told nothing.
+    if (!is_xml_name(prefix) || !module_is_known(prefix))
         return 0;
     *declared = {prefix, module_namespace(prefix)};
     return declared->uri ? 0 : -1;

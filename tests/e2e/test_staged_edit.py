@@ -215,6 +215,16 @@ class TestPrefixes:
     def test_an_empty_prefix(self, machine):
         assert committed(machine, "set /acme/box/kind :big") == box("<kind>:big</kind>")
 
+    def test_a_prefix_that_is_no_name(self, machine):
+        """Whatever modules a database says that there are."""
+        kind = module("m", "urn:m", leaf("kind", "union"))
+        machine.load(Schema(kind, module("a><b/><c", "urn:a"), module("", "urn:b")))
+        values = {"a><b/><c:1": "a&gt;&lt;b/&gt;&lt;c:1", ":1": ":1"}
+        for value, written in values.items():
+            assert f'<kind xmlns="urn:m">{written}</kind>' in committed(
+                machine, f"set /m/kind {value}"
+            )
+
     def test_only_the_first_colon_counts(self, machine):
         assert committed(machine, "set /acme/box/any extra:a:b") == box(
             '<any xmlns:extra="urn:extra">extra:a:b</any>'
