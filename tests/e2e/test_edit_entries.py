@@ -35,6 +35,15 @@ def keys_of(*keys):
     return f'<box xmlns="urn:acme">{entries}</box>'
 
 
+def test_keys_that_are_full_of_signs(machine):
+    """Each is compared with that of the new entry a few times, not at each sign."""
+    others = (30_000 * "id=" + str(number) for number in range(100))
+    machine.tarnd.holds("<port>", keys_of(*others))
+    line = f'add-listentry id "{2_000_000 * "id="}x"'
+    result = machine.session("cd acme", "cd box", "cd port", line, "quit")
+    assert result.stdout.endswith(f'x"\n{PORT}quit\n'.encode())
+
+
 ENTRIES = [
     ("1", "1"),
     ('"a b"', "a b"),
