@@ -1,7 +1,9 @@
 """What every change must pass finds its files by itself."""
 
 import os
+import shutil
 import subprocess
+import sys
 
 import pytest
 from support.shell import ROOT
@@ -44,3 +46,21 @@ def test_files_of_a_language(tmp_path, language, expected):
     )
     assert result.stderr == b""
     assert result.stdout.decode().splitlines() == expected
+
+
+def test_the_tests_take_no_settings_from_above_the_tree(tmp_path):
+    """Others can put some there, where the tree is below /tmp."""
+    tests = tmp_path / "tree" / "tests"
+    tests.mkdir(parents=True)
+    shutil.copy(os.path.join(os.path.dirname(__file__), "pytest.ini"), tests)
+    (tmp_path / "pytest.ini").write_text("[pytest]\n")
+    (tmp_path / "conftest.py").write_text("raise SystemExit('run')\n")
+    (tests / "test_one.py").write_text("def test_one():\n    pass\n")
+    result = subprocess.run(
+        [sys.executable, "-B", "-m", "pytest", "-q", "-p", "no:cacheprovider", "test_one.py"],
+        cwd=tests,
+        check=False,
+        capture_output=True,
+        timeout=60,
+    )
+    assert result.returncode == 0, result
