@@ -170,8 +170,10 @@ def test_the_documents_show_the_same_way_to_a_router():
     assert ways[0] == ways[1]
 
 
-def test_the_way_to_a_router_of_one_s_own(machine):
-    """Each command as it is shown, with names of this machine in place of the reader's."""
+def test_the_way_to_a_router_of_one_s_own(machine, tmp_path):
+    """Each command as it is shown, with names of this machine in place of the reader's, where
+    another user has put what redis would take for its own database."""
+    (tmp_path / "dump.rdb").write_text("a database of another")
     with contextlib.ExitStack() as servers:
         directory = tempfile.mkdtemp(prefix="vandel-test.", dir="/tmp")
         servers.callback(shutil.rmtree, directory, ignore_errors=True)
@@ -180,13 +182,13 @@ def test_the_way_to_a_router_of_one_s_own(machine):
         command, environment = server.transport()
 
         def words_here(words):
-            line = " ".join(words).replace("/run/", f"{directory}/").replace("MODELS", MODELS)
+            line = " ".join(words).replace("/run", directory).replace("MODELS", MODELS)
             line = line.replace("MODULE…", "vandel-device vandel-ospf")
             return line.replace("ssh -s admin@router netconf", shlex.join(command)).split(" ")
 
         def start(words, socket):
             process = subprocess.Popen(
-                words, cwd=directory, env=environment, stdin=subprocess.DEVNULL,
+                words, cwd=tmp_path, env=environment, stdin=subprocess.DEVNULL,
                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
             )  # fmt: skip
             servers.callback(process.wait)
