@@ -12,6 +12,7 @@
 #include "device/schemac/report.h"
 #include "device/schemac/requests.h"
 #include "device/schemac/successor.h"
+#include "device/schemac/worker.h"
 #include "standard_descriptors.h"
 
 namespace
@@ -54,6 +55,7 @@ int main(int count, char **words)
         return 0;
     }
     signal(SIGPIPE, SIG_IGN); // a redis that goes away is an error, not the end
+    worker_limit_parent();
     if (options.wants_list || options.shown_path != nullptr)
         return show_database(&options);
     progress_start();

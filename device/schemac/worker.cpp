@@ -134,11 +134,16 @@ rlim_t address_space()
 }
 
 // What is in use already is not counted: a sanitizer maps a lot in advance.
+void limit_memory(rlim_t most)
+{
+    limit(RLIMIT_AS, address_space() + most);
+}
+
 void limit_resources()
 {
     most_stored = lower_limit(RLIMIT_AS, memory_bytes) / 2;
     limit(RLIMIT_CPU, processor_seconds);
-    limit(RLIMIT_AS, address_space() + memory_bytes);
+    limit_memory(memory_bytes);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
 }
 
@@ -282,6 +287,11 @@ void take_end(worker *ended)
 }
 
 } // namespace
+
+void worker_limit_parent()
+{
+    limit_memory(2 * memory_bytes);
+}
 
 worker worker_start(const work *wanted)
 {

@@ -54,6 +54,10 @@ struct worker {
     work_result result; // to be believed when it has ended
 };
 
+// Limits the memory of this process, and of a program that it becomes, to twice that of a child:
+// what redis says may have no end.
+void worker_limit_parent();
+
 // Starts a child. What it is to do need not outlive the call.
 worker worker_start(const work *wanted);
 

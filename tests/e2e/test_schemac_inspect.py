@@ -1,13 +1,15 @@
 """schemac --list and --show: what a database holds."""
 
+import contextlib
 import os
 import re
+import resource
 import socket
 import threading
 
 import pytest
 
-from support.schemac import CONTAINER, REPO, good, LEAF, module, node
+from support.schemac import CONTAINER, LEAF, REPO, SANITIZED, good, module, node
 
 pytest_plugins = ("support.schemac_fixtures",)
 
@@ -184,6 +186,27 @@ def test_databases_that_cannot_be_shown(server, run, tmp_path, words):
     assert "WRONGTYPE" in result.stderr
 
 
+def run_on_reply(run, path, sent, **options):
+    """Has a server list what it says to hold."""
+
+    def serve(listener):
+        with listener.accept()[0] as peer:
+            peer.recv(1000)
+            peer.sendall(b"+OK\r\n")
+            peer.recv(1000)
+            with contextlib.suppress(OSError):
+                peer.sendall(sent)
+
+    with socket.socket(socket.AF_UNIX) as listener:
+        listener.bind(path)
+        listener.listen()
+        server = threading.Thread(target=serve, args=(listener,))
+        server.start()
+        result = run("--list", "--redis", path, **options)
+        server.join()
+    return result
+
+
 @pytest.mark.parametrize(
     "sent, cause",
     [
@@ -196,23 +219,21 @@ def test_databases_that_cannot_be_shown(server, run, tmp_path, words):
 )
 def test_a_database_that_ends_in_between(run, tmp_path, sent, cause):
     path = str(tmp_path / "r")
-
-    def serve(listener):
-        with listener.accept()[0] as peer:
-            peer.recv(1000)
-            peer.sendall(b"+OK\r\n")
-            peer.recv(1000)
-            peer.sendall(sent)
-
-    with socket.socket(socket.AF_UNIX) as listener:
-        listener.bind(path)
-        listener.listen()
-        server = threading.Thread(target=serve, args=(listener,))
-        server.start()
-        result = run("--list", "--redis", path)
-        server.join()
+    result = run_on_reply(run, path, sent)
     assert (result.returncode, result.stdout) == (1, "")
     assert result.stderr == f"schemac: redis at {path}: {cause}\n"
+
+
+@pytest.mark.skipif(SANITIZED, reason="a sanitizer needs more address space than the limit")
+def test_a_database_for_which_there_is_no_memory(run, tmp_path):
+    path = str(tmp_path / "r")
+    reply = b"*1\r\n$200000000\r\n" + bytes(200000000)
+    limit = 100 << 20
+    result = run_on_reply(
+        run, path, reply, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
+    )
+    assert (result.returncode, result.stdout) == (1, "")
+    assert result.stderr == f"schemac: redis at {path}: out of memory\n"
 
 
 def test_what_is_not_shown_is_what_the_shell_does_not_show():

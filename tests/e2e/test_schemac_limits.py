@@ -7,6 +7,7 @@ import os
 import pty
 import re
 import resource
+import socket
 import subprocess
 import time
 
@@ -114,6 +115,30 @@ def test_the_compiler_has_limits_and_ends_with_the_program(server, write, tmp_pa
             process.kill()
     wait_until(lambda: not is_running(child))
     assert server.content() == {}
+
+
+@pytest.mark.parametrize("word", ["m", "--list"])
+def test_who_asks_a_database_has_a_limit(write, tmp_path, word):
+    """Its reply may have no end. What asks for a list has become another program."""
+    write("m", "leaf a { type string; }")
+    with socket.socket(socket.AF_UNIX) as listener:
+        listener.bind(str(tmp_path / "r"))
+        listener.listen()
+        with subprocess.Popen(
+            [SCHEMAC, "--redis", tmp_path / "r", word],
+            cwd=tmp_path,
+            stdin=subprocess.DEVNULL,
+            stderr=subprocess.DEVNULL,
+        ) as process:
+            with listener.accept()[0] as peer:
+                peer.recv(1000)
+                peer.sendall(b"+OK\r\n")
+                peer.recv(1000)
+                limit = resource.prlimit(process.pid, resource.RLIMIT_AS)
+            listener.close()
+    assert (
+        limit[0] != resource.RLIM_INFINITY and limit[1] == resource.getrlimit(resource.RLIMIT_AS)[1]
+    )
 
 
 def test_a_long_name_takes_no_time_to_tell(server, write, tmp_path):
