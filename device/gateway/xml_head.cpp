@@ -45,7 +45,7 @@ bool equal(const xmlChar *left, const char *right)
 malloc_ptr<char> find_message_id(const xmlChar **attributes, int count)
 {
     for (; count > 0; count--, attributes += 5) {
-        if (equal(attributes[0], "message-id") && attributes[2] == nullptr)
+        if (equal(attributes[0], "message-id") && attributes[1] == nullptr)
             return malloc_ptr<char>(strndup(reinterpret_cast<const char *>(attributes[3]),
                                             static_cast<size_t>(attributes[4] - attributes[3])));
     }

@@ -268,6 +268,7 @@ TEST(gateway_head, one_that_begins_as_another_is_what_the_parser_says_it_is)
         "<n:rpc-reply message-id='17' xmlns:n='" + uri + "'><n:rpc-error></n:rpc-reply>",
         "<rpc xmlns =\"" + uri + "\" message-id =\"17\"><edit-config><target/>",
         "<notification xmlns=\"urn:ietf:params:xml:ns:netconf:notification:1.0\"><a/>",
+        "<rpc-reply xmlns='" + uri + "' x:message-id='3' message-id='17'><ok/></rpc-reply>",
         "<a b=' message-id=\"17\" ' message-id='17' xmlns='" + uri + "'/>"};
     for (const std::string &known : texts) {
         for (size_t at = 0; at < known.size(); at++) {
