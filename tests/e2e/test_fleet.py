@@ -8,6 +8,7 @@ import socket
 import subprocess
 import sys
 import tempfile
+import time
 from xml.etree import ElementTree
 
 import pytest
@@ -373,6 +374,40 @@ def test_a_device_that_keeps_ssh_waiting(fleet, module, option):
     done = fleet.play(f"vandel_{module}", timeout=1, **told)
     assert done.results["r1"]["msg"] == "no shell within 10 seconds"
     assert done.recap == {"r1": {"unreachable"}}
+
+
+def test_a_module_that_is_killed_while_ssh_waits(fleet):
+    """Nothing waits on, and what ssh was told is nowhere."""
+    parent = "$(ps -o ppid= -p {})"
+    module = parent.format(parent.format("$PPID"))  # of ssh, which vandel-connect has started
+    way = f"sh -c 'kill -KILL {module}; cat >/dev/null'"
+    try:
+        done = fleet.play(
+            "vandel_command", names=("r1",), connect=[f"-oProxyCommand={way}"], commands=["cd /"]
+        )
+        assert done.recap == {"r1": {"failed"}}
+        deadline = time.monotonic() + WAIT
+        while os.listdir(fleet.path("run", "vandel")) != ["lock"]:
+            assert time.monotonic() < deadline
+            time.sleep(0.01)
+    finally:
+        fleet.run_program("vandel-connect", "--stop", f"root@{fleet.addresses['r1']}")
+
+
+def test_a_module_that_is_killed_while_it_reads(fleet):
+    """Ansible removes what was read."""
+    os.makedirs(fleet.path("killing"))
+    program = fleet.path("killing", "vandel-do")
+    told = fleet.path("told")
+    sshd.write(
+        program, f'#!/bin/sh\nread -r _ _ path\necho "$path" | tee {told} >"$path"\nkill -9 $PPID\n'
+    )
+    os.chmod(program, 0o700)
+    path = f"{fleet.path('killing')}:{fleet.environment['PATH']}"
+    done = fleet.play("vandel_config", names=("r1",), before=["env", f"PATH={path}"], lines=LINES)
+    assert done.recap == {"r1": {"failed"}}
+    with open(told, encoding="utf-8") as file:
+        assert not os.path.exists(os.path.dirname(file.read().rstrip()))
 
 
 def test_a_line_that_the_shell_refuses(fleet):

@@ -36,7 +36,6 @@ class Device:
         self.program = module.get_bin_path("vandel-do", required=True)
         self.connection = None
         self.environment = {}
-        self.directory = tempfile.TemporaryDirectory(prefix="vandel-ansible.")
 
     def __enter__(self):
         if self.module.params["host"]:
@@ -46,15 +45,17 @@ class Device:
     def __exit__(self, *_):
         if self.connection:
             self.connection.communicate()
-        self.directory.cleanup()
 
     def path(self, name):
-        return os.path.join(self.directory.name, name)
+        """In a directory that Ansible removes, also when the module is killed."""
+        return os.path.join(self.module.tmpdir, name)
 
     def _connect(self):
-        words = [self.module.get_bin_path("vandel-connect", required=True), "-oBatchMode=yes"]
+        program = self.module.get_bin_path("vandel-connect", required=True)
+        # At the login of ssh it would not notice that the module has been killed.
+        words = ["setpriv", "--pdeathsig", "TERM", program, "-oBatchMode=yes"]
         words += [*self.module.params["connect"], "--run", "--", self.module.params["host"]]
-        with open(self.path("said"), "w+", encoding="utf-8", errors="replace") as said:
+        with tempfile.TemporaryFile("w+", encoding="utf-8", errors="replace") as said:
             self.connection = subprocess.Popen(
                 [*words, "sh", "-c", HOLD],
                 stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=said, text=True,
