@@ -5,6 +5,7 @@
 #include <stdlib.h>
 
 #include "device/schemac/progress.h"
+#include "device/schemac/report.h"
 #include "device/schemac/sort_out.h"
 
 namespace
@@ -30,8 +31,9 @@ std::string cause_text(const broken_cause *cause)
 {
     std::string needed;
     for (const std::string &module : cause->modules) {
-        if (!cause->error.starts_with("schemac: " + module + ": "))
-            needed.append(needed.empty() ? " (needed by " : ", ").append(module);
+        const std::string name = report_part(module);
+        if (!cause->error.starts_with("schemac: " + name + ": "))
+            needed.append(needed.empty() ? " (needed by " : ", ").append(name);
     }
     return cause->error + (needed.empty() ? "" : needed + ")");
 }

@@ -10,17 +10,17 @@ namespace
 // An error may quote a whole statement of a broken module.
 constexpr size_t longest_part = 1000;
 
-std::string shown(const std::string &text)
+} // namespace
+
+std::string report_part(const std::string &text)
 {
     return cut_text(printable_text(text), longest_part);
 }
 
-} // namespace
-
 std::string report_text(const error_report &report)
 {
     const std::string line = report.line > 0 ? "line " + std::to_string(report.line) + ": " : "";
-    return "schemac: " + shown(report.module) + ": " + line + shown(report.cause);
+    return "schemac: " + report_part(report.module) + ": " + line + report_part(report.cause);
 }
 
 void report_error(const error_report &report)

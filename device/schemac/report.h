@@ -9,6 +9,9 @@ struct error_report {
     std::string cause;
 };
 
+// A name or a cause as a message has it.
+std::string report_part(const std::string &text);
+
 // "schemac: MODULE: line LINE: CAUSE", without the line when it is 0. Control
 // characters are shown as '?': the texts come from files that anybody may have
 // written.

@@ -35,6 +35,22 @@ def test_what_compiles_is_stored_and_the_rest_is_named(server, run, models):
     assert lines[1] == f"schemac: bad: line 4: {NO_TYPE} (/bad:c)"
 
 
+def test_a_name_that_steers_no_terminal(server, run, write):
+    """It is that of the text, and longer than what is shown of one."""
+    write("good", "leaf a { type string; }", directory="models")
+    long = "e" * 1001
+    for number, name in enumerate(["a\x1b[2J", "b\nc", long]):
+        write(f'"{name}"', "leaf", file=f"models/{number}.yang")
+    result = run("--keep-going", "models")
+    assert (result.returncode, server.content()["/"].keys()) == (2, {"good"})
+    assert [line[: line.index(": line ")] for line in result.stderr.splitlines()] == [
+        "schemac: a?[2J",
+        "schemac: b?c",
+        f"schemac: {long[:1000]}…",
+    ]
+    assert "needed by" not in result.stderr
+
+
 def test_a_missing_module_and_a_missing_import(server, run, models, write):
     write("user", "\n import gone { prefix g; }")
     result = run("--keep-going", "gone", "good", "user")
