@@ -8,6 +8,7 @@ import re
 import resource
 import select
 import shutil
+import signal
 import socket
 import stat
 import subprocess
@@ -31,8 +32,9 @@ from support.netconf_device import (
 )
 from support.netconf_peer import BASE_1_0, BASE_1_1, BASE_NS, MARK, chunked, hello
 from support.netconfd import Netconfd
+from support.processes import is_running
 from support.schemac import BUILD, MODELS, REPO, RUN_MODULES, SCHEMAC, compile_run_models, good
-from support.servers import HOLDING_MANY_FILES
+from support.servers import HOLDING_MANY_FILES, wait_until
 
 sys.path.insert(0, os.path.join(REPO, "tools"))
 from schemac_from import cache as kept  # noqa: E402  pylint: disable=wrong-import-position
@@ -866,6 +868,22 @@ def test_who_is_killed_leaves_only_what_is_removed_later(device, ask, tmp_path, 
     monkeypatch.setattr(os, "rename", lambda source, _: names.append(os.path.basename(source)))
     kept.write_whole(tmp_path / "m@2024-01-01.yang", b"x")
     assert [name[0] for name in names] == ["."]
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGKILL])
+def test_who_is_ended_leaves_no_command(tmp_path, number):
+    """Also one that goes on when its input ends, as ssh does while a server says nothing."""
+    talks = 'echo $$ > "$0"; exec sleep 1000'
+    words = [SCHEMAC, "--from", "--cache", tmp_path / "cache", "--", "sh", "-c", talks, "pid"]
+    with subprocess.Popen(words, cwd=tmp_path) as asking:
+        path = tmp_path / "pid"
+        pid = int(wait_until(lambda: path.exists() and path.read_text(), "the command"))
+        asking.send_signal(number)
+    try:
+        wait_until(lambda: not is_running(pid), "the end of the command")
+    finally:
+        if is_running(pid):
+            os.kill(pid, signal.SIGKILL)
 
 
 def test_a_cache_that_cannot_be_written(device, ask, tmp_path):

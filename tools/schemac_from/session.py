@@ -1,9 +1,11 @@
 """A NETCONF session on the standard input and output of a command."""
 
 import contextlib
+import ctypes
 import os
 import re
 import select
+import signal
 import subprocess
 import time
 from xml.etree.ElementTree import TreeBuilder
@@ -20,6 +22,8 @@ LARGEST = 64 << 20  # bytes of a message, as of a file that schemac reads
 LONGEST = 255  # characters of a namespace
 READ_SIZE = 1 << 16
 PARTING = 5  # seconds that a command has to end by itself
+PR_SET_PDEATHSIG = 1
+LIBC = ctypes.CDLL(None)
 
 
 class Failed(Exception):
@@ -75,6 +79,15 @@ def error_of(reply):
     return next((text.strip() for text in texts if text and text.strip()), "rpc-error")
 
 
+def end_with(parent, prepare):
+    """Ends this process with its parent: the end of its input alone ends no ssh whose server
+    says nothing. Then calls `prepare`."""
+    LIBC.prctl(PR_SET_PDEATHSIG, ctypes.c_ulong(signal.SIGTERM), 0, 0, 0)
+    if os.getppid() != parent:
+        os.kill(os.getpid(), signal.SIGTERM)
+    prepare()
+
+
 def is_ready(file, event, seconds):
     """Whether it is before so long. select() takes no numbers from 1024 on."""
     poll = select.poll()
@@ -83,7 +96,7 @@ def is_ready(file, event, seconds):
 
 
 class Session:
-    def __init__(self, command, patience, prepare=None):
+    def __init__(self, command, patience, prepare=int):
         """Runs the command, in whose process `prepare` is called first, and reads its server's
         hello; each message may take `patience` seconds. Raises Failed."""
         self.patience = patience
@@ -93,10 +106,11 @@ class Session:
         self.asked = 0  # requests so far
         self.nudges = []  # that are left since the last one
         self.ahead = 0  # bytes of the next one that have been sent
+        here = os.getpid()
         try:
             self.process = subprocess.Popen(  # pylint: disable=consider-using-with
                 command, stdin=subprocess.PIPE, stdout=subprocess.PIPE, bufsize=0,
-                preexec_fn=prepare,
+                preexec_fn=lambda: end_with(here, prepare),
             )  # fmt: skip
         except OSError as error:
             raise Failed(f"{command[0]}: {error.strerror}") from None
