@@ -4,12 +4,14 @@
 #include <stdio.h>
 #include <stdlib.h>
 
+#include "device/schemac/report.h"
+
 namespace
 {
 
 int complain(const char *what, const char *word)
 {
-    fprintf(stderr, "schemac: %s%s\nTry 'schemac --help'.\n", what, word);
+    fprintf(stderr, "schemac: %s%s\nTry 'schemac --help'.\n", what, report_part(word).c_str());
     return -1;
 }
 

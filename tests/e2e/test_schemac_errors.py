@@ -210,6 +210,12 @@ def test_control_characters_of_a_module_do_not_reach_the_terminal(server, run, t
     assert "\x1b" not in result.stderr
 
 
+def test_the_name_of_a_file_that_is_taken_for_an_option_steers_no_terminal(run):
+    """As the shell of the system hands it on for *.yang."""
+    result = run("--\x1b[2J.yang")
+    assert result.stderr == "schemac: unknown option --?[2J.yang\nTry 'schemac --help'.\n"
+
+
 def test_unknown_module(server, run):
     result = run("--search", MODELS, "nosuch")
     assert (result.returncode, result.stdout) == (1, "")
