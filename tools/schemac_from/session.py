@@ -81,11 +81,12 @@ def error_of(reply):
 
 def end_with(parent, prepare):
     """Ends this process with its parent: the end of its input alone ends no ssh whose server
-    says nothing. Then calls `prepare`."""
+    says nothing. Then calls `prepare`, if there is one."""
     LIBC.prctl(PR_SET_PDEATHSIG, ctypes.c_ulong(signal.SIGTERM), 0, 0, 0)
     if os.getppid() != parent:
         os.kill(os.getpid(), signal.SIGTERM)
-    prepare()
+    if prepare:
+        prepare()
 
 
 def is_ready(file, event, seconds):
@@ -96,9 +97,9 @@ def is_ready(file, event, seconds):
 
 
 class Session:
-    def __init__(self, command, patience, prepare=int):
-        """Runs the command, in whose process `prepare` is called first, and reads its server's
-        hello; each message may take `patience` seconds. Raises Failed."""
+    def __init__(self, command, patience, prepare=None):
+        """Runs the command, in whose process `prepare`, if there is one, is called first, and reads
+        its server's hello; each message may take `patience` seconds. Raises Failed."""
         self.patience = patience
         self.deadline = 0
         self.buffer = bytearray()
