@@ -1,5 +1,6 @@
 #include "device/gateway/content_marks.h"
 
+#include <bit>
 #include <stdlib.h>
 #include <sys/random.h>
 
@@ -26,9 +27,12 @@ mark_key draw_key()
 
 const mark_key key = draw_key();
 
+// The upper half of a product becomes the lower one. Else no bit would depend on one above
+// it, and a text of two letters in the order of Thue and Morse, of 4,096 characters, would
+// have the mark of the one with the letters exchanged, under any key.
 uint64_t mark_byte(uint64_t mark, char byte)
 {
-    return (mark ^ static_cast<unsigned char>(byte)) * key.factor;
+    return std::rotl((mark ^ static_cast<unsigned char>(byte)) * key.factor, 32);
 }
 
 // Spreads each bit over all, so that sums of marks say as much as marks.
