@@ -139,11 +139,13 @@ heap_text insert_choices(heap_text path)
 }
 
 // Where the command keeps what it has found for this path, or another; null for nowhere.
+// Which paths have one place is the same in each run, and so is what a command costs.
 found_path *found_slot(std::string_view path)
 {
     if (session.reads == nullptr)
         return nullptr;
-    return &session.reads->found[hash_bucket(hash_text(hash_start, path), found_path_slots)];
+    const uint32_t hash = hash_text(hash_start, path, hash_known_factor);
+    return &session.reads->found[hash_bucket(hash, found_path_slots)];
 }
 
 } // namespace

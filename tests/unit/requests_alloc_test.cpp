@@ -88,7 +88,9 @@ TEST_F(requests_alloc_test, nothing_is_held_while_a_reply_is_awaited)
     stand_at("/m/c/l");
     serve({data_reply("<c/>")});
     watch_line("ls");
-    EXPECT_LT(waiting_bytes, 4096); // what stands there; the request alone takes as much
+    // What stands there, a few bytes more or less by the order in which replies were given
+    // back; the request takes as much again.
+    EXPECT_LT(waiting_bytes, 4096 + little);
     serve({data_reply("<c/>")});
     watch([] { session_create(); });
     EXPECT_LT(waiting_bytes, little);
