@@ -131,20 +131,18 @@ bool may_ask()
 }
 
 // Whether no field stands twice. Where there is no memory to look, none does: going
-// through more needs memory, too. Names that are chosen to meet in the table are refused
-// with those, since finding each by the others takes the square of their number.
+// through more needs memory, too.
 bool has_each_field_once(const redisReply *whole)
 {
     if (whole->elements < 4)
         return true;
     const size_t slots = std::bit_ceil(whole->elements);
-    size_t patience = slots * 64;
     const malloc_ptr<uint32_t> taken(static_cast<uint32_t *>(calloc(slots, sizeof(uint32_t))));
     for (size_t i = 1; taken && i < whole->elements; i += 2) {
         const std::string_view name = reply_string(whole->element[i - 1]);
         uint32_t *slot = taken.get() + hash_bucket(hash_text(hash_start, name), slots);
         for (; *slot != 0; slot = slot + 1 < taken.get() + slots ? slot + 1 : taken.get()) {
-            if (reply_string(whole->element[*slot - 1]) == name || patience-- == 0)
+            if (reply_string(whole->element[*slot - 1]) == name)
                 return false;
         }
         *slot = static_cast<uint32_t>(i);

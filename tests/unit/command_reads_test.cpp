@@ -1,9 +1,6 @@
 // What a command has read from the database is not read again.
 #include "schema/command_reads.h"
 
-#include <bit>
-
-#include "base/hash.h"
 #include "tests/support/shell_world.h"
 
 namespace
@@ -159,27 +156,6 @@ TEST_F(command_reads_test, a_hash_with_a_field_twice_is_not_there)
         fake_redis_put("many", std::to_string(i), "value");
     EXPECT_EQ(elements("many"), 198U);
     fake_redis_answer("many", fake_reply_repeated);
-    EXPECT_EQ(elements("many"), 0U);
-    EXPECT_EQ(fake_redis_open_replies(), 0);
-}
-
-// Puts so many fields whose names have the same place in a table of their size.
-void put_fields_that_meet(const char *hash, size_t count)
-{
-    for (size_t put = 0, number = 0; put < count; number++) {
-        const std::string name = std::to_string(number);
-        if (hash_bucket(hash_text(hash_start, name), std::bit_ceil(2 * count)) != 0)
-            continue;
-        fake_redis_put(hash, name, "value");
-        put++;
-    }
-}
-
-TEST_F(command_reads_test, a_hash_whose_fields_were_chosen_to_meet_is_not_there)
-{
-    put_fields_that_meet("few", 64);
-    put_fields_that_meet("many", 1024);
-    EXPECT_EQ(elements("few"), 128U);
     EXPECT_EQ(elements("many"), 0U);
     EXPECT_EQ(fake_redis_open_replies(), 0);
 }
