@@ -190,12 +190,11 @@ def run_on_reply(run, path, sent, **options):
     """Has a server list what it says to hold."""
 
     def serve(listener):
-        with listener.accept()[0] as peer:
+        with contextlib.suppress(OSError), listener.accept()[0] as peer:
             peer.recv(1000)
             peer.sendall(b"+OK\r\n")
             peer.recv(1000)
-            with contextlib.suppress(OSError):
-                peer.sendall(sent)
+            peer.sendall(sent)
 
     with socket.socket(socket.AF_UNIX) as listener:
         listener.bind(path)
@@ -203,6 +202,7 @@ def run_on_reply(run, path, sent, **options):
         server = threading.Thread(target=serve, args=(listener,))
         server.start()
         result = run("--list", "--redis", path, **options)
+        listener.shutdown(socket.SHUT_RDWR)  # nobody waits for who has not come
         server.join()
     return result
 
