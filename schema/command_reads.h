@@ -41,7 +41,7 @@ using reply_ptr = std::unique_ptr<redisReply, reply_deleter>;
 struct kept_reply;
 
 constexpr size_t kept_reply_buckets = 256;
-constexpr size_t found_path_slots = 16;
+constexpr size_t found_path_slots = 32;
 constexpr auto deepest_hash = 1000; // levels; no model is nearly as deep
 
 // A path without the values of its keys, and its schema path (schema/schema_path.h).
@@ -53,7 +53,7 @@ struct found_path {
 // Opened where a command begins. One that joins another is not even cleared.
 struct command_reads {
     kept_reply *bucket[kept_reply_buckets];
-    found_path found[found_path_slots]; // each by the hash of its path, the last one found
+    found_path found[found_path_slots]; // in pairs, by the hash of their paths; the last ones found
     char *lists_all;  // schema path of a node whose children are all listed, or null
     size_t kept_size; // bytes of names, values and what holds them
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <string.h>
+#include <utility>
 
 #include "base/hash.h"
 #include "base/log.h"
@@ -138,14 +139,23 @@ heap_text insert_choices(heap_text path)
     return path;
 }
 
-// Where the command keeps what it has found for this path, or another; null for nowhere.
-// Which paths have one place is the same in each run, and so is what a command costs.
-found_path *found_slot(std::string_view path)
+bool is_found(const found_path &found, const char *path)
+{
+    return found.path != nullptr && strcmp(found.path, path) == 0;
+}
+
+// Where the command keeps what it has found for this path, or for one that gives way to it;
+// null for nowhere. There are two places for paths that meet: a line goes by several in turns.
+// Which of them meet is the same in each run, and so is what a command costs.
+found_path *found_slot(const char *path)
 {
     if (session.reads == nullptr)
         return nullptr;
     const uint32_t hash = hash_text(hash_start, path, hash_known_factor);
-    return &session.reads->found[hash_bucket(hash, found_path_slots)];
+    found_path *pair = &session.reads->found[2 * hash_bucket(hash, found_path_slots / 2)];
+    if (!is_found(pair[0], path) && !is_found(pair[1], path))
+        std::swap(pair[0], pair[1]);
+    return is_found(pair[1], path) ? &pair[1] : &pair[0];
 }
 
 } // namespace
@@ -160,7 +170,7 @@ heap_text schema_path_of(const char *path, path_scope scope)
         return nullptr;
     empty_predicates(sought.get());
     found_path *found = found_slot(sought.get());
-    if (found != nullptr && found->path != nullptr && strcmp(found->path, sought.get()) == 0)
+    if (found != nullptr && is_found(*found, sought.get()))
         return text_copy(found->schema_path);
     heap_text schema_path = in_rpc ? with_input_level(path) : text_copy(sought.get());
     if (schema_path && in_rpc)
