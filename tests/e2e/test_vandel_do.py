@@ -125,6 +125,22 @@ def test_a_command_that_the_shell_refuses(device):
     check(result, 2, NOT_FOUND, "vandel-do: line 2: bogus: the shell has refused it\n")
 
 
+@pytest.mark.parametrize("length", [65_000, 66_000, 200_000])
+@pytest.mark.parametrize(
+    "command, message",
+    [
+        ("cd {}", "error parameter: {}\r\n"),
+        ("get-config -l /{}", "/{} not exist in local configuration buffer \r\n"),
+        ("{}", "error parameter: {0}\r\n{0}: no such command, type 'help' for more information.\n"),
+    ],
+)
+def test_a_refusal_of_any_length(device, length, command, message):
+    """The lines after it may be meant for another place."""
+    name = "x" * length
+    result = vandel_do.run(device, given=script(command.format(name), "pwd"))
+    assert (result.stdout.decode(), result.status) == (message.format(name), 2)
+
+
 def test_going_on_after_failures(device):
     device.tarnd.on_request = refuse_edits
     lines = script("bogus", "set /acme/box/name x", "commit", "pwd")

@@ -58,7 +58,8 @@ def test_the_ends_of_a_long_text_are_kept():
     assert b"".join(passed) == b"first\n" + PIECE * 1000 + b"last\n"
     lines = text.ends().split(b"\n")
     assert (lines[0], lines[-2:]) == (b"first", [b"last", b""])
-    assert {len(line) for line in lines[1:-2]} == {999}
+    # The last line of the start and the first one of the end have become one.
+    assert [len(line) for line in lines[1:-2] if len(line) != 999] == [530 + 530]
     assert len(text.ends()) <= 2 * LIMIT
 
 

@@ -87,7 +87,8 @@ class Text:
             self.pass_on(bytes(self.head))
 
     def ends(self):
-        """All of a short text; of a long one the whole lines at its start and its end."""
-        if self.size <= LIMIT:
-            return bytes(self.head)
-        return bytes(self.head).rpartition(b"\n")[0] + b"\n" + self.tail.partition(b"\n")[2]
+        """All of a short text; of a long one its start and its end.
+
+        They are joined: a line that is longer than both still begins and ends as it does.
+        """
+        return bytes(self.head) + (self.tail if self.size > LIMIT else b"")
