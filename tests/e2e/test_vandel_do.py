@@ -141,6 +141,13 @@ def test_a_refusal_of_any_length(device, length, command, message):
     assert (result.stdout.decode(), result.status) == (message.format(name), 2)
 
 
+@pytest.mark.parametrize("path", ["<x", "<x>", "<x/><x>"])
+def test_a_refusal_that_begins_as_xml_does(device, path):
+    message = f"{path} not exist in local configuration buffer \r\n"
+    error = "vandel-do: get-config -l ...: the shell has refused it\n"
+    check(vandel_do.run(device, f"get-config -l {path}"), 2, message, error)
+
+
 def test_going_on_after_failures(device):
     device.tarnd.on_request = refuse_edits
     lines = script("bogus", "set /acme/box/name x", "commit", "pwd")

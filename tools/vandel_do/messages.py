@@ -33,8 +33,8 @@ class Messages:
 
     def judge(self, output):
         """The class of what a command has printed that is no reply of the device."""
-        if output.startswith(b"<"):
-            return "done"  # what is staged, as XML
+        if output.startswith(b"<") and output.rstrip().endswith(b">"):
+            return "done"  # what is staged, as XML, where a value may be any of the texts
         lines = [line.strip() for line in output.split(b"\n")]
         for kind in ("lost", "refused"):
             if any(getattr(self, kind).fullmatch(line) for line in lines):
