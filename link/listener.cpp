@@ -11,9 +11,9 @@
 #include "base/signals.h"
 #include "link/exchange.h"
 #include "link/exchange_lock.h"
+#include "link/xml_library.h"
 #include "link/xml_print.h"
 #include "link/xml_root.h"
-#include "link/xpath.h"
 
 namespace
 {
@@ -58,7 +58,7 @@ void wait_for_libxml2()
 {
     for (;;) {
         pthread_mutex_lock(&message_lock);
-        const int result = xml_thread_init();
+        const int result = xml_ready();
         pthread_mutex_unlock(&message_lock);
         if (result == 0)
             return;

@@ -4,7 +4,6 @@
 // which is the case that libxml2 handles best.
 #include "link/xml_memory.h"
 
-#include <libxml/xmlmemory.h>
 #include <malloc.h>
 #include <pthread.h>
 #include <stddef.h>
@@ -13,6 +12,7 @@
 #include <string.h>
 
 #include "bounded.h"
+#include "link/xml_library.h"
 
 namespace
 {
@@ -82,14 +82,6 @@ void *allocate(size_t size)
     return block != nullptr ? block : lend(size);
 }
 
-void release(void *block)
-{
-    if (is_lent(block))
-        take_back();
-    else
-        free(block);
-}
-
 void *reallocate(void *block, size_t size)
 {
     if (block == nullptr)
@@ -101,7 +93,7 @@ void *reallocate(void *block, size_t size)
     void *moved = lend(size);
     if (moved != nullptr) {
         memcpy_s(moved, size, block, used < size ? used : size);
-        release(block);
+        xml_memory_release(block);
     }
     return moved;
 }
@@ -117,9 +109,17 @@ char *duplicate(const char *text)
 
 } // namespace
 
+void xml_memory_release(void *block)
+{
+    if (is_lent(block))
+        take_back();
+    else
+        free(block);
+}
+
 void xml_memory_init()
 {
-    xmlMemSetup(release, allocate, reallocate, duplicate);
+    libxml2.mem_setup(xml_memory_release, allocate, reallocate, duplicate);
 }
 
 void xml_memory_watch()

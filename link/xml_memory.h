@@ -6,9 +6,11 @@
 // needs, and the caller, who is told, discards its result.
 #pragma once
 
-// Makes libxml2 allocate here; called before anything else of it is used, and
-// harmless when repeated.
+// Makes libxml2 allocate here; called before anything else of it is used.
 void xml_memory_init();
+
+// Gives a block of it back; null is none.
+void xml_memory_release(void *block);
 
 // Watches the calling thread's allocations for libxml2 from here on.
 void xml_memory_watch();

@@ -6,6 +6,7 @@
 
 #include "base/log.h"
 #include "format/namespaces.h"
+#include "link/xml_library.h"
 #include "link/xml_memory.h"
 #include "link/xml_plain.h"
 #include "link/xpath.h"
@@ -16,7 +17,7 @@ namespace
 
 constexpr int text_limit = XML_MAX_TEXT_LENGTH;
 
-using xml_parser = std::unique_ptr<xmlParserCtxt, xml_deleter<xmlFreeParserCtxt>>;
+using xml_parser = std::unique_ptr<xmlParserCtxt, xml_deleter<&xml_functions::free_parser_ctxt>>;
 
 // What one pass over a message looks for, and what it meets.
 struct root_search {
@@ -36,7 +37,7 @@ root_search *search_of(void *parser)
 void leave_to_document(void *parser)
 {
     search_of(parser)->needs_document = true;
-    xmlStopParser(static_cast<xmlParserCtxt *>(parser));
+    libxml2.stop_parser(static_cast<xmlParserCtxt *>(parser));
 }
 
 // Without nodes, an entity would be parsed again at each of its references.
@@ -50,8 +51,8 @@ void begin_element(void *parser, const xmlChar *name, const xmlChar *, const xml
 {
     root_search *search = search_of(parser);
     if (!search->has_begun)
-        search->matches = xmlStrEqual(name, search->name) != 0 &&
-                          xmlStrEqual(name_space, search->name_space) != 0;
+        search->matches = libxml2.str_equal(name, search->name) != 0 &&
+                          libxml2.str_equal(name_space, search->name_space) != 0;
     search->has_begun = true;
     search->text_length = 0;
 }
@@ -91,11 +92,11 @@ void keep_no_content(xmlSAXHandler *handlers)
 xml_root_result root_of_document(const char *text, size_t length, const root_search &search)
 {
     const xml_doc document = xml_parse(text, length);
-    const xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
+    const xmlNode *root = document ? libxml2.doc_get_root_element(document.get()) : nullptr;
     if (root == nullptr)
         return xml_root_unreadable;
-    const bool matches = root->ns != nullptr && xmlStrEqual(root->name, search.name) != 0 &&
-                         xmlStrEqual(root->ns->href, search.name_space) != 0;
+    const bool matches = root->ns != nullptr && libxml2.str_equal(root->name, search.name) != 0 &&
+                         libxml2.str_equal(root->ns->href, search.name_space) != 0;
     return matches ? xml_root_matches : xml_root_differs;
 }
 
@@ -109,12 +110,11 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
     const xml_look look = xml_look_at(text, length, name);
     if (look == xml_look_plain) // nearly every reply, in a fraction of the time
         return xml_root_differs;
-    if (look == xml_look_refused)
+    if (look == xml_look_refused || xml_ready() != 0)
         return xml_root_unreadable;
-    xml_ready();
     xml_memory_watch();
     scrub_registers();
-    xml_parser parser(xmlNewParserCtxt());
+    xml_parser parser(libxml2.new_parser_ctxt());
     if (!parser)
         return xml_root_unreadable;
     root_search search = {reinterpret_cast<const xmlChar *>(name),
@@ -125,8 +125,8 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
                           0};
     parser->_private = &search;
     keep_no_content(parser->sax);
-    const xml_doc empty(xmlCtxtReadMemory(parser.get(), text, static_cast<int>(length), nullptr,
-                                          "utf-8", XML_PARSE_NOBLANKS));
+    const xml_doc empty(libxml2.ctxt_read_memory(parser.get(), text, static_cast<int>(length),
+                                                 nullptr, "utf-8", XML_PARSE_NOBLANKS));
     parser.reset(); // it holds copies of the text
     if (search.needs_document)
         return root_of_document(text, length, search);

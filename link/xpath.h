@@ -1,11 +1,11 @@
 // XPath over replies, with the prefixes of their namespaces.
 #pragma once
 
-#include <libxml/tree.h>
-#include <libxml/xpath.h>
 #include <memory>
 
 #include "arena.h"
+#include "link/xml_library.h"
+#include "link/xml_memory.h"
 #include "scrub.h"
 
 struct ns_entry {
@@ -28,34 +28,23 @@ struct xml_deleter {
     void operator()(Object *object) const noexcept
     {
         scrub_registers();
-        give_back(object);
+        (libxml2.*give_back)(object);
     }
 };
-using xml_doc = std::unique_ptr<xmlDoc, xml_deleter<xmlFreeDoc>>;
-using xpath_result = std::unique_ptr<xmlXPathObject, xml_deleter<xmlXPathFreeObject>>;
+using xml_doc = std::unique_ptr<xmlDoc, xml_deleter<&xml_functions::free_doc>>;
+using xpath_result =
+    std::unique_ptr<xmlXPathObject, xml_deleter<&xml_functions::xpath_free_object>>;
 
 struct xml_content_deleter {
     void operator()(xmlChar *text) const noexcept
     {
-        xmlFree(text);
+        xml_memory_release(text);
     }
 };
 using xml_content = std::unique_ptr<xmlChar, xml_content_deleter>;
 
-// Prepares the use of libxml2, by the first thread, before the second one starts. What
-// libxml2 sets up for itself is left to the first document: most commands parse none.
-void xml_init();
-
-// Sets libxml2 up, and keeps it from printing its own errors in the calling thread;
-// called before each use, and done once.
-void xml_ready();
-
-// The same in a thread that is not the first; -1 when there is no memory for what
-// libxml2 keeps for it.
-int xml_thread_init();
-
 // Parses a whole message, blank text nodes removed; null when it is not
-// well-formed or memory runs out.
+// well-formed, memory runs out, or there is no libxml2.
 xml_doc xml_parse(const char *text, size_t length);
 
 // Adds a prefix in front; 0, or -1 when memory runs out. A prefix that the list

@@ -20,7 +20,6 @@
 #include "link/exchange_lock.h"
 #include "link/listener.h"
 #include "link/server_session.h"
-#include "link/xpath.h"
 #include "profile/profile.h"
 #include "redisapi.h"
 #include "schema/command_reads.h"
@@ -176,7 +175,6 @@ int vandel_init()
     log_open();
     if (conf_dbg_enable(7, 0) != 0)
         return -1;
-    xml_init();
     if (prepare_session() == 0 && connect_session() == 0)
         return 0;
     free_session_text(&session.pwd);

@@ -13,7 +13,7 @@ from support.shell import BUILD
 # Where an emulator runs the programs, BUILD holds scripts and stands in the build.
 CACHE = "CMakeCache.txt"
 BUILT = BUILD if os.path.exists(os.path.join(BUILD, CACHE)) else os.path.dirname(BUILD)
-SHELL = ["libc", "libconf", "libredisapi", "libxml2"]
+SHELL = ["libc", "libconf", "libredisapi"]
 
 
 def configured(name):

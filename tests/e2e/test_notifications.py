@@ -38,6 +38,23 @@ def test_a_notification_appears_by_itself(idle):
     assert result.stdout == b"/$ pwd\n/\r\n/$ \n" + PRINTED + b"/$ quit\n"
 
 
+def has_loaded(shell, library):
+    with open(f"/proc/{shell.process.pid}/maps", encoding="utf-8") as maps:
+        return library in maps.read()
+
+
+def test_the_parser_is_loaded_when_a_message_needs_it(idle):
+    """It takes as long to load as all else that a shell does until its prompt."""
+    shell, session = idle
+    shell.send("get /acme/box\n")
+    shell.expect(printed_no_data().encode())
+    assert has_loaded(shell, "libhiredis") and not has_loaded(shell, "libxml2")
+    session.send(EVENT)
+    shell.expect(PRINTED, timeout=SOON)
+    assert has_loaded(shell, "libxml2")
+    assert finish(shell).status == 0
+
+
 def test_several_notifications_come_in_order(idle):
     shell, session = idle
     for number in range(20):

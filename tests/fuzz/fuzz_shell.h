@@ -150,7 +150,6 @@ class fuzz_shell
     {
         static bool done = false;
         if (!done) {
-            xml_init();
             xml_ready();
         }
         done = true;

@@ -23,7 +23,6 @@ xml_root_result document_says(const std::string &text)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    xml_init();
     const std::string text = fuzz_input(data, size).rest();
     const fuzz_block block = fuzz_bytes(text);
     fuzz_require(xml_root_find(block.get(), text.size(), "a", name_space) == document_says(text),

@@ -5,7 +5,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
-    xml_init();
     const std::string text = fuzz_input(data, size).rest();
     fuzz_require(selected_rightly(selected(text), selected_in_document(text)),
                  "what is selected is what the document has");

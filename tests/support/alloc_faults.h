@@ -14,6 +14,7 @@
 #include <malloc.h>
 #include <stdarg.h>
 #include <stddef.h>
+#include <string.h>
 
 struct redisReply;
 struct redisContext;
@@ -63,6 +64,41 @@ T *alloc_counted(T *block)
     alloc_count_bytes(alloc_size(block));
     return block;
 }
+
+// A function of libxml2, with the allocations that it makes counted as libxml2's.
+template <auto *function>
+struct alloc_in;
+template <class Result, class... Arguments, Result (*function)(Arguments...)>
+struct alloc_in<function> {
+    static Result call(Arguments... arguments)
+    {
+        alloc_in_libxml2++;
+        Result result = function(arguments...);
+        alloc_in_libxml2--;
+        return result;
+    }
+};
+
+struct alloc_watched_function {
+    const char *name;
+    void (*stand_in)();
+};
+
+template <auto *function>
+alloc_watched_function alloc_watch(const char *name)
+{
+    return {name, reinterpret_cast<void (*)()>(alloc_in<function>::call)};
+}
+
+inline const alloc_watched_function alloc_watched[] = {
+    alloc_watch<xmlReadMemory>("xmlReadMemory"),
+    alloc_watch<xmlNewParserCtxt>("xmlNewParserCtxt"),
+    alloc_watch<xmlCtxtReadMemory>("xmlCtxtReadMemory"),
+    alloc_watch<xmlXPathNewContext>("xmlXPathNewContext"),
+    alloc_watch<xmlXPathRegisterNs>("xmlXPathRegisterNs"),
+    alloc_watch<xmlXPathEvalExpression>("xmlXPathEvalExpression"),
+    alloc_watch<xmlNodeGetContent>("xmlNodeGetContent"),
+};
 
 extern "C" {
 void *__real_malloc(size_t size);
@@ -139,66 +175,14 @@ void __wrap___vsyslog_chk(int priority, int flag, const char *format, va_list ar
     __real___vsyslog_chk(priority, flag, format, arguments);
     alloc_suspended--;
 }
-xmlDoc *__real_xmlReadMemory(const char *text, int size, const char *url, const char *encoding,
-                             int options);
-xmlParserCtxt *__real_xmlNewParserCtxt();
-xmlDoc *__real_xmlCtxtReadMemory(xmlParserCtxt *parser, const char *text, int size, const char *url,
-                                 const char *encoding, int options);
-xmlXPathContext *__real_xmlXPathNewContext(xmlDoc *document);
-int __real_xmlXPathRegisterNs(xmlXPathContext *context, const xmlChar *prefix, const xmlChar *uri);
-xmlXPathObject *__real_xmlXPathEvalExpression(const xmlChar *text, xmlXPathContext *context);
-xmlChar *__real_xmlNodeGetContent(const xmlNode *node);
-
-xmlDoc *__wrap_xmlReadMemory(const char *text, int size, const char *url, const char *encoding,
-                             int options)
+void *__real_dlsym(void *from, const char *name);
+void *__wrap_dlsym(void *from, const char *name)
 {
-    alloc_in_libxml2++;
-    xmlDoc *document = __real_xmlReadMemory(text, size, url, encoding, options);
-    alloc_in_libxml2--;
-    return document;
-}
-xmlParserCtxt *__wrap_xmlNewParserCtxt()
-{
-    alloc_in_libxml2++;
-    xmlParserCtxt *parser = __real_xmlNewParserCtxt();
-    alloc_in_libxml2--;
-    return parser;
-}
-xmlDoc *__wrap_xmlCtxtReadMemory(xmlParserCtxt *parser, const char *text, int size, const char *url,
-                                 const char *encoding, int options)
-{
-    alloc_in_libxml2++;
-    xmlDoc *document = __real_xmlCtxtReadMemory(parser, text, size, url, encoding, options);
-    alloc_in_libxml2--;
-    return document;
-}
-xmlXPathContext *__wrap_xmlXPathNewContext(xmlDoc *document)
-{
-    alloc_in_libxml2++;
-    xmlXPathContext *context = __real_xmlXPathNewContext(document);
-    alloc_in_libxml2--;
-    return context;
-}
-int __wrap_xmlXPathRegisterNs(xmlXPathContext *context, const xmlChar *prefix, const xmlChar *uri)
-{
-    alloc_in_libxml2++;
-    int result = __real_xmlXPathRegisterNs(context, prefix, uri);
-    alloc_in_libxml2--;
-    return result;
-}
-xmlXPathObject *__wrap_xmlXPathEvalExpression(const xmlChar *text, xmlXPathContext *context)
-{
-    alloc_in_libxml2++;
-    xmlXPathObject *found = __real_xmlXPathEvalExpression(text, context);
-    alloc_in_libxml2--;
-    return found;
-}
-xmlChar *__wrap_xmlNodeGetContent(const xmlNode *node)
-{
-    alloc_in_libxml2++;
-    xmlChar *text = __real_xmlNodeGetContent(node);
-    alloc_in_libxml2--;
-    return text;
+    for (const alloc_watched_function &watched : alloc_watched) {
+        if (strcmp(watched.name, name) == 0)
+            return reinterpret_cast<void *>(watched.stand_in);
+    }
+    return __real_dlsym(from, name);
 }
 redisReply *__wrap_redis_hash_get_bin_safe(redisContext *connection, const char *hash,
                                            size_t hash_length, const char *field,

@@ -4,9 +4,9 @@
 //     ALLOCATIONS_TO=FILE     how many calls there were is written there at the end
 //
 // Calls count from the moment in which libraries are initialised, those of all
-// threads together, and those that libraries make too. Those inside getpwuid do
-// not: where the C library looks for a user, it ends the process by itself when
-// there is no memory.
+// threads together, and those that libraries make too. Those inside getpwuid and
+// dlopen do not: where the C library looks for a user, or knows a symbol of C++, it
+// ends the process by itself when there is no memory.
 #include <atomic>
 #include <dlfcn.h>
 #include <errno.h>
@@ -25,7 +25,7 @@ namespace
 
 std::atomic<unsigned long> calls_made;
 unsigned long failing_call; // 0: none
-std::atomic<bool> in_getpwuid;
+std::atomic<bool> ends_by_itself;
 
 } // namespace
 
@@ -52,7 +52,7 @@ namespace
 
 bool fails()
 {
-    if (in_getpwuid || ++calls_made != failing_call)
+    if (ends_by_itself || ++calls_made != failing_call)
         return false;
     errno = ENOMEM;
     return true;
@@ -79,8 +79,18 @@ extern "C" passwd *getpwuid(uid_t user)
 {
     using look_up = passwd *(uid_t);
     auto *real = reinterpret_cast<look_up *>(dlsym(RTLD_NEXT, "getpwuid"));
-    in_getpwuid = true;
+    ends_by_itself = true;
     passwd *found = real(user);
-    in_getpwuid = false;
+    ends_by_itself = false;
     return found;
+}
+
+extern "C" void *dlopen(const char *name, int flags) noexcept
+{
+    using load = void *(const char *, int);
+    auto *real = reinterpret_cast<load *>(dlsym(RTLD_NEXT, "dlopen"));
+    ends_by_itself = true;
+    void *library = real(name, flags);
+    ends_by_itself = false;
+    return library;
 }

@@ -98,7 +98,6 @@ class shell_world : public testing::Test
         session = session_record();
         server_fd = -1;
         lock_init();
-        xml_init();
         xml_ready();
         fake_redis_reset();
         fake_conf_reset();

@@ -33,6 +33,8 @@ FILES:${PN}-host = "${bindir}/schemac ${bindir}/tarnd-gateway ${bindir}/vandel-*
     ${libdir}/vandel ${libexecdir}/vandel ${nonarch_libdir}/sysusers.d ${nonarch_libdir}/systemd \
     ${datadir}/vandel ${datadir}/ansible \
     ${COMPLETIONS}/schemac ${COMPLETIONS}/tarnd-gateway ${COMPLETIONS}/vandel-*"
+# Loaded when it is needed.
+RDEPENDS:${PN} = "libxml2"
 RDEPENDS:${PN}-host = "python3-core python3-json python3-xml"
 
 # The libraries that the shell is linked against are the device's.
