@@ -17,7 +17,7 @@ constexpr int not_private = EPERM; // the objection to what others may write
 
 // A piece of the file, of which every byte is wiped in the end: it may be a secret.
 struct file_piece {
-    char bytes[4096];
+    char bytes[32768];
 
     file_piece() {} // not even cleared
     ~file_piece()

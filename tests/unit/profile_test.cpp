@@ -290,11 +290,11 @@ TEST_F(profile_test, zero_bytes_and_whole_pages_are_kept)
     EXPECT_EQ(profile(), text + "\nL\n\n[rpc]\n\n\n[rpc_para]\n\n\n%%%\n");
 }
 
-// The file is searched in pieces of a page: a header, and the empty line that ends a
+// The file is searched in pieces of 32 KiB: a header, and the empty line that ends a
 // section, may begin in one and end in the next.
-TEST_F(profile_test, sections_are_found_wherever_a_page_ends)
+TEST_F(profile_test, sections_are_found_wherever_a_piece_ends)
 {
-    for (size_t size = 4060; size <= 4100; size++) {
+    for (size_t size = 32732; size <= 32772; size++) {
         std::string head = "[pwd]\n/\n\n[config]\nset /m/c/x ";
         head += std::string(size - head.size(), 'v');
         write_profile(head + "\n\n[rpc]\n/m/r\n\n[rpc_para]\n\n\n%%%\n");
