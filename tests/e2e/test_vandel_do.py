@@ -148,6 +148,20 @@ def test_a_refusal_that_begins_as_xml_does(device, path):
     check(vandel_do.run(device, f"get-config -l {path}"), 2, message, error)
 
 
+@pytest.mark.parametrize(
+    "command, shown",
+    [
+        ("/acme/reset now", "/acme/reset now"),
+        ("export-config running /dev/null", "export-config running ..."),
+    ],
+)
+def test_a_command_that_only_the_log_tells_of_is_not_done(device, command, shown):
+    """The lines after it would go to another place, or nobody would have the export."""
+    result = vandel_do.run(device, given=script(command, "pwd"))
+    check(result, 2, "", f"vandel-do: line 1: {shown}: the shell has refused it\n")
+    assert device.tarnd.requests == []
+
+
 def test_going_on_after_failures(device):
     device.tarnd.on_request = refuse_edits
     lines = script("bogus", "set /acme/box/name x", "commit", "pwd")

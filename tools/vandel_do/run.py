@@ -20,8 +20,10 @@ CHANGING = (b"save", b"copy-config", b"delete-config", b"import-config", b"expor
 # What the shell takes for the end of a line, and for "/", ":", a blank, "[", "]", "=" and ","
 # within quotes, so that a key would lead to another entry.
 MISTAKEN = re.compile(rb"[\0-\x03\x0b-\x0e]")
-# With a database that has ended, these say nothing.
-SILENT = ([b"ls"], [b"get-config", b"-l"])
+# What a command that says nothing has come to: these have found nothing, unless the database has
+# ended; these are done. Any other one is not, as only the system log tells.
+LISTING = ([b"ls"], [b"get-config", b"-l"])
+WITHOUT_WORDS = (b"cd", *edits.STAGING)
 REASONS = {
     ERROR: "the device has refused it",
     REFUSED: "the shell has refused it",
@@ -207,10 +209,12 @@ class Run:
         said = self.messages.judge(output)
         if said == "lost":
             return LOST
-        is_silent = not output and words[:2] in SILENT
+        is_still = self.shell.prompt == self.shell.before  # it has not led into an rpc
+        is_silent = not output and is_still and words[0] not in WITHOUT_WORDS
         if (said == "refused" or is_silent) and not database.is_there():
             return LOST
-        return REFUSED if said == "refused" else DONE
+        is_done = words[:2] in LISTING if is_silent else said == "done"
+        return DONE if is_done else REFUSED
 
     def _show(self, text, answer):
         """Prints what has come in the form that is wanted; a text is partly printed already."""
