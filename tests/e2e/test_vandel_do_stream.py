@@ -113,6 +113,18 @@ def test_a_namespace_is_not_kept_for_each_name(document):
         tracemalloc.stop()
 
 
+def test_what_is_escaped_takes_no_memory_until_the_end():
+    """One character above U+FFFF makes four bytes of each, and each has been a text of its own."""
+    document = "<r><a>%s\U0001f600</a></r>" % ("\x7f" * 1_000_000)
+    body = document.encode()
+    tracemalloc.start()
+    try:
+        assert len(reply.to_json(body)) > 6_000_000
+        assert tracemalloc.get_traced_memory()[1] < 30 * len(body)
+    finally:
+        tracemalloc.stop()
+
+
 def test_a_document_type_is_no_xml():
     """Its attributes would be compared with each other: hours for those that fill a frame."""
     with pytest.raises(reply.Unreadable):

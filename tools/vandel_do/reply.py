@@ -12,6 +12,7 @@ NOTIFICATIONS = "urn:ietf:params:xml:ns:netconf:notification:1.0"
 ERROR = "rpc-error"
 DEPTH_LIMIT = 256  # elements within each other; the XML readers of devices stop there, too
 PIECE = 1 << 20
+ESCAPED_AT_ONCE = 1 << 16  # characters; each takes some seventy bytes until they are joined
 TAG_LIMIT = 10_000_000  # bytes; an older expat reads it anew with each piece of it
 
 
@@ -118,8 +119,13 @@ def holds_error(body):
     return found
 
 
+def escape(found):
+    return f"\\u{ord(found[0]):04x}"
+
+
 def to_json(body):
-    """What stands in the root of a reply, by the rules of the man page. Raises Unreadable."""
+    """What stands in the root of a reply, as bytes, by the rules of the man page. Raises
+    Unreadable."""
     root = [{}, []]
     path = [root]  # of each open element: its children by name, and the pieces of its text
 
@@ -135,4 +141,6 @@ def to_json(body):
     (content,) = next(iter(root[0].values()))
     text = json.dumps(content if isinstance(content, dict) else {}, ensure_ascii=False)
     # As a reference, &#x9b;, a character comes past those who let none raw.
-    return CONTROLS.sub(lambda found: f"\\u{ord(found[0]):04x}", text)
+    starts = range(0, len(text), ESCAPED_AT_ONCE)
+    pieces = (text[start : start + ESCAPED_AT_ONCE] for start in starts)
+    return b"".join(CONTROLS.sub(escape, piece).encode() for piece in pieces)

@@ -223,7 +223,7 @@ class Run:
         elif self.options.form == "xml":
             self.stdout.write(answer.rstrip(b"\0\r\n") + b"\n")
         else:
-            self.stdout.write(reply.to_json(answer).encode() + b"\n")
+            self.stdout.write(reply.to_json(answer) + b"\n")
 
     def _save(self, place, line, status):
         """Keeps the lines of a commit that was not carried out."""
