@@ -330,10 +330,12 @@ def test_a_value_ends_no_element(fleet):
     assert fleet.play("vandel_config", names=("r1",), lines=lines).recap == {"r1": {"ok"}}
 
 
-def test_a_host_is_no_option(fleet):
-    """It would configure a router of one's own, and say that it has changed something."""
-    done = fleet.play("vandel_config", names=("r1",), host="--local", lines=LINES)
-    text = "vandel-connect: no [USER@]HOST[:PORT]: --local"
+@pytest.mark.parametrize("host", ["--local", ""])
+def test_a_host_is_no_option_and_not_empty(fleet, host):
+    """It would configure a router of one's own, or the device in the environment, and say that
+    it has changed something."""
+    done = fleet.play("vandel_config", names=("r1",), host=host, lines=LINES)
+    text = f"vandel-connect: no [USER@]HOST[:PORT]: {host}".rstrip()
     assert (done.results["r1"]["msg"], done.recap) == (text, {"r1": {"failed"}})
 
 
@@ -354,6 +356,7 @@ def test_a_value_steers_no_terminal(fleet):
     done = play(f"set /vandel-device/interfaces/interface[name=e{text}]/mtu 99999")
     assert done.results["r1"]["msg"].endswith(f"dev:interface[dev:name='e{shown}']/dev:mtu)")
     assert shown in play(f"set vandel-device/{text} 1").results["r1"]["stdout"]
+    assert play(f"set\t{text}").results["r1"]["msg"].startswith(f"set\t{shown}: of the commands")
 
 
 @pytest.mark.parametrize("module, option", [("config", "lines"), ("command", "commands")])

@@ -38,7 +38,8 @@ class Device:
         self.environment = {}
 
     def __enter__(self):
-        if self.module.params["host"]:
+        # An empty one is no device, and not the one of who names none.
+        if self.module.params["host"] is not None:
             self._connect()
         return self
 

@@ -85,7 +85,7 @@ def staged(module, device):
     """The request of the lines, the element around it, and the lines that send it."""
     lines = [*lines_of(module, "lines"), "commit"]
     for line in lines[:-1]:
-        word = line.strip().partition(" ")[0]
+        word = printable(line.strip().partition(" ")[0])
         if word not in (*STAGING, "") and not word.startswith("#"):
             module.fail_json(msg=f"{word}: of the commands, only {', '.join(STAGING)} stage")
     status, output, said = device.run(lines, "--dry-run", "--xml")
