@@ -468,6 +468,16 @@ def test_a_namespace_that_is_long():
             parse(text.format("u" * length))
 
 
+def test_what_is_shown_of_a_restored_file_is_what_is_sent(fleet):
+    """Whoever has written it could hide what import-config finds first."""
+    system = '<system xmlns="urn:vandel:device"><hostname>{}</hostname></system>'
+    hidden, seen = (f"{system.format(name)}</data" for name in ("evil", "good"))
+    path = sshd.write(fleet.path("restore.xml"), f"<?p <data>{hidden}>?><data >{seen} >")
+    done = fleet.play("vandel_config", "--check", names=("r1",), restore=path)
+    assert "evil" in done.results["r1"]["request"]
+    assert "good" not in done.results["r1"]["request"]
+
+
 def test_a_restored_file_with_a_namespace_that_is_long(fleet):
     """It is a device's, too."""
     text = f"<data><x:a xmlns:x='{'u' * 256}'/></data>"

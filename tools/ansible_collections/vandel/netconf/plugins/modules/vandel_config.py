@@ -14,7 +14,6 @@ from ansible_collections.vandel.netconf.plugins.module_utils.device import (
     fulfils,
     lines_of,
     parse,
-    parse_file,
     printable,
     text_of,
 )
@@ -98,6 +97,13 @@ def staged(module, device):
     return printable(request) + "\n", wanted, lines
 
 
+def taken(path):
+    """What import-config takes of a file, which may be less than a reader of XML finds in it."""
+    with open(path, "rb") as file:
+        content = file.read()
+    return content[content.find(b"<data>") : content.rfind(b"</data>") + len(b"</data>")]
+
+
 def main():
     arguments = {
         **ARGUMENTS,
@@ -114,7 +120,7 @@ def main():
         before = device.read("running")
         if module.params["restore"]:
             path = shutil.copy(module.params["restore"], device.path("restore.xml"))
-            wanted = parse_file(path)
+            wanted = parse(taken(path))
             request = text_of(wanted)
             is_so = request == text_of(before)
             lines = [f"import-config {path} running"]
