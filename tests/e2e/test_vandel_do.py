@@ -236,6 +236,21 @@ def test_a_workspace_is_taken_for_nothing_else(device, key):
     check(result, 0, printed)
 
 
+@pytest.mark.parametrize("form", ["--no-notifications", "--json"])
+def test_a_reply_that_the_shell_does_not_show_is_none(device, form):
+    """It says nothing where it has no memory for one. This one loses what it says."""
+    forgetful = device.path("forgetful")
+    with open(forgetful, "x", encoding="ascii") as file:
+        file.write("#!/bin/bash\nexec " + vandel_do.SHELL + " > >(sed -u '/^\\r$/d;/^ *<.*>$/d')\n")
+    os.chmod(forgetful, 0o700)
+    result = vandel_do.run(device, form, "get", "/acme/box", vandel="/tmp/forgetful")
+    errors = (
+        "vandel-do: the shell has not shown the reply\n"
+        "vandel-do: get /acme/box: the device or the database cannot be reached\n"
+    )
+    check(result, 3, "", errors)
+
+
 def test_an_element_in_the_data_is_no_error(device):
     device.tarnd.holds("<get>", f"<box>{REFUSED}</box>{REFUSED}")
     assert vandel_do.run(device, "get", "/acme/box").status == 0

@@ -17,6 +17,10 @@ ASKING = (
     b"import-config", b"export-config",
 )  # fmt: skip
 CHANGING = (b"save", b"copy-config", b"delete-config", b"import-config", b"export-config")
+# What these print of a reply begins so. One that they have no memory for, or that does not get
+# there, they may pass over without a word.
+READING = (b"get", b"get-config")
+SHOWN = b"\r\n"
 # What the shell takes for the end of a line, and for "/", ":", a blank, "[", "]", "=" and ","
 # within quotes, so that a key would lead to another entry.
 MISTAKEN = re.compile(rb"[\0-\x03\x0b-\x0e]")
@@ -202,6 +206,9 @@ class Run:
             return ERROR, None
         if words[0] == b"export-config":
             return self._judge_text(words, output), None
+        if words[0] in READING and not output.startswith(SHOWN):
+            complain("the shell has not shown the reply")
+            return LOST, None
         return DONE, answer
 
     def _judge_text(self, words, output):
