@@ -162,6 +162,17 @@ def test_a_command_that_only_the_log_tells_of_is_not_done(device, command, shown
     assert device.tarnd.requests == []
 
 
+def test_an_entry_that_is_left_out(device):
+    """Or all else would be committed."""
+    lines = ("set /acme/box/name x", "cd acme", "cd box", "cd port")
+    lines = script(*lines, "add-listentry id a", "add-listentry id a]/5", "commit")
+    error = (
+        "vandel-do: line 6: add-listentry id ...: the shell has refused it\n"
+        "vandel-do: 2 staged changes were not sent\n"
+    )
+    check(vandel_do.run(device, given=lines), 2, "", error)
+
+
 def test_going_on_after_failures(device):
     device.tarnd.on_request = refuse_edits
     lines = script("bogus", "set /acme/box/name x", "commit", "pwd")

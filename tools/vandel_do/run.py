@@ -146,11 +146,14 @@ class Run:
         text = self._text(line, is_shown)
         try:
             self.shell.run(line, self.options.timeout, text.add)
+            is_left_out = line.split()[0] == b"add-listentry" and not (text.size or self._has(line))
         except TookTooLong:
             return self._give_up(place, line, text, TIMEOUT)
         except Ended as end:
             return self._give_up(place, line, text, LOST if end.status != 0 else DONE)
         status, answer = self._judge(line, text.ends())
+        if is_left_out and status == DONE:
+            status = REFUSED
         if is_shown:
             self._show(text, answer)
         if status == LOST:
@@ -160,6 +163,13 @@ class Run:
         if status in (DONE, ERROR):
             self.edits.note(line, self.shell, was_rpc)
         return status
+
+    def _has(self, line):
+        """Whether an entry is staged: the shell refuses to add one again, and leaves one whose key
+        would end its path out without a word."""
+        text = Text(lambda piece: None)
+        self.shell.run(line, self.options.timeout, text.add)
+        return text.size > 0
 
     def _text(self, line, is_shown):
         """Where the text of a command goes."""
