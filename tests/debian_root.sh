@@ -85,12 +85,13 @@ make_root() {
     rm -rf --one-file-system "$root.new"
     mkdir -p "$root_place"
     eval "$(apt-config shell proxy Acquire::http::Proxy)"
-    ${proxy:+env "http_proxy=$proxy"} debootstrap "--arch=$root_architecture" --variant=minbase \
+    [[ -z $proxy ]] || export "http_proxy=$proxy" # not among arguments, which all can read
+    debootstrap "--arch=$root_architecture" --variant=minbase \
         "$root_suite" "$root.new" "$uri" >"$root_place/debootstrap.log" 2>&1 </dev/null || {
         tail -n 20 "$root_place/debootstrap.log" >&2
         exit 1
     }
-    apt_settings >"$root.new/etc/apt/apt.conf.d/90vandel"
+    (umask 077 && apt_settings >"$root.new/etc/apt/apt.conf.d/90vandel") # with passwords of proxies
     # No manual is read there.
     printf 'path-exclude=/usr/share/%s/*\n' doc man locale >"$root.new/etc/dpkg/dpkg.cfg.d/90vandel"
     mkdir -p "$root.new/vandel" "$root.new/build"
