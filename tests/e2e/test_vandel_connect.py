@@ -471,6 +471,21 @@ def test_a_router_takes_no_module_from_where_it_is_called(client):
     assert (result.returncode, result.stdout, result.stderr) == (0, b"/\r\n", b"")
 
 
+@pytest.mark.parametrize(
+    "closed, printed", [("<&-", b"/\r\n"), (">&- 2>&-", b""), ("<&- >&- 2>&-", b"")]
+)
+def test_a_standard_file_that_is_closed_is_as_the_null_device(client, closed, printed):
+    words = ["sh", "-c", f'exec "$@" {closed}', "sh", *client.words("--local", "pwd")]
+    result = subprocess.run(words, env=client.environment, check=False, capture_output=True)
+    assert (result.returncode, result.stdout, result.stderr) == (0, printed, b"")
+
+
+def test_what_is_said_where_standard_error_is_closed_reaches_no_output(client):
+    words = ["sh", "-c", 'exec "$@" 2>&-', "sh", *client.words("--stop", "router")]
+    result = subprocess.run(words, env=client.environment, check=False, capture_output=True)
+    assert (result.returncode, result.stdout, result.stderr) == (0, b"", b"")
+
+
 def test_a_device_that_cannot_be_reached(client):
     status, stdout, stderr = client.run("-o", "ProxyCommand=false", "root@router", "pwd")
     assert (status, stdout) == (3, "")

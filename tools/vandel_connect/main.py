@@ -39,10 +39,18 @@ def die_of(number):
     os.kill(os.getpid(), number)
 
 
+def open_standard_files():
+    """Puts /dev/null in the place of those that are closed: a socket would get their number."""
+    while (descriptor := os.open(os.devnull, os.O_RDWR)) <= 2:
+        os.set_inheritable(descriptor, True)
+    os.close(descriptor)
+
+
 def complain(text):
     """What stands in it may be the words of a device, which is not to steer the terminal."""
     text = "".join(c if c.isprintable() or c == "\n" else "?" for c in str(text))
-    print(f"vandel-connect: {text}", file=sys.stderr)
+    if sys.stderr is not None:  # Python would take standard output instead
+        print(f"vandel-connect: {text}", file=sys.stderr)
 
 
 def start_device(options, house, database):
@@ -172,6 +180,7 @@ def carry_out(options):
 
 def main(arguments, here):
     """The exit status of a call; `here` is the directory of the script."""
+    open_standard_files()
     signal.signal(signal.SIGPIPE, signal.SIG_DFL)  # as in other programs
     for number in ENDING:
         if signal.getsignal(number) != signal.SIG_IGN:
