@@ -609,7 +609,9 @@ def test_a_runtime_directory_that_somebody_else_names(client):
 
 @pytest.mark.skipif(os.geteuid() != 0, reason="only root can be another user")
 @pytest.mark.parametrize(
-    "name", ["his/there", "his/link/there", "his/last/", "his/last/.", "shared/there"]
+    "name",
+    ["his/there", "his/link/there", "his/last/", "his/last/.", "shared/there"]
+    + ["to_shared/there", "to_there"],
 )
 def test_a_runtime_directory_that_somebody_else_can_exchange(client, name):
     """It is ours, but only for now, as what he has linked to is."""
@@ -619,6 +621,8 @@ def test_a_runtime_directory_that_somebody_else_can_exchange(client, name):
     for link, path in (("his/link", "ours"), ("his/last", "ours/there")):
         os.symlink(client.path(path), client.path(link))
         os.lchown(client.path(link), 65534, 65534)
+    for link, path in (("to_shared", "shared"), ("to_there", "his/there")):
+        os.symlink(client.path(path), client.path(link))
     os.chown(client.path("his"), 65534, 65534)
     os.chmod(client.path("shared"), 0o770)
     client.environment |= {"XDG_RUNTIME_DIR": client.path(name), "HOME": client.path()}

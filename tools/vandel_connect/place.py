@@ -48,9 +48,11 @@ def runs_directory():
     given = pathlib.Path(os.environ.get("XDG_RUNTIME_DIR", ""))  # without a slash at its end
     # That of somebody else, which su leaves in the environment, may have links. One that is
     # not there is not made, nor is one used that is there for now: in a directory of his he
-    # could exchange it later.
-    if given.is_absolute() and os.path.isdir(given) and not any(map(_is_of_another, given.parents)):
-        return private(os.path.join(private(str(given)), "vandel"))
+    # could exchange it later, also where a link of ours leads there.
+    if given.is_absolute() and os.path.isdir(given):
+        above = (*given.parents, *pathlib.Path(os.path.realpath(given)).parents)
+        if not any(map(_is_of_another, above)):
+            return private(os.path.join(private(str(given)), "vandel"))
     return private(os.path.join(private(_home("", "~/.cache/vandel")), "run"))
 
 
