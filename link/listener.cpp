@@ -11,7 +11,6 @@
 #include "base/signals.h"
 #include "link/exchange.h"
 #include "link/exchange_lock.h"
-#include "link/xml_library.h"
 #include "link/xml_print.h"
 #include "link/xml_root.h"
 
@@ -50,20 +49,6 @@ poll_result poll_socket()
         return {false, false};
     return {FD_ISSET(server_fd, &session.listen_fds),
             wanted_fd >= 0 && FD_ISSET(wanted_fd, &session.listen_fds)};
-}
-
-// What libxml2 keeps for this thread is allocated once; without it no message
-// can be handled.
-void wait_for_libxml2()
-{
-    for (;;) {
-        pthread_mutex_lock(&message_lock);
-        const int result = xml_ready();
-        pthread_mutex_unlock(&message_lock);
-        if (result == 0)
-            return;
-        sleep(idle_seconds);
-    }
 }
 
 void print_if_notification(const reply_text &message)
@@ -109,7 +94,6 @@ int thread_create(void *(*body)(void *), void *argument)
 // After the last of them this thread has its turn.
 void *notify_listener(void *)
 {
-    bool is_ready = false;
     for (;;) {
         if (exchange_trylock() != 0) {
             sleep(busy_seconds);
@@ -120,12 +104,8 @@ void *notify_listener(void *)
         const bool received = found.is_readable && msg_recv(&message) == 0;
         if (exchange_unlock() != 0)
             return nullptr;
-        if (received) {
-            if (!is_ready)
-                wait_for_libxml2();
-            is_ready = true;
+        if (received)
             print_if_notification(message);
-        }
         if (!received || found.is_wanted)
             sleep(idle_seconds);
     }

@@ -3,8 +3,10 @@
 #include <libxml/parserInternals.h>
 #include <limits.h>
 #include <memory>
+#include <string_view>
 
 #include "base/log.h"
+#include "base/text.h"
 #include "format/namespaces.h"
 #include "link/xml_library.h"
 #include "link/xml_memory.h"
@@ -92,12 +94,30 @@ void keep_no_content(xmlSAXHandler *handlers)
 xml_root_result root_of_document(const char *text, size_t length, const root_search &search)
 {
     const xml_doc document = xml_parse(text, length);
+    if (xml_memory_ran_out())
+        return xml_root_unread;
     const xmlNode *root = document ? libxml2.doc_get_root_element(document.get()) : nullptr;
     if (root == nullptr)
         return xml_root_unreadable;
     const bool matches = root->ns != nullptr && libxml2.str_equal(root->name, search.name) != 0 &&
                          libxml2.str_equal(root->ns->href, search.name_space) != 0;
     return matches ? xml_root_matches : xml_root_differs;
+}
+
+// Whether the first tag is that of a notification, whatever comes after it. One that is
+// taken for a reply answers what was asked last, and so does each reply the question after
+// its own.
+bool begins_as_notification(std::string_view text)
+{
+    size_t at = text.find('<');
+    while (text_starts_with(text_slice(text, at), "<?") ||
+           text_starts_with(text_slice(text, at), "<!"))
+        at = text.find('<', at + 1);
+    const std::string_view tag = text_slice(text, at, text.find('>', at) - at);
+    const std::string_view name = text_slice(tag, 0, tag.find_first_of(" \t\r\n/"));
+    const size_t colon = name.find(':');
+    return text_slice(name, colon == std::string_view::npos ? 1 : colon + 1) == "notification" &&
+           tag.find(NETCONF_NOTIFICATION_NAMESPACE) != std::string_view::npos;
 }
 
 } // namespace
@@ -110,13 +130,15 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
     const xml_look look = xml_look_at(text, length, name);
     if (look == xml_look_plain) // nearly every reply, in a fraction of the time
         return xml_root_differs;
-    if (look == xml_look_refused || xml_ready() != 0)
+    if (look == xml_look_refused)
         return xml_root_unreadable;
+    if (xml_ready() != 0)
+        return xml_root_unread;
     xml_memory_watch();
     scrub_registers();
     xml_parser parser(libxml2.new_parser_ctxt());
     if (!parser)
-        return xml_root_unreadable;
+        return xml_root_unread;
     root_search search = {reinterpret_cast<const xmlChar *>(name),
                           reinterpret_cast<const xmlChar *>(name_space),
                           false,
@@ -130,7 +152,9 @@ xml_root_result xml_root_find(const char *text, size_t length, const char *name,
     parser.reset(); // it holds copies of the text
     if (search.needs_document)
         return root_of_document(text, length, search);
-    if (!empty || xml_memory_ran_out())
+    if (xml_memory_ran_out())
+        return xml_root_unread;
+    if (!empty)
         return xml_root_unreadable;
     return search.matches ? xml_root_matches : xml_root_differs;
 }
@@ -139,7 +163,9 @@ int is_notification(const char *message, size_t length)
 {
     const xml_root_result root =
         xml_root_find(message, length, "notification", NETCONF_NOTIFICATION_NAMESPACE);
-    if (root == xml_root_unreadable)
+    if (root == xml_root_unreadable || root == xml_root_unread)
         log_debug("[DEBUG] parse xml err.\n");
+    if (root == xml_root_unread)
+        return begins_as_notification({message, length}) ? 1 : 0;
     return root == xml_root_matches ? 1 : 0;
 }

@@ -7,7 +7,8 @@
 enum xml_root_result {
     xml_root_differs,
     xml_root_matches,
-    xml_root_unreadable, // the text is not well-formed, or memory runs out
+    xml_root_unreadable, // the text is not well-formed
+    xml_root_unread,     // no libxml2, or no memory for it
 };
 
 // Whether the root of a message (length bytes) is the element of this name in
@@ -17,5 +18,6 @@ enum xml_root_result {
 xml_root_result xml_root_find(const char *text, size_t length, const char *name,
                               const char *name_space);
 
-// 1 if a message is a NETCONF notification, else 0; what cannot be parsed is none.
+// 1 if a message is a NETCONF notification, else 0; what cannot be parsed is none. Where
+// there is no parser for it its first tag decides.
 int is_notification(const char *message, size_t length);

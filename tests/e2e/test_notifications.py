@@ -55,6 +55,22 @@ def test_the_parser_is_loaded_when_a_message_needs_it(idle):
     assert finish(shell).status == 0
 
 
+def test_without_the_parser_a_notification_is_no_reply(machine, idle):
+    """Or each reply would be shown as the one to the request after its own."""
+    shell, _ = idle
+    machine.tarnd.on_request = lambda request: [EVENT, request.data()]
+    before = resource.prlimit(shell.pid, resource.RLIMIT_NOFILE)
+    resource.prlimit(shell.pid, resource.RLIMIT_NOFILE, (3, before[1]))
+    shell.send("get /acme/box\nget /acme/box\n")
+    for number in (1, 2):
+        shell.expect(printed_no_data(number).encode())
+    assert not has_loaded(shell, "libxml2")
+    resource.prlimit(shell.pid, resource.RLIMIT_NOFILE, before)
+    result = finish(shell)
+    shown = (b"/$ get /acme/box\n" + PRINTED + printed_no_data(n).encode() for n in (1, 2))
+    assert result.stdout.partition(b"/$ \n")[2] == b"".join(shown) + b"/$ quit\n"
+
+
 def test_several_notifications_come_in_order(idle):
     shell, session = idle
     for number in range(20):
