@@ -148,20 +148,21 @@ def request(size, message_id=5):
     return start + b"x" * (size - len(start) - len(end)) + end
 
 
-def begin(shell, size, sent):
-    """Sends the beginning of a frame, and waits until it is read; the rest of it."""
+def begin(bench, shell, size, sent):
+    """Sends the beginning of a frame, and waits until it is read and counted; the rest of it."""
     header = HEADER.pack(MAGIC, size, shell.sequence, 0)
     shell.sequence += 1
     body = request(size)
     shell.raw(header + body[:sent])
     wait_for(shell.is_taken, "the gateway does not read")
+    bench.gateway.rest()
     return body[sent:]
 
 
 def test_requests_hold_no_more_together_than_they_may(bench):
     bench.start("--max-buffered=1000000")
     (first, first_peer), (second, second_peer) = bench.session(1), bench.session(2)
-    rest = begin(first, 900000, 890000)
+    rest = begin(bench, first, 900000, 890000)
     second.send(request(500000, 77))
     assert second.receive() == failure(NO_ROOM, b"77")
     assert f"shell 2: a request is refused: {NO_ROOM}\n" in bench.gateway.log()
@@ -169,6 +170,7 @@ def test_requests_hold_no_more_together_than_they_may(bench):
     check_still_serves(second, second_peer)
     first.raw(rest)
     assert first_peer.request() == request(900000)
+    bench.gateway.rest()
     second.send(request(500000))
     assert second_peer.request() == request(500000)
 
@@ -176,9 +178,10 @@ def test_requests_hold_no_more_together_than_they_may(bench):
 def test_a_shell_that_leaves_gives_its_room_back(bench):
     bench.start("--max-buffered=1000000")
     (first, _), (second, second_peer) = bench.session(1), bench.session(2)
-    begin(first, 900000, 890000)
+    begin(bench, first, 900000, 890000)
     first.close()
     bench.gateway.wait_for_log("shell 1: closed: the shell ended in the middle of a frame\n")
+    bench.gateway.rest()
     second.send(request(500000))
     assert second_peer.request() == request(500000)
 
@@ -188,6 +191,7 @@ def test_requests_that_servers_do_not_take_count_too(bench):
     (first, first_peer), (second, second_peer) = bench.session(1), bench.session(2)
     first.send(request(900000), b"")
     wait_for(first.is_taken, "the gateway does not read")
+    bench.gateway.rest()
     check_still_serves(second, second_peer)
     second.send(request(700000))
     assert second.receive() == failure(NO_ROOM)
@@ -205,7 +209,7 @@ def test_a_request_that_can_never_fit_is_refused(bench):
 def test_half_sent_requests_take_no_more_memory_than_they_may(bench):
     bench.start("--max-buffered=16777216")
     sessions = [bench.session(number + 1) for number in range(8)]
-    rests = [begin(shell, 16000000, 15900000) for shell, _ in sessions]
+    rests = [begin(bench, shell, 16000000, 15900000) for shell, _ in sessions]
     assert bench.gateway.log().count(f"a request is refused: {NO_ROOM}\n") == 7
     assert bench.gateway.peak_memory() < 64 << 20
     for (shell, _), rest in list(zip(sessions, rests))[1:]:
@@ -219,7 +223,7 @@ def test_a_refused_shell_s_request_is_read_and_not_held(bench):
     bench.start("--max-shells=1")
     bench.session()
     extra = bench.gateway.shell()
-    rest = begin(extra, 30000000, 29999999)
+    rest = begin(bench, extra, 30000000, 29999999)
     assert bench.gateway.peak_memory() < 24 << 20
     extra.raw(rest)
     assert extra.receive() == failure(TOO_MANY)

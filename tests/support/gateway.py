@@ -11,7 +11,7 @@ import termios
 import time
 
 from . import valgrind
-from .processes import children_of
+from .processes import children_of, state_of
 
 REPOSITORY = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 BUILD = os.path.abspath(os.environ.get("VANDEL_BUILD") or os.path.join(REPOSITORY, "build"))
@@ -96,6 +96,10 @@ class Gateway:
     def sessions(self):
         """Process ids of those that serve a shell each, zombies included."""
         return children_of(self.process.pid)
+
+    def rest(self):
+        """Waits until each session waits: the others know then what it holds."""
+        wait_for(lambda: all(state_of(pid) in "SZX" for pid in self.sessions()), "one is busy")
 
     def children(self):
         """Process ids of the commands, zombies included."""

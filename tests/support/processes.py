@@ -1,13 +1,19 @@
 """Processes as /proc shows them. One may end between the opening and the reading of its file."""
 
 
-def is_running(pid):
-    """True for a process that exists and is no zombie."""
+def state_of(pid):
+    """The letter for what a process does: S where it waits, Z where it has ended, X where it is not
+    there."""
     try:
         with open(f"/proc/{pid}/stat", encoding="ascii", errors="replace") as stat:
-            return stat.read().rpartition(")")[2].split()[0] not in "ZX"
+            return stat.read().rpartition(")")[2].split()[0]
     except (FileNotFoundError, ProcessLookupError):
-        return False
+        return "X"
+
+
+def is_running(pid):
+    """True for a process that exists and is no zombie."""
+    return state_of(pid) not in "ZX"
 
 
 def children_of(pid):

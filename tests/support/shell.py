@@ -19,6 +19,7 @@ import time
 import pexpect
 
 from . import servers, valgrind
+from .processes import state_of
 from .system_log import SystemLog
 from .tarnd import Tarnd
 
@@ -101,14 +102,10 @@ class Shell:
     def wait_idle(self, timeout=TIMEOUT):
         """Waits until the main thread sleeps: what it wrote last is behind it then."""
         deadline = time.monotonic() + timeout
-        while self._state() != "S":
+        while state_of(self.pid) != "S":
             if time.monotonic() > deadline:
                 raise TimeoutError("the shell does not come to rest")
             time.sleep(0.005)
-
-    def _state(self):
-        with open(f"/proc/{self.pid}/stat", encoding="ascii", errors="replace") as stat:
-            return stat.read().rpartition(")")[2].split()[0]
 
     def signal(self, number):
         self.process.send_signal(number)
